@@ -1,0 +1,111 @@
+#include "Host/EffectRegistry.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <variant>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+
+namespace Kaltor::Host {
+
+using boost::intrusive_ptr;
+using Proc::IOneInputEffectVideo;
+using Proc::ITwoInputEffectVideo;
+using Proc::OneInputEffectFactoryFn;
+using Proc::TwoInputEffectFactoryFn;
+
+struct EffectRegistry::Entries {
+    struct Entry {
+        std::string classId;
+        std::string implName;
+        std::variant<OneInputEffectFactoryFn, TwoInputEffectFactoryFn> factory;
+    };
+    std::vector<Entry> list;
+
+    template <typename Fn>
+    Fn const* Find(std::string const& classId, std::string const& implName) const {
+        auto const found = std::find_if(list.begin(), list.end(), [&](Entry const& entry) {
+            return entry.classId == classId && entry.implName == implName && std::holds_alternative<Fn>(entry.factory);
+        });
+        return found == list.end() ? nullptr : &std::get<Fn>(found->factory);
+    }
+
+    template <typename Fn>
+    void Register(std::string const& classId, std::string const& implName, Fn const& factory) {
+        if (Fn const* const found = Find<Fn>(classId, implName)) {
+            const_cast<Fn&>(*found) = factory;
+        } else {
+            list.push_back({classId, implName, factory});
+        }
+    }
+};
+
+namespace {
+
+template <typename Entries>
+class EffectFactory final : public RefCountImpl<Proc::IEffectFactory> {
+public:
+    explicit EffectFactory(std::shared_ptr<Entries const> source) : entries(std::move(source)) {}
+
+    intrusive_ptr<IOneInputEffectVideo> CreateOneInputEffect(std::string const& classId,
+                                                             std::string const& implName) const override {
+        return Create<OneInputEffectFactoryFn>(classId, implName, "one-input");
+    }
+    intrusive_ptr<ITwoInputEffectVideo> CreateTwoInputEffect(std::string const& classId,
+                                                             std::string const& implName) const override {
+        return Create<TwoInputEffectFactoryFn>(classId, implName, "two-input");
+    }
+
+private:
+    template <typename Fn>
+    typename Fn::result_type Create(std::string const& classId, std::string const& implName, char const* kind) const {
+        Fn const* const create = entries->template Find<Fn>(classId, implName);
+        if (create == nullptr) {
+            Core::Throw(std::invalid_argument(
+                fmt::format("no {} effect {} is registered for the implementation {}", kind, classId, implName)));
+        }
+        return (*create)(intrusive_ptr<Proc::IEffectFactory const>(this));
+    }
+
+    std::shared_ptr<Entries const> entries;
+};
+
+}  // namespace
+
+EffectRegistry::EffectRegistry() : entries(std::make_shared<Entries>()) {}
+EffectRegistry::~EffectRegistry() = default;
+
+bool EffectRegistry::HasOneInputEffect(std::string const& classId, std::string const& implName) const {
+    return entries->Find<OneInputEffectFactoryFn>(classId, implName) != nullptr;
+}
+
+void EffectRegistry::RegisterOneInputEffect(std::string const& classId, std::string const& implName,
+                                            OneInputEffectFactoryFn const& factory) {
+    entries->Register(classId, implName, factory);
+}
+
+bool EffectRegistry::HasTwoInputEffect(std::string const& classId, std::string const& implName) const {
+    return entries->Find<TwoInputEffectFactoryFn>(classId, implName) != nullptr;
+}
+
+void EffectRegistry::RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
+                                            TwoInputEffectFactoryFn const& factory) {
+    entries->Register(classId, implName, factory);
+}
+
+std::vector<RegisteredEffect> EffectRegistry::List() const {
+    std::vector<RegisteredEffect> result;
+    for (Entries::Entry const& entry : entries->list) {
+        bool const isOneInput = std::holds_alternative<OneInputEffectFactoryFn>(entry.factory);
+        result.push_back({entry.classId, entry.implName, isOneInput ? 1 : 2});
+    }
+    return result;
+}
+
+intrusive_ptr<Proc::IEffectFactory const> EffectRegistry::GetFactory() const {
+    return {new EffectFactory<Entries>(entries)};
+}
+
+}  // namespace Kaltor::Host

@@ -1,0 +1,86 @@
+#include "Host/Plugin.h"
+
+#include <cstdlib>
+#include <stdexcept>
+#include <vector>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
+
+namespace Kaltor::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The folder of the shared library that the host and the plug-in have in common, or "" where it is not known.
+fs::path LibraryFolder() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
+        return {};
+    }
+    return fs::path(info.dli_fname).parent_path();
+}
+
+fs::path ProgramFolder() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
+
+std::string LastLoaderError() {
+    char const* const text = dlerror();
+    return text != nullptr ? text : "unknown error of the dynamic loader";
+}
+
+}  // namespace
+
+fs::path FindPlugin() {
+    char const* const named = std::getenv(kPluginVariable);
+    if (named != nullptr && *named != '\0') {
+        return named;
+    }
+    std::vector<fs::path> const places{ProgramFolder(), LibraryFolder(), LibraryFolder() / "kaltor"};
+    std::string looked;
+    for (fs::path const& place : places) {
+        fs::path const file = place / KALTOR_PLUGIN_FILE;
+        std::error_code error;
+        if (fs::exists(file, error)) {
+            return file;
+        }
+        looked += (looked.empty() ? "" : ", ") + place.string();
+    }
+    Core::Throw(std::runtime_error(
+        fmt::format("the plug-in {} is not in {}; set {} to its path", KALTOR_PLUGIN_FILE, looked, kPluginVariable)));
+}
+
+void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
+    std::error_code error;
+    if (!fs::exists(file, error)) {
+        Core::Throw(std::runtime_error(fmt::format("the plug-in {} does not exist", file.string())));
+    }
+    // A path without a slash would be searched for in the system's folders.
+    fs::path const absolute = fs::absolute(file);
+    // Never unloaded: effects, caches and exceptions of the plug-in may live until the process ends.
+    void* const library = dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    if (library == nullptr) {
+        Core::Throw(std::runtime_error(fmt::format("the plug-in does not load: {}", LastLoaderError())));
+    }
+    void* const symbol = dlsym(library, Proc::kRegistratorSymbol);
+    if (symbol == nullptr) {
+        dlclose(library);
+        Core::Throw(std::runtime_error(fmt::format("{} is no plug-in: it does not export the symbol {}", file.string(),
+                                                   Proc::kRegistratorSymbol)));
+    }
+    reinterpret_cast<Proc::RegistratorFn>(symbol)(registry);
+}
+
+std::unique_ptr<EffectRegistry> MakeRegistry() {
+    auto registry = std::make_unique<EffectRegistry>();
+    Proc::RegisterDefaultEffects(*registry);
+    LoadPlugin(FindPlugin(), *registry);
+    return registry;
+}
+
+}  // namespace Kaltor::Host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "Host/EffectRegistry.h"
+
+namespace Kaltor::Host {
+
+/// The environment variable that names the plug-in's file, before any other place.
+constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
+
+/// The plug-in's file: what `KALTOR_PLUGIN` names; else the first there is of: beside the running program, beside the
+/// host's library (a build tree), in its folder `kaltor` (an installation). Throws `std::runtime_error` that tells
+/// the places where it is not.
+std::filesystem::path FindPlugin();
+
+/// Loads a plug-in, for the rest of the process, and lets it register its effects. Throws `std::runtime_error` where
+/// the file is missing, does not load, or exports no `Registrator`; what the plug-in throws passes through.
+void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& registry);
+
+/// The default effects and those of the plug-in.
+std::unique_ptr<EffectRegistry> MakeRegistry();
+
+}  // namespace Kaltor::Host
