@@ -1,0 +1,20 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace Kaltor::Media {
+
+/// A file that cannot be read or written. The text is one line that begins with the file's name as it was given.
+class MediaError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The caller's cancel flag was seen.
+class Cancelled : public std::runtime_error {
+public:
+    Cancelled() : std::runtime_error("cancelled") {}
+};
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "Conf/FrameInfo.h"
+#include "Conf/PixFmt.h"
+#include "Media/MediaError.h"
+
+extern "C" {
+#include <libavutil/rational.h>
+}
+
+namespace Kaltor::Media {
+
+using Microseconds = std::chrono::microseconds;
+
+/// The sound that a file carries or is to carry.
+struct SoundFormat {
+    int sampleRate = 48000;
+    int channels = 2;
+
+    bool operator==(SoundFormat const&) const = default;
+};
+
+/// What can be known of a clip without decoding it whole.
+struct MediaInfo {
+    /// As displayed: rotation is applied, a pixel's shape is kept.
+    Conf::FrameInfo frame;
+    /// Degrees by which the stored picture is turned clockwise for display: 0, 90, 180 or 270.
+    int rotation = 0;
+    /// 0/1 where there is none to be known, as of stills.
+    AVRational frameRate{0, 1};
+    /// From the first picture to the end of the last one that is there; zero for stills.
+    Microseconds duration{0};
+    /// Where the data end before the time that the file declares: the declared duration.
+    std::optional<Microseconds> declaredDuration;
+    bool isStill = false;
+    std::optional<SoundFormat> sound;
+    /// As tagged; Unspecified where it is not.
+    ColorSpec colorSpec;
+    /// The tags with what is missing filled in by practice, from the stored height.
+    ColorSpec resolvedColorSpec;
+    std::string container;
+    std::string codec;
+    std::string pixelFormat;
+};
+
+/// Looks at a file's headers and last packets. Throws `MediaError` for what is missing, unreadable, not media or has
+/// no video stream.
+MediaInfo Probe(std::string const& path);
+
+}  // namespace Kaltor::Media

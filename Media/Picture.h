@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "Media/MediaError.h"
+#include "Proc/Data/DataVideoFF.h"
+
+namespace Kaltor::Media {
+
+constexpr std::uint32_t kAnySide = std::numeric_limits<std::uint32_t>::max();
+
+/// Reads a still picture of any format that FFmpeg decodes, upright (EXIF orientation applied), as `PixFmt::Rgba` where
+/// the file has alpha and as `PixFmt::Rgb24` otherwise. Of an animation, the first frame. Throws `MediaError`, also
+/// for pictures with a side over `maximumSide` pixels.
+boost::intrusive_ptr<Proc::DataVideoFF> ReadPicture(std::string const& path, std::uint32_t maximumSide = kAnySide);
+
+/// The same for a file's content, as from a pipe; `name` stands for it in messages.
+boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> const& content, std::string const& name,
+                                                      std::uint32_t maximumSide = kAnySide);
+
+/// A PNG file's content. Rgb24 and Rgba are stored as they are; other formats are brought to Rgb24 (Rgba with alpha).
+std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture);
+
+/// Writes a PNG file, which appears under its name only when it is whole. Throws `MediaError`; an existing file is
+/// refused unless `overwrite`.
+void WritePng(std::string const& path, Proc::DataVideoFF const& picture, bool overwrite);
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Media/MediaInfo.h"
+#include "Proc/Data/AvFrame.h"
+
+namespace Kaltor::Media {
+
+/// The form that pictures are brought to.
+struct VideoTarget {
+    Conf::FrameInfo frame;
+    AVRational frameRate{30, 1};
+    /// Resolved.
+    ColorSpec colorSpec{ColorMatrix::Bt709, ColorRange::Limited};
+    PixFmt pixFmt = PixFmt::Yuv420p;
+};
+
+/// Takes one line that names the file.
+using WarningFn = std::function<void(std::string const& message)>;
+
+/// Streams a clip's pictures at a constant rate: picture k is the one that is shown nearest to start + k / rate (the
+/// last whose rounded place is not after k). Pictures of other sizes are scaled with their aspect kept and centred on
+/// black; alpha is composed over black. A picture that is already in the target's form is handed on as the decoder
+/// made it: the same buffers, no copy. A still gives the same picture without end.
+///
+/// Decoding errors and an early end give one warning with the time from which the clip is damaged; the last good
+/// picture stands in for what is missing, so that later ones keep their time.
+class VideoReader {
+public:
+    /// Throws `MediaError`. `stop`, where given, ends blocking reads (as an error) once it is true; it must outlive
+    /// the reader.
+    VideoReader(std::string const& path, VideoTarget const& target, Microseconds start = Microseconds(0),
+                WarningFn warn = {}, std::atomic<bool> const* stop = nullptr);
+    ~VideoReader();
+    VideoReader(VideoReader const&) = delete;
+    VideoReader& operator=(VideoReader const&) = delete;
+
+    /// The next picture; without end: after the clip's last picture, that one again. Its timestamp `pts` is its number.
+    /// Throws `MediaError` where not one picture can be decoded.
+    Proc::AvFramePtr Read();
+
+    /// No picture of the clip itself is left for the next `Read`.
+    bool IsAtEnd() const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace Kaltor::Media
