@@ -1,0 +1,161 @@
+#include "Apps/Kaltor/Catalog.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Host/Plugin.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+constexpr std::string_view kEffectPrefix = "Effect";
+constexpr std::string_view kTransitionPrefix = "Transition";
+/// Takes a base and any number of overlays: a service, although it is named as an effect.
+constexpr std::string_view kBlender = "EffectImageBlender";
+
+std::string Lower(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return result;
+}
+
+std::string_view WithoutPrefix(std::string_view name) {
+    for (std::string_view const prefix : {kEffectPrefix, kTransitionPrefix}) {
+        if (name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix) {
+            return name.substr(prefix.size());
+        }
+    }
+    return name;
+}
+
+Kind KindOf(Host::RegisteredEffect const& effect) {
+    bool const isEffect = effect.inputs == 1 && WithoutPrefix(effect.classId) != effect.classId;
+    if (isEffect && effect.classId != kBlender) {
+        return Kind::Effect;
+    }
+    bool const isTransition = effect.classId.compare(0, kTransitionPrefix.size(), kTransitionPrefix) == 0;
+    return isTransition ? Kind::Transition : Kind::Service;
+}
+
+}  // namespace
+
+char const* GetName(Kind kind) {
+    static constexpr std::array kNames{"effect", "transition", "service"};
+    return kNames[static_cast<std::size_t>(kind)];
+}
+
+Catalog::Catalog(std::vector<Host::RegisteredEffect> const& registered) {
+    for (Host::RegisteredEffect const& effect : registered) {
+        if (effect.implName == Proc::ImplNames::OGL) {
+            entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender});
+        }
+    }
+}
+
+Catalog Catalog::Load() {
+    std::unique_ptr<Host::EffectRegistry> registry = Host::MakeRegistry();
+    Catalog catalog(registry->List());
+    catalog.factory = registry->GetFactory();
+    catalog.registry = std::move(registry);
+    return catalog;
+}
+
+template <typename Accepts>
+CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts, std::string const& what) const {
+    std::string const wanted = Lower(name);
+    std::vector<CatalogEntry const*> found;
+    CatalogEntry const* refused = nullptr;
+    std::vector<std::string> names;
+    std::vector<std::string> shortNames;
+    for (CatalogEntry const& entry : entries) {
+        bool const isFull = Lower(entry.name) == wanted;
+        bool const isMatch = isFull || Lower(WithoutPrefix(entry.name)) == wanted;
+        if (!accepts(entry)) {
+            refused = isMatch ? &entry : refused;
+            continue;
+        }
+        if (isFull) {
+            return entry;
+        }
+        if (isMatch) {
+            found.push_back(&entry);
+        }
+        names.push_back(entry.name);
+        shortNames.emplace_back(WithoutPrefix(entry.name));
+    }
+    if (found.size() == 1) {
+        return *found.front();
+    }
+    if (found.size() > 1) {
+        throw UsageError(
+            fmt::format("\"{}\" may be {} or {}: give the whole name", name, found[0]->name, found[1]->name));
+    }
+    if (refused != nullptr) {
+        char const* const article = refused->kind == Kind::Effect ? "an" : "a";
+        throw UsageError(fmt::format("{} is {} {}, no {}", refused->name, article, GetName(refused->kind), what));
+    }
+
+    std::string nearest = Proc::FindNearest(name, names);
+    if (nearest.empty()) {
+        std::string const nearestShort = Proc::FindNearest(name, shortNames);
+        auto const at = std::find(shortNames.begin(), shortNames.end(), nearestShort);
+        nearest = nearestShort.empty() ? "" : names[static_cast<std::size_t>(at - shortNames.begin())];
+    }
+    std::string const hint =
+        nearest.empty() ? "\"kaltor list\" shows what there is" : fmt::format("did you mean {}?", nearest);
+    throw UsageError(fmt::format("there is no {} \"{}\"; {}", what, name, hint));
+}
+
+CatalogEntry const& Catalog::Find(std::string const& name) const {
+    return FindAmong(
+        name, [](CatalogEntry const&) { return true; }, "effect, transition or service");
+}
+
+CatalogEntry const& Catalog::FindTransition(std::string const& name) const {
+    return FindAmong(
+        name, [](CatalogEntry const& entry) { return entry.kind == Kind::Transition; }, "transition");
+}
+
+CatalogEntry const& Catalog::FindEffect(std::string const& name) const {
+    return FindAmong(
+        name, [](CatalogEntry const& entry) { return entry.kind == Kind::Effect; }, "effect");
+}
+
+std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name, std::vector<Assignment> const& values) {
+    std::unique_ptr<Proc::Settings> settings = Proc::MakeSettings(name);
+    if (!settings) {
+        throw std::logic_error(fmt::format("{} is registered but has no settings class", name));
+    }
+    for (auto const& [field, value] : values) {
+        try {
+            settings->Set(field, value);
+        } catch (std::invalid_argument const& error) {
+            throw UsageError(error.what());
+        }
+    }
+    return settings;
+}
+
+boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,
+                                               Proc::Settings const& settings) {
+    boost::intrusive_ptr<Proc::IEffect> effect;
+    if (entry.isTwoInput) {
+        effect = catalog.GetFactory()->CreateTwoInputEffect(entry.name, Proc::ImplNames::OGL);
+    } else {
+        effect = catalog.GetFactory()->CreateOneInputEffect(entry.name, Proc::ImplNames::OGL);
+    }
+    try {
+        effect->SetSettings(settings);
+    } catch (std::invalid_argument const& error) {
+        throw UsageError(Core::Describe(error));
+    }
+    return effect;
+}
+
+}  // namespace Kaltor::Cli

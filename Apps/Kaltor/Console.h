@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Kaltor::Cli {
+
+/// Writes to standard output at once. Throws `std::runtime_error` where that fails.
+void WriteOut(std::string_view bytes);
+
+/// `text` emphasised, on a terminal that shows colours; as it is elsewhere and where NO_COLOR is set.
+std::string Bold(std::string_view text);
+
+/// "kaltor: " and the message as one line on standard error.
+void WriteError(std::string_view message);
+
+/// A bar on standard error while it is a terminal, nothing elsewhere.
+class ProgressBar {
+public:
+    explicit ProgressBar(bool isWanted);
+    ~ProgressBar();
+    ProgressBar(ProgressBar const&) = delete;
+    ProgressBar& operator=(ProgressBar const&) = delete;
+
+    bool IsShown() const { return isShown; }
+    void Show(std::int64_t done, std::int64_t total);
+    /// Takes the bar off the screen, as before any other line.
+    void Clear();
+
+    /// What the bar shows, `columns` wide at most.
+    static std::string Format(std::int64_t done, std::int64_t total, double elapsedSeconds, int columns);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    bool isShown;
+    bool isOnScreen = false;
+    Clock::time_point start = Clock::now();
+    Clock::time_point lastShown;
+};
+
+}  // namespace Kaltor::Cli

@@ -1,0 +1,138 @@
+#include <memory>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Verbs.h"
+#include "Core/Interfaces/Exception.h"
+#include "Host/Plugin.h"
+#include "Ogl/OglManager.h"
+#include "Proc/Interfaces/IEffectFactory.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+namespace Kaltor::Cli {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string VersionText(unsigned version) {
+    return fmt::format("{}.{}.{}", AV_VERSION_MAJOR(version), AV_VERSION_MINOR(version), AV_VERSION_MICRO(version));
+}
+
+ordered_json ExamineGl() {
+    try {
+        Ogl::GlInfo const& info = Ogl::OglManager::GetInstance().GetInfo();
+        return {{"ok", true},
+                {"platform", info.platform},
+                {"vendor", info.vendor},
+                {"renderer", info.renderer},
+                {"version", info.version},
+                {"glsl", info.glslVersion},
+                {"software", info.isSoftware},
+                {"limits", {{"maxTextureSize", info.maxTextureSize}, {"maxTextureUnits", info.maxTextureUnits}}}};
+    } catch (std::exception const& error) {
+        return {{"ok", false}, {"error", Core::Describe(error)}};
+    }
+}
+
+ordered_json ExaminePlugin() {
+    ordered_json report{{"ok", false}};
+    try {
+        std::filesystem::path const file = Host::FindPlugin();
+        report["path"] = file.string();
+        Host::EffectRegistry registry;
+        Host::LoadPlugin(file, registry);
+        report["effects"] = registry.List().size();
+        report["ok"] = true;
+    } catch (std::exception const& error) {
+        report["error"] = Core::Describe(error);
+    }
+    return report;
+}
+
+ordered_json ExamineFfmpeg() {
+    AVCodec const* const h264 = avcodec_find_encoder(AV_CODEC_ID_H264);
+    ordered_json report{{"ok", h264 != nullptr},
+                        {"libraries",
+                         {{"libavutil", VersionText(avutil_version())},
+                          {"libavcodec", VersionText(avcodec_version())},
+                          {"libavformat", VersionText(avformat_version())},
+                          {"libavfilter", VersionText(avfilter_version())},
+                          {"libswscale", VersionText(swscale_version())},
+                          {"libswresample", VersionText(swresample_version())}}},
+                        {"h264Encoder", h264 != nullptr ? ordered_json(h264->name) : ordered_json(nullptr)}};
+    if (h264 == nullptr) {
+        report["error"] =
+            "libavcodec has no H.264 encoder: install the package libavcodec59 or libavcodec-extra59, or "
+            "choose another encoder with --codec";
+    }
+    return report;
+}
+
+std::string ShowText(ordered_json const& report) {
+    auto const text = [](ordered_json const& value) { return value.get<std::string>(); };
+    std::string out = fmt::format("{} {}\n\n{}\n", Bold("kaltor"), text(report["version"]), Bold("OpenGL"));
+    ordered_json const& gl = report["gl"];
+    if (gl["ok"].get<bool>()) {
+        out += fmt::format(
+            "  platform   EGL {}\n  vendor     {}\n  renderer   {} ({})\n  version    {}\n  GLSL       {}\n"
+            "  limits     pictures to {} pixels a side, {} texture units\n",
+            text(gl["platform"]), text(gl["vendor"]), text(gl["renderer"]),
+            gl["software"].get<bool>() ? "software" : "hardware", text(gl["version"]), text(gl["glsl"]),
+            gl["limits"]["maxTextureSize"].get<int>(), gl["limits"]["maxTextureUnits"].get<int>());
+    } else {
+        out += fmt::format("  FAILS      {}\n", text(gl["error"]));
+    }
+
+    ordered_json const& plugin = report["plugin"];
+    out += fmt::format("\n{}\n", Bold("Plug-in"));
+    if (plugin.contains("path")) {
+        out += fmt::format("  path       {}\n", text(plugin["path"]));
+    }
+    out += plugin["ok"].get<bool>() ? fmt::format("  effects    {} registered\n", plugin["effects"].get<std::size_t>())
+                                    : fmt::format("  FAILS      {}\n", text(plugin["error"]));
+
+    ordered_json const& ffmpeg = report["ffmpeg"];
+    out += fmt::format("\n{}\n", Bold("FFmpeg"));
+    for (auto const& [name, version] : ffmpeg["libraries"].items()) {
+        out += fmt::format("  {:13}  {}\n", name, text(version));
+    }
+    out += ffmpeg["ok"].get<bool>() ? fmt::format("  H.264 encoder  {}\n", text(ffmpeg["h264Encoder"]))
+                                    : fmt::format("  FAILS          {}\n", text(ffmpeg["error"]));
+    return out + (report["ok"].get<bool>() ? "\nAll is well.\n" : "\nNot all is well: see FAILS above.\n");
+}
+
+int Doctor(bool isJson) {
+    ordered_json report{{"version", KALTOR_VERSION},
+                        {"ok", false},
+                        {"gl", ExamineGl()},
+                        {"plugin", ExaminePlugin()},
+                        {"ffmpeg", ExamineFfmpeg()}};
+    bool const isWell =
+        report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
+    report["ok"] = isWell;
+    WriteOut(isJson ? report.dump(2) + "\n" : ShowText(report));
+    return isWell ? 0 : 1;
+}
+
+}  // namespace
+
+void AddDoctor(CLI::App& app, Action& action) {
+    CLI::App* const verb =
+        app.add_subcommand("doctor", "Show which OpenGL, FFmpeg and plug-in are used, and what is missing");
+    auto const isJson = std::make_shared<bool>(false);
+    verb->add_flag("--json", *isJson, "for machines");
+    verb->footer("The exit status is 0 where all is well and 1 where something is missing.");
+    verb->callback([isJson, &action] { action = [isJson] { return Doctor(*isJson); }; });
+}
+
+}  // namespace Kaltor::Cli

@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <memory>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "Apps/Kaltor/Catalog.h"
+#include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Verbs.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+using nlohmann::ordered_json;
+using Proc::Field;
+using Proc::FieldType;
+
+/// Numbers as they are typed, so that a float's 0.1 stays 0.1.
+ordered_json NumberOf(Field const& field, Proc::FieldValue const& value) {
+    return ordered_json::parse(field.Format(value));
+}
+
+ordered_json DefaultOf(Field const& field, Proc::FieldValue const& value) {
+    switch (field.type) {
+        case FieldType::Choice:
+        case FieldType::Color:
+            return field.Format(value);
+        case FieldType::Reals8:
+            return std::get<Proc::Reals8>(value);
+        default:
+            return NumberOf(field, value);  // a flag's text is JSON too
+    }
+}
+
+ordered_json ToJson(CatalogEntry const& entry) {
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    ordered_json fields = ordered_json::array();
+    for (Field const& field : settings->GetFields()) {
+        ordered_json labels = ordered_json::array();
+        for (Proc::FieldLabel const& label : field.labels) {
+            labels.push_back({{"value", label.value}, {"label", label.label}});
+        }
+        fields.push_back(
+            {{"name", field.key},
+             {"type", GetName(field.type)},
+             {"default", DefaultOf(field, field.get(*settings))},
+             {"range", field.HasRange() ? ordered_json::array({field.minimum, field.maximum}) : ordered_json(nullptr)},
+             {"labels", labels},
+             {"help", field.help}});
+    }
+    return {{"name", entry.name},
+            {"kind", GetName(entry.kind)},
+            {"inputs", entry.isTwoInput ? 2 : 1},
+            {"moreInputs", entry.takesMore},
+            {"fields", fields}};
+}
+
+/// One row for each field: key, type, default, accepted values, help.
+std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::vector<std::array<std::string, 5>> rows;
+    std::array<std::size_t, 5> widths{};
+    for (Field const& field : settings->GetFields()) {
+        rows.push_back({std::string(field.key), GetName(field.type), field.Format(field.get(*settings)),
+                        field.DescribeRange(), std::string(field.help)});
+        for (std::size_t i = 0; i < widths.size(); ++i) {
+            widths[i] = std::max(widths[i], rows.back()[i].size());
+        }
+    }
+    // A long list of labels would push the help of all rows off the screen.
+    constexpr std::size_t kWidest = 40;
+    widths[3] = std::min(widths[3], kWidest);
+    std::string text;
+    for (auto const& [key, type, value, range, help] : rows) {
+        text += fmt::format("{}{:{}}  {:{}}  {:{}}  {:{}}  {}\n", indent, key, widths[0], type, widths[1], value,
+                            widths[2], range, widths[3], help);
+    }
+    return text;
+}
+
+std::string InputsOf(CatalogEntry const& entry) {
+    if (entry.takesMore) {
+        return "a base picture and one or more overlays";
+    }
+    return entry.isTwoInput ? "two pictures, the outgoing and the incoming one" : "one picture";
+}
+
+std::string Describe(CatalogEntry const& entry) {
+    std::string text = fmt::format("{} ({}): takes {}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry));
+    std::string const fields = DescribeFields(entry, "  ");
+    text += fields.empty() ? "It has nothing to set.\n"
+                           : "\nWhat can be set, its type, its default and what it takes:\n" + fields;
+
+    std::string example = fmt::format("kaltor apply {} {} -o OUT.png", entry.name,
+                                      entry.takesMore    ? "BASE.png OVERLAY.png"
+                                      : entry.isTwoInput ? "A.png B.png --progress 0.5"
+                                                         : "IN.png");
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    if (!settings->GetFields().empty()) {
+        Field const& first = settings->GetFields().front();
+        std::string const value = first.Format(first.get(*settings));
+        bool const isQuoted = first.type == FieldType::Color;  // '#' begins a comment in a shell
+        example += fmt::format(" --set {0}{1}={2}{0}", isQuoted ? "'" : "", first.key, value);
+    }
+    return text + fmt::format("\nExample: {}\n", example);
+}
+
+}  // namespace
+
+void AddList(CLI::App& app, Action& action) {
+    CLI::App* const verb = app.add_subcommand("list", "Show every effect, transition and service, and what can be set");
+    auto const isJson = std::make_shared<bool>(false);
+    verb->add_flag("--json", *isJson, "for machines");
+    verb->footer(
+        "Examples:\n  kaltor list\n  kaltor list --json | jq -r '.[] | select(.kind == \"transition\") | .name'");
+    verb->callback([isJson, &action] {
+        action = [isJson] {
+            Catalog const catalog = Catalog::Load();
+            if (*isJson) {
+                ordered_json all = ordered_json::array();
+                for (CatalogEntry const& entry : catalog.GetEntries()) {
+                    all.push_back(ToJson(entry));
+                }
+                WriteOut(all.dump(2) + "\n");
+                return 0;
+            }
+            std::string text;
+            for (CatalogEntry const& entry : catalog.GetEntries()) {
+                text +=
+                    fmt::format("{} ({})\n{}", Bold(entry.name), GetName(entry.kind), DescribeFields(entry, "    "));
+            }
+            WriteOut(text);
+            return 0;
+        };
+    });
+}
+
+void AddDescribe(CLI::App& app, Action& action) {
+    struct Options {
+        std::string name;
+        bool isJson = false;
+    };
+    CLI::App* const verb = app.add_subcommand("describe", "Show one effect, transition or service");
+    auto const options = std::make_shared<Options>();
+    verb->add_option("NAME", options->name, "as \"kaltor list\" shows it; Effect or Transition may be left out")
+        ->required();
+    verb->add_flag("--json", options->isJson, "for machines");
+    verb->footer("Example:\n  kaltor describe EffectBlurGaussian");
+    verb->callback([options, &action] {
+        action = [options] {
+            Catalog const catalog = Catalog::Load();
+            CatalogEntry const& entry = catalog.Find(options->name);
+            WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(entry));
+            return 0;
+        };
+    });
+}
+
+}  // namespace Kaltor::Cli

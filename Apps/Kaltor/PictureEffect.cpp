@@ -1,0 +1,148 @@
+#include "Apps/Kaltor/PictureEffect.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "Apps/Kaltor/Console.h"
+#include "Media/Picture.h"
+#include "Ogl/OglManager.h"
+#include "Proc/Settings/SettingsServices.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+namespace fs = std::filesystem;
+using boost::intrusive_ptr;
+
+constexpr char const* kStandardStream = "-";
+
+std::vector<std::uint8_t> ReadStandardInput() {
+    constexpr std::size_t kChunk = 1 << 16;
+    std::vector<std::uint8_t> content;
+    for (std::size_t got = kChunk; got == kChunk;) {
+        std::size_t const before = content.size();
+        content.resize(before + kChunk);
+        got = std::fread(content.data() + before, 1, kChunk, stdin);
+        content.resize(before + got);
+    }
+    return content;
+}
+
+std::string ShowSize(Proc::DataVideoFF const& picture) {
+    return fmt::format("{}x{}", picture.GetFrameInfo().width, picture.GetFrameInfo().height);
+}
+
+}  // namespace
+
+PictureEffect::PictureEffect(Catalog const& catalog, CatalogEntry const& what, Proc::Settings const& settings)
+    : entry(what), effect(MakeEffect(catalog, what, settings)) {
+    Proc::IEffectFactory const& factory = *catalog.GetFactory();
+    uploader = factory.CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, Proc::ImplNames::OGL);
+    downloader = factory.CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, Proc::ImplNames::OGL);
+    converter = factory.CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, Proc::ImplNames::DEFAULT);
+    converter->SetSettings(Proc::SettingsColorspaceConverter({PixFmt::Rgb24, PixFmt::Rgba}, true));
+}
+
+void PictureEffect::SetProgress(double progress) {
+    Proc::TimeToProgress mapping;
+    mapping.mapping = [progress](long long const&, long long const&, long long const&) { return progress; };
+    effect->SetProgress(mapping);
+}
+
+Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t timestamp) {
+    std::vector<intrusive_ptr<Proc::IData>> items;
+    for (Picture const& input : inputs) {
+        input->SetTimestamp(timestamp);
+        intrusive_ptr<Proc::IDataVideo> item = input;
+        if (entry.name == Proc::SettingsFrameDownloader::CLASS_ID) {
+            uploader->Process(item);  // it would hand a frame in main memory back as it is
+        }
+        items.push_back(item);
+    }
+    intrusive_ptr<Proc::IData> const result = effect->ProcessData(items);
+    intrusive_ptr<Proc::IDataVideo> video(dynamic_cast<Proc::IDataVideo*>(result.get()));
+    downloader->Process(video);
+    converter->Process(video);
+    Picture picture(dynamic_cast<Proc::DataVideoFF*>(video.get()));
+    if (!picture) {
+        throw std::logic_error(fmt::format("{} gave no picture", entry.name));
+    }
+    return picture;
+}
+
+void CheckInputCount(CatalogEntry const& entry, std::string const& verb, std::size_t count) {
+    std::size_t const least = entry.isTwoInput ? 2 : 1;
+    if (count >= least && (count == least || entry.takesMore)) {
+        return;
+    }
+    char const* const inputs = entry.takesMore    ? "BASE OVERLAY [OVERLAY...]"
+                               : entry.isTwoInput ? "FIRST SECOND"
+                                                  : "INPUT";
+    throw UsageError(fmt::format("{} takes {} picture{}, not {}: kaltor {} {} {} -o OUT.png", entry.name,
+                                 entry.takesMore    ? "two or more"
+                                 : entry.isTwoInput ? "two"
+                                                    : "one",
+                                 least > 1 ? "s" : "", count, verb, entry.name, inputs));
+}
+
+std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths) {
+    if (std::count(paths.begin(), paths.end(), kStandardStream) > 1) {
+        throw UsageError("standard input (-) can be only one of the pictures");
+    }
+    auto const limit = static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
+    std::vector<Picture> pictures;
+    for (std::string const& path : paths) {
+        pictures.push_back(path == kStandardStream ? Media::DecodePicture(ReadStandardInput(), "standard input", limit)
+                                                   : Media::ReadPicture(path, limit));
+        bool const mustMatch = entry.isTwoInput && !entry.takesMore;
+        Conf::FrameInfo const& first = pictures.front()->GetFrameInfo();
+        Conf::FrameInfo const& last = pictures.back()->GetFrameInfo();
+        if (mustMatch && (first.width != last.width || first.height != last.height)) {
+            throw std::runtime_error(fmt::format("{} is {} but {} is {}: a transition takes two pictures of one size",
+                                                 paths.front(), ShowSize(*pictures.front()), path,
+                                                 ShowSize(*pictures.back())));
+        }
+    }
+    return pictures;
+}
+
+void CheckPngPath(std::string const& path) {
+    std::string ending = fs::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (path.empty() || (!ending.empty() && ending != ".png")) {
+        throw UsageError(fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png", path));
+    }
+    if (path == kStandardStream && isatty(STDOUT_FILENO) != 0) {
+        throw UsageError("a PNG file does not go to a terminal: redirect standard output or give -o a file's name");
+    }
+}
+
+void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {
+    std::error_code error;
+    bool const isStream = path == kStandardStream;
+    // Devices and pipes are written to, not replaced by a file.
+    if (isStream || (fs::exists(path, error) && !fs::is_regular_file(path, error) && !fs::is_directory(path, error))) {
+        std::vector<std::uint8_t> const png = Media::EncodePng(picture);
+        auto const* const bytes = reinterpret_cast<char const*>(png.data());
+        if (isStream) {
+            WriteOut({bytes, png.size()});
+            return;
+        }
+        std::ofstream file(path, std::ios::binary);
+        file.write(bytes, static_cast<std::streamsize>(png.size()));
+        if (!file.flush()) {
+            throw std::runtime_error(fmt::format("{}: cannot be written", path));
+        }
+        return;
+    }
+    Media::WritePng(path, picture, true);
+}
+
+}  // namespace Kaltor::Cli

@@ -1,0 +1,182 @@
+#include "Apps/Kaltor/Specs.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+
+#include <fmt/format.h>
+
+namespace Kaltor::Cli {
+namespace {
+
+constexpr std::int64_t kMicroseconds = 1'000'000;
+
+bool IsDigits(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+template <typename T>
+std::optional<T> ParseNumber(std::string_view text) {
+    T value{};
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    bool const isWhole = error == std::errc() && end == text.data() + text.size();
+    return isWhole ? std::optional(value) : std::nullopt;
+}
+
+/// Digits with at most one point: no sign, no exponent, no "inf".
+std::optional<double> ParsePlainDecimal(std::string_view text) {
+    bool const isPlain = !text.empty() && text.find_first_not_of("0123456789.") == std::string_view::npos;
+    return isPlain ? ParseNumber<double>(text) : std::nullopt;
+}
+
+std::vector<std::string_view> Split(std::string_view text, char separator) {
+    std::vector<std::string_view> parts;
+    for (std::size_t at = text.find(separator); at != std::string_view::npos; at = text.find(separator)) {
+        parts.push_back(text.substr(0, at));
+        text.remove_prefix(at + 1);
+    }
+    parts.push_back(text);
+    return parts;
+}
+
+std::optional<std::int64_t> TryParseTime(std::string_view text) {
+    constexpr double kSixty = 60.0;
+    constexpr double kMost = 1e9;  // seconds; keeps the microseconds far from the end of their type
+    std::vector<std::string_view> const parts = Split(text, ':');
+    if (parts.size() > 3) {
+        return std::nullopt;
+    }
+    double seconds = 0.0;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        bool const isLast = i + 1 == parts.size();
+        std::optional<double> const part =
+            isLast || IsDigits(parts[i]) ? ParsePlainDecimal(parts[i]) : std::optional<double>();
+        if (!part || (i > 0 && *part >= kSixty)) {
+            return std::nullopt;
+        }
+        seconds = seconds * kSixty + *part;
+    }
+    if (seconds > kMost) {
+        return std::nullopt;
+    }
+    return std::llround(seconds * static_cast<double>(kMicroseconds));
+}
+
+NameSpec ParseNameParts(std::vector<std::string_view> const& parts, std::size_t first, std::string_view whole) {
+    if (first >= parts.size() || parts[first].empty()) {
+        throw UsageError(fmt::format("\"{}\" names nothing: it takes NAME[:field=value...]", whole));
+    }
+    NameSpec spec{std::string(parts[first]), {}};
+    for (std::size_t i = first + 1; i < parts.size(); ++i) {
+        if (parts[i].find('=') == std::string_view::npos) {
+            throw UsageError(
+                fmt::format("\"{}\" in \"{}\" is not field=value: it takes NAME[:field=value...]", parts[i], whole));
+        }
+        spec.values.push_back(ParseAssignment(parts[i]));
+    }
+    return spec;
+}
+
+}  // namespace
+
+std::int64_t ParseTime(std::string_view text) {
+    std::optional<std::int64_t> const time = TryParseTime(text);
+    if (!time) {
+        throw UsageError(fmt::format("\"{}\" is not a time: it takes seconds (12.5) or [HH:]MM:SS (1:02.5)", text));
+    }
+    return *time;
+}
+
+Size ParseSize(std::string_view text) {
+    std::size_t const cross = text.find_first_of("xX");
+    std::optional<std::uint32_t> const width = ParseNumber<std::uint32_t>(text.substr(0, cross));
+    std::optional<std::uint32_t> const height =
+        cross == std::string_view::npos ? std::nullopt : ParseNumber<std::uint32_t>(text.substr(cross + 1));
+    if (!width || !height || *width == 0 || *height == 0) {
+        throw UsageError(fmt::format("\"{}\" is not a size: it takes WIDTHxHEIGHT, as 1280x720", text));
+    }
+    return {*width, *height};
+}
+
+Rate ParseRate(std::string_view text) {
+    constexpr double kMost = 1000.0;
+    std::size_t const slash = text.find('/');
+    if (slash != std::string_view::npos) {
+        std::optional<int> const numerator = ParseNumber<int>(text.substr(0, slash));
+        std::optional<int> const denominator = ParseNumber<int>(text.substr(slash + 1));
+        if (numerator && denominator && *numerator > 0 && *denominator > 0 &&
+            *numerator <= kMost * static_cast<double>(*denominator)) {
+            return {*numerator, *denominator};
+        }
+    } else if (std::optional<double> const rate = ParsePlainDecimal(text); rate && *rate > 0.0 && *rate <= kMost) {
+        // 23.976, 29.97, 59.94 and 119.88 are ways to write 24000/1001 and so on.
+        double const whole = std::ceil(*rate);
+        if (whole != *rate && std::abs(whole * 1000.0 / 1001.0 - *rate) < 0.005) {
+            return {static_cast<int>(whole) * 1000, 1001};
+        }
+        if (*rate * 1000.0 >= 1.0) {
+            return {static_cast<int>(std::lround(*rate * 1000.0)), 1000};
+        }
+    }
+    throw UsageError(fmt::format(
+        "\"{}\" is not a frame rate: it takes frames per second up to 1000, as 25, 29.97 or 30000/1001", text));
+}
+
+Assignment ParseAssignment(std::string_view text) {
+    std::size_t const equals = text.find('=');
+    if (equals == std::string_view::npos || equals == 0) {
+        throw UsageError(fmt::format("\"{}\" is not field=value", text));
+    }
+    return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+}
+
+NameSpec ParseNameSpec(std::string_view text) {
+    return ParseNameParts(Split(text, ':'), 0, text);
+}
+
+EffectSpec ParseEffectSpec(std::string_view text) {
+    std::vector<std::string_view> const parts = Split(text, ':');
+    if (!IsDigits(parts.front())) {
+        return {std::nullopt, ParseNameParts(parts, 0, text)};
+    }
+    std::optional<std::size_t> const index = ParseNumber<std::size_t>(parts.front());
+    if (!index || *index == 0) {
+        throw UsageError(fmt::format("\"{}\" in \"{}\" is no clip: the first clip is 1", parts.front(), text));
+    }
+    return {index, ParseNameParts(parts, 1, text)};
+}
+
+ClipSpec ParseClip(std::string_view text) {
+    std::error_code error;
+    std::size_t const at = text.rfind('@');
+    if (at == std::string_view::npos || std::filesystem::exists(text, error)) {
+        return {std::string(text), std::nullopt, std::nullopt};
+    }
+    std::string const path(text.substr(0, at));
+    std::string_view const piece = text.substr(at + 1);
+    bool const looksLikePiece = piece.find_first_not_of("0123456789:.-") == std::string_view::npos;
+    if (path.empty() || (!looksLikePiece && !std::filesystem::exists(path, error))) {
+        return {std::string(text), std::nullopt, std::nullopt};  // the reader tells that there is no such file
+    }
+
+    std::size_t const dash = piece.find('-');
+    std::string_view const startText = piece.substr(0, dash);
+    std::string_view const endText = dash == std::string_view::npos ? std::string_view() : piece.substr(dash + 1);
+    ClipSpec clip{path, TryParseTime(startText), TryParseTime(endText)};
+    bool const isRight = dash != std::string_view::npos && (clip.start || startText.empty()) &&
+                         (clip.end || endText.empty()) && (clip.start || clip.end);
+    if (!isRight) {
+        throw UsageError(
+            fmt::format("\"@{}\" in \"{}\" is no piece: it takes @START-END, @START- or @-END, in seconds "
+                        "(12.5) or [HH:]MM:SS (1:02.5)",
+                        piece, text));
+    }
+    if (clip.end && *clip.end <= clip.start.value_or(0)) {
+        throw UsageError(fmt::format("\"@{}\" in \"{}\" ends before it has started", piece, text));
+    }
+    return clip;
+}
+
+}  // namespace Kaltor::Cli

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Kaltor::Cli {
+
+/// The command was used wrongly: one line for standard error, exit status 2.
+class UsageError : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+/// Parsers of what a user types. All throw `UsageError` with a line that says what would be right.
+
+/// Seconds ("2", "1.5") or [HH:]MM:SS[.fff], in microseconds. Not negative.
+std::int64_t ParseTime(std::string_view text);
+
+/// "WxH", both at least 1.
+struct Size {
+    std::uint32_t width;
+    std::uint32_t height;
+};
+Size ParseSize(std::string_view text);
+
+/// Frames per second: "25", "29.97" (read as 30000/1001, and its kin likewise) or "30000/1001".
+struct Rate {
+    int numerator;
+    int denominator;
+};
+Rate ParseRate(std::string_view text);
+
+/// "field=value".
+using Assignment = std::pair<std::string, std::string>;
+Assignment ParseAssignment(std::string_view text);
+
+/// "NAME[:field=value...]".
+struct NameSpec {
+    std::string name;
+    std::vector<Assignment> values;
+};
+NameSpec ParseNameSpec(std::string_view text);
+
+/// "[INDEX:]NAME[:field=value...]".
+struct EffectSpec {
+    std::optional<std::size_t> clip;  ///< counted from 1; none: all clips
+    NameSpec effect;
+};
+EffectSpec ParseEffectSpec(std::string_view text);
+
+/// "PATH[@START-END]", where START or END may be left out. A file whose name really is the whole text wins.
+struct ClipSpec {
+    std::string path;
+    std::optional<std::int64_t> start;  ///< microseconds
+    std::optional<std::int64_t> end;
+};
+ClipSpec ParseClip(std::string_view text);
+
+}  // namespace Kaltor::Cli
