@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -10,6 +11,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Core/Interfaces/Statistics.h"
 #include "Proc/Data/DataVideoFF.h"
+#include "Proc/Effects/EffectsDefault/YuvToRgb.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Settings/SettingsServices.h"
 
@@ -33,8 +35,6 @@ struct Conversion {
     AVPixelFormat target;
     int width;
     int height;
-    bool isFromYuv;
-    bool isToYuv;
     ColorSpec sourceSpec;  ///< resolved
     ColorSpec targetSpec;
 
@@ -86,14 +86,11 @@ private:
         set("dst_format", wanted.target);
         set("src_range", isFromFull ? 1 : 0);
         set("dst_range", isToFull ? 1 : 0);
-        set("sws_flags", SWS_BILINEAR);
-        // The conversions to RGB cut each of up to three products off; this much luma, in 1/256, centres their error.
-        bool const isToRgb = wanted.isFromYuv && !wanted.isToYuv;
-        int const brightness = !isToRgb ? 0 : isFromFull ? 256 : 320;
+        set("sws_flags", SWS_BILINEAR | SWS_ACCURATE_RND);
         bool const isReady = sws_init_context(context.get(), nullptr, nullptr) >= 0 &&
                              sws_setColorspaceDetails(context.get(), Coefficients(wanted.sourceSpec.matrix),
                                                       isFromFull ? 1 : 0, Coefficients(wanted.targetSpec.matrix),
-                                                      isToFull ? 1 : 0, brightness, 1 << 16, 1 << 16) >= 0;
+                                                      isToFull ? 1 : 0, 0, 1 << 16, 1 << 16) >= 0;
         if (!isReady) {
             context.reset();
             Core::Throw(std::runtime_error(fmt::format("libswscale cannot convert {} to {} at {}x{}",
@@ -118,7 +115,10 @@ public:
         settings = dynamic_cast<SettingsColorspaceConverter const&>(value);
     }
     Settings const* GetSettingsBase() const override { return &settings; }
-    void Reset() override { scaler.Reset(); }
+    void Reset() override {
+        scaler.Reset();
+        toRgb.reset();
+    }
     Core::Property GetStatistic() const override { return Core::MakeStatistics("GetStatistic", 0, processedFrames); }
     TimeToProgress& GetProgress() override { return progress; }
     TimeToProgress const& GetProgress() const override { return progress; }
@@ -169,10 +169,16 @@ private:
         ColorSpec const ofRgb{spec.matrix, ColorRange::Full};
 
         intrusive_ptr<DataVideoFF> const target = DataVideoFF::Create(format, info);
-        scaler.Convert(
-            {ToAvPixelFormat(source.GetPixFmt()), ToAvPixelFormat(format), static_cast<int>(info.width),
-             static_cast<int>(info.height), isFromYuv, isToYuv, isFromYuv ? spec : ofRgb, isToYuv ? spec : ofRgb},
-            source.GetFrame(), target->GetWritableFrame());
+        if (isFromYuv && !isToYuv) {
+            if (!toRgb || !toRgb->IsFor(source.GetPixFmt(), format, spec)) {
+                toRgb.emplace(source.GetPixFmt(), format, spec);
+            }
+            toRgb->Convert(source.GetFrame(), target->GetWritableFrame());
+        } else {
+            scaler.Convert({ToAvPixelFormat(source.GetPixFmt()), ToAvPixelFormat(format), static_cast<int>(info.width),
+                            static_cast<int>(info.height), isFromYuv ? spec : ofRgb, isToYuv ? spec : ofRgb},
+                           source.GetFrame(), target->GetWritableFrame());
+        }
         // Between RGB and YUV the matrix that was used is told, so that nobody guesses another one for the way back.
         target->SetColorSpec(isFromYuv == isToYuv ? tags : spec);
         target->SetTimestamp(source.GetTimestamp());
@@ -183,6 +189,7 @@ private:
     SettingsColorspaceConverter settings;
     TimeToProgress progress;
     Scaler scaler;
+    std::optional<YuvToRgbConverter> toRgb;
     std::uint64_t processedFrames = 0;
 };
 

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "Ogl/Frame.h"
+#include "Ogl/IOglTask.h"
+#include "Proc/Interfaces/IData.h"
+
+namespace Kaltor::Ogl {
+
+/// A video frame on the GPU with the tasks that are still to draw it. The tasks of one frame run in the order in which
+/// they were attached; a task that several frames wait for runs once. Any thread, but for `FrameData`.
+class DataVideoOGL final : public Proc::DataVideoBase<Proc::IDataVideo> {
+public:
+    /// An empty frame: its textures are made when it is first drawn.
+    static boost::intrusive_ptr<DataVideoOGL> Create(PixFmt format, Conf::FrameInfo const& info) {
+        return {new DataVideoOGL(format, info)};
+    }
+
+    void AttachTask(boost::intrusive_ptr<IOglTask> task);
+    /// Puts what is pending on `source` in front of this frame's own tasks, behind what was put there before. Takes
+    /// the source's colour tags where this frame has none. A null source changes nothing.
+    void ConcatenateTasks(boost::intrusive_ptr<DataVideoOGL> const& source);
+    /// Runs the pending tasks on the GL thread and waits for them. Rethrows what the first failing one throws; those
+    /// behind it are dropped.
+    void Execute();
+
+    /// The frame's picture. GL thread only.
+    Frame FrameData();
+
+    std::size_t GetPendingTaskCount() const;
+
+private:
+    class ChainTask;
+
+    DataVideoOGL(PixFmt format, Conf::FrameInfo const& info) : DataVideoBase(format, info) {}
+    void RunTasks(ShaderStorage const& storage);
+
+    mutable std::mutex mutex;
+    std::vector<boost::intrusive_ptr<IOglTask>> inputTasks;
+    std::vector<boost::intrusive_ptr<IOglTask>> ownTasks;
+    Frame frame;
+};
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include <boost/intrusive_ptr.hpp>
+
+#include "Conf/PixFmt.h"
+#include "Ogl/Mesh.h"
+#include "Ogl/Texture.h"
+
+namespace Kaltor::Proc {
+class DataVideoFF;
+class IDataVideo;
+}  // namespace Kaltor::Proc
+
+namespace Kaltor::Ogl {
+
+class ShaderStorage;
+
+/// A picture on the GPU: a reference to its textures, cheap to copy. The textures go back to the manager's pool with
+/// the last reference. The picture stands upright: its top row is at t = 1. GL thread only, but for copies and the
+/// destructor.
+class Frame {
+public:
+    /// Without a picture.
+    Frame() = default;
+    static Frame Create() { return {}; }
+
+    /// Makes room for a picture, transparent black (opaque black without alpha) until it is drawn. Throws
+    /// `std::runtime_error` for sizes beyond the GL's limit.
+    void Allocate(PixFmt format, std::uint32_t width, std::uint32_t height);
+    bool IsValid() const { return picture != nullptr; }
+
+    PixFmt GetPixFmt() const;
+    std::uint32_t GetWidth() const;
+    std::uint32_t GetHeight() const;
+    /// The tags of YUV samples; on RGB, those that a conversion to YUV is to be made with.
+    ColorSpec GetColorSpec() const;
+    void SetColorSpec(ColorSpec const& spec);
+
+    /// Fills the frame with a CPU frame of its own format and size.
+    void Upload(boost::intrusive_ptr<Proc::IDataVideo> const& source, ShaderStorage const& storage);
+    /// Fills a CPU frame of the same size: an RGB one from an RGB frame, a YUV one from a frame of the same format; and
+    /// tags it. Blocks until the GL has drawn the frame.
+    void Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, ShaderStorage const& storage) const;
+
+    /// The same picture as one RGBA texture: itself where it is one.
+    Frame ConvertToRGBA(ShaderStorage const& storage) const;
+    /// The same picture in planar 4:2:0, with the frame's colour tags (resolved by practice); what is transparent is
+    /// laid over black. Where conversions run on the processor it is made while it is downloaded.
+    Frame ConvertToYUV420(ShaderStorage const& storage) const;
+
+    /// The texture of an RGB frame, the luma plane of a YUV one.
+    Texture const& GetFirstTexture() const;
+    /// Draws the picture, whatever its format, through `mesh` of (s, t, x, y) into the attached target, under the
+    /// current blend state.
+    void Draw(Mesh const& mesh, ShaderStorage const& storage) const;
+
+private:
+    struct Picture;
+    std::shared_ptr<Picture> picture;
+};
+
+}  // namespace Kaltor::Ogl

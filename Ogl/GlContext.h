@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace Kaltor::Ogl {
+
+/// What is to be known of the GL in use.
+struct GlInfo {
+    std::string platform;  ///< "surfaceless", "device" or "pbuffer" (EGL)
+    std::string vendor;
+    std::string renderer;
+    std::string version;
+    std::string glslVersion;
+    int maxTextureSize = 0;  ///< largest side of a picture, pixels
+    int maxTextureUnits = 0;
+    bool isSoftware = false;  ///< drawn by the processor
+};
+
+/// A desktop GL context of 2.1 or later, compatibility profile, with framebuffer objects and float textures, that
+/// needs no window. Prefers hardware over software. Thread: made, used and destroyed on one thread, where it is
+/// current all the while.
+class GlContext {
+public:
+    /// Throws `std::runtime_error` with one message that says what is missing and what to install.
+    GlContext();
+    ~GlContext();
+    GlContext(GlContext const&) = delete;
+    GlContext& operator=(GlContext const&) = delete;
+
+    GlInfo const& GetInfo() const { return info; }
+
+private:
+    struct Egl;
+    std::unique_ptr<Egl> egl;
+    GlInfo info;
+};
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,95 @@
+#include "Ogl/GlState.h"
+
+#include <array>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Ogl/OglManager.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr std::array kCapabilities{GL_BLEND, GL_CULL_FACE, GL_DEPTH_TEST, GL_SCISSOR_TEST, GL_STENCIL_TEST};
+constexpr std::array kArrays{GL_VERTEX_ARRAY, GL_TEXTURE_COORD_ARRAY, GL_NORMAL_ARRAY, GL_COLOR_ARRAY};
+
+char const* NameError(GLenum error) {
+    switch (error) {
+        case GL_OUT_OF_MEMORY:
+            return "out of graphics memory";
+        case GL_INVALID_FRAMEBUFFER_OPERATION:
+            return "invalid framebuffer operation";
+        case GL_INVALID_ENUM:
+            return "invalid enumeration";
+        case GL_INVALID_VALUE:
+            return "invalid value";
+        case GL_INVALID_OPERATION:
+            return "invalid operation";
+        default:
+            return "unknown error";
+    }
+}
+
+}  // namespace
+
+EnableState::EnableState(GLenum glCapability)
+    : capability(glCapability), wasEnabled(glIsEnabled(glCapability) == GL_TRUE) {
+    OglManager::AssertOpenGLThread();
+    glEnable(capability);
+}
+
+EnableState::~EnableState() {
+    if (!wasEnabled) {
+        glDisable(capability);
+    }
+}
+
+EnableClientState::EnableClientState(GLenum vertexArray)
+    : array(vertexArray), wasEnabled(glIsEnabled(vertexArray) == GL_TRUE) {
+    OglManager::AssertOpenGLThread();
+    glEnableClientState(array);
+}
+
+EnableClientState::~EnableClientState() {
+    if (!wasEnabled) {
+        glDisableClientState(array);
+    }
+}
+
+CleanState::~CleanState() {
+    for (GLenum const capability : kCapabilities) {
+        glDisable(capability);
+    }
+    for (GLenum const array : kArrays) {
+        glDisableClientState(array);
+    }
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    glUseProgram(0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glBlendFunc(GL_ONE, GL_ZERO);
+    glBlendColor(0.0F, 0.0F, 0.0F, 0.0F);
+    glClearColor(0.0F, 0.0F, 0.0F, 0.0F);
+    glActiveTexture(GL_TEXTURE0);
+}
+
+void CleanState::Check() const {
+#ifndef NDEBUG
+    ThrowOnGlError("a GL task");
+#endif
+}
+
+void ThrowOnGlError(char const* action) {
+    GLenum const error = glGetError();
+    if (error == GL_NO_ERROR) {
+        return;
+    }
+    constexpr int kMostErrors = 16;  // a lost context reports errors for ever
+    for (int i = 0; i < kMostErrors && glGetError() != GL_NO_ERROR; ++i) {
+    }
+    Core::Throw(std::runtime_error(fmt::format("{}: {}", action, NameError(error))));
+}
+
+}  // namespace Kaltor::Ogl

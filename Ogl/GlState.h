@@ -1,0 +1,50 @@
+#pragma once
+
+#include <epoxy/gl.h>
+
+namespace Kaltor::Ogl {
+
+/// Enables a GL capability for its own lifetime.
+class EnableState {
+public:
+    explicit EnableState(GLenum glCapability);
+    ~EnableState();
+    EnableState(EnableState const&) = delete;
+    EnableState& operator=(EnableState const&) = delete;
+
+private:
+    GLenum capability;
+    bool wasEnabled;
+};
+
+/// Enables a client-side vertex array (`GL_VERTEX_ARRAY` and its kin) for its own lifetime.
+class EnableClientState {
+public:
+    explicit EnableClientState(GLenum vertexArray);
+    ~EnableClientState();
+    EnableClientState(EnableClientState const&) = delete;
+    EnableClientState& operator=(EnableClientState const&) = delete;
+
+private:
+    GLenum array;
+    bool wasEnabled;
+};
+
+/// The state that every task starts from and leaves behind: no program, target, buffer or vertex array, nothing
+/// enabled, unit 0 active. (Textures stay bound; whoever samples binds its own.) Its destructor brings the GL back
+/// there, also when an exception passes. GL thread.
+class CleanState {
+public:
+    CleanState() = default;
+    ~CleanState();
+    CleanState(CleanState const&) = delete;
+    CleanState& operator=(CleanState const&) = delete;
+
+    /// Throws `std::runtime_error` where the GL reports an error; debug builds only, since asking costs.
+    void Check() const;
+};
+
+/// Throws `std::runtime_error` that names `action` where the GL reports an error; its memory running out included.
+void ThrowOnGlError(char const* action);
+
+}  // namespace Kaltor::Ogl

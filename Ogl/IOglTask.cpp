@@ -1,0 +1,49 @@
+#include "Ogl/IOglTask.h"
+
+#include <stdexcept>
+
+#include "Core/Interfaces/Exception.h"
+#include "Ogl/GlState.h"
+#include "Ogl/OglManager.h"
+
+namespace Kaltor::Ogl {
+
+void IOglTask::WaitForComplete() {
+    if (!IsComplete() && OglManager::GetInstance().IsOpenGLThread()) {
+        Core::Throw(std::logic_error("a GL task cannot be waited for on the GL thread"));
+    }
+    isComplete.wait(false, std::memory_order_acquire);
+    if (error) {
+        std::rethrow_exception(error);
+    }
+}
+
+void IOglTask::Perform(ShaderStorage const& storage) noexcept {
+    if (IsComplete()) {
+        return;
+    }
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point const start = Clock::now();
+    try {
+        CleanState const state;
+        Run(capability, storage);
+        state.Check();
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (timer) {
+        timer->Add(Clock::now() - start);
+    }
+    isComplete.store(true, std::memory_order_release);
+    isComplete.notify_all();
+}
+
+void IOglTask::Fail(std::exception_ptr reason) noexcept {
+    if (!IsComplete()) {
+        error = std::move(reason);
+        isComplete.store(true, std::memory_order_release);
+        isComplete.notify_all();
+    }
+}
+
+}  // namespace Kaltor::Ogl

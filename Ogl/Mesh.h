@@ -1,0 +1,111 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "Ogl/GLBuffer.h"
+
+namespace Kaltor::Ogl {
+
+/// Something to draw with the current program. GL thread only.
+class Mesh {
+public:
+    Mesh() = default;
+    Mesh(Mesh const&) = delete;
+    Mesh& operator=(Mesh const&) = delete;
+    virtual ~Mesh() = default;
+    /// Sets the vertex arrays; another mesh's activation ends it.
+    virtual void Activate() const = 0;
+    /// Draws all triangles of the active mesh.
+    virtual void Draw() const = 0;
+};
+
+/// Indices (three a triangle) and vertices of four floats: s, t, x, y. Textures have (0, 0) at the lower left, clip
+/// space runs from -1 to 1.
+struct PackedQuad {
+    std::vector<unsigned> indices;
+    std::vector<float> vertices;
+};
+
+/// Rectangles in the plane. The vertex is `gl_Vertex` = (s, t, x, y).
+class Quad final : public Mesh {
+public:
+    /// One quad of four vertices that are yet to be written to the vertex buffer (64 bytes), corners lower left, lower
+    /// right, upper right, upper left; two triangles (0, 1, 3) and (3, 1, 2).
+    explicit Quad(GLenum usage);
+    Quad(PackedQuad const& packed, GLenum usage);
+
+    GLBuffer& GetVertexBuffer() { return vertices; }
+    void Activate() const override;
+    void Draw() const override { Draw(-1); }
+    /// Only the first `count` indices; -1: all.
+    void Draw(int count) const;
+
+    /// Vertices of the quad that covers the whole target.
+    static constexpr std::array<float, 16> kFull{0, 0, -1, -1, 1, 0, 1, -1, 1, 1, 1, 1, 0, 1, -1, 1};
+
+private:
+    GLBuffer vertices;
+    std::vector<unsigned> indices;
+};
+
+/// A triangle mesh in space: points of x, y, z, s, t and triangles of three point numbers.
+struct PackedMesh3d {
+    struct Point {
+        float x, y, z, s, t;
+    };
+    std::vector<Point> points;
+    std::vector<std::array<unsigned, 3>> triangles;
+};
+
+/// The same on the GPU. `gl_Vertex` = (x, y, z), `gl_MultiTexCoord0` = (s, t).
+class Mesh3d final : public Mesh {
+public:
+    /// Empty: holds no points yet and draws nothing.
+    Mesh3d();
+
+    /// Uploads `packed` in place of what was there.
+    void Build(PackedMesh3d const& packed, GLenum usage);
+    bool IsEmpty() const { return indexCount == 0; }
+    void Activate() const override;
+    void Draw() const override;
+
+private:
+    std::vector<GLBuffer> buffers;  ///< none, or points and indices
+    GLsizei indexCount = 0;
+};
+
+/// A lit triangle mesh of four parallel arrays: indices, positions (x, y, z), texture coordinates (s, t) and normals.
+struct PackedMesh3dDeprecated {
+    std::vector<unsigned> indices;
+    std::vector<float> positions;
+    std::vector<float> texCoords;
+    std::vector<float> normals;
+};
+
+/// The same on the GPU. `gl_Vertex`, `gl_MultiTexCoord0`, `gl_Normal`.
+class Mesh3dDeprecated final : public Mesh {
+public:
+    Mesh3dDeprecated();
+    explicit Mesh3dDeprecated(PackedMesh3dDeprecated const& packed) : Mesh3dDeprecated() {
+        MakeMesh(packed.indices, packed.positions, packed.texCoords, packed.normals);
+    }
+
+    /// Uploads the arrays for one frame's use.
+    void MakeMesh(std::vector<unsigned> const& indices, std::vector<float> const& positions,
+                  std::vector<float> const& texCoords, std::vector<float> const& normals);
+    void Activate() const override;
+    void Draw() const override { Draw(-1); }
+    /// Only the first `count` indices; -1: all.
+    void Draw(int count) const;
+
+private:
+    GLBuffer indexBuffer;
+    GLBuffer positionBuffer;
+    GLBuffer texCoordBuffer;
+    GLBuffer normalBuffer;
+    GLsizei indexCount = 0;
+};
+
+}  // namespace Kaltor::Ogl

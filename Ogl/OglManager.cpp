@@ -1,0 +1,221 @@
+#include "Ogl/OglManager.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "Core/Interfaces/Exception.h"
+#include "Ogl/ShaderStorage.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+/// The manager while its GL thread lives. Objects that outlive it have nothing left to free: their names went with
+/// the context.
+std::atomic<OglManager*> liveManager{nullptr};
+
+}  // namespace
+
+FrameStrategy FrameStrategy::For(GlInfo const& info) {
+    return {info.isSoftware, info.isSoftware, !info.isSoftware, info.isSoftware};
+}
+
+std::vector<PixFmt> GetSupportedPxlFmt() {
+    if (OglManager::GetInstance().GetStrategy().convertsOnCpu) {
+        return {PixFmt::Bgrx, PixFmt::Bgra};
+    }
+    return {PixFmt::Rgba,    PixFmt::Rgb24, PixFmt::Bgra,  PixFmt::Bgrx,      PixFmt::Yuv420p,   PixFmt::Yuv422p,
+            PixFmt::Yuv444p, PixFmt::Nv12,  PixFmt::Gray8, PixFmt::Yuv420p10, PixFmt::Yuv422p10, PixFmt::Yuv444p10};
+}
+
+OglManager& OglManager::GetInstance() {
+    static OglManager manager;
+    return manager;
+}
+
+OglManager::OglManager() : pool(std::make_unique<TexturePool>()) {
+    thread = std::thread([this] { RunThread(); });
+    std::unique_lock lock(mutex);
+    started.wait(lock, [this] { return state != State::Starting; });
+    if (startError) {
+        lock.unlock();
+        thread.join();
+        std::rethrow_exception(startError);
+    }
+}
+
+OglManager::~OglManager() {
+    {
+        std::lock_guard const lock(mutex);
+        state = State::Stopping;
+    }
+    wake.notify_one();
+    thread.join();
+}
+
+void OglManager::RunThread() {
+    std::unique_ptr<GlContext> context;
+    std::unique_ptr<ShaderStorage> storage;
+    try {
+        context = std::make_unique<GlContext>();
+        info = context->GetInfo();
+        strategy = FrameStrategy::For(info);
+    } catch (...) {
+        startError = std::current_exception();
+    }
+    std::unique_lock lock(mutex);
+    state = startError ? State::Stopped : State::Running;
+    if (!startError) {
+        liveManager = this;
+    }
+    started.notify_one();
+    if (startError) {
+        return;
+    }
+    storage = std::make_unique<ShaderStorage>();
+    while (true) {
+        wake.wait(lock, [this] { return !queue.empty() || !discarded.empty() || state == State::Stopping; });
+        DeleteDiscarded(lock);
+        if (state == State::Stopping) {
+            break;
+        }
+        if (queue.empty()) {
+            continue;
+        }
+        boost::intrusive_ptr<IOglTask> task = std::move(queue.front());
+        queue.pop_front();
+        lock.unlock();
+        task->Perform(*storage);
+        task.reset();
+        lock.lock();
+    }
+    // Whoever waits for what was not run is told so, before the context goes.
+    std::deque<boost::intrusive_ptr<IOglTask>> const rest = std::move(queue);
+    queue.clear();
+    state = State::Stopped;
+    lock.unlock();
+    for (boost::intrusive_ptr<IOglTask> const& task : rest) {
+        task->Fail(std::make_exception_ptr(std::runtime_error("the GL manager has stopped")));
+    }
+    storage.reset();
+    pool->Clear();
+    std::vector<GlObject>().swap(idleBuffers);
+    lock.lock();
+    DeleteDiscarded(lock);
+    liveManager = nullptr;
+}
+
+void OglManager::DeleteDiscarded(std::unique_lock<std::mutex>& lock) {
+    if (discarded.empty()) {
+        return;
+    }
+    std::vector<std::pair<GlKind, GLuint>> const names = std::exchange(discarded, {});
+    lock.unlock();
+    for (auto const& [kind, name] : names) {
+        DeleteGlName(kind, name);
+    }
+    lock.lock();
+}
+
+void OglManager::DoBackgroundTask(boost::intrusive_ptr<IOglTask> task) {
+    {
+        std::lock_guard const lock(mutex);
+        if (state == State::Running) {
+            queue.push_back(std::move(task));
+        }
+    }
+    if (task) {
+        task->Fail(std::make_exception_ptr(std::runtime_error("the GL manager has stopped")));
+        return;
+    }
+    wake.notify_one();
+}
+
+GlObjectCounts OglManager::GetObjectCounts() const {
+    std::lock_guard const lock(mutex);
+    return counts;
+}
+
+std::size_t OglManager::GetIdleBufferCount() const {
+    std::lock_guard const lock(mutex);
+    return idleBuffers.size();
+}
+
+FrameStrategy OglManager::GetStrategy() const {
+    std::lock_guard const lock(mutex);
+    return strategy;
+}
+
+void OglManager::SetStrategy(FrameStrategy const& wanted) {
+    std::lock_guard const lock(mutex);
+    strategy = wanted;
+}
+
+void OglManager::AssertOpenGLThread() {
+#ifndef NDEBUG
+    OglManager const* const manager = liveManager;
+    if (manager != nullptr && !manager->IsOpenGLThread()) {
+        std::abort();
+    }
+#endif
+}
+
+void OglManager::Discard(GlKind kind, GLuint name) noexcept {
+    OglManager* const manager = liveManager;
+    if (manager == nullptr) {
+        return;
+    }
+    bool const isHere = manager->IsOpenGLThread();
+    {
+        std::lock_guard const lock(manager->mutex);
+        --manager->counts.alive[static_cast<std::size_t>(kind)];
+        if (!isHere) {
+            manager->discarded.emplace_back(kind, name);
+        }
+    }
+    if (isHere) {
+        DeleteGlName(kind, name);
+    } else {
+        manager->wake.notify_one();
+    }
+}
+
+void OglManager::CountMade(GlKind kind) {
+    OglManager& manager = *liveManager.load();
+    std::lock_guard const lock(manager.mutex);
+    ++manager.counts.alive[static_cast<std::size_t>(kind)];
+    ++manager.counts.made[static_cast<std::size_t>(kind)];
+}
+
+GlObject OglManager::TakeBuffer() {
+    OglManager& manager = *liveManager.load();
+    {
+        std::lock_guard const lock(manager.mutex);
+        if (!manager.idleBuffers.empty()) {
+            GlObject buffer = std::move(manager.idleBuffers.back());
+            manager.idleBuffers.pop_back();
+            return buffer;
+        }
+    }
+    return GlObject(GlKind::Buffer);
+}
+
+void OglManager::GiveBack(GlObject buffer) noexcept {
+    constexpr std::size_t kMostIdle = 64;
+    OglManager* const manager = liveManager;
+    if (manager == nullptr) {
+        return;
+    }
+    std::lock_guard const lock(manager->mutex);
+    if (manager->idleBuffers.size() < kMostIdle) {
+        manager->idleBuffers.push_back(std::move(buffer));
+    }
+}
+
+void OglManager::GiveBack(Texture texture) noexcept {
+    OglManager* const manager = liveManager;
+    if (manager != nullptr) {
+        manager->pool->GiveBack(std::move(texture));
+    }
+}
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Conf/PixFmt.h"
+#include "Ogl/GlContext.h"
+#include "Ogl/GlObject.h"
+#include "Ogl/IOglTask.h"
+#include "Ogl/TexturePool.h"
+
+namespace Kaltor::Ogl {
+
+/// How frames are stored and moved: the one place where software GL and GPUs part.
+struct FrameStrategy {
+    /// Colour conversions run on the processor's own threads (libswscale), not in shaders.
+    bool convertsOnCpu = false;
+    /// Frame textures have blue first, the layout for which software GL has a fast path.
+    bool isBlueFirst = false;
+    /// Transfers go through pixel buffer objects.
+    bool usesPixelBuffers = true;
+    /// A texel fetch costs more than the arithmetic around it: wide filters are worth cleverer ways.
+    bool areFetchesDear = false;
+
+    static FrameStrategy For(GlInfo const& info);
+    bool operator==(FrameStrategy const&) const = default;
+};
+
+/// Owns the GL context and the one thread that uses it. Tasks run in the order in which they are submitted.
+class OglManager {
+public:
+    /// Starts the GL thread on first use. Throws `std::runtime_error` where there is no usable GL, each time anew.
+    static OglManager& GetInstance();
+
+    ~OglManager();
+    OglManager(OglManager const&) = delete;
+    OglManager& operator=(OglManager const&) = delete;
+
+    bool IsOpenGLThread() const { return std::this_thread::get_id() == thread.get_id(); }
+    /// Submits a task and returns at once. After the manager has stopped the task fails instead of running.
+    void DoBackgroundTask(boost::intrusive_ptr<IOglTask> task);
+    /// Runs `action(storage)` on the GL thread and waits for it; rethrows what it throws.
+    template <typename Action>
+    void Invoke(Action action);
+
+    GlInfo const& GetInfo() const { return info; }
+    GlObjectCounts GetObjectCounts() const;
+    TexturePool& GetTexturePool() { return *pool; }
+    std::size_t GetIdleBufferCount() const;
+
+    FrameStrategy GetStrategy() const;
+    /// For tests and measurements: frames made before keep their layout. Any thread, with nothing in flight.
+    void SetStrategy(FrameStrategy const& strategy);
+
+    /// Debug builds end the process where the calling thread is not the GL thread.
+    static void AssertOpenGLThread();
+    /// Hands over a name that is to be deleted: at once on the GL thread, soon after from any other.
+    static void Discard(GlKind kind, GLuint name) noexcept;
+    static void CountMade(GlKind kind);
+    /// The name of a buffer object, one used before where there is one. GL thread.
+    static GlObject TakeBuffer();
+    static void GiveBack(GlObject buffer) noexcept;
+    /// Gives a texture back to the pool.
+    static void GiveBack(Texture texture) noexcept;
+
+private:
+    OglManager();
+    void RunThread();
+    void DeleteDiscarded(std::unique_lock<std::mutex>& lock);
+
+    GlInfo info;
+    FrameStrategy strategy;
+    std::unique_ptr<TexturePool> pool;
+    std::vector<GlObject> idleBuffers;
+    mutable std::mutex mutex;
+    std::condition_variable wake;
+    std::deque<boost::intrusive_ptr<IOglTask>> queue;
+    std::vector<std::pair<GlKind, GLuint>> discarded;
+    GlObjectCounts counts;
+    std::exception_ptr startError;
+    enum class State : std::uint8_t { Starting, Running, Stopping, Stopped } state = State::Starting;
+    std::condition_variable started;
+    std::thread thread;
+};
+
+/// The pixel formats in which `Frame::Upload` takes frames without a detour, best first.
+std::vector<PixFmt> GetSupportedPxlFmt();
+
+template <typename Action>
+void OglManager::Invoke(Action action) {
+    class ActionTask final : public IOglTask {
+    public:
+        explicit ActionTask(Action& toRun) : IOglTask(OglCapability::Render, nullptr), run(toRun) {}
+        void Run(OglCapability, ShaderStorage const& storage) override { run(storage); }
+
+    private:
+        Action& run;
+    };
+    boost::intrusive_ptr<IOglTask> const task(new ActionTask(action));
+    DoBackgroundTask(task);
+    task->WaitForComplete();
+}
+
+}  // namespace Kaltor::Ogl

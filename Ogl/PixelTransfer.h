@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "Conf/PixFmt.h"
+#include "Ogl/GLBuffer.h"
+#include "Ogl/Surface.h"
+#include "Ogl/Texture.h"
+#include "Proc/Data/SampleConverter.h"
+
+namespace Kaltor::Ogl {
+
+/// One plane of a pixel format: how its samples lie in main memory and in a texture.
+struct PlaneLayout {
+    GLenum format;
+    GLenum type;
+    std::uint32_t bytes;  ///< of one texel
+    TexelFormat texels;
+    std::uint32_t width;
+    std::uint32_t height;
+};
+/// The layout of a plane of a picture of this format and size.
+PlaneLayout GetPlaneLayout(PixFmt format, std::size_t plane, std::uint32_t width, std::uint32_t height);
+
+/// Moves planes between main memory and textures. A plane in memory is told by its top row and the distance to the
+/// next row below, which may be negative; in textures the bottom row comes first. A plane whose memory order is bottom
+/// first (a negative distance) goes in one piece. GL thread only.
+class PixelTransfer {
+public:
+    void Upload(Texture const& texture, PlaneLayout const& layout, std::uint8_t const* top, std::ptrdiff_t stride,
+                bool usesPixelBuffer);
+    void Download(Texture const& texture, Surface& surface, PlaneLayout const& layout, std::uint8_t* top,
+                  std::ptrdiff_t stride, bool usesPixelBuffer);
+
+    Proc::SampleConverter& GetConverter() { return converter; }
+
+private:
+    GLBuffer& GetPixelBuffer(GLenum target);
+
+    std::vector<GLBuffer> packBuffers;    ///< made on first use
+    std::vector<GLBuffer> unpackBuffers;  ///< used in turn, so that one can be filled while another is read
+    std::size_t nextUnpackBuffer = 0;
+    Proc::SampleConverter converter;
+};
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <glm/mat2x2.hpp>
+#include <glm/mat3x3.hpp>
+#include <glm/mat4x4.hpp>
+#include <glm/vec2.hpp>
+#include <glm/vec3.hpp>
+#include <glm/vec4.hpp>
+
+#include "Ogl/GlObject.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Ogl {
+
+/// A linked GLSL 1.20 program. Uniforms that it does not declare are ignored. GL thread only.
+class Shader {
+public:
+    /// Throws `std::runtime_error` with the program's name and the compiler's or linker's log.
+    Shader(std::string programName, std::string const& vertexSource, std::string const& fragmentSource);
+
+    /// Makes the program current. The setters of uniforms expect it to be.
+    void Use() const;
+    void Uniform(std::string_view name, int value) const;
+    void Uniform(std::string_view name, float value) const;
+    void Uniform(std::string_view name, float x, float y) const;
+    void Uniform(std::string_view name, float x, float y, float z, float w) const;
+    /// In single precision, as all of GLSL 1.20.
+    void Uniform(std::string_view name, double value) const;
+    void Uniform(std::string_view name, glm::vec2 const& value) const;
+    void Uniform(std::string_view name, glm::vec3 const& value) const;
+    void Uniform(std::string_view name, glm::vec4 const& value) const;
+    void Uniform(std::string_view name, glm::mat2 const& value, bool isTransposed = false) const;
+    void Uniform(std::string_view name, glm::mat3 const& value, bool isTransposed = false) const;
+    void Uniform(std::string_view name, glm::mat4 const& value, bool isTransposed = false) const;
+    /// Each channel divided by 255.
+    void Uniform(std::string_view name, Proc::Color const& value) const;
+    /// An array of floats.
+    void Uniform(std::string_view name, std::vector<float> const& values) const;
+
+    std::string const& GetName() const { return programName; }
+
+private:
+    GLint Find(std::string_view name) const;
+
+    std::string programName;
+    GlObject program;
+    mutable std::vector<std::pair<std::string, GLint>> locations;
+};
+
+}  // namespace Kaltor::Ogl

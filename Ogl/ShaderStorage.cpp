@@ -1,0 +1,140 @@
+#include "Ogl/ShaderStorage.h"
+
+#include <functional>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Ogl/OglManager.h"
+#include "Ogl/PixelTransfer.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kCopy[] = R"glsl(#version 120
+uniform sampler2D tex;
+varying vec2 TexCoord0;
+void main() { gl_FragColor = texture2D(tex, TexCoord0); }
+)glsl";
+
+constexpr char kPlanarToRgb[] = R"glsl(#version 120
+uniform sampler2D tex0;
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform mat3 matrix;
+uniform vec3 offset;
+uniform vec4 chroma;  // scale and shift from luma's texture coordinates to chroma's
+varying vec2 TexCoord0;
+void main() {
+    vec2 at = TexCoord0 * chroma.xy + chroma.zw;
+    vec3 yuv = vec3(texture2D(tex0, TexCoord0).r, texture2D(tex1, at).r, texture2D(tex2, at).r);
+    gl_FragColor = vec4(matrix * yuv + offset, 1.0);
+}
+)glsl";
+
+constexpr char kSemiPlanarToRgb[] = R"glsl(#version 120
+uniform sampler2D tex0;
+uniform sampler2D tex1;
+uniform mat3 matrix;
+uniform vec3 offset;
+uniform vec4 chroma;
+varying vec2 TexCoord0;
+void main() {
+    vec2 at = TexCoord0 * chroma.xy + chroma.zw;
+    vec3 yuv = vec3(texture2D(tex0, TexCoord0).r, texture2D(tex1, at).rg);
+    gl_FragColor = vec4(matrix * yuv + offset, 1.0);
+}
+)glsl";
+
+constexpr char kGrayToRgb[] = R"glsl(#version 120
+uniform sampler2D tex0;
+uniform mat3 matrix;
+uniform vec3 offset;
+uniform float neutral;
+varying vec2 TexCoord0;
+void main() {
+    gl_FragColor = vec4(matrix * vec3(texture2D(tex0, TexCoord0).r, neutral, neutral) + offset, 1.0);
+}
+)glsl";
+
+// Two samples `spread` to either side weigh luma columns 1 : 2 : 1 around a chroma sample that stands on the even one
+// (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample. Without alpha in the result, what is
+// transparent shows black.
+constexpr char kRgbToPlane[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec3 row;
+uniform float offset;
+uniform vec4 place;  // scale and shift from the plane's texture coordinates to the picture's
+uniform float spread;
+varying vec2 TexCoord0;
+void main() {
+    vec2 at = TexCoord0 * place.xy + place.zw;
+    vec4 left = texture2D(tex, at - vec2(spread, 0.0));
+    vec4 right = texture2D(tex, at + vec2(spread, 0.0));
+    vec3 rgb = 0.5 * (left.rgb * left.a + right.rgb * right.a);
+    gl_FragColor = vec4(dot(rgb, row) + offset);
+}
+)glsl";
+
+}  // namespace
+
+char const* const kQuadVertex = R"glsl(#version 120
+varying vec2 TexCoord0;
+void main() {
+    gl_Position = vec4(gl_Vertex.z, gl_Vertex.w, 0.0, 1.0);
+    TexCoord0 = gl_Vertex.xy;
+}
+)glsl";
+
+ShaderStorage::ShaderStorage() : unitQuad(GL_STATIC_DRAW), transfer(std::make_unique<PixelTransfer>()) {
+    unitQuad.GetVertexBuffer().SetData(sizeof(Ogl::Quad::kFull), Ogl::Quad::kFull.data());
+}
+
+ShaderStorage::~ShaderStorage() = default;
+
+Shader const& ShaderStorage::MakeShader(std::string_view name, std::string_view vertexSource,
+                                        std::string_view fragmentSource) const {
+    OglManager::AssertOpenGLThread();
+    auto const found = programs.find(name);
+#ifdef NDEBUG
+    if (found != programs.end()) {
+        return *found->second.shader;
+    }
+    std::size_t const hash = 0;
+#else
+    std::size_t const hash =
+        std::hash<std::string_view>()(vertexSource) ^ (std::hash<std::string_view>()(fragmentSource) << 1U);
+    if (found != programs.end()) {
+        if (found->second.sourceHash != hash) {
+            Core::Throw(std::logic_error(fmt::format("program \"{}\" was made before from other sources", name)));
+        }
+        return *found->second.shader;
+    }
+#endif
+    auto shader =
+        std::make_unique<Shader>(std::string(name), std::string(vertexSource), std::string(fragmentSource));
+    return *programs.emplace(std::string(name), Entry{std::move(shader), hash}).first->second.shader;
+}
+
+Shader const* ShaderStorage::FindShader(std::string_view name) const {
+    auto const found = programs.find(name);
+    return found == programs.end() ? nullptr : found->second.shader.get();
+}
+
+Shader const& ShaderStorage::Copy() const { return MakeShader("Copy", kQuadVertex, kCopy); }
+
+Shader const& ShaderStorage::Rgb2Yuv() const { return MakeShader("Rgb2Yuv", kQuadVertex, kRgbToPlane); }
+
+Shader const& ShaderStorage::Yuv2Rgb(PixFmt format) const {
+    switch (PixFmtDescription::Find(format).planes) {
+        case 1:
+            return MakeShader("Yuv2Rgb_gray", kQuadVertex, kGrayToRgb);
+        case 2:
+            return MakeShader("Yuv2Rgb_semiplanar", kQuadVertex, kSemiPlanarToRgb);
+        default:
+            return MakeShader("Yuv2Rgb_planar", kQuadVertex, kPlanarToRgb);
+    }
+}
+
+}  // namespace Kaltor::Ogl

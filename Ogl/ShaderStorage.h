@@ -1,0 +1,62 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Conf/PixFmt.h"
+#include "Ogl/Mesh.h"
+#include "Ogl/Shader.h"
+#include "Ogl/Surface.h"
+
+namespace Kaltor::Ogl {
+
+class PixelTransfer;
+
+/// What all drawing on the one context shares: programs by name, the framebuffer object, the unit quad, the tools of
+/// transfers. Made by the manager, lent to tasks. GL thread only.
+class ShaderStorage {
+public:
+    ShaderStorage();
+    ~ShaderStorage();
+    ShaderStorage(ShaderStorage const&) = delete;
+    ShaderStorage& operator=(ShaderStorage const&) = delete;
+
+    /// The program of this name, compiled and linked on first use. The name is the program's identity: debug builds
+    /// throw `std::logic_error` for a name that comes again with other sources. Throws `std::runtime_error` with the
+    /// log where it does not compile or link.
+    Shader const& MakeShader(std::string_view name, std::string_view vertexSource, std::string_view fragmentSource) const;
+
+    /// The program made before under this name, or null: spares the text of a generated program.
+    Shader const* FindShader(std::string_view name) const;
+
+    Surface& FBO() const { return surface; }
+    /// The quad that covers the target: texture coordinates 0 to 1, clip positions -1 to 1.
+    Ogl::Quad const& Quad() const { return unitQuad; }
+
+    /// The program that turns one plane of R'G'B' into one of Y'CbCr: the sampler "tex", the row "row" and "offset".
+    Shader const& Rgb2Yuv() const;
+    /// The program that shows planes of this YUV layout as R'G'B'.
+    Shader const& Yuv2Rgb(PixFmt format) const;
+    /// The plain textured program.
+    Shader const& Copy() const;
+
+    PixelTransfer& Transfer() const { return *transfer; }
+
+private:
+    struct Entry {
+        std::unique_ptr<Shader> shader;
+        std::size_t sourceHash;
+    };
+
+    mutable std::map<std::string, Entry, std::less<>> programs;
+    mutable Surface surface;
+    Ogl::Quad unitQuad;
+    std::unique_ptr<PixelTransfer> transfer;
+};
+
+/// The vertex program of every full-frame pass: `gl_Vertex` is (s, t, x, y).
+extern char const* const kQuadVertex;
+
+}  // namespace Kaltor::Ogl

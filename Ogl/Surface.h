@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Ogl/GlObject.h"
+#include "Ogl/Texture.h"
+
+namespace Kaltor::Ogl {
+
+/// A framebuffer object to draw textures through. GL thread only.
+class Surface {
+public:
+    Surface() : object(GlKind::Framebuffer) {}
+
+    /// Makes `texture` the target of what is drawn from now on and sets the viewport to its size. The first attachment
+    /// of a frame just made clears it to transparent black.
+    void Attach(Texture const& texture);
+    /// Adds a cleared depth buffer of the target's size and switches the depth test on: nearer fragments win.
+    void AttachDepth();
+    void DetachDepth();
+
+    /// Size of the target, pixels.
+    std::uint32_t GetWidth() const { return width; }
+    std::uint32_t GetHeight() const { return height; }
+
+private:
+    GlObject object;
+    GlObject depth;
+    std::uint32_t depthWidth = 0;
+    std::uint32_t depthHeight = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    bool hasDepth = false;
+};
+
+}  // namespace Kaltor::Ogl

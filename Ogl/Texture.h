@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <epoxy/gl.h>
+
+#include "Ogl/GlObject.h"
+
+namespace Kaltor::Ogl {
+
+/// What a texture's texels hold.
+enum class TexelFormat : std::uint8_t {
+    Rgba8,    ///< with alpha
+    Rgbx8,    ///< opaque: alpha reads as 1 whatever is drawn
+    R8,       ///< one plane of a YUV frame
+    Rg8,      ///< interleaved chroma
+    R16,      ///< one plane of more than 8 bits
+    Rgba16,   ///< for intermediate results finer than 8 bits
+    R32f,
+};
+
+/// Size, texels and their order in memory: what makes two textures exchangeable.
+struct TextureForm {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    TexelFormat format = TexelFormat::Rgba8;
+    bool isBlueFirst = false;
+
+    std::size_t GetBytes() const;
+    bool operator==(TextureForm const&) const = default;
+};
+
+enum class TextureFilter : std::uint8_t { Linear, Nearest };
+
+/// A two-dimensional texture, clamped to its edge. GL thread only, but for the destructor.
+class Texture {
+public:
+    Texture() = default;
+    /// With undefined content; reads as transparent black from its first attachment on. Throws `std::runtime_error`
+    /// where the size is beyond the GL's limit or its memory runs out.
+    explicit Texture(TextureForm const& textureForm);
+    /// A table: one 32-bit float a texel, `width` * `height` of them, row by row from t = 0, sampled nearest.
+    Texture(std::uint32_t width, std::uint32_t height, float const* data);
+
+    /// Binds to a texture unit (-1: the one still active) and samples with this filter from now on.
+    void Use(int unit, TextureFilter filter = TextureFilter::Linear) const;
+    /// Binds for a change of the texels: unit 0.
+    void Bind() const;
+
+    TextureForm const& GetForm() const { return form; }
+    GLuint GetName() const { return object.Get(); }
+    explicit operator bool() const { return static_cast<bool>(object); }
+
+    /// Whether alpha is always 1.
+    bool IsOpaque() const { return form.format == TexelFormat::Rgbx8; }
+    /// Whether nothing has been drawn or uploaded yet.
+    bool IsFresh() const { return isFresh; }
+    void SetFresh(bool value) const { isFresh = value; }
+
+private:
+    void SetFilter(TextureFilter filter) const;
+
+    GlObject object;
+    TextureForm form;
+    mutable TextureFilter currentFilter = TextureFilter::Linear;
+    mutable bool isFresh = true;
+};
+
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,44 @@
+#include "Proc/Data/DataVideoFF.h"
+
+#include <stdexcept>
+
+#include "Core/Interfaces/Exception.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+namespace Kaltor::Proc {
+
+boost::intrusive_ptr<DataVideoFF> DataVideoFF::Create(PixFmt format, Conf::FrameInfo const& info) {
+    // RGB pictures travel to and from textures: in their row order that needs no copy.
+    bool const isBottomUp = !PixFmtDescription::Find(format).IsYuv();
+    AvFramePtr picture = AllocateAvFrame(ToAvPixelFormat(format), static_cast<int>(info.width),
+                                         static_cast<int>(info.height), isBottomUp);
+    picture->sample_aspect_ratio = {static_cast<int>(info.pixelAspectX), static_cast<int>(info.pixelAspectY)};
+    return {new DataVideoFF(format, info, std::move(picture))};
+}
+
+boost::intrusive_ptr<DataVideoFF> DataVideoFF::Wrap(AvFramePtr frame) {
+    auto const avFormat = static_cast<AVPixelFormat>(frame->format);
+    PixFmt const format = FromAvPixelFormat(avFormat);
+    if (format == PixFmt::Unknown) {
+        char const* const name = av_get_pix_fmt_name(avFormat);
+        Core::Throw(std::invalid_argument(std::string("unsupported pixel format ") + (name ? name : "?")));
+    }
+    Conf::FrameInfo const info = Proc::GetFrameInfo(*frame);
+    ColorSpec const spec = Proc::GetColorSpec(*frame);
+    boost::intrusive_ptr<DataVideoFF> data(new DataVideoFF(format, info, std::move(frame)));
+    data->SetColorSpec(spec);
+    return data;
+}
+
+AvFramePtr DataVideoFF::Share() const {
+    AvFramePtr copy = ShareAvFrame(*frame);
+    if (PixFmtDescription::Find(GetPixFmt()).IsYuv()) {
+        Proc::SetColorSpec(*copy, GetColorSpec());
+    }
+    return copy;
+}
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,164 @@
+#include "Proc/Effects/EffectsDefault/YuvToRgb.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace Kaltor::Proc {
+namespace {
+
+// All loops here are written so that compilers make vector code of them: 16-bit products whose upper half is kept,
+// and two 16-bit words for each pixel on the way out.
+
+/// Binary places after an 8-bit step. With more of them a bright saturated colour would overflow 16 bits.
+constexpr int kFraction = 5;
+constexpr int kWordBits = 16;
+
+inline std::int16_t UpperHalf(std::int16_t a, std::int16_t b) {
+    return static_cast<std::int16_t>((static_cast<std::int32_t>(a) * b) >> kWordBits);
+}
+
+inline std::int16_t UpperHalf(std::uint16_t a, std::uint16_t b) {
+    return static_cast<std::int16_t>((static_cast<std::uint32_t>(a) * b) >> kWordBits);
+}
+
+inline std::uint16_t ToByte(int value) {
+    auto const byte = static_cast<std::int16_t>(static_cast<std::int16_t>(value) >> kFraction);
+    return static_cast<std::uint16_t>(std::clamp<std::int16_t>(byte, 0, 255));
+}
+
+template <typename Sample>
+constexpr int kShift = sizeof(Sample) == 1 ? 8 : 6;  // brings 8 or 10 bits to 16
+
+/// A chroma sample as a signed word of full scale.
+template <typename Sample>
+inline std::int16_t Centred(Sample sample) {
+    return static_cast<std::int16_t>(static_cast<std::uint16_t>(sample << kShift<Sample>) - 0x8000);
+}
+
+template <typename Sample>
+void AddWeighted(Sample const* __restrict chroma, std::int16_t weight, int count, std::int16_t* __restrict sum) {
+    for (int i = 0; i < count; ++i) {
+        sum[i] = static_cast<std::int16_t>(sum[i] + UpperHalf(Centred(chroma[i]), weight));
+    }
+}
+
+void RepeatEach(std::int16_t const* __restrict from, int count, std::int16_t* __restrict to) {
+    for (int i = 0; i < count; ++i) {
+        to[2 * i] = from[i];
+        to[2 * i + 1] = from[i];
+    }
+}
+
+/// Four bytes a pixel: first, second, third, 255.
+template <typename Sample>
+void AddLuma(Sample const* __restrict luma, std::uint16_t weight, std::int16_t const* __restrict first,
+             std::int16_t const* __restrict second, std::int16_t const* __restrict third, int count,
+             std::uint16_t* __restrict out) {
+    for (int i = 0; i < count; ++i) {
+        std::int16_t const y = UpperHalf(static_cast<std::uint16_t>(luma[i] << kShift<Sample>), weight);
+        out[2 * i] = static_cast<std::uint16_t>(ToByte(y + first[i]) | (ToByte(y + second[i]) << 8));
+        out[2 * i + 1] = static_cast<std::uint16_t>(ToByte(y + third[i]) | 0xFF00);
+    }
+}
+
+template <typename Sample>
+Sample const* RowOf(AVFrame const& frame, int plane, int row) {
+    return reinterpret_cast<Sample const*>(frame.data[plane] +
+                                           static_cast<std::ptrdiff_t>(row) * frame.linesize[plane]);
+}
+
+}  // namespace
+
+YuvToRgbConverter::YuvToRgbConverter(PixFmt source, PixFmt target, ColorSpec const& spec)
+    : from(PixFmtDescription::Find(source)), to(target), readAs(spec) {
+    ColorTransform const transform = YuvToRgb(spec, from.bits);
+    double const top = static_cast<double>((1U << from.bits) - 1U);
+    auto const step = [&](std::size_t row, std::size_t column) {
+        // One source step in steps of 8 bits; the product's upper half takes the 2^bits back.
+        return std::lround(std::ldexp(transform.matrix[row][column] * 255.0 / top, kFraction + from.bits));
+    };
+    double const zero = static_cast<double>(1U << (from.bits - 1U)) / top;
+    auto const& red = transform.matrix[0];
+    double const black = transform.offset[0] + (red[1] + red[2]) * zero;  // without chroma's share
+    // Half a step rounds; the upper halves, cut off, come out half of their last place too low each.
+    constexpr double kCutOff = 1.0;
+    coefficients = {static_cast<std::uint16_t>(step(0, 0)),
+                    static_cast<std::int16_t>(step(0, 2)),
+                    static_cast<std::int16_t>(step(1, 1)),
+                    static_cast<std::int16_t>(step(1, 2)),
+                    static_cast<std::int16_t>(step(2, 1)),
+                    static_cast<std::int16_t>(std::lround(std::ldexp(black * 255.0 + 0.5, kFraction) + kCutOff))};
+}
+
+void YuvToRgbConverter::Convert(AVFrame const& source, AVFrame& target) {
+    if (from.bits == 8) {
+        ConvertRows<std::uint8_t>(source, target);
+    } else {
+        ConvertRows<std::uint16_t>(source, target);
+    }
+}
+
+template <typename Sample>
+void YuvToRgbConverter::FillChroma(AVFrame const& source, int row, int width) {
+    bool const isHalved = from.chromaXLog2 != 0;
+    int const count = isHalved ? (width + 1) / 2 : width;
+    ChromaRow& sums = isHalved ? subsampled : full;
+    for (std::vector<std::int16_t>* const sum : {&sums.red, &sums.green, &sums.blue}) {
+        sum->assign(static_cast<std::size_t>(count), coefficients.offset);
+    }
+    Sample const* blueDifference = RowOf<Sample>(source, 1, row);
+    Sample const* redDifference = RowOf<Sample>(source, from.planes == 3 ? 2 : 1, row);
+    if constexpr (sizeof(Sample) == 1) {
+        if (from.planes == 2) {
+            cb.resize(static_cast<std::size_t>(count));
+            cr.resize(static_cast<std::size_t>(count));
+            for (int i = 0; i < count; ++i) {
+                cb[static_cast<std::size_t>(i)] = blueDifference[2 * i];
+                cr[static_cast<std::size_t>(i)] = blueDifference[2 * i + 1];
+            }
+            blueDifference = cb.data();
+            redDifference = cr.data();
+        }
+    }
+    AddWeighted(redDifference, coefficients.crToRed, count, sums.red.data());
+    AddWeighted(blueDifference, coefficients.cbToGreen, count, sums.green.data());
+    AddWeighted(redDifference, coefficients.crToGreen, count, sums.green.data());
+    AddWeighted(blueDifference, coefficients.cbToBlue, count, sums.blue.data());
+    if (isHalved) {
+        for (auto const channel : {&ChromaRow::red, &ChromaRow::green, &ChromaRow::blue}) {
+            (full.*channel).resize(static_cast<std::size_t>(count) * 2);
+            RepeatEach((subsampled.*channel).data(), count, (full.*channel).data());
+        }
+    }
+}
+
+template <typename Sample>
+void YuvToRgbConverter::ConvertRows(AVFrame const& source, AVFrame& target) {
+    int const width = source.width;
+    bool const isRedFirst = to == PixFmt::Rgba || to == PixFmt::Rgb24;
+    bool const isThreeBytes = to == PixFmt::Rgb24;
+    if (from.planes == 1) {
+        for (auto const channel : {&ChromaRow::red, &ChromaRow::green, &ChromaRow::blue}) {
+            (full.*channel).assign(static_cast<std::size_t>(width), coefficients.offset);
+        }
+    }
+    packed.resize(isThreeBytes ? static_cast<std::size_t>(width) * 4 : 0);
+    for (int y = 0; y < source.height; ++y) {
+        bool const isNewChroma = from.planes > 1 && (y & ((1 << from.chromaYLog2) - 1)) == 0;
+        if (isNewChroma) {
+            FillChroma<Sample>(source, y >> from.chromaYLog2, width);
+        }
+        std::uint8_t* const row = target.data[0] + static_cast<std::ptrdiff_t>(y) * target.linesize[0];
+        std::uint8_t* const out = isThreeBytes ? packed.data() : row;
+        AddLuma(RowOf<Sample>(source, 0, y), coefficients.luma, isRedFirst ? full.red.data() : full.blue.data(),
+                full.green.data(), isRedFirst ? full.blue.data() : full.red.data(), width,
+                reinterpret_cast<std::uint16_t*>(out));
+        for (int x = 0; isThreeBytes && x < width; ++x) {
+            std::memcpy(row + static_cast<std::ptrdiff_t>(x) * 3, packed.data() + static_cast<std::ptrdiff_t>(x) * 4,
+                        3);
+        }
+    }
+}
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <memory>
+
+#include <boost/intrusive_ptr.hpp>
+
+#include "Conf/IFormatCodecVideo.h"
+#include "Ogl/DataVideoOGL.h"
+#include "Ogl/ShaderStorage.h"
+#include "Proc/Effects/EffectsOgl/OglCache.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Ogl {
+
+using Src = boost::intrusive_ptr<DataVideoOGL>;
+
+/// One effect: how an output frame is drawn from one input. Keeps its settings; everything else about running it is
+/// the wrapper's.
+class IEffectAlgorithm {
+public:
+    IEffectAlgorithm() = default;
+    IEffectAlgorithm(IEffectAlgorithm const&) = delete;
+    IEffectAlgorithm& operator=(IEffectAlgorithm const&) = delete;
+    virtual ~IEffectAlgorithm() = default;
+
+    /// Copies the settings. Throws `std::bad_cast` for those of another class. Processing thread.
+    virtual void SetSettings(Proc::Settings const& settings) = 0;
+    /// Draws `dst` from `src`, whose own tasks have run. `time` is the frame's timestamp in seconds; `progress` is 0 at
+    /// the start of the effect's span and 1 at its end, not clamped. Keeps no argument. GL thread.
+    virtual void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
+                            OglCache* cache) const = 0;
+    /// A new cache, which the caller owns; empty by default. Processing thread.
+    virtual OglCache* CreateCache() const;
+    /// Rewrites the codec to what `CreateDst` makes of it. Processing thread.
+    virtual void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec);
+    /// A new output frame for an input of this form; by default of the same size, with alpha where the input has it.
+    /// Processing thread.
+    virtual boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info);
+};
+
+/// One transition: how an output frame is drawn from two inputs of the same size.
+class ITransitionAlgorithm {
+public:
+    ITransitionAlgorithm() = default;
+    ITransitionAlgorithm(ITransitionAlgorithm const&) = delete;
+    ITransitionAlgorithm& operator=(ITransitionAlgorithm const&) = delete;
+    virtual ~ITransitionAlgorithm() = default;
+
+    /// As `IEffectAlgorithm::SetSettings`.
+    virtual void SetSettings(Proc::Settings const& settings) = 0;
+    /// Draws `dst` from the outgoing picture `src1` and the incoming one `src2`; otherwise as
+    /// `IEffectAlgorithm::Processing`.
+    virtual void Processing(DataVideoOGL* dst, Src const& src1, Src const& src2, double time, double progress,
+                            ShaderStorage const& storage, OglCache* cache) const = 0;
+    /// As `IEffectAlgorithm::CreateCache`.
+    virtual OglCache* CreateCache() const;
+};
+
+/// A new algorithm object. Each unit instantiates the one for its class (see MakeAlgorithm.h); the registration needs
+/// no more than the class's name.
+template <typename T>
+std::unique_ptr<IEffectAlgorithm> MakeEffect();
+template <typename T>
+std::unique_ptr<ITransitionAlgorithm> MakeTransition();
+
+/// Keeps a copy of the settings class `S`.
+template <typename S>
+class EffectWithSettings : public IEffectAlgorithm {
+public:
+    void SetSettings(Proc::Settings const& value) override { settings = dynamic_cast<S const&>(value); }
+
+protected:
+    S settings;
+};
+
+template <typename S>
+class TransitionWithSettings : public ITransitionAlgorithm {
+public:
+    void SetSettings(Proc::Settings const& value) override { settings = dynamic_cast<S const&>(value); }
+
+protected:
+    S settings;
+};
+
+}  // namespace Kaltor::Ogl

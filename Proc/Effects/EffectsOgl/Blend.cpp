@@ -1,0 +1,18 @@
+#include "Proc/Effects/EffectsOgl/Blend.h"
+
+#include "Ogl/GlState.h"
+
+namespace Kaltor::Ogl {
+
+void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage) {
+    storage.FBO().Attach(target.FrameData().GetFirstTexture());
+}
+
+void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage) {
+    EnableState const blend(GL_BLEND);
+    glBlendColor(0.0F, 0.0F, 0.0F, static_cast<float>(alpha));
+    glBlendFunc(GL_CONSTANT_ALPHA, GL_ONE_MINUS_CONSTANT_ALPHA);
+    frame.Draw(storage.Quad(), storage);
+}
+
+}  // namespace Kaltor::Ogl

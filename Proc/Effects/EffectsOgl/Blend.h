@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Ogl/DataVideoOGL.h"
+#include "Ogl/ShaderStorage.h"
+
+namespace Kaltor::Ogl {
+
+/// Makes `target`'s texture what is drawn to.
+void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage);
+
+/// Lays `frame` over what the attached target holds: alpha * frame + (1 - alpha) * target, in all four channels.
+void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage);
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/EffectsOgl/WrapperBase.h"
+
+namespace Kaltor::Proc {
+
+/// Makes a host effect of an algorithm with one input: brings the input to the GPU, makes the output frame and puts
+/// the drawing on it as a task. The algorithm's progress is that of the frame's timestamp.
+class EffectWrapper final : public WrapperBase<IOneInputEffectVideo, Ogl::IEffectAlgorithm> {
+public:
+    using WrapperBase::SetSettings;
+
+    /// Takes the algorithm over, also where it throws.
+    static boost::intrusive_ptr<IOneInputEffectVideo> Create(boost::intrusive_ptr<IEffectFactory const> const& factory,
+                                                             Ogl::IEffectAlgorithm* algorithm);
+
+    /// Always throws `std::logic_error`: settings travel as typed objects.
+    Core::Property GetSettings() const override;
+    void SetSettings(Core::Property const& settings) override;
+    void Process(boost::intrusive_ptr<IDataVideo>& data) override;
+    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo>& codec) override;
+
+private:
+    using WrapperBase::WrapperBase;
+};
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Settings/SettingsEffects.h"
+
+namespace Kaltor::Ogl {
+
+/// Separable Gaussian blur, straight through all four channels. Embedded by effects that need a blurred picture.
+class EffectBlur final : public EffectWithSettings<Proc::SettingsEffectBlurGaussian> {
+public:
+    EffectBlur() = default;
+    explicit EffectBlur(double scale) { settings.SetScale(scale); }
+
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
+                    OglCache* cache) const override;
+};
+
+}  // namespace Kaltor::Ogl

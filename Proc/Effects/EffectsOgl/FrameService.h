@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Core/Interfaces/Statistics.h"
+#include "Ogl/TaskTimer.h"
+#include "Proc/Interfaces/IOneInputEffect.h"
+
+namespace Kaltor::Proc {
+
+/// What the uploader and the downloader have in common: a timer, counters, nothing to reset, progress unused.
+class FrameService : public RefCountImpl<IOneInputEffectVideo> {
+public:
+    explicit FrameService(char const* name) : timer(Ogl::TaskTimer::Create(name)) {}
+
+    void Reset() override {}
+    Core::Property GetStatistic() const override {
+        return Core::MakeStatistics("GetStatistic", accumulatedTime, processedFrames);
+    }
+    TimeToProgress& GetProgress() override { return progress; }
+    TimeToProgress const& GetProgress() const override { return progress; }
+    void SetProgress(TimeToProgress const& value) override { progress = value; }
+
+protected:
+    boost::intrusive_ptr<Ogl::TaskTimer> timer;
+    std::int64_t accumulatedTime = 0;
+    std::uint64_t processedFrames = 0;
+
+private:
+    TimeToProgress progress;
+};
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "Proc/Interfaces/IEffectFactory.h"
+
+namespace Kaltor::Proc {
+
+/// Makes GPU frames of CPU frames: puts the upload on the new frame as a task. GPU frames pass unchanged.
+boost::intrusive_ptr<IOneInputEffectVideo> CreateFrameUploader(
+    boost::intrusive_ptr<IEffectFactory const> const& factory);
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+
+namespace Kaltor::Ogl {
+
+// A unit ends with `template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectName>();`, so that its class needs no
+// header.
+
+template <typename T>
+std::unique_ptr<IEffectAlgorithm> MakeEffect() {
+    return std::make_unique<T>();
+}
+
+template <typename T>
+std::unique_ptr<ITransitionAlgorithm> MakeTransition() {
+    return std::make_unique<T>();
+}
+
+}  // namespace Kaltor::Ogl

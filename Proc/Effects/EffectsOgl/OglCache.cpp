@@ -1,0 +1,45 @@
+#include "Proc/Effects/EffectsOgl/OglCache.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "Core/Interfaces/Exception.h"
+#include "Ogl/OglManager.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+class CacheDestroyer final : public IOglTask {
+public:
+    explicit CacheDestroyer(boost::shared_ptr<OglCache>&& owned)
+        : IOglTask(OglCapability::Cleanup, nullptr), cache(std::move(owned)) {}
+
+    void Run(OglCapability, ShaderStorage const&) override { cache.reset(); }
+
+private:
+    boost::shared_ptr<OglCache> cache;
+};
+
+}  // namespace
+
+void DestroyOglCache(boost::shared_ptr<OglCache>& cache) {
+    if (!cache) {
+        return;
+    }
+    OglManager& manager = OglManager::GetInstance();
+    if (manager.IsOpenGLThread()) {
+        boost::shared_ptr<OglCache>(std::move(cache)).reset();
+        return;
+    }
+    manager.DoBackgroundTask(boost::intrusive_ptr<IOglTask>(new CacheDestroyer(std::move(cache))));
+}
+
+void details::throwOnNullptr(OglCache* cache) {
+    if (cache == nullptr) {
+        Core::Throw(std::logic_error("Wrong effect cache"),
+                    {"void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)",
+                     "Proc/Effects/EffectsOgl/OglCache", 13});
+    }
+}
+
+}  // namespace Kaltor::Ogl

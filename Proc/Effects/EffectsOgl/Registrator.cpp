@@ -1,0 +1,65 @@
+#include <cstdlib>
+#include <ctime>
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
+#include "Proc/Effects/EffectsOgl/FrameDownloader.h"
+#include "Proc/Effects/EffectsOgl/FrameUploader.h"
+#include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
+#include "Proc/Interfaces/IEffectRegistry.h"
+#include "Proc/Settings/SettingsEffects.h"
+#include "Proc/Settings/SettingsServices.h"
+#include "Proc/Settings/SettingsTransitions.h"
+
+namespace Kaltor::Ogl {
+
+class EffectBlur;
+
+class TransitionCrossfade;
+
+}  // namespace Kaltor::Ogl
+
+namespace Kaltor::Proc {
+namespace {
+
+using boost::intrusive_ptr;
+
+template <typename T>
+intrusive_ptr<IOneInputEffectVideo> CreateEffect(intrusive_ptr<IEffectFactory const> const& factory) {
+    return EffectWrapper::Create(factory, Ogl::MakeEffect<T>().release());
+}
+
+template <typename T>
+intrusive_ptr<ITwoInputEffectVideo> Create(intrusive_ptr<IEffectFactory const> const& factory) {
+    return TransitionWrapper::Create(factory, Ogl::MakeTransition<T>().release());
+}
+
+template <typename S>
+void RegisterOne(IEffectRegistry& registry,
+                 intrusive_ptr<IOneInputEffectVideo> (*factory)(intrusive_ptr<IEffectFactory const> const&)) {
+    registry.RegisterOneInputEffect(S::CLASS_ID, ImplNames::OGL, factory);
+}
+
+template <typename S>
+void RegisterTwo(IEffectRegistry& registry,
+                 intrusive_ptr<ITwoInputEffectVideo> (*factory)(intrusive_ptr<IEffectFactory const> const&)) {
+    registry.RegisterTwoInputEffect(S::CLASS_ID, ImplNames::OGL, factory);
+}
+
+}  // namespace
+}  // namespace Kaltor::Proc
+
+/// The plug-in's entry point: seeds the C library's random generator from the clock, since several algorithms draw
+/// from it when they are made, and registers every effect under `ImplNames::OGL`.
+extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc::IEffectRegistry& registry) {
+    using namespace Kaltor::Proc;
+    using namespace Kaltor::Ogl;
+
+    srand(static_cast<unsigned>(time(nullptr)));
+
+    RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);
+    RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
+    RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
+
+    RegisterTwo<SettingsTransitionCrossfade>(registry, &Create<TransitionCrossfade>);
+}

@@ -1,0 +1,22 @@
+// Dissolves the outgoing picture into the incoming one:
+// out = (1 - progress) * first + progress * second, channel by channel, alpha included.
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsTransitions.h"
+
+namespace Kaltor::Ogl {
+
+class TransitionCrossfade final : public TransitionWithSettings<Proc::SettingsTransitionCrossfade> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        AttachTarget(*dst, storage);
+        first->FrameData().Draw(storage.Quad(), storage);
+        BlendConstantAlpha(second->FrameData(), progress, storage);
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionCrossfade>();
+
+}  // namespace Kaltor::Ogl

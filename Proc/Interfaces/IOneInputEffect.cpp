@@ -1,0 +1,29 @@
+#include "Proc/Interfaces/IOneInputEffect.h"
+
+#include <stdexcept>
+
+#include "Core/Interfaces/Exception.h"
+
+namespace Kaltor::Proc {
+
+boost::intrusive_ptr<IData> IOneInputEffect::ProcessData(std::vector<boost::intrusive_ptr<IData>> const& data) {
+    if (data.size() != 1) {
+        Core::Throw(std::logic_error("incorrect data count"),
+                    {"virtual boost::intrusive_ptr<IData> Kaltor::Proc::IOneInputEffect::ProcessData(const "
+                     "std::vector<boost::intrusive_ptr<IData> > &)",
+                     "Proc/Interfaces/IOneInputEffect", 21});
+    }
+    boost::intrusive_ptr<IData> result = data.front();
+    ProcessData(result);
+    return result;
+}
+
+void IOneInputEffectVideo::ProcessData(boost::intrusive_ptr<IData>& data) {
+    boost::intrusive_ptr<IDataVideo> video(dynamic_cast<IDataVideo*>(data.get()));
+    if (video) {
+        Process(video);
+        data = std::move(video);
+    }
+}
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,32 @@
+#include "Proc/Settings/SettingsEffects.h"
+#include "Proc/Settings/SettingsServices.h"
+#include "Proc/Settings/SettingsTransitions.h"
+
+namespace Kaltor::Proc {
+namespace {
+
+template <typename... Classes>
+std::vector<std::unique_ptr<Settings>> MakeEach() {
+    std::vector<std::unique_ptr<Settings>> all;
+    (all.push_back(std::make_unique<Classes>()), ...);
+    return all;
+}
+
+}  // namespace
+
+std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
+    return MakeEach<SettingsEffectBlurGaussian, SettingsFrameUploader, SettingsFrameDownloader,
+                    SettingsTransitionCrossfade>();
+}
+
+std::unique_ptr<Settings> MakeSettings(std::string_view classId) {
+    std::vector<std::unique_ptr<Settings>> all = MakeAllSettings();
+    for (std::unique_ptr<Settings>& settings : all) {
+        if (settings->GetClassId() == classId) {
+            return std::move(settings);
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,266 @@
+#include "Proc/Settings/Settings.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <optional>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+
+namespace Kaltor::Proc {
+namespace {
+
+/// The shortest text that reads back as the same number.
+std::string FormatNumber(double value) { return fmt::format("{}", value); }
+
+template <typename T>
+std::optional<T> ParseNumber(std::string_view text) {
+    T value{};
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<std::uint8_t> ParseHexByte(std::string_view text) {
+    std::uint8_t value{};
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+std::optional<Color> ParseColor(std::string_view text) {
+    constexpr std::size_t kWithoutAlpha = 7;
+    constexpr std::size_t kWithAlpha = 9;
+    if (text.empty() || text.front() != '#' || (text.size() != kWithoutAlpha && text.size() != kWithAlpha)) {
+        return std::nullopt;
+    }
+    std::array<std::uint8_t, 4> channels{0, 0, 0, 255};
+    for (std::size_t i = 0; 1 + 2 * i < text.size(); ++i) {
+        std::optional<std::uint8_t> const byte = ParseHexByte(text.substr(1 + 2 * i, 2));
+        if (!byte) {
+            return std::nullopt;
+        }
+        channels[i] = *byte;
+    }
+    return Color{channels[0], channels[1], channels[2], channels[3]};
+}
+
+std::optional<bool> ParseFlag(std::string_view text) {
+    static constexpr std::array<std::string_view, 4> kTrue{"true", "yes", "on", "1"};
+    static constexpr std::array<std::string_view, 4> kFalse{"false", "no", "off", "0"};
+    if (std::find(kTrue.begin(), kTrue.end(), text) != kTrue.end()) {
+        return true;
+    }
+    if (std::find(kFalse.begin(), kFalse.end(), text) != kFalse.end()) {
+        return false;
+    }
+    return std::nullopt;
+}
+
+std::optional<Reals8> ParseReals(std::string_view text) {
+    Reals8 values{};
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        bool const isLast = i + 1 == values.size();
+        std::size_t const comma = text.find(',');
+        if (isLast != (comma == std::string_view::npos)) {
+            return std::nullopt;
+        }
+        std::optional<double> const value = ParseNumber<double>(text.substr(0, comma));
+        if (!value) {
+            return std::nullopt;
+        }
+        values[i] = *value;
+        text.remove_prefix(isLast ? text.size() : comma + 1);
+    }
+    return values;
+}
+
+std::optional<FieldValue> ParseChoice(std::vector<FieldLabel> const& labels, std::string_view text) {
+    std::optional<std::int32_t> const number = ParseNumber<std::int32_t>(text);
+    for (FieldLabel const& label : labels) {
+        if (label.label == text || label.value == number) {
+            return label.value;
+        }
+    }
+    return std::nullopt;
+}
+
+template <typename T>
+std::optional<FieldValue> InRange(Field const& field, std::optional<T> const& value) {
+    bool const accepted = value && static_cast<double>(*value) >= field.minimum &&
+                          static_cast<double>(*value) <= field.maximum;  // not a number is refused too
+    return accepted ? std::optional<FieldValue>(*value) : std::nullopt;
+}
+
+std::size_t EditDistance(std::string_view a, std::string_view b) {
+    auto const lower = [](char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); };
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            std::size_t const replaced = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
+        }
+    }
+    return row.back();
+}
+
+}  // namespace
+
+char const* GetName(FieldType type) {
+    static constexpr std::array kNames{"int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]"};
+    return kNames[static_cast<std::size_t>(type)];
+}
+
+bool Field::HasRange() const {
+    return type == FieldType::Int || type == FieldType::Uint || type == FieldType::Real || type == FieldType::Float ||
+           type == FieldType::Reals8;
+}
+
+std::string Field::DescribeRange() const {
+    switch (type) {
+        case FieldType::Flag:
+            return "true or false";
+        case FieldType::Color:
+            return "#RRGGBB or #RRGGBBAA";
+        case FieldType::Choice: {
+            std::string text;
+            for (std::size_t i = 0; i < labels.size(); ++i) {
+                text += i == 0 ? "" : i + 1 == labels.size() ? " or " : ", ";
+                text += fmt::format("{} ({})", labels[i].label, labels[i].value);
+            }
+            return text;
+        }
+        case FieldType::Reals8:
+            return fmt::format("8 numbers {} to {} with commas between", minimum, maximum);
+        case FieldType::Int:
+        case FieldType::Uint:
+            return fmt::format("a whole number {} to {}", minimum, maximum);
+        default:
+            return fmt::format("{} to {}", minimum, maximum);
+    }
+}
+
+std::string Field::Format(FieldValue const& value) const {
+    return std::visit(
+        [this](auto const& v) -> std::string {
+            using T = std::decay_t<decltype(v)>;
+            if constexpr (std::is_same_v<T, Color>) {
+                std::string text = fmt::format("#{:02X}{:02X}{:02X}", v.red, v.green, v.blue);
+                return v.alpha == 255 ? text : text + fmt::format("{:02X}", v.alpha);
+            } else if constexpr (std::is_same_v<T, Reals8>) {
+                std::string text;
+                for (double const number : v) {
+                    text.append(text.empty() ? "" : ",").append(FormatNumber(number));
+                }
+                return text;
+            } else if constexpr (std::is_same_v<T, bool>) {
+                return v ? "true" : "false";
+            } else if constexpr (std::is_same_v<T, std::int32_t>) {
+                for (FieldLabel const& label : labels) {
+                    if (label.value == v) {
+                        return std::string(label.label);
+                    }
+                }
+                return std::to_string(v);
+            } else {
+                return fmt::format("{}", v);
+            }
+        },
+        value);
+}
+
+FieldValue Field::Parse(std::string_view text) const {
+    std::optional<FieldValue> value;
+    switch (type) {
+        case FieldType::Int:
+            value = InRange(*this, ParseNumber<std::int32_t>(text));
+            break;
+        case FieldType::Uint:
+            value = InRange(*this, ParseNumber<std::uint32_t>(text));
+            break;
+        case FieldType::Real:
+            value = InRange(*this, ParseNumber<double>(text));
+            break;
+        case FieldType::Float:
+            value = InRange(*this, ParseNumber<float>(text));
+            break;
+        case FieldType::Flag:
+            value = ParseFlag(text);
+            break;
+        case FieldType::Choice:
+            value = ParseChoice(labels, text);
+            break;
+        case FieldType::Color:
+            value = ParseColor(text);
+            break;
+        case FieldType::Reals8:
+            if (std::optional<Reals8> const reals = ParseReals(text)) {
+                bool const inRange = std::all_of(reals->begin(), reals->end(),
+                                                 [this](double v) { return v >= minimum && v <= maximum; });
+                value = inRange ? std::optional<FieldValue>(*reals) : std::nullopt;
+            }
+            break;
+    }
+    if (!value) {
+        Core::Throw(std::invalid_argument(
+            fmt::format("\"{}\" is not accepted for {}: it takes {}", text, key, DescribeRange())));
+    }
+    return *value;
+}
+
+Field const& Settings::FindField(std::string_view key) const {
+    std::vector<Field> const& fields = GetFields();
+    auto const found =
+        std::find_if(fields.begin(), fields.end(), [key](Field const& field) { return field.key == key; });
+    if (found == fields.end()) {
+        std::vector<std::string> keys;
+        for (Field const& field : fields) {
+            keys.emplace_back(field.key);
+        }
+        std::string message = fmt::format("{} has no field \"{}\"", GetClassId(), key);
+        std::string const nearest = FindNearest(key, keys);
+        if (!nearest.empty()) {
+            message += fmt::format("; did you mean \"{}\"?", nearest);
+        } else if (keys.empty()) {
+            message += "; it has none to set";
+        } else {
+            message += fmt::format("; it has {}", fmt::join(keys, ", "));
+        }
+        Core::Throw(std::invalid_argument(message));
+    }
+    return *found;
+}
+
+void Settings::Set(std::string_view key, std::string_view text) {
+    Field const& field = FindField(key);
+    field.set(*this, field.Parse(text));
+}
+
+std::string FindNearest(std::string_view name, std::vector<std::string> const& candidates) {
+    std::string nearest;
+    // A third of the letters may be wrong: what is further off would be a guess.
+    std::size_t best = std::max<std::size_t>(name.size() / 3, 1) + 1;
+    for (std::string const& candidate : candidates) {
+        std::size_t const distance = EditDistance(name, candidate);
+        if (distance < best) {
+            best = distance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+}  // namespace Kaltor::Proc

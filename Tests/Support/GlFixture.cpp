@@ -1,0 +1,81 @@
+#include "Tests/Support/GlFixture.h"
+
+#include <cmath>
+
+#include "Host/Plugin.h"
+#include "Proc/Settings/SettingsServices.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+Proc::TimeToProgress Always(double progress) {
+    Proc::TimeToProgress mapping;
+    mapping.mapping = [progress](long long const&, long long const&, long long const&) { return progress; };
+    return mapping;
+}
+
+boost::intrusive_ptr<Proc::IDataVideo> ToData(Picture const& picture, Moment const& moment) {
+    boost::intrusive_ptr<Proc::IDataVideo> data = picture.ToFrame();
+    data->SetTimestamp(std::llround(moment.seconds * 1e6));
+    return data;
+}
+
+}  // namespace
+
+boost::intrusive_ptr<Proc::IEffectFactory const> GlTest::GetFactory() {
+    static boost::intrusive_ptr<Proc::IEffectFactory const> const factory = Host::MakeRegistry()->GetFactory();
+    return factory;
+}
+
+boost::intrusive_ptr<Proc::IOneInputEffectVideo> GlTest::MakeEffect(Proc::Settings const& settings,
+                                                                    Moment const& moment) {
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> effect =
+        GetFactory()->CreateOneInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
+    effect->SetSettings(settings);
+    effect->SetProgress(Always(moment.progress));
+    return effect;
+}
+
+boost::intrusive_ptr<Proc::ITwoInputEffectVideo> GlTest::MakeTransition(Proc::Settings const& settings,
+                                                                        Moment const& moment) {
+    boost::intrusive_ptr<Proc::ITwoInputEffectVideo> transition =
+        GetFactory()->CreateTwoInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
+    transition->SetSettings(settings);
+    transition->SetProgress(Always(moment.progress));
+    return transition;
+}
+
+boost::intrusive_ptr<Proc::DataVideoFF> GlTest::Download(boost::intrusive_ptr<Proc::IDataVideo> frame, int mode) {
+    Proc::SettingsFrameDownloader settings;
+    settings.SetDownloadMode(mode);
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> const downloader = MakeEffect(settings);
+    downloader->Process(frame);
+    return boost::dynamic_pointer_cast<Proc::DataVideoFF>(frame);
+}
+
+Picture GlTest::Run(Proc::Settings const& settings, Picture const& input, Moment const& moment) {
+    boost::intrusive_ptr<Proc::IDataVideo> data = ToData(input, moment);
+    MakeEffect(settings, moment)->Process(data);
+    return Picture::FromFrame(*Download(data));
+}
+
+Picture GlTest::Run(Proc::Settings const& settings, Picture const& first, Picture const& second, Moment const& moment) {
+    boost::intrusive_ptr<Proc::IDataVideo> data = ToData(first, moment);
+    MakeTransition(settings, moment)->Process(data, ToData(second, moment));
+    return Picture::FromFrame(*Download(data));
+}
+
+Ogl::GlObjectCounts CountObjectsInUse() {
+    Ogl::OglManager& manager = Ogl::OglManager::GetInstance();
+    // Names given up on other threads are deleted by the GL thread before its next task.
+    manager.Invoke([](Ogl::ShaderStorage const&) {});
+    Ogl::GlObjectCounts counts = manager.GetObjectCounts();
+    counts.made = {};
+    counts.alive[static_cast<std::size_t>(Ogl::GlKind::Texture)] -=
+        static_cast<std::int64_t>(manager.GetTexturePool().GetIdleCount());
+    counts.alive[static_cast<std::size_t>(Ogl::GlKind::Buffer)] -=
+        static_cast<std::int64_t>(manager.GetIdleBufferCount());
+    return counts;
+}
+
+}  // namespace Kaltor::Tests

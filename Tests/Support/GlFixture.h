@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Host/EffectRegistry.h"
+#include "Ogl/OglManager.h"
+#include "Proc/Settings/Settings.h"
+#include "Tests/Support/Picture.h"
+
+namespace Kaltor::Tests {
+
+/// A place in time: the frame's timestamp, and progress where it is not to follow from it.
+struct Moment {
+    double progress = 0.0;
+    double seconds = 0.0;
+};
+
+/// Effects run on real GL, made by the real registry from the real plug-in, on pictures of plain numbers.
+class GlTest : public testing::Test {
+protected:
+    /// The registry with the plug-in, loaded once for the process.
+    static boost::intrusive_ptr<Proc::IEffectFactory const> GetFactory();
+
+    /// One effect on one picture, through uploader and downloader.
+    static Picture Run(Proc::Settings const& settings, Picture const& input, Moment const& moment = {});
+    static Picture Run(Proc::Settings const& settings, Picture const& first, Picture const& second,
+                       Moment const& moment = {});
+
+    static boost::intrusive_ptr<Proc::IOneInputEffectVideo> MakeEffect(Proc::Settings const& settings,
+                                                                       Moment const& moment = {});
+    static boost::intrusive_ptr<Proc::ITwoInputEffectVideo> MakeTransition(Proc::Settings const& settings,
+                                                                           Moment const& moment = {});
+    /// Runs what is pending on a frame and brings it to main memory; mode 1: as yuv420p.
+    static boost::intrusive_ptr<Proc::DataVideoFF> Download(boost::intrusive_ptr<Proc::IDataVideo> frame, int mode = 0);
+};
+
+/// Sets how frames are stored and moved, and sets it back.
+class ScopedStrategy {
+public:
+    explicit ScopedStrategy(Ogl::FrameStrategy const& strategy) : before(Ogl::OglManager::GetInstance().GetStrategy()) {
+        Ogl::OglManager::GetInstance().SetStrategy(strategy);
+    }
+    ~ScopedStrategy() { Ogl::OglManager::GetInstance().SetStrategy(before); }
+    ScopedStrategy(ScopedStrategy const&) = delete;
+    ScopedStrategy& operator=(ScopedStrategy const&) = delete;
+
+private:
+    Ogl::FrameStrategy before;
+};
+
+/// As on software GL, and as on a GPU.
+constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true};
+constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false};
+
+/// Objects in use: those alive but for what lies idle in the pools.
+Ogl::GlObjectCounts CountObjectsInUse();
+
+}  // namespace Kaltor::Tests

@@ -1,0 +1,64 @@
+# Layers and their dependency rule.
+#
+# Include paths are written from the repository's root, but no target has the root on its include path: each layer
+# offers a view, a folder in the build tree that holds a link to that layer's own folder only, and hands it on to
+# those that link to it. Including a header of a layer that is not linked therefore fails to compile.
+
+set(KALTOR_VIEWS ${CMAKE_BINARY_DIR}/views)
+
+# The address at which a source is compiled must not show in messages: file names are told from the root.
+set(KALTOR_PREFIX_MAP -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+
+function(kaltor_view name)
+    foreach(dir IN LISTS ARGN)
+        get_filename_component(parent ${KALTOR_VIEWS}/${name}/${dir} DIRECTORY)
+        file(MAKE_DIRECTORY ${parent})
+        if(NOT EXISTS ${KALTOR_VIEWS}/${name}/${dir})
+            file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${dir} ${KALTOR_VIEWS}/${name}/${dir} SYMBOLIC)
+        endif()
+    endforeach()
+endfunction()
+
+# Warnings, sanitizers and prefix maps: for every target of ours.
+function(kaltor_options target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic ${KALTOR_PREFIX_MAP}
+                           -fmacro-prefix-map=${KALTOR_VIEWS}/= $<$<CONFIG:Release>:-g1>)
+    if(KALTOR_SANITIZE)
+        target_compile_options(${target} PRIVATE -fsanitize=${KALTOR_SANITIZE} -fno-omit-frame-pointer
+                               -fno-sanitize-recover=all)
+        target_link_options(${target} PRIVATE -fsanitize=${KALTOR_SANITIZE})
+    endif()
+endfunction()
+
+# An object library Kaltor<name> of all sources directly in DIRS, which sees its own folder and what it links.
+function(kaltor_layer name)
+    cmake_parse_arguments(ARG "" "" "DIRS;LINK" ${ARGN})
+    set(sources "")
+    foreach(dir IN LISTS ARG_DIRS)
+        file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp ${CMAKE_SOURCE_DIR}/${dir}/*.h
+             ${CMAKE_SOURCE_DIR}/${dir}/Interfaces/*.cpp ${CMAKE_SOURCE_DIR}/${dir}/Interfaces/*.h)
+        list(APPEND sources ${found})
+    endforeach()
+    kaltor_view(${name} ${ARG_DIRS})
+    add_library(Kaltor${name} OBJECT ${sources})
+    set_target_properties(Kaltor${name} PROPERTIES LINKER_LANGUAGE CXX)
+    target_include_directories(Kaltor${name} PUBLIC ${KALTOR_VIEWS}/${name})
+    target_link_libraries(Kaltor${name} PUBLIC ${ARG_LINK})
+    kaltor_options(Kaltor${name})
+endfunction()
+
+# One shared library of several layers; those who link it see all of their views and libraries.
+function(kaltor_shared_library target)
+    set(objects "")
+    set(layers "")
+    foreach(name IN LISTS ARGN)
+        list(APPEND objects $<TARGET_OBJECTS:Kaltor${name}>)
+        list(APPEND layers ${KALTOR_VIEWS}/${name})
+    endforeach()
+    add_library(${target} SHARED ${objects})
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION 0)
+    target_include_directories(${target} PUBLIC ${layers})
+    target_link_libraries(${target} PUBLIC Boost::headers fmt::fmt glm::glm PkgConfig::Av PkgConfig::Epoxy
+                          Threads::Threads ${CMAKE_DL_LIBS})
+    kaltor_options(${target})
+endfunction()
