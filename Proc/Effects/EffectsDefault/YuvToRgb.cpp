@@ -1,6 +1,7 @@
 #include "Proc/Effects/EffectsDefault/YuvToRgb.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -13,6 +14,7 @@ namespace {
 /// Binary places after an 8-bit step. With more of them a bright saturated colour would overflow 16 bits.
 constexpr int kFraction = 5;
 constexpr int kWordBits = 16;
+static_assert(std::endian::native == std::endian::little, "bytes are written two at a time");
 
 inline std::int16_t UpperHalf(std::int16_t a, std::int16_t b) {
     return static_cast<std::int16_t>((static_cast<std::int32_t>(a) * b) >> kWordBits);
@@ -143,20 +145,19 @@ void YuvToRgbConverter::ConvertRows(AVFrame const& source, AVFrame& target) {
             (full.*channel).assign(static_cast<std::size_t>(width), coefficients.offset);
         }
     }
-    packed.resize(isThreeBytes ? static_cast<std::size_t>(width) * 4 : 0);
+    packed.resize(isThreeBytes ? static_cast<std::size_t>(width) * 2 : 0);
     for (int y = 0; y < source.height; ++y) {
         bool const isNewChroma = from.planes > 1 && (y & ((1 << from.chromaYLog2) - 1)) == 0;
         if (isNewChroma) {
             FillChroma<Sample>(source, y >> from.chromaYLog2, width);
         }
         std::uint8_t* const row = target.data[0] + static_cast<std::ptrdiff_t>(y) * target.linesize[0];
-        std::uint8_t* const out = isThreeBytes ? packed.data() : row;
+        std::uint16_t* const out = isThreeBytes ? packed.data() : reinterpret_cast<std::uint16_t*>(row);
         AddLuma(RowOf<Sample>(source, 0, y), coefficients.luma, isRedFirst ? full.red.data() : full.blue.data(),
-                full.green.data(), isRedFirst ? full.blue.data() : full.red.data(), width,
-                reinterpret_cast<std::uint16_t*>(out));
+                full.green.data(), isRedFirst ? full.blue.data() : full.red.data(), width, out);
+        auto const* const bytes = reinterpret_cast<std::uint8_t const*>(out);
         for (int x = 0; isThreeBytes && x < width; ++x) {
-            std::memcpy(row + static_cast<std::ptrdiff_t>(x) * 3, packed.data() + static_cast<std::ptrdiff_t>(x) * 4,
-                        3);
+            std::memcpy(row + static_cast<std::ptrdiff_t>(x) * 3, bytes + static_cast<std::ptrdiff_t>(x) * 4, 3);
         }
     }
 }

@@ -52,7 +52,7 @@ private:
     ChromaRow full;
     std::vector<std::uint8_t> cb;  ///< of interleaved chroma
     std::vector<std::uint8_t> cr;
-    std::vector<std::uint8_t> packed;  ///< a row of four bytes a pixel, for targets of three
+    std::vector<std::uint16_t> packed;  ///< a row of four bytes a pixel, for targets of three
 };
 
 }  // namespace Kaltor::Proc
