@@ -1,0 +1,236 @@
+#include "Media/Conformer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+
+extern "C" {
+#include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace Kaltor::Media {
+namespace {
+
+bool HasFlag(int format, std::uint64_t flag) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return description != nullptr && (description->flags & flag) != 0;
+}
+
+bool IsRgb(int format) { return HasFlag(format, AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL); }
+
+bool IsGray(int format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return description != nullptr && description->nb_components <= 2 && !IsRgb(format);
+}
+
+char const* MatrixName(ColorMatrix matrix) {
+    switch (matrix) {
+        case ColorMatrix::Bt709:
+            return "bt709";
+        case ColorMatrix::Bt2020:
+            return "bt2020";
+        default:
+            return "bt601";
+    }
+}
+
+char const* RangeName(ColorRange range) { return range == ColorRange::Full ? "full" : "limited"; }
+
+/// The deprecated full-range twins are the plain formats with a tag.
+AVPixelFormat PlainFormat(int format) {
+    PixFmt const ours = Proc::FromAvPixelFormat(static_cast<AVPixelFormat>(format));
+    return ours == PixFmt::Unknown ? static_cast<AVPixelFormat>(format) : Proc::ToAvPixelFormat(ours);
+}
+
+AVRational PixelAspect(AVRational aspect) { return aspect.num > 0 && aspect.den > 0 ? aspect : AVRational{1, 1}; }
+
+AVRational PixelAspect(Conf::FrameInfo const& info) {
+    return {static_cast<int>(info.pixelAspectX), static_cast<int>(info.pixelAspectY)};
+}
+
+}  // namespace
+
+bool Conformer::Source::operator==(Source const& other) const {
+    return width == other.width && height == other.height && format == other.format &&
+           av_cmp_q(pixelAspect, other.pixelAspect) == 0 && colorSpec == other.colorSpec &&
+           std::string_view(filter) == other.filter;
+}
+
+Conformer::Conformer(std::string nameOfSource, VideoTarget const& wanted, Alpha alpha)
+    : name(std::move(nameOfSource)), target(wanted), targetFormat(Proc::ToAvPixelFormat(wanted.pixFmt)),
+      alphaMode(alpha) {
+    target.colorSpec = target.colorSpec.Resolved(target.frame.height);
+}
+
+ColorSpec Conformer::ReadAs(AVFrame const& picture) {
+    ColorSpec spec = Proc::GetColorSpec(picture);
+    if (spec.range == ColorRange::Unspecified && IsGray(picture.format)) {
+        spec.range = ColorRange::Full;  // grey pictures without a tag are stills and masks
+    }
+    return spec.Resolved(static_cast<std::uint32_t>(picture.height));
+}
+
+bool Conformer::IsInForm(AVFrame const& picture, Source const& source) const {
+    bool const isSameColor = IsRgb(targetFormat) || source.colorSpec == target.colorSpec;
+    return *source.filter == '\0' && source.width == static_cast<int>(target.frame.width) &&
+           source.height == static_cast<int>(target.frame.height) && source.format == targetFormat &&
+           av_cmp_q(source.pixelAspect, PixelAspect(target.frame)) == 0 && isSameColor &&
+           picture.crop_left + picture.crop_top + picture.crop_right + picture.crop_bottom == 0;
+}
+
+Conformer::Box Conformer::FitInto(Source const& source, Orientation const& orientation) const {
+    double width = source.width;
+    double height = source.height;
+    double aspect = av_q2d(source.pixelAspect);
+    if (orientation.SwapsSides()) {
+        std::swap(width, height);
+        aspect = 1.0 / aspect;
+    }
+    int const fullWidth = static_cast<int>(target.frame.width);
+    int const fullHeight = static_cast<int>(target.frame.height);
+    double const shape = width * aspect / av_q2d(PixelAspect(target.frame)) / height;
+    double const scale = std::min(fullWidth / shape, static_cast<double>(fullHeight));
+    // Even numbers keep the chroma samples in place; a bar of a pixel on each side would be a rounding error's.
+    auto const round = [](double size, int full) {
+        int const even = std::max(2, 2 * static_cast<int>(std::lround(size / 2.0)));
+        return even + 2 >= full ? full : even;
+    };
+    Box box{0, 0, round(shape * scale, fullWidth), round(scale, fullHeight)};
+    box.x = (fullWidth - box.width) / 4 * 2;
+    box.y = (fullHeight - box.height) / 4 * 2;
+    return box;
+}
+
+void Conformer::Build(Source const& source, Box const& box) {
+    ClearFfmpegLog();
+    graph.reset(CheckAllocated(avfilter_graph_alloc()));
+    bool const isComposed = source.format != AV_PIX_FMT_NONE && alphaMode == Alpha::OverBlack &&
+                            HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL) &&
+                            !HasFlag(targetFormat, AV_PIX_FMT_FLAG_ALPHA);
+    std::string const flags = "flags=bicubic+accurate_rnd+full_chroma_int";
+    std::string const readAs =
+        fmt::format("in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix), RangeName(source.colorSpec.range));
+    std::string chain;
+    if (isComposed) {
+        chain += fmt::format("scale={}:{},format=gbrap,premultiply=inplace=1,format=gbrp,", flags, readAs);
+    }
+    if (*source.filter != '\0') {
+        chain += fmt::format("{},", source.filter);
+    }
+    chain += fmt::format("scale={}:{}:{}", box.width, box.height, flags);
+    if (!isComposed && !IsRgb(source.format)) {
+        chain += ":" + readAs;
+    }
+    if (!IsRgb(targetFormat)) {
+        chain += fmt::format(":out_color_matrix={}:out_range={}", MatrixName(target.colorSpec.matrix),
+                             RangeName(target.colorSpec.range));
+    }
+    chain += fmt::format(",format={}", av_get_pix_fmt_name(targetFormat));
+
+    std::string const parameters =
+        fmt::format("video_size={}x{}:pix_fmt={}:time_base=1/1000000:pixel_aspect={}/{}", source.width, source.height,
+                    source.format, source.pixelAspect.num, source.pixelAspect.den);
+    int result = avfilter_graph_create_filter(&input, avfilter_get_by_name("buffer"), "in", parameters.c_str(), nullptr,
+                                              graph.get());
+    if (result >= 0) {
+        result = avfilter_graph_create_filter(&output, avfilter_get_by_name("buffersink"), "out", nullptr, nullptr,
+                                              graph.get());
+    }
+    if (result >= 0) {
+        AVFilterInOut* inputs = avfilter_inout_alloc();
+        AVFilterInOut* outputs = avfilter_inout_alloc();
+        if (inputs == nullptr || outputs == nullptr) {
+            throw std::bad_alloc();
+        }
+        *outputs = {av_strdup("in"), input, 0, nullptr};
+        *inputs = {av_strdup("out"), output, 0, nullptr};
+        result = avfilter_graph_parse_ptr(graph.get(), chain.c_str(), &inputs, &outputs, nullptr);
+        avfilter_inout_free(&inputs);
+        avfilter_inout_free(&outputs);
+    }
+    if (result >= 0) {
+        result = avfilter_graph_config(graph.get(), nullptr);
+    }
+    if (result < 0) {
+        ThrowMediaError(name, "its pictures cannot be converted", result);
+    }
+    built = source;
+    builtBox = box;
+}
+
+Proc::AvFramePtr Conformer::Finish(Proc::AvFramePtr picture) const {
+    picture->format = targetFormat;
+    picture->sample_aspect_ratio = PixelAspect(target.frame);
+    if (IsRgb(targetFormat)) {
+        picture->colorspace = AVCOL_SPC_RGB;
+        picture->color_range = AVCOL_RANGE_JPEG;
+    } else {
+        Proc::SetColorSpec(*picture, target.colorSpec);
+    }
+    picture->pict_type = AV_PICTURE_TYPE_NONE;  // an encoder would take it for an order
+    picture->key_frame = 0;
+    picture->interlaced_frame = 0;
+    return picture;
+}
+
+Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& orientation) {
+    Source const source{picture.width,
+                        picture.height,
+                        PlainFormat(picture.format),
+                        PixelAspect(picture.sample_aspect_ratio),
+                        ReadAs(picture),
+                        orientation.filter};
+    if (IsInForm(picture, source)) {
+        return Finish(Proc::ShareAvFrame(picture));
+    }
+    Box const box = FitInto(source, orientation);
+    if (!graph || !(source == built)) {
+        Build(source, box);
+    }
+    Proc::AvFramePtr const tagged = Proc::ShareAvFrame(picture);
+    tagged->format = source.format;
+    tagged->pts = 0;
+    if (!IsRgb(source.format)) {
+        Proc::SetColorSpec(*tagged, source.colorSpec);
+    }
+    Proc::AvFramePtr scaled = Proc::MakeAvFrame();
+    ClearFfmpegLog();
+    int result = av_buffersrc_add_frame_flags(input, tagged.get(), AV_BUFFERSRC_FLAG_PUSH);
+    if (result >= 0) {
+        result = av_buffersink_get_frame(output, scaled.get());
+    }
+    if (result < 0) {
+        graph.reset();
+        ThrowMediaError(name, "its pictures cannot be converted", result);
+    }
+    if (box.width == static_cast<int>(target.frame.width) && box.height == static_cast<int>(target.frame.height)) {
+        return Finish(std::move(scaled));
+    }
+    // FFmpeg's pad filter knows limited range only.
+    Proc::AvFramePtr barred = Proc::AllocateAvFrame(targetFormat, static_cast<int>(target.frame.width),
+                                                    static_cast<int>(target.frame.height));
+    std::ptrdiff_t const strides[4] = {barred->linesize[0], barred->linesize[1], barred->linesize[2], barred->linesize[3]};
+    av_image_fill_black(barred->data, strides, targetFormat,
+                        target.colorSpec.range == ColorRange::Full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG, barred->width,
+                        barred->height);
+    AVPixFmtDescriptor const& description = *av_pix_fmt_desc_get(targetFormat);
+    std::uint8_t* corner[4] = {};
+    for (int plane = 0; plane < av_pix_fmt_count_planes(targetFormat); ++plane) {
+        bool const isChroma = plane == 1 || plane == 2;
+        int const row = isChroma ? box.y >> description.log2_chroma_h : box.y;
+        int const bytes = av_image_get_linesize(targetFormat, box.x, plane);
+        corner[plane] = barred->data[plane] + std::ptrdiff_t{row} * barred->linesize[plane] + bytes;
+    }
+    av_image_copy(corner, barred->linesize, const_cast<std::uint8_t const**>(scaled->data), scaled->linesize,
+                  targetFormat, box.width, box.height);
+    return Finish(std::move(barred));
+}
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,216 @@
+#include "Media/Demuxer.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+
+namespace Kaltor::Media {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kNotMedia[] = "not a video or picture that can be read";
+
+[[noreturn]] void Fail(std::string const& name, std::string const& why) {
+    Core::Throw(MediaError(fmt::format("{}: {}", name, why)));
+}
+
+/// What can be said of a path before it is opened; a pipe would block and a folder reads as an empty file.
+void CheckReadable(std::string const& path) {
+    std::error_code error;
+    fs::file_status const status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found) {
+        Fail(path, "no such file");
+    }
+    if (!fs::status_known(status)) {
+        Fail(path, fmt::format("cannot be read ({})", error.message()));
+    }
+    if (fs::is_directory(status)) {
+        Fail(path, "is a directory, not a video or picture");
+    }
+    if (!fs::is_regular_file(status)) {
+        Fail(path, "is not a plain file");
+    }
+    if (::access(path.c_str(), R_OK) != 0) {
+        Fail(path, fmt::format("cannot be read ({})", std::strerror(errno)));
+    }
+    if (fs::file_size(path, error) == 0 && !error) {
+        Fail(path, "is empty");
+    }
+}
+
+/// Formats that draw text as a picture: any text file would be taken for a video.
+bool IsTextFormat(std::string_view format) {
+    constexpr std::array<std::string_view, 5> kTextFormats{"tty", "bin", "xbin", "adf", "idf"};
+    return std::find(kTextFormats.begin(), kTextFormats.end(), format) != kTextFormats.end();
+}
+
+int IsStopped(void* flag) { return static_cast<std::atomic<bool> const*>(flag)->load(std::memory_order_relaxed); }
+
+}  // namespace
+
+struct Demuxer::Memory {
+    std::vector<std::uint8_t> const& content;
+    std::size_t position = 0;
+    AVIOContext* io = nullptr;
+
+    explicit Memory(std::vector<std::uint8_t> const& bytes) : content(bytes) {
+        constexpr int kBlock = 1 << 16;
+        auto* const block = static_cast<unsigned char*>(CheckAllocated(av_malloc(kBlock)));
+        io = CheckAllocated(avio_alloc_context(block, kBlock, 0, this, &Memory::Read, nullptr, &Memory::Seek));
+    }
+    ~Memory() {
+        av_freep(&io->buffer);
+        avio_context_free(&io);
+    }
+    Memory(Memory const&) = delete;
+    Memory& operator=(Memory const&) = delete;
+
+    static int Read(void* self, std::uint8_t* buffer, int size) {
+        auto& memory = *static_cast<Memory*>(self);
+        std::size_t const count = std::min(static_cast<std::size_t>(size), memory.content.size() - memory.position);
+        if (count == 0) {
+            return AVERROR_EOF;
+        }
+        std::memcpy(buffer, memory.content.data() + memory.position, count);
+        memory.position += count;
+        return static_cast<int>(count);
+    }
+    static std::int64_t Seek(void* self, std::int64_t offset, int whence) {
+        auto& memory = *static_cast<Memory*>(self);
+        auto const size = static_cast<std::int64_t>(memory.content.size());
+        whence &= ~AVSEEK_FORCE;
+        if (whence == AVSEEK_SIZE) {
+            return size;
+        }
+        std::int64_t const base = whence == SEEK_SET   ? 0
+                                  : whence == SEEK_CUR ? static_cast<std::int64_t>(memory.position)
+                                                       : size;
+        if (base + offset < 0 || base + offset > size) {
+            return AVERROR(EINVAL);
+        }
+        memory.position = static_cast<std::size_t>(base + offset);
+        return base + offset;
+    }
+};
+
+Demuxer::Demuxer(std::string const& path, std::atomic<bool> const* stop) : name(path), stopFlag(stop) {
+    CheckReadable(path);
+    Open(("file:" + path).c_str());
+}
+
+Demuxer::Demuxer(std::vector<std::uint8_t> const& content, std::string const& nameOfContent) : name(nameOfContent) {
+    if (content.empty()) {
+        Fail(name, "is empty");
+    }
+    memory = std::make_unique<Memory>(content);
+    Open("");
+}
+
+Demuxer::~Demuxer() { avformat_close_input(&context); }
+
+void Demuxer::Open(char const* url) {
+    CaptureFfmpegLog();
+    context = CheckAllocated(avformat_alloc_context());
+    if (stopFlag != nullptr) {
+        context->interrupt_callback = {&IsStopped, const_cast<std::atomic<bool>*>(stopFlag)};
+    }
+    if (memory) {
+        context->pb = memory->io;
+    }
+    AVDictionary* options = nullptr;
+    // A name with a number pattern is a name, not a series of files.
+    av_dict_set(&options, "pattern_type", "none", 0);
+    int const opened = avformat_open_input(&context, url, nullptr, &options);
+    av_dict_free(&options);
+    if (opened < 0) {
+        ThrowMediaError(name, kNotMedia, opened);  // the context is gone already
+    }
+    try {
+        if (IsTextFormat(context->iformat->name)) {
+            Fail(name, fmt::format("{} (it is text)", kNotMedia));
+        }
+        ClearFfmpegLog();
+        if (int const found = avformat_find_stream_info(context, nullptr); found < 0) {
+            ThrowMediaError(name, kNotMedia, found);
+        }
+    } catch (...) {
+        avformat_close_input(&context);
+        throw;
+    }
+}
+
+AVStream* Demuxer::FindVideo() const {
+    int const best = av_find_best_stream(context, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (best < 0 || (context->streams[best]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
+        return nullptr;
+    }
+    return context->streams[best];
+}
+
+AVStream& Demuxer::RequireVideo() const {
+    AVStream* const stream = FindVideo();
+    if (stream == nullptr) {
+        bool const hasSound = FindAudio() != nullptr;
+        Fail(name, hasSound ? "has sound but no picture" : fmt::format("{} (it has no video stream)", kNotMedia));
+    }
+    if (stream->codecpar->width <= 0 || stream->codecpar->height <= 0) {
+        Fail(name, fmt::format("{} (its picture has no size)", kNotMedia));
+    }
+    return *stream;
+}
+
+AVStream* Demuxer::FindAudio() const {
+    AVStream const* const video = FindVideo();
+    int const best =
+        av_find_best_stream(context, AVMEDIA_TYPE_AUDIO, -1, video != nullptr ? video->index : -1, nullptr, 0);
+    AVStream* const stream = best < 0 ? nullptr : context->streams[best];
+    bool const isUsable =
+        stream != nullptr && stream->codecpar->sample_rate > 0 && stream->codecpar->ch_layout.nb_channels > 0;
+    return isUsable ? stream : nullptr;
+}
+
+void Demuxer::Select(AVStream const& stream) {
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        context->streams[i]->discard = context->streams[i] == &stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+}
+
+bool Demuxer::IsStillFormat() const {
+    std::string_view const format = context->iformat->name;
+    return format == "image2" || format.ends_with("_pipe");
+}
+
+std::int64_t Demuxer::GetOrigin() const {
+    AVStream const* const video = FindVideo();
+    if (video == nullptr || video->start_time == AV_NOPTS_VALUE) {
+        return 0;
+    }
+    return av_rescale_q(video->start_time, video->time_base, AV_TIME_BASE_Q);
+}
+
+int Demuxer::Read(AVPacket& packet) {
+    av_packet_unref(&packet);
+    ClearFfmpegLog();
+    int const result = av_read_frame(context, &packet);
+    if (result == AVERROR_EXIT) {
+        Core::Throw(Cancelled());
+    }
+    return result;
+}
+
+bool Demuxer::Seek(AVStream const& stream, Microseconds time) {
+    std::int64_t const target = av_rescale_q(GetOrigin() + time.count(), AV_TIME_BASE_Q, stream.time_base);
+    return av_seek_frame(context, stream.index, target, AVSEEK_FLAG_BACKWARD) >= 0;
+}
+
+}  // namespace Kaltor::Media

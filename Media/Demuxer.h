@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Media/Ffmpeg.h"
+#include "Media/MediaInfo.h"
+
+namespace Kaltor::Media {
+
+/// An open media file. Not thread-safe.
+class Demuxer {
+public:
+    /// Throws `MediaError`. Once `stop` is true, reading fails.
+    explicit Demuxer(std::string const& path, std::atomic<bool> const* stop = nullptr);
+    /// Reads from memory, which must outlive the demuxer. `name` is for messages.
+    Demuxer(std::vector<std::uint8_t> const& content, std::string const& name);
+    ~Demuxer();
+    Demuxer(Demuxer const&) = delete;
+    Demuxer& operator=(Demuxer const&) = delete;
+
+    std::string const& GetName() const { return name; }
+    AVFormatContext& Get() { return *context; }
+    AVFormatContext const& Get() const { return *context; }
+
+    /// The best video stream. Throws `MediaError` where there is none, or it has no size.
+    AVStream& RequireVideo() const;
+    /// The best video stream that is no cover picture, or null.
+    AVStream* FindVideo() const;
+    /// The best audio stream, or null.
+    AVStream* FindAudio() const;
+    /// Only this stream's packets will be read.
+    void Select(AVStream const& stream);
+
+    /// A single picture, not an animation.
+    bool IsStillFormat() const;
+
+    /// The presentation time, in AV_TIME_BASE units, that is time 0 of the clip: its first picture's.
+    std::int64_t GetOrigin() const;
+
+    /// 0, or FFmpeg's error. Errors that a later packet may mend are AVERROR_INVALIDDATA.
+    int Read(AVPacket& packet);
+    /// Moves to the key frame at or before a time of the clip. False where the file cannot do that.
+    bool Seek(AVStream const& stream, Microseconds time);
+
+private:
+    struct Memory;
+
+    void Open(char const* url);
+
+    std::string name;
+    std::atomic<bool> const* stopFlag = nullptr;
+    std::unique_ptr<Memory> memory;
+    AVFormatContext* context = nullptr;
+};
+
+}  // namespace Kaltor::Media

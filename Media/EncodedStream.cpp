@@ -1,0 +1,58 @@
+#include "Media/EncodedStream.h"
+
+#include <fmt/format.h>
+
+namespace Kaltor::Media {
+
+EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContext, CodecContextPtr codecContext)
+    : name(std::move(nameOfFile)), file(fileContext), codec(std::move(codecContext)), packet(MakePacket()) {
+    if ((file.oformat->flags & AVFMT_GLOBALHEADER) != 0) {
+        codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    }
+    codec->thread_count = 0;
+    ClearFfmpegLog();
+    int result = avcodec_open2(codec.get(), nullptr, nullptr);
+    if (result >= 0) {
+        stream = CheckAllocated(avformat_new_stream(&file, nullptr));
+        stream->time_base = codec->time_base;
+        stream->sample_aspect_ratio = codec->sample_aspect_ratio;
+        stream->avg_frame_rate = codec->framerate;
+        result = avcodec_parameters_from_context(stream->codecpar, codec.get());
+    }
+    if (result < 0) {
+        ThrowMediaError(name, fmt::format("the encoder {} cannot be used for it", codec->codec->name), result);
+    }
+}
+
+void EncodedStream::Write(AVFrame const* frame) {
+    ClearFfmpegLog();
+    int result = avcodec_send_frame(codec.get(), frame);
+    if (result < 0) {
+        ThrowMediaError(name, fmt::format("the encoder {} failed", codec->codec->name), result);
+    }
+    for (;;) {
+        result = avcodec_receive_packet(codec.get(), packet.get());
+        if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) {
+            return;
+        }
+        if (result < 0) {
+            ThrowMediaError(name, fmt::format("the encoder {} failed", codec->codec->name), result);
+        }
+        if (codec->codec_type == AVMEDIA_TYPE_VIDEO && packet->duration == 0) {
+            packet->duration = 1;
+        }
+        av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
+        packet->stream_index = stream->index;
+        result = av_interleaved_write_frame(&file, packet.get());
+        // A write that failed behind the buffer shows on the file only.
+        if (result >= 0 && file.pb != nullptr && file.pb->error < 0) {
+            result = file.pb->error;
+        }
+        if (result < 0) {
+            ClearFfmpegLog();
+            ThrowMediaError(name, "cannot be written", result);
+        }
+    }
+}
+
+}  // namespace Kaltor::Media

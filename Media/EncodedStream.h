@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "Media/Ffmpeg.h"
+
+namespace Kaltor::Media {
+
+/// An encoder and the stream of a file that takes its packets.
+class EncodedStream {
+public:
+    /// Opens the encoder and adds its stream to `file`. `codec` is set up already. Throws `MediaError`.
+    EncodedStream(std::string name, AVFormatContext& file, CodecContextPtr codec);
+
+    AVCodecContext& GetCodec() { return *codec; }
+    AVCodecContext const& GetCodec() const { return *codec; }
+
+    /// Null ends the stream. Throws `MediaError` where the file cannot be written.
+    void Write(AVFrame const* frame);
+
+private:
+    std::string name;
+    AVFormatContext& file;
+    CodecContextPtr codec;
+    AVStream* stream = nullptr;
+    PacketPtr packet;
+};
+
+}  // namespace Kaltor::Media

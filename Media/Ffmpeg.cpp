@@ -1,0 +1,57 @@
+#include "Media/Ffmpeg.h"
+
+#include <array>
+#include <cstdarg>
+#include <mutex>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Media/MediaError.h"
+
+namespace Kaltor::Media {
+namespace {
+
+thread_local std::string lastLine;
+
+void KeepLine(void* object, int level, char const* format, va_list arguments) {
+    if (level > AV_LOG_ERROR) {
+        return;
+    }
+    std::array<char, 512> text{};
+    int printPrefix = 0;
+    av_log_format_line2(object, level, format, arguments, text.data(), static_cast<int>(text.size()), &printPrefix);
+    std::string line = text.data();
+    // Most lines carry "[name @ address] " in front.
+    if (line.starts_with('[')) {
+        if (std::size_t const end = line.find("] "); end != std::string::npos) {
+            line.erase(0, end + 2);
+        }
+    }
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r' || line.back() == '.' || line.back() == ' ')) {
+        line.pop_back();
+    }
+    if (!line.empty()) {
+        lastLine = line;
+    }
+}
+
+}  // namespace
+
+void CaptureFfmpegLog() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_callback(&KeepLine); });
+    ClearFfmpegLog();
+}
+
+void ClearFfmpegLog() { lastLine.clear(); }
+
+std::string ExplainFfmpeg(int error) {
+    return lastLine.empty() ? Proc::DescribeAvError(error) : std::exchange(lastLine, {});
+}
+
+void ThrowMediaError(std::string const& name, std::string const& what, int error) {
+    Core::Throw(MediaError(fmt::format("{}: {} ({})", name, what, ExplainFfmpeg(error))));
+}
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace Kaltor::Media {
+
+/// A file that grows under a hidden name beside the one that it is to have. Unless `Commit` succeeds, the destructor
+/// removes it.
+class PartialFile {
+public:
+    /// Creates it. Throws `MediaError` where `path` exists (unless `overwrite`), is no plain file, or where the folder
+    /// is missing or cannot be written.
+    PartialFile(std::string const& path, bool overwrite);
+    ~PartialFile();
+    PartialFile(PartialFile const&) = delete;
+    PartialFile& operator=(PartialFile const&) = delete;
+
+    /// Where to write now.
+    std::string GetPath() const { return partial.string(); }
+    /// Gives the file its name. Throws `MediaError`, also where another file has taken the name and `overwrite` is off.
+    void Commit();
+
+private:
+    std::string name;  ///< as given, for messages
+    std::filesystem::path target;
+    std::filesystem::path partial;
+    bool isOverwriting;
+    bool isCommitted = false;
+};
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,134 @@
+#include "Media/Picture.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Media/Conformer.h"
+#include "Media/PartialFile.h"
+#include "Media/StreamDecoder.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace Kaltor::Media {
+namespace {
+
+/// A palette has alpha only where an entry uses it.
+bool HasAlpha(AVFrame const& picture) {
+    if (picture.format == AV_PIX_FMT_PAL8) {
+        constexpr std::uint32_t kOpaque = 0xFF000000U;
+        auto const* const entries = reinterpret_cast<std::uint32_t const*>(picture.data[1]);
+        return std::any_of(entries, entries + AVPALETTE_COUNT, [](std::uint32_t e) { return (e & kOpaque) != kOpaque; });
+    }
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
+    return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+}
+
+/// The picture's own size and pixel shape in another pixel format.
+Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, PixFmt format, std::string const& name) {
+    Conf::FrameInfo info = Proc::GetFrameInfo(picture);
+    if (orientation.SwapsSides()) {
+        std::swap(info.width, info.height);
+        std::swap(info.pixelAspectX, info.pixelAspectY);
+    }
+    Conformer conformer(name, {info, {1, 1}, {}, format}, Conformer::Alpha::Drop);
+    return conformer.Convert(picture, orientation);
+}
+
+boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint32_t maximumSide) {
+    AVStream& stream = demuxer.RequireVideo();
+    auto const checkSize = [&](int width, int height) {
+        if (static_cast<std::uint32_t>(std::max(width, height)) > maximumSide) {
+            Core::Throw(MediaError(fmt::format("{}: {}x{} is too large; the largest side possible is {} pixels",
+                                               demuxer.GetName(), width, height, maximumSide)));
+        }
+    };
+    checkSize(stream.codecpar->width, stream.codecpar->height);
+    StreamDecoder decoder(demuxer, stream);
+    Proc::AvFramePtr const frame = decoder.Next();
+    if (!frame) {
+        Core::Throw(MediaError(fmt::format("{}: no picture can be decoded ({})", demuxer.GetName(),
+                                           decoder.GetDamage() ? decoder.GetDamageText() : "it is cut off")));
+    }
+    checkSize(frame->width, frame->height);
+    Orientation const ofFrame = Orientation::Of(*frame);
+    Orientation const orientation = *ofFrame.filter != '\0' ? ofFrame : Orientation::Of(stream);
+    return Proc::DataVideoFF::Wrap(
+        Repack(*frame, orientation, HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24, demuxer.GetName()));
+}
+
+}  // namespace
+
+boost::intrusive_ptr<Proc::DataVideoFF> ReadPicture(std::string const& path, std::uint32_t maximumSide) {
+    Demuxer demuxer(path);
+    return DecodeFirst(demuxer, maximumSide);
+}
+
+boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> const& content, std::string const& name,
+                                                      std::uint32_t maximumSide) {
+    Demuxer demuxer(content, name);
+    return DecodeFirst(demuxer, maximumSide);
+}
+
+std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture) {
+    CaptureFfmpegLog();
+    std::string const name = "PNG";
+    PixFmt const format = OutputFormat(picture.GetPixFmt());
+    Proc::AvFramePtr const tagged = picture.Share();
+    Proc::AvFramePtr const frame =
+        picture.GetPixFmt() == format ? Proc::ShareAvFrame(*tagged) : Repack(*tagged, {}, format, name);
+    AVCodec const* const encoder = avcodec_find_encoder(AV_CODEC_ID_PNG);
+    if (encoder == nullptr) {
+        Core::Throw(MediaError("this FFmpeg has no PNG encoder"));
+    }
+    CodecContextPtr const codec(CheckAllocated(avcodec_alloc_context3(encoder)));
+    codec->width = frame->width;
+    codec->height = frame->height;
+    codec->pix_fmt = static_cast<AVPixelFormat>(frame->format);
+    codec->time_base = {1, 1};
+    codec->sample_aspect_ratio = frame->sample_aspect_ratio;
+    frame->pts = 0;
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "pred", "mixed", 0);
+    int result = avcodec_open2(codec.get(), encoder, &options);
+    av_dict_free(&options);
+    PacketPtr const packet = MakePacket();
+    if (result >= 0) {
+        result = avcodec_send_frame(codec.get(), frame.get());
+    }
+    if (result >= 0) {
+        result = avcodec_send_frame(codec.get(), nullptr);
+    }
+    if (result >= 0) {
+        result = avcodec_receive_packet(codec.get(), packet.get());
+    }
+    if (result < 0) {
+        ThrowMediaError(name, "the picture cannot be encoded", result);
+    }
+    return {packet->data, packet->data + packet->size};
+}
+
+void WritePng(std::string const& path, Proc::DataVideoFF const& picture, bool overwrite) {
+    PartialFile file(path, overwrite);
+    std::vector<std::uint8_t> const content = EncodePng(picture);
+    std::FILE* const out = std::fopen(file.GetPath().c_str(), "wb");
+    bool const isWhole = out != nullptr && std::fwrite(content.data(), 1, content.size(), out) == content.size();
+    int error = errno;
+    bool const isClosed = out != nullptr && std::fclose(out) == 0;
+    if (isWhole && !isClosed) {
+        error = errno;
+    }
+    if (!isWhole || !isClosed) {
+        Core::Throw(MediaError(fmt::format("{}: cannot be written ({})", path, std::strerror(error))));
+    }
+    file.Commit();
+}
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,192 @@
+#include "Media/PictureEncoder.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <vector>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Media/EncoderChoice.h"
+
+extern "C" {
+#include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace Kaltor::Media {
+namespace {
+
+[[noreturn]] void Refuse(std::string const& message) { Core::Throw(std::invalid_argument(message)); }
+
+bool IsPaletteEncoder(AVCodec const& encoder) { return encoder.id == AV_CODEC_ID_GIF; }
+
+/// Matrix, range, and the primaries and transfer that go with the matrix.
+void Tag(AVCodecContext& codec, VideoTarget const& form) {
+    if (!PixFmtDescription::Find(form.pixFmt).IsYuv()) {
+        codec.colorspace = AVCOL_SPC_RGB;
+        codec.color_range = AVCOL_RANGE_JPEG;
+        return;
+    }
+    codec.color_range = form.colorSpec.range == ColorRange::Full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    switch (form.colorSpec.matrix) {
+        case ColorMatrix::Bt709:
+            codec.colorspace = AVCOL_SPC_BT709;
+            codec.color_primaries = AVCOL_PRI_BT709;
+            codec.color_trc = AVCOL_TRC_BT709;
+            break;
+        case ColorMatrix::Bt2020:
+            codec.colorspace = AVCOL_SPC_BT2020_NCL;
+            codec.color_primaries = AVCOL_PRI_BT2020;
+            break;  // its transfer may be any of three
+        default:
+            // 525 or 625 lines: the primaries differ, the matrix does not.
+            bool const is625 = form.frame.height == 576 || form.frame.height == 288;
+            codec.colorspace = is625 ? AVCOL_SPC_BT470BG : AVCOL_SPC_SMPTE170M;
+            codec.color_primaries = is625 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
+            codec.color_trc = AVCOL_TRC_SMPTE170M;
+            break;
+    }
+}
+
+void CheckFrameRate(AVCodec const& encoder, AVRational rate) {
+    if (rate.num <= 0 || rate.den <= 0) {
+        Refuse(fmt::format("a frame rate of {}/{} cannot be", rate.num, rate.den));
+    }
+    if (encoder.supported_framerates == nullptr) {
+        return;
+    }
+    std::vector<std::string> rates;
+    for (AVRational const* r = encoder.supported_framerates; r->num != 0; ++r) {
+        if (av_cmp_q(*r, rate) == 0) {
+            return;
+        }
+        rates.push_back(fmt::format("{:.5g}", av_q2d(*r)));
+    }
+    Refuse(fmt::format("the codec {} has no {:.5g} frames per second; it has {}", encoder.name, av_q2d(rate),
+                       fmt::join(rates, ", ")));
+}
+
+}  // namespace
+
+PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file)
+    : name(options.path), form(ChooseForm(options, encoder)), conformer(options.path, form),
+      stream(options.path, file, SetUp(options, encoder)) {
+    if (IsPaletteEncoder(encoder)) {
+        BuildPaletteGraph();
+    }
+}
+
+VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec const& encoder) {
+    CheckFrameRate(encoder, options.video.frameRate);
+    VideoTarget form = options.video;
+    if (form.frame.width == 0 || form.frame.height == 0) {
+        Refuse(fmt::format("a video of {}x{} pixels cannot be", form.frame.width, form.frame.height));
+    }
+    form.colorSpec = form.colorSpec.Resolved(form.frame.height);
+    if (IsPaletteEncoder(encoder)) {
+        form.pixFmt = PixFmt::Rgb24;
+        return form;
+    }
+    AVPixelFormat const wanted = Proc::ToAvPixelFormat(options.video.pixFmt);
+    std::vector<AVPixelFormat> candidates;
+    for (AVPixelFormat const* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
+        if (Proc::FromAvPixelFormat(*f) != PixFmt::Unknown) {
+            candidates.push_back(*f);
+        }
+    }
+    if (encoder.pix_fmts == nullptr || std::find(candidates.begin(), candidates.end(), wanted) != candidates.end()) {
+        return form;
+    }
+    if (candidates.empty()) {
+        Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
+    }
+    candidates.push_back(AV_PIX_FMT_NONE);
+    AVPixelFormat const best = avcodec_find_best_pix_fmt_of_list(candidates.data(), wanted, 0, nullptr);
+    form.pixFmt = Proc::FromAvPixelFormat(best);
+    if (best != Proc::ToAvPixelFormat(form.pixFmt)) {
+        form.colorSpec.range = ColorRange::Full;  // one of the twins that exist for it
+        form.colorSpec.matrix = ColorMatrix::Bt601;
+    }
+    return form;
+}
+
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder) const {
+    CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
+    codec->width = static_cast<int>(form.frame.width);
+    codec->height = static_cast<int>(form.frame.height);
+    codec->sample_aspect_ratio = {static_cast<int>(form.frame.pixelAspectX), static_cast<int>(form.frame.pixelAspectY)};
+    codec->framerate = form.frameRate;
+    codec->time_base = av_inv_q(form.frameRate);
+    codec->pix_fmt = Proc::ToAvPixelFormat(form.pixFmt);
+    if (IsPaletteEncoder(encoder)) {
+        codec->pix_fmt = AV_PIX_FMT_PAL8;
+    } else {
+        Tag(*codec, form);
+    }
+    // Motion JPEG takes the plain format only under this flag; the range is tagged.
+    if (encoder.id == AV_CODEC_ID_MJPEG && form.colorSpec.range == ColorRange::Full) {
+        codec->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+    }
+    SetQuality(*codec, options.crf);
+    return codec;
+}
+
+void PictureEncoder::BuildPaletteGraph() {
+    paletteGraph.reset(CheckAllocated(avfilter_graph_alloc()));
+    std::string const parameters =
+        fmt::format("video_size={}x{}:pix_fmt={}:time_base={}/{}:pixel_aspect={}/{}", form.frame.width,
+                    form.frame.height, static_cast<int>(AV_PIX_FMT_RGB24), form.frameRate.den, form.frameRate.num,
+                    form.frame.pixelAspectX, form.frame.pixelAspectY);
+    // A palette for each picture: nothing needs to be known of later ones.
+    std::string const text = fmt::format("buffer@in={}[a];[a]split[b][c];[b]palettegen=stats_mode=single[p];"
+                                         "[c][p]paletteuse=new=1:dither=sierra2_4a,buffersink@out",
+                                         parameters);
+    AVFilterInOut* inputs = nullptr;
+    AVFilterInOut* outputs = nullptr;
+    ClearFfmpegLog();
+    int result = avfilter_graph_parse2(paletteGraph.get(), text.c_str(), &inputs, &outputs);
+    avfilter_inout_free(&inputs);
+    avfilter_inout_free(&outputs);
+    if (result >= 0) {
+        result = avfilter_graph_config(paletteGraph.get(), nullptr);
+    }
+    if (result < 0) {
+        ThrowMediaError(name, "its palette cannot be made", result);
+    }
+    for (unsigned i = 0; i < paletteGraph->nb_filters; ++i) {
+        AVFilterContext* const filter = paletteGraph->filters[i];
+        std::string_view const kind = filter->filter->name;
+        paletteInput = kind == "buffer" ? filter : paletteInput;
+        paletteOutput = kind == "buffersink" ? filter : paletteOutput;
+    }
+}
+
+Proc::AvFramePtr PictureEncoder::ToPalette(AVFrame const& picture) {
+    Proc::AvFramePtr const shared = Proc::ShareAvFrame(picture);
+    Proc::AvFramePtr result = Proc::MakeAvFrame();
+    ClearFfmpegLog();
+    int error = av_buffersrc_add_frame_flags(paletteInput, shared.get(), AV_BUFFERSRC_FLAG_PUSH);
+    if (error >= 0) {
+        error = av_buffersink_get_frame(paletteOutput, result.get());
+    }
+    if (error < 0) {
+        ThrowMediaError(name, "its palette cannot be made", error);
+    }
+    return result;
+}
+
+void PictureEncoder::Write(AVFrame const& picture) {
+    Proc::AvFramePtr frame = conformer.Convert(picture);
+    frame->pts = number;
+    if (paletteGraph) {
+        frame = ToPalette(*frame);
+        frame->pts = number;
+    }
+    ++number;
+    stream.Write(frame.get());
+}
+
+}  // namespace Kaltor::Media

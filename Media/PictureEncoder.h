@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Media/Conformer.h"
+#include "Media/EncodedStream.h"
+#include "Media/MediaWriter.h"
+
+namespace Kaltor::Media {
+
+/// Takes pictures of one form into an encoder, converted where it has no such form.
+class PictureEncoder {
+public:
+    /// Throws `std::invalid_argument` for options that cannot be, and `MediaError`.
+    PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file);
+
+    void Write(AVFrame const& picture);
+    void Finish() { stream.Write(nullptr); }
+
+private:
+    static VideoTarget ChooseForm(WriterOptions const& options, AVCodec const& encoder);
+    CodecContextPtr SetUp(WriterOptions const& options, AVCodec const& encoder) const;
+    void BuildPaletteGraph();
+    Proc::AvFramePtr ToPalette(AVFrame const& picture);
+
+    std::string name;
+    VideoTarget form;
+    Conformer conformer;
+    EncodedStream stream;
+    std::int64_t number = 0;
+    FilterGraphPtr paletteGraph;
+    AVFilterContext* paletteInput = nullptr;
+    AVFilterContext* paletteOutput = nullptr;
+};
+
+}  // namespace Kaltor::Media

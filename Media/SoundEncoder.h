@@ -1,0 +1,33 @@
+#pragma once
+
+#include <vector>
+
+#include "Media/EncodedStream.h"
+#include "Media/MediaInfo.h"
+
+namespace Kaltor::Media {
+
+/// Takes float planes of any length into an encoder, in frames of its size and samples of its type.
+class SoundEncoder {
+public:
+    /// The wanted form, or the nearest that the encoder has.
+    static SoundFormat ChooseForm(AVCodec const& encoder, SoundFormat const& wanted);
+
+    SoundEncoder(std::string const& name, AVCodec const& encoder, SoundFormat const& format, AVFormatContext& file);
+
+    void Write(float const* const* planes, std::size_t count);
+    void Finish();
+
+private:
+    static CodecContextPtr SetUp(AVCodec const& encoder, SoundFormat const& format);
+    void EncodePending(int samples);
+
+    std::string name;
+    EncodedStream stream;
+    SwrPtr converter;
+    int frameSize;
+    std::vector<std::vector<float>> pending;
+    std::int64_t position = 0;
+};
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Media/Demuxer.h"
+
+namespace Kaltor::Media {
+
+/// Decodes one stream of an open file. Damaged packets and pictures are left out and noted.
+class StreamDecoder {
+public:
+    /// The demuxer must outlive it. Throws `MediaError` where there is no decoder.
+    StreamDecoder(Demuxer& demuxer, AVStream& stream);
+
+    /// The next picture or stretch of sound, its `pts` the best guess in the stream's time base (AV_NOPTS_VALUE where
+    /// there is none); null at the end.
+    Proc::AvFramePtr Next();
+    /// To be called after a seek.
+    void Flush();
+
+    AVStream const& GetStream() const { return stream; }
+    /// The presentation time, in the stream's time base, near which something could not be read or decoded. An unknown
+    /// place is AV_NOPTS_VALUE.
+    std::optional<std::int64_t> const& GetDamage() const { return damage; }
+    /// What the decoder said of it.
+    std::string const& GetDamageText() const { return damageText; }
+
+private:
+    /// False at the end of the file.
+    bool FeedPacket();
+    void NoteDamage(std::int64_t time, int error);
+
+    Demuxer& demuxer;
+    AVStream& stream;
+    CodecContextPtr codec;
+    PacketPtr packet;
+    bool isDraining = false;
+    int unreadable = 0;
+    std::int64_t packetEnd = AV_NOPTS_VALUE;  ///< of the packet that reaches farthest
+    std::int64_t frameEnd = AV_NOPTS_VALUE;   ///< of the last good frame
+    std::optional<std::int64_t> damage;
+    std::string damageText;
+};
+
+}  // namespace Kaltor::Media
