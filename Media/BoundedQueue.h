@@ -6,13 +6,16 @@
 #include <mutex>
 #include <optional>
 
+#include "Media/StopSignal.h"
+
 namespace Kaltor::Media {
 
-/// Hands items from one thread to another and lets neither run far ahead. Thread-safe.
+/// Hands items from one thread to another and lets neither run far ahead. The stop signal empties and closes it, so
+/// that nobody waits on it then. Thread-safe.
 template <typename T>
 class BoundedQueue {
 public:
-    explicit BoundedQueue(std::size_t mostItems) : capacity(mostItems) {}
+    BoundedQueue(std::size_t mostItems, StopSignal& stop) : capacity(mostItems), listener(stop, [this] { Abort(); }) {}
 
     /// Waits for room. False, and the item is gone, where the queue is closed.
     bool Push(T item) {
@@ -66,6 +69,7 @@ private:
     std::condition_variable hasRoom;
     std::deque<T> items;
     bool isClosed = false;
+    StopSignal::Listener listener;  // last: it may call at once
 };
 
 }  // namespace Kaltor::Media

@@ -58,7 +58,10 @@ public:
         }
     }
 
-    void Finish() {
+    void Close() {
+        if (file.context->pb == nullptr) {
+            return;
+        }
         pictures->Finish();
         if (sound) {
             sound->Finish();
@@ -74,6 +77,10 @@ public:
             ClearFfmpegLog();
             ThrowMediaError(path, "cannot be written", result < 0 ? result : closed);
         }
+    }
+
+    void Finish() {
+        Close();
         partial.Commit();
     }
 
@@ -101,6 +108,7 @@ void MediaWriter::WriteSound(float const* const* planes, std::size_t count) {
     }
 }
 
+void MediaWriter::Close() { impl->Close(); }
 void MediaWriter::Finish() { impl->Finish(); }
 
 }  // namespace Kaltor::Media

@@ -46,6 +46,8 @@ public:
     void WritePicture(AVFrame const& picture);
     /// The next `count` samples of float planes.
     void WriteSound(float const* const* planes, std::size_t count);
+    /// Completes the file under its hidden name; nothing can be written then. Throws `MediaError`.
+    void Close();
     /// Completes the file and gives it its name. Throws `MediaError`.
     void Finish();
 

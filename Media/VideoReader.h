@@ -23,13 +23,13 @@ struct VideoTarget {
 /// Takes one line that names the file.
 using WarningFn = std::function<void(std::string const& message)>;
 
-/// Streams a clip's pictures at a constant rate: picture k is the one that is shown nearest to start + k / rate (the
-/// last whose rounded place is not after k). Pictures of other sizes are scaled with their aspect kept and centred on
+/// Streams a clip's pictures at a constant rate: picture k is the last one that begins before start + (k + 0.29)
+/// / rate. Pictures of other sizes are scaled with their aspect kept and centred on
 /// black; alpha is composed over black. A picture that is already in the target's form is handed on as the decoder
 /// made it: the same buffers, no copy. A still gives the same picture without end.
 ///
-/// Decoding errors and an early end give one warning with the time from which the clip is damaged; the last good
-/// picture stands in for what is missing, so that later ones keep their time.
+/// What cannot be decoded gives one warning with the time from which the clip is damaged; the last good picture stands
+/// in for what is missing, so that later ones keep their time.
 class VideoReader {
 public:
     /// Throws `MediaError`. `stop`, where given, ends blocking reads (as an error) once it is true; it must outlive

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+
+#include "Media/ClipFeed.h"
+#include "Media/EffectStage.h"
+
+namespace Kaltor::Media {
+
+/// One frame on its way to the encoder: either a picture that nothing changed, or a frame that effects are to draw.
+struct Composed {
+    Proc::AvFramePtr picture;
+    FramePtr frame;
+};
+
+/// Puts the clips' pictures together, frame by frame in order: opens each clip shortly before its first frame, lets
+/// effects and transitions process them, and lets go of what is past. The effects' GL work is only queued here.
+class Composer {
+public:
+    /// All must outlive it.
+    Composer(RenderJob const& job, Timeline const& timeline, FactoryPtr const& factory, Pipeline& pipeline);
+
+    /// The next frame; empty where the pipeline was stopped.
+    Composed Next();
+
+private:
+    /// What is kept of a clip while its frames are made.
+    struct Active {
+        std::size_t index;
+        std::unique_ptr<ClipFeed> feed;
+        std::unique_ptr<ClipEffects> effects;
+    };
+
+    void OpenClips();
+    /// The clip's picture for the present frame, with its effects.
+    Composed Take(Active& clip);
+    FramePtr ToFrame(Composed composed) const;
+    FramePtr ToSize(FramePtr frame);
+
+    RenderJob const& job;
+    Timeline const& timeline;
+    FactoryPtr factory;
+    Pipeline& pipeline;
+    std::int64_t position = 0;
+    std::size_t nextClip = 0;
+    std::deque<Active> active;
+    std::unique_ptr<JointEffect> joint;
+    std::unique_ptr<Downloader> downloader;
+};
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,201 @@
+#include "Media/Render.h"
+
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Media/Composer.h"
+#include "Media/MediaWriter.h"
+#include "Media/SoundMixer.h"
+#include "Ogl/DataVideoOGL.h"
+
+namespace Kaltor::Media {
+namespace {
+
+/// Frames between two stages: one that is worked on at each side, one waiting.
+constexpr std::size_t kBetweenStages = 2;
+constexpr std::size_t kBeforeEncoder = 4;
+constexpr std::size_t kSoundAhead = 8;
+
+using SoundChunk = std::vector<std::vector<float>>;
+
+bool NeedsEffects(RenderJob const& job, Timeline const& timeline) {
+    bool needs = !job.effects.empty();
+    for (PlannedClip const& clip : timeline.clips) {
+        needs = needs || clip.fadeIn > 0;
+    }
+    return needs;
+}
+
+void CheckSide(RenderJob const& job, Timeline const& timeline) {
+    if (!job.getMaximumSide) {
+        return;
+    }
+    std::uint32_t const side = job.getMaximumSide();
+    Conf::FrameInfo const& frame = timeline.target.frame;
+    if (frame.width > side || frame.height > side) {
+        Core::Throw(MediaError(
+            fmt::format("{}: {}x{} is too large for effects here; the largest side possible is {} pixels",
+                        job.size ? job.output : timeline.clips.front().path, frame.width, frame.height, side)));
+    }
+}
+
+WriterOptions MakeWriterOptions(RenderJob const& job, Timeline const& timeline) {
+    WriterOptions options;
+    options.path = job.output;
+    options.overwrite = job.overwrite;
+    options.video = timeline.target;
+    options.codec = job.codec;
+    options.crf = job.crf;
+    options.sound = timeline.sound;
+    return options;
+}
+
+/// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
+class Stages {
+public:
+    Stages(RenderJob const& renderJob, Timeline const& plan, FactoryPtr const& effectFactory, MediaWriter& output,
+           Pipeline& threads)
+        : job(renderJob), timeline(plan), factory(effectFactory), writer(output), pipeline(threads),
+          composed(kBetweenStages, threads.GetStop()), drawn(kBetweenStages, threads.GetStop()),
+          finished(kBeforeEncoder, threads.GetStop()), sound(kSoundAhead, threads.GetStop()) {}
+
+    ~Stages() { pipeline.StopAndJoin(); }
+    Stages(Stages const&) = delete;
+    Stages& operator=(Stages const&) = delete;
+
+    void Start(bool needsEffects) {
+        pipeline.Start([this, needsEffects] { Compose(needsEffects); });
+        if (needsEffects) {
+            pipeline.Start([this] { Draw(); });
+            pipeline.Start([this] { Download(); });
+        }
+        if (writer.GetSound()) {
+            pipeline.Start([this] { MixSound(); });
+        }
+        pipeline.Start([this] { Encode(); });
+    }
+
+    std::int64_t GetProcessedFrames() const { return processedFrames; }
+
+private:
+    void Compose(bool needsEffects) {
+        Composer composer(job, timeline, factory, pipeline);
+        for (std::int64_t i = 0; i < timeline.frames; ++i) {
+            Composed item = composer.Next();
+            bool const isThere = item.picture || item.frame;
+            if (!isThere || !(needsEffects ? composed.Push(std::move(item)) : finished.Push(std::move(item.picture)))) {
+                return;
+            }
+        }
+        (needsEffects ? composed.Close() : finished.Close());
+    }
+
+    /// Runs the GL work of frames in their order, while the one before is downloaded.
+    void Draw() {
+        while (std::optional<Composed> item = composed.Pop()) {
+            if (auto* const frame = dynamic_cast<Ogl::DataVideoOGL*>(item->frame.get())) {
+                frame->Execute();
+            }
+            if (!drawn.Push(std::move(*item))) {
+                return;
+            }
+        }
+        drawn.Close();
+    }
+
+    void Download() {
+        Downloader downloader(factory, timeline.target);
+        while (std::optional<Composed> item = drawn.Pop()) {
+            if (item->frame) {
+                item->picture = downloader.Process(std::move(item->frame));
+                ++processedFrames;
+            }
+            if (!finished.Push(std::move(item->picture))) {
+                return;
+            }
+        }
+        finished.Close();
+    }
+
+    /// A chunk for each picture.
+    void MixSound() {
+        int const rate = writer.GetSound()->sampleRate;
+        SoundMixer mixer(timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+                         pipeline.GetStop().GetFlag());
+        for (std::int64_t i = 0; i < timeline.frames; ++i) {
+            std::int64_t const count = timeline.SampleOf(i + 1, rate) - timeline.SampleOf(i, rate);
+            if (!sound.Push(mixer.Read(static_cast<std::size_t>(count)))) {
+                return;
+            }
+        }
+        sound.Close();
+    }
+
+    void Encode() {
+        std::int64_t done = 0;
+        while (std::optional<Proc::AvFramePtr> const picture = finished.Pop()) {
+            writer.WritePicture(**picture);
+            if (writer.GetSound()) {
+                std::optional<SoundChunk> const chunk = sound.Pop();
+                if (!chunk) {
+                    return;
+                }
+                std::vector<float const*> planes;
+                for (std::vector<float> const& plane : *chunk) {
+                    planes.push_back(plane.data());
+                }
+                writer.WriteSound(planes.data(), chunk->front().size());
+            }
+            pipeline.ReportProgress(++done);
+        }
+        if (done == timeline.frames && !pipeline.GetStop().IsTripped()) {
+            writer.Close();
+        }
+    }
+
+    RenderJob const& job;
+    Timeline const& timeline;
+    FactoryPtr factory;
+    MediaWriter& writer;
+    Pipeline& pipeline;
+    BoundedQueue<Composed> composed;
+    BoundedQueue<Composed> drawn;
+    BoundedQueue<Proc::AvFramePtr> finished;
+    BoundedQueue<SoundChunk> sound;
+    std::int64_t processedFrames = 0;
+};
+
+}  // namespace
+
+RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
+    WarningFn const warn = [&job](std::string const& message) {
+        if (job.onWarning) {
+            job.onWarning(message);
+        }
+    };
+    Timeline const timeline = Plan(job, warn);
+    bool const needsEffects = NeedsEffects(job, timeline);
+    if (needsEffects) {
+        CheckSide(job, timeline);
+    }
+    MediaWriter writer(MakeWriterOptions(job, timeline));
+    if (timeline.sound && !writer.GetSound()) {
+        warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
+    }
+    Pipeline pipeline;
+    Stages stages(job, timeline, factory, writer, pipeline);
+    stages.Start(needsEffects);
+    pipeline.Run({[&](std::int64_t done) {
+                      if (job.onProgress) {
+                          job.onProgress(done, timeline.frames);
+                      }
+                  },
+                  warn, [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
+    writer.Finish();
+    return {timeline.frames,   timeline.target.frameRate,     timeline.target.frame,
+            writer.GetCodec(), writer.GetSound().has_value(), stages.GetProcessedFrames()};
+}
+
+}  // namespace Kaltor::Media
