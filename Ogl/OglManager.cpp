@@ -55,23 +55,23 @@ OglManager::~OglManager() {
 void OglManager::RunThread() {
     std::unique_ptr<GlContext> context;
     std::unique_ptr<ShaderStorage> storage;
+    threadId = std::this_thread::get_id();
     try {
         context = std::make_unique<GlContext>();
         info = context->GetInfo();
         strategy = FrameStrategy::For(info);
+        liveManager = this;
+        storage = std::make_unique<ShaderStorage>();
     } catch (...) {
         startError = std::current_exception();
+        liveManager = nullptr;
     }
     std::unique_lock lock(mutex);
     state = startError ? State::Stopped : State::Running;
-    if (!startError) {
-        liveManager = this;
-    }
     started.notify_one();
     if (startError) {
         return;
     }
-    storage = std::make_unique<ShaderStorage>();
     while (true) {
         wake.wait(lock, [this] { return !queue.empty() || !discarded.empty() || state == State::Stopping; });
         DeleteDiscarded(lock);

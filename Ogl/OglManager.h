@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -43,7 +44,7 @@ public:
     OglManager(OglManager const&) = delete;
     OglManager& operator=(OglManager const&) = delete;
 
-    bool IsOpenGLThread() const { return std::this_thread::get_id() == thread.get_id(); }
+    bool IsOpenGLThread() const { return std::this_thread::get_id() == threadId.load(); }
     /// Submits a task and returns at once. After the manager has stopped the task fails instead of running.
     void DoBackgroundTask(boost::intrusive_ptr<IOglTask> task);
     /// Runs `action(storage)` on the GL thread and waits for it; rethrows what it throws.
@@ -87,6 +88,7 @@ private:
     std::exception_ptr startError;
     enum class State : std::uint8_t { Starting, Running, Stopping, Stopped } state = State::Starting;
     std::condition_variable started;
+    std::atomic<std::thread::id> threadId;
     std::thread thread;
 };
 

@@ -1,6 +1,6 @@
-#include "Proc/Settings/SettingsEffects.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Proc/Settings/SettingsTransitions.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Proc {
 namespace {

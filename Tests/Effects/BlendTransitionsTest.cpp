@@ -1,4 +1,4 @@
-#include "Proc/Settings/SettingsTransitions.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {

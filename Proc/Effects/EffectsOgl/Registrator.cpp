@@ -7,9 +7,9 @@
 #include "Proc/Effects/EffectsOgl/FrameUploader.h"
 #include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
-#include "Proc/Settings/SettingsEffects.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Proc/Settings/SettingsTransitions.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {
 

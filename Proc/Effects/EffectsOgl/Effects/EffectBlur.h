@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Proc/Effects/EffectsOgl/Algorithms.h"
-#include "Proc/Settings/SettingsEffects.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
 

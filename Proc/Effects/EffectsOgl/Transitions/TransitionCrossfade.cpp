@@ -3,7 +3,7 @@
 
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Settings/SettingsTransitions.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {
 
