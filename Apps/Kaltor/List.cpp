@@ -32,6 +32,13 @@ ordered_json DefaultOf(Field const& field, Proc::FieldValue const& value) {
     }
 }
 
+ordered_json RangeOf(Field const& field) {
+    if (field.type == FieldType::Int || field.type == FieldType::Uint) {
+        return {static_cast<std::int64_t>(field.minimum), static_cast<std::int64_t>(field.maximum)};
+    }
+    return field.HasRange() ? ordered_json{field.minimum, field.maximum} : ordered_json(nullptr);
+}
+
 ordered_json ToJson(CatalogEntry const& entry) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
     ordered_json fields = ordered_json::array();
@@ -40,13 +47,12 @@ ordered_json ToJson(CatalogEntry const& entry) {
         for (Proc::FieldLabel const& label : field.labels) {
             labels.push_back({{"value", label.value}, {"label", label.label}});
         }
-        fields.push_back(
-            {{"name", field.key},
-             {"type", GetName(field.type)},
-             {"default", DefaultOf(field, field.get(*settings))},
-             {"range", field.HasRange() ? ordered_json::array({field.minimum, field.maximum}) : ordered_json(nullptr)},
-             {"labels", labels},
-             {"help", field.help}});
+        fields.push_back({{"name", field.key},
+                          {"type", GetName(field.type)},
+                          {"default", DefaultOf(field, field.get(*settings))},
+                          {"range", RangeOf(field)},
+                          {"labels", labels},
+                          {"help", field.help}});
     }
     return {{"name", entry.name},
             {"kind", GetName(entry.kind)},

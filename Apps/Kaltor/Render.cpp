@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 #include <fmt/format.h>
@@ -50,8 +51,8 @@ void InstallSignalHandlers() {
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before {};
-        // What the caller had ignored, as nohup does, stays so.
-        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+        bool const isIgnored = sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
+        if (signal != SIGHUP || !isIgnored) {  // nohup has its way
             sigaction(signal, &action, nullptr);
         }
     }
@@ -129,6 +130,10 @@ Media::RenderJob MakeJob(Options const& options, Catalog const& catalog) {
     if (options.output == "-") {
         throw UsageError(
             "render writes to a file, not to standard output: its container follows from the file's ending");
+    }
+    std::error_code error;
+    if (!options.overwrite && std::filesystem::exists(options.output, error)) {
+        throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", options.output));
     }
     job.codec = options.codec;
     job.crf = options.crf;

@@ -84,6 +84,11 @@ int Run(int count, char** words) {
     } catch (CLI::ExtrasError const&) {
         std::vector<std::string> const extras = app.remaining(true);
         throw UsageError(DescribeUnknown(app, extras.front()));
+    } catch (CLI::RequiredError const& error) {
+        if (app.get_subcommands().empty()) {
+            throw UsageError("say what to do: list, describe, apply, strip, render or doctor; see kaltor --help");
+        }
+        throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
     } catch (CLI::ParseError const& error) {
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
     }
