@@ -7,6 +7,7 @@
 #include <numeric>
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
 
 #include <fmt/format.h>
 
@@ -21,7 +22,7 @@ std::string FormatNumber(double value) { return fmt::format("{}", value); }
 template <typename T>
 std::optional<T> ParseNumber(std::string_view text) {
     T value{};
-    if (!text.empty() && text.front() == '+') {
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
         text.remove_prefix(1);
     }
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -96,8 +97,10 @@ std::optional<FieldValue> ParseChoice(std::vector<FieldLabel> const& labels, std
 
 template <typename T>
 std::optional<FieldValue> InRange(Field const& field, std::optional<T> const& value) {
-    bool const accepted = value && static_cast<double>(*value) >= field.minimum &&
-                          static_cast<double>(*value) <= field.maximum;  // not a number is refused too
+    // In single precision the ends are the nearest numbers that there are, which may lie a little outside.
+    using Ends = std::conditional_t<std::is_same_v<T, float>, float, double>;
+    bool const accepted = value && static_cast<double>(*value) >= static_cast<Ends>(field.minimum) &&
+                          static_cast<double>(*value) <= static_cast<Ends>(field.maximum);  // refuses NaN too
     return accepted ? std::optional<FieldValue>(*value) : std::nullopt;
 }
 
