@@ -96,12 +96,17 @@ AvFramePtr ShareAvFrame(AVFrame const& frame) {
 
 AvFramePtr AllocateAvFrame(AVPixelFormat format, int width, int height, bool isBottomUp) {
     constexpr int kAlignment = 64;
+    constexpr int kLongestSide = 1 << 20;  // beyond any GL's limit, and what the alignment below cannot overflow
     AvFramePtr frame = MakeAvFrame();
     frame->format = format;
     frame->width = width;
     frame->height = height;
-    int const bytes = av_image_get_buffer_size(format, (width + kAlignment - 1) & ~(kAlignment - 1), height, kAlignment);
-    if (width <= 0 || height <= 0 || bytes < 0) {
+    // FFmpeg would complain on the standard error stream by itself.
+    bool const isPlausible = width > 0 && height > 0 && width <= kLongestSide && height <= kLongestSide;
+    int const bytes =
+        isPlausible ? av_image_get_buffer_size(format, (width + kAlignment - 1) & ~(kAlignment - 1), height, kAlignment)
+                    : -1;
+    if (bytes < 0) {
         Core::Throw(std::invalid_argument("no picture can have the size " + std::to_string(width) + "x" +
                                           std::to_string(height)));
     }
