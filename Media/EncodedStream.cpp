@@ -11,6 +11,7 @@ EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContex
     }
     codec->thread_count = 0;
     ClearFfmpegLog();
+    std::string const encoder = codec->codec->name;  // a failed opening forgets it
     int result = avcodec_open2(codec.get(), nullptr, nullptr);
     if (result >= 0) {
         stream = CheckAllocated(avformat_new_stream(&file, nullptr));
@@ -20,7 +21,7 @@ EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContex
         result = avcodec_parameters_from_context(stream->codecpar, codec.get());
     }
     if (result < 0) {
-        ThrowMediaError(name, fmt::format("the encoder {} cannot be used for it", codec->codec->name), result);
+        ThrowMediaError(name, fmt::format("the encoder {} cannot be used for it", encoder), result);
     }
 }
 

@@ -23,11 +23,17 @@ namespace {
 
 /// The better encoders of codecs that have several.
 constexpr std::array<std::string_view, 13> kPreferred{"libx264",   "libopenh264", "libx265",  "libvpx-vp9", "libvpx",
-                                                      "libsvtav1", "libaom-av1",  "mpeg4",    "prores_ks",  "aac",
+                                                      "libaom-av1", "libsvtav1", "mpeg4",    "prores_ks",  "aac",
                                                       "libopus",   "libvorbis",   "libmp3lame"};
 
 bool Carries(AVOutputFormat const& container, AVCodecID codec) {
     return codec != AV_CODEC_ID_NONE && avformat_query_codec(&container, codec, FF_COMPLIANCE_NORMAL) > 0;
+}
+
+/// Those that are known to take H.264 and AAC, also where FFmpeg has no list of what they take.
+bool IsModern(AVOutputFormat const& container) {
+    constexpr std::array<std::string_view, 7> kModern{"mp4", "mov", "ipod", "matroska", "mpegts", "flv", "3gp"};
+    return std::find(kModern.begin(), kModern.end(), container.name) != kModern.end();
 }
 
 bool IsUsable(AVCodec const& codec) {
@@ -88,15 +94,17 @@ AVOutputFormat const& FindContainer(std::string const& path) {
 
 std::vector<std::string> ListEncoders(AVOutputFormat const& container, AVMediaType type) {
     std::vector<std::string> names;
-    std::vector<std::string> others;
+    auto const rank = [](std::string const& name) {
+        return std::distance(kPreferred.begin(), std::find(kPreferred.begin(), kPreferred.end(), name));
+    };
     void* position = nullptr;
     while (AVCodec const* const codec = av_codec_iterate(&position)) {
         if (codec->type == type && IsUsable(*codec) && Carries(container, codec->id)) {
-            bool const isPreferred = std::find(kPreferred.begin(), kPreferred.end(), codec->name) != kPreferred.end();
-            (isPreferred ? names : others).emplace_back(codec->name);
+            names.emplace_back(codec->name);
         }
     }
-    names.insert(names.end(), others.begin(), others.end());
+    std::stable_sort(names.begin(), names.end(),
+                     [&rank](std::string const& a, std::string const& b) { return rank(a) < rank(b); });
     return names;
 }
 
@@ -118,12 +126,11 @@ AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string con
         }
         return *encoder;
     }
-    constexpr std::array<std::string_view, 7> kModern{"mp4", "mov", "ipod", "matroska", "mpegts", "flv", "3gp"};
-    bool const isModern = std::find(kModern.begin(), kModern.end(), container.name) != kModern.end();
-    for (AVCodecID const id : {isModern ? AV_CODEC_ID_H264 : container.video_codec, container.video_codec,
+    for (AVCodecID const id : {IsModern(container) ? AV_CODEC_ID_H264 : container.video_codec, container.video_codec,
                                AV_CODEC_ID_HEVC, AV_CODEC_ID_MPEG4}) {
         AVCodec const* const encoder = FindEncoder(id);
-        if (encoder != nullptr && (id == container.video_codec || Carries(container, id))) {
+        bool const isKnown = id == container.video_codec || (id == AV_CODEC_ID_H264 && IsModern(container));
+        if (encoder != nullptr && (isKnown || Carries(container, id))) {
             return *encoder;
         }
     }
@@ -139,9 +146,10 @@ AVCodec const* FindAudioEncoder(AVOutputFormat const& container) {
     for (AVCodecID const id : {isWebm ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC, container.audio_codec, AV_CODEC_ID_VORBIS,
                                AV_CODEC_ID_MP3, AV_CODEC_ID_AC3}) {
         // AVI and the like take AAC, but not as others read it.
-        bool const isDoubtful = id == AV_CODEC_ID_AAC && std::string_view(container.name) == "avi";
+        bool const isDoubtful = id == AV_CODEC_ID_AAC && !IsModern(container);
+        bool const isKnown = id == container.audio_codec || (id == AV_CODEC_ID_AAC && IsModern(container));
         AVCodec const* const encoder = FindEncoder(id);
-        if (encoder != nullptr && !isDoubtful && Carries(container, id)) {
+        if (encoder != nullptr && !isDoubtful && (isKnown || Carries(container, id))) {
             return encoder;
         }
     }
@@ -156,12 +164,15 @@ void SetQuality(AVCodecContext& codec, std::optional<int> crf) {
             Refuse(fmt::format("the codec {} has no constant-quality setting (crf); libx264, libx265 and libvpx-vp9 do",
                                name));
         }
-        if (*crf < std::max(option->min, 0.0) || *crf > option->max) {
-            // The declared end of some encoders is that of the number, not of the scale.
-            Refuse(fmt::format("crf {} is outside what {} takes: {} to {:.0f}", *crf, name, 0,
-                               name == "libx264" || name == "libx265" ? 51.0 : option->max));
+        // These two declare the end of the number, not of the scale.
+        double const top = name == "libx264" || name == "libx265" ? 51.0 : option->max;
+        if (*crf < 0 || *crf > top) {
+            Refuse(fmt::format("crf {} is outside what {} takes: 0 to {:.0f}", *crf, name, top));
         }
         av_opt_set_double(codec.priv_data, "crf", *crf, 0);
+    }
+    if (name == "libx265") {
+        av_opt_set(codec.priv_data, "x265-params", "log-level=none", 0);  // it prints on its own
     }
     if (name == "libvpx-vp9" || name == "libvpx" || name == "libaom-av1") {
         codec.bit_rate = 0;

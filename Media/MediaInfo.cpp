@@ -21,7 +21,8 @@ namespace {
 struct Ends {
     std::int64_t video = AV_NOPTS_VALUE;
     std::int64_t any = AV_NOPTS_VALUE;
-    std::int64_t videoPackets = 0;
+    std::int64_t videoPackets = 0;  ///< that were seen
+    bool isWhole = false;           ///< all packets were
 };
 
 /// Rates near a standard one are that one: containers round.
@@ -114,7 +115,9 @@ Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
         demuxer = std::make_unique<Demuxer>(path);
         video = &demuxer->RequireVideo();
     }
-    return ReadToEnd(*demuxer, *video, frameRate);
+    Ends ends = ReadToEnd(*demuxer, *video, frameRate);
+    ends.isWhole = true;
+    return ends;
 }
 
 /// Where the file ends well before its declared duration. Some containers count that from 0, others from their start.
@@ -208,7 +211,7 @@ MediaInfo Probe(std::string const& path) {
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
     bool const isPicture = IsPictureCodec(parameters.codec_id) && stream.nb_frames <= 1;
     Ends const ends = FindEnds(demuxer, info.frameRate);  // `stream` may be gone
-    if (isPicture && ends.videoPackets == 1) {
+    if (isPicture && ends.isWhole && ends.videoPackets == 1) {
         ProbeStill(info, path);
         return info;
     }

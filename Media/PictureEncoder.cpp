@@ -90,6 +90,9 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         form.pixFmt = PixFmt::Rgb24;
         return form;
     }
+    if (encoder.id == AV_CODEC_ID_MJPEG) {
+        form.colorSpec = {ColorMatrix::Bt601, ColorRange::Full};  // what JPEG readers take for granted
+    }
     AVPixelFormat const wanted = Proc::ToAvPixelFormat(options.video.pixFmt);
     std::vector<AVPixelFormat> candidates;
     for (AVPixelFormat const* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
@@ -108,7 +111,6 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     form.pixFmt = Proc::FromAvPixelFormat(best);
     if (best != Proc::ToAvPixelFormat(form.pixFmt)) {
         form.colorSpec.range = ColorRange::Full;  // one of the twins that exist for it
-        form.colorSpec.matrix = ColorMatrix::Bt601;
     }
     return form;
 }
@@ -125,10 +127,6 @@ CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec cons
         codec->pix_fmt = AV_PIX_FMT_PAL8;
     } else {
         Tag(*codec, form);
-    }
-    // Motion JPEG takes the plain format only under this flag; the range is tagged.
-    if (encoder.id == AV_CODEC_ID_MJPEG && form.colorSpec.range == ColorRange::Full) {
-        codec->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     }
     SetQuality(*codec, options.crf);
     return codec;

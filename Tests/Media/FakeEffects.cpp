@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Media/MediaTest.h"
+#include "MediaTest.h"
 
 namespace Kaltor::Media::Tests {
 namespace {

@@ -1,4 +1,4 @@
-#include "Tests/Media/MediaTest.h"
+#include "MediaTest.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "Media/AudioReader.h"
+#include "Media/Demuxer.h"
 
 namespace Kaltor::Media::Tests {
 
@@ -51,7 +52,8 @@ void MakeClip(std::string const& path, ClipSpec const& spec) {
     options.video.frame = {spec.width, spec.height, spec.pixelAspectX, spec.pixelAspectY};
     options.video.frameRate = spec.frameRate;
     options.video.colorSpec = spec.colorSpec;
-    options.codec = spec.codec;
+    bool const takesAny = path.ends_with(".mkv");
+    options.codec = spec.codec == "ffv1" && !takesAny ? "" : spec.codec;
     options.sound = spec.sound;
     MediaWriter writer(options);
     std::int64_t sample = 0;
@@ -75,6 +77,60 @@ void MakeClip(std::string const& path, ClipSpec const& spec) {
         }
     }
     writer.Finish();
+}
+
+void Remux(std::string const& from, std::string const& to, std::function<bool(AVPacket&, AVStream const&)> const& edit,
+           std::int32_t const* matrix, std::string const& options) {
+    Demuxer input(from);
+    AVFormatContext* output = nullptr;
+    ASSERT_GE(avformat_alloc_output_context2(&output, nullptr, nullptr, to.c_str()), 0);
+    for (unsigned i = 0; i < input.Get().nb_streams; ++i) {
+        AVStream const& source = *input.Get().streams[i];
+        AVStream* const stream = avformat_new_stream(output, nullptr);
+        avcodec_parameters_copy(stream->codecpar, source.codecpar);
+        stream->codecpar->codec_tag = 0;
+        stream->time_base = source.time_base;
+        stream->avg_frame_rate = source.avg_frame_rate;
+        if (matrix != nullptr && source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+            std::uint8_t* const data =
+                av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t));
+            std::copy_n(matrix, 9, reinterpret_cast<std::int32_t*>(data));
+        }
+    }
+    AVDictionary* dictionary = nullptr;
+    av_dict_parse_string(&dictionary, options.c_str(), "=", ":", 0);
+    ASSERT_GE(avio_open(&output->pb, to.c_str(), AVIO_FLAG_WRITE), 0);
+    ASSERT_GE(avformat_write_header(output, &dictionary), 0);
+    av_dict_free(&dictionary);
+    PacketPtr const packet = MakePacket();
+    while (input.Read(*packet) >= 0) {
+        AVStream const& source = *input.Get().streams[packet->stream_index];
+        if (edit && !edit(*packet, source)) {
+            continue;
+        }
+        av_packet_rescale_ts(packet.get(), source.time_base, output->streams[packet->stream_index]->time_base);
+        ASSERT_GE(av_interleaved_write_frame(output, packet.get()), 0);
+    }
+    av_write_trailer(output);
+    avio_closep(&output->pb);
+    avformat_free_context(output);
+}
+
+void Truncate(std::string const& path, double part) {
+    fs::resize_file(path, static_cast<std::uintmax_t>(static_cast<double>(fs::file_size(path)) * part));
+}
+
+double EndOf(std::string const& path, AVMediaType type) {
+    Demuxer demuxer(path);
+    PacketPtr const packet = MakePacket();
+    double end = -1.0;
+    while (demuxer.Read(*packet) >= 0) {
+        AVStream const& stream = *demuxer.Get().streams[packet->stream_index];
+        if (stream.codecpar->codec_type == type) {
+            end = std::max(end, static_cast<double>(packet->pts + packet->duration) * av_q2d(stream.time_base));
+        }
+    }
+    return end;
 }
 
 double MeanOf(AVFrame const& picture, int plane) {

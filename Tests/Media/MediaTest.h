@@ -15,6 +15,10 @@
 #include "Media/Render.h"
 #include "Proc/Data/DataVideoFF.h"
 
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
 namespace Kaltor::Media::Tests {
 
 /// A folder of its own for each test, removed with it.
@@ -52,7 +56,7 @@ struct ClipSpec {
     std::optional<SoundFormat> sound;
     /// Sample n of both channels.
     std::function<float(std::int64_t sample)> wave;
-    std::string codec = "ffv1";  ///< lossless: what is written comes back
+    std::string codec = "ffv1";  ///< lossless: what is written comes back; the usual one where the container takes none
 };
 
 /// A luma that tells frame numbers apart, also when they are 1 off.
@@ -60,6 +64,15 @@ inline int LumaOf(int frame) { return 20 + frame * 7 % 200; }
 
 /// Writes a clip through `MediaWriter`; the container follows from the path.
 void MakeClip(std::string const& path, ClipSpec const& spec);
+
+/// Copies a file's packets into another container. `edit` may change a packet or drop it (false); `matrix`, nine
+/// elements, becomes the picture's display matrix; `options` are the muxer's.
+void Remux(std::string const& from, std::string const& to, std::function<bool(AVPacket&, AVStream const&)> const& edit,
+           std::int32_t const* matrix = nullptr, std::string const& options = "");
+/// Keeps the first part of a file.
+void Truncate(std::string const& path, double part);
+/// When the last packet of a kind ends, in seconds; below 0 where there is no such stream.
+double EndOf(std::string const& path, AVMediaType type);
 
 /// One colour all over.
 Proc::AvFramePtr MakePicture(std::uint32_t width, std::uint32_t height, Yuv const& color);
