@@ -1,7 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <vector>
 
 namespace Kaltor::Ogl {
@@ -12,46 +10,27 @@ namespace Kaltor::Ogl {
 
 /// Appends the two triangles (0, 1, 3) and (3, 1, 2) of the quad whose first corner has the number `counter`, which
 /// then moves on to the next quad's.
-inline void MakeQuadIdx(int& counter, std::vector<unsigned>& indices) {
-    auto const first = static_cast<unsigned>(counter);
-    indices.insert(indices.end(), {first, first + 1, first + 3, first + 3, first + 1, first + 2});
-    counter += 4;
-}
+void MakeQuadIdx(int& counter, std::vector<unsigned>& indices);
 
 /// Appends four vertices of (s, t, x, y): the texture's rectangle (s0, t0)-(s1, t1) on (x0, y0)-(x1, y1).
-inline void MakeQuad(float s0, float t0, float x0, float y0, float s1, float t1, float x1, float y1,
-                     std::vector<float>& vertices) {
-    vertices.insert(vertices.end(), {s0, t0, x0, y0, s1, t0, x1, y0, s1, t1, x1, y1, s0, t1, x0, y1});
-}
+void MakeQuad(float s0, float t0, float x0, float y0, float s1, float t1, float x1, float y1,
+              std::vector<float>& vertices);
 
 /// Appends four vertices of (s, t, x, y) as they are given, corner by corner: a piece of any shape.
-inline void MakeQuad(float s0, float t0, float x0, float y0, float s1, float t1, float x1, float y1, float s2, float t2,
-                     float x2, float y2, float s3, float t3, float x3, float y3, std::vector<float>& vertices) {
-    vertices.insert(vertices.end(), {s0, t0, x0, y0, s1, t1, x1, y1, s2, t2, x2, y2, s3, t3, x3, y3});
-}
+void MakeQuad(float s0, float t0, float x0, float y0, float s1, float t1, float x1, float y1, float s2, float t2,
+              float x2, float y2, float s3, float t3, float x3, float y3, std::vector<float>& vertices);
 
 /// Appends four vertices of (x, y, z). The depth goes with x: the quad leans about a vertical line, as the strips of
 /// folded paper do.
-inline void MakeQuad(float x0, float y0, float z0, float x1, float y1, float z1, std::vector<float>& vertices) {
-    vertices.insert(vertices.end(), {x0, y0, z0, x1, y0, z1, x1, y1, z1, x0, y1, z0});
-}
+void MakeQuad(float x0, float y0, float z0, float x1, float y1, float z1, std::vector<float>& vertices);
 
 /// Appends four vertices of (x, y).
-inline void MakeQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices) {
-    vertices.insert(vertices.end(), {x0, y0, x1, y0, x1, y1, x0, y1});
-}
+void MakeQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices);
 
 /// Replaces the quad of (x, y, z) whose 12 floats begin at `position`.
-inline void InsertQuad(float x0, float y0, float z0, float x1, float y1, float z1, std::vector<float>& vertices,
-                       int position) {
-    std::array<float, 12> const quad{x0, y0, z0, x1, y0, z1, x1, y1, z1, x0, y1, z0};
-    std::copy(quad.begin(), quad.end(), vertices.begin() + position);
-}
+void InsertQuad(float x0, float y0, float z0, float x1, float y1, float z1, std::vector<float>& vertices, int position);
 
 /// Replaces the quad of (x, y) whose 8 floats begin at `position`.
-inline void InsertQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices, int position) {
-    std::array<float, 8> const quad{x0, y0, x1, y0, x1, y1, x0, y1};
-    std::copy(quad.begin(), quad.end(), vertices.begin() + position);
-}
+void InsertQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices, int position);
 
 }  // namespace Kaltor::Ogl
