@@ -40,6 +40,7 @@ void DataVideoOGL::Execute() {
         return;
     }
     OglManager& manager = OglManager::GetInstance();
+    manager.RequireOtherThread();
     boost::intrusive_ptr<IOglTask> const chain(new ChainTask(*this));
     manager.DoBackgroundTask(chain);
     chain->WaitForComplete();

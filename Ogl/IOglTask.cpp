@@ -1,16 +1,13 @@
 #include "Ogl/IOglTask.h"
 
-#include <stdexcept>
-
-#include "Core/Interfaces/Exception.h"
 #include "Ogl/GlState.h"
 #include "Ogl/OglManager.h"
 
 namespace Kaltor::Ogl {
 
 void IOglTask::WaitForComplete() {
-    if (!IsComplete() && OglManager::GetInstance().IsOpenGLThread()) {
-        Core::Throw(std::logic_error("a GL task cannot be waited for on the GL thread"));
+    if (!IsComplete()) {
+        OglManager::GetInstance().RequireOtherThread();
     }
     isComplete.wait(false, std::memory_order_acquire);
     if (error) {

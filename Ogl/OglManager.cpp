@@ -150,6 +150,12 @@ void OglManager::SetStrategy(FrameStrategy const& wanted) {
     strategy = wanted;
 }
 
+void OglManager::RequireOtherThread() const {
+    if (IsOpenGLThread()) {
+        Core::Throw(std::logic_error("a GL task cannot be waited for on the GL thread"));
+    }
+}
+
 void OglManager::AssertOpenGLThread() {
 #ifndef NDEBUG
     OglManager const* const manager = liveManager;

@@ -45,6 +45,9 @@ public:
     OglManager& operator=(OglManager const&) = delete;
 
     bool IsOpenGLThread() const { return std::this_thread::get_id() == threadId.load(); }
+    /// Throws `std::logic_error` on the GL thread, where waiting for a task would never end. To be called before what is
+    /// to be waited for is submitted.
+    void RequireOtherThread() const;
     /// Submits a task and returns at once. After the manager has stopped the task fails instead of running.
     void DoBackgroundTask(boost::intrusive_ptr<IOglTask> task);
     /// Runs `action(storage)` on the GL thread and waits for it; rethrows what it throws.
@@ -105,6 +108,7 @@ void OglManager::Invoke(Action action) {
     private:
         Action& run;
     };
+    RequireOtherThread();
     boost::intrusive_ptr<IOglTask> const task(new ActionTask(action));
     DoBackgroundTask(task);
     task->WaitForComplete();
