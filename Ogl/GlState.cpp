@@ -70,8 +70,12 @@ CleanState::~CleanState() {
     glUseProgram(0);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glBlendFunc(GL_ONE, GL_ZERO);
+    glBlendEquation(GL_FUNC_ADD);
     glBlendColor(0.0F, 0.0F, 0.0F, 0.0F);
     glClearColor(0.0F, 0.0F, 0.0F, 0.0F);
+    glCullFace(GL_BACK);
+    glFrontFace(GL_CCW);
+    glDepthMask(GL_TRUE);
     glActiveTexture(GL_TEXTURE0);
 }
 
@@ -79,6 +83,22 @@ void CleanState::Check() const {
 #ifndef NDEBUG
     ThrowOnGlError("a GL task");
 #endif
+}
+
+void ClearAttached(bool isOpaque) {
+    std::array<GLfloat, 4> color{};
+    glGetFloatv(GL_COLOR_CLEAR_VALUE, color.data());
+    bool const isCut = glIsEnabled(GL_SCISSOR_TEST) == GL_TRUE;
+    if (isCut) {
+        glDisable(GL_SCISSOR_TEST);
+    }
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    glClearColor(0.0F, 0.0F, 0.0F, isOpaque ? 1.0F : 0.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glClearColor(color[0], color[1], color[2], color[3]);
+    if (isCut) {
+        glEnable(GL_SCISSOR_TEST);
+    }
 }
 
 void ThrowOnGlError(char const* action) {

@@ -44,6 +44,10 @@ public:
     void Check() const;
 };
 
+/// Clears the whole of the attached target to black, transparent or opaque, whatever the clear colour, the colour mask
+/// and the scissor test are; the first and the last of these stay as they are. Leaves all channels open to drawing.
+void ClearAttached(bool isOpaque);
+
 /// Throws `std::runtime_error` that names `action` where the GL reports an error; its memory running out included.
 void ThrowOnGlError(char const* action);
 

@@ -24,9 +24,7 @@ void Surface::Attach(Texture const& texture) {
     }
 #endif
     if (texture.IsFresh()) {
-        glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-        glClearColor(0.0F, 0.0F, 0.0F, texture.IsOpaque() ? 1.0F : 0.0F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        ClearAttached(texture.IsOpaque());
         texture.SetFresh(false);
     }
     // Opaque textures may have an alpha channel in memory; what is drawn or cleared later must not reach it.

@@ -52,9 +52,7 @@ void Clear(GLuint texture, bool isOpaque) {
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
     std::array<GLboolean, 4> mask{};
     glGetBooleanv(GL_COLOR_WRITEMASK, mask.data());
-    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    glClearColor(0.0F, 0.0F, 0.0F, isOpaque ? 1.0F : 0.0F);
-    glClear(GL_COLOR_BUFFER_BIT);
+    ClearAttached(isOpaque);
     glColorMask(mask[0], mask[1], mask[2], mask[3]);
     glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(before));
 }
