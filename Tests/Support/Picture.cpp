@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include <fmt/format.h>
 
@@ -146,7 +147,7 @@ testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, 
             double difference = 0.0;
             for (std::size_t c = 0; c < (actual.hasAlpha ? 4U : 3U); ++c) {
                 double const channel = std::abs(actual.At(x, y)[c] - std::clamp(expected.At(x, y)[c], 0.0, 1.0));
-                difference = std::isnan(channel) ? 1.0 : std::max(difference, channel);
+                difference = std::isnan(channel) ? std::numeric_limits<double>::infinity() : std::max(difference, channel);
             }
             off += difference > tolerance + kSlack ? 1 : 0;
             if (difference > worst) {
