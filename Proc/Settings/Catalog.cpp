@@ -1,4 +1,5 @@
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
@@ -16,7 +17,10 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
     return MakeEach<SettingsEffectBlurGaussian, SettingsFrameUploader, SettingsFrameDownloader,
-                    SettingsTransitionCrossfade>();
+                    SettingsTransitionRoll, SettingsTransitionRippleSmooth, SettingsTransitionLens,
+                    SettingsTransitionPush, SettingsTransitionScale, SettingsTransitionZoom,
+                    SettingsTransitionKenBurns, SettingsTransitionCrossfade, SettingsTransitionSlide,
+                    SettingsTransitionSpin>();
 }
 
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {

@@ -8,6 +8,7 @@
 #include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
@@ -15,7 +16,16 @@ namespace Kaltor::Ogl {
 
 class EffectBlur;
 
+class TransitionRoll;
+class TransitionRippleSmooth;
+class TransitionLens;
+class TransitionPush;
+class TransitionScale;
+class TransitionZoom;
+class TransitionKenBurns;
 class TransitionCrossfade;
+class TransitionSlide;
+class TransitionSpin;
 
 }  // namespace Kaltor::Ogl
 
@@ -61,5 +71,14 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
 
+    RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);
+    RegisterTwo<SettingsTransitionRippleSmooth>(registry, &Create<TransitionRippleSmooth>);
+    RegisterTwo<SettingsTransitionLens>(registry, &Create<TransitionLens>);
+    RegisterTwo<SettingsTransitionPush>(registry, &Create<TransitionPush>);
+    RegisterTwo<SettingsTransitionScale>(registry, &Create<TransitionScale>);
+    RegisterTwo<SettingsTransitionZoom>(registry, &Create<TransitionZoom>);
+    RegisterTwo<SettingsTransitionKenBurns>(registry, &Create<TransitionKenBurns>);
     RegisterTwo<SettingsTransitionCrossfade>(registry, &Create<TransitionCrossfade>);
+    RegisterTwo<SettingsTransitionSlide>(registry, &Create<TransitionSlide>);
+    RegisterTwo<SettingsTransitionSpin>(registry, &Create<TransitionSpin>);
 }

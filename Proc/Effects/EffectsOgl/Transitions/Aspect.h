@@ -1,0 +1,17 @@
+#pragma once
+
+#include <glm/vec2.hpp>
+
+#include "Ogl/Frame.h"
+
+namespace Kaltor::Ogl {
+
+/// What texture coordinates are multiplied by so that one unit is the same number of texels along both axes: 1 for the
+/// longer side.
+inline glm::vec2 GetTexelAspect(Frame const& frame) {
+    auto const width = static_cast<float>(frame.GetWidth());
+    auto const height = static_cast<float>(frame.GetHeight());
+    return {width < height ? width / height : 1.0F, height < width ? height / width : 1.0F};
+}
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,46 @@
+// The incoming picture pushes the outgoing one off the screen: both keep their size and lie edge to edge.
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Transitions/PictureQuad.h"
+#include "Proc/Settings/SettingsMotionTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+/// Where both pictures move to; nowhere for a direction that is not in the table.
+glm::dvec2 GetWay(std::int32_t direction) {
+    switch (direction) {
+        case 0:
+            return {-1, 0};
+        case 1:
+            return {1, 0};
+        case 2:
+            return {0, 1};
+        case 3:
+            return {0, -1};
+        default:
+            return {0, 0};
+    }
+}
+
+}  // namespace
+
+class TransitionPush final : public TransitionWithSettings<Proc::SettingsTransitionPush> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        glm::dvec2 const way = GetWay(settings.GetDir());
+        double const k = static_cast<float>(progress);
+        glm::dvec2 const outgoing = way * (2 * k);
+        glm::dvec2 const incoming = way * (-2 * (1 - k));
+        AttachTarget(*dst, storage);
+        PictureQuad quad(storage);
+        quad.Draw(first->FrameData(), PictureQuad::Place(outgoing.x, outgoing.y, 1));
+        quad.Draw(second->FrameData(), PictureQuad::Place(incoming.x, incoming.y, 1));
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionPush>();
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,72 @@
+// The incoming picture slides in over the outgoing one, from an edge or a corner. Only the part of it that is on the
+// screen is drawn: a rectangle of its texture on a rectangle of the screen.
+
+#include <algorithm>
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Settings/SettingsMotionTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+struct Placement {
+    float s0, t0, s1, t1;  ///< of the texture
+    float x0, y0, x1, y1;  ///< of the screen, clip space
+};
+
+/// Directions 1 and 2 are no mistake: 1 has no height, so that the outgoing picture stays; 2 lays the band t = 0 .. k
+/// upside down over what is below y = 1 - 2 k.
+Placement Place(std::int32_t direction, float k) {
+    float const near = 2.0F * k - 1.0F;  // of a picture that enters from the left or from below, how far it reaches
+    float const far = 1.0F - 2.0F * k;   // the same from the right or from above
+    float const hidden = 1.0F - k;
+    switch (direction) {
+        case 0:
+            return {hidden, 0, 1, 1, -1, -1, near, 1};
+        case 1:
+            return {0, 0, k, 1, far, -1, 1, -1};
+        case 2:
+            return {0, 0, 1, k, -1, far, 1, -1};
+        case 3:
+            return {0, hidden, 1, 1, -1, -1, 1, near};
+        case 4:
+            return {hidden, hidden, 1, 1, -1, -1, near, near};
+        case 5:
+            return {0, hidden, k, 1, far, -1, 1, near};
+        case 6:
+            return {hidden, 0, 1, k, -1, far, near, 1};
+        case 7:
+            return {0, 0, k, k, far, far, 1, 1};
+        default:
+            return {0, 0, 1, 1, -1, -1, 1, 1};
+    }
+}
+
+}  // namespace
+
+class TransitionSlide final : public TransitionWithSettings<Proc::SettingsTransitionSlide> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        Placement const place = Place(settings.GetDirection(), static_cast<float>(progress));
+        PackedQuad packed;
+        packed.indices.reserve(6);
+        packed.vertices.reserve(16);
+        int counter = 0;
+        MakeQuadIdx(counter, packed.indices);
+        MakeQuad(place.s0, place.t0, place.x0, place.y0, place.s1, place.t1, place.x1, place.y1, packed.vertices);
+        Quad const quad(packed, GL_STREAM_DRAW);
+
+        AttachTarget(*dst, storage);
+        first->FrameData().Draw(storage.Quad(), storage);
+        // Arrived, the picture goes through the unit quad, which shows it to the byte.
+        bool const isArrived = std::equal(Quad::kFull.begin(), Quad::kFull.end(), packed.vertices.begin());
+        second->FrameData().Draw(isArrived ? storage.Quad() : quad, storage);
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionSlide>();
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,188 @@
+#pragma once
+
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Proc {
+
+class SettingsTransitionPush final : public SettingsOf<SettingsTransitionPush> {
+public:
+    static inline std::string const CLASS_ID = "TransitionPush";
+
+    std::int32_t GetDir() const { return dir; }
+    void SetDir(std::int32_t value) { dir = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("dir", &SettingsTransitionPush::dir, {{0, "left"}, {1, "right"}, {2, "up"}, {3, "down"}},
+                              "where both pictures move to")};
+    }
+
+private:
+    std::int32_t dir = 0;
+};
+
+class SettingsTransitionScale final : public SettingsOf<SettingsTransitionScale> {
+public:
+    static inline std::string const CLASS_ID = "TransitionScale";
+
+    std::int32_t GetType() const { return type; }
+    void SetType(std::int32_t value) { type = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("type", &SettingsTransitionScale::type, {{0, "grow-incoming"}, {1, "shrink-outgoing"}},
+                              "which picture changes its size")};
+    }
+
+private:
+    std::int32_t type = 0;
+};
+
+class SettingsTransitionZoom final : public SettingsOf<SettingsTransitionZoom> {
+public:
+    static inline std::string const CLASS_ID = "TransitionZoom";
+
+    std::int32_t GetType() const { return type; }
+    void SetType(std::int32_t value) { type = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("type", &SettingsTransitionZoom::type, {{0, "in"}, {1, "out"}, {2, "through"}},
+                              "zoom into the outgoing picture, out of the incoming one, or both")};
+    }
+
+private:
+    std::int32_t type = 2;
+};
+
+class SettingsTransitionRoll final : public SettingsOf<SettingsTransitionRoll> {
+public:
+    static inline std::string const CLASS_ID = "TransitionRoll";
+
+    std::int32_t GetDir() const { return dir; }
+    void SetDir(std::int32_t value) { dir = value; }
+    std::int32_t GetType() const { return type; }
+    void SetType(std::int32_t value) { type = value; }
+    std::uint32_t GetSize() const { return size; }
+    void SetSize(std::uint32_t value) { size = value; }
+
+    static std::vector<Field> DeclareFields() {
+        constexpr double kLargest = 600.0;
+        return {DeclareChoice("dir", &SettingsTransitionRoll::dir, {{0, "left"}, {1, "right"}, {2, "down"}, {3, "up"}},
+                              "where the roll moves to"),
+                DeclareChoice("type", &SettingsTransitionRoll::type, {{0, "roll-up"}, {1, "roll-back"}},
+                              "roll the outgoing picture up, or the incoming one out over it"),
+                Declare("size", &SettingsTransitionRoll::size, 0.0, kLargest, "thickness of the roll; 0: none")};
+    }
+
+private:
+    std::int32_t dir = 1;
+    std::int32_t type = 0;
+    std::uint32_t size = 100;
+};
+
+class SettingsTransitionLens final : public SettingsOf<SettingsTransitionLens> {
+public:
+    static inline std::string const CLASS_ID = "TransitionLens";
+
+    std::int32_t GetType() const { return type; }
+    void SetType(std::int32_t value) { type = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("type", &SettingsTransitionLens::type,
+                              {{0, "bottom-left"}, {1, "top-left"}, {2, "centre"}},
+                              "where the incoming picture opens")};
+    }
+
+private:
+    std::int32_t type = 2;
+};
+
+class SettingsTransitionSpin final : public SettingsOf<SettingsTransitionSpin> {
+public:
+    static inline std::string const CLASS_ID = "TransitionSpin";
+
+    std::int32_t GetMode() const { return mode; }
+    void SetMode(std::int32_t value) { mode = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("mode", &SettingsTransitionSpin::mode, {{0, "in"}, {1, "out"}},
+                              "the incoming picture spins in, or the outgoing one spins out")};
+    }
+
+private:
+    std::int32_t mode = 0;
+};
+
+class SettingsTransitionKenBurns final : public SettingsOf<SettingsTransitionKenBurns> {
+public:
+    static inline std::string const CLASS_ID = "TransitionKenBurns";
+
+    float GetFade() const { return fade; }
+    void SetFade(float value) { fade = value; }
+    float GetZoom() const { return zoom; }
+    void SetZoom(float value) { zoom = value; }
+    Reals8 const& GetDirection() const { return direction; }
+    void SetDirection(Reals8 const& value) { direction = value; }
+
+    static std::vector<Field> DeclareFields() {
+        constexpr double kFarthest = 10.0;
+        return {
+            Declare("fade", &SettingsTransitionKenBurns::fade, 0.0, 1.0,
+                    "part of the transition, around its middle, in which the pictures dissolve"),
+            Declare("zoom", &SettingsTransitionKenBurns::zoom, 0.0, kFarthest,
+                    "how far the corners move along their directions"),
+            Declare("direction", &SettingsTransitionKenBurns::direction, -kFarthest, kFarthest,
+                    "x and y of each corner's way in half pictures: bottom left, bottom right, top right, top left")};
+    }
+
+private:
+    float fade = 0.5F;
+    float zoom = 0.5F;
+    Reals8 direction{-1, -1, 1, -1, 1, 1, -1, 1};
+};
+
+class SettingsTransitionSlide final : public SettingsOf<SettingsTransitionSlide> {
+public:
+    static inline std::string const CLASS_ID = "TransitionSlide";
+
+    std::int32_t GetDirection() const { return direction; }
+    void SetDirection(std::int32_t value) { direction = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("direction", &SettingsTransitionSlide::direction,
+                              {{0, "from-left"},
+                               {1, "none"},
+                               {2, "stretched"},
+                               {3, "from-bottom"},
+                               {4, "from-bottom-left"},
+                               {5, "from-bottom-right"},
+                               {6, "from-top-left"},
+                               {7, "from-top-right"}},
+                              "where the incoming picture enters")};
+    }
+
+private:
+    std::int32_t direction = 0;
+};
+
+class SettingsTransitionRippleSmooth final : public SettingsOf<SettingsTransitionRippleSmooth> {
+public:
+    static inline std::string const CLASS_ID = "TransitionRippleSmooth";
+
+    std::int32_t GetFreq() const { return freq; }
+    void SetFreq(std::int32_t value) { freq = value; }
+    std::int32_t GetAmpl() const { return ampl; }
+    void SetAmpl(std::int32_t value) { ampl = value; }
+
+    static std::vector<Field> DeclareFields() {
+        constexpr double kFinest = 1000.0;
+        constexpr double kStrongest = 200.0;
+        return {Declare("freq", &SettingsTransitionRippleSmooth::freq, 0.0, kFinest,
+                        "five times the number of waves across the picture's longer side"),
+                Declare("ampl", &SettingsTransitionRippleSmooth::ampl, 0.0, kStrongest, "strength of the waves")};
+    }
+
+private:
+    std::int32_t freq = 50;
+    std::int32_t ampl = 20;
+};
+
+}  // namespace Kaltor::Proc
