@@ -1,5 +1,6 @@
 #include "Ogl/Frame.h"
 
+#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -26,6 +27,27 @@ glm::mat3 ToMat3(ColorTransform const& transform) {
         }
     }
     return result;
+}
+
+/// libswscale takes a chroma sample from two columns, also where an odd width has but one left: the rows' padding
+/// repeats it.
+void RepeatLastColumn(AVFrame& frame) {
+    constexpr std::ptrdiff_t kPixel = 4;
+    for (int y = 0; y < frame.height; ++y) {
+        std::uint8_t* const end = frame.data[0] + std::ptrdiff_t{frame.linesize[0]} * y + kPixel * frame.width;
+        std::memcpy(end, end - kPixel, kPixel);
+    }
+}
+
+/// An opaque picture: `rgb` over black.
+Frame Flatten(Frame const& rgb, ShaderStorage const& storage) {
+    Frame flat;
+    flat.Allocate(kOpaqueFormat, rgb.GetWidth(), rgb.GetHeight());
+    storage.FBO().Attach(flat.GetFirstTexture());
+    EnableState const blend(GL_BLEND);
+    glBlendFuncSeparate(GL_SRC_ALPHA, GL_ZERO, GL_ONE, GL_ZERO);
+    rgb.Draw(storage.Quad(), storage);
+    return flat;
 }
 
 glm::vec3 ToVec3(std::array<double, 3> const& values) {
@@ -105,6 +127,9 @@ void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, Shad
         boost::intrusive_ptr<Proc::DataVideoFF> const rgb =
             Proc::DataVideoFF::Create(PixFmt::Bgrx, target->GetFrameInfo());
         download(PixFmt::Bgrx, rgb->GetWritableFrame(), 0);
+        if (picture->width % 2 != 0) {
+            RepeatLastColumn(rgb->GetWritableFrame());
+        }
         transfer.GetConverter().Convert(rgb->GetFrame(), {}, target->GetWritableFrame(), picture->colorSpec, kThreads);
     } else {
         for (std::size_t plane = 0; plane < picture->textures.size(); ++plane) {
@@ -132,16 +157,11 @@ Frame Frame::ConvertToYUV420(ShaderStorage const& storage) const {
     }
     ColorSpec const spec = picture->colorSpec.Resolved(picture->height);
     Frame rgb = ConvertToRGBA(storage);
+    if (PixFmtDescription::Find(rgb.GetPixFmt()).HasAlpha()) {
+        // Before chroma is averaged: the colour under what is transparent must not bleed.
+        rgb = Flatten(rgb, storage);
+    }
     if (OglManager::GetInstance().GetStrategy().convertsOnCpu) {
-        if (PixFmtDescription::Find(rgb.GetPixFmt()).HasAlpha()) {
-            Frame flat;
-            flat.Allocate(kOpaqueFormat, picture->width, picture->height);
-            storage.FBO().Attach(flat.GetFirstTexture());
-            EnableState const blend(GL_BLEND);
-            glBlendFuncSeparate(GL_SRC_ALPHA, GL_ZERO, GL_ONE, GL_ZERO);
-            rgb.Draw(storage.Quad(), storage);
-            rgb = flat;
-        }
         Frame result;
         result.picture = std::make_shared<Picture>(
             Picture{PixFmt::Yuv420p, picture->width, picture->height, spec, rgb.picture->textures, true});

@@ -59,8 +59,7 @@ void main() {
 )glsl";
 
 // Two samples `spread` to either side weigh luma columns 1 : 2 : 1 around a chroma sample that stands on the even one
-// (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample. Without alpha in the result, what is
-// transparent shows black.
+// (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample.
 constexpr char kRgbToPlane[] = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec3 row;
@@ -70,9 +69,7 @@ uniform float spread;
 varying vec2 TexCoord0;
 void main() {
     vec2 at = TexCoord0 * place.xy + place.zw;
-    vec4 left = texture2D(tex, at - vec2(spread, 0.0));
-    vec4 right = texture2D(tex, at + vec2(spread, 0.0));
-    vec3 rgb = 0.5 * (left.rgb * left.a + right.rgb * right.a);
+    vec3 rgb = 0.5 * (texture2D(tex, at - vec2(spread, 0.0)).rgb + texture2D(tex, at + vec2(spread, 0.0)).rgb);
     gl_FragColor = vec4(dot(rgb, row) + offset);
 }
 )glsl";
