@@ -1,0 +1,377 @@
+// Y'CbCr in and out, through the uploader and the downloader as video goes: colours, tags, alpha, the place of chroma.
+
+#include <algorithm>
+#include <cmath>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include "Ogl/DataVideoOGL.h"
+#include "Proc/Settings/SettingsServices.h"
+#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/GlTools.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+using boost::intrusive_ptr;
+using Ogl::DataVideoOGL;
+using Ogl::ShaderStorage;
+using Proc::DataVideoFF;
+using Proc::IDataVideo;
+
+constexpr std::array kStrategies{kSoftwareStrategy, kGpuStrategy};
+constexpr std::array kYuvFormats{PixFmt::Yuv420p, PixFmt::Yuv422p,   PixFmt::Yuv444p,   PixFmt::Nv12,
+                                 PixFmt::Gray8,   PixFmt::Yuv420p10, PixFmt::Yuv422p10, PixFmt::Yuv444p10};
+constexpr std::array kSpecs{
+    ColorSpec{ColorMatrix::Bt601, ColorRange::Limited},  ColorSpec{ColorMatrix::Bt709, ColorRange::Limited},
+    ColorSpec{ColorMatrix::Bt2020, ColorRange::Limited}, ColorSpec{ColorMatrix::Bt601, ColorRange::Full},
+    ColorSpec{ColorMatrix::Bt709, ColorRange::Full},     ColorSpec{ColorMatrix::Bt2020, ColorRange::Full}};
+
+/// Y', Cb, Cr in steps of 8 bits at a place of the picture, pixels from its left and top edge.
+using Codes = std::array<double, 3>;
+using CodesAt = std::function<Codes(double, double)>;
+
+constexpr double kTop = 255.0;
+
+std::array<double, 3> Apply(ColorTransform const& transform, std::array<double, 3> const& in) {
+    std::array<double, 3> out = transform.offset;
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
+            out[row] += transform.matrix[row][column] * in[column];
+        }
+    }
+    return out;
+}
+
+/// Where the sample of a plane stands: chroma on the left luma column of its pair, between the rows of its pair.
+std::pair<double, double> Place(PixFmtDescription const& description, int plane, int x, int y) {
+    bool const isHalvedX = plane != 0 && description.chromaXLog2 != 0;
+    bool const isHalvedY = plane != 0 && description.chromaYLog2 != 0;
+    return {isHalvedX ? 2.0 * x + 0.5 : x + 0.5, isHalvedY ? 2.0 * y + 1.0 : y + 0.5};
+}
+
+/// Calls action(component, x, y, sample) for every sample of a frame; 10-bit samples as 16-bit ones.
+template <typename Action>
+void ForEachSample(DataVideoFF& frame, Action const& action) {
+    PixFmtDescription const& description = PixFmtDescription::Find(frame.GetPixFmt());
+    AVFrame& av = frame.GetWritableFrame();
+    bool const isNv12 = description.planes == 2;
+    for (int component = 0; component < (description.planes == 1 ? 1 : 3); ++component) {
+        int const plane = isNv12 ? std::min(component, 1) : component;
+        int const shiftX = component == 0 ? 0 : description.chromaXLog2;
+        int const shiftY = component == 0 ? 0 : description.chromaYLog2;
+        int const step = isNv12 && component != 0 ? 2 : 1;
+        for (int y = 0; y < (av.height + (1 << shiftY) - 1) >> shiftY; ++y) {
+            std::uint8_t* const row = av.data[plane] + std::ptrdiff_t{av.linesize[plane]} * y;
+            for (int x = 0; x < (av.width + (1 << shiftX) - 1) >> shiftX; ++x) {
+                int const at = x * step + (component == 2 && isNv12 ? 1 : 0);
+                if (description.bits > 8) {
+                    action(component, x, y, reinterpret_cast<std::uint16_t*>(row)[at]);
+                } else {
+                    action(component, x, y, row[at]);
+                }
+            }
+        }
+    }
+}
+
+intrusive_ptr<DataVideoFF> MakeYuv(PixFmt format, unsigned width, unsigned height, ColorSpec const& tags,
+                                   CodesAt const& codesAt) {
+    intrusive_ptr<DataVideoFF> const frame = DataVideoFF::Create(format, {width, height, 1, 1});
+    frame->SetColorSpec(tags);
+    PixFmtDescription const& description = PixFmtDescription::Find(format);
+    ForEachSample(*frame, [&](int component, int x, int y, auto& sample) {
+        auto const [atX, atY] = Place(description, component, x, y);
+        double const code = codesAt(atX, atY)[static_cast<std::size_t>(component)];
+        sample = static_cast<std::decay_t<decltype(sample)>>(std::lround(code * (1 << (description.bits - 8))));
+    });
+    return frame;
+}
+
+/// What `codesAt` shows, by the formula.
+Picture Decode(unsigned width, unsigned height, PixFmt format, ColorSpec const& spec, CodesAt const& codesAt) {
+    unsigned const bits = PixFmtDescription::Find(format).bits;
+    ColorTransform const transform = YuvToRgb(spec, bits);
+    double const one = static_cast<double>(1U << (bits - 8U)) / static_cast<double>((1U << bits) - 1U);
+    return Picture::Make(width, height, false, [&](unsigned x, unsigned y) {
+        Codes codes = codesAt(x + 0.5, y + 0.5);
+        if (format == PixFmt::Gray8) {
+            codes[1] = codes[2] = 128.0;
+        }
+        std::array<double, 3> const rgb = Apply(transform, {codes[0] * one, codes[1] * one, codes[2] * one});
+        return Rgba{rgb[0], rgb[1], rgb[2], 1};
+    });
+}
+
+class YuvTest : public GlTest {
+protected:
+    static intrusive_ptr<IDataVideo> Upload(intrusive_ptr<IDataVideo> data) {
+        MakeEffect(Proc::SettingsFrameUploader())->Process(data);
+        return data;
+    }
+    /// A CPU frame as the GPU shows it.
+    static Picture Show(intrusive_ptr<DataVideoFF> const& frame) {
+        intrusive_ptr<IDataVideo> const data = Upload(frame);
+        auto* const gpu = dynamic_cast<DataVideoOGL*>(data.get());
+        gpu->Execute();
+        Picture seen;
+        OnGl([&](ShaderStorage const& storage) {
+            seen = ReadTexture(gpu->FrameData().ConvertToRGBA(storage).GetFirstTexture(), storage);
+        });
+        return seen;
+    }
+    /// An RGB picture as planar 4:2:0, tagged beforehand.
+    static intrusive_ptr<DataVideoFF> ToYuv420(Picture const& picture, ColorSpec const& tags) {
+        intrusive_ptr<DataVideoFF> const frame = picture.ToFrame();
+        frame->SetColorSpec(tags);
+        return Download(Upload(frame), 1);
+    }
+};
+
+std::string Tell(PixFmt format, ColorSpec const& spec, Ogl::FrameStrategy const& strategy) {
+    return fmt::format("{}, matrix {}, range {}, {}", PixFmtDescription::Find(format).name,
+                       static_cast<int>(spec.matrix), static_cast<int>(spec.range),
+                       strategy.convertsOnCpu ? "software" : "GPU");
+}
+
+TEST_F(YuvTest, FlatColoursDecodeByTheFormula) {
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (PixFmt const format : kYuvFormats) {
+            for (ColorSpec const& spec : kSpecs) {
+                // Inside the gamut, at its corners and far outside, where it must clamp and not wrap round.
+                for (Codes const& codes : {Codes{126, 128, 128},
+                                           {81, 90, 240},
+                                           {145, 54, 34},
+                                           {41, 240, 110},
+                                           {200, 100, 150},
+                                           {235, 16, 240},
+                                           {255, 255, 255},
+                                           {0, 0, 0},
+                                           {16, 240, 16}}) {
+                    CodesAt const at = [&](double, double) { return codes; };
+                    EXPECT_TRUE(
+                        IsNear(Show(MakeYuv(format, 7, 5, spec, at)), Decode(7, 5, format, spec, at), kUnfiltered))
+                        << Tell(format, spec, strategy) << ", " << codes[0] << " " << codes[1] << " " << codes[2];
+                }
+            }
+        }
+    }
+}
+
+TEST_F(YuvTest, SmoothPicturesDecodeByTheFormulaAtEverySize) {
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (PixFmt const format : kYuvFormats) {
+            for (auto const& [width, height] : {std::pair{64U, 36U}, {36U, 64U}, {33U, 17U}, {1U, 9U}, {1U, 1U}}) {
+                // One chroma step in eight pixels: repeating chroma and interpolating it hardly differ.
+                CodesAt const at = [](double x, double y) {
+                    return Codes{60 + 1.5 * x + 0.75 * y, 120 + x / 8 - y / 16, 136 - x / 16 + y / 8};
+                };
+                ColorSpec const spec{ColorMatrix::Bt709, ColorRange::Limited};
+                EXPECT_TRUE(IsNear(Show(MakeYuv(format, width, height, spec, at)),
+                                   Decode(width, height, format, spec, at), 2.5 / kTop))  // codes are rounded before
+                    << Tell(format, spec, strategy);
+            }
+        }
+    }
+}
+
+/// The worst distance of a frame's samples from `codesAt`, in steps of 8 bits, and its place.
+double FindWorst(DataVideoFF& frame, CodesAt const& codesAt, std::string& where) {
+    PixFmtDescription const& description = PixFmtDescription::Find(frame.GetPixFmt());
+    double worst = -1.0;
+    ForEachSample(frame, [&](int component, int x, int y, auto const& sample) {
+        auto const [atX, atY] = Place(description, component, x, y);
+        double const wanted = codesAt(atX, atY)[static_cast<std::size_t>(component)];
+        double const difference = std::abs(sample - wanted);
+        if (difference > worst) {
+            worst = difference;
+            where = fmt::format("component {} x {} y {}: {} instead of {:.2f}", component, x, y, sample, wanted);
+        }
+    });
+    return worst;
+}
+
+TEST_F(YuvTest, FlatColoursEncodeByTheFormulaAndAreTagged) {
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (ColorSpec const& spec : kSpecs) {
+            for (Rgba const& color : {Rgba{0, 0, 0, 1},
+                                      {1, 1, 1, 1},
+                                      {1, 0, 0, 1},
+                                      {0, 1, 0, 1},
+                                      {0, 0, 1, 1},
+                                      {0.2, 0.4, 0.8, 1},
+                                      {0.6, 0.6, 0.6, 1}}) {
+                for (auto const& [width, height] : {std::pair{8U, 6U}, {7U, 5U}, {1U, 1U}}) {
+                    intrusive_ptr<DataVideoFF> const yuv = ToYuv420(Picture::Flat(width, height, color), spec);
+                    ASSERT_EQ(yuv->GetPixFmt(), PixFmt::Yuv420p);
+                    EXPECT_EQ(yuv->GetColorSpec(), spec);
+                    std::array<double, 3> const codes = Apply(RgbToYuv(spec), {color[0], color[1], color[2]});
+                    std::string where;
+                    double const worst = FindWorst(
+                        *yuv,
+                        [&](double, double) {
+                            return Codes{codes[0] * kTop, codes[1] * kTop, codes[2] * kTop};
+                        },
+                        where);
+                    EXPECT_LE(worst, 1.5)
+                        << Tell(PixFmt::Yuv420p, spec, strategy) << ", " << width << "x" << height << ": " << where;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(YuvTest, ComeBackAsTheyWentAtEverySize) {
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (ColorSpec const& spec : kSpecs) {
+            for (auto const& [width, height] : {std::pair{64U, 36U}, {36U, 64U}, {33U, 17U}, {5U, 1U}}) {
+                CodesAt const at = [](double x, double y) {
+                    return Codes{70 + x + y, 122 + x / 8 - y / 16, 134 - x / 16 + y / 8};
+                };
+                intrusive_ptr<IDataVideo> data = Upload(MakeYuv(PixFmt::Yuv420p, width, height, spec, at));
+                // Drawn once, as an effect would: RGB in between.
+                intrusive_ptr<DataVideoOGL> const source(dynamic_cast<DataVideoOGL*>(data.get()));
+                intrusive_ptr<DataVideoOGL> const drawn = DataVideoOGL::Create(PixFmt::Rgb24, data->GetFrameInfo());
+                drawn->ConcatenateTasks(source);
+                drawn->AttachTask(LambdaTask::Make([source, raw = drawn.get()](ShaderStorage const& storage) {
+                    storage.FBO().Attach(raw->FrameData().GetFirstTexture());
+                    source->FrameData().Draw(storage.Quad(), storage);
+                }));
+                intrusive_ptr<DataVideoFF> const back = Download(drawn, 1);
+                EXPECT_EQ(back->GetColorSpec(), spec);
+                std::string where;
+                EXPECT_LE(FindWorst(*back, at, where), 2.5)  // codes were rounded, then 8-bit RGB, then codes again
+                    << Tell(PixFmt::Yuv420p, spec, strategy) << ", " << width << "x" << height << ": " << where;
+            }
+        }
+    }
+}
+
+TEST_F(YuvTest, UntaggedFramesAreReadAndWrittenByTheSamePractice) {
+    Rgba const color{0.9, 0.2, 0.1, 1};
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (unsigned const height : {576U, 720U}) {
+            ColorSpec const practice{height == 720 ? ColorMatrix::Bt709 : ColorMatrix::Bt601, ColorRange::Limited};
+            intrusive_ptr<DataVideoFF> const yuv = ToYuv420(Picture::Flat(8, height, color), {});
+            EXPECT_EQ(yuv->GetColorSpec(), practice);
+            std::array<double, 3> const codes = Apply(RgbToYuv(practice), {color[0], color[1], color[2]});
+            std::string where;
+            EXPECT_LE(FindWorst(
+                          *yuv,
+                          [&](double, double) {
+                              return Codes{codes[0] * kTop, codes[1] * kTop, codes[2] * kTop};
+                          },
+                          where),
+                      1.5)
+                << where;
+            yuv->SetColorSpec({});
+            EXPECT_TRUE(
+                IsNear(Show(yuv), Picture::Flat(8, height, color), 3.0 / kTop));  // a code is up to 2.1 steps of RGB
+        }
+    }
+}
+
+TEST_F(YuvTest, WhatIsTransparentLiesOverBlack) {
+    ColorSpec const spec{ColorMatrix::Bt709, ColorRange::Limited};
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (double const alpha : {0.0, 0.4, 1.0}) {
+            Picture const picture = Picture::Flat(6, 4, {1, 0.6, 0.2, alpha}, true);
+            std::array<double, 3> const codes = Apply(RgbToYuv(spec), {alpha, 0.6 * alpha, 0.2 * alpha});
+            std::string where;
+            EXPECT_LE(FindWorst(
+                          *ToYuv420(picture, spec),
+                          [&](double, double) {
+                              return Codes{codes[0] * kTop, codes[1] * kTop, codes[2] * kTop};
+                          },
+                          where),
+                      1.5)
+                << "alpha " << alpha << ": " << where;
+        }
+        // The colour under what is transparent must not bleed into what is beside it.
+        auto const striped = [](Rgba const& hidden) {
+            return Picture::Make(16, 8, true, [&](unsigned x, unsigned y) {
+                return (x + y) % 2 == 0 ? Rgba{0, 0, 1, 1} : hidden;
+            });
+        };
+        intrusive_ptr<DataVideoFF> const overBlack = ToYuv420(striped({0, 0, 0, 0}), spec);
+        intrusive_ptr<DataVideoFF> const overRed = ToYuv420(striped({1, 0, 0, 0}), spec);
+        ForEachSample(*overBlack, [&](int component, int x, int y, auto const& sample) {
+            AVFrame const& other = overRed->GetFrame();
+            int const seen = other.data[component][std::ptrdiff_t{other.linesize[component]} * y + x];
+            EXPECT_NEAR(seen, sample, 1) << "component " << component << " x " << x << " y " << y
+                                         << (strategy.convertsOnCpu ? ", software" : ", GPU");
+        });
+    }
+}
+
+TEST_F(YuvTest, AChromaEdgeStaysWhereItIs) {
+    constexpr unsigned kWidth = 32;
+    constexpr unsigned kHeight = 16;
+    constexpr unsigned kEdge = 16;  // the first column, or row, behind the edge
+    ColorSpec const spec{ColorMatrix::Bt709, ColorRange::Limited};
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        for (bool const isVertical : {true, false}) {
+            unsigned const edge = isVertical ? kEdge : kEdge / 2;
+            // Decoding: red difference steps up between two chroma samples.
+            CodesAt const at = [&](double x, double y) {
+                return Codes{126, 128, (isVertical ? x : y) < edge ? 100.0 : 156.0};
+            };
+            for (PixFmt const format : {PixFmt::Yuv420p, PixFmt::Nv12, PixFmt::Yuv420p10}) {
+                Picture const shown = Show(MakeYuv(format, kWidth, kHeight, spec, at));
+                auto const red = [&](unsigned along) {
+                    return isVertical ? shown.At(along, kHeight / 2)[0] : shown.At(kWidth / 2, along)[0];
+                };
+                double const low = red(0);
+                double const high = red(isVertical ? kWidth - 1 : kHeight - 1);
+                ASSERT_GT(high - low, 0.3);
+                EXPECT_NEAR(red(edge - 3), low, 0.01);
+                EXPECT_NEAR(red(edge + 1), high, 0.01);
+                EXPECT_LE(red(edge - 1), (low + high) / 2 + 0.01) << Tell(format, spec, strategy);
+                EXPECT_GE(red(edge), (low + high) / 2 - 0.01) << Tell(format, spec, strategy);
+            }
+            // Encoding: red on the far side of the edge, grey of the same lightness on the near one.
+            Picture const picture = Picture::Make(kWidth, kHeight, false, [&](unsigned x, unsigned y) {
+                return (isVertical ? x : y) < edge ? Rgba{0.2, 0.4, 0.4, 1} : Rgba{0.8, 0.2, 0.2, 1};
+            });
+            intrusive_ptr<DataVideoFF> const yuv = ToYuv420(picture, spec);
+            AVFrame const& av = yuv->GetFrame();
+            auto const cr = [&](unsigned along) {
+                unsigned const x = isVertical ? along : kWidth / 4;
+                unsigned const y = isVertical ? kHeight / 4 : along;
+                return static_cast<double>(av.data[2][std::ptrdiff_t{av.linesize[2]} * y + x]);
+            };
+            double const low = cr(0);
+            double const high = cr((isVertical ? kWidth : kHeight) / 2 - 1);
+            ASSERT_GT(high - low, 60);
+            // Averaging may reach over the edge a little, but must not move it by a pixel.
+            EXPECT_LE(cr(edge / 2 - 1), low + 0.15 * (high - low)) << Tell(PixFmt::Yuv420p, spec, strategy);
+            EXPECT_GE(cr(edge / 2), low + 0.7 * (high - low)) << Tell(PixFmt::Yuv420p, spec, strategy);
+            EXPECT_GE(cr(edge / 2 + 1), high - 1);
+        }
+    }
+}
+
+TEST_F(YuvTest, AFrameThatNothingChangesIsNotConverted) {
+    ScopedStrategy const scoped(kGpuStrategy);
+    CodesAt const at = [](double x, double y) { return Codes{x * 7, 255 - y * 9, x * y}; };
+    intrusive_ptr<DataVideoFF> const source = MakeYuv(PixFmt::Yuv420p, 21, 13, kSpecs[1], at);
+    for (int const mode : {0, 1}) {
+        intrusive_ptr<DataVideoFF> const back = Download(Upload(source), mode);
+        ASSERT_EQ(back->GetPixFmt(), PixFmt::Yuv420p);
+        ForEachSample(*back, [&](int component, int x, int y, auto const& sample) {
+            AVFrame const& av = source->GetFrame();
+            ASSERT_EQ(sample, av.data[component][std::ptrdiff_t{av.linesize[component]} * y + x]);
+        });
+    }
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests
