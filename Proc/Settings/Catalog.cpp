@@ -1,3 +1,4 @@
+#include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -16,9 +17,9 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 }  // namespace
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
-    return MakeEach<SettingsEffectBlurGaussian, SettingsFrameUploader, SettingsFrameDownloader,
-                    SettingsTransitionRoll, SettingsTransitionRippleSmooth, SettingsTransitionLens,
-                    SettingsTransitionPush, SettingsTransitionScale, SettingsTransitionZoom,
+    return MakeEach<SettingsEffectBlurGaussian, SettingsEffectVideoFadeInFadeOut, SettingsFrameUploader,
+                    SettingsFrameDownloader, SettingsTransitionRoll, SettingsTransitionRippleSmooth,
+                    SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionScale, SettingsTransitionZoom,
                     SettingsTransitionKenBurns, SettingsTransitionCrossfade, SettingsTransitionSlide,
                     SettingsTransitionSpin>();
 }

@@ -7,6 +7,7 @@
 #include "Proc/Effects/EffectsOgl/FrameUploader.h"
 #include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
+#include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -15,6 +16,7 @@
 namespace Kaltor::Ogl {
 
 class EffectBlur;
+class EffectFadeInFadeOut;
 
 class TransitionRoll;
 class TransitionRippleSmooth;
@@ -68,6 +70,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     srand(static_cast<unsigned>(time(nullptr)));
 
     RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);
+    RegisterOne<SettingsEffectVideoFadeInFadeOut>(registry, &CreateEffect<EffectFadeInFadeOut>);
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
 

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Settings/SettingsColorEffects.h"
+
+namespace Kaltor::Ogl {
+
+/// Fades with `progress`, 0 nothing and 1 the picture itself: by alpha where the output has it, else from black.
+/// Embedded by transitions that fade.
+class EffectFadeInFadeOut final : public EffectWithSettings<Proc::SettingsEffectVideoFadeInFadeOut> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
+                    OglCache* cache) const override;
+};
+
+}  // namespace Kaltor::Ogl
