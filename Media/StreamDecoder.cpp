@@ -11,8 +11,8 @@ namespace {
 
 /// Larger pictures than this are taken for damaged headers: a megapixel costs four megabytes and more.
 constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
-/// Demuxers mostly find the next good packet after damage; this many failures in a row are an end.
-constexpr int kMostUnreadable = 1000;
+/// Demuxers and decoders mostly find the next good packet after damage; this many failures in a row are an end.
+constexpr int kMostFailures = 1000;
 
 }  // namespace
 
@@ -49,28 +49,25 @@ void StreamDecoder::NoteDamage(std::int64_t time, int error) {
 
 void StreamDecoder::Flush() {
     avcodec_flush_buffers(codec.get());
-    isDraining = false;
-    unreadable = 0;
+    failures = 0;
     packetEnd = frameEnd = AV_NOPTS_VALUE;
     damage.reset();
 }
 
-bool StreamDecoder::FeedPacket() {
+void StreamDecoder::FeedPacket() {
     int const read = demuxer.Read(*packet);
     if (read < 0) {
         if (read != AVERROR_EOF) {
             NoteDamage(packetEnd, read);
-            if (read == AVERROR_INVALIDDATA && ++unreadable < kMostUnreadable) {
-                return true;
+            if (read == AVERROR_INVALIDDATA && ++failures < kMostFailures) {
+                return;
             }
         }
-        isDraining = true;
         avcodec_send_packet(codec.get(), nullptr);
-        return false;
+        return;
     }
-    unreadable = 0;
     if (packet->stream_index != stream.index) {
-        return true;
+        return;
     }
     std::int64_t const time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
     if (time != AV_NOPTS_VALUE) {
@@ -85,7 +82,6 @@ bool StreamDecoder::FeedPacket() {
     if (sent < 0 && sent != AVERROR_EOF) {
         NoteDamage(time, sent);
     }
-    return true;
 }
 
 Proc::AvFramePtr StreamDecoder::Next() {
@@ -94,6 +90,7 @@ Proc::AvFramePtr StreamDecoder::Next() {
         ClearFfmpegLog();
         int const result = avcodec_receive_frame(codec.get(), frame.get());
         if (result == 0) {
+            failures = 0;
             frame->pts = frame->best_effort_timestamp;
             bool const isDamaged =
                 (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0;
@@ -111,7 +108,7 @@ Proc::AvFramePtr StreamDecoder::Next() {
             FeedPacket();
             continue;
         }
-        if (result == AVERROR_EOF || isDraining) {
+        if (result == AVERROR_EOF || ++failures > kMostFailures) {
             // Packets at the end that gave no picture.
             bool const isShort = frameEnd == AV_NOPTS_VALUE ? packetEnd != AV_NOPTS_VALUE : frameEnd < packetEnd;
             if (isShort && stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !damage) {

@@ -27,16 +27,15 @@ public:
     std::string const& GetDamageText() const { return damageText; }
 
 private:
-    /// False at the end of the file.
-    bool FeedPacket();
+    /// The next packet, or the end, to the decoder.
+    void FeedPacket();
     void NoteDamage(std::int64_t time, int error);
 
     Demuxer& demuxer;
     AVStream& stream;
     CodecContextPtr codec;
     PacketPtr packet;
-    bool isDraining = false;
-    int unreadable = 0;
+    int failures = 0;  ///< in a row
     std::int64_t packetEnd = AV_NOPTS_VALUE;  ///< of the packet that reaches farthest
     std::int64_t frameEnd = AV_NOPTS_VALUE;   ///< of the last good frame
     std::optional<std::int64_t> damage;
