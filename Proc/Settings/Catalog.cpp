@@ -2,6 +2,7 @@
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Proc/Settings/SettingsWipeTransitions.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Proc {
@@ -18,10 +19,13 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
     return MakeEach<SettingsEffectBlurGaussian, SettingsEffectVideoFadeInFadeOut, SettingsFrameUploader,
-                    SettingsFrameDownloader, SettingsTransitionRoll, SettingsTransitionRippleSmooth,
-                    SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionScale, SettingsTransitionZoom,
-                    SettingsTransitionKenBurns, SettingsTransitionCrossfade, SettingsTransitionSlide,
-                    SettingsTransitionSpin>();
+                    SettingsFrameDownloader, SettingsTransitionRoll, SettingsTransitionPinwheel,
+                    SettingsTransitionRippleSmooth, SettingsTransitionSpiral, SettingsTransitionLens,
+                    SettingsTransitionPush, SettingsTransitionBlinds, SettingsTransitionScale, SettingsTransitionZoom,
+                    SettingsTransitionBlur, SettingsTransitionKenBurns, SettingsTransitionCrossfade,
+                    SettingsTransitionSnake, SettingsTransitionCircle, SettingsTransitionWipe, SettingsTransitionSlide,
+                    SettingsTransitionRadial, SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor,
+                    SettingsTransitionCross, SettingsTransitionFlash, SettingsTransitionSpin>();
 }
 
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {

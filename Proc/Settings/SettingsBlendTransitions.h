@@ -11,4 +11,34 @@ public:
     static std::vector<Field> DeclareFields() { return {}; }
 };
 
+class SettingsTransitionFadeInFadeOut final : public SettingsOf<SettingsTransitionFadeInFadeOut> {
+public:
+    static inline std::string const CLASS_ID = "TransitionFadeInFadeOut";
+
+    static std::vector<Field> DeclareFields() { return {}; }
+};
+
+class SettingsTransitionFlash final : public SettingsOf<SettingsTransitionFlash> {
+public:
+    static inline std::string const CLASS_ID = "TransitionFlash";
+
+    static std::vector<Field> DeclareFields() { return {}; }
+};
+
+class SettingsTransitionBlur final : public SettingsOf<SettingsTransitionBlur> {
+public:
+    static inline std::string const CLASS_ID = "TransitionBlur";
+
+    std::int32_t GetMode() const { return mode; }
+    void SetMode(std::int32_t value) { mode = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("mode", &SettingsTransitionBlur::mode, {{0, "incoming"}, {1, "outgoing"}, {2, "both"}},
+                              "which picture is out of focus")};
+    }
+
+private:
+    std::int32_t mode = 2;
+};
+
 }  // namespace Kaltor::Proc

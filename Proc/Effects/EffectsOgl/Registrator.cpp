@@ -11,6 +11,7 @@
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Proc/Settings/SettingsWipeTransitions.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -19,14 +20,26 @@ class EffectBlur;
 class EffectFadeInFadeOut;
 
 class TransitionRoll;
+class TransitionPinwheel;
 class TransitionRippleSmooth;
+class TransitionSpiral;
 class TransitionLens;
 class TransitionPush;
+class TransitionBlinds;
 class TransitionScale;
 class TransitionZoom;
+class TransitionBlur;
 class TransitionKenBurns;
 class TransitionCrossfade;
+class TransitionSnake;
+class TransitionCircle;
+class TransitionWipe;
 class TransitionSlide;
+class TransitionRadial;
+class TransitionSlidingDoor;
+class TransitionBarnDoor;
+class TransitionCross;
+class TransitionFlash;
 class TransitionSpin;
 
 }  // namespace Kaltor::Ogl
@@ -75,13 +88,25 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
 
     RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);
+    RegisterTwo<SettingsTransitionPinwheel>(registry, &Create<TransitionPinwheel>);
     RegisterTwo<SettingsTransitionRippleSmooth>(registry, &Create<TransitionRippleSmooth>);
+    RegisterTwo<SettingsTransitionSpiral>(registry, &Create<TransitionSpiral>);
     RegisterTwo<SettingsTransitionLens>(registry, &Create<TransitionLens>);
     RegisterTwo<SettingsTransitionPush>(registry, &Create<TransitionPush>);
+    RegisterTwo<SettingsTransitionBlinds>(registry, &Create<TransitionBlinds>);
     RegisterTwo<SettingsTransitionScale>(registry, &Create<TransitionScale>);
     RegisterTwo<SettingsTransitionZoom>(registry, &Create<TransitionZoom>);
+    RegisterTwo<SettingsTransitionBlur>(registry, &Create<TransitionBlur>);
     RegisterTwo<SettingsTransitionKenBurns>(registry, &Create<TransitionKenBurns>);
     RegisterTwo<SettingsTransitionCrossfade>(registry, &Create<TransitionCrossfade>);
+    RegisterTwo<SettingsTransitionSnake>(registry, &Create<TransitionSnake>);
+    RegisterTwo<SettingsTransitionCircle>(registry, &Create<TransitionCircle>);
+    RegisterTwo<SettingsTransitionWipe>(registry, &Create<TransitionWipe>);
     RegisterTwo<SettingsTransitionSlide>(registry, &Create<TransitionSlide>);
+    RegisterTwo<SettingsTransitionRadial>(registry, &Create<TransitionRadial>);
+    RegisterTwo<SettingsTransitionSlidingDoor>(registry, &Create<TransitionSlidingDoor>);
+    RegisterTwo<SettingsTransitionBarnDoor>(registry, &Create<TransitionBarnDoor>);
+    RegisterTwo<SettingsTransitionCross>(registry, &Create<TransitionCross>);
+    RegisterTwo<SettingsTransitionFlash>(registry, &Create<TransitionFlash>);
     RegisterTwo<SettingsTransitionSpin>(registry, &Create<TransitionSpin>);
 }

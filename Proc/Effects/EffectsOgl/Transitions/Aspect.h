@@ -2,6 +2,7 @@
 
 #include <glm/vec2.hpp>
 
+#include "Conf/FrameInfo.h"
 #include "Ogl/Frame.h"
 
 namespace Kaltor::Ogl {
@@ -12,6 +13,11 @@ inline glm::vec2 GetTexelAspect(Frame const& frame) {
     auto const width = static_cast<float>(frame.GetWidth());
     auto const height = static_cast<float>(frame.GetHeight());
     return {width < height ? width / height : 1.0F, height < width ? height / width : 1.0F};
+}
+
+/// Width to height of a picture as it is shown.
+inline double GetDisplayAspect(Conf::FrameInfo const& info) {
+    return static_cast<double>(info.width * info.pixelAspectX) / static_cast<double>(info.height * info.pixelAspectY);
 }
 
 }  // namespace Kaltor::Ogl

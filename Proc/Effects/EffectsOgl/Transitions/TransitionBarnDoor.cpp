@@ -1,0 +1,72 @@
+// Doors with one picture on them slide over the other one: two with a horizontal or a vertical seam, or the four
+// quarters. The outgoing picture opens, or the incoming one closes. A door's picture moves with it; what leaves the
+// screen is cut.
+
+#include <vector>
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Settings/SettingsWipeTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr std::int32_t kLastMode = 5;
+
+/// A stretch of the picture along one axis, and where on the screen it stands.
+struct Stretch {
+    float texture0, texture1, clip0, clip1;
+};
+
+/// `opening` is 0 for closed doors and 1 for doors that are gone.
+PackedQuad MakeDoors(std::int32_t mode, float opening) {
+    Stretch const whole{0.0F, 1.0F, -1.0F, 1.0F};
+    Stretch const low{opening / 2.0F, 0.5F, -1.0F, -opening};
+    Stretch const high{0.5F, (2.0F - opening) / 2.0F, opening, 1.0F};
+    std::vector<Stretch> const halves{low, high};
+    std::vector<Stretch> const columns = mode <= 1 ? std::vector{whole} : halves;
+    std::vector<Stretch> const rows = mode == 2 || mode == 3 ? std::vector{whole} : halves;
+
+    PackedQuad doors;
+    doors.indices.reserve(6 * columns.size() * rows.size());
+    doors.vertices.reserve(16 * columns.size() * rows.size());
+    int counter = 0;
+    for (Stretch const& row : rows) {
+        for (Stretch const& column : columns) {
+            MakeQuadIdx(counter, doors.indices);
+            MakeQuad(column.texture0, row.texture0, column.clip0, row.clip0, column.texture1, row.texture1,
+                     column.clip1, row.clip1, doors.vertices);
+        }
+    }
+    return doors;
+}
+
+}  // namespace
+
+class TransitionBarnDoor final : public TransitionWithSettings<Proc::SettingsTransitionBarnDoor> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        std::int32_t const mode = settings.GetMode();
+        AttachTarget(*dst, storage);
+        if (mode < 0 || mode > kLastMode) {  // no doors
+            second->FrameData().Draw(storage.Quad(), storage);
+            return;
+        }
+        bool const isOpening = mode % 2 != 0;
+        Frame const doors = (isOpening ? first : second)->FrameData();
+        Frame const behind = (isOpening ? second : first)->FrameData();
+        auto const opening = static_cast<float>(isOpening ? progress : 1.0 - progress);
+        if (opening == 0.0F) {  // the doors are the picture, to the byte
+            doors.Draw(storage.Quad(), storage);
+            return;
+        }
+        behind.Draw(storage.Quad(), storage);
+        doors.Draw(Quad(MakeDoors(mode, opening), GL_STREAM_DRAW), storage);
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionBarnDoor>();
+
+}  // namespace Kaltor::Ogl

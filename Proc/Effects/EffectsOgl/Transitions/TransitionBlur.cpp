@@ -1,0 +1,48 @@
+// Cross-fades while the outgoing picture goes out of focus, or the incoming one comes into focus, or both. A blurred
+// picture never gets quite sharp, at its end of the time either.
+
+#include <algorithm>
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr std::int32_t kIncoming = 0;
+constexpr std::int32_t kBoth = 2;
+
+/// Blurs from 1.5 texels' worth at `strength` 0 to 6.5 at 1.
+void Blur(DataVideoOGL* target, Src const& picture, double time, double strength, ShaderStorage const& storage) {
+    Conf::FrameInfo const& info = picture->GetFrameInfo();
+    EffectBlur(3.0 * (5.0 / 3.0 * strength + 0.5) / std::max(info.width, info.height))
+        .Processing(target, picture, time, strength, storage, nullptr);
+}
+
+}  // namespace
+
+class TransitionBlur final : public TransitionWithSettings<Proc::SettingsTransitionBlur> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        if (settings.GetMode() == kBoth) {
+            Src const middle = DataVideoOGL::Create(dst->GetPixFmt(), second->GetFrameInfo());
+            Blur(middle.get(), second, time, 1.0 - progress, storage);
+            Blur(dst, first, time, progress, storage);
+            AttachTarget(*dst, storage);
+            BlendConstantAlpha(middle->FrameData(), progress, storage);
+            return;
+        }
+        bool const isIncoming = settings.GetMode() == kIncoming;
+        double const strength = isIncoming ? 1.0 - progress : progress;
+        Blur(dst, isIncoming ? second : first, time, strength, storage);
+        AttachTarget(*dst, storage);
+        BlendConstantAlpha((isIncoming ? first : second)->FrameData(), strength, storage);
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionBlur>();
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,85 @@
+// The outgoing picture is cut along its diagonals into four triangles that fly apart. The cuts are faded out over 1/200
+// of the picture, at the start too. Behind them the incoming picture stands, or scrolls up by one picture's height.
+
+#include "Ogl/GlState.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Settings/SettingsWipeTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kFragment[] = R"glsl(#version 120
+uniform sampler2D tex0;
+varying vec2 TexCoord0;
+void main() {
+    float d1 = abs(TexCoord0.s - TexCoord0.t);
+    float d2 = abs(TexCoord0.s + TexCoord0.t - 1.0);
+    gl_FragColor = vec4(texture2D(tex0, TexCoord0).rgb, min(200.0 * min(d1, d2), 1.0));
+}
+)glsl";
+
+/// Each piece is what of its triangle is still on the screen: where its cuts meet the screen's edge, its apex, where
+/// the other cut meets, the middle of the edge. `k` is how far it flew, in clip units.
+PackedQuad MakePieces(float k) {
+    float const h = k / 2.0F;
+    float const g = 1.0F - k / 2.0F;
+    float const m = 0.5F;
+    PackedQuad pieces;
+    pieces.indices.reserve(24);
+    pieces.vertices.reserve(64);
+    int counter = 0;
+    for (int piece = 0; piece < 4; ++piece) {
+        MakeQuadIdx(counter, pieces.indices);
+    }
+    MakeQuad(h, h, -1.0F, k - 1.0F, m, m, -k, 0.0F, h, g, -1.0F, 1.0F - k, h, m, -1.0F, 0.0F, pieces.vertices);
+    MakeQuad(h, h, k - 1.0F, -1.0F, m, m, 0.0F, -k, g, h, 1.0F - k, -1.0F, m, h, 0.0F, -1.0F, pieces.vertices);
+    MakeQuad(h, g, k - 1.0F, 1.0F, m, m, 0.0F, k, g, g, 1.0F - k, 1.0F, m, g, 0.0F, 1.0F, pieces.vertices);
+    MakeQuad(g, g, 1.0F, 1.0F - k, m, m, k, 0.0F, g, h, 1.0F, k - 1.0F, g, m, 1.0F, 0.0F, pieces.vertices);
+    return pieces;
+}
+
+/// The picture twice, one above the other; they meet at `2 k - 1`.
+PackedQuad MakeScroll(float k) {
+    float const seam = 2.0F * k - 1.0F;
+    PackedQuad scroll;
+    int counter = 0;
+    for (float const low : {seam, seam - 2.0F}) {
+        MakeQuadIdx(counter, scroll.indices);
+        MakeQuad(0.0F, 0.0F, -1.0F, low, 1.0F, 1.0F, 1.0F, low + 2.0F, scroll.vertices);
+    }
+    return scroll;
+}
+
+}  // namespace
+
+class TransitionCross final : public TransitionWithSettings<Proc::SettingsTransitionCross> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        auto const k = static_cast<float>(progress);
+        Quad const pieces(MakePieces(k), GL_STREAM_DRAW);
+        Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
+        Frame const incoming = second->FrameData();
+        AttachTarget(*dst, storage);
+        if (settings.GetScroll() && k != 1.0F) {
+            incoming.Draw(Quad(MakeScroll(k), GL_STREAM_DRAW), storage);
+        } else {
+            incoming.Draw(storage.Quad(), storage);
+        }
+
+        EnableState const blend(GL_BLEND);
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+        Shader const& shader = storage.MakeShader("TransitionCross", kQuadVertex, kFragment);
+        shader.Use();
+        shader.Uniform("tex0", 0);
+        outgoing.GetFirstTexture().Use(0);
+        pieces.Activate();
+        pieces.Draw();
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionCross>();
+
+}  // namespace Kaltor::Ogl
