@@ -23,9 +23,10 @@ std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
                     SettingsTransitionRippleSmooth, SettingsTransitionSpiral, SettingsTransitionLens,
                     SettingsTransitionPush, SettingsTransitionBlinds, SettingsTransitionScale, SettingsTransitionZoom,
                     SettingsTransitionBlur, SettingsTransitionKenBurns, SettingsTransitionCrossfade,
-                    SettingsTransitionSnake, SettingsTransitionCircle, SettingsTransitionWipe, SettingsTransitionSlide,
-                    SettingsTransitionRadial, SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor,
-                    SettingsTransitionCross, SettingsTransitionFlash, SettingsTransitionSpin>();
+                    SettingsTransitionFadeInFadeOut, SettingsTransitionSnake, SettingsTransitionCircle,
+                    SettingsTransitionWipe, SettingsTransitionSlide, SettingsTransitionRadial,
+                    SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor, SettingsTransitionCross,
+                    SettingsTransitionFlash, SettingsTransitionSpin>();
 }
 
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {

@@ -31,6 +31,7 @@ class TransitionZoom;
 class TransitionBlur;
 class TransitionKenBurns;
 class TransitionCrossfade;
+class TransitionFadeInFadeOut;
 class TransitionSnake;
 class TransitionCircle;
 class TransitionWipe;
@@ -99,6 +100,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionBlur>(registry, &Create<TransitionBlur>);
     RegisterTwo<SettingsTransitionKenBurns>(registry, &Create<TransitionKenBurns>);
     RegisterTwo<SettingsTransitionCrossfade>(registry, &Create<TransitionCrossfade>);
+    RegisterTwo<SettingsTransitionFadeInFadeOut>(registry, &Create<TransitionFadeInFadeOut>);
     RegisterTwo<SettingsTransitionSnake>(registry, &Create<TransitionSnake>);
     RegisterTwo<SettingsTransitionCircle>(registry, &Create<TransitionCircle>);
     RegisterTwo<SettingsTransitionWipe>(registry, &Create<TransitionWipe>);
