@@ -39,9 +39,17 @@ inline std::int16_t Centred(Sample sample) {
 }
 
 template <typename Sample>
-void AddWeighted(Sample const* __restrict chroma, std::int16_t weight, int count, std::int16_t* __restrict sum) {
+void WeighChroma(Sample const* __restrict cb, Sample const* __restrict cr, YuvToRgbConverter::Coefficients const& by,
+                 int count, std::int16_t* __restrict red, std::int16_t* __restrict green,
+                 std::int16_t* __restrict blue) {
+    YuvToRgbConverter::Coefficients const weights = by;  // a copy that no output can alias
     for (int i = 0; i < count; ++i) {
-        sum[i] = static_cast<std::int16_t>(sum[i] + UpperHalf(Centred(chroma[i]), weight));
+        std::int16_t const blueness = Centred(cb[i]);
+        std::int16_t const redness = Centred(cr[i]);
+        red[i] = static_cast<std::int16_t>(weights.offset + UpperHalf(redness, weights.crToRed));
+        green[i] = static_cast<std::int16_t>(weights.offset + UpperHalf(blueness, weights.cbToGreen) +
+                                             UpperHalf(redness, weights.crToGreen));
+        blue[i] = static_cast<std::int16_t>(weights.offset + UpperHalf(blueness, weights.cbToBlue));
     }
 }
 
@@ -107,7 +115,7 @@ void YuvToRgbConverter::FillChroma(AVFrame const& source, int row, int width) {
     int const count = isHalved ? (width + 1) / 2 : width;
     ChromaRow& sums = isHalved ? subsampled : full;
     for (std::vector<std::int16_t>* const sum : {&sums.red, &sums.green, &sums.blue}) {
-        sum->assign(static_cast<std::size_t>(count), coefficients.offset);
+        sum->resize(static_cast<std::size_t>(count));
     }
     Sample const* blueDifference = RowOf<Sample>(source, 1, row);
     Sample const* redDifference = RowOf<Sample>(source, from.planes == 3 ? 2 : 1, row);
@@ -123,10 +131,8 @@ void YuvToRgbConverter::FillChroma(AVFrame const& source, int row, int width) {
             redDifference = cr.data();
         }
     }
-    AddWeighted(redDifference, coefficients.crToRed, count, sums.red.data());
-    AddWeighted(blueDifference, coefficients.cbToGreen, count, sums.green.data());
-    AddWeighted(redDifference, coefficients.crToGreen, count, sums.green.data());
-    AddWeighted(blueDifference, coefficients.cbToBlue, count, sums.blue.data());
+    WeighChroma(blueDifference, redDifference, coefficients, count, sums.red.data(), sums.green.data(),
+                sums.blue.data());
     if (isHalved) {
         for (auto const channel : {&ChromaRow::red, &ChromaRow::green, &ChromaRow::blue}) {
             (full.*channel).resize(static_cast<std::size_t>(count) * 2);

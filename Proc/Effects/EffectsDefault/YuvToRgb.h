@@ -12,6 +12,16 @@ namespace Kaltor::Proc {
 /// off by up to 2.9 / 255 and not faster, its accurate one takes ten times as long and wraps bright colours round.
 class YuvToRgbConverter {
 public:
+    /// A step of one sample, in 2^-kFraction of an 8-bit step, times 2^bits.
+    struct Coefficients {
+        std::uint16_t luma;
+        std::int16_t crToRed;
+        std::int16_t cbToGreen;
+        std::int16_t crToGreen;
+        std::int16_t cbToBlue;
+        std::int16_t offset;  ///< of black, and half of the last place
+    };
+
     /// `spec` must be resolved.
     YuvToRgbConverter(PixFmt source, PixFmt target, ColorSpec const& spec);
 
@@ -23,15 +33,6 @@ public:
     void Convert(AVFrame const& source, AVFrame& target);
 
 private:
-    /// A step of one sample, in 2^-kFraction of an 8-bit step, times 2^bits.
-    struct Coefficients {
-        std::uint16_t luma;
-        std::int16_t crToRed;
-        std::int16_t cbToGreen;
-        std::int16_t crToGreen;
-        std::int16_t cbToBlue;
-        std::int16_t offset;  ///< of black, and half of the last place
-    };
     /// What chroma adds to each channel, one value a pixel.
     struct ChromaRow {
         std::vector<std::int16_t> red;
