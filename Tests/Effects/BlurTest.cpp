@@ -1,0 +1,178 @@
+// The Gaussian blur against its sum, computed here in double precision with texels clamped to the edge.
+
+#include <cmath>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
+#include "Tests/Support/GlFixture.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+/// The taps, and ways to get them a little wrong.
+struct Taps {
+    int size;
+    double sigma;
+    double norm;
+    int spacing = 2;
+
+    Taps(unsigned width, unsigned height, double scale) {
+        auto const radius = std::max(static_cast<float>(std::max(width, height) * scale / 3.0), 0.34F);
+        size = static_cast<int>(radius * 3.0);
+        double const s = size * 0.333333;
+        sigma = -0.5 / (s * s);
+        double sum = 1.0;
+        for (int i = 1; i <= size; ++i) {
+            sum += 2.0 * std::exp(sigma * i * i);
+        }
+        norm = 1.0 / sum;
+    }
+};
+
+Picture BlurAlong(Picture const& picture, Taps const& taps, bool isVertical) {
+    std::vector<double> weights;
+    for (int i = 0; i <= taps.size; ++i) {
+        weights.push_back(std::exp(taps.sigma * i * i) * taps.norm);
+    }
+    int const side = static_cast<int>(isVertical ? picture.height : picture.width);
+    return Picture::Make(picture.width, picture.height, picture.hasAlpha, [&](unsigned x, unsigned y) {
+        auto const at = [&](int along) -> Rgba const& {
+            auto const clamped = static_cast<unsigned>(std::clamp(along, 0, side - 1));
+            return isVertical ? picture.At(x, clamped) : picture.At(clamped, y);
+        };
+        int const here = static_cast<int>(isVertical ? y : x);
+        Rgba sum{};
+        for (int i = -taps.size; i <= taps.size; ++i) {
+            Rgba const& pixel = at(here + taps.spacing * i);
+            for (std::size_t c = 0; c < sum.size(); ++c) {
+                sum[c] += pixel[c] * weights[static_cast<std::size_t>(std::abs(i))];
+            }
+        }
+        return sum;
+    });
+}
+
+Picture Blur(Picture const& picture, Taps const& taps) {
+    return BlurAlong(BlurAlong(picture, taps, false), taps, true);
+}
+
+Proc::SettingsEffectBlurGaussian WithScale(double scale) {
+    Proc::SettingsEffectBlurGaussian settings;
+    settings.SetScale(scale);
+    return settings;
+}
+
+/// Between the two passes of the sum a picture has 8 bits: half a step more than what comes out in one go.
+constexpr double kTwoPasses = 1.5 / 255.0;
+/// Reduced pictures have 16 bits.
+constexpr double kReduced = 1.0 / 255.0;
+constexpr int kMostSummed = 14;
+
+TEST(BlurKernels, HaveTheirSizeAndSigma) {
+    EXPECT_EQ(Ogl::BlurKernel(1920, 1080, 0.02).size, 38);
+    EXPECT_EQ(Ogl::BlurKernel(1080, 1920, 0.02).size, 38);
+    EXPECT_EQ(Ogl::BlurKernel(1920, 1080, 0.002).size, 3);
+    for (double const scale : {0.0, -1.0}) {
+        Ogl::BlurKernel const least(1920, 1080, scale);
+        EXPECT_EQ(least.size, 1);
+        EXPECT_NEAR(least.sigma, -4.5, 1e-4);
+        EXPECT_NEAR(least.norm, 1.0 / (1.0 + 2.0 * std::exp(-4.5)), 1e-5);
+    }
+    for (unsigned const side : {1U, 33U, 640U, 1920U}) {
+        for (double const scale : {0.001, 0.01, 0.05, 1.0}) {
+            Ogl::BlurKernel const kernel(side, 1, scale);
+            Taps const taps(side, 1, scale);
+            EXPECT_EQ(kernel.size, taps.size);
+            EXPECT_NEAR(kernel.sigma, taps.sigma, std::abs(taps.sigma) * 1e-5);
+            EXPECT_NEAR(kernel.norm, taps.norm, taps.norm * 1e-5);
+        }
+    }
+}
+
+using BlurTest = GlTest;
+
+TEST_F(BlurTest, IsTheSumAtEverySizeAndStrategy) {
+    struct Case {
+        unsigned width;
+        unsigned height;
+        double scale;
+    };
+    // A size of 1, sizes to both sides of the switch between two ways of drawing, and taps beyond the whole picture.
+    for (Case const& c :
+         {Case{96, 54, 0.0}, Case{96, 54, 0.05}, Case{54, 96, 0.05}, Case{100, 60, 0.1455}, Case{100, 60, 0.1555},
+          Case{60, 100, 0.1555}, Case{97, 31, 0.3}, Case{1, 64, 0.1}, Case{1, 64, 0.5}, Case{64, 1, 0.5},
+          Case{1, 1, 1.0}, Case{2, 3, 1.0}, Case{40, 40, 1.0}, Case{33, 17, 0.7}}) {
+        Taps const taps(c.width, c.height, c.scale);
+        for (bool const hasAlpha : {false, true}) {
+            Picture const picture = Picture::Noise(c.width, c.height, hasAlpha);
+            Picture const expected = Blur(picture, taps);
+            for (Ogl::FrameStrategy const& strategy : {kSoftwareStrategy, kGpuStrategy}) {
+                ScopedStrategy const scoped(strategy);
+                bool const isReduced = strategy.areFetchesDear && taps.size > kMostSummed;
+                EXPECT_TRUE(IsNear(Run(WithScale(c.scale), picture), expected, isReduced ? kReduced : kTwoPasses))
+                    << fmt::format("{}x{}, scale {}, size {}, {}, {}", c.width, c.height, c.scale, taps.size,
+                                   hasAlpha ? "with alpha" : "opaque", strategy.areFetchesDear ? "software" : "GPU");
+            }
+        }
+    }
+}
+
+TEST_F(BlurTest, TheSwitchIsWhereTheTestsLookForIt) {
+    EXPECT_EQ(Taps(100, 60, 0.1455).size, kMostSummed);
+    EXPECT_EQ(Taps(100, 60, 0.1555).size, kMostSummed + 1);
+}
+
+TEST_F(BlurTest, HoldsOnFinePicturesOfRealSize) {
+    constexpr unsigned kWidth = 480;
+    constexpr unsigned kHeight = 270;
+    Taps const taps(kWidth, kHeight, 0.08);
+    ASSERT_EQ(taps.size, 38);
+    for (Picture const& picture : {Picture::ZonePlate(kWidth, kHeight), Picture::Noise(kWidth, kHeight)}) {
+        Picture const expected = Blur(picture, taps);
+        {
+            ScopedStrategy const scoped(kSoftwareStrategy);
+            EXPECT_TRUE(IsNear(Run(WithScale(0.08), picture), expected, kReduced));
+        }
+        ScopedStrategy const scoped(kGpuStrategy);
+        EXPECT_TRUE(IsNear(Run(WithScale(0.08), picture), expected, kTwoPasses));
+    }
+}
+
+TEST_F(BlurTest, WouldShowAKernelThatIsALittleOff) {
+    // Impulses and an edge: what each mistake changes is far from averaging out.
+    Picture const picture = Picture::Make(96, 54, false, [](unsigned x, unsigned y) {
+        bool const isImpulse = x % 24 == 7 && y % 18 == 5;
+        return Rgba{x > 50 ? 1.0 : 0.0, isImpulse ? 1.0 : 0.0, y > 20 ? 1.0 : 0.0, 1};
+    });
+    for (double const scale : {0.05, 0.2}) {
+        Picture const actual = Run(WithScale(scale), picture);
+        Taps const right(96, 54, scale);
+        EXPECT_TRUE(IsNear(actual, Blur(picture, right), kTwoPasses));
+        Taps narrow = right;
+        narrow.spacing = 1;
+        Taps weak = right;
+        weak.sigma *= 1.1;
+        Taps dark = right;
+        dark.norm *= 0.99;
+        Taps doubled = right;  // the centre counted twice in the norm
+        doubled.norm = 1.0 / (1.0 / right.norm + 1.0);
+        for (Taps const& wrong : {narrow, weak, dark, doubled}) {
+            EXPECT_FALSE(IsNear(actual, Blur(picture, wrong), kTwoPasses)) << "scale " << scale;
+        }
+        EXPECT_FALSE(IsNear(actual, BlurAlong(picture, right, false), kTwoPasses)) << "rows only";
+        EXPECT_FALSE(IsNear(actual, BlurAlong(picture, right, true), kTwoPasses)) << "columns only";
+    }
+}
+
+TEST_F(BlurTest, IsTheSameOnEveryFrame) {
+    Picture const picture = Picture::Noise(40, 30);
+    Picture const first = Run(WithScale(0.1), picture, {.progress = 0.0, .seconds = 0.0});
+    EXPECT_TRUE(IsNear(Run(WithScale(0.1), picture, {.progress = 0.7, .seconds = 12.5}), first, 0.0));
+    EXPECT_TRUE(IsNear(Run(WithScale(0.1), picture, {.progress = -3.0, .seconds = -1.0}), first, 0.0));
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests

@@ -1,0 +1,309 @@
+// The plug-in as the host sees it: its symbols, its rows, the order of the operations that both sides count on.
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <stdexcept>
+
+#include <elf.h>
+#include <gmock/gmock.h>
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Interfaces/IEffectRegistry.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsServices.h"
+#include "Tests/Support/GlFixture.h"
+
+// The plug-in's own objects are linked into this program.
+extern "C" void Registrator(Kaltor::Proc::IEffectRegistry& registry);
+
+namespace Kaltor::Tests {
+namespace {
+
+using boost::intrusive_ptr;
+
+/// Names of the symbols that a shared object defines for others, from its dynamic symbol table.
+std::vector<std::string> ListExports(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> const bytes{std::istreambuf_iterator<char>(file), {}};
+    auto const read = [&bytes](auto& target, std::size_t offset) {
+        ASSERT_LE(offset + sizeof(target), bytes.size());
+        std::memcpy(&target, &bytes[offset], sizeof(target));
+    };
+    Elf64_Ehdr header{};
+    read(header, 0);
+    EXPECT_EQ(std::memcmp(header.e_ident, ELFMAG, SELFMAG), 0) << path << " is no ELF file";
+    auto const section = [&](std::size_t index) {
+        Elf64_Shdr found{};
+        read(found, header.e_shoff + index * header.e_shentsize);
+        return found;
+    };
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < header.e_shnum; ++i) {
+        Elf64_Shdr const table = section(i);
+        if (table.sh_type != SHT_DYNSYM) {
+            continue;
+        }
+        Elf64_Shdr const texts = section(table.sh_link);
+        for (std::size_t at = 0; at < table.sh_size; at += sizeof(Elf64_Sym)) {
+            Elf64_Sym symbol{};
+            read(symbol, table.sh_offset + at);
+            bool const isLocal = ELF64_ST_BIND(symbol.st_info) == STB_LOCAL;
+            if (symbol.st_shndx != SHN_UNDEF && !isLocal) {
+                names.emplace_back(&bytes[texts.sh_offset + symbol.st_name]);
+            }
+        }
+    }
+    return names;
+}
+
+TEST(PluginFile, ExportsItsEntryPointAndNothingElse) {
+    EXPECT_THAT(ListExports(KALTOR_PLUGIN_PATH), testing::ElementsAre("Registrator"));
+}
+
+/// Every row that there is to be, in the order of the calls; 42 and on take two inputs.
+constexpr std::array<std::string_view, 81> kRows{"EffectColorMixBurn",
+                                                 "EffectColorMixDistinguish",
+                                                 "EffectColorMixExchange",
+                                                 "EffectColorMixField",
+                                                 "EffectColorBrush",
+                                                 "EffectTiltShiftQEL",
+                                                 "EffectErosion",
+                                                 "EffectGlassMosaic",
+                                                 "EffectTranspose",
+                                                 "EffectOilPaint",
+                                                 "EffectFindEdges",
+                                                 "EffectPosterize",
+                                                 "EffectChromakey",
+                                                 "EffectVHS",
+                                                 "EffectVertigo",
+                                                 "EffectTwirl",
+                                                 "EffectPopArt",
+                                                 "EffectStripes",
+                                                 "EffectMosaic",
+                                                 "EffectDiffuse",
+                                                 "EffectMask",
+                                                 "EffectPanAndZoom",
+                                                 "EffectZoom",
+                                                 "EffectFlyingObjects",
+                                                 "EffectInvert",
+                                                 "EffectAddNoize",
+                                                 "EffectCameraShake",
+                                                 "EffectBlurGaussian",
+                                                 "EffectMirror",
+                                                 "EffectFlip",
+                                                 "EffectRetroArtefacts",
+                                                 "EffectRetroColors",
+                                                 "EffectSharpen",
+                                                 "EffectSubFrame",
+                                                 "EffectOpacity",
+                                                 "EffectFishEye",
+                                                 "EffectFilmStrip",
+                                                 "EffectVideoFadeInFadeOut",
+                                                 "Resizer",
+                                                 "FrameUploader",
+                                                 "FrameDownloader",
+                                                 "EffectImageBlender",
+                                                 "TransitionRipple",
+                                                 "TransitionPageturn",
+                                                 "TransitionWaterbrush",
+                                                 "TransitionTwist",
+                                                 "TransitionRoll",
+                                                 "TransitionPinwheel",
+                                                 "TransitionPixels",
+                                                 "TransitionRippleSmooth",
+                                                 "TransitionShatter",
+                                                 "TransitionDisintegrate",
+                                                 "TransitionSpiral",
+                                                 "TransitionLens",
+                                                 "TransitionPush",
+                                                 "TransitionBlinds",
+                                                 "TransitionScale",
+                                                 "TransitionZoom",
+                                                 "TransitionSmear",
+                                                 "TransitionOrigamiValley",
+                                                 "TransitionOrigamiFlips",
+                                                 "TransitionOrigamiPleats",
+                                                 "TransitionBlur",
+                                                 "TransitionKenBurns",
+                                                 "TransitionCrossfade",
+                                                 "TransitionFadeInFadeOut",
+                                                 "TransitionSnake",
+                                                 "TransitionCircle",
+                                                 "TransitionCube",
+                                                 "TransitionWipe",
+                                                 "TransitionSlide",
+                                                 "TransitionRadial",
+                                                 "TransitionMatrix",
+                                                 "TransitionSlidingDoor",
+                                                 "TransitionBarnDoor",
+                                                 "TransitionCross",
+                                                 "TransitionPieces",
+                                                 "TransitionFlash",
+                                                 "TransitionSpin",
+                                                 "TransitionPuzzle",
+                                                 "TransitionMosaic"};
+constexpr std::size_t kOneInputRows = 41;
+
+/// Notes what is registered, and refuses after `capacity` rows.
+class NotingRegistry final : public Proc::IEffectRegistry {
+public:
+    struct Row {
+        std::string classId;
+        std::string implName;
+        int inputs;
+    };
+
+    bool HasOneInputEffect(std::string const&, std::string const&) const override { return false; }
+    void RegisterOneInputEffect(std::string const& classId, std::string const& implName,
+                                Proc::OneInputEffectFactoryFn const& factory) override {
+        Add({classId, implName, 1}, !factory.empty());
+        oneInput.push_back(factory);
+    }
+    bool HasTwoInputEffect(std::string const&, std::string const&) const override { return false; }
+    void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
+                                Proc::TwoInputEffectFactoryFn const& factory) override {
+        Add({classId, implName, 2}, !factory.empty());
+    }
+
+    std::vector<Row> rows;
+    std::vector<Proc::OneInputEffectFactoryFn> oneInput;
+    std::size_t capacity = 1000;
+
+private:
+    void Add(Row row, bool hasFactory) {
+        EXPECT_TRUE(hasFactory) << row.classId;
+        if (rows.size() == capacity) {
+            throw std::length_error("full");
+        }
+        rows.push_back(std::move(row));
+    }
+};
+
+TEST(Registration, RowsAreInTheirOrderUnderOneName) {
+    NotingRegistry registry;
+    Registrator(registry);
+    ASSERT_FALSE(registry.rows.empty());
+    auto next = kRows.begin();
+    std::vector<std::string> names;
+    for (NotingRegistry::Row const& row : registry.rows) {
+        names.push_back(row.classId);
+        EXPECT_EQ(row.implName, Proc::ImplNames::OGL);
+        auto const found = std::find(next, kRows.end(), row.classId);
+        ASSERT_NE(found, kRows.end()) << row.classId << " is no row, or out of order";
+        EXPECT_EQ(row.inputs, static_cast<std::size_t>(found - kRows.begin()) < kOneInputRows ? 1 : 2) << row.classId;
+        next = found + 1;
+    }
+    // The settings library has exactly the same classes, in the same order.
+    std::vector<std::string> settings;
+    for (std::unique_ptr<Proc::Settings> const& one : Proc::MakeAllSettings()) {
+        settings.push_back(one->GetClassId());
+    }
+    EXPECT_EQ(settings, names);
+
+    Registrator(registry);
+    EXPECT_EQ(registry.rows.size(), 2 * names.size()) << "a second call registers all again";
+}
+
+TEST(Registration, WhatTheRegistryThrowsEndsIt) {
+    NotingRegistry registry;
+    registry.capacity = 2;
+    EXPECT_THROW(Registrator(registry), std::length_error);
+    EXPECT_EQ(registry.rows.size(), 2U);
+}
+
+TEST(Registration, SeedsTheRandomGeneratorFromTheClock) {
+    std::srand(1);
+    int const unseeded = std::rand();
+    NotingRegistry registry;
+    std::time_t const before = std::time(nullptr);
+    Registrator(registry);
+    int const drawn = std::rand();
+    std::time_t const after = std::time(nullptr);
+    EXPECT_NE(drawn, unseeded);
+    bool isOfTheClock = false;
+    for (std::time_t moment = before; moment <= after; ++moment) {
+        std::srand(static_cast<unsigned>(moment));
+        isOfTheClock = isOfTheClock || std::rand() == drawn;
+    }
+    EXPECT_TRUE(isOfTheClock);
+}
+
+using RegisteredRowTest = GlTest;
+
+TEST_F(RegisteredRowTest, TwoObjectsOfOneRowShareNothing) {
+    Picture const picture = Picture::Noise(24, 16);
+    Proc::SettingsEffectBlurGaussian weak;
+    weak.SetScale(0.0);
+    Proc::SettingsEffectBlurGaussian strong;
+    strong.SetScale(0.3);
+    intrusive_ptr<Proc::IOneInputEffectVideo> const first = MakeEffect(weak);
+    intrusive_ptr<Proc::IOneInputEffectVideo> const second = MakeEffect(strong);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first->GetRefCount(), 1);
+    intrusive_ptr<Proc::IDataVideo> data = picture.ToFrame();
+    first->Process(data);
+    EXPECT_TRUE(IsNear(Picture::FromFrame(*Download(data)), Run(weak, picture), 0.0));
+    EXPECT_EQ(second->GetStatistic().GetChild("Count").Get<std::uint64_t>(), 0U);
+}
+
+#if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
+
+/// The place of a virtual operation in its class's table, counted from 1 (the destructor takes two places).
+template <typename Method>
+std::size_t PlaceOf(Method method) {
+    std::size_t encoded = 0;
+    std::memcpy(&encoded, &method, sizeof(encoded));
+    return (encoded - 1) / sizeof(void*) + 1;
+}
+
+TEST(BinaryInterface, OperationsKeepTheirPlaces) {
+    using namespace Proc;
+    EXPECT_EQ(PlaceOf(&IEffectRegistry::RegisterOneInputEffect), 4U);
+    EXPECT_EQ(PlaceOf(&IEffectRegistry::RegisterTwoInputEffect), 6U);
+
+    EXPECT_EQ(PlaceOf(&IData::GetDuration), 6U);
+    EXPECT_EQ(PlaceOf(&IData::SetDuration), 7U);
+
+    EXPECT_EQ(PlaceOf(&IEffect::AddRef), 3U);
+    EXPECT_EQ(PlaceOf(&IEffect::GetRefCount), 4U);
+    EXPECT_EQ(PlaceOf(&IEffect::Release), 5U);
+    EXPECT_EQ(PlaceOf(&IEffect::GetSettings), 6U);
+    EXPECT_EQ(PlaceOf(static_cast<void (IEffect::*)(Core::Property const&)>(&IEffect::SetSettings)), 7U);
+    EXPECT_EQ(PlaceOf(&IEffect::Reset), 8U);
+    EXPECT_EQ(PlaceOf(&IEffect::ProcessData), 9U);
+    EXPECT_EQ(PlaceOf(&IEffect::GetStatistic), 10U);
+    EXPECT_EQ(PlaceOf(static_cast<void (IEffect::*)(Settings const&)>(&IEffect::SetSettings)), 11U);
+    EXPECT_EQ(PlaceOf(&IEffect::GetSettingsBase), 12U);
+    EXPECT_EQ(PlaceOf(&IEffect::SetProgressController), 13U);
+    EXPECT_EQ(PlaceOf(static_cast<TimeToProgress& (IEffect::*)()>(&IEffect::GetProgress)), 14U);
+    EXPECT_EQ(PlaceOf(static_cast<TimeToProgress const& (IEffect::*)() const>(&IEffect::GetProgress)), 15U);
+    EXPECT_EQ(PlaceOf(&IEffect::SetProgress), 16U);
+
+    using One = IOneInputEffectVideo;
+    EXPECT_EQ(PlaceOf(static_cast<void (One::*)(intrusive_ptr<IData>&)>(&One::ProcessData)), 17U);
+    EXPECT_EQ(PlaceOf(&One::Process), 18U);
+    EXPECT_EQ(PlaceOf(&One::UpdateFormatCodec), 19U);
+    using Two = ITwoInputEffectVideo;
+    EXPECT_EQ(PlaceOf(static_cast<void (Two::*)(intrusive_ptr<IData>&, intrusive_ptr<IData const> const&)>(
+                  &Two::ProcessData)),
+              17U);
+    EXPECT_EQ(PlaceOf(&Two::Process), 18U);
+    EXPECT_EQ(PlaceOf(&Two::UpdateFormatCodec), 19U);
+
+    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::SetSettings), 3U);
+    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::Processing), 4U);
+    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::CreateCache), 5U);
+    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::UpdateFormatCodec), 6U);
+    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::CreateDst), 7U);
+    EXPECT_EQ(PlaceOf(&Ogl::ITransitionAlgorithm::SetSettings), 3U);
+    EXPECT_EQ(PlaceOf(&Ogl::ITransitionAlgorithm::Processing), 4U);
+    EXPECT_EQ(PlaceOf(&Ogl::ITransitionAlgorithm::CreateCache), 5U);
+}
+
+#endif
+
+}  // namespace
+}  // namespace Kaltor::Tests

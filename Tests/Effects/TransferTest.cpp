@@ -1,0 +1,172 @@
+// The uploader and the downloader as effects: what passes, what counts, what is refused. (The pictures themselves are
+// compared where frames are tested.)
+
+#include <barrier>
+#include <stdexcept>
+#include <typeinfo>
+
+#include <gmock/gmock.h>
+
+#include "Ogl/DataVideoOGL.h"
+#include "Proc/Interfaces/FilterException.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsServices.h"
+#include "Tests/Support/Caught.h"
+#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/GlTools.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+using boost::intrusive_ptr;
+using Ogl::DataVideoOGL;
+using Ogl::ShaderStorage;
+using Proc::DataVideoFF;
+using Proc::IDataVideo;
+
+class TransferTest : public GlTest {
+protected:
+    intrusive_ptr<Proc::IOneInputEffectVideo> const uploader = MakeEffect(Proc::SettingsFrameUploader());
+    intrusive_ptr<Proc::IOneInputEffectVideo> const downloader = MakeEffect(Proc::SettingsFrameDownloader());
+
+    static std::uint64_t Count(intrusive_ptr<Proc::IOneInputEffectVideo> const& effect) {
+        EXPECT_EQ(effect->GetStatistic().GetChild("Time").Get<std::int64_t>(), 0);
+        return effect->GetStatistic().GetChild("Count").Get<std::uint64_t>();
+    }
+    void SetMode(int mode) const {
+        Proc::SettingsFrameDownloader settings;
+        settings.SetDownloadMode(mode);
+        downloader->SetSettings(settings);
+    }
+};
+
+TEST_F(TransferTest, WhatIsThereAlreadyPasses) {
+    intrusive_ptr<IDataVideo> const gpu = DataVideoOGL::Create(PixFmt::Rgb24, {4, 4, 1, 1});
+    intrusive_ptr<IDataVideo> data = gpu;
+    uploader->Process(data);
+    EXPECT_EQ(data, gpu);
+    intrusive_ptr<IDataVideo> const cpu = DataVideoFF::Create(PixFmt::Yuv420p, {4, 4, 1, 1});
+    data = cpu;
+    downloader->Process(data);
+    EXPECT_EQ(data, cpu);
+    data.reset();
+    downloader->Process(data);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(Count(uploader) + Count(downloader), 0U);
+}
+
+TEST_F(TransferTest, WhatTravelsKeepsPictureTimeTagsAndShape) {
+    for (bool const hasAlpha : {false, true}) {
+        Picture const picture = Picture::Noise(13, 9, hasAlpha);
+        intrusive_ptr<DataVideoFF> const source =
+            DataVideoFF::Create(hasAlpha ? PixFmt::Rgba : PixFmt::Rgb24, {13, 9, 16, 11});
+        intrusive_ptr<DataVideoFF> const samples = picture.ToFrame();
+        av_frame_copy(&source->GetWritableFrame(), &samples->GetFrame());
+        source->SetTimestamp(-5);
+        source->SetDuration(40000);
+        source->SetColorSpec({ColorMatrix::Bt2020, ColorRange::Limited});
+        intrusive_ptr<IDataVideo> data = source;
+        auto const check = [&] {
+            EXPECT_EQ(data->GetTimestamp(), -5);
+            EXPECT_EQ(data->GetDuration(), 40000);
+            EXPECT_EQ(data->GetFrameInfo(), (Conf::FrameInfo{13, 9, 16, 11}));
+            EXPECT_EQ(data->GetColorSpec(), source->GetColorSpec());
+        };
+        uploader->Process(data);
+        ASSERT_NE(dynamic_cast<DataVideoOGL*>(data.get()), nullptr);
+        check();
+        downloader->Process(data);
+        auto const* const back = dynamic_cast<DataVideoFF*>(data.get());
+        ASSERT_NE(back, nullptr);
+        check();
+        EXPECT_EQ(PixFmtDescription::Find(back->GetPixFmt()).HasAlpha(), hasAlpha);
+        EXPECT_TRUE(IsNear(Picture::FromFrame(*back), picture, 0.0));
+    }
+    EXPECT_EQ(Count(uploader), 2U);
+    EXPECT_EQ(Count(downloader), 2U);
+}
+
+TEST_F(TransferTest, AnUploadWaitsForNobody) {
+    std::barrier gate(2);
+    Ogl::OglManager::GetInstance().DoBackgroundTask(
+        LambdaTask::Make([&gate](ShaderStorage const&) { gate.arrive_and_wait(); }));
+    // The GL thread stands still, yet this returns.
+    intrusive_ptr<DataVideoFF> const source = DataVideoFF::Create(PixFmt::Bgra, {4, 4, 1, 1});
+    intrusive_ptr<IDataVideo> data = source;
+    uploader->Process(data);
+    EXPECT_EQ(dynamic_cast<DataVideoOGL&>(*data).GetPendingTaskCount(), 1U);
+    EXPECT_EQ(source->GetRefCount(), 2) << "the task keeps the frame in main memory";
+    gate.arrive_and_wait();
+    dynamic_cast<DataVideoOGL&>(*data).Execute();
+    EXPECT_EQ(source->GetRefCount(), 1) << "and lets go of it";
+}
+
+TEST_F(TransferTest, TheModeDecidesTheFormatInMainMemory) {
+    struct Case {
+        int mode;
+        PixFmt gpu;
+        PixFmt cpu;
+    };
+    for (Case const& c : {Case{0, PixFmt::Rgb24, PixFmt::Rgb24}, Case{0, PixFmt::Rgba, PixFmt::Rgba},
+                          Case{1, PixFmt::Rgb24, PixFmt::Yuv420p}, Case{1, PixFmt::Rgba, PixFmt::Yuv420p},
+                          Case{2, PixFmt::Rgba, PixFmt::Rgba}, Case{-1, PixFmt::Rgb24, PixFmt::Rgb24}}) {
+        SetMode(c.mode);
+        intrusive_ptr<IDataVideo> data = DataVideoOGL::Create(c.gpu, {6, 4, 1, 1});
+        downloader->Process(data);
+        EXPECT_EQ(data->GetPixFmt(), c.cpu) << "mode " << c.mode;
+        EXPECT_EQ(static_cast<int>(data->GetPixFmt()) == 0, c.mode == 1);
+        intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(c.gpu, {6, 4, 1, 1});
+        downloader->UpdateFormatCodec(codec);
+        EXPECT_EQ(codec->GetPixFmt(), c.cpu);
+    }
+    intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(PixFmt::Nv12, {6, 4, 1, 1});
+    uploader->UpdateFormatCodec(codec);
+    EXPECT_EQ(codec->GetPixFmt(), PixFmt::Nv12);
+}
+
+TEST_F(TransferTest, AFailureOfWhatIsPendingComesOut) {
+    intrusive_ptr<IDataVideo> data = DataVideoOGL::Create(PixFmt::Rgb24, {6, 4, 1, 1});
+    dynamic_cast<DataVideoOGL&>(*data).AttachTask(
+        LambdaTask::Make([](ShaderStorage const&) { Core::Throw(std::range_error("not drawn")); }));
+    intrusive_ptr<IDataVideo> const before = data;
+    EXPECT_EQ(Catch<std::range_error>([&] { downloader->Process(data); }).what, "not drawn");
+    EXPECT_EQ(data, before);
+    EXPECT_EQ(Count(downloader), 0U);
+
+    // A size that no GL has: told when the frame is needed, not when it is wanted.
+    intrusive_ptr<IDataVideo> wide = DataVideoOGL::Create(PixFmt::Rgb24, {1000000, 1, 1, 1});
+    EXPECT_THROW(downloader->Process(wide), std::runtime_error);
+}
+
+TEST_F(TransferTest, SettingsMustBeTheirOwn) {
+    EXPECT_NO_THROW(uploader->SetSettings(Proc::SettingsFrameUploader()));
+    EXPECT_THROW(uploader->SetSettings(Proc::SettingsFrameDownloader()), std::bad_cast);
+    SetMode(1);
+    EXPECT_THROW(downloader->SetSettings(Proc::SettingsFrameUploader()), std::bad_cast);
+    intrusive_ptr<IDataVideo> data = DataVideoOGL::Create(PixFmt::Rgb24, {6, 4, 1, 1});
+    downloader->Process(data);
+    EXPECT_EQ(data->GetPixFmt(), PixFmt::Yuv420p) << "the refused settings changed nothing";
+
+    EXPECT_EQ(uploader->GetSettings(), Core::Property(Proc::SettingsFrameUploader::CLASS_ID));
+    EXPECT_NO_THROW(uploader->SetSettings(Core::Property(Proc::SettingsFrameUploader::CLASS_ID)));
+    Caught const caught = Catch<std::invalid_argument>([&] { uploader->SetSettings(Core::Property("SomethingElse")); });
+    EXPECT_EQ(caught.what, "Effect was initialized with incorrect class (SomethingElse)!");
+    EXPECT_EQ(caught.file, "Proc/Effects/EffectsOgl/FrameUploader");
+    EXPECT_EQ(caught.line, 66);
+    EXPECT_GT(caught.stackDepth, 0U);
+
+    Caught const get = Catch<Proc::FilterException>([&] { static_cast<void>(downloader->GetSettings()); });
+    Caught const set = Catch<Proc::FilterException>([&] { downloader->SetSettings(Core::Property("Any")); });
+    for (Caught const* const one : {&get, &set}) {
+        EXPECT_EQ(one->description, "Method not implemented");
+        EXPECT_EQ(one->file, "Proc/Effects/EffectsOgl/FrameDownloader");
+        EXPECT_GT(one->stackDepth, 0U);
+    }
+    EXPECT_EQ(get.line, 51);
+    EXPECT_EQ(set.line, 52);
+    EXPECT_NO_THROW(uploader->Reset());
+    EXPECT_NO_THROW(downloader->Reset());
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests

@@ -1,0 +1,621 @@
+// The wrappers around algorithms that only note how they are called: checks, order, progress, caches, ownership.
+
+#include <atomic>
+#include <barrier>
+#include <cmath>
+#include <stdexcept>
+#include <thread>
+#include <typeinfo>
+
+#include <gmock/gmock.h>
+
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
+#include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsServices.h"
+#include "Tests/Support/Caught.h"
+#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/GlTools.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+using boost::intrusive_ptr;
+using boost::shared_ptr;
+using Ogl::DataVideoOGL;
+using Ogl::OglCache;
+using Ogl::OglManager;
+using Ogl::ShaderStorage;
+using Ogl::Src;
+using Proc::IData;
+using Proc::IDataVideo;
+using testing::DoubleEq;
+using testing::ElementsAre;
+using testing::Pair;
+
+/// How an algorithm was called, and what of it is alive. Written on both threads, read when both are at rest.
+struct Notes {
+    std::atomic<int> algorithms = 0;
+    std::atomic<int> caches = 0;
+    std::atomic<int> cachesMade = 0;
+    std::atomic<bool> cacheDiedElsewhere = false;
+    std::vector<std::pair<double, double>> moments;  ///< time and progress
+    std::vector<OglCache*> cachesLent;
+    std::vector<std::vector<DataVideoOGL*>> inputs;
+    std::vector<DataVideoOGL*> outputs;
+    std::vector<std::pair<PixFmt, unsigned>> wanted;  ///< what outputs were asked for: format and width
+    std::function<void()> during;                     ///< called while drawing
+    std::function<void()> whileMakingTheCache;
+};
+
+class NotingCache final : public OglCache {
+public:
+    explicit NotingCache(std::shared_ptr<Notes> to) : notes(std::move(to)) { ++notes->caches; }
+    ~NotingCache() override {
+        --notes->caches;
+        if (!OglManager::GetInstance().IsOpenGLThread()) {
+            notes->cacheDiedElsewhere = true;
+        }
+    }
+
+private:
+    std::shared_ptr<Notes> notes;
+};
+
+OglCache* MakeCache(std::shared_ptr<Notes> const& notes) {
+    if (notes->whileMakingTheCache) {
+        notes->whileMakingTheCache();
+    }
+    ++notes->cachesMade;
+    return new NotingCache(notes);
+}
+
+void NoteDrawing(Notes& notes, DataVideoOGL* dst, std::vector<DataVideoOGL*> inputs, double time, double progress,
+                 OglCache* cache) {
+    EXPECT_TRUE(OglManager::GetInstance().IsOpenGLThread());
+    notes.moments.emplace_back(time, progress);
+    notes.inputs.push_back(std::move(inputs));
+    notes.outputs.push_back(dst);
+    notes.cachesLent.push_back(cache);
+    if (notes.during) {
+        notes.during();
+    }
+}
+
+class NotingEffect final : public Ogl::EffectWithSettings<Proc::SettingsEffectBlurGaussian> {
+public:
+    explicit NotingEffect(std::shared_ptr<Notes> to) : notes(std::move(to)) { ++notes->algorithms; }
+    ~NotingEffect() override { --notes->algorithms; }
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const&,
+                    OglCache* cache) const override {
+        NoteDrawing(*notes, dst, {src.get()}, time, progress, cache);
+    }
+    OglCache* CreateCache() const override { return MakeCache(notes); }
+    intrusive_ptr<DataVideoOGL> CreateDst(PixFmt format, Conf::FrameInfo const& info) override {
+        notes->wanted.emplace_back(format, info.width);
+        return IEffectAlgorithm::CreateDst(format, info);
+    }
+
+private:
+    std::shared_ptr<Notes> notes;
+};
+
+class NotingTransition final : public Ogl::TransitionWithSettings<Proc::SettingsTransitionCrossfade> {
+public:
+    explicit NotingTransition(std::shared_ptr<Notes> to) : notes(std::move(to)) { ++notes->algorithms; }
+    ~NotingTransition() override { --notes->algorithms; }
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double progress,
+                    ShaderStorage const&, OglCache* cache) const override {
+        NoteDrawing(*notes, dst, {first.get(), second.get()}, time, progress, cache);
+    }
+    OglCache* CreateCache() const override { return MakeCache(notes); }
+
+private:
+    std::shared_ptr<Notes> notes;
+};
+
+/// Notes what is asked for and makes it with another factory; or hands out an uploader that uploads nothing.
+class NotingFactory final : public RefCountImpl<Proc::IEffectFactory> {
+public:
+    explicit NotingFactory(intrusive_ptr<Proc::IEffectFactory const> toAsk) : real(std::move(toAsk)) {}
+    intrusive_ptr<Proc::IOneInputEffectVideo> CreateOneInputEffect(std::string const& classId,
+                                                                   std::string const& implName) const override {
+        asked.emplace_back(classId, implName);
+        if (isPowerless) {
+            Core::Throw(std::invalid_argument("no uploader"));
+        }
+        // A downloader lets frames in main memory pass, as an uploader without effect would.
+        return real->CreateOneInputEffect(isIdle ? Proc::SettingsFrameDownloader::CLASS_ID : classId, implName);
+    }
+    intrusive_ptr<Proc::ITwoInputEffectVideo> CreateTwoInputEffect(std::string const&,
+                                                                   std::string const&) const override {
+        return nullptr;
+    }
+
+    mutable std::vector<std::pair<std::string, std::string>> asked;
+    bool isIdle = false;
+    bool isPowerless = false;
+
+private:
+    intrusive_ptr<Proc::IEffectFactory const> real;
+};
+
+/// Something that is no video.
+class NoVideo final : public RefCountImpl<IData> {
+public:
+    std::int64_t GetDuration() const override { return 0; }
+    void SetDuration(std::int64_t) override {}
+    std::int64_t GetTimestamp() const override { return 0; }
+    void SetTimestamp(std::int64_t) override {}
+};
+
+class WrapperTest : public GlTest {
+protected:
+    std::shared_ptr<Notes> const notes = std::make_shared<Notes>();
+    intrusive_ptr<NotingFactory> const factory{new NotingFactory(GetFactory())};
+
+    intrusive_ptr<Proc::IOneInputEffectVideo> Effect() const {
+        return Proc::EffectWrapper::Create(factory, new NotingEffect(notes));
+    }
+    intrusive_ptr<Proc::ITwoInputEffectVideo> Transition() const {
+        return Proc::TransitionWrapper::Create(factory, new NotingTransition(notes));
+    }
+    static intrusive_ptr<IDataVideo> Cpu(unsigned width = 6, PixFmt format = PixFmt::Rgb24, std::int64_t timestamp = 0,
+                                         std::int64_t duration = 0) {
+        intrusive_ptr<IDataVideo> const data = Proc::DataVideoFF::Create(format, {width, 4, 1, 1});
+        data->SetTimestamp(timestamp);
+        data->SetDuration(duration);
+        return data;
+    }
+    static intrusive_ptr<IDataVideo> Gpu(unsigned width = 6, PixFmt format = PixFmt::Rgb24,
+                                         std::int64_t timestamp = 0) {
+        intrusive_ptr<IDataVideo> const data = DataVideoOGL::Create(format, {width, 4, 1, 1});
+        data->SetTimestamp(timestamp);
+        return data;
+    }
+    static void Execute(intrusive_ptr<IDataVideo> const& data) {
+        dynamic_cast<DataVideoOGL&>(*data).Execute();
+        Settle();
+    }
+    /// Waits until the GL thread has let go of what it ran.
+    static void Settle() {
+        OnGl([](ShaderStorage const&) {});
+    }
+    static std::uint64_t Count(Proc::IEffect const& effect) {
+        EXPECT_EQ(effect.GetStatistic().GetChild("Time").Get<std::int64_t>(), 0);
+        EXPECT_EQ(effect.GetStatistic().GetChild("Method").Get<std::string>(), "GetStatistic");
+        return effect.GetStatistic().GetChild("Count").Get<std::uint64_t>();
+    }
+};
+
+void ExpectDeprecated(Proc::IEffect& effect, std::string const& name, int getLine, int setLine) {
+    std::string const file = "Proc/Effects/EffectsOgl/" + name;
+    std::string const operation = "Kaltor::Proc::" + name + "::";
+    Caught const get = Catch<std::logic_error>([&] { static_cast<void>(effect.GetSettings()); });
+    EXPECT_EQ(get.what, "/// @todo deprecated method");
+    EXPECT_EQ(get.function, "virtual Kaltor::Core::Property " + operation + "GetSettings() const");
+    EXPECT_EQ(get.file, file);
+    EXPECT_EQ(get.line, getLine);
+    EXPECT_GT(get.stackDepth, 0U);
+    Caught const set = Catch<std::logic_error>([&] { effect.SetSettings(Core::Property("Any")); });
+    EXPECT_EQ(set.what, "/// @todo deprecated method");
+    EXPECT_EQ(set.function, "virtual void " + operation + "SetSettings(const Kaltor::Core::Property &)");
+    EXPECT_EQ(set.file, file);
+    EXPECT_EQ(set.line, setLine);
+    EXPECT_GT(set.stackDepth, 0U);
+}
+
+TEST_F(WrapperTest, PropertyAccessIsGone) {
+    ExpectDeprecated(*Effect(), "EffectWrapper", 68, 73);
+    ExpectDeprecated(*Transition(), "TransitionWrapper", 72, 77);
+}
+
+TEST_F(WrapperTest, AskForOneUploaderEach) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    EXPECT_THAT(factory->asked, ElementsAre(Pair(Proc::SettingsFrameUploader::CLASS_ID, Proc::ImplNames::OGL)));
+    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    EXPECT_EQ(factory->asked.size(), 2U);
+    EXPECT_EQ(effect->GetRefCount(), 1);
+    EXPECT_EQ(effect->GetSettingsBase(), nullptr);
+    EXPECT_EQ(notes->cachesMade, 0);
+
+    factory->isPowerless = true;
+    EXPECT_THROW(Effect(), std::invalid_argument);
+    EXPECT_THROW(Transition(), std::invalid_argument);
+    EXPECT_EQ(notes->algorithms, 2) << "the algorithms of the wrappers that were not made are gone";
+}
+
+TEST_F(WrapperTest, NothingIsLeftAlone) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    intrusive_ptr<IDataVideo> data;
+    effect->Process(data);
+    EXPECT_EQ(data, nullptr);
+    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    transition->Process(data, nullptr);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(Count(*effect) + Count(*transition), 0U);
+    EXPECT_EQ(notes->cachesMade, 0);
+}
+
+TEST_F(WrapperTest, TakeTheRightNumberOfItems) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    intrusive_ptr<IData> const video = Gpu();
+    intrusive_ptr<IData> const other(new NoVideo);
+    for (std::size_t const count : {0U, 2U, 3U}) {
+        Caught const caught =
+            Catch<std::logic_error>([&] { effect->ProcessData(std::vector<intrusive_ptr<IData>>(count, video)); });
+        EXPECT_EQ(caught.what, "incorrect data count");
+        EXPECT_EQ(caught.file, "Proc/Interfaces/IOneInputEffect");
+        EXPECT_EQ(caught.line, 21);
+        EXPECT_GT(caught.stackDepth, 0U);
+    }
+    for (std::size_t const count : {0U, 1U, 3U}) {
+        Caught const caught =
+            Catch<std::logic_error>([&] { transition->ProcessData(std::vector<intrusive_ptr<IData>>(count, video)); });
+        EXPECT_EQ(caught.what, "invalid data count");
+        EXPECT_EQ(caught.file, "Proc/Interfaces/ITwoInputEffect");
+        EXPECT_EQ(caught.line, 22);
+    }
+    EXPECT_EQ(effect->ProcessData({other}), other) << "what is no video passes";
+    EXPECT_EQ(transition->ProcessData({other, video}), other);
+    EXPECT_EQ(transition->ProcessData({video, other}), video);
+    EXPECT_EQ(Count(*effect) + Count(*transition), 0U);
+
+    intrusive_ptr<IData> const drawn = effect->ProcessData({video});
+    EXPECT_NE(drawn, video);
+    EXPECT_NE(dynamic_cast<DataVideoOGL*>(drawn.get()), nullptr);
+    EXPECT_NE(transition->ProcessData({video, video}), video);
+    EXPECT_EQ(Count(*effect), 1U);
+    EXPECT_EQ(Count(*transition), 1U);
+}
+
+TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
+    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    constexpr char kProcess[] =
+        "virtual void Kaltor::Proc::TransitionWrapper::Process(boost::intrusive_ptr<IDataVideo> &, const "
+        "boost::intrusive_ptr<const IDataVideo> &)";
+    intrusive_ptr<IDataVideo> const frame = Cpu();
+    for (bool const isFirstMissing : {false, true}) {
+        intrusive_ptr<IDataVideo> first = isFirstMissing ? nullptr : frame;
+        Caught const caught = Catch<std::invalid_argument>(
+            [&] { transition->Process(first, isFirstMissing ? frame : intrusive_ptr<IDataVideo>()); });
+        EXPECT_EQ(caught.what, "both data must be present");
+        EXPECT_EQ(caught.function, kProcess);
+        EXPECT_EQ(caught.file, "Proc/Effects/EffectsOgl/TransitionWrapper");
+        EXPECT_EQ(caught.line, 96);
+        EXPECT_GT(caught.stackDepth, 0U);
+        EXPECT_EQ(first, isFirstMissing ? nullptr : frame);
+    }
+    EXPECT_EQ(notes->cachesMade, 0);
+    for (Conf::FrameInfo const& size : {Conf::FrameInfo{7, 4, 1, 1}, Conf::FrameInfo{6, 5, 1, 1}}) {
+        intrusive_ptr<IDataVideo> first = frame;
+        intrusive_ptr<IDataVideo> const second = DataVideoOGL::Create(PixFmt::Rgb24, size);
+        Caught const caught = Catch<std::logic_error>([&] { transition->Process(first, second); });
+        EXPECT_EQ(caught.what, "different data size");
+        EXPECT_EQ(caught.function, kProcess);
+        EXPECT_EQ(caught.line, 110);
+        EXPECT_EQ(first, frame) << "nothing was uploaded";
+    }
+    EXPECT_EQ(Count(*transition), 0U);
+    // Formats and pixel aspects may differ.
+    intrusive_ptr<IDataVideo> first = DataVideoOGL::Create(PixFmt::Rgba, {6, 4, 2, 1});
+    intrusive_ptr<IDataVideo> const second = Cpu(6, PixFmt::Yuv420p);
+    intrusive_ptr<IDataVideo> const kept = second;
+    transition->Process(first, second);
+    EXPECT_EQ(second, kept) << "the caller keeps its second frame";
+    EXPECT_EQ(first->GetFrameInfo(), (Conf::FrameInfo{6, 4, 2, 1}));
+    EXPECT_EQ(Count(*transition), 1U);
+}
+
+TEST_F(WrapperTest, OutputsHaveAlphaWhereTheFirstInputHas) {
+    struct Case {
+        PixFmt input;
+        PixFmt output;
+    };
+    for (Case const& c :
+         {Case{PixFmt::Rgb24, PixFmt::Rgb24}, Case{PixFmt::Rgba, PixFmt::Rgba}, Case{PixFmt::Bgra, PixFmt::Rgba},
+          Case{PixFmt::Yuv420p, PixFmt::Rgb24}, Case{PixFmt::Gray8, PixFmt::Rgb24}}) {
+        intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+        intrusive_ptr<IDataVideo> data = Cpu(6, c.input);
+        effect->Process(data);
+        EXPECT_EQ(data->GetPixFmt(), c.output);
+        // What the algorithm is asked for is the caller's format, not that of the uploaded frame.
+        EXPECT_THAT(notes->wanted.back(), Pair(c.input, 6U));
+
+        intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+        intrusive_ptr<IDataVideo> first = Cpu(6, c.input);
+        transition->Process(first, Cpu(6, c.output == PixFmt::Rgba ? PixFmt::Rgb24 : PixFmt::Rgba));
+        EXPECT_EQ(first->GetPixFmt(), c.output);
+
+        for (Proc::IEffect* const one :
+             {static_cast<Proc::IEffect*>(effect.get()), static_cast<Proc::IEffect*>(transition.get())}) {
+            intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(c.input, {6, 4, 1, 1});
+            if (one == effect.get()) {
+                effect->UpdateFormatCodec(codec);
+            } else {
+                transition->UpdateFormatCodec(codec);
+            }
+            EXPECT_EQ(codec->GetPixFmt(), c.output);
+            EXPECT_EQ(codec->GetFrameInfo(), (Conf::FrameInfo{6, 4, 1, 1}));
+        }
+    }
+}
+
+TEST_F(WrapperTest, AnEffectMapsTheTimestampATransitionItsEnd) {
+    intrusive_ptr<IDataVideo> data = Cpu(6, PixFmt::Rgb24, 250000, 40000);
+    intrusive_ptr<IDataVideo> first = data;
+    Effect()->Process(data);
+    EXPECT_EQ(data->GetTimestamp(), 250000);
+    EXPECT_EQ(data->GetDuration(), 40000);
+    Execute(data);
+    Transition()->Process(first, Cpu(6, PixFmt::Rgb24, 999, 999));
+    EXPECT_EQ(first->GetTimestamp(), 250000);
+    EXPECT_EQ(first->GetDuration(), 40000);
+    Execute(first);
+    EXPECT_THAT(notes->moments,
+                ElementsAre(Pair(DoubleEq(0.25), DoubleEq(0.25)), Pair(DoubleEq(0.25), DoubleEq(0.29))));
+}
+
+TEST_F(WrapperTest, ProgressFollowsTheMappingUnclamped) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    auto const run = [&](std::int64_t timestamp) {
+        intrusive_ptr<IDataVideo> data = Gpu(6, PixFmt::Rgb24, timestamp);
+        effect->Process(data);
+        Execute(data);
+        return notes->moments.back();
+    };
+    EXPECT_THAT(run(500000), Pair(0.5, 0.5));
+    EXPECT_THAT(run(-1000000), Pair(-1.0, -1.0));
+    EXPECT_THAT(run(3000000), Pair(3.0, 3.0));
+    Proc::TimeToProgress mapping;
+    mapping.start = 1000000;
+    mapping.stop = 3000000;
+    effect->SetProgress(mapping);
+    EXPECT_EQ(effect->GetProgress().stop, 3000000);
+    EXPECT_THAT(run(1500000), Pair(1.5, 0.25));
+    effect->GetProgress().stop = 1000000;
+    EXPECT_TRUE(std::isinf(run(1500000).second));
+    EXPECT_TRUE(std::isnan(run(1000000).second));
+    effect->GetProgress().mapping = [](long long const& t, long long const& start, long long const& stop) {
+        return static_cast<double>(t + start - stop);
+    };
+    EXPECT_EQ(run(7).second, 7.0);
+    EXPECT_EQ(std::as_const(*effect).GetProgress().start, 1000000);
+}
+
+TEST_F(WrapperTest, CountFramesThatWereQueued) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    EXPECT_EQ(Count(*effect), 0U);
+    std::vector<intrusive_ptr<IDataVideo>> frames;
+    for (int i = 0; i < 3; ++i) {
+        effect->Process(frames.emplace_back(Gpu()));
+    }
+    EXPECT_TRUE(notes->moments.empty());
+    EXPECT_EQ(Count(*effect), 3U);
+    effect->Reset();
+    EXPECT_EQ(Count(*effect), 3U);
+    for (intrusive_ptr<IDataVideo> const& frame : frames) {
+        Execute(frame);
+    }
+    EXPECT_EQ(notes->moments.size(), 3U);
+    EXPECT_EQ(Count(*effect), 3U);
+}
+
+TEST_F(WrapperTest, InputsAreDrawnBeforeTheOutput) {
+    std::vector<int> order;
+    auto const pending = [&](int number) {
+        intrusive_ptr<IDataVideo> const data = Gpu();
+        dynamic_cast<DataVideoOGL&>(*data).AttachTask(
+            LambdaTask::Make([&order, number](ShaderStorage const&) { order.push_back(number); }));
+        return data;
+    };
+    notes->during = [&order] { order.push_back(0); };
+    intrusive_ptr<IDataVideo> first = pending(1);
+    intrusive_ptr<IDataVideo> const second = pending(2);
+    DataVideoOGL* const raw = dynamic_cast<DataVideoOGL*>(first.get());
+    intrusive_ptr<IDataVideo> const keptFirst = first;
+    Transition()->Process(first, second);
+    Effect()->Process(first);
+    EXPECT_TRUE(order.empty());
+    Execute(first);
+    EXPECT_THAT(order, ElementsAre(1, 2, 0, 0));
+    EXPECT_THAT(notes->inputs.front(), ElementsAre(raw, dynamic_cast<DataVideoOGL*>(second.get())));
+    EXPECT_THAT(notes->inputs.back(), ElementsAre(notes->outputs.front())) << "the effect draws from the transition";
+    EXPECT_EQ(notes->outputs.back(), first.get());
+}
+
+TEST_F(WrapperTest, AnInputThatIsNotOnTheGpuArrivesAsNone) {
+    factory->isIdle = true;
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    intrusive_ptr<IDataVideo> data = Cpu();
+    effect->Process(data);
+    Execute(data);
+    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    intrusive_ptr<IDataVideo> first = Cpu();
+    transition->Process(first, Gpu());
+    Execute(first);
+    EXPECT_THAT(notes->inputs.front(), ElementsAre(nullptr));
+    EXPECT_EQ(notes->inputs.back().front(), nullptr);
+}
+
+TEST_F(WrapperTest, SettingsGoToTheAlgorithmAndMustBeItsOwn) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    EXPECT_NO_THROW(effect->SetSettings(Proc::SettingsEffectBlurGaussian()));
+    EXPECT_THROW(effect->SetSettings(Proc::SettingsTransitionCrossfade()), std::bad_cast);
+    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    EXPECT_NO_THROW(transition->SetSettings(Proc::SettingsTransitionCrossfade()));
+    EXPECT_THROW(transition->SetSettings(Proc::SettingsEffectBlurGaussian()), std::bad_cast);
+}
+
+TEST_F(WrapperTest, TheCacheIsMadeLateKeptAndMadeAnewAfterAReset) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    auto const run = [&] {
+        intrusive_ptr<IDataVideo> data = Gpu();
+        effect->Process(data);
+        Execute(data);
+    };
+    effect->Reset();  // harmless
+    EXPECT_EQ(notes->cachesMade, 0);
+    run();
+    run();
+    EXPECT_EQ(notes->cachesMade, 1);
+    EXPECT_EQ(notes->cachesLent[0], notes->cachesLent[1]);
+    EXPECT_EQ(notes->caches, 1);
+    effect->Reset();
+    effect->Reset();
+    Settle();
+    EXPECT_EQ(notes->caches, 0);
+    run();
+    EXPECT_EQ(notes->cachesMade, 2);
+    EXPECT_EQ(notes->caches, 1);
+    EXPECT_FALSE(notes->cacheDiedElsewhere);
+}
+
+TEST_F(WrapperTest, AFailedCacheIsTriedAgain) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    notes->whileMakingTheCache = [] { throw std::bad_alloc(); };
+    intrusive_ptr<IDataVideo> data = Cpu();
+    intrusive_ptr<IDataVideo> const before = data;
+    EXPECT_THROW(effect->Process(data), std::bad_alloc);
+    EXPECT_EQ(data, before);
+    EXPECT_EQ(Count(*effect), 0U);
+    notes->whileMakingTheCache = nullptr;
+    effect->Process(data);
+    EXPECT_EQ(notes->cachesMade, 1);
+}
+
+TEST_F(WrapperTest, QueuedFramesKeepAlgorithmAndCacheUntilTheyAreDrawn) {
+    for (bool const isTransition : {false, true}) {
+        intrusive_ptr<IDataVideo> data = Gpu();
+        intrusive_ptr<IDataVideo> later = Gpu();
+        intrusive_ptr<IDataVideo> const input = data;
+        if (isTransition) {
+            intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+            transition->Process(data, Gpu());
+            transition->Process(later, Gpu());
+        } else {
+            intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+            effect->Process(data);
+            effect->Reset();  // with a frame queued
+            effect->Process(later);
+        }
+        Settle();
+        EXPECT_EQ(notes->algorithms, 1) << "the wrapper is gone, its frames are not";
+        EXPECT_EQ(notes->caches, isTransition ? 1 : 2);
+        EXPECT_EQ(input->GetRefCount(), 2);
+        Execute(data);
+        EXPECT_EQ(input->GetRefCount(), 1) << "an input is let go of once it was drawn from";
+        EXPECT_EQ(notes->algorithms, 1);
+        EXPECT_EQ(notes->caches, 1);
+        later.reset();  // never drawn
+        Settle();
+        EXPECT_EQ(notes->algorithms, 0);
+        EXPECT_EQ(notes->caches, 0);
+        EXPECT_FALSE(notes->cacheDiedElsewhere);
+        EXPECT_EQ(notes->moments.size(), 1U);
+        notes->moments.clear();
+    }
+}
+
+TEST_F(WrapperTest, AnAlgorithmsFailureReachesTheFrameAndNothingElse) {
+    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    notes->during = [] { throw std::range_error("the algorithm's own"); };
+    intrusive_ptr<IDataVideo> data = Gpu();
+    effect->Process(data);
+    EXPECT_EQ(Catch<std::range_error>([&] { Execute(data); }).what, "the algorithm's own");
+    notes->during = nullptr;
+    intrusive_ptr<IDataVideo> next = Gpu();
+    effect->Process(next);
+    EXPECT_NO_THROW(Execute(next));
+    EXPECT_EQ(notes->cachesMade, 1);
+    effect->Reset();
+    data.reset();
+    Settle();
+    EXPECT_EQ(notes->caches, 0);
+    EXPECT_FALSE(notes->cacheDiedElsewhere);
+}
+
+TEST_F(WrapperTest, AnEffectMayBeDrivenFromOneThreadWhileAnotherExecutes) {
+    constexpr int kFrames = 200;
+    intrusive_ptr<Proc::IOneInputEffectVideo> effect = Effect();
+    std::vector<intrusive_ptr<IDataVideo>> frames(kFrames);
+    std::atomic<int> made = 0;
+    {
+        std::jthread const executing([&] {
+            for (int i = 0; i < kFrames; ++i) {
+                while (made <= i) {
+                    std::this_thread::yield();
+                }
+                dynamic_cast<DataVideoOGL&>(*frames[static_cast<std::size_t>(i)]).Execute();
+            }
+        });
+        for (int i = 0; i < kFrames; ++i) {
+            frames[static_cast<std::size_t>(i)] = Gpu(6, PixFmt::Rgb24, i);
+            effect->Process(frames[static_cast<std::size_t>(i)]);
+            ++made;
+            if (i % 7 == 0) {
+                effect->Reset();
+            }
+        }
+        effect.reset();
+    }
+    Settle();
+    EXPECT_EQ(notes->moments.size(), static_cast<std::size_t>(kFrames));
+    EXPECT_EQ(notes->algorithms, 0);
+    EXPECT_EQ(notes->caches, 0);
+    EXPECT_FALSE(notes->cacheDiedElsewhere);
+}
+
+TEST_F(WrapperTest, CachesDieOnTheGlThreadOnly) {
+    shared_ptr<OglCache> none;
+    EXPECT_NO_THROW(Ogl::DestroyOglCache(none));
+
+    // While the GL thread is busy the caller's pointer is empty at once, and the cache lives on.
+    std::barrier gate(2);
+    OglManager::GetInstance().DoBackgroundTask(
+        LambdaTask::Make([&gate](ShaderStorage const&) { gate.arrive_and_wait(); }));
+    shared_ptr<OglCache> cache(new NotingCache(notes));
+    Ogl::DestroyOglCache(cache);
+    EXPECT_FALSE(cache);
+    EXPECT_EQ(notes->caches, 1);
+    gate.arrive_and_wait();
+    Settle();
+    EXPECT_EQ(notes->caches, 0);
+
+    // A second owner keeps it.
+    cache.reset(new NotingCache(notes));
+    shared_ptr<OglCache> owner = cache;
+    Ogl::DestroyOglCache(cache);
+    Settle();
+    EXPECT_EQ(notes->caches, 1);
+    // On the GL thread: right there.
+    OnGl([&](ShaderStorage const&) {
+        Ogl::DestroyOglCache(owner);
+        EXPECT_FALSE(owner);
+        EXPECT_EQ(notes->caches, 0);
+    });
+    EXPECT_FALSE(notes->cacheDiedElsewhere);
+}
+
+TEST_F(WrapperTest, AWrongCacheIsRefused) {
+    Caught const caught = Catch<std::logic_error>([] { Ogl::details::throwOnNullptr(nullptr); });
+    EXPECT_EQ(caught.what, "Wrong effect cache");
+    EXPECT_EQ(caught.function, "void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)");
+    EXPECT_EQ(caught.file, "Proc/Effects/EffectsOgl/OglCache");
+    EXPECT_EQ(caught.line, 13);
+    EXPECT_GT(caught.stackDepth, 0U);
+    EXPECT_THROW(Ogl::GetCache<NotingCache>(nullptr), std::logic_error);
+    OglCache plain;
+    EXPECT_NO_THROW(Ogl::details::throwOnNullptr(&plain));
+    EXPECT_THROW(Ogl::GetCache<NotingCache>(&plain), std::bad_cast);
+    OnGl([this](ShaderStorage const&) {
+        NotingCache own(notes);
+        EXPECT_EQ(&Ogl::GetCache<NotingCache>(&own), &own);
+    });
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests
