@@ -23,7 +23,11 @@ class AudioReader::Impl {
 public:
     Impl(std::string const& file, SoundFormat const& soundFormat, Microseconds clipStart, WarningFn warnFn,
          std::atomic<bool> const* stopFlag)
-        : path(file), format(soundFormat), start(clipStart), warn(std::move(warnFn)), stop(stopFlag),
+        : path(file),
+          format(soundFormat),
+          start(clipStart),
+          warn(std::move(warnFn)),
+          stop(stopFlag),
           pending(static_cast<std::size_t>(soundFormat.channels)) {
         Open();
         Seek();
@@ -36,14 +40,17 @@ public:
             if (pendingCount > 0) {
                 std::size_t const taken = std::min(left, pendingCount);
                 for (std::size_t c = 0; c < pending.size(); ++c) {
-                    std::copy_n(pending[c].begin() + static_cast<std::ptrdiff_t>(pendingBegin), taken, planes[c] + done);
+                    std::copy_n(pending[c].begin() + static_cast<std::ptrdiff_t>(pendingBegin), taken,
+                                planes[c] + done);
                 }
                 pendingBegin += taken;
                 pendingCount -= taken;
                 done += taken;
             } else if (silence > 0 || isEnded) {
                 std::size_t const taken =
-                    isEnded ? left : static_cast<std::size_t>(std::min<std::int64_t>(silence, static_cast<std::int64_t>(left)));
+                    isEnded
+                        ? left
+                        : static_cast<std::size_t>(std::min<std::int64_t>(silence, static_cast<std::int64_t>(left)));
                 for (std::size_t c = 0; c < pending.size(); ++c) {
                     std::fill_n(planes[c] + done, taken, 0.0F);
                 }
@@ -179,11 +186,11 @@ private:
             planes.push_back(reinterpret_cast<std::uint8_t*>(plane.data() + used));
         }
         ClearFfmpegLog();
-        int const made = room <= 0 ? 0
-                                   : swr_convert(resampler.get(), planes.data(), room,
-                                                 frame != nullptr ? const_cast<std::uint8_t const**>(frame->extended_data)
-                                                                  : nullptr,
-                                                 frame != nullptr ? frame->nb_samples : 0);
+        int const made =
+            room <= 0 ? 0
+                      : swr_convert(resampler.get(), planes.data(), room,
+                                    frame != nullptr ? const_cast<std::uint8_t const**>(frame->extended_data) : nullptr,
+                                    frame != nullptr ? frame->nb_samples : 0);
         if (made < 0) {
             ThrowMediaError(path, "its sound cannot be converted", made);
         }
@@ -208,7 +215,8 @@ private:
         if (warn) {
             std::int64_t const time = *decoder->GetDamage();
             long double const position = time == AV_NOPTS_VALUE ? static_cast<long double>(produced) : ToPosition(time);
-            long double const seconds = position / format.sampleRate + std::chrono::duration<long double>(start).count();
+            long double const seconds =
+                position / format.sampleRate + std::chrono::duration<long double>(start).count();
             warn(fmt::format("{}: sound damaged from {:.2f} s on ({}); there is silence where it is missing", path,
                              static_cast<double>(std::max(seconds, 0.0L)), decoder->GetDamageText()));
         }
@@ -243,6 +251,8 @@ AudioReader::AudioReader(std::string const& path, SoundFormat const& format, Mic
     : impl(std::make_unique<Impl>(path, format, start, std::move(warn), stop)) {}
 AudioReader::~AudioReader() = default;
 
-void AudioReader::Read(float* const* planes, std::size_t count) { impl->Read(planes, count); }
+void AudioReader::Read(float* const* planes, std::size_t count) {
+    impl->Read(planes, count);
+}
 
 }  // namespace Kaltor::Media

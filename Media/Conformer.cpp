@@ -23,7 +23,9 @@ bool HasFlag(int format, std::uint64_t flag) {
     return description != nullptr && (description->flags & flag) != 0;
 }
 
-bool IsRgb(int format) { return HasFlag(format, AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL); }
+bool IsRgb(int format) {
+    return HasFlag(format, AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL);
+}
 
 bool IsGray(int format) {
     AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
@@ -41,7 +43,9 @@ char const* MatrixName(ColorMatrix matrix) {
     }
 }
 
-char const* RangeName(ColorRange range) { return range == ColorRange::Full ? "full" : "limited"; }
+char const* RangeName(ColorRange range) {
+    return range == ColorRange::Full ? "full" : "limited";
+}
 
 /// The deprecated full-range twins are the plain formats with a tag.
 AVPixelFormat PlainFormat(int format) {
@@ -49,7 +53,9 @@ AVPixelFormat PlainFormat(int format) {
     return ours == PixFmt::Unknown ? static_cast<AVPixelFormat>(format) : Proc::ToAvPixelFormat(ours);
 }
 
-AVRational PixelAspect(AVRational aspect) { return aspect.num > 0 && aspect.den > 0 ? aspect : AVRational{1, 1}; }
+AVRational PixelAspect(AVRational aspect) {
+    return aspect.num > 0 && aspect.den > 0 ? aspect : AVRational{1, 1};
+}
 
 AVRational PixelAspect(Conf::FrameInfo const& info) {
     return {static_cast<int>(info.pixelAspectX), static_cast<int>(info.pixelAspectY)};
@@ -64,7 +70,9 @@ bool Conformer::Source::operator==(Source const& other) const {
 }
 
 Conformer::Conformer(std::string nameOfSource, VideoTarget const& wanted, Alpha alpha)
-    : name(std::move(nameOfSource)), target(wanted), targetFormat(Proc::ToAvPixelFormat(wanted.pixFmt)),
+    : name(std::move(nameOfSource)),
+      target(wanted),
+      targetFormat(Proc::ToAvPixelFormat(wanted.pixFmt)),
       alphaMode(alpha) {
     target.colorSpec = target.colorSpec.Resolved(target.frame.height);
 }
@@ -115,8 +123,8 @@ void Conformer::Build(Source const& source, Box const& box) {
                             HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL) &&
                             !HasFlag(targetFormat, AV_PIX_FMT_FLAG_ALPHA);
     std::string const flags = "flags=bicubic+accurate_rnd+full_chroma_int";
-    std::string const readAs =
-        fmt::format("in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix), RangeName(source.colorSpec.range));
+    std::string const readAs = fmt::format("in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
+                                           RangeName(source.colorSpec.range));
     std::string chain;
     if (isComposed) {
         chain += fmt::format("scale={}:{},format=gbrap,premultiply=inplace=1,format=gbrp,", flags, readAs);
@@ -181,12 +189,9 @@ Proc::AvFramePtr Conformer::Finish(Proc::AvFramePtr picture) const {
 }
 
 Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& orientation) {
-    Source const source{picture.width,
-                        picture.height,
-                        PlainFormat(picture.format),
-                        PixelAspect(picture.sample_aspect_ratio),
-                        ReadAs(picture),
-                        orientation.filter};
+    Source const source{
+        picture.width,   picture.height,    PlainFormat(picture.format), PixelAspect(picture.sample_aspect_ratio),
+        ReadAs(picture), orientation.filter};
     if (IsInForm(picture, source)) {
         return Finish(Proc::ShareAvFrame(picture));
     }
@@ -213,10 +218,11 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
     if (box.width == static_cast<int>(target.frame.width) && box.height == static_cast<int>(target.frame.height)) {
         return Finish(std::move(scaled));
     }
-    // FFmpeg's pad filter knows limited range only.
+    // The pad filter takes the range from the pixel format, not from the frame's tag.
     Proc::AvFramePtr barred = Proc::AllocateAvFrame(targetFormat, static_cast<int>(target.frame.width),
                                                     static_cast<int>(target.frame.height));
-    std::ptrdiff_t const strides[4] = {barred->linesize[0], barred->linesize[1], barred->linesize[2], barred->linesize[3]};
+    std::ptrdiff_t const strides[4] = {barred->linesize[0], barred->linesize[1], barred->linesize[2],
+                                       barred->linesize[3]};
     av_image_fill_black(barred->data, strides, targetFormat,
                         target.colorSpec.range == ColorRange::Full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG, barred->width,
                         barred->height);

@@ -7,9 +7,8 @@
 #include <filesystem>
 #include <string_view>
 
-#include <unistd.h>
-
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
 
@@ -54,7 +53,9 @@ bool IsTextFormat(std::string_view format) {
     return std::find(kTextFormats.begin(), kTextFormats.end(), format) != kTextFormats.end();
 }
 
-int IsStopped(void* flag) { return static_cast<std::atomic<bool> const*>(flag)->load(std::memory_order_relaxed); }
+int IsStopped(void* flag) {
+    return static_cast<std::atomic<bool> const*>(flag)->load(std::memory_order_relaxed);
+}
 
 }  // namespace
 
@@ -116,7 +117,9 @@ Demuxer::Demuxer(std::vector<std::uint8_t> const& content, std::string const& na
     Open("");
 }
 
-Demuxer::~Demuxer() { avformat_close_input(&context); }
+Demuxer::~Demuxer() {
+    avformat_close_input(&context);
+}
 
 void Demuxer::Open(char const* url) {
     CaptureFfmpegLog();

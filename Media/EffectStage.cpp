@@ -20,7 +20,8 @@ Proc::TimeToProgress MakeProgress(Timeline const& timeline, std::int64_t first, 
     progress.start = timeline.TimeOf(first + lead).count();
     progress.stop = timeline.TimeOf(first + count + lead).count();
     AVRational const frameTime = av_inv_q(timeline.target.frameRate);
-    progress.mapping = [frameTime, begin = first + lead, count](long long const& t, long long const&, long long const&) {
+    progress.mapping = [frameTime, begin = first + lead, count](long long const& t, long long const&,
+                                                                long long const&) {
         std::int64_t const frame = av_rescale_q_rnd(t, {1, 1'000'000}, frameTime, AV_ROUND_NEAR_INF);
         return static_cast<double>(frame - begin) / static_cast<double>(count);
     };
@@ -50,7 +51,9 @@ JointEffect::JointEffect(FactoryPtr const& factory, Timeline const& timeline, Pl
     effect->SetProgress(MakeProgress(timeline, incoming.first, incoming.fadeIn, 1));
 }
 
-void JointEffect::Process(FramePtr& outgoing, FramePtr const& incoming) { effect->Process(outgoing, incoming); }
+void JointEffect::Process(FramePtr& outgoing, FramePtr const& incoming) {
+    effect->Process(outgoing, incoming);
+}
 
 Downloader::Downloader(FactoryPtr const& factory, VideoTarget const& target)
     : effect(factory->CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, Proc::ImplNames::OGL)),

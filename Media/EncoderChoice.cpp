@@ -19,12 +19,14 @@ extern "C" {
 namespace Kaltor::Media {
 namespace {
 
-[[noreturn]] void Refuse(std::string const& message) { Core::Throw(std::invalid_argument(message)); }
+[[noreturn]] void Refuse(std::string const& message) {
+    Core::Throw(std::invalid_argument(message));
+}
 
 /// The better encoders of codecs that have several.
-constexpr std::array<std::string_view, 13> kPreferred{"libx264",   "libopenh264", "libx265",  "libvpx-vp9", "libvpx",
-                                                      "libaom-av1", "libsvtav1", "mpeg4",    "prores_ks",  "aac",
-                                                      "libopus",   "libvorbis",   "libmp3lame"};
+constexpr std::array<std::string_view, 13> kPreferred{"libx264",    "libopenh264", "libx265",   "libvpx-vp9", "libvpx",
+                                                      "libaom-av1", "libsvtav1",   "mpeg4",     "prores_ks",  "aac",
+                                                      "libopus",    "libvorbis",   "libmp3lame"};
 
 bool Carries(AVOutputFormat const& container, AVCodecID codec) {
     return codec != AV_CODEC_ID_NONE && avformat_query_codec(&container, codec, FF_COMPLIANCE_NORMAL) > 0;
@@ -62,7 +64,9 @@ AVCodec const* FindEncoder(AVCodecID id) {
     return found;
 }
 
-std::string Ending(std::string const& path) { return std::filesystem::path(path).extension().string(); }
+std::string Ending(std::string const& path) {
+    return std::filesystem::path(path).extension().string();
+}
 
 std::string ListForMessage(AVOutputFormat const& container) {
     std::vector<std::string> names = ListEncoders(container, AVMEDIA_TYPE_VIDEO);

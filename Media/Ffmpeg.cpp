@@ -44,7 +44,9 @@ void CaptureFfmpegLog() {
     ClearFfmpegLog();
 }
 
-void ClearFfmpegLog() { lastLine.clear(); }
+void ClearFfmpegLog() {
+    lastLine.clear();
+}
 
 std::string ExplainFfmpeg(int error) {
     return lastLine.empty() ? Proc::DescribeAvError(error) : std::exchange(lastLine, {});

@@ -42,7 +42,9 @@ T* CheckAllocated(T* pointer) {
     return pointer;
 }
 
-inline PacketPtr MakePacket() { return PacketPtr(CheckAllocated(av_packet_alloc())); }
+inline PacketPtr MakePacket() {
+    return PacketPtr(CheckAllocated(av_packet_alloc()));
+}
 
 /// From now on FFmpeg's error lines are kept, the last one of each thread, and nothing is printed.
 void CaptureFfmpegLog();

@@ -27,8 +27,18 @@ struct Ends {
 
 /// Rates near a standard one are that one: containers round.
 AVRational Snap(AVRational rate) {
-    constexpr std::array<AVRational, 12> kStandard{{{24000, 1001}, {24, 1}, {25, 1}, {30000, 1001}, {30, 1}, {48, 1},
-                                                    {50, 1}, {60000, 1001}, {60, 1}, {15, 1}, {12, 1}, {120, 1}}};
+    constexpr std::array<AVRational, 12> kStandard{{{24000, 1001},
+                                                    {24, 1},
+                                                    {25, 1},
+                                                    {30000, 1001},
+                                                    {30, 1},
+                                                    {48, 1},
+                                                    {50, 1},
+                                                    {60000, 1001},
+                                                    {60, 1},
+                                                    {15, 1},
+                                                    {12, 1},
+                                                    {120, 1}}};
     constexpr double kNear = 0.0004;
     for (AVRational const standard : kStandard) {
         if (std::abs(av_q2d(rate) / av_q2d(standard) - 1.0) < kNear) {
@@ -104,8 +114,8 @@ Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
     bool const isShort = declared != AV_NOPTS_VALUE && declared < 2 * AV_TIME_BASE;
     if (declared != AV_NOPTS_VALUE && !isShort) {
-        std::int64_t const last = av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, AV_TIME_BASE_Q,
-                                               video->time_base);
+        std::int64_t const last =
+            av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, AV_TIME_BASE_Q, video->time_base);
         if (av_seek_frame(&demuxer->Get(), video->index, last, AVSEEK_FLAG_BACKWARD) >= 0) {
             Ends const ends = ReadToEnd(*demuxer, *video, frameRate);
             if (ends.videoPackets > 0 && ends.video != AV_NOPTS_VALUE) {

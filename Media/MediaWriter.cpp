@@ -30,7 +30,8 @@ struct OutputFile {
 class MediaWriter::Impl {
 public:
     explicit Impl(WriterOptions const& options)
-        : path(options.path), container(FindContainer(options.path)),
+        : path(options.path),
+          container(FindContainer(options.path)),
           videoEncoder(FindVideoEncoder(container, options.codec, options.path)),
           partial(options.path, options.overwrite) {
         CaptureFfmpegLog();
@@ -97,10 +98,16 @@ public:
 MediaWriter::MediaWriter(WriterOptions const& options) : impl(std::make_unique<Impl>(options)) {}
 MediaWriter::~MediaWriter() = default;
 
-std::optional<SoundFormat> MediaWriter::GetSound() const { return impl->soundFormat; }
-std::string MediaWriter::GetCodec() const { return impl->videoEncoder.name; }
+std::optional<SoundFormat> MediaWriter::GetSound() const {
+    return impl->soundFormat;
+}
+std::string MediaWriter::GetCodec() const {
+    return impl->videoEncoder.name;
+}
 
-void MediaWriter::WritePicture(AVFrame const& picture) { impl->pictures->Write(picture); }
+void MediaWriter::WritePicture(AVFrame const& picture) {
+    impl->pictures->Write(picture);
+}
 
 void MediaWriter::WriteSound(float const* const* planes, std::size_t count) {
     if (impl->sound) {
@@ -108,7 +115,11 @@ void MediaWriter::WriteSound(float const* const* planes, std::size_t count) {
     }
 }
 
-void MediaWriter::Close() { impl->Close(); }
-void MediaWriter::Finish() { impl->Finish(); }
+void MediaWriter::Close() {
+    impl->Close();
+}
+void MediaWriter::Finish() {
+    impl->Finish();
+}
 
 }  // namespace Kaltor::Media

@@ -55,9 +55,8 @@ Orientation Orientation::FromExif(int number) {
 Orientation Orientation::Of(AVStream const& stream) {
     std::size_t size = 0;
     std::uint8_t const* const data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    return data != nullptr && size >= 9 * sizeof(std::int32_t)
-               ? FromMatrix(reinterpret_cast<std::int32_t const*>(data))
-               : Orientation{};
+    return data != nullptr && size >= 9 * sizeof(std::int32_t) ? FromMatrix(reinterpret_cast<std::int32_t const*>(data))
+                                                               : Orientation{};
 }
 
 Orientation Orientation::Of(AVFrame const& frame) {

@@ -5,9 +5,8 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <unistd.h>
-
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaError.h"
@@ -21,7 +20,9 @@ namespace fs = std::filesystem;
     Core::Throw(MediaError(fmt::format("{}: {}", name, why)));
 }
 
-[[noreturn]] void FailExisting(std::string const& name) { Fail(name, "exists already; it is not overwritten unless asked"); }
+[[noreturn]] void FailExisting(std::string const& name) {
+    Fail(name, "exists already; it is not overwritten unless asked");
+}
 
 /// A symbolic link stays; what it points to is replaced.
 fs::path ResolveLink(fs::path const& path) {

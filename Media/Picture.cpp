@@ -25,14 +25,16 @@ bool HasAlpha(AVFrame const& picture) {
     if (picture.format == AV_PIX_FMT_PAL8) {
         constexpr std::uint32_t kOpaque = 0xFF000000U;
         auto const* const entries = reinterpret_cast<std::uint32_t const*>(picture.data[1]);
-        return std::any_of(entries, entries + AVPALETTE_COUNT, [](std::uint32_t e) { return (e & kOpaque) != kOpaque; });
+        return std::any_of(entries, entries + AVPALETTE_COUNT,
+                           [](std::uint32_t e) { return (e & kOpaque) != kOpaque; });
     }
     AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
     return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
 /// The picture's own size and pixel shape in another pixel format.
-Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, PixFmt format, std::string const& name) {
+Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, PixFmt format,
+                        std::string const& name) {
     Conf::FrameInfo info = Proc::GetFrameInfo(picture);
     if (orientation.SwapsSides()) {
         std::swap(info.width, info.height);

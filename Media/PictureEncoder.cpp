@@ -19,9 +19,13 @@ extern "C" {
 namespace Kaltor::Media {
 namespace {
 
-[[noreturn]] void Refuse(std::string const& message) { Core::Throw(std::invalid_argument(message)); }
+[[noreturn]] void Refuse(std::string const& message) {
+    Core::Throw(std::invalid_argument(message));
+}
 
-bool IsPaletteEncoder(AVCodec const& encoder) { return encoder.id == AV_CODEC_ID_GIF; }
+bool IsPaletteEncoder(AVCodec const& encoder) {
+    return encoder.id == AV_CODEC_ID_GIF;
+}
 
 /// Matrix, range, and the primaries and transfer that go with the matrix.
 void Tag(AVCodecContext& codec, VideoTarget const& form) {
@@ -72,7 +76,9 @@ void CheckFrameRate(AVCodec const& encoder, AVRational rate) {
 }  // namespace
 
 PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file)
-    : name(options.path), form(ChooseForm(options, encoder)), conformer(options.path, form),
+    : name(options.path),
+      form(ChooseForm(options, encoder)),
+      conformer(options.path, form),
       stream(options.path, file, SetUp(options, encoder)) {
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
@@ -139,9 +145,10 @@ void PictureEncoder::BuildPaletteGraph() {
                     form.frame.height, static_cast<int>(AV_PIX_FMT_RGB24), form.frameRate.den, form.frameRate.num,
                     form.frame.pixelAspectX, form.frame.pixelAspectY);
     // A palette for each picture: nothing needs to be known of later ones.
-    std::string const text = fmt::format("buffer@in={}[a];[a]split[b][c];[b]palettegen=stats_mode=single[p];"
-                                         "[c][p]paletteuse=new=1:dither=sierra2_4a,buffersink@out",
-                                         parameters);
+    std::string const text = fmt::format(
+        "buffer@in={}[a];[a]split[b][c];[b]palettegen=stats_mode=single[p];"
+        "[c][p]paletteuse=new=1:dither=sierra2_4a,buffersink@out",
+        parameters);
     AVFilterInOut* inputs = nullptr;
     AVFilterInOut* outputs = nullptr;
     ClearFfmpegLog();

@@ -57,9 +57,15 @@ class Stages {
 public:
     Stages(RenderJob const& renderJob, Timeline const& plan, FactoryPtr const& effectFactory, MediaWriter& output,
            Pipeline& threads)
-        : job(renderJob), timeline(plan), factory(effectFactory), writer(output), pipeline(threads),
-          composed(kBetweenStages, threads.GetStop()), drawn(kBetweenStages, threads.GetStop()),
-          finished(kBeforeEncoder, threads.GetStop()), sound(kSoundAhead, threads.GetStop()) {}
+        : job(renderJob),
+          timeline(plan),
+          factory(effectFactory),
+          writer(output),
+          pipeline(threads),
+          composed(kBetweenStages, threads.GetStop()),
+          drawn(kBetweenStages, threads.GetStop()),
+          finished(kBeforeEncoder, threads.GetStop()),
+          sound(kSoundAhead, threads.GetStop()) {}
 
     ~Stages() { pipeline.StopAndJoin(); }
     Stages(Stages const&) = delete;
@@ -122,8 +128,9 @@ private:
     /// A chunk for each picture.
     void MixSound() {
         int const rate = writer.GetSound()->sampleRate;
-        SoundMixer mixer(timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
-                         pipeline.GetStop().GetFlag());
+        SoundMixer mixer(
+            timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+            pipeline.GetStop().GetFlag());
         for (std::int64_t i = 0; i < timeline.frames; ++i) {
             std::int64_t const count = timeline.SampleOf(i + 1, rate) - timeline.SampleOf(i, rate);
             if (!sound.Push(mixer.Read(static_cast<std::size_t>(count)))) {

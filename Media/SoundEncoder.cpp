@@ -61,7 +61,8 @@ CodecContextPtr SoundEncoder::SetUp(AVCodec const& encoder, SoundFormat const& f
 
 SoundEncoder::SoundEncoder(std::string const& nameOfFile, AVCodec const& encoder, SoundFormat const& format,
                            AVFormatContext& file)
-    : name(nameOfFile), stream(nameOfFile, file, SetUp(encoder, format)),
+    : name(nameOfFile),
+      stream(nameOfFile, file, SetUp(encoder, format)),
       pending(static_cast<std::size_t>(format.channels)) {
     AVCodecContext& codec = stream.GetCodec();
     frameSize = codec.frame_size > 0 ? codec.frame_size : kVariableFrame;

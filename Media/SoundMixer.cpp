@@ -8,7 +8,10 @@ namespace Kaltor::Media {
 
 SoundMixer::SoundMixer(Timeline const& plan, SoundFormat const& soundFormat, WarningFn warnFn,
                        std::atomic<bool> const* stopFlag)
-    : timeline(plan), format(soundFormat), warn(std::move(warnFn)), stop(stopFlag),
+    : timeline(plan),
+      format(soundFormat),
+      warn(std::move(warnFn)),
+      stop(stopFlag),
       scratch(static_cast<std::size_t>(soundFormat.channels)) {}
 
 std::unique_ptr<AudioReader> SoundMixer::Open(PlannedClip const& clip) const {
@@ -78,7 +81,8 @@ void SoundMixer::Add(Source const& source, std::vector<std::vector<float>>& sum,
                              static_cast<float>(fadeOutEnd - fadeOutBegin));
         }
         for (std::size_t c = 0; c < sum.size(); ++c) {
-            sum[c][static_cast<std::size_t>(sample - begin)] += gain * scratch[c][static_cast<std::size_t>(sample - from)];
+            sum[c][static_cast<std::size_t>(sample - begin)] +=
+                gain * scratch[c][static_cast<std::size_t>(sample - from)];
         }
     }
 }

@@ -92,8 +92,7 @@ Proc::AvFramePtr StreamDecoder::Next() {
         if (result == 0) {
             failures = 0;
             frame->pts = frame->best_effort_timestamp;
-            bool const isDamaged =
-                (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0;
+            bool const isDamaged = (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0;
             if (isDamaged) {
                 NoteDamage(frame->pts, AVERROR_INVALIDDATA);
                 av_frame_unref(frame.get());

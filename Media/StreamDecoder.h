@@ -35,7 +35,7 @@ private:
     AVStream& stream;
     CodecContextPtr codec;
     PacketPtr packet;
-    int failures = 0;  ///< in a row
+    int failures = 0;                         ///< in a row
     std::int64_t packetEnd = AV_NOPTS_VALUE;  ///< of the packet that reaches farthest
     std::int64_t frameEnd = AV_NOPTS_VALUE;   ///< of the last good frame
     std::optional<std::int64_t> damage;

@@ -17,9 +17,13 @@ namespace {
 constexpr AVRational kDefaultRate{30, 1};
 constexpr AVRational kMicroseconds{1, 1'000'000};
 
-[[noreturn]] void Refuse(std::string const& message) { Core::Throw(std::invalid_argument(message)); }
+[[noreturn]] void Refuse(std::string const& message) {
+    Core::Throw(std::invalid_argument(message));
+}
 
-double Seconds(Microseconds time) { return std::chrono::duration<double>(time).count(); }
+double Seconds(Microseconds time) {
+    return std::chrono::duration<double>(time).count();
+}
 
 void CheckJob(RenderJob const& job) {
     if (job.clips.empty()) {
@@ -43,7 +47,8 @@ void CheckJob(RenderJob const& job) {
             Refuse("a transition cannot last less than no time");
         }
     }
-    if (job.size && (job.size->width == 0 || job.size->height == 0 || job.size->width % 2 != 0 || job.size->height % 2 != 0)) {
+    if (job.size &&
+        (job.size->width == 0 || job.size->height == 0 || job.size->width % 2 != 0 || job.size->height % 2 != 0)) {
         Refuse(fmt::format("a size of {}x{} cannot be: both numbers must be even and above 0", job.size->width,
                            job.size->height));
     }
@@ -107,14 +112,15 @@ void CheckLength(PlannedClip const& clip, AVRational frameRate) {
     double const frameSeconds = av_q2d(av_inv_q(frameRate));
     bool const hasTwo = clip.fadeIn > 0 && clip.fadeOut > 0;
     std::int64_t const longest = hasTwo ? clip.frames / 2 : clip.frames;
-    std::string const needs = hasTwo ? fmt::format("its transitions of {:.2f} s and {:.2f} s",
-                                                   static_cast<double>(clip.fadeIn) * frameSeconds,
-                                                   static_cast<double>(clip.fadeOut) * frameSeconds)
-                                     : fmt::format("its transition of {:.2f} s",
-                                                   static_cast<double>(clip.fadeIn + clip.fadeOut) * frameSeconds);
-    Core::Throw(MediaError(fmt::format("{}: {:.2f} s ({} frames) is too short for {}; the longest possible is {:.2f} s{}",
-                                       clip.path, static_cast<double>(clip.frames) * frameSeconds, clip.frames, needs,
-                                       static_cast<double>(longest) * frameSeconds, hasTwo ? " each" : "")));
+    std::string const needs =
+        hasTwo
+            ? fmt::format("its transitions of {:.2f} s and {:.2f} s", static_cast<double>(clip.fadeIn) * frameSeconds,
+                          static_cast<double>(clip.fadeOut) * frameSeconds)
+            : fmt::format("its transition of {:.2f} s", static_cast<double>(clip.fadeIn + clip.fadeOut) * frameSeconds);
+    Core::Throw(
+        MediaError(fmt::format("{}: {:.2f} s ({} frames) is too short for {}; the longest possible is {:.2f} s{}",
+                               clip.path, static_cast<double>(clip.frames) * frameSeconds, clip.frames, needs,
+                               static_cast<double>(longest) * frameSeconds, hasTwo ? " each" : "")));
 }
 
 }  // namespace

@@ -124,9 +124,8 @@ private:
         }
         Picture picture;
         AVStream const& stream = decoder->GetStream();
-        AVRational const sourceRate = stream.avg_frame_rate.num > 0 && stream.avg_frame_rate.den > 0
-                                          ? stream.avg_frame_rate
-                                          : AVRational{30, 1};
+        AVRational const sourceRate =
+            stream.avg_frame_rate.num > 0 && stream.avg_frame_rate.den > 0 ? stream.avg_frame_rate : AVRational{30, 1};
         AVRational const rate = conformer.GetTarget().frameRate;
         if (frame->pts != AV_NOPTS_VALUE) {
             picture.place = ToPlace(frame->pts);
@@ -153,15 +152,14 @@ private:
         }
         std::int64_t const time = *decoder->GetDamage();
         AVRational const rate = conformer.GetTarget().frameRate;
-        long double const place =
-            time == AV_NOPTS_VALUE ? std::max(previousEnd.value_or(0.0L), 0.0L) : ToPlace(time);
+        long double const place = time == AV_NOPTS_VALUE ? std::max(previousEnd.value_or(0.0L), 0.0L) : ToPlace(time);
         if (place < -1.0L) {
             return;  // before what is asked for
         }
         isDamageReported = true;
         if (warn) {
-            double const seconds = static_cast<double>(place) * rate.den / rate.num +
-                                   std::chrono::duration<double>(start).count();
+            double const seconds =
+                static_cast<double>(place) * rate.den / rate.num + std::chrono::duration<double>(start).count();
             warn(fmt::format("{}: damaged from {:.2f} s on ({}); the last good picture stands in for what is missing",
                              path, std::max(seconds, 0.0), decoder->GetDamageText()));
         }
@@ -190,7 +188,11 @@ VideoReader::VideoReader(std::string const& path, VideoTarget const& target, Mic
     : impl(std::make_unique<Impl>(path, target, start, std::move(warn), stop)) {}
 VideoReader::~VideoReader() = default;
 
-Proc::AvFramePtr VideoReader::Read() { return impl->Read(); }
-bool VideoReader::IsAtEnd() const { return impl->IsAtEnd(); }
+Proc::AvFramePtr VideoReader::Read() {
+    return impl->Read();
+}
+bool VideoReader::IsAtEnd() const {
+    return impl->IsAtEnd();
+}
 
 }  // namespace Kaltor::Media

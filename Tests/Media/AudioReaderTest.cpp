@@ -15,7 +15,9 @@ protected:
         ClipSpec spec;
         spec.frames = 90;
         spec.sound = format;
-        spec.wave = [&](std::int64_t n) { return std::find(clicks.begin(), clicks.end(), n) != clicks.end() ? 0.9F : 0.0F; };
+        spec.wave = [&](std::int64_t n) {
+            return std::find(clicks.begin(), clicks.end(), n) != clicks.end() ? 0.9F : 0.0F;
+        };
         MakeClip(path, spec);
     }
 

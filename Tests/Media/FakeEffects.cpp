@@ -2,8 +2,8 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "Proc/Settings/SettingsServices.h"
 #include "MediaTest.h"
+#include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Media::Tests {
 namespace {
@@ -122,6 +122,8 @@ private:
 
 }  // namespace
 
-boost::intrusive_ptr<Proc::IEffectFactory const> MakeFakeFactory(FakeLog& log) { return {new FakeFactory(log)}; }
+boost::intrusive_ptr<Proc::IEffectFactory const> MakeFakeFactory(FakeLog& log) {
+    return {new FakeFactory(log)};
+}
 
 }  // namespace Kaltor::Media::Tests

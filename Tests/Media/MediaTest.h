@@ -60,7 +60,9 @@ struct ClipSpec {
 };
 
 /// A luma that tells frame numbers apart, also when they are 1 off.
-inline int LumaOf(int frame) { return 20 + frame * 7 % 200; }
+inline int LumaOf(int frame) {
+    return 20 + frame * 7 % 200;
+}
 
 /// Writes a clip through `MediaWriter`; the container follows from the path.
 void MakeClip(std::string const& path, ClipSpec const& spec);

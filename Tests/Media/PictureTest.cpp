@@ -1,10 +1,9 @@
-#include "Media/Picture.h"
-
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 
 #include "Media/Ffmpeg.h"
+#include "Media/Picture.h"
 #include "MediaTest.h"
 
 namespace Kaltor::Media::Tests {
@@ -113,8 +112,8 @@ TEST_F(PictureTest, ReadsJpegUprightWithItsOwnMatrix) {
     };
     for (Case const& c : {Case{1, 32, 16, 4, 8, 28, 8}, Case{3, 32, 16, 28, 8, 4, 8}, Case{6, 16, 32, 8, 4, 8, 28},
                           Case{8, 16, 32, 8, 28, 8, 4}, Case{2, 32, 16, 28, 8, 4, 8}}) {
-        Bytes const exif{0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8,
-                         0,    1,    1, 18, 0,   3,   0,   0,   0, 1, 0,   c.orientation, 0, 0, 0, 0, 0, 0};
+        Bytes const exif{0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M',           0, 42, 0, 0, 0, 8,
+                         0,    1,    1, 18, 0,   3,   0,   0,   0, 1, 0,   c.orientation, 0, 0,  0, 0, 0, 0};
         Bytes file = plain;
         file.insert(file.begin() + 2, exif.begin(), exif.end());
         auto const picture = DecodePicture(file, "photo.jpg");
@@ -125,8 +124,8 @@ TEST_F(PictureTest, ReadsJpegUprightWithItsOwnMatrix) {
         EXPECT_NEAR(red[1], 0, 4);
         EXPECT_NEAR(red[2], 0, 4);
         EXPECT_NEAR(PixelAt(*picture, c.blackX, c.blackY)[0], 0, 4);
-        std::ofstream(At("photo.jpg"), std::ios::binary).write(reinterpret_cast<char const*>(file.data()),
-                                                               static_cast<std::streamsize>(file.size()));
+        std::ofstream(At("photo.jpg"), std::ios::binary)
+            .write(reinterpret_cast<char const*>(file.data()), static_cast<std::streamsize>(file.size()));
         EXPECT_EQ(Probe(At("photo.jpg")).frame.width, c.width) << "as a clip";
     }
 }

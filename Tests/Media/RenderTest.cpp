@@ -182,14 +182,19 @@ TEST_F(RenderTest, FollowsTheFirstClipsForm) {
 TEST_F(RenderTest, SoundFadesWithEqualPowerAndAgreesInLength) {
     auto const tone = [](double frequency) {
         return [frequency](std::int64_t n) {
-            return static_cast<float>(0.3 * std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(n) / 48000.0));
+            return static_cast<float>(0.3 *
+                                      std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(n) / 48000.0));
         };
     };
     ClipSpec spec;
     spec.frames = 60;
     spec.sound = SoundFormat{48000, 2};
     spec.wave = tone(500.0);
-    MakeClip(At("a.mp4"), [&] { auto s = spec; s.codec = ""; return s; }());
+    MakeClip(At("a.mp4"), [&] {
+        auto s = spec;
+        s.codec = "";
+        return s;
+    }());
     spec.wave = tone(2000.0);
     MakeClip(At("b.mkv"), spec);
     spec.sound.reset();
@@ -264,9 +269,10 @@ TEST_F(RenderTest, RefusesWhatCannotBe) {
     RenderJob job = good;
     job.transitions[0].duration = milliseconds(1500);
     std::string message = Fail<MediaError>(job);
-    EXPECT_NE(message.find("a.mkv: 1.00 s (30 frames) is too short for its transition of 1.50 s; the longest possible is "
-                           "1.00 s"),
-              std::string::npos)
+    EXPECT_NE(
+        message.find("a.mkv: 1.00 s (30 frames) is too short for its transition of 1.50 s; the longest possible is "
+                     "1.00 s"),
+        std::string::npos)
         << message;
     job = good;
     job.clips.push_back(job.clips[0]);

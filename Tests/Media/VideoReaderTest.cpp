@@ -159,7 +159,7 @@ TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
     };
     Case const cases[] = {{64, 64, 1, 1, 128, 64, 32, 0},
                           {64, 32, 1, 1, 64, 64, 0, 16},
-                          {32, 64, 2, 1, 128, 64, 32, 0},   // wide pixels make it a square
+                          {32, 64, 2, 1, 128, 64, 32, 0},  // wide pixels make it a square
                           {64, 48, 1, 1, 128, 96, 0, 0},
                           {64, 48, 1, 1, 126, 96, 0, 0}};  // no bars of a pixel
     for (ColorRange const range : {ColorRange::Limited, ColorRange::Full}) {
@@ -199,12 +199,14 @@ TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
         ColorTransform const t = RgbToYuv(spec);
         int out[3];
         for (std::size_t i = 0; i < 3; ++i) {
-            double const v = t.offset[i] + t.matrix[i][0] * kRgb[0] + t.matrix[i][1] * kRgb[1] + t.matrix[i][2] * kRgb[2];
+            double const v =
+                t.offset[i] + t.matrix[i][0] * kRgb[0] + t.matrix[i][1] * kRgb[1] + t.matrix[i][2] * kRgb[2];
             out[i] = static_cast<int>(std::lround(v * 255.0));
         }
         return Yuv{out[0], out[1], out[2]};
     };
-    ColorSpec const specs[] = {kBt601, kBt709, {ColorMatrix::Bt601, ColorRange::Full}, {ColorMatrix::Bt2020, ColorRange::Limited}};
+    ColorSpec const specs[] = {
+        kBt601, kBt709, {ColorMatrix::Bt601, ColorRange::Full}, {ColorMatrix::Bt2020, ColorRange::Limited}};
     for (ColorSpec const& from : specs) {
         ClipSpec spec;
         spec.frames = 2;
@@ -355,9 +357,8 @@ TEST_F(VideoReaderTest, SaysWhatIsWrongWithAFile) {
     ClipSpec spec;
     spec.sound = SoundFormat{};
     MakeClip(At("both.mkv"), spec);
-    Remux(At("both.mkv"), At("sound.mkv"), [](AVPacket&, AVStream const& s) {
-        return s.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-    });
+    Remux(At("both.mkv"), At("sound.mkv"),
+          [](AVPacket&, AVStream const& s) { return s.codecpar->codec_type == AVMEDIA_TYPE_AUDIO; });
     std::pair<char const*, char const*> const cases[] = {
         {"missing.mp4", "missing.mp4: no such file"},
         {"empty.mp4", "empty.mp4: is empty"},
