@@ -15,7 +15,7 @@ void RequireChoice(Proc::Settings const& settings, std::string_view key) {
     bool const isKnown = std::any_of(field.labels.begin(), field.labels.end(),
                                      [value](Proc::FieldLabel const& label) { return label.value == value; });
     if (!isKnown) {
-        Core::Throw(std::invalid_argument(fmt::format("{} is not accepted for {} of {}: it takes {}", value, key,
+        Core::Throw(std::invalid_argument(fmt::format("{} {} is not accepted by {}: it takes {}", key, value,
                                                       settings.GetClassId(), field.DescribeRange())));
     }
 }

@@ -46,7 +46,7 @@ public:
         std::int32_t const num = dynamic_cast<Proc::SettingsTransitionPinwheel const&>(value).GetNum();
         if (num < 1) {
             Core::Throw(std::invalid_argument(
-                fmt::format("{} is not accepted for num of TransitionPinwheel: it takes 1 and above", num)));
+                fmt::format("num {} is not accepted by TransitionPinwheel: it takes 1 and above", num)));
         }
         TransitionWithSettings::SetSettings(value);
     }

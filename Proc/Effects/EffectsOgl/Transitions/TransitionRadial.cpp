@@ -25,8 +25,8 @@ void main() {
     vec4 bottom = texture2D(tex_bot, TexCoord0);
     vec2 n = TexCoord0 - vec2(0.5);
     // The middle column belongs to the left half.
-    float x = n.x == 0.0 ? -1e-9 : n.x;
-    float angle = atan(revertaspect * n.y / x) + M_PI * (floor(2.0 * (1.0 - TexCoord0.x)) + 0.5);
+    float x = abs(n.x) < 1e-6 ? -1e-6 : n.x;
+    float angle = atan(revertaspect * n.y / x) + M_PI * (floor(1.0 - 2.0 * x) + 0.5);
     float status = (angle - progress) * length(n);
     if (status >= 0.0031830988618379067) {
         gl_FragColor = top;

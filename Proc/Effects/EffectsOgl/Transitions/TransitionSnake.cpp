@@ -53,7 +53,7 @@ public:
         std::int32_t const bands = dynamic_cast<Proc::SettingsTransitionSnake const&>(value).GetBands();
         if (bands < 0 || bands > kMostBands) {
             Core::Throw(std::invalid_argument(
-                fmt::format("{} is not accepted for bands of TransitionSnake: it takes 0 to {}", bands, kMostBands)));
+                fmt::format("bands {} is not accepted by TransitionSnake: it takes 0 to {}", bands, kMostBands)));
         }
         TransitionWithSettings::SetSettings(value);
     }

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tests/Support/GlFixture.h"
+
+namespace Kaltor::Tests {
+
+struct Size {
+    unsigned width;
+    unsigned height;
+};
+
+/// Landscape, portrait, square, odd and as thin as can be.
+constexpr std::array<Size, 6> kSizes{{{64, 36}, {36, 64}, {24, 24}, {31, 17}, {1, 23}, {19, 1}}};
+
+Rgba Mix(Rgba const& a, Rgba const& b, double weight);
+
+/// A picture of the size and kind of `like` by the texture coordinates of each pixel's centre.
+Picture ForEachPixel(Picture const& like, std::function<Rgba(double s, double t)> const& at);
+
+/// "TransitionWipe width=0 direction=down".
+std::string Describe(Proc::Settings const& settings);
+
+/// What a transition makes of two pictures, computed on the processor.
+using Expectation = std::function<Picture(Picture const& first, Picture const& second, double progress)>;
+
+/// A transition, the values of one field to try, and at which ends it shows exactly an input.
+struct EndsCase {
+    std::string_view name;
+    std::string_view field;
+    std::vector<std::string_view> values;
+    bool isFirstAt0 = true;
+    bool isSecondAt1 = true;
+};
+
+class TransitionFixture : public GlTest {
+protected:
+    /// White noise shows every displacement.
+    static void Expect(Proc::Settings const& settings, std::vector<double> const& progresses,
+                       Expectation const& expectation, double tolerance);
+    /// Flat pictures show to the byte on which side of an edge a pixel lies.
+    static void ExpectSharpEdges(Proc::Settings const& settings, std::vector<double> const& progresses,
+                                 Expectation const& expectation);
+    /// To the byte, at all sizes, with alpha and without.
+    static void ExpectEnds(std::vector<EndsCase> const& cases);
+    /// Setting these settings throws `std::invalid_argument` with `text` in it, and what was set before still holds.
+    static void ExpectRefused(Proc::Settings const& settings, std::string const& text);
+    /// A second input in planar YUV, with the default settings of each.
+    static void ExpectMixedFormats(std::vector<std::string_view> const& names);
+};
+
+}  // namespace Kaltor::Tests
