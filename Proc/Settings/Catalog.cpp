@@ -1,9 +1,10 @@
+#include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
-#include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Proc {
 namespace {
@@ -19,14 +20,15 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
     return MakeEach<SettingsEffectBlurGaussian, SettingsEffectVideoFadeInFadeOut, SettingsFrameUploader,
-                    SettingsFrameDownloader, SettingsTransitionRoll, SettingsTransitionPinwheel,
-                    SettingsTransitionRippleSmooth, SettingsTransitionSpiral, SettingsTransitionLens,
+                    SettingsFrameDownloader, SettingsTransitionWaterbrush, SettingsTransitionRoll,
+                    SettingsTransitionPinwheel, SettingsTransitionRippleSmooth, SettingsTransitionShatter,
+                    SettingsTransitionDisintegrate, SettingsTransitionSpiral, SettingsTransitionLens,
                     SettingsTransitionPush, SettingsTransitionBlinds, SettingsTransitionScale, SettingsTransitionZoom,
                     SettingsTransitionBlur, SettingsTransitionKenBurns, SettingsTransitionCrossfade,
                     SettingsTransitionFadeInFadeOut, SettingsTransitionSnake, SettingsTransitionCircle,
                     SettingsTransitionWipe, SettingsTransitionSlide, SettingsTransitionRadial,
                     SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor, SettingsTransitionCross,
-                    SettingsTransitionFlash, SettingsTransitionSpin>();
+                    SettingsTransitionPieces, SettingsTransitionFlash, SettingsTransitionSpin>();
 }
 
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {

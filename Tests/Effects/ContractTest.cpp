@@ -50,6 +50,7 @@ constexpr std::array kLooseEnds{
     LooseEnds{"TransitionBlur", true, true, "the blur's least radius is not 0"},
     LooseEnds{"TransitionCross", true, false, "the cuts are soft and opaque from the start"},
     LooseEnds{"TransitionLens", true, false, "the lens has a rim from the start"},
+    LooseEnds{"TransitionShatter", true, true, "drawn at twice the size and made smaller, which softens"},
     LooseEnds{"TransitionSlidingDoor", true, false, "the line through the middle of an odd side opens first"},
     LooseEnds{"TransitionSnake", true, true, "rows are sampled at their lower edge"},
     LooseEnds{"TransitionSpin", false, true, "the spinning picture is opaque with a soft border to the end"},

@@ -9,6 +9,7 @@
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
@@ -19,9 +20,12 @@ namespace Kaltor::Ogl {
 class EffectBlur;
 class EffectFadeInFadeOut;
 
+class TransitionWaterbrush;
 class TransitionRoll;
 class TransitionPinwheel;
 class TransitionRippleSmooth;
+class TransitionShatter;
+class TransitionDisintegrate;
 class TransitionSpiral;
 class TransitionLens;
 class TransitionPush;
@@ -40,6 +44,7 @@ class TransitionRadial;
 class TransitionSlidingDoor;
 class TransitionBarnDoor;
 class TransitionCross;
+class TransitionPieces;
 class TransitionFlash;
 class TransitionSpin;
 
@@ -88,9 +93,12 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
 
+    RegisterTwo<SettingsTransitionWaterbrush>(registry, &Create<TransitionWaterbrush>);
     RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);
     RegisterTwo<SettingsTransitionPinwheel>(registry, &Create<TransitionPinwheel>);
     RegisterTwo<SettingsTransitionRippleSmooth>(registry, &Create<TransitionRippleSmooth>);
+    RegisterTwo<SettingsTransitionShatter>(registry, &Create<TransitionShatter>);
+    RegisterTwo<SettingsTransitionDisintegrate>(registry, &Create<TransitionDisintegrate>);
     RegisterTwo<SettingsTransitionSpiral>(registry, &Create<TransitionSpiral>);
     RegisterTwo<SettingsTransitionLens>(registry, &Create<TransitionLens>);
     RegisterTwo<SettingsTransitionPush>(registry, &Create<TransitionPush>);
@@ -109,6 +117,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionSlidingDoor>(registry, &Create<TransitionSlidingDoor>);
     RegisterTwo<SettingsTransitionBarnDoor>(registry, &Create<TransitionBarnDoor>);
     RegisterTwo<SettingsTransitionCross>(registry, &Create<TransitionCross>);
+    RegisterTwo<SettingsTransitionPieces>(registry, &Create<TransitionPieces>);
     RegisterTwo<SettingsTransitionFlash>(registry, &Create<TransitionFlash>);
     RegisterTwo<SettingsTransitionSpin>(registry, &Create<TransitionSpin>);
 }
