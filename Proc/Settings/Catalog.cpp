@@ -19,14 +19,16 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 }  // namespace
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
-    return MakeEach<SettingsEffectBlurGaussian, SettingsEffectVideoFadeInFadeOut, SettingsFrameUploader,
-                    SettingsFrameDownloader, SettingsTransitionWaterbrush, SettingsTransitionRoll,
-                    SettingsTransitionPinwheel, SettingsTransitionRippleSmooth, SettingsTransitionShatter,
-                    SettingsTransitionDisintegrate, SettingsTransitionSpiral, SettingsTransitionLens,
-                    SettingsTransitionPush, SettingsTransitionBlinds, SettingsTransitionScale, SettingsTransitionZoom,
-                    SettingsTransitionBlur, SettingsTransitionKenBurns, SettingsTransitionCrossfade,
-                    SettingsTransitionFadeInFadeOut, SettingsTransitionSnake, SettingsTransitionCircle,
-                    SettingsTransitionWipe, SettingsTransitionSlide, SettingsTransitionRadial,
+    return MakeEach<SettingsEffectColorMixBurn, SettingsEffectColorMixDistinguish, SettingsEffectColorMixExchange,
+                    SettingsEffectColorMixField, SettingsEffectPosterize, SettingsEffectPopArt, SettingsEffectInvert,
+                    SettingsEffectBlurGaussian, SettingsEffectRetroColors, SettingsEffectOpacity,
+                    SettingsEffectVideoFadeInFadeOut, SettingsFrameUploader, SettingsFrameDownloader,
+                    SettingsTransitionWaterbrush, SettingsTransitionRoll, SettingsTransitionPinwheel,
+                    SettingsTransitionRippleSmooth, SettingsTransitionShatter, SettingsTransitionDisintegrate,
+                    SettingsTransitionSpiral, SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionBlinds,
+                    SettingsTransitionScale, SettingsTransitionZoom, SettingsTransitionBlur, SettingsTransitionKenBurns,
+                    SettingsTransitionCrossfade, SettingsTransitionFadeInFadeOut, SettingsTransitionSnake,
+                    SettingsTransitionCircle, SettingsTransitionWipe, SettingsTransitionSlide, SettingsTransitionRadial,
                     SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor, SettingsTransitionCross,
                     SettingsTransitionPieces, SettingsTransitionFlash, SettingsTransitionSpin>();
 }

@@ -137,11 +137,12 @@ public:
     static std::vector<Field> DeclareFields() {
         constexpr double kMostLevels = 255.0;
         constexpr double kMostTiles = 16.0;
-        return {Declare("saturation", &SettingsEffectPopArt::saturation, 0.0, 1.0, "saturation of the inks"),
-                Declare("hue", &SettingsEffectPopArt::hue, 0.0, 1.0, "hue of the first tile, in turns"),
-                Declare("offset", &SettingsEffectPopArt::offset, 0.0, 1.0, "luminance below which the dark ink is used"),
-                Declare("levels", &SettingsEffectPopArt::levels, 1.0, kMostLevels, "steps of luminance"),
-                Declare("amount", &SettingsEffectPopArt::amount, 1.0, kMostTiles, "tiles along each side")};
+        return {
+            Declare("saturation", &SettingsEffectPopArt::saturation, 0.0, 1.0, "saturation of the inks"),
+            Declare("hue", &SettingsEffectPopArt::hue, 0.0, 1.0, "hue of the first tile, in turns"),
+            Declare("offset", &SettingsEffectPopArt::offset, 0.0, 1.0, "luminance below which the dark ink is used"),
+            Declare("levels", &SettingsEffectPopArt::levels, 1.0, kMostLevels, "steps of luminance"),
+            Declare("amount", &SettingsEffectPopArt::amount, 1.0, kMostTiles, "tiles along each side")};
     }
 
 private:

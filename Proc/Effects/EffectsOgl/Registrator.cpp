@@ -17,7 +17,16 @@
 
 namespace Kaltor::Ogl {
 
+class EffectColorMixBurn;
+class EffectColorMixDistinguish;
+class EffectColorMixExchange;
+class EffectColorMixField;
+class EffectPosterize;
+class EffectPopArt;
+class EffectInvert;
 class EffectBlur;
+class EffectRetroColors;
+class EffectOpacity;
 class EffectFadeInFadeOut;
 
 class TransitionWaterbrush;
@@ -88,7 +97,16 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
 
     srand(static_cast<unsigned>(time(nullptr)));
 
+    RegisterOne<SettingsEffectColorMixBurn>(registry, &CreateEffect<EffectColorMixBurn>);
+    RegisterOne<SettingsEffectColorMixDistinguish>(registry, &CreateEffect<EffectColorMixDistinguish>);
+    RegisterOne<SettingsEffectColorMixExchange>(registry, &CreateEffect<EffectColorMixExchange>);
+    RegisterOne<SettingsEffectColorMixField>(registry, &CreateEffect<EffectColorMixField>);
+    RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);
+    RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
+    RegisterOne<SettingsEffectInvert>(registry, &CreateEffect<EffectInvert>);
     RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);
+    RegisterOne<SettingsEffectRetroColors>(registry, &CreateEffect<EffectRetroColors>);
+    RegisterOne<SettingsEffectOpacity>(registry, &CreateEffect<EffectOpacity>);
     RegisterOne<SettingsEffectVideoFadeInFadeOut>(registry, &CreateEffect<EffectFadeInFadeOut>);
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);

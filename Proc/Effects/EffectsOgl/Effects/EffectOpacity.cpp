@@ -1,0 +1,28 @@
+// Multiplies alpha by `opacity` by fixed-function blending; the output always carries alpha.
+
+#include "Ogl/GlState.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsColorEffects.h"
+
+namespace Kaltor::Ogl {
+
+class EffectOpacity final : public EffectWithSettings<Proc::SettingsEffectOpacity> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        AttachTarget(*dst, storage);
+        EnableState const blend(GL_BLEND);
+        glBlendColor(1.0F, 1.0F, 1.0F, static_cast<float>(settings.GetOpacity()));
+        glBlendFunc(GL_CONSTANT_COLOR, GL_ZERO);
+        src->FrameData().Draw(storage.Quad(), storage);
+    }
+
+    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt, Conf::FrameInfo const& info) override {
+        return DataVideoOGL::Create(kAlphaFormat, info);
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectOpacity>();
+
+}  // namespace Kaltor::Ogl
