@@ -1,7 +1,7 @@
 // The incoming picture opens as a disc around a point; what is outside of it of the outgoing picture is drawn into the
 // point, further near the rim, and shines through within 0.05 beyond the rim.
 
-#include <algorithm>
+#include <array>
 #include <stdexcept>
 
 #include <fmt/format.h>

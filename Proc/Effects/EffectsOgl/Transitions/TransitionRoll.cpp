@@ -5,6 +5,8 @@
 // angle fi from its top shows either the sheet's back half, which comes over the axis, or what is wound underneath:
 // the sheet was flat at u', and is wound on by arc length.
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <stdexcept>
 #include <string>

@@ -61,7 +61,7 @@ public:
 
         AttachTarget(*dst, storage);
         first->FrameData().Draw(storage.Quad(), storage);
-        // Arrived, the picture goes through the unit quad, which shows it to the byte.
+        // Arrived, the picture goes through the unit quad, whose texels need no filter: exact on every GL.
         bool const isArrived = std::equal(Quad::kFull.begin(), Quad::kFull.end(), packed.vertices.begin());
         second->FrameData().Draw(isArrived ? storage.Quad() : quad, storage);
     }
