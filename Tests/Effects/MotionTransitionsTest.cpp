@@ -4,40 +4,17 @@
 #include <numbers>
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include "Proc/Settings/SettingsMotionTransitions.h"
-#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
 
 constexpr double kPi = std::numbers::pi;
 
-struct Size {
-    unsigned width;
-    unsigned height;
-};
-
 /// The fast way of software GL to scale a picture is off by up to 3.3, and blending rounds once more.
 constexpr double kFilteredAndBlended = kFiltered + 1.0 / 255.0;
-
-/// Landscape, portrait, square, odd and as thin as can be.
-constexpr std::array<Size, 6> kSizes{{{64, 36}, {36, 64}, {24, 24}, {31, 17}, {1, 23}, {19, 1}}};
-
-Rgba Mix(Rgba const& a, Rgba const& b, double weight) {
-    Rgba result{};
-    for (std::size_t c = 0; c < result.size(); ++c) {
-        result[c] = a[c] * (1 - weight) + b[c] * weight;
-    }
-    return result;
-}
-
-Picture ForEachPixel(Picture const& like, std::function<Rgba(double s, double t)> const& at) {
-    return Picture::Make(like.width, like.height, like.hasAlpha, [&](unsigned x, unsigned y) {
-        return at((x + 0.5) / like.width, 1 - (y + 0.5) / like.height);
-    });
-}
 
 /// s, t, x, y of the corners lower left, lower right, upper right, upper left.
 using Corners = std::array<std::array<double, 4>, 4>;
@@ -80,44 +57,7 @@ Picture Blank(Picture const& like) {
     return Picture::Flat(like.width, like.height, {0, 0, 0, like.hasAlpha ? 0.0 : 1.0}, like.hasAlpha);
 }
 
-using Expectation = std::function<Picture(Picture const& first, Picture const& second, double progress)>;
-
-class MotionTransitionsTest : public GlTest {
-protected:
-    /// White noise shows every displacement, flat pictures show to the byte on which side of an edge a pixel lies.
-    static void Expect(Proc::Settings const& settings, std::vector<double> const& progresses,
-                       Expectation const& expectation, double tolerance = kFiltered) {
-        for (Size const& size : kSizes) {
-            bool const hasAlpha = size.width % 2 == 0;
-            Picture const first = Picture::Noise(size.width, size.height, hasAlpha, 1);
-            Picture const second = Picture::Noise(size.width, size.height, hasAlpha, 2);
-            for (double const progress : progresses) {
-                EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = progress}),
-                                   expectation(first, second, progress), tolerance))
-                    << Describe(settings) << " at progress " << progress;
-            }
-        }
-    }
-
-    static void ExpectSharpEdges(Proc::Settings const& settings, std::vector<double> const& progresses,
-                                 Expectation const& expectation) {
-        Picture const first = Picture::Flat(64, 36, {1, 0.2, 0, 1});
-        Picture const second = Picture::Flat(64, 36, {0, 0.4, 1, 1});
-        for (double const progress : progresses) {
-            EXPECT_TRUE(
-                IsNear(Run(settings, first, second, {.progress = progress}), expectation(first, second, progress), 0))
-                << Describe(settings) << " at progress " << progress;
-        }
-    }
-
-    static std::string Describe(Proc::Settings const& settings) {
-        std::string text = settings.GetClassId();
-        for (Proc::Field const& field : settings.GetFields()) {
-            text += fmt::format(" {}={}", field.key, field.Format(field.get(settings)));
-        }
-        return text;
-    }
-};
+class MotionTransitionsTest : public TransitionFixture {};
 
 TEST_F(MotionTransitionsTest, PushMovesBothPicturesEdgeToEdge) {
     struct Way {
@@ -401,46 +341,19 @@ TEST_F(MotionTransitionsTest, RippleSmoothDisplacesBothPicturesAlike) {
 }
 
 TEST_F(MotionTransitionsTest, EndsAreTheInputsToTheByte) {
-    struct Case {
-        std::string_view name;
-        std::string_view field;
-        std::vector<std::string_view> values;
-        bool isFirstAt0 = true;
-        bool isSecondAt1 = true;
-    };
-    for (Case const& tested :
-         std::initializer_list<Case>{{"TransitionPush", "dir", {"0", "1", "2", "3"}},
-                                     {"TransitionScale", "type", {"0", "1"}},
-                                     {"TransitionZoom", "type", {"0", "1", "2"}},
-                                     {"TransitionRoll", "dir", {"0", "1", "2", "3"}},
-                                     {"TransitionRoll", "type", {"0", "1"}},
-                                     {"TransitionRoll", "size", {"0", "1", "600"}},
-                                     {"TransitionLens", "type", {"0", "1", "2"}, false, true},
-                                     {"TransitionSpin", "mode", {"0"}, true, false},
-                                     {"TransitionSpin", "mode", {"1"}, false, true},
-                                     {"TransitionKenBurns", "fade", {"0", "0.5", "1"}},
-                                     {"TransitionSlide", "direction", {"0", "3", "4", "5", "6", "7"}},
-                                     {"TransitionSlide", "direction", {"1"}, true, false},
-                                     {"TransitionRippleSmooth", "freq", {"0", "50"}}}) {
-        for (std::string_view const value : tested.values) {
-            std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(tested.name);
-            settings->Set(tested.field, value);
-            for (Size const& size : kSizes) {
-                for (bool const hasAlpha : {false, true}) {
-                    Picture const first = Picture::Noise(size.width, size.height, hasAlpha, 1);
-                    Picture const second = Picture::Noise(size.width, size.height, hasAlpha, 2);
-                    if (tested.isFirstAt0) {
-                        EXPECT_TRUE(IsNear(Run(*settings, first, second, {.progress = 0}), first, 0))
-                            << Describe(*settings);
-                    }
-                    if (tested.isSecondAt1) {
-                        EXPECT_TRUE(IsNear(Run(*settings, first, second, {.progress = 1}), second, 0))
-                            << Describe(*settings);
-                    }
-                }
-            }
-        }
-    }
+    ExpectEnds({{"TransitionPush", "dir", {"0", "1", "2", "3"}},
+                {"TransitionScale", "type", {"0", "1"}},
+                {"TransitionZoom", "type", {"0", "1", "2"}},
+                {"TransitionRoll", "dir", {"0", "1", "2", "3"}},
+                {"TransitionRoll", "type", {"0", "1"}},
+                {"TransitionRoll", "size", {"0", "1", "600"}},
+                {"TransitionLens", "type", {"0", "1", "2"}, false, true},
+                {"TransitionSpin", "mode", {"0"}, true, false},
+                {"TransitionSpin", "mode", {"1"}, false, true},
+                {"TransitionKenBurns", "fade", {"0", "0.5", "1"}},
+                {"TransitionSlide", "direction", {"0", "3", "4", "5", "6", "7"}},
+                {"TransitionSlide", "direction", {"1"}, true, false},
+                {"TransitionRippleSmooth", "freq", {"0", "50"}}});
 }
 
 TEST_F(MotionTransitionsTest, SlideOfNoHeightNeverShowsTheIncomingPicture) {
@@ -473,69 +386,19 @@ TEST_F(MotionTransitionsTest, SpunPictureIsWholeWithinItsBorder) {
 }
 
 TEST_F(MotionTransitionsTest, RefusesWhatItHasNoPictureFor) {
-    auto const expectRefused = [&](Proc::Settings const& settings, char const* text) {
-        auto const transition = MakeTransition(*Proc::MakeSettings(settings.GetClassId()));
-        try {
-            transition->SetSettings(settings);
-            FAIL() << Describe(settings);
-        } catch (std::invalid_argument const& error) {
-            EXPECT_THAT(error.what(), testing::HasSubstr(text));
-        }
-        // What was set before still holds.
-        Picture const first = Picture::Noise(32, 18, false, 1);
-        Picture const second = Picture::Noise(32, 18, false, 2);
-        boost::intrusive_ptr<Proc::IDataVideo> data = first.ToFrame();
-        transition->Process(data, second.ToFrame());
-        EXPECT_TRUE(IsNear(Picture::FromFrame(*Download(data)),
-                           Run(*Proc::MakeSettings(settings.GetClassId()), first, second), 0));
-    };
     for (std::int32_t const value : {-1, 4, std::numeric_limits<std::int32_t>::max()}) {
         Proc::SettingsTransitionRoll roll;
         roll.SetDir(value);
-        expectRefused(roll, fmt::format("dir {}", value).c_str());
+        ExpectRefused(roll, fmt::format("dir {}", value));
         Proc::SettingsTransitionLens lens;
         lens.SetType(value);
-        expectRefused(lens, fmt::format("type {}", value).c_str());
+        ExpectRefused(lens, fmt::format("type {}", value));
     }
 }
 
 TEST_F(MotionTransitionsTest, SecondInputMayHaveAnotherFormat) {
-    constexpr unsigned kWidth = 32;
-    constexpr unsigned kHeight = 20;
-    Picture const first = Picture::Noise(kWidth, kHeight, true);
-    // A grey ramp as planar YUV of limited range.
-    boost::intrusive_ptr<Proc::DataVideoFF> const ramp =
-        Proc::DataVideoFF::Create(PixFmt::Yuv420p, {kWidth, kHeight, 1, 1});
-    AVFrame& samples = ramp->GetWritableFrame();
-    for (unsigned y = 0; y < kHeight; ++y) {
-        for (unsigned x = 0; x < kWidth; ++x) {
-            samples.data[0][std::ptrdiff_t{samples.linesize[0]} * y + x] = static_cast<std::uint8_t>(16 + 6 * x);
-        }
-        for (int const plane : {1, 2}) {
-            std::fill_n(samples.data[plane] + std::ptrdiff_t{samples.linesize[plane]} * (y / 2), kWidth / 2,
-                        std::uint8_t{128});
-        }
-    }
-    Picture const grey = Picture::Make(kWidth, kHeight, true, [](unsigned x, unsigned) {
-        double const level = 6 * x / 219.0;
-        return Rgba{level, level, level, 1};
-    });
-    for (Ogl::FrameStrategy const& frames : {kSoftwareStrategy, kGpuStrategy}) {
-        ScopedStrategy const strategy(frames);
-        for (char const* const name :
-             {"TransitionPush", "TransitionScale", "TransitionZoom", "TransitionRoll", "TransitionLens",
-              "TransitionSpin", "TransitionKenBurns", "TransitionSlide", "TransitionRippleSmooth"}) {
-            std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(name);
-            for (double const progress : {0.4, 0.7}) {
-                boost::intrusive_ptr<Proc::IDataVideo> data = first.ToFrame();
-                MakeTransition(*settings, {.progress = progress})->Process(data, ramp);
-                // Grey of 8 bits is rounded once more on its way.
-                EXPECT_TRUE(IsNear(Picture::FromFrame(*Download(data)),
-                                   Run(*settings, first, grey, {.progress = progress}), kFiltered))
-                    << name << " at progress " << progress;
-            }
-        }
-    }
+    ExpectMixedFormats({"TransitionPush", "TransitionScale", "TransitionZoom", "TransitionRoll", "TransitionLens",
+                        "TransitionSpin", "TransitionKenBurns", "TransitionSlide", "TransitionRippleSmooth"});
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ TEST_F(WipeTransitionsTest, BarnDoorsCarryTheirPicture) {
                 return u && v ? (opens ? first : second).Sample(*u, *v) : (opens ? second : first).SampleNearest(s, t);
             });
         };
-        Expect(settings, {0.11, 0.37, 0.84}, expectation, kFiltered);
+        Expect(settings, {0.11, 0.37, 0.84}, expectation);
         // Just before and behind the centres of column 20 and row 11 from the edge, and of those from the middle.
         ExpectSharpEdges(settings, {0.5, 20.9 / 64, 21.1 / 64, 1 - 10.9 / 36, 1 - 11.1 / 36}, expectation);
     }
@@ -213,23 +213,21 @@ TEST_F(WipeTransitionsTest, SpiralTwistsAroundItsDisc) {
     for (auto const& [type, centre] : {std::pair{0, 0.0}, {1, 1.0}, {2, 0.5}, {7, 0.0}}) {
         Proc::SettingsTransitionSpiral settings;
         settings.SetType(type);
-        Expect(
-            settings, {0.0, 0.13, 0.48, 0.8},
-            [centre = centre](Picture const& first, Picture const& second, double p) {
-                double const scaleX = std::min(1.0, static_cast<double>(first.width) / first.height);
-                double const scaleY = std::min(1.0, static_cast<double>(first.height) / first.width);
-                double const farthest = std::max(centre, 1 - centre) * std::numbers::sqrt2;
-                return ForEachPixel(first, [&](double s, double t) {
-                    double const x = (s - centre) * scaleX;
-                    double const y = (t - centre) * scaleY;
-                    double const lens = std::max(std::hypot(x, y) - p * farthest, 0.0);
-                    double const angle = std::pow(20 * std::max(0.2 * p - (lens - 0.05) * (1 - p), 0.0), 2);
-                    double const u = (x * std::cos(angle) - y * std::sin(angle)) / scaleX + centre;
-                    double const v = (x * std::sin(angle) + y * std::cos(angle)) / scaleY + centre;
-                    return Mix(second.SampleNearest(s, t), first.Sample(u, v), std::min(300 * lens, 1.0));
-                });
-            },
-            kFiltered);
+        Expect(settings, {0.0, 0.13, 0.48, 0.8},
+               [centre = centre](Picture const& first, Picture const& second, double p) {
+                   double const scaleX = std::min(1.0, static_cast<double>(first.width) / first.height);
+                   double const scaleY = std::min(1.0, static_cast<double>(first.height) / first.width);
+                   double const farthest = std::max(centre, 1 - centre) * std::numbers::sqrt2;
+                   return ForEachPixel(first, [&](double s, double t) {
+                       double const x = (s - centre) * scaleX;
+                       double const y = (t - centre) * scaleY;
+                       double const lens = std::max(std::hypot(x, y) - p * farthest, 0.0);
+                       double const angle = std::pow(20 * std::max(0.2 * p - (lens - 0.05) * (1 - p), 0.0), 2);
+                       double const u = (x * std::cos(angle) - y * std::sin(angle)) / scaleX + centre;
+                       double const v = (x * std::sin(angle) + y * std::cos(angle)) / scaleY + centre;
+                       return Mix(second.SampleNearest(s, t), first.Sample(u, v), std::min(300 * lens, 1.0));
+                   });
+               });
     }
 }
 
@@ -238,22 +236,20 @@ TEST_F(WipeTransitionsTest, SnakeRunsToAndFroUpwards) {
         Proc::SettingsTransitionSnake settings;
         settings.SetBands(bands);
         settings.SetSmoothness(smoothness);
-        Expect(
-            settings, {0.0, 0.21, 0.493, 0.87, 1.0},
-            [bands = bands, smoothness = smoothness](Picture const& first, Picture const& second, double p) {
-                unsigned const count = 2U << static_cast<unsigned>(bands);
-                double const front = smoothness / 7.0;
-                return ForEachPixel(first, [&](double s, double t) {
-                    auto const row = static_cast<unsigned>(t * first.height);
-                    unsigned const band = row * count / first.height;
-                    double const along = band + (band % 2 == 0 ? s : 1 - s);
-                    double const left = along + front - (count + front) * p;
-                    double const snapped = static_cast<double>(row) / first.height;
-                    return Mix(second.Sample(s, snapped), first.Sample(s, snapped),
-                               front == 0 ? (left > 0 ? 1.0 : 0.0) : std::clamp(left / front, 0.0, 1.0));
-                });
-            },
-            kFiltered);
+        Expect(settings, {0.0, 0.21, 0.493, 0.87, 1.0},
+               [bands = bands, smoothness = smoothness](Picture const& first, Picture const& second, double p) {
+                   unsigned const count = 2U << static_cast<unsigned>(bands);
+                   double const front = smoothness / 7.0;
+                   return ForEachPixel(first, [&](double s, double t) {
+                       auto const row = static_cast<unsigned>(t * first.height);
+                       unsigned const band = row * count / first.height;
+                       double const along = band + (band % 2 == 0 ? s : 1 - s);
+                       double const left = along + front - (count + front) * p;
+                       double const snapped = static_cast<double>(row) / first.height;
+                       return Mix(second.Sample(s, snapped), first.Sample(s, snapped),
+                                  front == 0 ? (left > 0 ? 1.0 : 0.0) : std::clamp(left / front, 0.0, 1.0));
+                   });
+               });
     }
 }
 

@@ -42,7 +42,7 @@ class TransitionFixture : public GlTest {
 protected:
     /// White noise shows every displacement.
     static void Expect(Proc::Settings const& settings, std::vector<double> const& progresses,
-                       Expectation const& expectation, double tolerance);
+                       Expectation const& expectation, double tolerance = kFiltered);
     /// Flat pictures show to the byte on which side of an edge a pixel lies.
     static void ExpectSharpEdges(Proc::Settings const& settings, std::vector<double> const& progresses,
                                  Expectation const& expectation);
