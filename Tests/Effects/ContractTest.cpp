@@ -35,6 +35,9 @@ constexpr std::array kTransfers{Exemption{"FrameUploader", "moves frames to the 
 /// Outputs of another size than the input's.
 constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"}};
 
+/// Outputs with alpha whatever the input is.
+constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"}};
+
 /// Pictures that the defaults may leave as they are.
 constexpr std::array kInvisible{Exemption{"Resizer", "a picture of the wanted size passes"}};
 
@@ -157,7 +160,7 @@ TEST_P(EffectContract, DrawsAPictureOfEverySizeAtAnyTime) {
                     Queue(effect, first, second, {.progress = progress, .seconds = progress});
                 EXPECT_EQ(drawn->GetDuration(), 40000);
                 EXPECT_EQ(drawn->GetTimestamp(), std::llround(progress * 1e6));
-                EXPECT_EQ(drawn->GetPixFmt(), hasAlpha ? PixFmt::Rgba : PixFmt::Rgb24);
+                EXPECT_EQ(drawn->GetPixFmt(), hasAlpha || Contains(kAlwaysAlpha, name) ? PixFmt::Rgba : PixFmt::Rgb24);
                 intrusive_ptr<Proc::DataVideoFF> const downloaded = Download(drawn);
                 if (!Contains(kOwnSize, name)) {
                     EXPECT_EQ(downloaded->GetFrameInfo(), (Conf::FrameInfo{width, height, 1, 1}));
