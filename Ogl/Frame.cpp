@@ -8,6 +8,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Ogl/GlState.h"
+#include "Ogl/Minify.h"
 #include "Ogl/OglManager.h"
 #include "Ogl/PixelTransfer.h"
 #include "Ogl/ShaderStorage.h"
@@ -143,10 +144,14 @@ Frame Frame::ConvertToRGBA(ShaderStorage const& storage) const {
     if (picture->HoldsRgb()) {
         return *this;
     }
+    return DrawAsRgb(storage.FBO(), storage);
+}
+
+Frame Frame::DrawAsRgb(Surface& surface, ShaderStorage const& storage) const {
     Frame result;
     result.Allocate(kOpaqueFormat, picture->width, picture->height);
     result.SetColorSpec(picture->colorSpec);
-    storage.FBO().Attach(result.GetFirstTexture());
+    surface.Attach(result.GetFirstTexture());
     Draw(storage.Quad(), storage);
     return result;
 }
@@ -197,14 +202,27 @@ Frame Frame::ConvertToYUV420(ShaderStorage const& storage) const {
 }
 
 void Frame::Draw(Mesh const& mesh, ShaderStorage const& storage) const {
+    bool isExact = false;
+    if (Mesh::Corners const* const corners = mesh.GetCorners()) {
+        std::array<GLint, 4> viewport{};
+        glGetIntegerv(GL_VIEWPORT, viewport.data());
+        Footprint const footprint(*corners, picture->width, picture->height, viewport);
+        if (footprint.isMinified) {
+            Frame rgb = *this;
+            if (!picture->HoldsRgb()) {
+                Interlude const interlude;
+                rgb = DrawAsRgb(storage.Aside(), storage);
+            }
+            DrawMean(rgb.GetFirstTexture(), footprint, mesh, storage);
+            return;
+        }
+        isExact = footprint.isExact;
+    }
     if (picture->HoldsRgb()) {
         Shader const& shader = storage.Copy();
         shader.Use();
         shader.Uniform("tex", 0);
-        // One texel a pixel: nearest is exact.
-        bool const isUnscaled = &mesh == &storage.Quad() && storage.FBO().GetWidth() == picture->width &&
-                                storage.FBO().GetHeight() == picture->height;
-        picture->GetTexture(0).Use(0, isUnscaled ? TextureFilter::Nearest : TextureFilter::Linear);
+        picture->GetTexture(0).Use(0, isExact ? TextureFilter::Nearest : TextureFilter::Linear);
         mesh.Activate();
         mesh.Draw();
         return;

@@ -17,6 +17,7 @@ class IDataVideo;
 namespace Kaltor::Ogl {
 
 class ShaderStorage;
+class Surface;
 
 /// A picture on the GPU: a reference to its textures, cheap to copy. The textures go back to the manager's pool with
 /// the last reference. The picture stands upright: its top row is at t = 1. GL thread only, but for copies and the
@@ -54,11 +55,14 @@ public:
     /// The texture of an RGB frame, the luma plane of a YUV one.
     Texture const& GetFirstTexture() const;
     /// Draws the picture, whatever its format, through `mesh` of (s, t, x, y) into the attached target, under the
-    /// current blend state.
+    /// current blend state. A quad whose corners are known shows it to the byte where its texels meet the pixels one by
+    /// one, and where it is made smaller, each pixel as the mean of the texels that it covers.
     void Draw(Mesh const& mesh, ShaderStorage const& storage) const;
 
 private:
     struct Picture;
+    Frame DrawAsRgb(Surface& surface, ShaderStorage const& storage) const;
+
     std::shared_ptr<Picture> picture;
 };
 

@@ -45,6 +45,20 @@ EnableState::~EnableState() {
     }
 }
 
+Interlude::Interlude() {
+    OglManager::AssertOpenGLThread();
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &target);
+    glPushAttrib(GL_ENABLE_BIT | GL_VIEWPORT_BIT | GL_COLOR_BUFFER_BIT);
+    for (GLenum const capability : kCapabilities) {
+        glDisable(capability);
+    }
+}
+
+Interlude::~Interlude() {
+    glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(target));
+    glPopAttrib();
+}
+
 EnableClientState::EnableClientState(GLenum vertexArray)
     : array(vertexArray), wasEnabled(glIsEnabled(vertexArray) == GL_TRUE) {
     OglManager::AssertOpenGLThread();

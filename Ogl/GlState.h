@@ -17,6 +17,19 @@ private:
     bool wasEnabled;
 };
 
+/// Lets something else be drawn in between: for its own lifetime no capability is on; its destructor brings back the
+/// target, the viewport, the capabilities, blending, the colour mask and the clear colour. GL thread.
+class Interlude {
+public:
+    Interlude();
+    ~Interlude();
+    Interlude(Interlude const&) = delete;
+    Interlude& operator=(Interlude const&) = delete;
+
+private:
+    GLint target = 0;
+};
+
 /// Enables a client-side vertex array (`GL_VERTEX_ARRAY` and its kin) for its own lifetime.
 class EnableClientState {
 public:

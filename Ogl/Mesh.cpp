@@ -33,6 +33,11 @@ Quad::Quad(PackedQuad const& packed, GLenum usage) : vertices(GL_ARRAY_BUFFER, u
     vertices.SetData(packed.vertices.size() * sizeof(float), packed.vertices.data());
 }
 
+void Quad::SetCorners(Corners const& value) {
+    vertices.UpdateBuffer(0, sizeof(value), value.data());
+    corners = value;
+}
+
 void Quad::Activate() const {
     vertices.Bind();
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);

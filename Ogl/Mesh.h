@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "Ogl/GLBuffer.h"
@@ -19,6 +20,11 @@ public:
     virtual void Activate() const = 0;
     /// Draws all triangles of the active mesh.
     virtual void Draw() const = 0;
+
+    /// Four corners of (s, t, x, y): lower left, lower right, upper right, upper left.
+    using Corners = std::array<float, 16>;
+    /// Where the mesh is one quad whose place is known: its corners. Null by default.
+    virtual Corners const* GetCorners() const { return nullptr; }
 };
 
 /// Indices (three a triangle) and vertices of four floats: s, t, x, y. Textures have (0, 0) at the lower left, clip
@@ -36,6 +42,11 @@ public:
     explicit Quad(GLenum usage);
     Quad(PackedQuad const& packed, GLenum usage);
 
+    /// Writes the one quad's vertices and remembers them, so that a frame drawn through it knows by how much it is
+    /// made smaller.
+    void SetCorners(Corners const& value);
+    Corners const* GetCorners() const override { return corners ? &*corners : nullptr; }
+    /// For vertices that are not one known quad's.
     GLBuffer& GetVertexBuffer() { return vertices; }
     void Activate() const override;
     void Draw() const override { Draw(-1); }
@@ -43,11 +54,12 @@ public:
     void Draw(int count) const;
 
     /// Vertices of the quad that covers the whole target.
-    static constexpr std::array<float, 16> kFull{0, 0, -1, -1, 1, 0, 1, -1, 1, 1, 1, 1, 0, 1, -1, 1};
+    static constexpr Corners kFull{0, 0, -1, -1, 1, 0, 1, -1, 1, 1, 1, 1, 0, 1, -1, 1};
 
 private:
     GLBuffer vertices;
     std::vector<unsigned> indices;
+    std::optional<Corners> corners;
 };
 
 /// A triangle mesh in space: points of x, y, z, s, t and triangles of three point numbers.

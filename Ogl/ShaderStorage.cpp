@@ -85,7 +85,7 @@ void main() {
 )glsl";
 
 ShaderStorage::ShaderStorage() : unitQuad(GL_STATIC_DRAW), transfer(std::make_unique<PixelTransfer>()) {
-    unitQuad.GetVertexBuffer().SetData(sizeof(Ogl::Quad::kFull), Ogl::Quad::kFull.data());
+    unitQuad.SetCorners(Ogl::Quad::kFull);
 }
 
 ShaderStorage::~ShaderStorage() = default;

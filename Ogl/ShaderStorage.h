@@ -32,6 +32,8 @@ public:
     Shader const* FindShader(std::string_view name) const;
 
     Surface& FBO() const { return surface; }
+    /// A second framebuffer object, for intermediate pictures of a step that leaves the attached target as it is.
+    Surface& Aside() const { return asideSurface; }
     /// The quad that covers the target: texture coordinates 0 to 1, clip positions -1 to 1.
     Ogl::Quad const& Quad() const { return unitQuad; }
 
@@ -52,6 +54,7 @@ private:
 
     mutable std::map<std::string, Entry, std::less<>> programs;
     mutable Surface surface;
+    mutable Surface asideSurface;
     Ogl::Quad unitQuad;
     std::unique_ptr<PixelTransfer> transfer;
 };
