@@ -1,6 +1,7 @@
 #include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsGeometryEffects.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -20,13 +21,14 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
     return MakeEach<SettingsEffectColorMixBurn, SettingsEffectColorMixDistinguish, SettingsEffectColorMixExchange,
-                    SettingsEffectColorMixField, SettingsEffectPosterize, SettingsEffectPopArt, SettingsEffectInvert,
-                    SettingsEffectBlurGaussian, SettingsEffectRetroColors, SettingsEffectOpacity,
-                    SettingsEffectVideoFadeInFadeOut, SettingsFrameUploader, SettingsFrameDownloader,
-                    SettingsTransitionWaterbrush, SettingsTransitionRoll, SettingsTransitionPinwheel,
-                    SettingsTransitionRippleSmooth, SettingsTransitionShatter, SettingsTransitionDisintegrate,
-                    SettingsTransitionSpiral, SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionBlinds,
-                    SettingsTransitionScale, SettingsTransitionZoom, SettingsTransitionBlur, SettingsTransitionKenBurns,
+                    SettingsEffectColorMixField, SettingsEffectPosterize, SettingsEffectTwirl, SettingsEffectPopArt,
+                    SettingsEffectInvert, SettingsEffectBlurGaussian, SettingsEffectFlip, SettingsEffectRetroColors,
+                    SettingsEffectOpacity, SettingsEffectFishEye, SettingsEffectVideoFadeInFadeOut,
+                    SettingsFrameUploader, SettingsFrameDownloader, SettingsTransitionWaterbrush,
+                    SettingsTransitionRoll, SettingsTransitionPinwheel, SettingsTransitionRippleSmooth,
+                    SettingsTransitionShatter, SettingsTransitionDisintegrate, SettingsTransitionSpiral,
+                    SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionBlinds, SettingsTransitionScale,
+                    SettingsTransitionZoom, SettingsTransitionBlur, SettingsTransitionKenBurns,
                     SettingsTransitionCrossfade, SettingsTransitionFadeInFadeOut, SettingsTransitionSnake,
                     SettingsTransitionCircle, SettingsTransitionWipe, SettingsTransitionSlide, SettingsTransitionRadial,
                     SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor, SettingsTransitionCross,

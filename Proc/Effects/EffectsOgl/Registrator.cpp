@@ -9,6 +9,7 @@
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsGeometryEffects.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -22,11 +23,14 @@ class EffectColorMixDistinguish;
 class EffectColorMixExchange;
 class EffectColorMixField;
 class EffectPosterize;
+class EffectTwirl;
 class EffectPopArt;
 class EffectInvert;
 class EffectBlur;
+class EffectFlip;
 class EffectRetroColors;
 class EffectOpacity;
+class EffectFishEye;
 class EffectFadeInFadeOut;
 
 class TransitionWaterbrush;
@@ -102,11 +106,14 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectColorMixExchange>(registry, &CreateEffect<EffectColorMixExchange>);
     RegisterOne<SettingsEffectColorMixField>(registry, &CreateEffect<EffectColorMixField>);
     RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);
+    RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
     RegisterOne<SettingsEffectInvert>(registry, &CreateEffect<EffectInvert>);
     RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);
+    RegisterOne<SettingsEffectFlip>(registry, &CreateEffect<EffectFlip>);
     RegisterOne<SettingsEffectRetroColors>(registry, &CreateEffect<EffectRetroColors>);
     RegisterOne<SettingsEffectOpacity>(registry, &CreateEffect<EffectOpacity>);
+    RegisterOne<SettingsEffectFishEye>(registry, &CreateEffect<EffectFishEye>);
     RegisterOne<SettingsEffectVideoFadeInFadeOut>(registry, &CreateEffect<EffectFadeInFadeOut>);
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
