@@ -5,6 +5,8 @@
 #include "Proc/Effects/EffectsOgl/EffectWrapper.h"
 #include "Proc/Effects/EffectsOgl/FrameDownloader.h"
 #include "Proc/Effects/EffectsOgl/FrameUploader.h"
+#include "Proc/Effects/EffectsOgl/ImageBlender.h"
+#include "Proc/Effects/EffectsOgl/Resize.h"
 #include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Proc/Settings/SettingsColorEffects.h"
@@ -115,9 +117,11 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectOpacity>(registry, &CreateEffect<EffectOpacity>);
     RegisterOne<SettingsEffectFishEye>(registry, &CreateEffect<EffectFishEye>);
     RegisterOne<SettingsEffectVideoFadeInFadeOut>(registry, &CreateEffect<EffectFadeInFadeOut>);
+    RegisterOne<SettingsResizer>(registry, &CreateResizeOGL);
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
 
+    RegisterTwo<SettingsEffectImageBlender>(registry, &ImageBlender::Create);
     RegisterTwo<SettingsTransitionWaterbrush>(registry, &Create<TransitionWaterbrush>);
     RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);
     RegisterTwo<SettingsTransitionPinwheel>(registry, &Create<TransitionPinwheel>);
