@@ -47,7 +47,7 @@ fs::path FindPlugin() {
         fs::path const file = place / KALTOR_PLUGIN_FILE;
         std::error_code error;
         if (fs::exists(file, error)) {
-            return file;
+            return fs::canonical(file);
         }
         looked += (looked.empty() ? "" : ", ") + place.string();
     }
