@@ -7,9 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
+#include <cstdint>
 #include <numbers>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -65,8 +64,9 @@ double HashNoise(std::uint32_t m) {
 
 /// Between the integers with the quintic whose first two derivatives vanish there (Perlin, "Improving Noise", 2002).
 double ValueNoise(double x) {
-    auto const cell = static_cast<std::uint32_t>(x);
-    double const f = x - cell;
+    double const floor = std::floor(x);
+    auto const cell = static_cast<std::uint32_t>(static_cast<std::uint64_t>(floor));  // wraps around
+    double const f = x - floor;
     double const low = HashNoise(cell);
     double const high = HashNoise(cell + 1U);
     return low + (high - low) * (f * f * f * (f * (6.0 * f - 15.0) + 10.0));
