@@ -1,0 +1,127 @@
+// The outgoing picture is a page that is turned from one of its corners and uncovers the incoming one: a mesh along a
+// curve, lit from the front, with a pale copy of the picture on its back under a light of its own. In the tilted type
+// both pictures shrink and tilt on the way.
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/EffectsOgl/Transitions/PageCurl.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kVertex[] = R"glsl(#version 120
+uniform mat3 NormalMatrix;
+uniform mat4 MVP;
+varying vec3 normal;
+varying vec4 TexCoord0;
+void main() {
+    normal = normalize(NormalMatrix * gl_Normal);
+    gl_Position = MVP * vec4(gl_Vertex.xyz, 1.0);
+    TexCoord0 = gl_MultiTexCoord0;
+}
+)glsl";
+
+constexpr char kFragment[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform float opacity;
+uniform vec3 specular_color;
+uniform vec3 back_side_light;
+varying vec3 normal;
+varying vec4 TexCoord0;
+void main() {
+    vec3 n = normalize(normal);
+    vec4 color = texture2D(tex, TexCoord0.xy);
+    vec4 front = vec4(color.rgb * dot(n, vec3(0.0, 0.0, 1.0)), color.a);
+    float d = 0.2 + 0.8 * dot(n, back_side_light);
+    vec3 pale = mix(color.rgb, vec3(0.6), opacity);
+    vec4 back = vec4(d * (pale + specular_color / (30.0 * (1.0 - d) + d)), color.a);
+    gl_FragColor = gl_FrontFacing ? front : back;
+}
+)glsl";
+
+/// Detaches the depth buffer also when an exception passes.
+class DepthBuffer {
+public:
+    explicit DepthBuffer(Surface& target) : surface(target) { surface.AttachDepth(); }
+    ~DepthBuffer() { surface.DetachDepth(); }
+    DepthBuffer(DepthBuffer const&) = delete;
+    DepthBuffer& operator=(DepthBuffer const&) = delete;
+
+private:
+    Surface& surface;
+};
+
+}  // namespace
+
+class TransitionPageturn final : public TransitionWithSettings<Proc::SettingsTransitionPageturn> {
+public:
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache* cache) const override {
+        Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
+        Frame const incoming = second->FrameData().ConvertToRGBA(storage);
+        auto& book = GetCache<CacheImpl>(cache);
+        PageDirection const direction(settings.GetDir());
+        auto const aspect = static_cast<float>(outgoing.GetWidth()) / static_cast<float>(outgoing.GetHeight());
+        bool const isTilted = settings.GetType() != 0;
+        book.Reset(progress, aspect, direction, isTilted);
+        bool const isUpright = book.pose.MVP == MakePagePose(0.0, aspect, false).MVP;
+
+        AttachTarget(*dst, storage);
+        glClearColor(0.0F, 0.0F, 0.0F, 0.0F);
+        glClear(GL_COLOR_BUFFER_BIT);
+        UseProgram("TransitionPageTurnDraw", book.pose, storage);
+        // Texel by pixel where the picture lies flat in its place.
+        incoming.GetFirstTexture().Use(0, isUpright ? TextureFilter::Nearest : TextureFilter::Linear);
+        Mesh3dDeprecated const background(book.background);
+        background.Activate();
+        background.Draw();
+
+        DepthBuffer const depth(storage.FBO());
+        Shader const& shader = UseProgram("TransitionPageTurn", book.pose, storage);
+        shader.Uniform("opacity", 200.0F / 255.0F);
+        shader.Uniform("specular_color", glm::vec3(100.0F / 255.0F));
+        shader.Uniform("back_side_light", direction.backLight);
+        outgoing.GetFirstTexture().Use(0, progress <= 0.0 ? TextureFilter::Nearest : TextureFilter::Linear);
+        Mesh3dDeprecated const page(book.page.arrays);
+        page.Activate();
+        page.Draw(book.page.GetVertexCount());
+    }
+
+private:
+    struct CacheImpl final : OglCache {
+        CacheImpl() {
+            int counter = 0;
+            MakeQuadIdx(counter, background.indices);
+            MakeQuad(-1.0F, -1.0F, 0.0F, 1.0F, 1.0F, 0.0F, background.positions);
+            MakeQuad(0.0F, 0.0F, 1.0F, 1.0F, background.texCoords);
+            MakeQuad(0.0F, 0.0F, 1.0F, 0.0F, 0.0F, 1.0F, background.normals);
+        }
+
+        void Reset(double progress, float aspect, PageDirection const& direction, bool isTilted) {
+            pose = MakePagePose(progress, aspect, isTilted);
+            curl.MakePage(progress, direction, page);
+        }
+
+        PageCurl curl;
+        PagePose pose;
+        PackedMesh3dDeprecated background;
+        SoftMesh page;
+    };
+
+    static Shader const& UseProgram(std::string_view name, PagePose const& pose, ShaderStorage const& storage) {
+        Shader const& shader = storage.MakeShader(name, kVertex, kFragment);
+        shader.Use();
+        shader.Uniform("tex", 0);
+        shader.Uniform("NormalMatrix", pose.NormalMatrix);
+        shader.Uniform("MVP", pose.MVP);
+        return shader;
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionPageturn>();
+
+}  // namespace Kaltor::Ogl
