@@ -52,8 +52,11 @@ struct LooseEnds {
 constexpr std::array kLooseEnds{
     LooseEnds{"TransitionBlur", true, true, "the blur's least radius is not 0"},
     LooseEnds{"TransitionCross", true, false, "the cuts are soft and opaque from the start"},
+    LooseEnds{"TransitionCube", true, true, "faces have feathered edges and leave the outermost 0.1 % bare"},
     LooseEnds{"TransitionLens", true, false, "the lens has a rim from the start"},
     LooseEnds{"TransitionShatter", true, true, "drawn at twice the size and made smaller, which softens"},
+    LooseEnds{"TransitionOrigamiPleats", true, true, "a picture of twice the size in between softens a little"},
+    LooseEnds{"TransitionOrigamiValley", true, true, "a picture of twice the size in between softens a little"},
     LooseEnds{"TransitionSlidingDoor", true, false, "the line through the middle of an odd side opens first"},
     LooseEnds{"TransitionSnake", true, true, "rows are sampled at their lower edge"},
     LooseEnds{"TransitionSpin", false, true, "the spinning picture is opaque with a soft border to the end"},
