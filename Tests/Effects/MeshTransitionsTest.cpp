@@ -814,6 +814,21 @@ TEST_F(MeshTransitionsTest, PagesTurnFromEachCornerLitFromBothSides) {
     }
 }
 
+TEST_F(MeshTransitionsTest, ThePagesLightIsExact) {
+    // Without filtering, and with the smallest uncertainty, over the whole bend of both sides.
+    Picture const grey = Picture::Flat(80, 80, {0.5, 0.7, 0.9, 1});
+    Picture const red = Picture::Flat(80, 80, {1, 0, 0, 1});
+    for (int direction = 0; direction < 4; ++direction) {
+        Proc::SettingsTransitionPageturn settings;
+        settings.SetDir(direction);
+        for (double const progress : {0.3, 0.55, 0.7, 0.8}) {
+            EXPECT_TRUE(IsNear(Run(settings, grey, red, {.progress = progress}),
+                               Draw(MakePageScene(grey, red, progress, direction, false), 80, 80, false), kUnfiltered))
+                << Describe(settings) << " at progress " << progress;
+        }
+    }
+}
+
 TEST_F(MeshTransitionsTest, PagesLieInPlaceInTheEnd) {
     for (int direction = 0; direction < 4; ++direction) {
         for (int const type : {0, 1}) {
