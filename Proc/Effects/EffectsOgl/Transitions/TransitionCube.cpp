@@ -60,9 +60,7 @@ public:
         faces.Initialize();
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        AttachTarget(*dst, storage);
-        glClearColor(0.0F, 0.0F, 0.0F, 0.0F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        AttachTarget(*dst, storage);  // clears it
         EnableState const blend(GL_BLEND);
         glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
         EnableState const cull(GL_CULL_FACE);

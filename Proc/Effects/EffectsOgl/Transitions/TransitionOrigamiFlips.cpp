@@ -69,9 +69,7 @@ public:
         }
         Phase const phase = FindPhase(progress, paper.num);
         paper.Flatten();
-        AttachTarget(*dst, storage);
-        glClearColor(0.0F, 0.0F, 0.0F, 0.0F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        AttachTarget(*dst, storage);  // clears it
         UseOrigamiProgram("TransitionOrigami Flips", paper.camera, storage);
         // What lies flat in its place is shown texel by pixel.
         incoming.GetFirstTexture().Use(0, TextureFilter::Nearest);

@@ -70,9 +70,7 @@ public:
         book.Reset(progress, aspect, direction, isTilted);
         bool const isUpright = book.pose.MVP == MakePagePose(0.0, aspect, false).MVP;
 
-        AttachTarget(*dst, storage);
-        glClearColor(0.0F, 0.0F, 0.0F, 0.0F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        AttachTarget(*dst, storage);  // clears it
         UseProgram("TransitionPageTurnDraw", book.pose, storage);
         // Texel by pixel where the picture lies flat in its place.
         incoming.GetFirstTexture().Use(0, isUpright ? TextureFilter::Nearest : TextureFilter::Linear);
