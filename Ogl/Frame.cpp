@@ -207,7 +207,8 @@ void Frame::Draw(Mesh const& mesh, ShaderStorage const& storage) const {
         std::array<GLint, 4> viewport{};
         glGetIntegerv(GL_VIEWPORT, viewport.data());
         Footprint const footprint(*corners, picture->width, picture->height, viewport);
-        if (footprint.isMinified) {
+        bool const isOpaque = !PixFmtDescription::Find(picture->format).HasAlpha();
+        if (footprint.isMinified && !(footprint.isLinear && isOpaque)) {
             Frame rgb = *this;
             if (!picture->HoldsRgb()) {
                 Interlude const interlude;

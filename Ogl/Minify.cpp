@@ -1,21 +1,17 @@
 // A picture that is made smaller by more than 2 with linear filtering leaves texels out: fine detail turns to moire and
-// flickers when it moves. Here each pixel is the exact mean over its footprint, one axis after the other: the columns
-// into an intermediate picture (colours times alpha, so that what is transparent lends no colour), the rows on the way
-// to the target.
+// flickers when it moves. Here each pixel is the exact mean over its footprint. Without alpha one linear sample reads
+// four texels, at the place between them where they have the right weights to one another. With alpha each texel is
+// read alone, since colours have to be weighed by alpha before they are added.
 
 #include "Ogl/Minify.h"
 
 #include <algorithm>
 #include <cmath>
-#include <tuple>
-#include <utility>
+#include <string>
 
-#include <glm/vec2.hpp>
-#include <glm/vec4.hpp>
+#include <fmt/format.h>
 
-#include "Ogl/GlState.h"
 #include "Ogl/ShaderStorage.h"
-#include "Ogl/TexturePool.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -23,50 +19,80 @@ namespace {
 /// Texels by which a picture may drift across the target before it counts as scaled: single precision reaches it.
 constexpr double kDrift = 0.01;
 
-// The texels from first on, weighed by how much of each lies in the footprint's [low, high]. `count` of them are enough
-// for any place of the footprint.
-constexpr char kColumns[] = R"glsl(#version 120
+// Texels along one axis, from the first that the footprint [low, high] touches. `bias` makes the first one certain
+// where footprints begin on texels' edges.
+constexpr char kOpaque[] = R"glsl(
 uniform sampler2D tex;
-uniform vec4 place;       // what shows: scale and shift of texture coordinates
-uniform float size;       // texels along s
-uniform float footprint;  // texels
-uniform int count;
+uniform vec2 size;       // texels
+uniform vec2 footprint;  // texels
+uniform float bias;
 varying vec2 TexCoord0;
+
+// Two texels from `first` on: the place of a linear sample, and its weight.
+vec2 Tap(float first, float low, float high) {
+    float one = max(min(first + 1.0, high) - max(first, low), 0.0);
+    float two = max(min(first + 2.0, high) - max(first + 1.0, low), 0.0);
+    return vec2(first + 0.5 + two / max(one + two, 1.0e-6), one + two);
+}
+
 void main() {
-    vec2 at = TexCoord0 * place.xy + place.zw;
-    float low = at.x * size - 0.5 * footprint;
-    float high = low + footprint;
-    float first = floor(low);
+    vec2 low = TexCoord0 * size - 0.5 * footprint;
+    vec2 high = low + footprint;
+    vec2 first = floor(low + vec2(bias));
+    vec2 texel = vec2(1.0) / size;
     vec4 sum = vec4(0.0);
-    for (int i = 0; i < count; ++i) {
-        float x = first + float(i);
-        vec4 texel = texture2D(tex, vec2((x + 0.5) / size, at.y));
-        sum += vec4(texel.rgb * texel.a, texel.a) * max(min(x + 1.0, high) - max(x, low), 0.0);
+    for (int j = 0; j < COUNT_Y; ++j) {
+        vec2 y = Tap(first.y + 2.0 * float(j), low.y, high.y);
+        for (int i = 0; i < COUNT_X; ++i) {
+            vec2 x = Tap(first.x + 2.0 * float(i), low.x, high.x);
+            sum += texture2D(tex, vec2(x.x, y.x) * texel) * (x.y * y.y);
+        }
     }
-    gl_FragColor = sum / footprint;
+    gl_FragColor = sum / (footprint.x * footprint.y);
 }
 )glsl";
 
-constexpr char kRows[] = R"glsl(#version 120
+constexpr char kWithAlpha[] = R"glsl(
 uniform sampler2D tex;
-uniform vec4 place;
-uniform float size;
-uniform float footprint;
-uniform int count;
+uniform vec2 size;
+uniform vec2 footprint;
+uniform float bias;
 varying vec2 TexCoord0;
 void main() {
-    vec2 at = TexCoord0 * place.xy + place.zw;
-    float low = at.y * size - 0.5 * footprint;
-    float high = low + footprint;
-    float first = floor(low);
+    vec2 low = TexCoord0 * size - 0.5 * footprint;
+    vec2 high = low + footprint;
+    vec2 first = floor(low + vec2(bias));
     vec4 sum = vec4(0.0);
-    for (int i = 0; i < count; ++i) {
-        float y = first + float(i);
-        sum += texture2D(tex, vec2(at.x, (y + 0.5) / size)) * max(min(y + 1.0, high) - max(y, low), 0.0);
+    for (int j = 0; j < COUNT_Y; ++j) {
+        float y = first.y + float(j);
+        float weight = max(min(y + 1.0, high.y) - max(y, low.y), 0.0);
+        for (int i = 0; i < COUNT_X; ++i) {
+            float x = first.x + float(i);
+            vec4 color = texture2D(tex, (vec2(x, y) + vec2(0.5)) / size);
+            sum += vec4(color.rgb * color.a, color.a) * (weight * max(min(x + 1.0, high.x) - max(x, low.x), 0.0));
+        }
     }
-    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-6), sum.a / footprint);
+    // Alpha that is stored as 0 has no colour: rounding may have left some next to none.
+    float alpha = sum.a / (footprint.x * footprint.y);
+    gl_FragColor = alpha < 0.5 / 255.0 ? vec4(0.0) : vec4(sum.rgb / sum.a, alpha);
 }
 )glsl";
+
+/// Samples along one axis. Few are written into the program, whose loops are unrolled; many are a uniform's matter.
+constexpr int kMostWritten = 4;
+
+Shader const& FindProgram(ShaderStorage const& storage, bool isOpaque, std::array<int, 2> const& counts) {
+    bool const isWritten = std::max(counts[0], counts[1]) <= kMostWritten;
+    std::string const name = fmt::format("Mean_{}_{}", isOpaque ? "opaque" : "alpha",
+                                         isWritten ? fmt::format("{}x{}", counts[0], counts[1]) : "many");
+    if (Shader const* const known = storage.FindShader(name)) {
+        return *known;
+    }
+    std::string const numbers =
+        isWritten ? fmt::format("#define COUNT_X {}\n#define COUNT_Y {}\n", counts[0], counts[1])
+                  : "uniform int count_x;\nuniform int count_y;\n#define COUNT_X count_x\n#define COUNT_Y count_y\n";
+    return storage.MakeShader(name, kQuadVertex, "#version 120\n" + numbers + (isOpaque ? kOpaque : kWithAlpha));
+}
 
 /// The change of texture coordinates from pixel to pixel over one of the quad's triangles.
 struct Slope {
@@ -98,12 +124,6 @@ bool IsWhole(double value) {
     return std::fabs(value - std::round(value)) < kDrift;
 }
 
-/// One axis of a quad that is not turned: texels go on one by one with the pixels, centre on centre.
-bool IsStepByStep(double texelsPerPixel, double extent, double texel, double pixel) {
-    double const sign = texelsPerPixel < 0.0 ? -1.0 : 1.0;
-    return std::fabs(texelsPerPixel - sign) * extent < kDrift && IsWhole(texel - sign * pixel);
-}
-
 }  // namespace
 
 Footprint::Footprint(Mesh::Corners const& corners, std::uint32_t width, std::uint32_t height,
@@ -118,66 +138,50 @@ Footprint::Footprint(Mesh::Corners const& corners, std::uint32_t width, std::uin
         return;
     }
     // Where the quad is bent, what is made smaller the less decides: rather sharp than blurred.
-    s = std::min(std::hypot(one.sx, one.sy), std::hypot(two.sx, two.sy)) * columns;
-    t = std::min(std::hypot(one.tx, one.ty), std::hypot(two.tx, two.ty)) * rows;
-    auto const range = [&](std::size_t item) {
-        auto const [low, high] = std::minmax({corners[item], corners[4 + item], corners[8 + item], corners[12 + item]});
-        return std::pair(std::clamp(static_cast<double>(low), 0.0, 1.0),
-                         std::clamp(static_cast<double>(high), 0.0, 1.0));
+    auto const texels = [](double x1, double y1, double x2, double y2, double count) {
+        return std::max(std::min(std::hypot(x1, y1), std::hypot(x2, y2)) * count, 1.0);
     };
-    std::tie(left, right) = range(0);
-    std::tie(bottom, top) = range(1);
-    double const shownColumns = (right - left) * columns;
-    double const shownRows = (top - bottom) * rows;
-    isMinified = shownColumns > 0.0 && shownRows > 0.0 &&
-                 ((s - 1.0) * shownColumns > kDrift * s || (t - 1.0) * shownRows > kDrift * t);
+    s = texels(one.sx, one.sy, two.sx, two.sy, columns);
+    t = texels(one.tx, one.ty, two.tx, two.ty, rows);
+    // Along the whole quad rounding may add up to a little.
+    isMinified = (s - 1.0) * pixelsX > kDrift || (t - 1.0) * pixelsY > kDrift;
 
-    double const pixelX = (static_cast<double>(corners[2]) + 1.0) * pixelsX / 2.0;
-    double const pixelY = (static_cast<double>(corners[3]) + 1.0) * pixelsY / 2.0;
     bool const isUpright =
         std::fabs(one.sy * pixelsY * columns) < kDrift && std::fabs(one.tx * pixelsX * rows) < kDrift;
-    isOnColumns = isUpright && IsWhole(pixelX) && IsWhole(shownColumns / s) && (1.0 - s) * shownColumns < kDrift;
-    isExact = isUpright &&
-              IsStepByStep(one.sx * columns, shownColumns, static_cast<double>(corners[0]) * columns, pixelX) &&
-              IsStepByStep(one.ty * rows, shownRows, static_cast<double>(corners[1]) * rows, pixelY);
+    // Whether a whole number of texels falls on each pixel, edge on edge. The first corner's edges decide.
+    auto const isAligned = [](double texelsPerPixel, double pixels, double texel, double edge) {
+        double const whole = std::round(texelsPerPixel);
+        return whole != 0.0 && std::fabs(texelsPerPixel - whole) * pixels < kDrift && IsWhole(texel - whole * edge);
+    };
+    isOnTexels = isUpright &&
+                 isAligned(one.sx * columns, pixelsX, static_cast<double>(corners[0]) * columns,
+                           (static_cast<double>(corners[2]) + 1.0) * pixelsX / 2.0) &&
+                 isAligned(one.ty * rows, pixelsY, static_cast<double>(corners[1]) * rows,
+                           (static_cast<double>(corners[3]) + 1.0) * pixelsY / 2.0);
+    isExact = isOnTexels && !isMinified;
+    constexpr double kTwo = 2.0 + kDrift;
+    isLinear = isOnTexels && s < kTwo && t < kTwo;
 }
 
 void DrawMean(Texture const& texture, Footprint const& footprint, Mesh const& mesh, ShaderStorage const& storage) {
-    TextureForm const& form = texture.GetForm();
-    auto const width = static_cast<double>(form.width);
-    auto const height = static_cast<double>(form.height);
-    double const shown = (footprint.right - footprint.left) * width;
-    // Whole rows of the texture, with one to spare for linear filtering.
-    auto const firstRow = static_cast<std::uint32_t>(std::max(std::floor(footprint.bottom * height) - 1.0, 0.0));
-    auto const endRow = static_cast<std::uint32_t>(std::min(std::ceil(footprint.top * height) + 1.0, height));
-    auto const rows = static_cast<double>(endRow - firstRow);
-    double const columns = std::max(std::round(shown / std::max(footprint.s, 1.0)), 1.0);
-    PooledTexture const narrow(TextureForm{static_cast<std::uint32_t>(columns), endRow - firstRow,
-                                           texture.IsOpaque() ? TexelFormat::Rgbx8 : TexelFormat::Rgba16,
-                                           texture.IsOpaque() && form.isBlueFirst});
-
-    auto const average = [&](Shader const& shader, double size, double texels, glm::vec4 const& place) {
-        shader.Use();
-        shader.Uniform("tex", 0);
-        shader.Uniform("place", place);
-        shader.Uniform("size", size);
-        shader.Uniform("footprint", texels);
-        shader.Uniform("count", static_cast<int>(std::ceil(texels)) + 1);
+    bool const isOpaque = texture.IsOpaque();
+    auto const count = [&](double texels) {
+        // A footprint that begins within a texel touches one more.
+        int const touched = footprint.isOnTexels ? static_cast<int>(std::lround(texels))
+                                                 : static_cast<int>(std::ceil(texels - kDrift)) + 1;
+        return isOpaque ? (touched + 1) / 2 : touched;
     };
-    {
-        Interlude const interlude;
-        storage.Aside().Attach(narrow.Get());
-        average(storage.MakeShader("Mean_columns", kQuadVertex, kColumns), width, std::max(shown / columns, 1.0),
-                glm::vec4(footprint.right - footprint.left, rows / height, footprint.left, firstRow / height));
-        texture.Use(0, TextureFilter::Nearest);
-        storage.Quad().Activate();
-        storage.Quad().Draw();
-    }
-    double const scaleS = 1.0 / (footprint.right - footprint.left);
-    double const scaleT = height / rows;
-    average(storage.MakeShader("Mean_rows", kQuadVertex, kRows), rows, std::max(footprint.t, 1.0),
-            glm::vec4(scaleS, scaleT, -footprint.left * scaleS, -static_cast<double>(firstRow) / rows));
-    narrow.Get().Use(0, footprint.isOnColumns ? TextureFilter::Nearest : TextureFilter::Linear);
+    std::array const counts{count(footprint.s), count(footprint.t)};
+    Shader const& shader = FindProgram(storage, isOpaque, counts);
+    shader.Use();
+    shader.Uniform("tex", 0);
+    shader.Uniform("count_x", counts[0]);
+    shader.Uniform("count_y", counts[1]);
+    shader.Uniform("size", static_cast<float>(texture.GetForm().width), static_cast<float>(texture.GetForm().height));
+    shader.Uniform("footprint", static_cast<float>(footprint.s), static_cast<float>(footprint.t));
+    constexpr float kWithinFirst = 0.25F;
+    shader.Uniform("bias", footprint.isOnTexels ? kWithinFirst : 0.0F);
+    texture.Use(0, isOpaque ? TextureFilter::Linear : TextureFilter::Nearest);
     mesh.Activate();
     mesh.Draw();
 }

@@ -16,20 +16,17 @@ struct Footprint {
     Footprint(Mesh::Corners const& corners, std::uint32_t width, std::uint32_t height,
               std::array<int, 4> const& viewport);
 
-    /// Texels along s and t that one pixel covers; above 1 the quad makes the picture smaller.
+    /// Texels along s and t that one pixel covers; 1 where the quad does not make the picture smaller.
     double s = 1.0;
     double t = 1.0;
-    /// The part of the picture that shows, texture coordinates.
-    double left = 0.0;
-    double right = 1.0;
-    double bottom = 0.0;
-    double top = 1.0;
-    /// Whether more than one texel falls on a pixel, by more than rounding.
+    /// Whether the quad makes the picture smaller.
     bool isMinified = false;
-    /// Whether the pixels' columns are columns of the picture: not turned, and cut at whole pixels.
-    bool isOnColumns = false;
-    /// Whether each pixel's centre is a texel's, mirrored or not.
+    /// Whether a whole number of texels falls on each pixel, edge on edge, mirrored or not.
+    bool isOnTexels = false;
+    /// Whether that number is one.
     bool isExact = false;
+    /// Whether it is one or two: a linear sample between two texels is their mean, of pictures without alpha.
+    bool isLinear = false;
 };
 
 /// Draws a texture of straight alpha through a mesh so that each pixel is the mean of the texels that it covers,

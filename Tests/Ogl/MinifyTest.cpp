@@ -111,9 +111,14 @@ TEST_F(MinifyTest, WhatIsTransparentLendsNoColor) {
         bool const isHidden = (x / 5 + y / 3) % 2 == 0;
         return isHidden ? Rgba{0, 1, 0, 0} : Rgba{1, 0, 0.2, (x % 4 + 1) / 4.0};
     });
-    Picture expected = Shrink(picture, {0, 0, 61, 43}, 13, 9);
-    Picture const actual = DrawQuad(picture, 13, 9, {}, {0, 0, 13, 9});
-    EXPECT_TRUE(IsNear(actual, expected, 2.5 / 255.0));  // the colour is divided by an alpha of few steps
+    for (auto const& [width, height] : {std::pair{13U, 9U}, {61U, 43U / 2}, {50U, 40U}}) {
+        Box const whole{0, 0, static_cast<double>(width), static_cast<double>(height)};
+        EXPECT_TRUE(IsNear(DrawQuad(picture, width, height, {}, whole), Shrink(picture, {0, 0, 61, 43}, width, height),
+                           2.5 / 255.0));  // the colour is divided by an alpha of few steps
+    }
+    // Two texels a pixel, where a linear sample is the mean of what is opaque.
+    Picture const even = Picture::Make(60, 40, true, [&](unsigned x, unsigned y) { return picture.At(x, y); });
+    EXPECT_TRUE(IsNear(DrawQuad(even, 30, 20, {}, {0, 0, 30, 20}), Shrink(even, {0, 0, 60, 40}, 30, 20), 2.5 / 255.0));
     Picture const hidden = DrawQuad(Picture::Flat(40, 40, {0, 1, 0, 0}, true), 10, 10, {}, {0, 0, 10, 10});
     EXPECT_EQ(hidden.At(5, 5), (Rgba{0, 0, 0, 0}));
 }
@@ -223,7 +228,7 @@ TEST(FootprintTest, CountsTexelsAlongTheTexturesOwnAxes) {
     EXPECT_DOUBLE_EQ(footprint.s, 3.0);
     EXPECT_DOUBLE_EQ(footprint.t, 2.0);
     EXPECT_TRUE(footprint.isMinified);
-    EXPECT_FALSE(footprint.isOnColumns);
+    EXPECT_FALSE(footprint.isOnTexels);
     EXPECT_FALSE(footprint.isExact);
     // Half a pixel aside, and empty.
     Mesh::Corners aside = Quad::kFull;
