@@ -121,7 +121,7 @@ TEST_F(ResizerTest, StretchesFitsFillsAndCrops) {
     EXPECT_TRUE(
         IsNear(Run(MakeSettings(0, 32, 9), input),
                Picture::Make(32, 9, false, [&](unsigned x, unsigned y) { return Mean(input, 3 * x, 6 * y, 3, 6); }),
-               kUnfiltered));
+               kFiltered));
 
     SettingsResizer fit = MakeSettings(1, 32, 25);
     fit.SetBackground({255, 128, 0, 255});
@@ -132,12 +132,12 @@ TEST_F(ResizerTest, StretchesFitsFillsAndCrops) {
                                  bool const isBar = y < 4 || y >= 22;  // the odd pixel is the top's
                                  return isBar ? Rgba{1, 128 / 255.0, 0, 1} : Mean(input, 3 * x, 3 * (y - 4), 3, 3);
                              }),
-               kUnfiltered));
+               kFiltered));
 
     EXPECT_TRUE(IsNear(
         Run(MakeSettings(2, 27, 27), input),
         Picture::Make(27, 27, false, [&](unsigned x, unsigned y) { return Mean(input, 21 + 2 * x, 2 * y, 2, 2); }),
-        kUnfiltered));
+        kFiltered));
 
     SettingsResizer crop;
     crop.SetCropLeft(10);
@@ -172,7 +172,7 @@ TEST_F(ResizerTest, ATranslucentBackgroundGivesAlpha) {
                                  bool const isBar = y < 5 || y >= 15;
                                  return isBar ? Rgba{0, 1, 0, 128 / 255.0} : Mean(opaque, 2 * x, 2 * (y - 5), 2, 2);
                              }),
-               kUnfiltered));
+               kFiltered));
     EXPECT_FALSE(Run(MakeSettings(1, 20, 20), opaque).hasAlpha);
     Picture const clear = Picture::Noise(40, 20, true);
     Picture const kept = Run(MakeSettings(1, 40, 30), clear);
@@ -278,6 +278,7 @@ TEST_F(ResizerTest, WhatCannotBeMadeIsRefused) {
 }
 
 TEST_F(ResizerTest, AResetDropsTheCacheAndNothingLeaks) {
+    Run(MakeSettings(0, 7, 5), Picture(30, 30));  // programs are made once and stay
     Ogl::GlObjectCounts const before = CountObjectsInUse();
     {
         intrusive_ptr<IOneInputEffectVideo> const effect = MakeEffect(MakeSettings(0, 7, 5));

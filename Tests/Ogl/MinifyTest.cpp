@@ -101,7 +101,7 @@ TEST_F(MinifyTest, EachPixelIsTheMeanOfItsFootprint) {
         auto const rows = static_cast<double>(height);
         Picture const actual = DrawQuad(picture, smallWidth, smallHeight, {},
                                         {0, 0, static_cast<double>(smallWidth), static_cast<double>(smallHeight)});
-        EXPECT_TRUE(IsNear(actual, Shrink(picture, {0, 0, columns, rows}, smallWidth, smallHeight), kUnfiltered))
+        EXPECT_TRUE(IsNear(actual, Shrink(picture, {0, 0, columns, rows}, smallWidth, smallHeight), kFiltered))
             << width << "x" << height << " to " << smallWidth << "x" << smallHeight;
     }
 }
@@ -136,11 +136,11 @@ TEST_F(MinifyTest, PartsAndPlacesAndMirrorsKeepTheirEdges) {
         });
         Box const from{24 / 120.0, 8 / 80.0, 96 / 120.0, 56 / 80.0};
         Box const to = mirrored ? Box{27, 2, 3, 14} : Box{3, 2, 27, 14};
-        EXPECT_TRUE(IsNear(DrawQuad(picture, 40, 20, from, to, gray), expected, kUnfiltered)) << mirrored;
+        EXPECT_TRUE(IsNear(DrawQuad(picture, 40, 20, from, to, gray), expected, kFiltered)) << mirrored;
     }
     // Between pixels: linear between the means, so that nothing jumps while a picture moves.
     Picture const flat = DrawQuad(Picture::Flat(120, 80, {1, 0.5, 0, 1}), 40, 20, {}, {3.3, 2.1, 27.6, 14.9}, gray);
-    EXPECT_NEAR(flat.At(10, 10)[1], 0.5, kUnfiltered);
+    EXPECT_NEAR(flat.At(10, 10)[1], 0.5, kFiltered);
 }
 
 TEST_F(MinifyTest, WhatIsShownAsItIsIsShownToTheByte) {
@@ -181,7 +181,7 @@ TEST_F(MinifyTest, YuvIsMadeSmallerAsItsRgbIs) {
         quad.SetCorners(Quad::kFull);
         source.Draw(quad, storage);
         EXPECT_TRUE(
-            IsNear(ReadTexture(target.GetFirstTexture(), storage), Shrink(whole, {0, 0, 90, 60}, 25, 20), kUnfiltered));
+            IsNear(ReadTexture(target.GetFirstTexture(), storage), Shrink(whole, {0, 0, 90, 60}, 25, 20), kFiltered));
     });
 }
 
