@@ -10,8 +10,11 @@ constexpr std::size_t kMostOpen = 3;
 
 }  // namespace
 
-Composer::Composer(RenderJob const& renderJob, Timeline const& plan, FactoryPtr const& effectFactory, Pipeline& threads)
-    : job(renderJob), timeline(plan), factory(effectFactory), pipeline(threads) {}
+Composer::Composer(RenderJob const& renderJob, Timeline const& plan, FactoryPtr const& effectFactory, Pipeline& threads,
+                   bool hasEffects)
+    : job(renderJob), timeline(plan), factory(effectFactory), pipeline(threads), clipTarget(plan.target) {
+    clipTarget.keepsSize = hasEffects;
+}
 
 void Composer::OpenClips() {
     std::int64_t const ahead = timeline.FrameAt(kOpenAhead);
@@ -22,7 +25,7 @@ void Composer::OpenClips() {
         if (!isNeeded && !isNear) {
             return;
         }
-        active.push_back({nextClip, std::make_unique<ClipFeed>(clip, timeline.target, pipeline), nullptr});
+        active.push_back({nextClip, std::make_unique<ClipFeed>(clip, clipTarget, pipeline), nullptr, nullptr});
         ++nextClip;
     }
 }
@@ -41,9 +44,12 @@ Composed Composer::Take(Active& clip) {
         }
         clip.effects = std::make_unique<ClipEffects>(factory, timeline, timeline.clips[clip.index], settings);
     }
-    if (!clip.effects->IsEmpty()) {
-        composed.frame = MakeFrame(std::move(composed.picture), timeline, position);
+    bool const isSized = !NeedsSizing(Proc::GetFrameInfo(*composed.picture), timeline.target);
+    if (!clip.effects->IsEmpty() || !isSized) {
+        // The size comes first, so that effects see every clip as it will be shown.
+        composed.frame = ToSize(MakeFrame(std::move(composed.picture), timeline, position), clip.size);
         clip.effects->Process(composed.frame);
+        composed.frame = ToSize(std::move(composed.frame), drawnSize);
     }
     return composed;
 }
@@ -52,16 +58,14 @@ FramePtr Composer::ToFrame(Composed composed) const {
     return composed.frame ? std::move(composed.frame) : MakeFrame(std::move(composed.picture), timeline, position);
 }
 
-/// Effects may change the size, but a transition takes two frames of the same one.
-FramePtr Composer::ToSize(FramePtr frame) {
-    Conf::FrameInfo const& info = frame->GetFrameInfo();
-    if (info.width == timeline.target.frame.width && info.height == timeline.target.frame.height) {
-        return frame;
+FramePtr Composer::ToSize(FramePtr frame, std::unique_ptr<SizeEffect>& size) const {
+    if (NeedsSizing(frame->GetFrameInfo(), timeline.target)) {
+        if (!size) {
+            size = std::make_unique<SizeEffect>(factory, timeline.target);
+        }
+        size->Process(frame);
     }
-    if (!downloader) {
-        downloader = std::make_unique<Downloader>(factory, timeline.target);
-    }
-    return MakeFrame(downloader->Process(std::move(frame)), timeline, position);
+    return frame;
 }
 
 Composed Composer::Next() {
@@ -81,8 +85,8 @@ Composed Composer::Next() {
             joint = std::make_unique<JointEffect>(factory, timeline, timeline.clips[active[1].index],
                                                   *job.transitions[active[0].index].settings);
         }
-        FramePtr first = ToSize(ToFrame(std::move(result)));
-        joint->Process(first, ToSize(ToFrame(std::move(incoming))));
+        FramePtr first = ToFrame(std::move(result));
+        joint->Process(first, ToFrame(std::move(incoming)));
         result = {nullptr, std::move(first)};
     }
     ++position;

@@ -20,7 +20,9 @@ struct Composed {
 class Composer {
 public:
     /// All must outlive it.
-    Composer(RenderJob const& job, Timeline const& timeline, FactoryPtr const& factory, Pipeline& pipeline);
+    /// `hasEffects`: frames may be drawn; otherwise all are brought to the output's form on the processor.
+    Composer(RenderJob const& job, Timeline const& timeline, FactoryPtr const& factory, Pipeline& pipeline,
+             bool hasEffects);
 
     /// The next frame; empty where the pipeline was stopped.
     Composed Next();
@@ -30,6 +32,7 @@ private:
     struct Active {
         std::size_t index;
         std::unique_ptr<ClipFeed> feed;
+        std::unique_ptr<SizeEffect> size;
         std::unique_ptr<ClipEffects> effects;
     };
 
@@ -37,7 +40,8 @@ private:
     /// The clip's picture for the present frame, with its effects.
     Composed Take(Active& clip);
     FramePtr ToFrame(Composed composed) const;
-    FramePtr ToSize(FramePtr frame);
+    /// The frame in the output's size; `size` is made when it is first needed.
+    FramePtr ToSize(FramePtr frame, std::unique_ptr<SizeEffect>& size) const;
 
     RenderJob const& job;
     Timeline const& timeline;
@@ -47,7 +51,8 @@ private:
     std::size_t nextClip = 0;
     std::deque<Active> active;
     std::unique_ptr<JointEffect> joint;
-    std::unique_ptr<Downloader> downloader;
+    VideoTarget clipTarget;
+    std::unique_ptr<SizeEffect> drawnSize;  ///< of what effects made of another size
 };
 
 }  // namespace Kaltor::Media

@@ -85,11 +85,26 @@ ColorSpec Conformer::ReadAs(AVFrame const& picture) {
     return spec.Resolved(static_cast<std::uint32_t>(picture.height));
 }
 
+Conf::FrameInfo Conformer::GetFrame(Source const& source, Orientation const& orientation) const {
+    if (!target.keepsSize) {
+        return target.frame;
+    }
+    Conf::FrameInfo frame{static_cast<std::uint32_t>(source.width), static_cast<std::uint32_t>(source.height),
+                          static_cast<std::uint32_t>(source.pixelAspect.num),
+                          static_cast<std::uint32_t>(source.pixelAspect.den)};
+    if (orientation.SwapsSides()) {
+        std::swap(frame.width, frame.height);
+        std::swap(frame.pixelAspectX, frame.pixelAspectY);
+    }
+    return frame;
+}
+
 bool Conformer::IsInForm(AVFrame const& picture, Source const& source) const {
     bool const isSameColor = IsRgb(targetFormat) || source.colorSpec == target.colorSpec;
-    return *source.filter == '\0' && source.width == static_cast<int>(target.frame.width) &&
-           source.height == static_cast<int>(target.frame.height) && source.format == targetFormat &&
-           av_cmp_q(source.pixelAspect, PixelAspect(target.frame)) == 0 && isSameColor &&
+    Conf::FrameInfo const frame = GetFrame(source, {});
+    return *source.filter == '\0' && source.width == static_cast<int>(frame.width) &&
+           source.height == static_cast<int>(frame.height) && source.format == targetFormat &&
+           av_cmp_q(source.pixelAspect, PixelAspect(frame)) == 0 && isSameColor &&
            picture.crop_left + picture.crop_top + picture.crop_right + picture.crop_bottom == 0;
 }
 
@@ -101,9 +116,10 @@ Conformer::Box Conformer::FitInto(Source const& source, Orientation const& orien
         std::swap(width, height);
         aspect = 1.0 / aspect;
     }
-    int const fullWidth = static_cast<int>(target.frame.width);
-    int const fullHeight = static_cast<int>(target.frame.height);
-    double const shape = width * aspect / av_q2d(PixelAspect(target.frame)) / height;
+    Conf::FrameInfo const frame = GetFrame(source, orientation);
+    int const fullWidth = static_cast<int>(frame.width);
+    int const fullHeight = static_cast<int>(frame.height);
+    double const shape = width * aspect / av_q2d(PixelAspect(frame)) / height;
     double const scale = std::min(fullWidth / shape, static_cast<double>(fullHeight));
     // Even numbers keep the chroma samples in place; a bar of a pixel on each side would be a rounding error's.
     auto const round = [](double size, int full) {
@@ -173,9 +189,9 @@ void Conformer::Build(Source const& source, Box const& box) {
     builtBox = box;
 }
 
-Proc::AvFramePtr Conformer::Finish(Proc::AvFramePtr picture) const {
+Proc::AvFramePtr Conformer::Finish(Proc::AvFramePtr picture, Conf::FrameInfo const& frame) const {
     picture->format = targetFormat;
-    picture->sample_aspect_ratio = PixelAspect(target.frame);
+    picture->sample_aspect_ratio = PixelAspect(frame);
     if (IsRgb(targetFormat)) {
         picture->colorspace = AVCOL_SPC_RGB;
         picture->color_range = AVCOL_RANGE_JPEG;
@@ -192,8 +208,9 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
     Source const source{
         picture.width,   picture.height,    PlainFormat(picture.format), PixelAspect(picture.sample_aspect_ratio),
         ReadAs(picture), orientation.filter};
+    Conf::FrameInfo const frame = GetFrame(source, orientation);
     if (IsInForm(picture, source)) {
-        return Finish(Proc::ShareAvFrame(picture));
+        return Finish(Proc::ShareAvFrame(picture), frame);
     }
     Box const box = FitInto(source, orientation);
     if (!graph || !(source == built)) {
@@ -215,12 +232,12 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
         graph.reset();
         ThrowMediaError(name, "its pictures cannot be converted", result);
     }
-    if (box.width == static_cast<int>(target.frame.width) && box.height == static_cast<int>(target.frame.height)) {
-        return Finish(std::move(scaled));
+    if (box.width == static_cast<int>(frame.width) && box.height == static_cast<int>(frame.height)) {
+        return Finish(std::move(scaled), frame);
     }
     // The pad filter takes the range from the pixel format, not from the frame's tag.
-    Proc::AvFramePtr barred = Proc::AllocateAvFrame(targetFormat, static_cast<int>(target.frame.width),
-                                                    static_cast<int>(target.frame.height));
+    Proc::AvFramePtr barred =
+        Proc::AllocateAvFrame(targetFormat, static_cast<int>(frame.width), static_cast<int>(frame.height));
     std::ptrdiff_t const strides[4] = {barred->linesize[0], barred->linesize[1], barred->linesize[2],
                                        barred->linesize[3]};
     av_image_fill_black(barred->data, strides, targetFormat,
@@ -236,7 +253,7 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
     }
     av_image_copy(corner, barred->linesize, const_cast<std::uint8_t const**>(scaled->data), scaled->linesize,
                   targetFormat, box.width, box.height);
-    return Finish(std::move(barred));
+    return Finish(std::move(barred), frame);
 }
 
 }  // namespace Kaltor::Media

@@ -44,10 +44,12 @@ private:
         int x, y, width, height;
     };
 
+    /// Size and pixel aspect that a picture is brought to.
+    Conf::FrameInfo GetFrame(Source const& source, Orientation const& orientation) const;
     bool IsInForm(AVFrame const& picture, Source const& source) const;
     Box FitInto(Source const& source, Orientation const& orientation) const;
     void Build(Source const& source, Box const& box);
-    Proc::AvFramePtr Finish(Proc::AvFramePtr picture) const;
+    Proc::AvFramePtr Finish(Proc::AvFramePtr picture, Conf::FrameInfo const& frame) const;
 
     std::string name;
     VideoTarget target;

@@ -55,6 +55,30 @@ void JointEffect::Process(FramePtr& outgoing, FramePtr const& incoming) {
     effect->Process(outgoing, incoming);
 }
 
+bool NeedsSizing(Conf::FrameInfo const& frame, VideoTarget const& target) {
+    auto const across = [](Conf::FrameInfo const& one, Conf::FrameInfo const& other) {
+        return std::uint64_t{one.pixelAspectX} * other.pixelAspectY;
+    };
+    return frame.width != target.frame.width || frame.height != target.frame.height ||
+           across(frame, target.frame) != across(target.frame, frame);
+}
+
+SizeEffect::SizeEffect(FactoryPtr const& factory, VideoTarget const& wanted)
+    : target(wanted.frame),
+      effect(factory->CreateOneInputEffect(Proc::SettingsResizer::CLASS_ID, Proc::ImplNames::OGL)) {
+    Proc::SettingsResizer settings;
+    settings.SetWidth(target.width);
+    settings.SetHeight(target.height);
+    settings.SetPixelAspectX(target.pixelAspectX);
+    settings.SetPixelAspectY(target.pixelAspectY);
+    settings.SetMode(Proc::SettingsResizer::kFit);
+    effect->SetSettings(settings);
+}
+
+void SizeEffect::Process(FramePtr& frame) {
+    effect->Process(frame);
+}
+
 Downloader::Downloader(FactoryPtr const& factory, VideoTarget const& target)
     : effect(factory->CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, Proc::ImplNames::OGL)),
       conformer("the effects' output", target) {

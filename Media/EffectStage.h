@@ -42,6 +42,21 @@ private:
     boost::intrusive_ptr<Proc::ITwoInputEffectVideo> effect;
 };
 
+/// Brings frames to the output's size and pixel aspect on the GPU: the whole picture, bars in black.
+class SizeEffect {
+public:
+    SizeEffect(FactoryPtr const& factory, VideoTarget const& target);
+    /// A frame of that size passes unchanged.
+    void Process(FramePtr& frame);
+
+private:
+    Conf::FrameInfo target;
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> effect;
+};
+
+/// Whether a frame of this form needs bringing to the output's.
+bool NeedsSizing(Conf::FrameInfo const& frame, VideoTarget const& target);
+
 /// Brings frames back to main memory, in the output's form.
 class Downloader {
 public:

@@ -23,7 +23,7 @@ using SoundChunk = std::vector<std::vector<float>>;
 bool NeedsEffects(RenderJob const& job, Timeline const& timeline) {
     bool needs = !job.effects.empty();
     for (PlannedClip const& clip : timeline.clips) {
-        needs = needs || clip.fadeIn > 0;
+        needs = needs || clip.fadeIn > 0 || NeedsSizing(clip.info.frame, timeline.target);
     }
     return needs;
 }
@@ -33,11 +33,16 @@ void CheckSide(RenderJob const& job, Timeline const& timeline) {
         return;
     }
     std::uint32_t const side = job.getMaximumSide();
-    Conf::FrameInfo const& frame = timeline.target.frame;
-    if (frame.width > side || frame.height > side) {
-        Core::Throw(MediaError(
-            fmt::format("{}: {}x{} is too large for effects here; the largest side possible is {} pixels",
-                        job.size ? job.output : timeline.clips.front().path, frame.width, frame.height, side)));
+    auto const check = [side](std::string const& path, Conf::FrameInfo const& frame) {
+        if (frame.width > side || frame.height > side) {
+            Core::Throw(MediaError(
+                fmt::format("{}: {}x{} is too large for effects here; the largest side possible is {} pixels", path,
+                            frame.width, frame.height, side)));
+        }
+    };
+    check(job.size ? job.output : timeline.clips.front().path, timeline.target.frame);
+    for (PlannedClip const& clip : timeline.clips) {
+        check(clip.path, clip.info.frame);
     }
 }
 
@@ -87,7 +92,7 @@ public:
 
 private:
     void Compose(bool needsEffects) {
-        Composer composer(job, timeline, factory, pipeline);
+        Composer composer(job, timeline, factory, pipeline, needsEffects);
         for (std::int64_t i = 0; i < timeline.frames; ++i) {
             Composed item = composer.Next();
             bool const isThere = item.picture || item.frame;

@@ -18,6 +18,8 @@ struct VideoTarget {
     /// Resolved.
     ColorSpec colorSpec{ColorMatrix::Bt709, ColorRange::Limited};
     PixFmt pixFmt = PixFmt::Yuv420p;
+    /// Pictures keep their own size and pixel aspect, upright: someone else brings them to `frame`.
+    bool keepsSize = false;
 };
 
 /// Takes one line that names the file.

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "Media/Conformer.h"
 #include "MediaTest.h"
 #include "Proc/Settings/SettingsServices.h"
 
@@ -64,17 +65,38 @@ protected:
 class FakeOneInput final : public FakeEffect<Proc::IOneInputEffectVideo> {
 public:
     using FakeEffect::FakeEffect;
+    using FakeEffect::SetSettings;
     using Proc::IOneInputEffectVideo::ProcessData;
 
-    /// Sets chroma apart, so that a processed picture is known.
+    void SetSettings(Proc::Settings const& settings) override {
+        FakeEffect::SetSettings(settings);
+        if (auto const* const resizer = dynamic_cast<Proc::SettingsResizer const*>(&settings)) {
+            resized = *resizer;
+        }
+    }
+
+    /// The resizer fits with the conformer; others set chroma apart, so that a processed picture is known.
     void Process(FramePtr& data) override {
         if (classId == Proc::SettingsFrameDownloader::CLASS_ID) {
+            return;
+        }
+        if (classId == Proc::SettingsResizer::CLASS_ID) {
+            VideoTarget target;
+            target.frame = resized.GetOutputFrameSize(data->GetFrameInfo());
+            target.colorSpec = data->GetColorSpec();
+            FramePtr result = Proc::DataVideoFF::Wrap(Conformer("resizer", target).Convert(PictureOf(*data)));
+            result->SetTimestamp(data->GetTimestamp());
+            result->SetDuration(data->GetDuration());
+            data = std::move(result);
             return;
         }
         int const luma = static_cast<int>(std::lround(MeanOf(PictureOf(*data), 0)));
         Note({data->GetTimestamp(), progress.GetProgress(data->GetTimestamp()), luma, 0});
         data = MakeResult(*data, {luma, 100, 160});
     }
+
+private:
+    Proc::SettingsResizer resized;
 };
 
 class FakeTwoInput final : public FakeEffect<Proc::ITwoInputEffectVideo> {
