@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include <fmt/format.h>
 #include <glm/gtc/matrix_transform.hpp>
 #include <gmock/gmock.h>
 
@@ -344,9 +345,12 @@ TEST(Programs, ErrorsNameTheProgramAndTellTheLog) {
                    [&] { OnGl([&](ShaderStorage const& s) { s.MakeShader(name, vertex, fragment); }); })
             .what;
     };
+    // Another name each time, since the right program stays.
+    static int round = 0;
+    std::string const free = fmt::format("Broken_1_{}", ++round);
     Ogl::GlObjectCounts const before = CountObjectsInUse();
-    EXPECT_THAT(make("Broken_1", Ogl::kQuadVertex, "#version 120\nvoid main() { gl_FragColor = nonsense; }\n"),
-                AllOf(HasSubstr("\"Broken_1\""), HasSubstr("fragment"), HasSubstr("nonsense")));
+    EXPECT_THAT(make(free, Ogl::kQuadVertex, "#version 120\nvoid main() { gl_FragColor = nonsense; }\n"),
+                AllOf(HasSubstr(free), HasSubstr("fragment"), HasSubstr("nonsense")));
     EXPECT_THAT(make("Broken_2", "#version 120\nvoid main() { gl_Position = nonsense; }\n", kShowColor),
                 AllOf(HasSubstr("\"Broken_2\""), HasSubstr("vertex"), HasSubstr("nonsense")));
     EXPECT_THAT(make("Broken_3", Ogl::kQuadVertex,
@@ -354,12 +358,12 @@ TEST(Programs, ErrorsNameTheProgramAndTellTheLog) {
                 HasSubstr("\"Broken_3\""));
     EXPECT_EQ(CountObjectsInUse(), before);
     // The name is free for a right source.
-    OnGl([](ShaderStorage const& storage) {
-        EXPECT_EQ(storage.FindShader("Broken_1"), nullptr);
-        Shader const& shader = storage.MakeShader("Broken_1", Ogl::kQuadVertex, kShowColor);
-        EXPECT_EQ(shader.GetName(), "Broken_1");
-        EXPECT_EQ(storage.FindShader("Broken_1"), &shader);
-        EXPECT_EQ(&storage.MakeShader("Broken_1", Ogl::kQuadVertex, kShowColor), &shader) << "compiled once";
+    OnGl([&free](ShaderStorage const& storage) {
+        EXPECT_EQ(storage.FindShader(free), nullptr);
+        Shader const& shader = storage.MakeShader(free, Ogl::kQuadVertex, kShowColor);
+        EXPECT_EQ(shader.GetName(), free);
+        EXPECT_EQ(storage.FindShader(free), &shader);
+        EXPECT_EQ(&storage.MakeShader(free, Ogl::kQuadVertex, kShowColor), &shader) << "compiled once";
     });
 }
 
