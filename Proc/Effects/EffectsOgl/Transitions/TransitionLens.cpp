@@ -2,14 +2,12 @@
 // point, further near the rim, and shines through within 0.05 beyond the rim.
 
 #include <array>
-#include <stdexcept>
 
-#include <fmt/format.h>
 #include <glm/geometric.hpp>
 
-#include "Core/Interfaces/Exception.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Aspect.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
@@ -40,10 +38,7 @@ constexpr std::array<glm::vec2, 3> kCentres{{{0.0F, 0.0F}, {0.0F, 1.0F}, {0.5F, 
 class TransitionLens final : public TransitionWithSettings<Proc::SettingsTransitionLens> {
 public:
     void SetSettings(Proc::Settings const& value) override {
-        std::int32_t const type = dynamic_cast<Proc::SettingsTransitionLens const&>(value).GetType();
-        if (type < 0 || type >= static_cast<std::int32_t>(kCentres.size())) {
-            Core::Throw(std::invalid_argument(fmt::format("TransitionLens: type {} is none of 0 to 2", type)));
-        }
+        RequireChoice(dynamic_cast<Proc::SettingsTransitionLens const&>(value), "type");
         TransitionWithSettings::SetSettings(value);
     }
 

@@ -8,15 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <stdexcept>
 #include <string>
 
 #include <fmt/format.h>
 #include <glm/gtc/constants.hpp>
 
-#include "Core/Interfaces/Exception.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -105,10 +104,7 @@ Roll MakeRoll(double progress, double thickness) {
 class TransitionRoll final : public TransitionWithSettings<Proc::SettingsTransitionRoll> {
 public:
     void SetSettings(Proc::Settings const& value) override {
-        std::int32_t const direction = dynamic_cast<Proc::SettingsTransitionRoll const&>(value).GetDir();
-        if (direction < 0 || direction >= static_cast<std::int32_t>(kDirections.size())) {
-            Core::Throw(std::invalid_argument(fmt::format("TransitionRoll: dir {} is none of 0 to 3", direction)));
-        }
+        RequireChoice(dynamic_cast<Proc::SettingsTransitionRoll const&>(value), "dir");
         TransitionWithSettings::SetSettings(value);
     }
 
