@@ -7,7 +7,9 @@
 set(KALTOR_VIEWS ${CMAKE_BINARY_DIR}/views)
 
 # The address at which a source is compiled must not show in messages: file names are told from the root.
-set(KALTOR_PREFIX_MAP -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+# Ninja names them from the build folder where that lies inside of the sources.
+file(RELATIVE_PATH KALTOR_ROOT_FROM_BUILD ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+set(KALTOR_PREFIX_MAP -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${KALTOR_ROOT_FROM_BUILD}=)
 
 function(kaltor_view name)
     foreach(dir IN LISTS ARGN)
