@@ -97,8 +97,10 @@ TEST_F(TransferTest, AnUploadWaitsForNobody) {
     EXPECT_EQ(dynamic_cast<DataVideoOGL&>(*data).GetPendingTaskCount(), 1U);
     EXPECT_EQ(source->GetRefCount(), 2) << "the task keeps the frame in main memory";
     gate.arrive_and_wait();
+    intrusive_ptr<DataVideoOGL> const other = DataVideoOGL::Create(PixFmt::Rgba, {4, 4, 1, 1});
+    other->ConcatenateTasks(boost::dynamic_pointer_cast<DataVideoOGL>(data));
     dynamic_cast<DataVideoOGL&>(*data).Execute();
-    EXPECT_EQ(source->GetRefCount(), 1) << "and lets go of it";
+    EXPECT_EQ(source->GetRefCount(), 1) << "and lets go of it, also where another frame keeps the task";
 }
 
 TEST_F(TransferTest, TheModeDecidesTheFormatInMainMemory) {

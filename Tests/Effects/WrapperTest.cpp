@@ -520,6 +520,19 @@ TEST_F(WrapperTest, QueuedFramesKeepAlgorithmAndCacheUntilTheyAreDrawn) {
     }
 }
 
+TEST_F(WrapperTest, ATaskThatHasRunHoldsNothingAlsoWhereAnotherFrameKeepsIt) {
+    intrusive_ptr<IDataVideo> data = Gpu();
+    intrusive_ptr<IDataVideo> const input = data;
+    intrusive_ptr<DataVideoOGL> const other = DataVideoOGL::Create(PixFmt::Rgb24, {6, 4, 1, 1});
+    Effect()->Process(data);
+    other->ConcatenateTasks(boost::dynamic_pointer_cast<DataVideoOGL>(data));
+    Execute(data);
+    EXPECT_EQ(other->GetPendingTaskCount(), 1U);
+    EXPECT_EQ(input->GetRefCount(), 1);
+    EXPECT_EQ(notes->algorithms, 0);
+    EXPECT_EQ(notes->caches, 0);
+}
+
 TEST_F(WrapperTest, AnAlgorithmsFailureReachesTheFrameAndNothingElse) {
     intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
     notes->during = [] { throw std::range_error("the algorithm's own"); };

@@ -359,6 +359,51 @@ TEST_F(YuvTest, AChromaEdgeStaysWhereItIs) {
     }
 }
 
+TEST_F(YuvTest, SteepChromaShowsWhereItsSamplesStand) {
+    constexpr unsigned kWidth = 33;
+    constexpr unsigned kHeight = 17;
+    ColorSpec const spec{ColorMatrix::Bt709, ColorRange::Limited};
+    for (Ogl::FrameStrategy const& strategy : kStrategies) {
+        ScopedStrategy const scoped(strategy);
+        bool const isInterpolated = !strategy.convertsOnCpu;  // else a sample is repeated over its columns and rows
+        for (bool const isAlongX : {true, false}) {
+            // Decoding: four steps of red difference a pixel, to a pixel's half is three steps of red.
+            CodesAt const at = [&](double x, double y) { return Codes{126, 128, 64 + 4 * (isAlongX ? x : 2 * y)}; };
+            Picture const shown = Show(MakeYuv(PixFmt::Yuv420p, kWidth, kHeight, spec, at));
+            Picture const expected = Decode(kWidth, kHeight, PixFmt::Yuv420p, spec, at);
+            for (unsigned i = 2; i + 3 < (isAlongX ? kWidth : kHeight); ++i) {
+                bool const isOnSample = isAlongX && i % 2 == 0;
+                if (isOnSample || isInterpolated) {
+                    unsigned const x = isAlongX ? i : 9;
+                    unsigned const y = isAlongX ? 9 : i;
+                    EXPECT_NEAR(shown.At(x, y)[0], std::clamp(expected.At(x, y)[0], 0.0, 1.0), kUnfiltered)
+                        << "x " << x << " y " << y << (isInterpolated ? ", GPU" : ", software");
+                }
+            }
+            // Encoding: red grows along one axis, and so does chroma.
+            auto const red = [&](double x, double y) { return 0.1 + 0.8 * (isAlongX ? x / kWidth : y / kHeight); };
+            intrusive_ptr<DataVideoFF> const yuv =
+                ToYuv420(Picture::Make(kWidth, kHeight, false,
+                                       [&](unsigned x, unsigned y) {
+                                           return Rgba{red(x + 0.5, y + 0.5), 0.5, 0.5, 1};
+                                       }),
+                         spec);
+            PixFmtDescription const& description = PixFmtDescription::Find(PixFmt::Yuv420p);
+            ForEachSample(*yuv, [&](int component, int x, int y, auto const& sample) {
+                bool const isAtRim = x < 2 || y < 2 || x > 13 || y > 5;
+                bool const isBetweenColumns = !isInterpolated && isAlongX;
+                if (component != 2 || isAtRim || isBetweenColumns) {
+                    return;
+                }
+                auto const [atX, atY] = Place(description, component, x, y);
+                double const wanted = Apply(RgbToYuv(spec), {red(atX, atY), 0.5, 0.5})[2] * kTop;
+                EXPECT_NEAR(sample, wanted, 1.5)
+                    << "x " << x << " y " << y << (isInterpolated ? ", GPU" : ", software");
+            });
+        }
+    }
+}
+
 TEST_F(YuvTest, AFrameThatNothingChangesIsNotConverted) {
     ScopedStrategy const scoped(kGpuStrategy);
     CodesAt const at = [](double x, double y) { return Codes{x * 7, 255 - y * 9, x * y}; };
