@@ -397,7 +397,8 @@ TEST_F(YuvTest, SteepChromaShowsWhereItsSamplesStand) {
                 }
                 auto const [atX, atY] = Place(description, component, x, y);
                 double const wanted = Apply(RgbToYuv(spec), {red(atX, atY), 0.5, 0.5})[2] * kTop;
-                EXPECT_NEAR(sample, wanted, 1.5)
+                // The picture was rounded as well.
+                EXPECT_NEAR(sample, wanted, 2.0)
                     << "x " << x << " y " << y << (isInterpolated ? ", GPU" : ", software");
             });
         }
