@@ -1,5 +1,6 @@
 #include "Ogl/Frame.h"
 
+#include <array>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
@@ -13,6 +14,10 @@
 #include "Ogl/PixelTransfer.h"
 #include "Ogl/ShaderStorage.h"
 #include "Proc/Data/DataVideoFF.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+}
 
 namespace Kaltor::Ogl {
 namespace {
@@ -30,13 +35,17 @@ glm::mat3 ToMat3(ColorTransform const& transform) {
     return result;
 }
 
-/// libswscale takes a chroma sample from two columns, also where an odd width has but one left: the rows' padding
-/// repeats it.
-void RepeatLastColumn(AVFrame& frame) {
+/// Fills what a picture of four bytes a pixel has beyond `width` and `height` with its last column and row.
+void RepeatEdges(AVFrame& frame, std::uint32_t width, std::uint32_t height) {
     constexpr std::ptrdiff_t kPixel = 4;
-    for (int y = 0; y < frame.height; ++y) {
-        std::uint8_t* const end = frame.data[0] + std::ptrdiff_t{frame.linesize[0]} * y + kPixel * frame.width;
-        std::memcpy(end, end - kPixel, kPixel);
+    auto const row = [&frame](std::ptrdiff_t y) { return frame.data[0] + frame.linesize[0] * y; };
+    for (std::ptrdiff_t y = 0; y < static_cast<std::ptrdiff_t>(height); ++y) {
+        for (std::ptrdiff_t x = width; x < frame.width; ++x) {
+            std::memcpy(row(y) + kPixel * x, row(y) + kPixel * (x - 1), kPixel);
+        }
+    }
+    for (std::ptrdiff_t y = height; y < frame.height; ++y) {
+        std::memcpy(row(y), row(y - 1), static_cast<std::size_t>(kPixel * frame.width));
     }
 }
 
@@ -125,13 +134,24 @@ void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, Shad
     };
     if (picture->isConvertedLater) {
         constexpr int kThreads = 2;
-        boost::intrusive_ptr<Proc::DataVideoFF> const rgb =
-            Proc::DataVideoFF::Create(PixFmt::Bgrx, target->GetFrameInfo());
+        // Of odd sides libswscale would read beyond the last column and squeeze chroma a little along the rows: the
+        // picture is converted with even ones.
+        Conf::FrameInfo const info = target->GetFrameInfo();
+        Conf::FrameInfo const even{info.width + info.width % 2, info.height + info.height % 2, 1, 1};
+        bool const isEven = info.width == even.width && info.height == even.height;
+        boost::intrusive_ptr<Proc::DataVideoFF> const rgb = Proc::DataVideoFF::Create(PixFmt::Bgrx, even);
         download(PixFmt::Bgrx, rgb->GetWritableFrame(), 0);
-        if (picture->width % 2 != 0) {
-            RepeatLastColumn(rgb->GetWritableFrame());
+        RepeatEdges(rgb->GetWritableFrame(), info.width, info.height);
+        boost::intrusive_ptr<Proc::DataVideoFF> const yuv =
+            isEven ? target : Proc::DataVideoFF::Create(PixFmt::Yuv420p, even);
+        transfer.GetConverter().Convert(rgb->GetFrame(), {}, yuv->GetWritableFrame(), picture->colorSpec, kThreads);
+        if (!isEven) {
+            AVFrame& to = target->GetWritableFrame();
+            std::array<std::uint8_t const*, 4> from{yuv->GetFrame().data[0], yuv->GetFrame().data[1],
+                                                    yuv->GetFrame().data[2], nullptr};
+            av_image_copy(to.data, to.linesize, from.data(), yuv->GetFrame().linesize, AV_PIX_FMT_YUV420P, to.width,
+                          to.height);
         }
-        transfer.GetConverter().Convert(rgb->GetFrame(), {}, target->GetWritableFrame(), picture->colorSpec, kThreads);
     } else {
         for (std::size_t plane = 0; plane < picture->textures.size(); ++plane) {
             download(format, target->GetWritableFrame(), plane);
