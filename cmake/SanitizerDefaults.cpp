@@ -1,5 +1,6 @@
-// For programs that are built with AddressSanitizer: what graphics drivers leak is not ours to mend. Drivers are unloaded
-// before leaks are looked for, which leaves nothing to recognise them by; so nothing is unloaded.
+// For programs that are built with a sanitizer: what graphics drivers leak is not ours to mend. Drivers are unloaded
+// before leaks are looked for, which leaves nothing to recognise them by, nor their threads' stacks; so nothing is
+// unloaded.
 extern "C" {
 
 int dlclose(void*);
