@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Ogl/Noise.h"
 #include "Ogl/OglManager.h"
 #include "Ogl/PixelTransfer.h"
 
@@ -120,6 +121,13 @@ Shader const* ShaderStorage::FindShader(std::string_view name) const {
 }
 
 Shader const& ShaderStorage::Copy() const { return MakeShader("Copy", kQuadVertex, kCopy); }
+
+Texture const& ShaderStorage::Noise() const {
+    if (!noise) {
+        noise = MakeNoiseTexture();
+    }
+    return noise;
+}
 
 Shader const& ShaderStorage::Rgb2Yuv() const { return MakeShader("Rgb2Yuv", kQuadVertex, kRgbToPlane); }
 

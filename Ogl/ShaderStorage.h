@@ -9,6 +9,7 @@
 #include "Ogl/Mesh.h"
 #include "Ogl/Shader.h"
 #include "Ogl/Surface.h"
+#include "Ogl/Texture.h"
 
 namespace Kaltor::Ogl {
 
@@ -44,6 +45,9 @@ public:
     /// The plain textured program.
     Shader const& Copy() const;
 
+    /// Shared white noise; see `MakeNoiseTexture`.
+    Texture const& Noise() const;
+
     PixelTransfer& Transfer() const { return *transfer; }
 
 private:
@@ -56,6 +60,7 @@ private:
     mutable Surface surface;
     mutable Surface asideSurface;
     Ogl::Quad unitQuad;
+    mutable Texture noise;
     std::unique_ptr<PixelTransfer> transfer;
 };
 

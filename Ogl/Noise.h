@@ -1,0 +1,26 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "Ogl/Texture.h"
+
+namespace Kaltor::Ogl {
+
+/// Three well mixed 32-bit numbers for any three: `pcg3d` of M. Jarzynski, M. Olano, "Hash Functions for GPU
+/// Rendering", Journal of Computer Graphics Techniques 9(3), 2020. The same on every machine.
+std::array<std::uint32_t, 3> Hash(std::uint32_t x, std::uint32_t y, std::uint32_t z);
+
+/// A number from 0 (included) to 1 (excluded) for any three; for what is random on the CPU but must not depend on
+/// the order of frames.
+double HashToUnit(std::uint32_t x, std::uint32_t y = 0, std::uint32_t z = 0);
+
+/// Texels a side of the noise texture.
+constexpr std::uint32_t kNoiseSize = 512;
+
+/// White noise of `kNoiseSize` x `kNoiseSize` texels: four independent channels, each uniform over 0..1 in 16 bits,
+/// repeated without end in both directions. Sampled nearest at texel centres it is a table of random numbers; sampled
+/// linear it is smooth value noise. Made once a context by `ShaderStorage::Noise`. GL thread only.
+Texture MakeNoiseTexture();
+
+}  // namespace Kaltor::Ogl

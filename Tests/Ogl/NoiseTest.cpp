@@ -1,0 +1,59 @@
+#include <cmath>
+
+#include "Ogl/Noise.h"
+#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/GlTools.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+TEST(Noise, TheHashIsTheSameEverywhere) {
+    using Numbers = std::array<std::uint32_t, 3>;
+    EXPECT_EQ(Ogl::Hash(1, 2, 3), (Numbers{0xFA9F79A6U, 0x48F2F44CU, 0x596F5AB1U}));
+    EXPECT_EQ(Ogl::Hash(0xFFFFFFFFU, 0, 77), (Numbers{0xB6F47F94U, 0xFB5DA752U, 0xA6E1CDF5U}));
+    EXPECT_NEAR(Ogl::HashToUnit(1, 2, 3), 0.9789958982728422, 1e-12);
+}
+
+TEST(Noise, TheTextureIsWhiteInEachChannel) {
+    OnGl([](Ogl::ShaderStorage const& storage) {
+        Ogl::Texture const& noise = storage.Noise();
+        EXPECT_EQ(&storage.Noise(), &noise) << "made once";
+        Picture const picture = ReadSampled(noise, storage);
+        ASSERT_EQ(picture.width, Ogl::kNoiseSize);
+        auto const count = static_cast<double>(picture.pixels.size());
+        // The lower left texel; pictures count from the top.
+        EXPECT_NEAR(picture.At(0, picture.height - 1)[0], Ogl::HashToUnit(0, 0, 0), kUnfiltered);
+        EXPECT_NEAR(picture.At(7, picture.height - 4)[3], Ogl::HashToUnit(7, 3, 1), kUnfiltered);
+        for (std::size_t c = 0; c < 4; ++c) {
+            double sum = 0.0;
+            double squares = 0.0;
+            double besides = 0.0;
+            double above = 0.0;
+            double otherChannel = 0.0;
+            for (unsigned y = 1; y < picture.height; ++y) {
+                for (unsigned x = 1; x < picture.width; ++x) {
+                    double const value = picture.At(x, y)[c] - 0.5;
+                    sum += value;
+                    squares += value * value;
+                    besides += value * (picture.At(x - 1, y)[c] - 0.5);
+                    above += value * (picture.At(x, y - 1)[c] - 0.5);
+                    otherChannel += value * (picture.At(x, y)[(c + 1) % 4] - 0.5);
+                }
+            }
+            EXPECT_NEAR(sum / count, 0.0, 0.003) << c;
+            EXPECT_NEAR(squares / count, 1.0 / 12.0, 0.001) << c;
+            EXPECT_NEAR(besides / count, 0.0, 0.001) << c;
+            EXPECT_NEAR(above / count, 0.0, 0.001) << c;
+            EXPECT_NEAR(otherChannel / count, 0.0, 0.001) << c;
+        }
+        noise.Bind();
+        for (GLenum const direction : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T}) {
+            GLint wrap = 0;
+            glGetTexParameteriv(GL_TEXTURE_2D, direction, &wrap);
+            EXPECT_EQ(wrap, GL_REPEAT);
+        }
+    });
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests
