@@ -5,6 +5,7 @@
 #include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Proc/Settings/SettingsStyleEffects.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Proc {
@@ -20,21 +21,28 @@ std::vector<std::unique_ptr<Settings>> MakeEach() {
 }  // namespace
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
-    return MakeEach<SettingsEffectColorMixBurn, SettingsEffectColorMixDistinguish, SettingsEffectColorMixExchange,
-                    SettingsEffectColorMixField, SettingsEffectPosterize, SettingsEffectTwirl, SettingsEffectPopArt,
-                    SettingsEffectInvert, SettingsEffectBlurGaussian, SettingsEffectFlip, SettingsEffectRetroColors,
-                    SettingsEffectOpacity, SettingsEffectFishEye, SettingsEffectVideoFadeInFadeOut, SettingsResizer,
-                    SettingsFrameUploader, SettingsFrameDownloader, SettingsEffectImageBlender,
-                    SettingsTransitionPageturn, SettingsTransitionWaterbrush, SettingsTransitionRoll,
-                    SettingsTransitionPinwheel, SettingsTransitionRippleSmooth, SettingsTransitionShatter,
-                    SettingsTransitionDisintegrate, SettingsTransitionSpiral, SettingsTransitionLens,
-                    SettingsTransitionPush, SettingsTransitionBlinds, SettingsTransitionScale, SettingsTransitionZoom,
-                    SettingsTransitionOrigamiValley, SettingsTransitionOrigamiFlips, SettingsTransitionOrigamiPleats,
-                    SettingsTransitionBlur, SettingsTransitionKenBurns, SettingsTransitionCrossfade,
-                    SettingsTransitionFadeInFadeOut, SettingsTransitionSnake, SettingsTransitionCircle,
-                    SettingsTransitionCube, SettingsTransitionWipe, SettingsTransitionSlide, SettingsTransitionRadial,
-                    SettingsTransitionSlidingDoor, SettingsTransitionBarnDoor, SettingsTransitionCross,
-                    SettingsTransitionPieces, SettingsTransitionFlash, SettingsTransitionSpin>();
+    return MakeEach<
+        SettingsEffectColorMixBurn, SettingsEffectColorMixDistinguish, SettingsEffectColorMixExchange,
+        SettingsEffectColorMixField, SettingsEffectColorBrush, SettingsEffectTiltShiftQEL, SettingsEffectErosion,
+        SettingsEffectGlassMosaic, SettingsEffectTranspose, SettingsEffectOilPaint, SettingsEffectFindEdges,
+        SettingsEffectPosterize, SettingsEffectChromakey, SettingsEffectVHS, SettingsEffectVertigo, SettingsEffectTwirl,
+        SettingsEffectPopArt, SettingsEffectStripes, SettingsEffectMosaic, SettingsEffectDiffuse, SettingsEffectMask,
+        SettingsEffectPanAndZoom, SettingsEffectZoom, SettingsEffectFlyingObjects, SettingsEffectInvert,
+        SettingsEffectAddNoize, SettingsEffectCameraShake, SettingsEffectBlurGaussian, SettingsEffectMirror,
+        SettingsEffectFlip, SettingsEffectRetroArtefacts, SettingsEffectRetroColors, SettingsEffectSharpen,
+        SettingsEffectSubFrame, SettingsEffectOpacity, SettingsEffectFishEye, SettingsEffectFilmStrip,
+        SettingsEffectVideoFadeInFadeOut, SettingsResizer, SettingsFrameUploader, SettingsFrameDownloader,
+        SettingsEffectImageBlender, SettingsTransitionRipple, SettingsTransitionPageturn, SettingsTransitionWaterbrush,
+        SettingsTransitionTwist, SettingsTransitionRoll, SettingsTransitionPinwheel, SettingsTransitionPixels,
+        SettingsTransitionRippleSmooth, SettingsTransitionShatter, SettingsTransitionDisintegrate,
+        SettingsTransitionSpiral, SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionBlinds,
+        SettingsTransitionScale, SettingsTransitionZoom, SettingsTransitionSmear, SettingsTransitionOrigamiValley,
+        SettingsTransitionOrigamiFlips, SettingsTransitionOrigamiPleats, SettingsTransitionBlur,
+        SettingsTransitionKenBurns, SettingsTransitionCrossfade, SettingsTransitionFadeInFadeOut,
+        SettingsTransitionSnake, SettingsTransitionCircle, SettingsTransitionCube, SettingsTransitionWipe,
+        SettingsTransitionSlide, SettingsTransitionRadial, SettingsTransitionMatrix, SettingsTransitionSlidingDoor,
+        SettingsTransitionBarnDoor, SettingsTransitionCross, SettingsTransitionPieces, SettingsTransitionFlash,
+        SettingsTransitionSpin, SettingsTransitionPuzzle, SettingsTransitionMosaic>();
 }
 
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {

@@ -175,4 +175,34 @@ public:
     static std::vector<Field> DeclareFields() { return {}; }
 };
 
+class SettingsEffectChromakey final : public SettingsOf<SettingsEffectChromakey> {
+public:
+    static inline std::string const CLASS_ID = "EffectChromakey";
+
+    Color const& GetColor() const { return color; }
+    void SetColor(Color const& value) { color = value; }
+    double GetTolerance() const { return tolerance; }
+    void SetTolerance(double value) { tolerance = value; }
+    double GetSoftness() const { return softness; }
+    void SetSoftness(double value) { softness = value; }
+    double GetSpill() const { return spill; }
+    void SetSpill(double value) { spill = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare("color", &SettingsEffectChromakey::color, "the colour that becomes transparent"),
+                Declare("tolerance", &SettingsEffectChromakey::tolerance, 0.0, 1.0,
+                        "how far from it in chroma a colour still is key"),
+                Declare("softness", &SettingsEffectChromakey::softness, 0.0, 1.0,
+                        "width of the soft edge beyond the tolerance"),
+                Declare("spill", &SettingsEffectChromakey::spill, 0.0, 1.0,
+                        "how much of its reflection is taken out of what stays")};
+    }
+
+private:
+    Color color{0x00, 0xC0, 0x40, 0xFF};
+    double tolerance = 0.2;
+    double softness = 0.1;
+    double spill = 0.5;
+};
+
 }  // namespace Kaltor::Proc

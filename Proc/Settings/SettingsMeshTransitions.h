@@ -147,4 +147,66 @@ private:
     std::uint32_t rough = 50;
 };
 
+class SettingsTransitionTwist final : public SettingsOf<SettingsTransitionTwist> {
+public:
+    static inline std::string const CLASS_ID = "TransitionTwist";
+
+    std::int32_t GetDir() const { return dir; }
+    void SetDir(std::int32_t value) { dir = value; }
+    std::int32_t GetTurns() const { return turns; }
+    void SetTurns(std::int32_t value) { turns = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("dir", &SettingsTransitionTwist::dir,
+                              {{0, "left-to-right"}, {1, "right-to-left"}, {2, "bottom-to-top"}, {3, "top-to-bottom"}},
+                              "where the twist runs to"),
+                Declare("turns", &SettingsTransitionTwist::turns, 1, 9,
+                        "half turns; an even number counts as the next odd one")};
+    }
+
+private:
+    std::int32_t dir = 0;
+    std::int32_t turns = 1;
+};
+
+class SettingsTransitionPuzzle final : public SettingsOf<SettingsTransitionPuzzle> {
+public:
+    static inline std::string const CLASS_ID = "TransitionPuzzle";
+
+    std::int32_t GetNum() const { return num; }
+    void SetNum(std::int32_t value) { num = value; }
+    std::int32_t GetDir() const { return dir; }
+    void SetDir(std::int32_t value) { dir = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare("num", &SettingsTransitionPuzzle::num, 1, 40, "pieces along the shorter side"),
+                DeclareChoice("dir", &SettingsTransitionPuzzle::dir, {{0, "fall"}, {1, "scatter"}, {2, "rise"}},
+                              "how the pieces leave")};
+    }
+
+private:
+    std::int32_t num = 5;
+    std::int32_t dir = 0;
+};
+
+class SettingsTransitionMosaic final : public SettingsOf<SettingsTransitionMosaic> {
+public:
+    static inline std::string const CLASS_ID = "TransitionMosaic";
+
+    std::int32_t GetNum() const { return num; }
+    void SetNum(std::int32_t value) { num = value; }
+    std::int32_t GetAxis() const { return axis; }
+    void SetAxis(std::int32_t value) { axis = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare("num", &SettingsTransitionMosaic::num, 1, 100, "tiles along the shorter side"),
+                DeclareChoice("axis", &SettingsTransitionMosaic::axis,
+                              {{0, "horizontal"}, {1, "vertical"}, {2, "mixed"}}, "the axis that tiles turn about")};
+    }
+
+private:
+    std::int32_t num = 8;
+    std::int32_t axis = 0;
+};
+
 }  // namespace Kaltor::Proc

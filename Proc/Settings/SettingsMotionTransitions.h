@@ -185,4 +185,60 @@ private:
     std::int32_t ampl = 20;
 };
 
+class SettingsTransitionRipple final : public SettingsOf<SettingsTransitionRipple> {
+public:
+    static inline std::string const CLASS_ID = "TransitionRipple";
+
+    double GetX() const { return x; }
+    void SetX(double value) { x = value; }
+    double GetY() const { return y; }
+    void SetY(double value) { y = value; }
+    std::int32_t GetFreq() const { return freq; }
+    void SetFreq(std::int32_t value) { freq = value; }
+    std::int32_t GetAmpl() const { return ampl; }
+    void SetAmpl(std::int32_t value) { ampl = value; }
+    double GetWidth() const { return width; }
+    void SetWidth(double value) { width = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare("x", &SettingsTransitionRipple::x, 0.0, 1.0, "where the drop falls, from the left"),
+                Declare("y", &SettingsTransitionRipple::y, 0.0, 1.0, "where the drop falls, from the bottom"),
+                Declare("freq", &SettingsTransitionRipple::freq, 1, 200, "how close the waves of the ring are"),
+                Declare("ampl", &SettingsTransitionRipple::ampl, 0, 200, "height of the waves"),
+                Declare("width", &SettingsTransitionRipple::width, 0.01, 1.0, "width of the ring")};
+    }
+
+private:
+    double x = 0.5;
+    double y = 0.5;
+    std::int32_t freq = 30;
+    std::int32_t ampl = 30;
+    double width = 0.25;
+};
+
+class SettingsTransitionSmear final : public SettingsOf<SettingsTransitionSmear> {
+public:
+    static inline std::string const CLASS_ID = "TransitionSmear";
+
+    double GetAngle() const { return angle; }
+    void SetAngle(double value) { angle = value; }
+    double GetStrength() const { return strength; }
+    void SetStrength(double value) { strength = value; }
+    double GetSoftness() const { return softness; }
+    void SetSoftness(double value) { softness = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare("angle", &SettingsTransitionSmear::angle, -180.0, 180.0,
+                        "direction of the strokes, degrees counter-clockwise from the right"),
+                Declare("strength", &SettingsTransitionSmear::strength, 0.0, 1.0, "how far the paint is drawn out"),
+                Declare("softness", &SettingsTransitionSmear::softness, 0.01, 1.0,
+                        "softness of the border between the pictures")};
+    }
+
+private:
+    double angle = 0.0;
+    double strength = 0.5;
+    double softness = 0.2;
+};
+
 }  // namespace Kaltor::Proc

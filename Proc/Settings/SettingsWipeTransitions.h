@@ -217,4 +217,43 @@ private:
     bool scroll = false;
 };
 
+class SettingsTransitionPixels final : public SettingsOf<SettingsTransitionPixels> {
+public:
+    static inline std::string const CLASS_ID = "TransitionPixels";
+
+    std::int32_t GetType() const { return type; }
+    void SetType(std::int32_t value) { type = value; }
+    std::int32_t GetNum() const { return num; }
+    void SetNum(std::int32_t value) { num = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {DeclareChoice("type", &SettingsTransitionPixels::type, {{0, "coarsen"}, {1, "scatter"}},
+                              "coarsen: pixels grow and recover; scatter: they change over one by one"),
+                Declare("num", &SettingsTransitionPixels::num, 2, 1000, "pixels along the shorter side")};
+    }
+
+private:
+    std::int32_t type = 0;
+    std::int32_t num = 40;
+};
+
+class SettingsTransitionMatrix final : public SettingsOf<SettingsTransitionMatrix> {
+public:
+    static inline std::string const CLASS_ID = "TransitionMatrix";
+
+    std::int32_t GetNum() const { return num; }
+    void SetNum(std::int32_t value) { num = value; }
+    Color const& GetColor() const { return color; }
+    void SetColor(Color const& value) { color = value; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare("num", &SettingsTransitionMatrix::num, 4, 400, "number of columns"),
+                Declare("color", &SettingsTransitionMatrix::color, "colour of the falling cells")};
+    }
+
+private:
+    std::int32_t num = 60;
+    Color color{0x40, 0xFF, 0x60, 0xFF};
+};
+
 }  // namespace Kaltor::Proc
