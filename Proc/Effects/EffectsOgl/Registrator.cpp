@@ -9,14 +9,15 @@
 #include "Proc/Effects/EffectsOgl/Resize.h"
 #include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
+#include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Proc/Settings/SettingsStyleEffects.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
-#include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {
 

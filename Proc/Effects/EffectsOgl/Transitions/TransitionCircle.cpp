@@ -3,11 +3,11 @@
 
 #include <cmath>
 
+#include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/RequireChoice.h"
-#include "Proc/Effects/EffectsOgl/Transitions/Aspect.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {

@@ -5,10 +5,10 @@
 
 #include <glm/geometric.hpp>
 
+#include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/RequireChoice.h"
-#include "Proc/Effects/EffectsOgl/Transitions/Aspect.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
 namespace Kaltor::Ogl {
