@@ -63,6 +63,66 @@ constexpr std::array kLooseEnds{
     LooseEnds{"TransitionSpiral", true, false, "the spiral has a rim from the start"},
 };
 
+/// Settings of one-input effects that leave the picture as it is, to the byte.
+struct Neutral {
+    std::string_view name;
+    std::vector<std::pair<std::string_view, std::string_view>> settings;
+};
+Neutral const kNeutral[] = {
+    {"EffectColorMixBurn", {{"strength", "0"}}},
+    {"EffectColorMixExchange", {{"color", "#000000"}}},
+    {"EffectFlip", {{"horizontal", "false"}}},
+    {"EffectOpacity", {{"opacity", "1"}}},
+    {"EffectTiltShiftQEL", {{"blur", "0"}, {"saturation", "1"}}},
+    {"EffectErosion", {{"size", "0"}}},
+    {"EffectGlassMosaic", {{"strength", "0"}, {"bevel", "0"}}},
+    {"EffectOilPaint", {{"size", "0"}}},
+    {"EffectChromakey", {{"tolerance", "0"}, {"softness", "0"}, {"spill", "0"}}},
+    {"EffectVHS", {{"strength", "0"}, {"noise", "0"}, {"tracking", "0"}, {"scanlines", "0"}}},
+    {"EffectVertigo", {{"strength", "0"}}},
+    {"EffectStripes", {{"fill", "0"}}},
+    {"EffectStripes", {{"color", "#FFFFFF00"}}},
+    {"EffectMosaic", {{"count", "1000"}}},
+    {"EffectDiffuse", {{"size", "0"}}},
+    {"EffectMask", {{"blur", "0"}}},
+    {"EffectPanAndZoom", {{"endZoom", "1"}}},
+    {"EffectZoom", {{"zoom", "1"}}},
+    {"EffectFlyingObjects", {{"color", "#FFFFFF00"}}},
+    {"EffectAddNoize", {{"strength", "0"}}},
+    {"EffectCameraShake", {{"amplitude", "0"}, {"rotation", "0"}}},
+    {"EffectRetroArtefacts",
+     {{"scratches", "0"}, {"dust", "0"}, {"flicker", "0"}, {"weave", "0"}, {"vignette", "0"}, {"grain", "0"}}},
+    {"EffectSharpen", {{"strength", "0"}}},
+    {"EffectSubFrame", {{"size", "1"}, {"border", "0"}, {"shadow", "0"}}},
+};
+
+/// Effects whose alpha is not the input's.
+constexpr std::array kOwnAlpha{
+    Exemption{"EffectOpacity", "alpha is all that it changes"},
+    Exemption{"EffectVideoFadeInFadeOut", "fades out to nothing"},
+    Exemption{"EffectChromakey", "makes the key transparent"},
+};
+
+/// Effects that show colours from under transparent pixels: they filter colour and alpha each for itself.
+constexpr std::array<std::string_view, 25> kFilterStraight{
+    "EffectFishEye",           "EffectPopArt",           "EffectTwirl",
+    "TransitionBarnDoor",      "TransitionBlur",         "TransitionCross",
+    "TransitionCube",          "TransitionDisintegrate", "TransitionKenBurns",
+    "TransitionLens",          "TransitionOrigamiFlips", "TransitionOrigamiPleats",
+    "TransitionOrigamiValley", "TransitionPageturn",     "TransitionPieces",
+    "TransitionPush",          "TransitionRippleSmooth", "TransitionRoll",
+    "TransitionScale",         "TransitionShatter",      "TransitionSlide",
+    "TransitionSnake",         "TransitionSpin",         "TransitionSpiral",
+    "TransitionZoom",
+};
+
+/// Effects that draw another picture at another size.
+constexpr std::array kOfPixels{
+    Exemption{"EffectSharpen", "its kernels count pixels"},
+    Exemption{"EffectColorBrush", "its brush has bristles by the column of pixels"},
+    Exemption{"TransitionWaterbrush", "its brush has bristles by the column of pixels"},
+};
+
 template <typename Table>
 bool Contains(Table const& table, std::string const& name) {
     return std::any_of(table.begin(), table.end(), [&name](auto const& entry) { return entry.name == name; });
@@ -306,6 +366,81 @@ TEST_P(EffectContract, IsSeenByItsDefaults) {
     EXPECT_TRUE(isSeen) << "the result is the input at every progress that was tried";
 }
 
+TEST_P(EffectContract, NeutralSettingsGiveTheInputToTheByte) {
+    for (Neutral const& neutral : kNeutral) {
+        if (neutral.name != name) {
+            continue;
+        }
+        std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
+        for (auto const& [key, value] : neutral.settings) {
+            settings->Set(key, value);
+        }
+        AnyEffect const effect = Make();
+        effect.Get().SetSettings(*settings);
+        for (auto const& [width, height] : {std::pair{kWidth, kHeight}, {kHeight, kWidth}, {1U, 9U}}) {
+            for (bool const hasAlpha : {false, true}) {
+                Picture const input = Picture::Noise(width, height, hasAlpha, 1);
+                EXPECT_TRUE(IsNear(Draw(effect, input, input, {0.3, 0.7}), input, 0.0)) << width << "x" << height;
+            }
+        }
+    }
+}
+
+TEST_P(EffectContract, KeepsAlpha) {
+    if (IsTransition() || Contains(kOwnAlpha, name)) {
+        GTEST_SKIP() << "has its own";
+    }
+    constexpr double kAlpha = 102.0 / 255.0;
+    Picture input = Picture::Noise(kWidth, kHeight, true, 1);
+    for (Rgba& pixel : input.pixels) {
+        pixel[3] = kAlpha;
+    }
+    for (double const at : {0.3, 0.8}) {
+        Picture const drawn = Draw(Make(), input, input, {at, at});
+        for (std::size_t i = 0; i < drawn.pixels.size(); ++i) {
+            ASSERT_NEAR(drawn.pixels[i][3], kAlpha, kUnfiltered) << "pixel " << i << " at " << at;
+        }
+    }
+}
+
+/// What is seen of a picture: colours count as far as they cover.
+Picture Premultiply(Picture picture) {
+    for (Rgba& pixel : picture.pixels) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            pixel[c] *= pixel[3];
+        }
+    }
+    return picture;
+}
+
+TEST_P(EffectContract, ShowsNothingOfTransparentPixels) {
+    if (std::find(kFilterStraight.begin(), kFilterStraight.end(), name) != kFilterStraight.end()) {
+        GTEST_SKIP() << "shows them";
+    }
+    // Islands of grey in a sea of nothing, whose colour is seen nowhere.
+    auto const draw = [this](Rgba const& hidden, double at) {
+        Picture const input = Picture::Make(kWidth, kHeight, true, [&hidden](unsigned x, unsigned y) {
+            return (x / 7 + y / 5) % 2 == 0 ? Rgba{0.5, 0.5, 0.5, 1.0} : hidden;
+        });
+        return Premultiply(Draw(Make(), input, input, {at, at}));
+    };
+    for (double const at : {0.3, 0.8}) {
+        EXPECT_TRUE(IsNear(draw({1.0, 0.0, 0.0, 0.0}, at), draw({0.5, 0.5, 0.5, 0.0}, at), kFiltered)) << "at " << at;
+    }
+}
+
+/// Halves both sides by the mean of 2 x 2 pixels.
+Picture Halve(Picture const& picture) {
+    return Picture::Make(picture.width / 2, picture.height / 2, false, [&picture](unsigned x, unsigned y) {
+        Rgba mean{};
+        for (std::size_t c = 0; c < 4; ++c) {
+            mean[c] = 0.25 * (picture.At(2 * x, 2 * y)[c] + picture.At(2 * x + 1, 2 * y)[c] +
+                              picture.At(2 * x, 2 * y + 1)[c] + picture.At(2 * x + 1, 2 * y + 1)[c]);
+        }
+        return mean;
+    });
+}
+
 /// The mean square of the difference of all channels.
 double GetDistance(Picture const& a, Picture const& b) {
     double sum = 0.0;
@@ -315,6 +450,33 @@ double GetDistance(Picture const& a, Picture const& b) {
         }
     }
     return sum / static_cast<double>(3 * a.pixels.size());
+}
+
+TEST_P(EffectContract, LooksTheSameAtEverySize) {
+    if (Contains(kOfPixels, name) || Contains(kOwnSize, name)) {
+        GTEST_SKIP() << "counts pixels";
+    }
+    constexpr unsigned kLines = 320;
+    constexpr unsigned kColumns = 568;
+    // Waves and discs, about as sharp as a photograph.
+    auto const make = [](unsigned width, unsigned height, double shift) {
+        return Picture::Make(width, height, false, [&](unsigned px, unsigned py) {
+            double const x = (px + 0.5) / height;
+            double const y = (py + 0.5) / height;
+            double const disc = std::hypot(std::remainder(x + shift, 0.4), std::remainder(y, 0.4)) - 0.12;
+            double const edge = 0.5 + 0.5 * std::clamp(disc * 80.0, -1.0, 1.0);
+            return Rgba{0.5 + 0.4 * std::sin(7.0 * x + 3.0 * y + shift), 0.2 + 0.6 * edge,
+                        0.5 + 0.4 * std::cos(5.0 * y - 4.0 * x * shift)};
+        });
+    };
+    auto const draw = [&](unsigned scale, double at) {
+        return Draw(Make(), make(scale * kColumns, scale * kLines, 0.0), make(scale * kColumns, scale * kLines, 1.3),
+                    {at, at});
+    };
+    for (double const at : {0.35, 0.7}) {
+        double const rms = std::sqrt(GetDistance(Halve(draw(2, at)), draw(1, at)));
+        EXPECT_LT(255.0 * rms, 6.0) << "at " << at;
+    }
 }
 
 TEST_P(EffectContract, ATransitionGoesFromTheFirstPictureToTheSecond) {
