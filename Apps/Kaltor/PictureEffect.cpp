@@ -2,14 +2,17 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Specs.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -36,6 +39,56 @@ std::vector<std::uint8_t> ReadStandardInput() {
 
 std::string ShowSize(Proc::DataVideoFF const& picture) {
     return fmt::format("{}x{}", picture.GetFrameInfo().width, picture.GetFrameInfo().height);
+}
+
+/// Throws where an effect takes another number of pictures.
+void CheckInputCount(CatalogEntry const& entry, std::string const& verb, std::size_t count) {
+    std::size_t const least = entry.isTwoInput ? 2 : 1;
+    if (count >= least && (count == least || entry.takesMore)) {
+        return;
+    }
+    char const* const inputs = entry.takesMore    ? "BASE OVERLAY [OVERLAY...]"
+                               : entry.isTwoInput ? "FIRST SECOND"
+                                                  : "INPUT";
+    throw UsageError(fmt::format("{} takes {} picture{}, not {}: kaltor {} {} {} -o OUT.png", entry.name,
+                                 entry.takesMore    ? "two or more"
+                                 : entry.isTwoInput ? "two"
+                                                    : "one",
+                                 least > 1 ? "s" : "", count, verb, entry.name, inputs));
+}
+
+std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths) {
+    if (std::count(paths.begin(), paths.end(), kStandardStream) > 1) {
+        throw UsageError("standard input (-) can be only one of the pictures");
+    }
+    auto const limit = static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
+    std::vector<Picture> pictures;
+    for (std::string const& path : paths) {
+        pictures.push_back(path == kStandardStream ? Media::DecodePicture(ReadStandardInput(), "standard input", limit)
+                                                   : Media::ReadPicture(path, limit));
+        bool const mustMatch = entry.isTwoInput && !entry.takesMore;
+        Conf::FrameInfo const& first = pictures.front()->GetFrameInfo();
+        Conf::FrameInfo const& last = pictures.back()->GetFrameInfo();
+        if (mustMatch && (first.width != last.width || first.height != last.height)) {
+            throw std::runtime_error(fmt::format("{} is {} but {} is {}: a transition takes two pictures of one size",
+                                                 paths.front(), ShowSize(*pictures.front()), path,
+                                                 ShowSize(*pictures.back())));
+        }
+    }
+    return pictures;
+}
+
+/// Throws for what cannot be the name of a PNG file.
+void CheckPngPath(std::string const& path) {
+    std::string ending = fs::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (path.empty() || (!ending.empty() && ending != ".png")) {
+        throw UsageError(fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png", path));
+    }
+    if (path == kStandardStream && isatty(STDOUT_FILENO) != 0) {
+        throw UsageError("a PNG file does not go to a terminal: redirect standard output or give -o a file's name");
+    }
 }
 
 }  // namespace
@@ -76,52 +129,31 @@ Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t time
     return picture;
 }
 
-void CheckInputCount(CatalogEntry const& entry, std::string const& verb, std::size_t count) {
-    std::size_t const least = entry.isTwoInput ? 2 : 1;
-    if (count >= least && (count == least || entry.takesMore)) {
-        return;
-    }
-    char const* const inputs = entry.takesMore    ? "BASE OVERLAY [OVERLAY...]"
-                               : entry.isTwoInput ? "FIRST SECOND"
-                                                  : "INPUT";
-    throw UsageError(fmt::format("{} takes {} picture{}, not {}: kaltor {} {} {} -o OUT.png", entry.name,
-                                 entry.takesMore    ? "two or more"
-                                 : entry.isTwoInput ? "two"
-                                                    : "one",
-                                 least > 1 ? "s" : "", count, verb, entry.name, inputs));
+void PictureOptions::AddTo(CLI::App& verb) {
+    verb.add_option("NAME", name, "what to run; \"kaltor list\" shows what there is")->required();
+    verb.add_option("INPUT", inputs, "pictures in any common format; - reads standard input")->required();
+    verb.add_option("-o,--output", output, "the PNG file to write; - writes to standard output")
+        ->required()
+        ->type_name("OUT.png");
+    verb.add_option("--set", values, "set a field; may be repeated")->type_name("FIELD=VALUE")->allow_extra_args(false);
+    verb.add_option("--seed", seed, "seed of what is random (default: the clock)")->type_name("N");
 }
 
-std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths) {
-    if (std::count(paths.begin(), paths.end(), kStandardStream) > 1) {
-        throw UsageError("standard input (-) can be only one of the pictures");
+PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {
+    CheckPngPath(options.output);
+    std::vector<Assignment> values;
+    for (std::string const& text : options.values) {
+        values.push_back(ParseAssignment(text));
     }
-    auto const limit = static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
-    std::vector<Picture> pictures;
-    for (std::string const& path : paths) {
-        pictures.push_back(path == kStandardStream ? Media::DecodePicture(ReadStandardInput(), "standard input", limit)
-                                                   : Media::ReadPicture(path, limit));
-        bool const mustMatch = entry.isTwoInput && !entry.takesMore;
-        Conf::FrameInfo const& first = pictures.front()->GetFrameInfo();
-        Conf::FrameInfo const& last = pictures.back()->GetFrameInfo();
-        if (mustMatch && (first.width != last.width || first.height != last.height)) {
-            throw std::runtime_error(fmt::format("{} is {} but {} is {}: a transition takes two pictures of one size",
-                                                 paths.front(), ShowSize(*pictures.front()), path,
-                                                 ShowSize(*pictures.back())));
-        }
+    Catalog const catalog = Catalog::Load();
+    if (options.seed) {
+        std::srand(*options.seed);
     }
-    return pictures;
-}
-
-void CheckPngPath(std::string const& path) {
-    std::string ending = fs::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (path.empty() || (!ending.empty() && ending != ".png")) {
-        throw UsageError(fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png", path));
-    }
-    if (path == kStandardStream && isatty(STDOUT_FILENO) != 0) {
-        throw UsageError("a PNG file does not go to a terminal: redirect standard output or give -o a file's name");
-    }
+    CatalogEntry const& entry = catalog.Find(options.name);
+    CheckInputCount(entry, verb, options.inputs.size());
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, values);
+    std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
+    return {std::move(inputs), PictureEffect(catalog, entry, *settings)};
 }
 
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Proc/Data/DataVideoFF.h"
@@ -31,14 +34,27 @@ private:
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> converter;
 };
 
-/// Throws `UsageError` where an effect takes another number of pictures. `verb` is what the user typed.
-void CheckInputCount(CatalogEntry const& entry, std::string const& verb, std::size_t count);
+/// What the verbs that run something on pictures and write a PNG file are told.
+struct PictureOptions {
+    std::string name;
+    std::vector<std::string> inputs;  ///< "-": standard input
+    std::string output;
+    std::vector<std::string> values;
+    std::optional<unsigned> seed;
 
-/// Reads the pictures ("-": standard input) and checks that the GL can take them and a transition's are of one size.
-std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths);
+    void AddTo(CLI::App& verb);
+};
 
-/// Throws `UsageError` for what cannot be the name of a PNG file.
-void CheckPngPath(std::string const& path);
+/// The effect that the options name, with their settings, and the pictures to run it on.
+struct PictureJob {
+    std::vector<Picture> inputs;
+    PictureEffect effect;
+};
+
+/// Reads everything and checks it: the output's name, names and values, how many pictures there are, that the GL can
+/// take them and a transition's are of one size. `verb` is what the user typed. Throws `UsageError` for what was typed
+/// wrongly.
+PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb);
 
 /// Writes a PNG file, which appears only when it is whole ("-": standard output). An existing file is replaced.
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture);
