@@ -33,7 +33,8 @@ constexpr std::array kTransfers{Exemption{"FrameUploader", "moves frames to the 
                                 Exemption{"FrameDownloader", "moves frames from the GPU"}};
 
 /// Outputs of another size than the input's.
-constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"}};
+constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"},
+                              Exemption{"EffectTranspose", "width and height change places"}};
 
 /// Outputs with alpha whatever the input is.
 constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"}};
