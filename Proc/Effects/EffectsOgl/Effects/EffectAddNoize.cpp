@@ -1,0 +1,57 @@
+// Film-like grain: a normal deviate is added to each pixel, to all channels alike or to each its own. How strong it is
+// follows from tone as on film, where a patch is the share of its grains that were developed: the standard deviation of
+// a share p of independent grains goes with sqrt(p (1 - p)), most in the mid-tones, none in black and white. (P. G.
+// Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is kept.
+
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsStyleEffects.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kMain[] = R"glsl(
+uniform sampler2D tex;
+uniform float strength;
+uniform float monochrome;
+varying vec2 TexCoord0;
+void main() {
+    vec4 origin = texture2D(tex, TexCoord0);
+    vec4 grain = FilmGrain(TexCoord0);
+    float lum = dot(origin.rgb, vec3(0.2126, 0.7152, 0.0722));
+    vec3 tone = mix(origin.rgb, vec3(lum), monochrome);
+    vec3 deviation = sqrt(max(tone * (vec3(1.0) - tone), vec3(0.0))) * strength;
+    gl_FragColor = vec4(origin.rgb + deviation * mix(grain.rgb, grain.rrr, monochrome), origin.a);
+}
+)glsl";
+
+constexpr double kRate = 25.0;
+/// At full strength the standard deviation is 0.2 in mid-grey, where sqrt(p (1 - p)) is 0.5.
+constexpr double kMostDeviation = 0.4;
+
+}  // namespace
+
+class EffectAddNoize final : public EffectWithSettings<Proc::SettingsEffectAddNoize> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        if (settings.GetStrength() <= 0.0) {
+            AttachTarget(*dst, storage);
+            src->FrameData().Draw(storage.Quad(), storage);
+            return;
+        }
+        Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        Pass pass(storage, "EffectAddNoize", [] { return std::string(kFilmGrain) + kMain; });
+        SetFilmGrain(pass, storage, 1, picture, settings.GetSize(),
+                     settings.GetAnimated() ? GetFilmFrame(time, kRate) : 0U);
+        pass.Texture("tex", 0, picture, TextureFilter::Nearest)
+            .Set("strength", settings.GetStrength() * kMostDeviation)
+            .Set("monochrome", settings.GetMonochrome() ? 1.0F : 0.0F)
+            .DrawTo(*dst);
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectAddNoize>();
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,94 @@
+// Frosted glass: the picture is seen through grains of glass, each of which shows what lies at a random place in a disc
+// around it, all places of the disc alike. A grain is 1/1920 of the larger side: a pixel of a small picture covers
+// several and is their mean (of premultiplied colours), so that it looks as the large picture made smaller does. What
+// would come from beyond the border is the picture mirrored there.
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "Ogl/Noise.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+// Two numbers of the noise texture added modulo 1 are as uniform as one; the second, from a coarser lattice that lies
+// aslant, does not repeat with the first.
+constexpr char kFragment[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform sampler2D noise;
+uniform vec2 reach;    // radius, in texture coordinates
+uniform vec2 grains;   // along both sides
+uniform vec2 step;     // from part to part of a pixel
+uniform vec4 begin;
+varying vec2 TexCoord0;
+
+vec4 Grain(vec2 at) {
+    vec2 cell = floor(at * grains) + vec2(0.5);
+    vec2 aslant = vec2(0.737 * cell.x + 0.294 * cell.y, 0.739 * cell.y - 0.296 * cell.x);
+    vec2 random = fract(texture2D(noise, (cell + begin.xy) / 512.0).xy + texture2D(noise, (aslant + begin.zw) / 512.0).zw);
+    float angle = random.x * 6.2831853;
+    vec2 from = at + reach * (sqrt(random.y) * vec2(cos(angle), sin(angle)));
+    return texture2D(tex, abs(mod(from + vec2(1.0), vec2(2.0)) - vec2(1.0)));
+}
+
+void main() {
+)glsl";
+
+std::string MakeFragment(int parts) {
+    if (parts == 1) {
+        return std::string(kFragment) + "    gl_FragColor = Grain(TexCoord0);\n}\n";
+    }
+    std::string source = std::string(kFragment) + "    vec4 sum = vec4(0.0);\n    vec4 part;\n";
+    for (int i = 0; i < parts * parts; ++i) {
+        source += fmt::format("    part = Grain(TexCoord0 + step * vec2({:.1f}, {:.1f}));\n"
+                              "    sum += vec4(part.rgb * part.a, part.a);\n",
+                              i % parts - 0.5 * (parts - 1), i / parts - 0.5 * (parts - 1));
+    }
+    return source + fmt::format("    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / {}.0);\n}}\n",
+                                parts * parts);
+}
+
+constexpr double kRate = 25.0;
+constexpr double kGrains = 1920.0;
+constexpr int kMostParts = 4;
+
+}  // namespace
+
+class EffectDiffuse final : public EffectWithSettings<Proc::SettingsEffectDiffuse> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        if (settings.GetSize() <= 0.0) {
+            AttachTarget(*dst, storage);
+            src->FrameData().Draw(storage.Quad(), storage);
+            return;
+        }
+        Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        glm::dvec2 const size(picture.GetWidth(), picture.GetHeight());
+        double const larger = std::max(size.x, size.y);
+        int const parts = std::clamp(static_cast<int>(std::ceil(kGrains / larger)), 1, kMostParts);
+        std::uint32_t const frame = settings.GetAnimated() ? GetFilmFrame(time, kRate) : 0U;
+        auto const begin = [frame](std::uint32_t coordinate) {
+            return std::floor(HashToUnit(frame, coordinate, 0xD1FFU) * kNoiseSize);
+        };
+        Pass(storage, fmt::format("EffectDiffuse_{}", parts), [parts] { return MakeFragment(parts); })
+            .Texture("tex", 0, picture, TextureFilter::Nearest)
+            .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
+            .Set("reach", glm::vec2(settings.GetSize() * larger / size))
+            .Set("grains", glm::vec2(size * (kGrains / larger)))
+            .Set("step", glm::vec2(1.0 / (size * static_cast<double>(parts))))
+            .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)))
+            .DrawTo(*dst);
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectDiffuse>();
+
+}  // namespace Kaltor::Ogl

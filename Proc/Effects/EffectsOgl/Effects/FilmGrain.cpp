@@ -1,0 +1,68 @@
+// Grain is white noise on a lattice, interpolated. Between the lattice's points interpolation averages and so takes
+// variance away, which would show as a grid: each value is divided by the norm of its weights, as in E. Heitz,
+// F. Neyret, "High-Performance By-Example Noise using a Histogram-Preserving Blending Operator", HPG 2018. Two lattices
+// of different pitch lie across each other at an angle, so that the repetition of the noise texture shows nowhere. Of
+// their four channels the rows of a Hadamard matrix make four independent sums of eight numbers each.
+
+#include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Ogl/Noise.h"
+
+namespace Kaltor::Ogl {
+
+char const* const kFilmGrain = R"glsl(#version 120
+uniform sampler2D grain_noise;
+uniform mat2 grain_first;   // from texture coordinates to points of the lattice
+uniform mat2 grain_second;
+uniform vec4 grain_at;      // where the two begin
+uniform float grain_gain;
+
+vec4 GrainLattice(vec2 at) {
+    vec2 cell = floor(at);
+    vec2 f = at - cell;
+    f = f * f * (vec2(3.0) - 2.0 * f);
+    vec2 norm = f * f + (vec2(1.0) - f) * (vec2(1.0) - f);
+    return (texture2D(grain_noise, (cell + f + vec2(0.5)) / 512.0) - vec4(0.5)) * inversesqrt(norm.x * norm.y);
+}
+
+vec4 FilmGrain(vec2 uv) {
+    vec4 n = GrainLattice(grain_first * uv + grain_at.xy) + GrainLattice(grain_second * uv + grain_at.zw);
+    vec2 sum = n.xz + n.yw;
+    vec2 difference = n.xz - n.yw;
+    return vec4(sum.x + sum.y, difference.x + difference.y, sum.x - sum.y, difference.x - difference.y) * grain_gain;
+}
+)glsl";
+
+std::uint32_t GetFilmFrame(double time, double rate) {
+    constexpr double kSlack = 1e-3;
+    return static_cast<std::uint32_t>(static_cast<std::int64_t>(std::floor(time * rate + kSlack)));
+}
+
+void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame const& picture, double size,
+                  std::uint32_t frame) {
+    auto const width = static_cast<double>(picture.GetWidth());
+    auto const height = static_cast<double>(picture.GetHeight());
+    double const wanted = size * std::max(width, height);
+    double const pitch = std::max(wanted, 1.0);
+    auto const lattice = [&](double angle, double scale) {
+        double const c = std::cos(angle) * scale / pitch;
+        double const s = std::sin(angle) * scale / pitch;
+        return glm::mat2(c * width, s * width, -s * height, c * height);
+    };
+    auto const begin = [frame](std::uint32_t coordinate) {
+        return static_cast<float>(HashToUnit(frame, coordinate, 0x6721U) * kNoiseSize);
+    };
+    constexpr double kNumbers = 8.0;
+    constexpr double kVariance = 1.0 / 12.0;  // of one, uniform over 0..1
+    constexpr double kLeastGain = 0.5;
+    pass.Texture("grain_noise", unit, storage.Noise())
+        .Set("grain_first", lattice(0.46, 1.0))
+        .Set("grain_second", lattice(-0.71, 0.87))
+        .Set("grain_at", glm::vec4(begin(0), begin(1), begin(2), begin(3)))
+        .Set("grain_gain", std::clamp(wanted, kLeastGain, 1.0) / std::sqrt(kNumbers * kVariance));
+}
+
+}  // namespace Kaltor::Ogl
