@@ -15,4 +15,14 @@ void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& s
     frame.Draw(storage.Quad(), storage);
 }
 
+bool DrawAtRest(DataVideoOGL& target, DataVideoOGL& first, DataVideoOGL& second, double progress,
+                ShaderStorage const& storage) {
+    if (progress > 0.0 && progress < 1.0) {
+        return false;
+    }
+    AttachTarget(target, storage);
+    (progress >= 1.0 ? second : first).FrameData().Draw(storage.Quad(), storage);
+    return true;
+}
+
 }  // namespace Kaltor::Ogl

@@ -11,4 +11,9 @@ void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage);
 /// Lays `frame` over what the attached target holds: alpha * frame + (1 - alpha) * target, in all four channels.
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage);
 
+/// Whether a transition is at rest, before its beginning or from its end on; `target` shows the first picture then, or
+/// the second, to the byte.
+bool DrawAtRest(DataVideoOGL& target, DataVideoOGL& first, DataVideoOGL& second, double progress,
+                ShaderStorage const& storage);
+
 }  // namespace Kaltor::Ogl

@@ -40,6 +40,7 @@ class EffectOpacity;
 class EffectFishEye;
 class EffectFadeInFadeOut;
 
+class TransitionRipple;
 class TransitionPageturn;
 class TransitionWaterbrush;
 class TransitionRoll;
@@ -136,6 +137,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsFrameDownloader>(registry, &CreateFrameDownloader);
 
     RegisterTwo<SettingsEffectImageBlender>(registry, &ImageBlender::Create);
+    RegisterTwo<SettingsTransitionRipple>(registry, &Create<TransitionRipple>);
     RegisterTwo<SettingsTransitionPageturn>(registry, &Create<TransitionPageturn>);
     RegisterTwo<SettingsTransitionWaterbrush>(registry, &Create<TransitionWaterbrush>);
     RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);

@@ -1,0 +1,28 @@
+#include "Proc/Effects/EffectsOgl/Premultiplied.h"
+
+#include "Proc/Effects/EffectsOgl/Pass.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kFragment[] = R"glsl(#version 120
+uniform sampler2D tex;
+varying vec2 TexCoord0;
+void main() {
+    vec4 color = texture2D(tex, TexCoord0);
+    gl_FragColor = vec4(color.rgb * color.a, color.a);
+}
+)glsl";
+
+}  // namespace
+
+Premultiplied::Premultiplied(Frame const& picture, ShaderStorage const& storage) : frame(picture) {
+    Texture const& straight = picture.GetFirstTexture();
+    if (straight.IsOpaque()) {
+        return;
+    }
+    multiplied.emplace(TextureForm{straight.GetForm().width, straight.GetForm().height, TexelFormat::Rgba16, false});
+    Pass(storage, "Premultiply", kFragment).Texture("tex", 0, straight, TextureFilter::Nearest).DrawTo(multiplied->Get());
+}
+
+}  // namespace Kaltor::Ogl

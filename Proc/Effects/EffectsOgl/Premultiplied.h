@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+
+#include "Ogl/Frame.h"
+#include "Ogl/TexturePool.h"
+
+namespace Kaltor::Ogl {
+
+/// An RGB picture with its colours multiplied by alpha, so that samples of it may be filtered and added without
+/// showing what is under transparent pixels; programs divide by alpha again before they write a frame. An opaque
+/// picture is itself; others are drawn once, at 16 bits. GL thread only.
+class Premultiplied {
+public:
+    Premultiplied(Frame const& picture, ShaderStorage const& storage);
+
+    Texture const& Get() const { return multiplied ? multiplied->Get() : frame.GetFirstTexture(); }
+
+private:
+    Frame frame;
+    std::optional<PooledTexture> multiplied;
+};
+
+}  // namespace Kaltor::Ogl
