@@ -8,6 +8,11 @@ void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage) {
     storage.FBO().Attach(target.FrameData().GetFirstTexture());
 }
 
+void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage const& storage) {
+    AttachTarget(target, storage);
+    source.FrameData().Draw(storage.Quad(), storage);
+}
+
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage) {
     EnableState const blend(GL_BLEND);
     glBlendColor(0.0F, 0.0F, 0.0F, static_cast<float>(alpha));

@@ -8,6 +8,9 @@ namespace Kaltor::Ogl {
 /// Makes `target`'s texture what is drawn to.
 void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage);
 
+/// Shows `source` in the target as it is, to the byte.
+void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage const& storage);
+
 /// Lays `frame` over what the attached target holds: alpha * frame + (1 - alpha) * target, in all four channels.
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage);
 

@@ -1,0 +1,157 @@
+// Filters over a neighbourhood against their formulas, computed here in double precision with pixels clamped to the
+// edge. A neighbour counts as far as it covers.
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include <fmt/format.h>
+
+#include "Proc/Settings/SettingsFilterEffects.h"
+#include "Tests/Support/GlFixture.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+using namespace Proc;
+
+double Luminance(Rgba const& p) {
+    return 0.2126 * p[0] + 0.7152 * p[1] + 0.0722 * p[2];
+}
+
+Rgba const& AtClamped(Picture const& picture, long x, long y) {
+    return picture.At(static_cast<unsigned>(std::clamp(x, 0L, static_cast<long>(picture.width) - 1)),
+                      static_cast<unsigned>(std::clamp(y, 0L, static_cast<long>(picture.height) - 1)));
+}
+
+/// Each channel but alpha by a function of its number.
+Rgba EachColor(Rgba const& p, std::function<double(std::size_t)> const& map) {
+    return {map(0), map(1), map(2), p[3]};
+}
+
+/// Runs a check on noise in landscape and portrait, with and without alpha.
+void ForEachNoise(std::function<void(Picture const&)> const& check) {
+    for (auto const& [width, height] : {std::pair{37U, 20U}, {20U, 37U}}) {
+        for (bool const hasAlpha : {false, true}) {
+            SCOPED_TRACE(fmt::format("{}x{}{}", width, height, hasAlpha ? " with alpha" : ""));
+            check(Picture::Noise(width, height, hasAlpha));
+        }
+    }
+}
+
+using FilterEffectsTest = GlTest;
+
+TEST_F(FilterEffectsTest, SharpenAddsOneLimitedDeltaOfLuma) {
+    constexpr std::array<std::array<int, 3>, 2> kWeights{{{2, 1, 0}, {6, 4, 1}}};
+    for (int const kernel : {0, 1}) {
+        for (double const strength : {0.6, 4.0}) {
+            SettingsEffectSharpen settings;
+            settings.SetKernel(kernel);
+            settings.SetStrength(strength);
+            ForEachNoise([&](Picture const& input) {
+                auto const sharpen = [&](unsigned x, unsigned y) {
+                    Rgba const& here = input.At(x, y);
+                    double detail = 0.0;
+                    double low = 0.0;
+                    double high = 0.0;
+                    for (int dy = -kernel - 1; dy <= kernel + 1; ++dy) {
+                        for (int dx = -kernel - 1; dx <= kernel + 1; ++dx) {
+                            Rgba const& there = AtClamped(input, long{x} + dx, long{y} + dy);
+                            double const over = there[3] * (Luminance(there) - Luminance(here));
+                            detail -= over * kWeights[kernel][std::abs(dx)] * kWeights[kernel][std::abs(dy)] /
+                                      (kernel == 0 ? 16.0 : 256.0);
+                            low = std::min(low, over);
+                            high = std::max(high, over);
+                        }
+                    }
+                    double const margin = (high - low) / 2.0;
+                    double const delta = std::clamp(strength * detail, low - margin, high + margin);
+                    return EachColor(here, [&](std::size_t c) { return here[c] + delta; });
+                };
+                EXPECT_TRUE(IsNear(Run(settings, input),
+                                   Picture::Make(input.width, input.height, input.hasAlpha, sharpen), kUnfiltered))
+                    << "kernel " << kernel << ", strength " << strength;
+            });
+        }
+    }
+}
+
+/// The mean over `side` pixels around each, along one axis after the other, in premultiplied alpha.
+Picture AverageOver(Picture const& input, double side) {
+    auto const along = [side](Picture const& from, bool isFirst) {
+        return Picture::Make(from.width, from.height, from.hasAlpha, [&](unsigned x, unsigned y) {
+            Rgba sum{};
+            for (long i = -4; i <= 4; ++i) {
+                double const weight = std::clamp(side / 2.0 + 0.5 - std::abs(i), 0.0, 1.0) / side;
+                Rgba const& there = AtClamped(from, long{x} + (isFirst ? i : 0), long{y} + (isFirst ? 0 : i));
+                for (std::size_t c = 0; c < 4; ++c) {
+                    sum[c] += weight * there[c] * (isFirst && c < 3 ? there[3] : 1.0);
+                }
+            }
+            return isFirst || sum[3] == 0.0 ? sum : Rgba{sum[0] / sum[3], sum[1] / sum[3], sum[2] / sum[3], sum[3]};
+        });
+    };
+    return along(along(input, true), false);
+}
+
+/// How much ink there is, with the operator's cells `cell` pixels wide.
+double FindInk(Picture const& averaged, unsigned x, unsigned y, double cell, double scale,
+               SettingsEffectFindEdges const& settings) {
+    auto const at = [&](int dx, int dy) {
+        return averaged.Sample((x + 0.5 + dx * cell) / averaged.width, 1.0 - (y + 0.5 + dy * cell) / averaged.height);
+    };
+    double most = 0.0;
+    for (std::size_t c = 0; c < 3; ++c) {
+        double const here = averaged.At(x, y)[c];
+        auto const tap = [&](int dx, int dy) { return (at(dx, dy)[c] - here) * at(dx, dy)[3]; };
+        double gx = 0.0;
+        double gy = 0.0;
+        for (int i = -1; i <= 1; ++i) {
+            double const weight = i == 0 ? 10.0 / 16.0 : 3.0 / 16.0;
+            gx += weight * (tap(1, i) - tap(-1, i));
+            gy += weight * (tap(i, 1) - tap(i, -1));
+        }
+        most = std::max(most, std::hypot(gx, gy));
+    }
+    double const over = std::max(most * scale - settings.GetThreshold(), 0.0);
+    double const soft = over == 0.0 ? 0.0 : over * over / (over + 0.5 * settings.GetThreshold());
+    return 1.0 - std::exp(-10.0 * settings.GetStrength() * soft);
+}
+
+TEST_F(FilterEffectsTest, FindEdgesDrawsTheScharrGradient) {
+    ForEachNoise([](Picture const& input) {
+        for (bool const isInverted : {false, true}) {
+            SettingsEffectFindEdges settings;
+            settings.SetInverted(isInverted);
+            settings.SetStrength(0.2);
+            settings.SetThreshold(0.15);
+            auto const draw = [&](unsigned x, unsigned y) {
+                double const ink = FindInk(input, x, y, 1.0, 0.5, settings);
+                return EachColor(input.At(x, y), [&](std::size_t) { return isInverted ? 1.0 - ink : ink; });
+            };
+            EXPECT_TRUE(IsNear(Run(settings, input), Picture::Make(input.width, input.height, input.hasAlpha, draw),
+                               kUnfiltered));
+        }
+    });
+}
+
+TEST_F(FilterEffectsTest, FindEdgesAveragesLargePicturesOverItsCells) {
+    SettingsEffectFindEdges settings;
+    settings.SetStrength(0.05);
+    for (unsigned const width : {1200U, 1920U, 3648U}) {
+        for (bool const hasAlpha : {false, true}) {
+            Picture const input = Picture::Noise(width, 9, hasAlpha);
+            Picture const averaged = AverageOver(input, width / 960.0);
+            auto const draw = [&](unsigned x, unsigned y) {
+                double const ink = FindInk(averaged, x, y, width / 960.0, 1.0, settings);
+                return EachColor(input.At(x, y), [&](std::size_t) { return 1.0 - ink; });
+            };
+            // Averages are kept in 8 bits; where little covers, so do their colours.
+            EXPECT_TRUE(IsNear(Run(settings, input), Picture::Make(width, 9, hasAlpha, draw), 2.5 / 255.0))
+                << width << (hasAlpha ? " with alpha" : "");
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests
