@@ -11,6 +11,73 @@ namespace {
 using namespace Proc;
 using ViewEffectsTest = GlTest;
 
+Picture Premultiply(Picture picture) {
+    for (Rgba& pixel : picture.pixels) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            pixel[c] *= pixel[3];
+        }
+    }
+    return picture;
+}
+
+/// What a camera sees whose pictures are 1 / `zoom` of the input's sides around (x, y), counted from the lower left.
+struct Camera {
+    double x, y, zoom;
+    Rgba around{0, 0, 0, 1};
+
+    /// Along one axis: the texels at `first` and beyond that make up the point at `place`, and how much.
+    struct Taps {
+        long first = 0;
+        std::vector<double> weights;
+    };
+    Taps Weigh(double place) const {
+        double const footprint = std::max(1 / zoom, 1.0);
+        double const share = std::min((footprint - 1) / 0.25, 1.0);
+        long const reach = std::max(3L, std::lround(footprint) + 1);
+        Taps taps{std::lround(std::floor(place)) - reach, {}};
+        for (long texel = taps.first; texel <= taps.first + 2 * reach; ++texel) {
+            double const d = std::fabs(static_cast<double>(texel) + 0.5 - place);
+            double const keys = d < 1 ? (1.5 * d - 2.5) * d * d + 1 : d < 2 ? ((-0.5 * d + 2.5) * d - 4) * d + 2 : 0.0;
+            double const mean = std::clamp(0.5 + 0.5 * footprint - d, 0.0, 1.0) / footprint;
+            taps.weights.push_back((1 - share) * keys + share * mean);
+        }
+        return taps;
+    }
+    /// Premultiplied; the border is as soft as a pixel is wide.
+    Picture Show(Picture const& input) const {
+        auto const [w, h] = std::pair{static_cast<double>(input.width), static_cast<double>(input.height)};
+        auto const clamp = [](long at, unsigned side) {
+            return static_cast<unsigned>(std::clamp(at, 0L, static_cast<long>(side) - 1));
+        };
+        auto const cover = [this](double pixel, double side, double centre) {
+            double const low = side * (0.5 - centre * zoom);
+            return std::clamp(std::min(pixel + 1, low + side * zoom) - std::max(pixel, low), 0.0, 1.0);
+        };
+        return Picture::Make(input.width, input.height, input.hasAlpha, [&](unsigned px, unsigned py) {
+            Taps const across = Weigh((x + ((px + 0.5) / w - 0.5) / zoom) * w);
+            Taps const down = Weigh((1 - y + ((py + 0.5) / h - 0.5) / zoom) * h);
+            Rgba sum{};
+            for (std::size_t j = 0; j < down.weights.size(); ++j) {
+                for (std::size_t i = 0; i < across.weights.size(); ++i) {
+                    Rgba const& texel = input.At(clamp(across.first + static_cast<long>(i), input.width),
+                                                 clamp(down.first + static_cast<long>(j), input.height));
+                    double const weight = across.weights[i] * down.weights[j];
+                    for (std::size_t c = 0; c < 4; ++c) {
+                        sum[c] += weight * texel[c] * (c < 3 ? texel[3] : 1);
+                    }
+                }
+            }
+            double const share = cover(px, w, x) * cover(input.height - 1 - py, h, y);
+            double const alpha = std::clamp(sum[3], 0.0, 1.0);
+            Rgba seen{0, 0, 0, share * alpha + (1 - share) * around[3]};
+            for (std::size_t c = 0; c < 3; ++c) {
+                seen[c] = share * std::clamp(sum[c], 0.0, alpha) + (1 - share) * around[c] * around[3];
+            }
+            return seen;
+        });
+    }
+};
+
 TEST_F(ViewEffectsTest, TransposeTurnsToTheByteAndSwapsPixelAspect) {
     for (auto const& [w, h] : {std::pair{64U, 36U}, {36U, 64U}, {31U, 17U}, {1U, 5U}}) {
         for (bool const hasAlpha : {false, true}) {
@@ -71,6 +138,78 @@ TEST_F(ViewEffectsTest, MirrorReflectsOneSideToTheByte) {
                                     isAlongY ? reflect(y, h, 1 - position, axis == 2) : y);
                 });
                 EXPECT_TRUE(IsNear(Run(settings, input), expected, 0.0)) << "axis " << axis << " at " << position;
+            }
+        }
+    }
+}
+
+TEST_F(ViewEffectsTest, ZoomShowsItsViewSharpOverTheBackground) {
+    struct Case {
+        double x, y, zoom;
+    };
+    for (Case const& c : {Case{0.5, 0.5, 1.5},
+                          {0, 1, 2.7},
+                          {0.3, 0.8, 20},
+                          {0.6, 0.4, 0.9},
+                          {0.5, 0.5, 0.5},
+                          {1, 0.25, 0.37},
+                          {0.2, 0.7, 0.1}}) {
+        for (auto const& [w, h] : {std::pair{64U, 36U}, {35U, 51U}}) {
+            for (bool const hasAlpha : {false, true}) {
+                SettingsEffectZoom settings;
+                settings.SetX(c.x);
+                settings.SetY(c.y);
+                settings.SetZoom(c.zoom);
+                settings.SetBackground(hasAlpha ? Color{255, 51, 102, 153} : Color{255, 51, 102, 255});
+                Picture const input = Picture::Noise(w, h, hasAlpha);
+                Camera const camera{c.x + (0.5 - c.x) / c.zoom,
+                                    c.y + (0.5 - c.y) / c.zoom,
+                                    c.zoom,
+                                    {1.0, 0.2, 0.4, hasAlpha ? 0.6 : 1.0}};
+                EXPECT_TRUE(IsNear(Premultiply(Run(settings, input)), camera.Show(input), kFiltered))
+                    << w << "x" << h << " at " << c.x << " " << c.y << " zoom " << c.zoom << " alpha " << hasAlpha;
+            }
+        }
+    }
+    SettingsEffectZoom settings;
+    settings.SetZoom(0.5);
+    settings.SetBackground({0, 0, 0, 0});
+    EXPECT_TRUE(Run(settings, Picture::Corners(8, 8)).hasAlpha) << "a translucent background needs alpha";
+}
+
+TEST_F(ViewEffectsTest, PanAndZoomGlidesAboutAFixedPointAtAnEvenPace) {
+    struct Case {
+        double startX, startY, startZoom, endX, endY, endZoom;
+        Camera first, last;  ///< moved into the picture
+    };
+    for (Case const& c : {Case{0.5, 0.5, 1, 0.5, 0.5, 1.5, {0.5, 0.5, 1}, {0.5, 0.5, 1.5}},
+                          {0, 0.9, 4, 1, 0.5, 2, {0.125, 0.875, 4}, {0.75, 0.5, 2}},
+                          {0.2, 0.3, 3, 0.7, 0.6, 3, {0.2, 0.3, 3}, {0.7, 0.6, 3}},
+                          {0, 0.5, 0.4, 0.1, 0.5, 5, {0, 0.5, 0.4}, {0.1, 0.5, 5}},
+                          {0, 0.5, 0.8, 0.5, 1, 0.8, {0.375, 0.5, 0.8}, {0.5, 0.625, 0.8}}}) {
+        for (bool const isSmooth : {false, true}) {
+            for (double const progress : {-0.5, 0.25, 0.4, 0.9, 1.0}) {
+                SettingsEffectPanAndZoom settings;
+                settings.SetStartX(c.startX);
+                settings.SetStartY(c.startY);
+                settings.SetStartZoom(c.startZoom);
+                settings.SetEndX(c.endX);
+                settings.SetEndY(c.endY);
+                settings.SetEndZoom(c.endZoom);
+                settings.SetSmooth(isSmooth);
+                double const held = std::clamp(progress, 0.0, 1.0);
+                double const eased = isSmooth ? held * held * (3 - 2 * held) : held;
+                double const zoom = c.first.zoom * std::pow(c.last.zoom / c.first.zoom, eased);
+                // The point of the screen, from its middle, that shows one point of the picture all the way.
+                auto const move = [&](double first, double last) {
+                    double const sides = 1 / c.last.zoom - 1 / c.first.zoom;
+                    return sides == 0 ? first + (last - first) * eased
+                                      : first + (first - last) / sides * (1 / c.first.zoom - 1 / zoom);
+                };
+                Camera const camera{move(c.first.x, c.last.x), move(c.first.y, c.last.y), zoom};
+                Picture const input = Picture::Noise(64, 36);
+                EXPECT_TRUE(IsNear(Run(settings, input, {.progress = progress}), camera.Show(input), kFiltered))
+                    << "to " << c.endX << " " << c.endZoom << (isSmooth ? " smooth" : "") << " at " << progress;
             }
         }
     }

@@ -31,6 +31,8 @@ class EffectPosterize;
 class EffectTwirl;
 class EffectPopArt;
 class EffectDiffuse;
+class EffectPanAndZoom;
+class EffectZoom;
 class EffectInvert;
 class EffectAddNoize;
 class EffectBlur;
@@ -126,6 +128,8 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
     RegisterOne<SettingsEffectDiffuse>(registry, &CreateEffect<EffectDiffuse>);
+    RegisterOne<SettingsEffectPanAndZoom>(registry, &CreateEffect<EffectPanAndZoom>);
+    RegisterOne<SettingsEffectZoom>(registry, &CreateEffect<EffectZoom>);
     RegisterOne<SettingsEffectInvert>(registry, &CreateEffect<EffectInvert>);
     RegisterOne<SettingsEffectAddNoize>(registry, &CreateEffect<EffectAddNoize>);
     RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);

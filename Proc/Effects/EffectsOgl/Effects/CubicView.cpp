@@ -1,0 +1,90 @@
+#include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
+
+#include <algorithm>
+#include <string>
+
+#include "Proc/Effects/EffectsOgl/Pass.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+// The weights of the texels -1, 0, 1, 2 for a point at `x` between the texels 0 and 1.
+constexpr char kWeights[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec2 size;        // texels
+uniform mat2 matrix;
+uniform vec2 origin;
+uniform float footprint;  // texels that a pixel covers along an axis, 1 to 1.25
+uniform float share;      // of the mean over these
+varying vec2 TexCoord0;
+
+vec4 Weigh(float x) {
+    vec4 cubic = mat4(0.0, 1.0, 0.0, 0.0, -0.5, 0.0, 0.5, 0.0, 1.0, -2.5, 2.0, -0.5, -0.5, 1.5, -1.5, 0.5)
+               * vec4(1.0, x, x * x, x * x * x);
+    vec4 mean = clamp(vec4(0.5 + 0.5 * footprint) - abs(vec4(-1.0, 0.0, 1.0, 2.0) - vec4(x)), 0.0, 1.0) / footprint;
+    return mix(cubic, mean, share);
+}
+)glsl";
+
+// One linear sample reads the two texels in the middle, which weigh most, where both weigh something.
+constexpr char kOpaque[] = R"glsl(
+vec3 Row(float y, vec3 x, vec3 weights) {
+    return texture2D(tex, vec2(x.x, y)).rgb * weights.x + texture2D(tex, vec2(x.y, y)).rgb * weights.y
+         + texture2D(tex, vec2(x.z, y)).rgb * weights.z;
+}
+
+void main() {
+    vec2 place = (matrix * TexCoord0 + origin) * size - vec2(0.5);
+    vec2 first = floor(place);
+    vec4 wx = Weigh(place.x - first.x);
+    vec4 wy = Weigh(place.y - first.y);
+    vec3 w = vec3(wx.x, wx.y + wx.z, wx.w);
+    vec3 v = vec3(wy.x, wy.y + wy.z, wy.w);
+    vec3 x = (vec3(first.x) + vec3(-0.5, 0.5 + wx.z / w.y, 2.5)) / size.x;
+    vec3 y = (vec3(first.y) + vec3(-0.5, 0.5 + wy.z / v.y, 2.5)) / size.y;
+    gl_FragColor = vec4(Row(y.x, x, w) * v.x + Row(y.y, x, w) * v.y + Row(y.z, x, w) * v.z, 1.0);
+}
+)glsl";
+
+constexpr char kWithAlpha[] = R"glsl(
+vec4 Texel(float x, float y) {
+    vec4 color = texture2D(tex, vec2(x, y));
+    return vec4(color.rgb * color.a, color.a);
+}
+
+vec4 Row(float y, vec4 x, vec4 weights) {
+    return Texel(x.x, y) * weights.x + Texel(x.y, y) * weights.y + Texel(x.z, y) * weights.z
+         + Texel(x.w, y) * weights.w;
+}
+
+void main() {
+    vec2 place = (matrix * TexCoord0 + origin) * size - vec2(0.5);
+    vec2 first = floor(place);
+    vec4 wx = Weigh(place.x - first.x);
+    vec4 wy = Weigh(place.y - first.y);
+    vec4 x = (vec4(first.x) + vec4(-0.5, 0.5, 1.5, 2.5)) / size.x;
+    vec4 y = (vec4(first.y) + vec4(-0.5, 0.5, 1.5, 2.5)) / size.y;
+    vec4 sum = Row(y.x, x, wx) * wy.x + Row(y.y, x, wx) * wy.y + Row(y.z, x, wx) * wy.z + Row(y.w, x, wx) * wy.w;
+    // Alpha that is stored as 0 has no colour; what overshoots is no more than opaque.
+    gl_FragColor = sum.a < 0.5 / 255.0 ? vec4(0.0) : vec4(sum.rgb / sum.a, min(sum.a, 1.0));
+}
+)glsl";
+
+}  // namespace
+
+void DrawCubic(Frame const& picture, Placement const& placement, double scale, Texture const& target,
+               ShaderStorage const& storage) {
+    bool const isOpaque = picture.GetFirstTexture().IsOpaque();
+    double const footprint = std::clamp(1.0 / scale, 1.0, 1.0 / kLeastCubicScale);
+    Pass(storage, isOpaque ? "Cubic_opaque" : "Cubic_alpha",
+         [isOpaque] { return std::string(kWeights) + (isOpaque ? kOpaque : kWithAlpha); })
+        .Texture("tex", 0, picture, isOpaque ? TextureFilter::Linear : TextureFilter::Nearest)
+        .Set("size", static_cast<float>(picture.GetWidth()), static_cast<float>(picture.GetHeight()))
+        .Set("matrix", placement.matrix)
+        .Set("origin", placement.origin)
+        .Set("footprint", footprint)
+        .Set("share", (footprint - 1.0) / (1.0 / kLeastCubicScale - 1.0))
+        .DrawTo(target);
+}
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,36 @@
+// Enlarges or reduces the picture about a point that stays where it is. Around a picture that is smaller than the frame
+// there is a background, which may be translucent.
+
+#include "Proc/Effects/EffectsOgl/Effects/View.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsGeometryEffects.h"
+
+namespace Kaltor::Ogl {
+
+class EffectZoom final : public EffectWithSettings<Proc::SettingsEffectZoom> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        glm::dvec2 const fixed{settings.GetX(), settings.GetY()};
+        View const view{fixed + (0.5 - fixed) / settings.GetZoom(), settings.GetZoom()};
+        DrawView(*dst, src, view, settings.GetBackground(), storage);
+    }
+
+    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
+        codec->SetPixFmt(GetFormat(codec->GetPixFmt()));
+    }
+    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override {
+        return DataVideoOGL::Create(GetFormat(srcFormat), info);
+    }
+
+private:
+    /// With alpha also where the background is translucent.
+    PixFmt GetFormat(PixFmt source) const {
+        constexpr std::uint8_t kOpaque = 255;
+        return settings.GetBackground().alpha < kOpaque ? kAlphaFormat : OutputFormat(source);
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectZoom>();
+
+}  // namespace Kaltor::Ogl

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <glm/vec2.hpp>
+
+#include "Ogl/DataVideoOGL.h"
+#include "Ogl/ShaderStorage.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Ogl {
+
+/// What of a picture fills the frame: the rectangle around `centre` (texture coordinates) of 1 / `zoom` of its sides.
+/// Below a zoom of 1 the picture is smaller than the frame.
+struct View {
+    glm::dvec2 centre{0.5};
+    double zoom = 1.0;
+
+    bool operator==(View const&) const = default;
+};
+
+/// The picture's borders in a frame of this size, pixels from the lower left.
+struct ViewBorders {
+    ViewBorders(View const& view, glm::dvec2 const& size)
+        : low(size * (0.5 - view.centre * view.zoom)), high(low + size * view.zoom) {}
+
+    glm::dvec2 low, high;
+};
+
+/// A frame of the picture's size that shows an RGB picture as the view has it. A little beyond its border it shows its
+/// edge, so that the border can be drawn between pixels; what is further off has no meaning.
+Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& storage);
+
+/// Draws the view of `src`, whose size `dst` has: sharp, and with `around`, from a border of soft pixels on, where
+/// there is no picture. A target without alpha has `around` opaque.
+void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
+              Proc::Color const& around, ShaderStorage const& storage);
+
+}  // namespace Kaltor::Ogl
