@@ -71,7 +71,8 @@ struct Camera {
             double const alpha = std::clamp(sum[3], 0.0, 1.0);
             Rgba seen{0, 0, 0, share * alpha + (1 - share) * around[3]};
             for (std::size_t c = 0; c < 3; ++c) {
-                seen[c] = share * std::clamp(sum[c], 0.0, alpha) + (1 - share) * around[c] * around[3];
+                double const color = sum[3] > 0 ? std::clamp(sum[c] / sum[3], 0.0, 1.0) : 0.0;
+                seen[c] = share * color * alpha + (1 - share) * around[c] * around[3];
             }
             return seen;
         });
