@@ -1,9 +1,6 @@
-// What frames, passes and effects cost, in milliseconds and as a ratio to one plain full-frame pass from an RGBA8
-// texture to an RGBA8 texture with linear filter ("copy"), measured in turn with it: machines are noisy, ratios less so.
+// What frames, transfers, passes and effects cost, in milliseconds and as a ratio to the plain copy ("copies"),
+// measured in turn with it: machines are noisy, ratios less so. `kaltor bench` reports the effects alone.
 
-#include <chrono>
-#include <cstdint>
-#include <random>
 #include <string>
 #include <utility>
 
@@ -12,10 +9,11 @@
 
 #include "Host/EffectRegistry.h"
 #include "Host/Plugin.h"
+#include "Measure/EffectRun.h"
+#include "Measure/PairedTimer.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/OglManager.h"
 #include "Ogl/ShaderStorage.h"
-#include "Proc/Data/DataVideoFF.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -24,115 +22,47 @@ namespace {
 
 using namespace Kaltor;
 using boost::intrusive_ptr;
+using Conf::FrameInfo;
+using Measure::EffectRun;
+using Measure::FramePtr;
+using Measure::NoiseFrames;
 using Ogl::DataVideoOGL;
 using Ogl::ShaderStorage;
-using Proc::IDataVideo;
 
-struct Size {
-    unsigned width;
-    unsigned height;
-};
+Ogl::OglManager& Manager() {
+    return Ogl::OglManager::GetInstance();
+}
 
-Ogl::OglManager& Manager() { return Ogl::OglManager::GetInstance(); }
-
-intrusive_ptr<Proc::IEffectFactory const> const& Factory() {
-    static intrusive_ptr<Proc::IEffectFactory const> const factory = Host::MakeRegistry()->GetFactory();
+Measure::FactoryPtr const& Factory() {
+    static Measure::FactoryPtr const factory = Host::MakeRegistry()->GetFactory();
     return factory;
 }
 
-/// A picture that nothing can compress or skip.
-intrusive_ptr<Proc::DataVideoFF> MakeNoise(PixFmt format, Size size, unsigned seed) {
-    intrusive_ptr<Proc::DataVideoFF> frame = Proc::DataVideoFF::Create(format, {size.width, size.height, 1, 1});
-    AVFrame& samples = frame->GetWritableFrame();
-    std::minstd_rand random(seed);
-    PixFmtDescription const& description = PixFmtDescription::Find(format);
-    for (int plane = 0; plane < description.planes; ++plane) {
-        bool const isChroma = plane != 0;
-        unsigned const rows = (size.height + (isChroma ? 1U : 0U)) >> (isChroma ? description.chromaYLog2 : 0U);
-        std::ptrdiff_t const stride = samples.linesize[plane];
-        for (unsigned y = 0; y < rows; ++y) {
-            std::uint8_t* const row = samples.data[plane] + stride * static_cast<std::ptrdiff_t>(y);
-            for (std::ptrdiff_t x = 0; x < std::abs(stride); ++x) {
-                row[x] = static_cast<std::uint8_t>(random() >> 8U);
-            }
-        }
-    }
-    return frame;
-}
-
-intrusive_ptr<IDataVideo> ToGpu(intrusive_ptr<IDataVideo> frame) {
-    Factory()->CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, Proc::ImplNames::OGL)->Process(frame);
-    dynamic_cast<DataVideoOGL&>(*frame).Execute();
-    return frame;
-}
-
-void Finish() {
-    Manager().Invoke([](ShaderStorage const&) { glFinish(); });
-}
-
-/// The pass that everything is compared with.
-class ReferenceCopy {
-public:
-    explicit ReferenceCopy(Size size) {
-        Manager().Invoke([&](ShaderStorage const& storage) {
-            for (Ogl::Texture& texture : textures) {
-                texture = Ogl::Texture({size.width, size.height, Ogl::TexelFormat::Rgba8, false});
-                storage.FBO().Attach(texture);
-            }
-        });
-    }
-
-    void Run(int times) {
-        Manager().Invoke([&](ShaderStorage const& storage) {
-            for (int i = 0; i < times; ++i) {
-                // Targets in turn, or the driver may leave out what is overdrawn.
-                storage.Copy().Use();
-                storage.Copy().Uniform("tex", 0);
-                storage.FBO().Attach(textures[1 + i % 2]);
-                textures[0].Use(0);
-                storage.Quad().Activate();
-                storage.Quad().Draw();
-            }
-            glFinish();
-        });
-    }
-
-private:
-    Ogl::Texture textures[3];
-};
-
-/// Times `action` (one frame) against the reference, batch by batch.
-template <typename Action>
-void Measure(benchmark::State& state, Size size, Action action) {
-    using Clock = std::chrono::steady_clock;
-    constexpr int kBatch = 4;
-    ReferenceCopy reference(size);
-    action(0);
-    reference.Run(1);
-    Finish();
-    double actionSeconds = 0.0;
-    double copySeconds = 0.0;
+/// Times batches against the reference, round by round.
+void TimeBatches(benchmark::State& state, FrameInfo const& size, Measure::Batch const& batch) {
+    constexpr double kBatchSeconds = 0.03;
+    Measure::ReferenceCopy reference(size);
+    Measure::PairedTimer timer(reference, batch, EffectRun::kPositions, kBatchSeconds);
     for (auto _ : state) {
-        Clock::time_point const start = Clock::now();
-        for (int i = 0; i < kBatch; ++i) {
-            action(i);
-        }
-        Finish();
-        Clock::time_point const middle = Clock::now();
-        reference.Run(kBatch);
-        Clock::time_point const end = Clock::now();
-        double const seconds = std::chrono::duration<double>(middle - start).count() / kBatch;
-        state.SetIterationTime(seconds);
-        actionSeconds += seconds;
-        copySeconds += std::chrono::duration<double>(end - middle).count() / kBatch;
+        state.SetIterationTime(timer.Round());
     }
-    state.counters["copies"] = actionSeconds / copySeconds;
+    state.counters["copies"] = timer.GetTiming().copies;
 }
 
-void Upload(benchmark::State& state, Size size) {
+/// The same for what does one frame.
+template <typename Action>
+void TimeFrames(benchmark::State& state, FrameInfo const& size, Action action) {
+    TimeBatches(state, size, [&action](int count) {
+        for (int i = 0; i < count; ++i) {
+            action();
+        }
+    });
+}
+
+void Upload(benchmark::State& state, FrameInfo size) {
     PixFmt const format = Ogl::GetSupportedPxlFmt().front();
-    intrusive_ptr<IDataVideo> const cpu = MakeNoise(format, size, 1);
-    Measure(state, size, [&](int) {
+    FramePtr const cpu = Measure::MakeNoise(format, size, 1);
+    TimeFrames(state, size, [&] {
         Manager().Invoke([&](ShaderStorage const& storage) {
             Ogl::Frame frame;
             frame.Allocate(format, size.width, size.height);
@@ -142,119 +72,70 @@ void Upload(benchmark::State& state, Size size) {
 }
 
 /// The uploader's conversion on the processor, from 4:2:0; nothing where the GPU takes such frames as they are.
-void Convert(benchmark::State& state, Size size) {
+void Convert(benchmark::State& state, FrameInfo size) {
     auto const converter =
         Factory()->CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, Proc::ImplNames::DEFAULT);
     converter->SetSettings(Proc::SettingsColorspaceConverter(Ogl::GetSupportedPxlFmt(), true));
-    intrusive_ptr<IDataVideo> const source = MakeNoise(PixFmt::Yuv420p, size, 1);
-    Measure(state, size, [&](int) {
-        intrusive_ptr<IDataVideo> frame = source;
+    FramePtr const source = Measure::MakeNoise(PixFmt::Yuv420p, size, 1);
+    TimeFrames(state, size, [&] {
+        FramePtr frame = source;
         converter->Process(frame);
     });
 }
 
-void Copy(benchmark::State& state, Size size) {
-    intrusive_ptr<IDataVideo> const source = ToGpu(MakeNoise(PixFmt::Rgb24, size, 1));
-    Measure(state, size, [&](int) {
+void Copy(benchmark::State& state, FrameInfo size) {
+    FramePtr const source = Measure::ToGpu(*Factory(), Measure::MakeNoise(kOpaqueFormat, size, 1));
+    Ogl::Frame last;  // lives on, or the driver may leave out what is overdrawn
+    TimeFrames(state, size, [&] {
         Manager().Invoke([&](ShaderStorage const& storage) {
             Ogl::Frame target;
             target.Allocate(kOpaqueFormat, size.width, size.height);
             storage.FBO().Attach(target.GetFirstTexture());
             dynamic_cast<DataVideoOGL&>(*source).FrameData().Draw(storage.Quad(), storage);
+            last = std::move(target);
         });
     });
 }
 
-void Download(benchmark::State& state, Size size, int mode) {
+void Download(benchmark::State& state, FrameInfo size, int mode) {
     Proc::SettingsFrameDownloader settings;
     settings.SetDownloadMode(mode);
-    auto const downloader = Factory()->CreateOneInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
-    downloader->SetSettings(settings);
-    intrusive_ptr<IDataVideo> const source = ToGpu(MakeNoise(PixFmt::Rgb24, size, 1));
-    Measure(state, size, [&](int) {
-        intrusive_ptr<IDataVideo> frame = source;
-        downloader->Process(frame);
-    });
+    NoiseFrames const frames(Factory(), size);
+    EffectRun run(Factory(), settings, false, frames);
+    TimeBatches(state, size, [&run](int count) { run.Draw(count); });
 }
 
-double AtHalf(long long const&, long long const&, long long const&) { return 0.5; }
-
-Proc::TimeToProgress Halfway() {
-    Proc::TimeToProgress progress;
-    progress.mapping = &AtHalf;
-    return progress;
-}
-
-/// One effect or transition on GPU frames; wrapper, tasks and thread change included.
-void Draw(benchmark::State& state, Size size, Proc::Settings const& settings, int inputs) {
-    intrusive_ptr<IDataVideo> const first = ToGpu(MakeNoise(PixFmt::Rgb24, size, 1));
-    intrusive_ptr<IDataVideo> const second = ToGpu(MakeNoise(PixFmt::Rgb24, size, 2));
-    first->SetTimestamp(500'000);
-    auto const prepare = [&](auto const& effect) {
-        effect->SetSettings(settings);
-        effect->SetProgress(Halfway());
-    };
-    auto const execute = [](intrusive_ptr<IDataVideo> const& frame) {
-        if (auto* const gpu = dynamic_cast<DataVideoOGL*>(frame.get())) {
-            gpu->Execute();
-        }
-    };
-    if (inputs == 1) {
-        auto const effect = Factory()->CreateOneInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
-        prepare(effect);
-        Measure(state, size, [&](int) {
-            intrusive_ptr<IDataVideo> frame = first;
-            effect->Process(frame);
-            execute(frame);
-        });
-    } else {
-        auto const transition = Factory()->CreateTwoInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
-        prepare(transition);
-        Measure(state, size, [&](int) {
-            intrusive_ptr<IDataVideo> frame = first;
-            transition->Process(frame, second);
-            execute(frame);
-        });
-    }
+/// One effect or transition on GPU frames; wrapper and tasks included.
+void Draw(benchmark::State& state, FrameInfo size, Proc::Settings const& settings, int inputs) {
+    NoiseFrames const frames(Factory(), size);
+    EffectRun run(Factory(), settings, inputs == 2, frames);
+    TimeBatches(state, size, [&run](int count) { run.Draw(count); });
 }
 
 /// 4:2:0 frames in, a 4:2:0 frame out, one at a time.
-void EndToEnd(benchmark::State& state, Size size) {
-    auto const transition = Factory()->CreateTwoInputEffect(Proc::SettingsTransitionCrossfade::CLASS_ID,
-                                                            Proc::ImplNames::OGL);
-    transition->SetProgress(Halfway());
-    Proc::SettingsFrameDownloader settings;
-    settings.SetDownloadMode(1);
-    auto const downloader = Factory()->CreateOneInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
-    downloader->SetSettings(settings);
-    intrusive_ptr<IDataVideo> const first = MakeNoise(PixFmt::Yuv420p, size, 1);
-    intrusive_ptr<IDataVideo> const second = MakeNoise(PixFmt::Yuv420p, size, 2);
-    Measure(state, size, [&](int) {
-        intrusive_ptr<IDataVideo> frame = first;
-        transition->Process(frame, second);
-        downloader->Process(frame);
-    });
+void EndToEnd(benchmark::State& state, FrameInfo size) {
+    NoiseFrames const frames(Factory(), size);
+    EffectRun run(Factory(), Proc::SettingsTransitionCrossfade(), true, frames);
+    TimeBatches(state, size, [&run](int count) { run.DrawEndToEnd(count); });
 }
 
 /// What a frame costs beside its drawing: wrapper, task, thread change, storage, on a picture of one pixel.
 void Overhead(benchmark::State& state) {
-    auto const transition = Factory()->CreateTwoInputEffect(Proc::SettingsTransitionCrossfade::CLASS_ID,
-                                                            Proc::ImplNames::OGL);
-    transition->SetProgress(Halfway());
-    intrusive_ptr<IDataVideo> const first = ToGpu(MakeNoise(PixFmt::Rgb24, {1, 1}, 1));
-    intrusive_ptr<IDataVideo> const second = ToGpu(MakeNoise(PixFmt::Rgb24, {1, 1}, 2));
+    NoiseFrames const frames(Factory(), {1, 1, 1, 1});
+    auto const transition =
+        Factory()->CreateTwoInputEffect(Proc::SettingsTransitionCrossfade::CLASS_ID, Proc::ImplNames::OGL);
     for (auto _ : state) {
-        intrusive_ptr<IDataVideo> frame = first;
-        transition->Process(frame, second);
+        FramePtr frame = frames.gpu[0];
+        transition->Process(frame, frames.gpu[1]);
         dynamic_cast<DataVideoOGL&>(*frame).Execute();
     }
 }
 
-/// Batches a row takes. Fixed, since the time of the reference between them does not count as the row's.
+/// Rounds that a row takes. Fixed, since the time of the reference between them does not count as the row's.
 constexpr int kIterations = 12;
 
 template <typename Function, typename... Arguments>
-void Register(std::string const& name, Function function, Size size, Arguments... arguments) {
+void Register(std::string const& name, Function function, FrameInfo size, Arguments... arguments) {
     benchmark::RegisterBenchmark(fmt::format("{}/{}x{}", name, size.width, size.height).c_str(),
                                  [=](benchmark::State& state) { function(state, size, arguments...); })
         ->UseManualTime()
@@ -263,7 +144,7 @@ void Register(std::string const& name, Function function, Size size, Arguments..
 }
 
 void RegisterAll() {
-    for (Size const size : {Size{1920, 1080}, Size{3840, 2160}}) {
+    for (FrameInfo const& size : {FrameInfo{1920, 1080, 1, 1}, FrameInfo{3840, 2160, 1, 1}}) {
         Register("Upload", &Upload, size);
         Register("Convert", &Convert, size);
         Register("Copy", &Copy, size);
@@ -271,7 +152,8 @@ void RegisterAll() {
         Register("DownloadYuv420p", &Download, size, 1);
         Register("EndToEndCrossfade", &EndToEnd, size);
         Register(
-            "Blur_0.02", [](benchmark::State& state, Size at) {
+            "Blur_0.02",
+            [](benchmark::State& state, FrameInfo at) {
                 Proc::SettingsEffectBlurGaussian settings;
                 settings.SetScale(0.02);
                 Draw(state, at, settings, 1);
@@ -279,7 +161,8 @@ void RegisterAll() {
             size);
         Register(
             "Crossfade",
-            [](benchmark::State& state, Size at) { Draw(state, at, Proc::SettingsTransitionCrossfade(), 2); }, size);
+            [](benchmark::State& state, FrameInfo at) { Draw(state, at, Proc::SettingsTransitionCrossfade(), 2); },
+            size);
     }
     benchmark::RegisterBenchmark("Overhead", &Overhead)->Unit(benchmark::kMicrosecond);
     // Every registered effect and transition with its defaults.
@@ -288,10 +171,10 @@ void RegisterAll() {
         if (effect.implName == Proc::ImplNames::OGL) {
             Register(
                 effect.classId,
-                [classId = effect.classId, inputs = effect.inputs](benchmark::State& state, Size size) {
+                [classId = effect.classId, inputs = effect.inputs](benchmark::State& state, FrameInfo size) {
                     Draw(state, size, *Proc::MakeSettings(classId), inputs);
                 },
-                Size{1920, 1080});
+                FrameInfo{1920, 1080, 1, 1});
         }
     }
 }

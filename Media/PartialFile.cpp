@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
@@ -97,6 +98,21 @@ void PartialFile::Commit() {
         Fail(name, fmt::format("cannot be written ({})", std::strerror(errno)));
     }
     isCommitted = true;
+}
+
+void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite) {
+    PartialFile file(path, overwrite);
+    std::FILE* const out = std::fopen(file.GetPath().c_str(), "wb");
+    bool const isWhole = out != nullptr && std::fwrite(content.data(), 1, content.size(), out) == content.size();
+    int error = errno;
+    bool const isClosed = out != nullptr && std::fclose(out) == 0;
+    if (isWhole && !isClosed) {
+        error = errno;
+    }
+    if (!isWhole || !isClosed) {
+        Fail(path, fmt::format("cannot be written ({})", std::strerror(error)));
+    }
+    file.Commit();
 }
 
 }  // namespace Kaltor::Media

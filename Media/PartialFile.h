@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace Kaltor::Media {
 
@@ -28,5 +30,8 @@ private:
     bool isOverwriting;
     bool isCommitted = false;
 };
+
+/// Writes a whole file, which appears under its name only when it is complete. Throws as `PartialFile`.
+void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite);
 
 }  // namespace Kaltor::Media

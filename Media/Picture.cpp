@@ -1,9 +1,6 @@
 #include "Media/Picture.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 
 #include <fmt/format.h>
 
@@ -118,19 +115,7 @@ std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture) {
 }
 
 void WritePng(std::string const& path, Proc::DataVideoFF const& picture, bool overwrite) {
-    PartialFile file(path, overwrite);
-    std::vector<std::uint8_t> const content = EncodePng(picture);
-    std::FILE* const out = std::fopen(file.GetPath().c_str(), "wb");
-    bool const isWhole = out != nullptr && std::fwrite(content.data(), 1, content.size(), out) == content.size();
-    int error = errno;
-    bool const isClosed = out != nullptr && std::fclose(out) == 0;
-    if (isWhole && !isClosed) {
-        error = errno;
-    }
-    if (!isWhole || !isClosed) {
-        Core::Throw(MediaError(fmt::format("{}: cannot be written ({})", path, std::strerror(error))));
-    }
-    file.Commit();
+    WriteFile(path, EncodePng(picture), overwrite);
 }
 
 }  // namespace Kaltor::Media

@@ -6,11 +6,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include "Media/PartialFile.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -43,6 +48,24 @@ void WriteOut(std::string_view bytes) {
     }
 }
 
+void WriteFile(std::string const& path, std::string_view bytes) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (path == "-") {
+        WriteOut(bytes);
+        return;
+    }
+    if (fs::exists(path, error) && !fs::is_regular_file(path, error) && !fs::is_directory(path, error)) {
+        std::ofstream file(path, std::ios::binary);
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        if (!file.flush()) {
+            throw std::runtime_error(fmt::format("{}: cannot be written", path));
+        }
+        return;
+    }
+    Media::WriteFile(path, {bytes.begin(), bytes.end()}, true);
+}
+
 std::string Bold(std::string_view text) {
     char const* const noColor = std::getenv("NO_COLOR");
     bool const isPlain = (noColor != nullptr && *noColor != '\0') || IsDumbTerminal() || isatty(STDOUT_FILENO) == 0;
@@ -55,7 +78,8 @@ void WriteError(std::string_view message) {
     std::fprintf(stderr, "kaltor: %s\n", line.c_str());
 }
 
-ProgressBar::ProgressBar(bool isWanted) : isShown(isWanted && isatty(STDERR_FILENO) != 0 && !IsDumbTerminal()) {}
+ProgressBar::ProgressBar(bool isWanted, std::string countedUnit)
+    : isShown(isWanted && isatty(STDERR_FILENO) != 0 && !IsDumbTerminal()), unit(std::move(countedUnit)) {}
 
 ProgressBar::~ProgressBar() {
     Clear();
@@ -70,7 +94,7 @@ void ProgressBar::Show(std::int64_t done, std::int64_t total) {
     lastShown = now;
     isOnScreen = true;
     double const elapsed = std::chrono::duration<double>(now - start).count();
-    std::fprintf(stderr, "\r\x1b[K%s", Format(done, total, elapsed, TerminalColumns() - 1).c_str());
+    std::fprintf(stderr, "\r\x1b[K%s", Format(done, total, elapsed, TerminalColumns() - 1, unit).c_str());
     std::fflush(stderr);
 }
 
@@ -82,13 +106,15 @@ void ProgressBar::Clear() {
     }
 }
 
-std::string ProgressBar::Format(std::int64_t done, std::int64_t total, double elapsedSeconds, int columns) {
+std::string ProgressBar::Format(std::int64_t done, std::int64_t total, double elapsedSeconds, int columns,
+                                std::string_view unit) {
     double const share = total > 0 ? std::clamp(static_cast<double>(done) / static_cast<double>(total), 0.0, 1.0) : 0.0;
     double const rate = elapsedSeconds > 0.0 ? static_cast<double>(done) / elapsedSeconds : 0.0;
-    std::string text = fmt::format(" {}/{} frames", done, total);
+    std::string text = fmt::format(" {}/{} {}", done, total, unit);
     if (rate > 0.0) {
-        text += fmt::format("  {:.{}f} fps  {} left", rate, rate < 10.0 ? 1 : 0,
-                            FormatClock(static_cast<double>(std::max<std::int64_t>(total - done, 0)) / rate));
+        text += unit == "frames" ? fmt::format("  {:.{}f} fps", rate, rate < 10.0 ? 1 : 0) : "";
+        text +=
+            fmt::format("  {} left", FormatClock(static_cast<double>(std::max<std::int64_t>(total - done, 0)) / rate));
     }
     constexpr int kLongest = 30;
     constexpr int kShortest = 5;

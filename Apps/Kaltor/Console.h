@@ -10,6 +10,10 @@ namespace Kaltor::Cli {
 /// Writes to standard output at once. Throws `std::runtime_error` where that fails.
 void WriteOut(std::string_view bytes);
 
+/// Writes a file, which appears under its name only when it is whole; an existing one is replaced. "-" is standard
+/// output; devices and pipes are written to, not replaced. Throws where that fails.
+void WriteFile(std::string const& path, std::string_view bytes);
+
 /// `text` emphasised, on a terminal that shows colours; as it is elsewhere and where NO_COLOR is set.
 std::string Bold(std::string_view text);
 
@@ -19,7 +23,8 @@ void WriteError(std::string_view message);
 /// A bar on standard error while it is a terminal, nothing elsewhere.
 class ProgressBar {
 public:
-    explicit ProgressBar(bool isWanted);
+    /// `countedUnit`: what is counted; frames have a rate too.
+    explicit ProgressBar(bool isWanted, std::string countedUnit = "frames");
     ~ProgressBar();
     ProgressBar(ProgressBar const&) = delete;
     ProgressBar& operator=(ProgressBar const&) = delete;
@@ -30,11 +35,13 @@ public:
     void Clear();
 
     /// What the bar shows, `columns` wide at most.
-    static std::string Format(std::int64_t done, std::int64_t total, double elapsedSeconds, int columns);
+    static std::string Format(std::int64_t done, std::int64_t total, double elapsedSeconds, int columns,
+                              std::string_view unit = "frames");
 
 private:
     using Clock = std::chrono::steady_clock;
     bool isShown;
+    std::string unit;
     bool isOnScreen = false;
     Clock::time_point start = Clock::now();
     Clock::time_point lastShown;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "Apps/Kaltor/BenchReport.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
@@ -30,15 +31,9 @@ std::string VersionText(unsigned version) {
 
 ordered_json ExamineGl() {
     try {
-        Ogl::GlInfo const& info = Ogl::OglManager::GetInstance().GetInfo();
-        return {{"ok", true},
-                {"platform", info.platform},
-                {"vendor", info.vendor},
-                {"renderer", info.renderer},
-                {"version", info.version},
-                {"glsl", info.glslVersion},
-                {"software", info.isSoftware},
-                {"limits", {{"maxTextureSize", info.maxTextureSize}, {"maxTextureUnits", info.maxTextureUnits}}}};
+        ordered_json report{{"ok", true}};
+        report.update(ToJson(Ogl::OglManager::GetInstance().GetInfo()));
+        return report;
     } catch (std::exception const& error) {
         return {{"ok", false}, {"error", Core::Describe(error)}};
     }

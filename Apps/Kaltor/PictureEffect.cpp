@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 #include <fmt/format.h>
@@ -157,24 +155,8 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
 }
 
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {
-    std::error_code error;
-    bool const isStream = path == kStandardStream;
-    // Devices and pipes are written to, not replaced by a file.
-    if (isStream || (fs::exists(path, error) && !fs::is_regular_file(path, error) && !fs::is_directory(path, error))) {
-        std::vector<std::uint8_t> const png = Media::EncodePng(picture);
-        auto const* const bytes = reinterpret_cast<char const*>(png.data());
-        if (isStream) {
-            WriteOut({bytes, png.size()});
-            return;
-        }
-        std::ofstream file(path, std::ios::binary);
-        file.write(bytes, static_cast<std::streamsize>(png.size()));
-        if (!file.flush()) {
-            throw std::runtime_error(fmt::format("{}: cannot be written", path));
-        }
-        return;
-    }
-    Media::WritePng(path, picture, true);
+    std::vector<std::uint8_t> const png = Media::EncodePng(picture);
+    WriteFile(path, {reinterpret_cast<char const*>(png.data()), png.size()});
 }
 
 }  // namespace Kaltor::Cli

@@ -22,6 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
 using Picture = boost::intrusive_ptr<Proc::DataVideoFF>;
 
@@ -189,6 +190,11 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"", 2, "list, describe"},
              {"aply", 2, "did you mean apply?"},
              {"apply", 2, "--help"},
+             {"bench BlurGausian", 2, "did you mean EffectBlurGaussian?"},
+             {"bench crossfade --size 9", 2, "9"},
+             {"bench crossfade --size 999999x2", 2, "too large"},
+             {"bench crossfade --compare text.png", 1, "no report"},
+             {"bench crossfade --json nowhere/x.json", 1, "nowhere"},
              {"apply BlurGausian a.png -o x.png", 2, "did you mean EffectBlurGaussian?"},
              {"apply EffectBlurGaussian a.png -o x.png --set scal=1", 2, "did you mean \"scale\"?"},
              {"apply EffectBlurGaussian a.png -o x.png --set scale=1.01", 2, "0 to 1"},
@@ -221,6 +227,31 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
         EXPECT_EQ(outcome.out, "") << wrong.line;
         EXPECT_EQ(Files(), before) << wrong.line;
     }
+}
+
+TEST_F(CommandTest, BenchReportsAndComparesWithAnOlderReport) {
+    Outcome const outcome =
+        Run("bench crossfade FrameDownloader --size 32x18 --size 64x36 --seconds 0.01 --json new.json");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("32x18"), HasSubstr("64x36"), HasSubstr("TransitionCrossfade  ")));
+    json report = json::parse(ReadAll(In("new.json")));
+    ASSERT_EQ(report.at("rows").size(), 4U);
+    for (json const& row : report.at("rows")) {
+        for (char const* const figure : {"processing", "endToEnd"}) {
+            double const ratio = row.at(figure).at("ms").get<double>() / row.at(figure).at("copyMs").get<double>();
+            EXPECT_GT(row.at(figure).at("copies"), 0.2 * ratio) << row;
+            EXPECT_LT(row.at(figure).at("copies"), 5.0 * ratio) << row;  // medians, of noisy rounds
+        }
+    }
+    report["rows"][1]["processing"]["copies"] = 1e6;
+    std::ofstream(In("old.json")) << report;
+    Outcome const again =
+        Run("bench crossfade FrameDownloader --size 32x18 --seconds 0.01 --json - --compare old.json");
+    EXPECT_EQ(json::parse(again.out).at("rows").size(), 2U);
+    EXPECT_THAT(Run("bench FrameDownloader --size 32x18 --seconds 0.01 --compare old.json").out,
+                HasSubstr("FrameDownloader 32x18 processing: 1000000 -> "));
+    EXPECT_THAT(Run("bench FrameUploader --size 32x18 --seconds 0.01 --compare old.json").out,
+                HasSubstr("has none of these"));
 }
 
 TEST_F(CommandTest, RenderJoinsStillsAndSparesAnOutputThatExists) {
@@ -289,7 +320,7 @@ TEST_F(CommandTest, WithoutUsableGlItSaysWhatToInstall) {
 
 TEST_F(CommandTest, VersionAndHelp) {
     EXPECT_THAT(Run("--version").out, testing::StartsWith("kaltor "));
-    for (std::string const verb : {"", "list", "describe", "apply", "strip", "render", "doctor"}) {
+    for (std::string const verb : {"", "list", "describe", "apply", "strip", "render", "bench", "doctor"}) {
         Outcome const outcome = Run(verb + " --help");
         EXPECT_EQ(outcome.status, 0) << verb;
         EXPECT_THAT(outcome.out, HasSubstr("Usage: kaltor")) << verb;

@@ -1,0 +1,154 @@
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "Apps/Kaltor/BenchReport.h"
+#include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Verbs.h"
+#include "Core/Interfaces/Exception.h"
+#include "Measure/EffectRun.h"
+#include "Media/PartialFile.h"
+#include "Ogl/OglManager.h"
+#include "Proc/Settings/SettingsServices.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Options {
+    std::vector<std::string> names;
+    std::vector<std::string> sizes{"1920x1080", "3840x2160"};
+    std::string json;
+    std::string compare;
+    double seconds = 0.5;
+};
+
+std::vector<Size> ParseSizes(std::vector<std::string> const& texts) {
+    auto const limit = static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
+    std::vector<Size> sizes;
+    for (std::string const& text : texts) {
+        Size const size = ParseSize(text);
+        if (std::max(size.width, size.height) > limit) {
+            throw UsageError(
+                fmt::format("{} is too large: this OpenGL takes pictures to {} pixels a side", text, limit));
+        }
+        sizes.push_back(size);
+    }
+    return sizes;
+}
+
+ordered_json ReadReport(std::string const& path) {
+    std::ifstream file(path);
+    ordered_json report = ordered_json::parse(file, nullptr, false);
+    if (!file.is_open() || report.is_discarded()) {
+        throw std::runtime_error(
+            fmt::format("{}: {}", path, file.is_open() ? "is no report of \"kaltor bench --json\"" : "cannot be read"));
+    }
+    return report;
+}
+
+/// Where the defaults ask for nothing: a resizer halves.
+std::vector<Assignment> ValuesFor(std::string const& name, Size const& size) {
+    if (name != Proc::SettingsResizer::CLASS_ID) {
+        return {};
+    }
+    return {{"width", std::to_string((size.width + 1) / 2)}, {"height", std::to_string((size.height + 1) / 2)}};
+}
+
+BenchRow MeasureRow(Catalog const& catalog, CatalogEntry const& entry, Size const& size, double seconds,
+                    Measure::NoiseFrames const& frames, Measure::ReferenceCopy& copy) {
+    constexpr double kBatches = 10.0;
+    BenchRow row{entry.name, entry.kind, size, ValuesFor(entry.name, size), {}, {}};
+    try {
+        Measure::EffectRun run(catalog.GetFactory(), *MakeSettings(entry.name, row.values), entry.isTwoInput, frames);
+        int const step = Measure::EffectRun::kPositions;
+        row.processing = Measure::PairedTimer(
+                             copy, [&run](int count) { run.Draw(count); }, step, seconds / kBatches)
+                             .Run(seconds);
+        row.endToEnd = Measure::PairedTimer(
+                           copy, [&run](int count) { run.DrawEndToEnd(count); }, step, seconds / kBatches)
+                           .Run(seconds);
+    } catch (std::exception const& error) {
+        throw std::runtime_error(
+            fmt::format("{} in {}x{}: {}", entry.name, size.width, size.height, Core::Describe(error)));
+    }
+    return row;
+}
+
+int Bench(Options const& options) {
+    Catalog const catalog = Catalog::Load();
+    std::vector<CatalogEntry> entries;
+    for (std::string const& name : options.names) {
+        entries.push_back(catalog.Find(name));
+    }
+    if (options.names.empty()) {
+        entries = catalog.GetEntries();
+    }
+    std::vector<Size> const sizes = ParseSizes(options.sizes);
+    ordered_json const old = options.compare.empty() ? ordered_json() : ReadReport(options.compare);
+    if (!options.json.empty() && options.json != "-") {
+        Media::PartialFile const canBeWritten(options.json, true);  // before minutes are spent
+    }
+
+    BenchReport report{
+        Ogl::OglManager::GetInstance().GetInfo(), std::thread::hardware_concurrency(), options.seconds, {}};
+    ProgressBar bar(true, "measured");
+    auto const total = static_cast<std::int64_t>(sizes.size() * entries.size());
+    for (Size const& size : sizes) {
+        Conf::FrameInfo const info{size.width, size.height, 1, 1};
+        Measure::NoiseFrames const frames(catalog.GetFactory(), info);
+        Measure::ReferenceCopy copy(info);
+        for (CatalogEntry const& entry : entries) {
+            bar.Show(static_cast<std::int64_t>(report.rows.size()), total);
+            report.rows.push_back(MeasureRow(catalog, entry, size, options.seconds, frames, copy));
+        }
+    }
+    bar.Clear();
+
+    std::string const comparison = options.compare.empty() ? "" : CompareReports(old, options.compare, report);
+    if (!options.json.empty()) {
+        WriteFile(options.json, ToJson(report).dump(2) + "\n");
+    }
+    if (options.json == "-") {
+        std::fputs(comparison.c_str(), stderr);
+    } else {
+        WriteOut(ShowReport(report) + comparison);
+    }
+    return 0;
+}
+
+}  // namespace
+
+void AddBench(CLI::App& app, Action& action) {
+    constexpr double kShortest = 0.01;
+    constexpr double kLongest = 600.0;
+    CLI::App* const verb = app.add_subcommand("bench", "Measure what effects, transitions and services cost");
+    auto const options = std::make_shared<Options>();
+    verb->add_option("NAME", options->names, "what to measure; \"kaltor list\" shows what there is (default: all)");
+    verb->add_option("--size", options->sizes, "may be repeated (default 1920x1080 and 3840x2160)")
+        ->type_name("WxH")
+        ->allow_extra_args(false);
+    verb->add_option("--seconds", options->seconds, "how long each figure is measured (default 0.5)")
+        ->check(CLI::Range(kShortest, kLongest))
+        ->type_name("S");
+    verb->add_option("--json", options->json,
+                     "a report for machines; - writes it to standard output instead of the table")
+        ->type_name("FILE");
+    verb->add_option("--compare", options->compare,
+                     "an older report: show the ratios that changed by more than a tenth")
+        ->type_name("OLD.json");
+    verb->footer(
+        "The ratio \"copies\" compares with one plain copy of a frame, measured in turn with the effect: machines are\n"
+        "noisy, ratios less so.\n\n"
+        "Examples:\n"
+        "  kaltor bench\n"
+        "  kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json\n"
+        "  kaltor bench --size 1920x1080 --compare yesterday.json");
+    verb->callback([options, &action] { action = [options] { return Bench(*options); }; });
+}
+
+}  // namespace Kaltor::Cli

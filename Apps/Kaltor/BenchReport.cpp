@@ -1,0 +1,179 @@
+#include "Apps/Kaltor/BenchReport.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "Apps/Kaltor/Console.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+using nlohmann::ordered_json;
+using Timing = Measure::PairedTimer::Timing;
+
+constexpr char const* kProcessing = "processing";
+constexpr char const* kEndToEnd = "endToEnd";
+
+std::string ShowSize(Size const& size) {
+    return fmt::format("{}x{}", size.width, size.height);
+}
+
+/// Three digits, or more before the point.
+std::string ShowNumber(double value) {
+    int const decimals = value < 10.0 ? 2 : value < 100.0 ? 1 : 0;
+    return fmt::format("{:.{}f}", value, decimals);
+}
+
+/// Rounded to four digits: more is noise.
+double Rounded(double value) {
+    return std::stod(fmt::format("{:.4g}", value));
+}
+
+ordered_json ToJson(Timing const& timing) {
+    return {{"ms", Rounded(timing.milliseconds)},
+            {"copies", Rounded(timing.copies)},
+            {"copyMs", Rounded(timing.copyMilliseconds)}};
+}
+
+std::string ShowTable(std::vector<BenchRow const*> const& rows) {
+    constexpr std::size_t kBar = 24;
+    std::size_t nameWidth = 0;
+    double largest = 0.0;
+    double copy = 0.0;
+    for (BenchRow const* const row : rows) {
+        nameWidth = std::max(nameWidth, row->name.size());
+        largest = std::max(largest, row->processing.copies);
+        copy += row->processing.copyMilliseconds / static_cast<double>(rows.size());
+    }
+    std::string text =
+        fmt::format("\n{}, one copy takes {} ms\n", Bold(ShowSize(rows.front()->size)), ShowNumber(copy));
+    text += fmt::format("{:{}}  {:>16}  {:>16}\n", "", nameWidth, "processing", "end to end");
+    text += fmt::format("{:{}}  {:>8}{:>8}  {:>8}{:>8}\n", "", nameWidth, "ms", "copies", "ms", "copies");
+    std::string notes;
+    for (BenchRow const* const row : rows) {
+        auto const bar = static_cast<std::size_t>(
+            std::lround(largest > 0.0 ? row->processing.copies / largest * static_cast<double>(kBar) : 0.0));
+        text += fmt::format("{:{}}  {:>8}{:>8}  {:>8}{:>8}  {}", row->name, nameWidth,
+                            ShowNumber(row->processing.milliseconds), ShowNumber(row->processing.copies),
+                            ShowNumber(row->endToEnd.milliseconds), ShowNumber(row->endToEnd.copies),
+                            std::string(bar, '#'));
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += '\n';
+        std::string values;
+        for (auto const& [field, value] : row->values) {
+            values += fmt::format("{}{}={}", values.empty() ? "" : " ", field, value);
+        }
+        notes += values.empty() ? "" : fmt::format("({} with {})\n", row->name, values);
+    }
+    return text + notes;
+}
+
+/// Two ratios of one figure are told apart.
+bool HasChanged(double before, double now) {
+    constexpr double kTenth = 0.1;
+    constexpr double kNoise = 0.02;  // copies
+    double const change = std::abs(now - before);
+    return change > kTenth * before && change > kNoise;
+}
+
+}  // namespace
+
+ordered_json ToJson(Ogl::GlInfo const& info) {
+    return {{"platform", info.platform},
+            {"vendor", info.vendor},
+            {"renderer", info.renderer},
+            {"version", info.version},
+            {"glsl", info.glslVersion},
+            {"software", info.isSoftware},
+            {"limits", {{"maxTextureSize", info.maxTextureSize}, {"maxTextureUnits", info.maxTextureUnits}}}};
+}
+
+ordered_json ToJson(BenchReport const& report) {
+    ordered_json rows = ordered_json::array();
+    for (BenchRow const& row : report.rows) {
+        ordered_json values = ordered_json::object();
+        for (auto const& [field, value] : row.values) {
+            values[field] = value;
+        }
+        rows.push_back({{"name", row.name},
+                        {"kind", GetName(row.kind)},
+                        {"width", row.size.width},
+                        {"height", row.size.height},
+                        {"values", values},
+                        {kProcessing, ToJson(row.processing)},
+                        {kEndToEnd, ToJson(row.endToEnd)}});
+    }
+    return {{"version", KALTOR_VERSION},
+            {"gl", ToJson(report.gl)},
+            {"cores", report.cores},
+            {"seconds", report.seconds},
+            {"rows", rows}};
+}
+
+std::string ShowReport(BenchReport const& report) {
+    std::string text = fmt::format(
+        "{} on {} ({}), OpenGL {}, EGL {}, {} processor cores\n"
+        "Default settings; time and progress at 1/8, 3/8, 5/8 and 7/8 of a second in turn; medians over {:.3g} s.\n"
+        "Processing: opaque frames on the GPU in and out. End to end: 4:2:0 frames from and to main memory, one by "
+        "one.\n",
+        Bold("kaltor " KALTOR_VERSION), report.gl.renderer, report.gl.isSoftware ? "software" : "hardware",
+        report.gl.version, report.gl.platform, report.cores, report.seconds);
+    std::vector<BenchRow const*> rows;
+    for (std::size_t i = 0; i < report.rows.size(); ++i) {
+        rows.push_back(&report.rows[i]);
+        Size const size = report.rows[i].size;
+        bool const isLast = i + 1 == report.rows.size() || report.rows[i + 1].size.width != size.width ||
+                            report.rows[i + 1].size.height != size.height;
+        if (isLast) {
+            text += ShowTable(rows);
+            rows.clear();
+        }
+    }
+    return text;
+}
+
+std::string CompareReports(ordered_json const& old, std::string const& name, BenchReport const& report) {
+    std::string changes;
+    std::size_t compared = 0;
+    bool isOtherDevice = false;
+    try {
+        isOtherDevice = old.at("gl").at("renderer") != report.gl.renderer || old.at("cores") != report.cores;
+        for (BenchRow const& row : report.rows) {
+            ordered_json const& all = old.at("rows");
+            auto const before = std::find_if(all.begin(), all.end(), [&row](ordered_json const& other) {
+                return other.at("name") == row.name && other.at("width") == row.size.width &&
+                       other.at("height") == row.size.height;
+            });
+            if (before == all.end()) {
+                continue;
+            }
+            ++compared;
+            for (auto const& [key, what, now] : {std::tuple(kProcessing, "processing", row.processing.copies),
+                                                 std::tuple(kEndToEnd, "end to end", row.endToEnd.copies)}) {
+                auto const was = before->at(key).at("copies").get<double>();
+                if (HasChanged(was, now)) {
+                    changes += fmt::format("  {} {} {}: {} -> {} copies ({:+.0f} %)\n", row.name, ShowSize(row.size),
+                                           what, ShowNumber(was), ShowNumber(now), (now / was - 1.0) * 100.0);
+                }
+            }
+        }
+    } catch (ordered_json::exception const&) {
+        throw std::runtime_error(fmt::format("{}: is no report of \"kaltor bench --json\"", name));
+    }
+    std::string text = isOtherDevice ? fmt::format("\n{} was measured on another device: {}\n", name,
+                                                   old.at("gl").at("renderer").get<std::string>())
+                                     : "";
+    if (compared == 0) {
+        return text + fmt::format("\n{} has none of these effects in these sizes.\n", name);
+    }
+    if (changes.empty()) {
+        return text + fmt::format("\nNo ratio changed by more than a tenth since {} ({} compared).\n", name, compared);
+    }
+    return text + fmt::format("\nRatios that changed by more than a tenth since {}:\n{}", name, changes);
+}
+
+}  // namespace Kaltor::Cli

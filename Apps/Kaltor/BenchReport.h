@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "Apps/Kaltor/Catalog.h"
+#include "Apps/Kaltor/Specs.h"
+#include "Measure/PairedTimer.h"
+#include "Ogl/GlContext.h"
+
+namespace Kaltor::Cli {
+
+/// What one effect, transition or service costs in one size.
+struct BenchRow {
+    std::string name;
+    Kind kind;
+    Size size;
+    std::vector<Assignment> values;  ///< other than the defaults
+    Measure::PairedTimer::Timing processing;
+    Measure::PairedTimer::Timing endToEnd;
+};
+
+struct BenchReport {
+    Ogl::GlInfo gl;
+    unsigned cores;
+    double seconds;  ///< that each figure was measured for
+    std::vector<BenchRow> rows;
+};
+
+/// The GL as `doctor` and `bench` tell it.
+nlohmann::ordered_json ToJson(Ogl::GlInfo const& info);
+
+nlohmann::ordered_json ToJson(BenchReport const& report);
+
+/// Device and settings, then a table for each size.
+std::string ShowReport(BenchReport const& report);
+
+/// The ratios that are more than a tenth above or below those of an older report, in words. `name` is what the old one
+/// is called. What is so small that it is noise does not count. Throws `std::runtime_error` for what is no report.
+std::string CompareReports(nlohmann::ordered_json const& old, std::string const& name, BenchReport const& report);
+
+}  // namespace Kaltor::Cli

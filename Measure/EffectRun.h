@@ -1,0 +1,61 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "Conf/FrameInfo.h"
+#include "Ogl/DataVideoOGL.h"
+#include "Proc/Data/DataVideoFF.h"
+#include "Proc/Interfaces/IEffectFactory.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Measure {
+
+using FactoryPtr = boost::intrusive_ptr<Proc::IEffectFactory const>;
+using FramePtr = boost::intrusive_ptr<Proc::IDataVideo>;
+
+/// A picture that nothing can compress or skip.
+boost::intrusive_ptr<Proc::DataVideoFF> MakeNoise(PixFmt format, Conf::FrameInfo const& size, unsigned seed);
+
+/// The picture on the GPU, uploaded when this returns.
+FramePtr ToGpu(Proc::IEffectFactory const& factory, FramePtr frame);
+
+/// What effects are measured on: two pictures of noise, each in main memory and on the GPU.
+struct NoiseFrames {
+    NoiseFrames(FactoryPtr const& factory, Conf::FrameInfo const& frameSize);
+
+    Conf::FrameInfo size;
+    std::array<FramePtr, 2> planar;  ///< 4:2:0, in main memory
+    std::array<FramePtr, 2> gpu;     ///< opaque RGB
+};
+
+/// One registered effect, transition or service on frames whose time goes round `kPositions` places within one second:
+/// 1/8, 3/8, 5/8 and 7/8; progress follows it.
+class EffectRun {
+public:
+    static constexpr int kPositions = 4;
+
+    /// `frames` must outlive it.
+    EffectRun(FactoryPtr const& factory, Proc::Settings const& settings, bool isTwoInput, NoiseFrames const& frames);
+
+    /// The work of the effect alone: frames on the GPU in and out. (The uploader's begin, the downloader's end in main
+    /// memory.) Does not wait until they are drawn.
+    void Draw(int count);
+    /// From frames in main memory to frames in main memory, 4:2:0 both, one after the other.
+    void DrawEndToEnd(int count);
+
+private:
+    FramePtr Process(std::array<FramePtr, 2> const& inputs, int number);
+
+    NoiseFrames const& frames;
+    bool isUploader;
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo>
+        uploader;  ///< before a downloader, which leaves other frames alone
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> one;
+    boost::intrusive_ptr<Proc::ITwoInputEffectVideo> two;
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> downloader;
+    FramePtr last;
+};
+
+}  // namespace Kaltor::Measure
