@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <numbers>
 
 #include "Proc/Settings/SettingsMotionTransitions.h"
+#include "Proc/Settings/SettingsWipeTransitions.h"
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
@@ -88,9 +90,113 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
                 return Straight(color);
             });
             // Light brings out the filter's rounding by two thirds, division by alpha doubles it.
-            EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = p}), expected, (hasAlpha ? 2 : 1.7) * kFiltered))
+            EXPECT_TRUE(
+                IsNear(Run(settings, first, second, {.progress = p}), expected, (hasAlpha ? 2 : 1.7) * kFiltered))
                 << Describe(settings) << " at progress " << p;
         }
+    }
+}
+
+/// The picture as the means of columns x rows, each shown with an edge of one pixel.
+std::function<Rgba(double s, double t)> MakeBlocks(Picture const& picture, unsigned columns, unsigned rows) {
+    if (columns >= picture.width || rows >= picture.height) {
+        return [&picture](double s, double t) { return picture.SampleNearest(s, t); };
+    }
+    auto const cover = [](unsigned block, unsigned blocks, unsigned texel, unsigned texels) {
+        double const size = static_cast<double>(texels) / blocks;
+        return std::max(0.0, std::min((block + 1) * size, texel + 1.0) - std::max(block * size, 1.0 * texel)) / size;
+    };
+    Picture const means = Picture::Make(columns, rows, picture.hasAlpha, [&](unsigned column, unsigned row) {
+        Rgba sum{};
+        for (unsigned y = 0; y < picture.height; ++y) {
+            for (unsigned x = 0; x < picture.width; ++x) {
+                double const weight = cover(column, columns, x, picture.width) * cover(row, rows, y, picture.height);
+                for (std::size_t c = 0; c < sum.size(); ++c) {
+                    sum[c] += weight * picture.At(x, y)[c];
+                }
+            }
+        }
+        return sum;
+    });
+    auto const snap = [](double at, unsigned blocks, unsigned pixels) {
+        double const edge = std::floor(at * blocks + 0.5);
+        double const ramp = (at * blocks - edge) * pixels / blocks;
+        return (edge + std::clamp(ramp, -0.5, 0.5)) / blocks;
+    };
+    return [=, width = picture.width, height = picture.height](double s, double t) {
+        return means.Sample(snap(s, columns, width), snap(t, rows, height));
+    };
+}
+
+TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
+    // Steps of halving to 1/540 of the shorter side; the largest stay for a third of that, 2 at least.
+    struct Case {
+        Size size;
+        std::int32_t num;
+        unsigned columns, rows;
+        double steps, stay;
+    };
+    for (Case const& tested : {Case{{64, 36}, 5, 9, 5, 7, 7.0 / 3}, Case{{37, 64}, 2, 2, 3, 9, 3.0},
+                               Case{{64, 64}, 200, 64, 64, 2, 2.0}, Case{{63, 20}, 4, 13, 4, 8, 8.0 / 3}}) {
+        Proc::SettingsTransitionPixels settings;
+        settings.SetNum(tested.num);
+        bool const hasAlpha = tested.size.width % 2 != 0;
+        Picture const first = MakeNoise(tested.size, hasAlpha, 1);
+        Picture const second = MakeNoise(tested.size, hasAlpha, 2);
+        Picture const from = Multiplied(first);
+        Picture const to = Multiplied(second);
+        for (double const p : {0.04, 0.2, 0.29, 0.34, 0.45, 0.5, 0.64, 0.7, 0.86}) {
+            double const step = std::max(tested.steps - 2 * std::min(p, 1 - p) * (tested.steps + tested.stay), 0.0);
+            auto const blocks = [&](Picture const& picture, double halvings) {
+                auto const factor = static_cast<unsigned>(std::exp2(halvings < tested.steps ? halvings : 20));
+                return MakeBlocks(picture, tested.columns * factor, tested.rows * factor);
+            };
+            double const low = std::floor(step);
+            double const half = 0.5 * tested.stay / (tested.steps + tested.stay);
+            double const x = std::clamp(step > 0 ? 2 * (step - low) - 0.5 : (p - 0.5 + half) / (2 * half), 0.0, 1.0);
+            auto const a = step > 0 ? blocks(p < 0.5 ? from : to, low) : blocks(from, 0);
+            auto const b = step > 0 ? blocks(p < 0.5 ? from : to, low + 1) : blocks(to, 0);
+            Picture const expected = ForEachPixel(
+                first, [&](double s, double t) { return Straight(Mix(a(s, t), b(s, t), x * x * (3 - 2 * x))); });
+            EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = p}), expected, kFiltered + kUnfiltered))
+                << Describe(settings) << " at progress " << p;
+        }
+    }
+}
+
+TEST_F(ShaderTransitionsTest, PixelsScatterOneByOne) {
+    // 10 x 6 squares of 4 pixels, from black to white.
+    Picture const first = Picture::Flat(40, 24, {0, 0, 0, 1});
+    Picture const second = Picture::Flat(40, 24, {1, 1, 1, 1});
+    Proc::SettingsTransitionPixels settings;
+    settings.SetType(1);
+    settings.SetNum(6);
+    auto const draw = [&](unsigned seed, double progress) {
+        std::srand(seed);
+        return Run(settings, first, second, {.progress = progress});
+    };
+    Picture before = first;
+    for (double const p : {0.07, 0.3, 0.55, 0.97}) {
+        Picture const drawn = draw(1, p);
+        std::vector<double> shown;
+        std::vector<double> wanted;
+        for (unsigned y = 0; y < drawn.height; ++y) {
+            for (unsigned x = 0; x < drawn.width; ++x) {
+                ASSERT_EQ(drawn.At(x, y), drawn.At(x / 4 * 4, y / 4 * 4)) << "a square of more than one colour";
+                ASSERT_GE(drawn.At(x, y)[0], before.At(x, y)[0]) << "a pixel changes back";
+                shown.push_back(drawn.At(x, y)[0]);
+            }
+        }
+        for (int rank = 0; rank < 60; ++rank) {
+            double const u = std::clamp((p - 0.9 * rank / 59) / 0.1, 0.0, 1.0);
+            wanted.insert(wanted.end(), 16, u * u * (3 - 2 * u));
+        }
+        std::sort(shown.begin(), shown.end(), std::greater<>());
+        for (std::size_t i = 0; i < shown.size(); ++i) {
+            ASSERT_NEAR(shown[i], wanted[i], kUnfiltered) << "rank " << i / 16 << " at progress " << p;
+        }
+        EXPECT_FALSE(IsNear(draw(2, p), drawn, 0.1)) << "all objects have one order";
+        before = drawn;
     }
 }
 

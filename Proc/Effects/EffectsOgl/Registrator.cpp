@@ -49,6 +49,7 @@ class TransitionPageturn;
 class TransitionWaterbrush;
 class TransitionRoll;
 class TransitionPinwheel;
+class TransitionPixels;
 class TransitionRippleSmooth;
 class TransitionShatter;
 class TransitionDisintegrate;
@@ -150,6 +151,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionWaterbrush>(registry, &Create<TransitionWaterbrush>);
     RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);
     RegisterTwo<SettingsTransitionPinwheel>(registry, &Create<TransitionPinwheel>);
+    RegisterTwo<SettingsTransitionPixels>(registry, &Create<TransitionPixels>);
     RegisterTwo<SettingsTransitionRippleSmooth>(registry, &Create<TransitionRippleSmooth>);
     RegisterTwo<SettingsTransitionShatter>(registry, &Create<TransitionShatter>);
     RegisterTwo<SettingsTransitionDisintegrate>(registry, &Create<TransitionDisintegrate>);
