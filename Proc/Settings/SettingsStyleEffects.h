@@ -81,8 +81,9 @@ public:
             Declare("fill", &SettingsEffectStripes::fill, 0.0, 1.0, "share of the picture that is covered"),
             Declare("color", &SettingsEffectStripes::color, "colour of the stripes; its alpha is how much they cover"),
             Declare("softness", &SettingsEffectStripes::softness, 0.0, 1.0,
-                    "softness of their edges as a fraction of their distance"),
-            Declare("speed", &SettingsEffectStripes::speed, -10.0, 10.0, "drift, stripes a second")};
+                    "softness of their edges: the part of the narrower of stripe and gap that is graded"),
+            Declare("speed", &SettingsEffectStripes::speed, -10.0, 10.0,
+                    "drift, stripes a second; level stripes go up, upright ones left")};
     }
 
 private:

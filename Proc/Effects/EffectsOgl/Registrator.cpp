@@ -33,6 +33,8 @@ class EffectPopArt;
 class EffectDiffuse;
 class EffectPanAndZoom;
 class EffectZoom;
+class EffectStripes;
+class EffectMosaic;
 class EffectInvert;
 class EffectAddNoize;
 class EffectBlur;
@@ -131,6 +133,8 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectDiffuse>(registry, &CreateEffect<EffectDiffuse>);
     RegisterOne<SettingsEffectPanAndZoom>(registry, &CreateEffect<EffectPanAndZoom>);
     RegisterOne<SettingsEffectZoom>(registry, &CreateEffect<EffectZoom>);
+    RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);
+    RegisterOne<SettingsEffectMosaic>(registry, &CreateEffect<EffectMosaic>);
     RegisterOne<SettingsEffectInvert>(registry, &CreateEffect<EffectInvert>);
     RegisterOne<SettingsEffectAddNoize>(registry, &CreateEffect<EffectAddNoize>);
     RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);
