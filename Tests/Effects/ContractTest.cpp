@@ -40,7 +40,8 @@ constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"},
 constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"}};
 
 /// Pictures that the defaults may leave as they are.
-constexpr std::array kInvisible{Exemption{"Resizer", "a picture of the wanted size passes"}};
+constexpr std::array kInvisible{Exemption{"Resizer", "a picture of the wanted size passes"},
+                                Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"}};
 
 /// Transitions that do not begin with exactly the first picture, or do not end with exactly the second; what they show
 /// there is still nearer to that one than to the other.
