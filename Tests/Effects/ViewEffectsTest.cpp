@@ -1,6 +1,8 @@
 // Effects that show the picture from another place, turned, or on a part of the frame.
 
 #include <cmath>
+#include <cstdlib>
+#include <tuple>
 
 #include "Proc/Settings/SettingsGeometryEffects.h"
 #include "Tests/Support/GlFixture.h"
@@ -212,6 +214,85 @@ TEST_F(ViewEffectsTest, PanAndZoomGlidesAboutAFixedPointAtAnEvenPace) {
                 EXPECT_TRUE(IsNear(Run(settings, input, {.progress = progress}), camera.Show(input), kFiltered))
                     << "to " << c.endX << " " << c.endZoom << (isSmooth ? " smooth" : "") << " at " << progress;
             }
+        }
+    }
+}
+
+TEST_F(ViewEffectsTest, CameraShakeWandersAboutItsRestAndNeverShowsABorder) {
+    constexpr double kAmplitude = 0.08;
+    constexpr double kFrequency = 1.0;
+    constexpr double kStep = 1.0 / 50;
+    constexpr int kFrames = 1000;
+    for (auto const& [width, height, rotation] : {std::tuple{64U, 36U, 9.0}, {36U, 64U, 0.0}}) {
+        SettingsEffectCameraShake settings;
+        settings.SetAmplitude(kAmplitude);
+        settings.SetRotation(rotation);
+        settings.SetFrequency(kFrequency);
+        GetFactory();  // seeds
+        std::srand(height);
+        auto const effect = MakeEffect(settings);
+        // Colours tell where a pixel comes from.
+        Picture const input = Picture::Make(width, height, false, [w = width, h = height](unsigned x, unsigned y) {
+            return Rgba{(x + 0.5) / w, 1 - (y + 0.5) / h, 0.0};
+        });
+        double const larger = std::max(width, height);
+        std::array<double, 2> const sides{width / larger, height / larger};
+        std::array<std::vector<double>, 3> motions;  // right, up, roll
+        std::vector<double> zooms;
+        double border = width;  // texels to the picture's nearest border
+        for (int frame = 0; frame < kFrames; ++frame) {
+            boost::intrusive_ptr<IDataVideo> data = input.ToFrame();
+            data->SetTimestamp(std::llround(1e6 * frame * kStep));
+            effect->Process(data);
+            Picture const drawn = Picture::FromFrame(*Download(data));
+            // What changes across the frame, by least squares, in larger sides.
+            std::array<std::array<double, 2>, 2> slope{};  // of [right, up] along [x, y]
+            std::array<double, 2> mean{};
+            for (unsigned y = 0; y < height; ++y) {
+                for (unsigned x = 0; x < width; ++x) {
+                    std::array<double, 2> const at{(x + 0.5) / width - 0.5, 0.5 - (y + 0.5) / height};
+                    for (std::size_t c = 0; c < 2; ++c) {
+                        double const place = drawn.At(x, y)[c];
+                        border = std::min(border, std::min(place, 1 - place) * (c == 0 ? width : height));
+                        mean[c] += place / (width * height);
+                        for (std::size_t along = 0; along < 2; ++along) {
+                            slope[c][along] +=
+                                12 * (place - 0.5) * at[along] * sides[c] / sides[along] / (width * height);
+                        }
+                    }
+                }
+            }
+            double const zoom = 1 / std::hypot(slope[0][0], slope[1][0]);
+            zooms.push_back(zoom);
+            for (std::size_t c = 0; c < 2; ++c) {
+                motions[c].push_back((mean[c] - 0.5) * sides[c] * zoom);
+            }
+            motions[2].push_back(std::atan2(slope[1][0] - slope[0][1], slope[0][0] + slope[1][1]) * 180 / M_PI);
+        }
+        auto const [least, most] = std::minmax_element(zooms.begin(), zooms.end());
+        EXPECT_LT(*most - *least, 0.01) << "the picture pumps";
+        EXPECT_GT(border, 0.6) << "a border shows";
+        for (std::size_t m = 0; m < (rotation > 0 ? 3 : 2); ++m) {
+            double const limit = m == 2 ? rotation : kAmplitude;
+            double sum = 0;
+            double far = 0;
+            double bend = 0;
+            int crossings = 0;
+            for (std::size_t i = 0; i < kFrames; ++i) {
+                double const now = motions[m][i];
+                sum += now;
+                far = std::max(far, std::fabs(now));
+                if (i >= 2) {
+                    bend = std::max(bend, std::fabs(now - 2 * motions[m][i - 1] + motions[m][i - 2]));
+                    crossings += now * motions[m][i - 1] < 0 ? 1 : 0;
+                }
+            }
+            EXPECT_LT(std::fabs(sum / kFrames), 0.15 * limit) << "motion " << m << " drifts";
+            EXPECT_GT(far, 0.6 * limit) << "motion " << m;
+            EXPECT_LT(far, 1.03 * limit) << "motion " << m;
+            EXPECT_LT(bend, 2.5 * std::pow(2 * M_PI * 1.5 * kFrequency * kStep, 2) * limit)
+                << "motion " << m << " jumps";
+            EXPECT_NEAR(crossings / (2 * kFrames * kStep), kFrequency, 0.3 * kFrequency) << "motion " << m;
         }
     }
 }

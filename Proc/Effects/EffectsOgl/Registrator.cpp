@@ -37,6 +37,7 @@ class EffectPanAndZoom;
 class EffectZoom;
 class EffectInvert;
 class EffectAddNoize;
+class EffectCameraShake;
 class EffectBlur;
 class EffectMirror;
 class EffectFlip;
@@ -137,6 +138,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectZoom>(registry, &CreateEffect<EffectZoom>);
     RegisterOne<SettingsEffectInvert>(registry, &CreateEffect<EffectInvert>);
     RegisterOne<SettingsEffectAddNoize>(registry, &CreateEffect<EffectAddNoize>);
+    RegisterOne<SettingsEffectCameraShake>(registry, &CreateEffect<EffectCameraShake>);
     RegisterOne<SettingsEffectBlurGaussian>(registry, &CreateEffect<EffectBlur>);
     RegisterOne<SettingsEffectMirror>(registry, &CreateEffect<EffectMirror>);
     RegisterOne<SettingsEffectFlip>(registry, &CreateEffect<EffectFlip>);

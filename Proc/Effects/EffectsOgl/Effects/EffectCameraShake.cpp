@@ -1,0 +1,99 @@
+// A camera held by hand: the picture shifts and rolls at random. Each of the three motions is the sum of a slow sway
+// and a faster tremor, cubic B-splines over random numbers: speed and acceleration have no jumps, and the mean is the
+// camera at rest. What is seen is enlarged, always alike, by as much as the farthest shift and the strongest roll need
+// for no border of the picture to show.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include <glm/geometric.hpp>
+#include <glm/trigonometric.hpp>
+
+#include "Ogl/Noise.h"
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsGeometryEffects.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+/// A smooth random function of mean 0 and standard deviation 1: a uniform B-spline, one random number to each unit of
+/// `place`. It crosses 0 as often as a wave of 0.1877 periods a unit: sqrt((2 / 3) / (151 / 315)) / (2 pi).
+double Wander(double place, std::uint32_t motion, std::uint32_t seed) {
+    double const first = std::floor(place);
+    double const x = place - first;
+    auto const knot = static_cast<std::uint32_t>(static_cast<std::int64_t>(first));
+    auto const random = [&](std::uint32_t i) { return 2.0 * HashToUnit(knot + i, motion, seed) - 1.0; };
+    double const y = 1.0 - x;
+    double const sum = random(0) * y * y * y + random(1) * (4.0 + x * x * (3.0 * x - 6.0)) +
+                       random(2) * (4.0 + y * y * (3.0 * y - 6.0)) + random(3) * x * x * x;
+    constexpr double kDeviation = 2.3985;  // of `sum`: 6 sqrt(151 / 315 / 3)
+    return sum / kDeviation;
+}
+
+/// One motion of a camera that trembles `frequency` times a second: sway and tremor, of one half and one and a half of
+/// it.
+double Shake(double time, double frequency, std::uint32_t motion, std::uint32_t seed) {
+    constexpr double kSway = 0.5 / 0.1877;
+    constexpr double kTremor = 1.5 / 0.1877;
+    constexpr std::uint32_t kMotions = 3;
+    double const periods = time * frequency;
+    return 0.8 * Wander(periods * kSway, motion, seed) + 0.6 * Wander(periods * kTremor, motion + kMotions, seed);
+}
+
+/// Keeps directions, and lengths below 1.
+template <typename T>
+T Limit(T const& value, double length) {
+    constexpr double kUsual = 0.6;  // of the limit, for 1
+    return value * (kUsual / std::sqrt(1.0 + kUsual * kUsual * length * length));
+}
+
+/// The enlargement along a side of length 1, the other being `other`, that hides shifts and rolls up to these.
+double Enlarge(double other, double shift, double roll) {
+    double const worst = std::min(roll, std::atan(other));
+    return std::cos(worst) + other * std::sin(worst) + 2.0 * shift;
+}
+
+}  // namespace
+
+class EffectCameraShake final : public EffectWithSettings<Proc::SettingsEffectCameraShake> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        double const amplitude = settings.GetAmplitude();
+        double const rotation = glm::radians(settings.GetRotation());
+        if (amplitude == 0.0 && rotation == 0.0) {
+            AttachTarget(*dst, storage);
+            src->FrameData().Draw(storage.Quad(), storage);
+            return;
+        }
+        auto const shake = [&](std::uint32_t motion) { return Shake(time, settings.GetFrequency(), motion, seed); };
+        glm::dvec2 const sway{shake(0), shake(1)};
+        double const roll = shake(2);
+
+        // As it is shown, in larger sides.
+        double const aspect = GetDisplayAspect(src->GetFrameInfo());
+        glm::dvec2 const sides = glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0);
+        glm::dvec2 const shift = amplitude * Limit(sway, glm::length(sway));
+        double const angle = rotation * Limit(roll, roll);
+        double const zoom = std::max(Enlarge(sides.y / sides.x, amplitude / sides.x, rotation),
+                                     Enlarge(sides.x / sides.y, amplitude / sides.y, rotation));
+
+        double const cosine = std::cos(angle) / zoom;
+        double const sine = std::sin(angle) / zoom;
+        glm::dmat2 const turn(cosine, sine * sides.x / sides.y, -sine * sides.y / sides.x, cosine);
+        Placement const place{glm::mat2(turn), glm::vec2(0.5 - turn * (0.5 + shift / sides))};
+        Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        DrawCubic(picture, place, zoom, dst->FrameData().GetFirstTexture(), storage);
+    }
+
+private:
+    std::uint32_t seed = static_cast<std::uint32_t>(std::rand());
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectCameraShake>();
+
+}  // namespace Kaltor::Ogl
