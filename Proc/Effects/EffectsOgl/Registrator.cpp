@@ -50,6 +50,7 @@ class EffectFadeInFadeOut;
 class TransitionRipple;
 class TransitionPageturn;
 class TransitionWaterbrush;
+class TransitionTwist;
 class TransitionRoll;
 class TransitionPinwheel;
 class TransitionPixels;
@@ -155,6 +156,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionRipple>(registry, &Create<TransitionRipple>);
     RegisterTwo<SettingsTransitionPageturn>(registry, &Create<TransitionPageturn>);
     RegisterTwo<SettingsTransitionWaterbrush>(registry, &Create<TransitionWaterbrush>);
+    RegisterTwo<SettingsTransitionTwist>(registry, &Create<TransitionTwist>);
     RegisterTwo<SettingsTransitionRoll>(registry, &Create<TransitionRoll>);
     RegisterTwo<SettingsTransitionPinwheel>(registry, &Create<TransitionPinwheel>);
     RegisterTwo<SettingsTransitionPixels>(registry, &Create<TransitionPixels>);

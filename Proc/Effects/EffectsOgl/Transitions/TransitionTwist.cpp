@@ -1,0 +1,292 @@
+// The picture is a ribbon with the outgoing picture on its front and the incoming one on its back. A twist of an odd
+// number of half turns runs along it: where it has passed, the back has come to the front. Around the ribbon there is
+// nothing.
+//
+// What the twist has not reached, and what it has left behind, lies at rest and is shown texel by pixel. Between them
+// the ribbon is a mesh that the vertex program bends: across its axis it is straight, at each place x along the axis
+// it is turned by theta(x), and the point y of it comes to (x, y cos theta, y sin theta). All lengths are in halves of
+// the ribbon's width.
+//
+// A ray from the camera, which stands before the middle of the axis, goes outwards all the way: what lies nearer to the
+// middle hides what lies further out, and drawing from the ends to the middle needs no depth buffer.
+//
+// Edges are smooth without more samples: the vertex program knows the derivatives of the projection, and with them how
+// many pixels away the ribbon's edges are, and the folds, where it turns its other side to the viewer.
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <string>
+
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+// At a fold the projection's Jacobian determinant is 0, and the distance to the fold on the screen is its square
+// divided by twice the length of (adjugate of the Jacobian, transposed) * (gradient of the determinant). The square
+// root of that is smooth across the fold and has the sign of the side that is seen.
+constexpr char kVertexBody[] = R"glsl(
+uniform vec2 range;       // along the picture, 0 to 1: from the outer end of this part of the mesh to the inner one
+uniform float outer_edge; // 1 where the outer end is the ribbon's
+uniform float front;      // of the twist, along the picture
+uniform float width;      // of the twist, along the picture
+uniform float angle;      // of the whole twist
+uniform float half_length;
+uniform float camera;
+uniform vec2 pixels;      // a unit of length, along and across
+uniform mat2 axes;        // (along, across) to the screen
+varying vec4 coords;      // on the outgoing picture, on the incoming one
+varying vec4 lights;      // of the front, of the back
+varying vec4 edges;       // pixels to the ribbon's two edges and to its end; the fold
+void main() {
+    // The mesh: (place in the range, place across; beyond the end, beyond an edge).
+    float u = range.x * (1.0 - gl_Vertex.x) + range.y * gl_Vertex.x;
+    float v = gl_Vertex.y;
+    float beyond_end = gl_Vertex.z * outer_edge;
+    float beyond_edge = gl_MultiTexCoord0.x;
+
+    float c = clamp((front - u) / width, 0.0, 1.0);
+    float step = -0.5 / (half_length * width);  // of c by x
+    float theta = angle * c * c * c * (10.0 + c * (6.0 * c - 15.0));
+    float theta_x = angle * 30.0 * c * c * (1.0 - c) * (1.0 - c) * step;
+    float theta_xx = angle * 60.0 * c * (1.0 - c) * (1.0 - 2.0 * c) * step * step;
+    float cosine = cos(theta);
+    float sine = sin(theta);
+
+    float x = half_length * (2.0 * u - 1.0);
+    float w = (camera - v * sine) / camera;
+    float q = 1.0 / w;
+    float q_x = q * q * v * cosine * theta_x / camera;
+    float q_v = q * q * sine / camera;
+    vec2 at = vec2(x, v * cosine) * q * pixels;
+    vec2 at_x = vec2(q + x * q_x, v * (cosine * q_x - sine * theta_x * q)) * pixels;
+    vec2 at_v = vec2(x * q_v, cosine * (q + v * q_v)) * pixels;
+
+    float scale = q * q * q / camera * pixels.x * pixels.y;
+    float facing = camera * cosine + v * theta_x * x;
+    float det = scale * facing;
+    float det_x = scale * (v * (theta_xx * x + theta_x) - camera * sine * theta_x);
+    float det_v = scale * theta_x * x;
+    vec2 normal_x = vec2(at_v.y, -at_v.x);
+    vec2 normal_v = vec2(-at_x.y, at_x.x);
+    float fold = det * inversesqrt(2.0 * length(det_x * normal_x + det_v * normal_v) + 1e-6 * abs(det));
+
+    float across = abs(det) / max(length(at_x), 1e-3);  // pixels a unit
+    float along = abs(det) / max(length(at_v), 1e-3);
+    edges = vec4((1.0 - v) * across - beyond_edge, (1.0 + v) * across + beyond_edge, 8.0, fold);
+    if (outer_edge > 0.5) {
+        edges.z = (half_length - abs(x)) * along - beyond_end;
+    }
+    float inwards = range.y < range.x ? -1.0 : 1.0;
+    vec2 out_v = normalize(normal_v + vec2(0.0, 1e-6)) * (dot(normal_v, at_v) < 0.0 ? -1.0 : 1.0);
+    vec2 out_x = normalize(normal_x + vec2(1e-6, 0.0)) * (dot(normal_x, at_x) * inwards < 0.0 ? 1.0 : -1.0);
+    at += out_v * beyond_edge + out_x * beyond_end;
+
+    vec2 place = axes * (at / pixels / vec2(half_length, 1.0));
+    gl_Position = vec4(place * w, 0.0, w);
+    coords = 0.5 + 0.5 * vec4(axes * vec2(2.0 * u - 1.0, v), axes * vec2(2.0 * u - 1.0, -v));
+
+    vec3 normal = normalize(vec3(-v * theta_x, -sine, cosine));
+    vec3 eye = normalize(vec3(-x, -v * cosine, camera - v * sine));
+    normal.xy = axes * normal.xy;
+    eye.xy = axes * eye.xy;
+    lights = vec4(shine(normal, eye), shine(-normal, eye));
+}
+)glsl";
+
+constexpr char kFragmentBody[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+varying vec4 coords;
+varying vec4 lights;
+varying vec4 edges;
+void main() {
+    bool is_front = edges.w > 0.0;
+    vec2 coord = is_front ? coords.xy : coords.zw;
+    vec2 reach = stretch(coord);
+    vec4 color = is_front ? filtered(tex1, coord, reach) : filtered(tex2, coord, reach);
+    vec2 light = is_front ? lights.xy : lights.zw;
+    vec3 inside = clamp(edges.xyz + 0.5, 0.0, 1.0);
+    // Two layers meet at a fold: half a pixel each, where an edge takes a whole one.
+    float cover = max(inside.x + inside.y - 1.0, 0.0) * inside.z * min(2.0 * edges.w * edges.w, 1.0);
+    color.rgb = min(color.rgb * light.x + color.a * light.y, color.a);
+    gl_FragColor = color * cover;
+}
+)glsl";
+
+constexpr int kColumns = 160;  // of half a ribbon's mesh
+constexpr int kRows = 24;
+
+/// Points of (place along, place across, beyond the end) and (beyond an edge, 0), columns from the outer end inwards.
+PackedMesh3d MakeRibbon() {
+    struct Line {
+        float place;
+        float beyond;
+    };
+    std::vector<Line> columns{{0.0F, 1.0F}};
+    for (int i = 0; i <= kColumns; ++i) {
+        columns.push_back({static_cast<float>(i) / kColumns, 0.0F});
+    }
+    std::vector<Line> rows{{-1.0F, -1.0F}};
+    for (int j = 0; j <= kRows; ++j) {
+        rows.push_back({2.0F * static_cast<float>(j) / kRows - 1.0F, 0.0F});
+    }
+    rows.push_back({1.0F, 1.0F});
+
+    PackedMesh3d ribbon;
+    for (Line const& column : columns) {
+        for (Line const& row : rows) {
+            ribbon.points.push_back({column.place, row.place, column.beyond, row.beyond, 0.0F});
+        }
+    }
+    auto const height = static_cast<unsigned>(rows.size());
+    for (unsigned i = 0; i + 1 < columns.size(); ++i) {
+        for (unsigned j = 0; j + 1 < height; ++j) {
+            unsigned const corner = i * height + j;
+            ribbon.triangles.push_back({corner, corner + height, corner + 1});
+            ribbon.triangles.push_back({corner + 1, corner + height, corner + height + 1});
+        }
+    }
+    return ribbon;
+}
+
+}  // namespace
+
+class TransitionTwist final : public TransitionWithSettings<Proc::SettingsTransitionTwist> {
+public:
+    void SetSettings(Proc::Settings const& value) override {
+        RequireChoice(dynamic_cast<Proc::SettingsTransitionTwist const&>(value), "dir");
+        TransitionWithSettings::SetSettings(value);
+    }
+
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache* cache) const override {
+        auto& ribbon = GetCache<CacheImpl>(cache).ribbon;
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {
+            return;
+        }
+        if (ribbon.IsEmpty()) {
+            ribbon.Build(MakeRibbon(), GL_STATIC_DRAW);
+        }
+        Direction const& direction = kDirections.at(static_cast<std::size_t>(settings.GetDir()));
+        auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
+        Frame const target = dst->FrameData();
+        glm::vec2 const size(target.GetWidth(), target.GetHeight());
+        float const texels = direction.isUpright ? size.y : size.x;
+        Twist const twist(settings.GetTurns(), direction.isUpright ? 1.0F / aspect : aspect, progress, texels);
+
+        SpaceScene scene(*dst, *first, *second, storage);
+        auto const drawArrived = [&] { DrawRest(scene, scene.GetIncoming(), direction, 0.0F, twist.begin); };
+        auto const drawWaiting = [&] { DrawRest(scene, scene.GetOutgoing(), direction, twist.end, 1.0F); };
+        constexpr float kMiddle = 0.5F;
+        // From the outside to the middle.
+        if (twist.end <= kMiddle) {
+            drawArrived();
+        } else {
+            drawWaiting();
+            if (twist.begin < kMiddle) {
+                drawArrived();
+            }
+        }
+        UseProgram(scene, twist, direction, direction.isUpright ? glm::vec2(size.y, size.x) : size, storage);
+        ribbon.Activate();
+        Shader const& shader = *storage.FindShader(kName);
+        if (twist.begin < kMiddle) {
+            shader.Uniform("range", twist.begin, std::min(twist.end, kMiddle));
+            shader.Uniform("outer_edge", twist.begin <= 0.0F ? 1.0F : 0.0F);
+            ribbon.Draw();
+        }
+        if (twist.end > kMiddle) {
+            shader.Uniform("range", twist.end, std::max(twist.begin, kMiddle));
+            shader.Uniform("outer_edge", twist.end >= 1.0F ? 1.0F : 0.0F);
+            ribbon.Draw();
+        }
+        if (twist.end <= kMiddle) {
+            drawWaiting();
+        } else if (twist.begin >= kMiddle) {
+            drawArrived();
+        }
+        scene.Finish();
+    }
+
+private:
+    static constexpr std::string_view kName = "TransitionTwist";
+
+    struct CacheImpl final : OglCache {
+        Mesh3d ribbon;
+    };
+
+    struct Direction {
+        bool isUpright;
+        float sign;  ///< of the way of the twist along its screen axis
+
+        glm::mat2 GetAxes() const {
+            return isUpright ? glm::mat2(0.0F, sign, 1.0F, 0.0F) : glm::mat2(sign, 0.0F, 0.0F, 1.0F);
+        }
+    };
+    static constexpr std::array<Direction, 4> kDirections{{{false, 1}, {false, -1}, {true, 1}, {true, -1}}};
+
+    /// Where the twist stands.
+    struct Twist {
+        Twist(int turns, float length, double progress, float texels) : halfLength(length) {
+            int const halfTurns = turns | 1;
+            constexpr float kOneTurn = 1.1F;     // ribbon widths that a half turn takes
+            constexpr float kMoreTurns = 0.45F;  // those that each further one adds
+            width = std::clamp((kOneTurn + kMoreTurns * static_cast<float>(halfTurns - 1)) / length, 0.35F, 2.0F);
+            front = static_cast<float>(progress) * (1.0F + width);
+            angle = static_cast<float>(halfTurns * std::numbers::pi);
+            // Whole pixels are at rest or not.
+            begin = std::floor(std::clamp(front - width, 0.0F, 1.0F) * texels) / texels;
+            end = std::ceil(std::clamp(front, 0.0F, 1.0F) * texels) / texels;
+        }
+
+        float halfLength;  ///< in halves of the ribbon's width
+        float width;       ///< these along the picture, 0 to 1, the way that the twist runs
+        float front;
+        float begin;
+        float end;
+        float angle;
+    };
+
+    /// `from` and `to`: along the way of the twist.
+    static void DrawRest(SpaceScene const& scene, Texture const& picture, Direction const& direction, float from,
+                         float to) {
+        if (from >= to) {
+            return;
+        }
+        bool const isReverse = direction.sign < 0.0F;
+        float const low = isReverse ? 1.0F - to : from;
+        float const high = isReverse ? 1.0F - from : to;
+        direction.isUpright ? scene.DrawFlat(picture, {0.0F, low}, {1.0F, high})
+                            : scene.DrawFlat(picture, {low, 0.0F}, {high, 1.0F});
+    }
+
+    /// `size` of the picture in pixels along the ribbon and across.
+    static void UseProgram(SpaceScene const& scene, Twist const& twist, Direction const& direction,
+                           glm::vec2 const& size, ShaderStorage const& storage) {
+        static std::string const vertex = std::string("#version 120\n") + kShineFunction + kVertexBody;
+        static std::string const fragment = std::string("#version 120\n") + kStretchFunctions + kFragmentBody;
+        Shader const& shader = storage.MakeShader(kName, vertex, fragment);
+        shader.Use();
+        scene.UsePictures(shader);
+        shader.Uniform("front", twist.front);
+        shader.Uniform("width", twist.width);
+        shader.Uniform("angle", twist.angle);
+        shader.Uniform("half_length", twist.halfLength);
+        shader.Uniform("camera", kCameraDistance);
+        shader.Uniform("pixels", 0.5F * size / glm::vec2(twist.halfLength, 1.0F));
+        shader.Uniform("axes", direction.GetAxes());
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionTwist>();
+
+}  // namespace Kaltor::Ogl
