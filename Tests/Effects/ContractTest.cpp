@@ -42,6 +42,9 @@ constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that 
 /// Pictures that the defaults may leave as they are.
 constexpr std::array kInvisible{Exemption{"Resizer", "a picture of the wanted size passes"},
                                 Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"}};
+constexpr std::array kInvisible{
+    Exemption{"Resizer", "a picture of the wanted size passes"},
+    Exemption{"EffectErosion", "its radius is less than half a pixel of so small a picture"}};
 
 /// Transitions that do not begin with exactly the first picture, or do not end with exactly the second; what they show
 /// there is still nearer to that one than to the other.

@@ -153,5 +153,55 @@ TEST_F(FilterEffectsTest, FindEdgesAveragesLargePicturesOverItsCells) {
     }
 }
 
+TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
+    auto const check = [](Picture const& input, int radius, int mode, int shape) {
+        SettingsEffectErosion settings;
+        settings.SetMode(mode);
+        settings.SetShape(shape);
+        settings.SetSize((radius + 0.4) / std::max(input.width, input.height));
+        auto const search = [&](unsigned x, unsigned y) {
+            Rgba best = input.At(x, y);
+            for (long dy = -radius; dy <= radius; ++dy) {
+                for (long dx = -radius; dx <= radius; ++dx) {
+                    bool const isInside =
+                        shape == 0 || static_cast<double>(dx * dx + dy * dy) <= std::pow(radius + 0.5, 2);
+                    if (!isInside || x + dx < 0 || y + dy < 0 || x + dx >= input.width || y + dy >= input.height) {
+                        continue;
+                    }
+                    Rgba const& there = AtClamped(input, x + dx, y + dy);
+                    for (std::size_t c = 0; c < 3; ++c) {
+                        best[c] = mode == 0 ? std::min(best[c], 1.0 - there[3] * (1.0 - there[c]))
+                                            : std::max(best[c], there[3] * there[c]);
+                    }
+                }
+            }
+            return best;
+        };
+        Picture const expected = Picture::Make(input.width, input.height, input.hasAlpha, search);
+        EXPECT_TRUE(IsNear(Run(settings, input), expected, input.hasAlpha ? kUnfiltered : 0.0))
+            << "radius " << radius << ", mode " << mode << ", shape " << shape;
+    };
+    for (int const mode : {0, 1}) {
+        for (int const shape : {0, 1}) {
+            // Few specks, so that every pixel of a neighbourhood counts.
+            auto const specks = [mode](unsigned width, unsigned height, unsigned every) {
+                Picture const noise = Picture::Noise(width, height, false, 5);
+                return Picture::Make(width, height, false, [&noise, every, mode](unsigned x, unsigned y) {
+                    bool const isSpeck =
+                        std::lround(noise.At(x, y)[0] * 255.0 + noise.At(x, y)[1] * 65025.0) % every == 0;
+                    return isSpeck == (mode == 0) ? Rgba{0.2, 0.4, 0.0, 1} : Rgba{0.8, 0.6, 1.0, 1};
+                });
+            };
+            for (int const radius : {1, 2, 3, 4, 8, 21, 24}) {
+                check(specks(61, 50, static_cast<unsigned>(4 * radius * radius)), radius, mode, shape);
+            }
+            for (int const radius : {25, 44}) {
+                check(specks(90, 141, static_cast<unsigned>(4 * radius * radius)), radius, mode, shape);
+            }
+            ForEachNoise([&](Picture const& input) { check(input, 2, mode, shape); });
+        }
+    }
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

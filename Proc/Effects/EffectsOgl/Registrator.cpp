@@ -25,6 +25,7 @@ class EffectColorMixBurn;
 class EffectColorMixDistinguish;
 class EffectColorMixExchange;
 class EffectColorMixField;
+class EffectErosion;
 class EffectTranspose;
 class EffectFindEdges;
 class EffectPosterize;
@@ -127,6 +128,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectColorMixDistinguish>(registry, &CreateEffect<EffectColorMixDistinguish>);
     RegisterOne<SettingsEffectColorMixExchange>(registry, &CreateEffect<EffectColorMixExchange>);
     RegisterOne<SettingsEffectColorMixField>(registry, &CreateEffect<EffectColorMixField>);
+    RegisterOne<SettingsEffectErosion>(registry, &CreateEffect<EffectErosion>);
     RegisterOne<SettingsEffectTranspose>(registry, &CreateEffect<EffectTranspose>);
     RegisterOne<SettingsEffectFindEdges>(registry, &CreateEffect<EffectFindEdges>);
     RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);

@@ -1,0 +1,240 @@
+// The least (erosion) or the greatest (dilation) value of each channel over a square or a disc around the pixel, exact.
+//
+// Extrema over overlapping stretches may be joined: one over 2 h + 1 pixels becomes one over 2 (h + o) + 1 by a few
+// taps from -o to o that leave no gap, so a stretch needs logarithmically many passes. A square is a stretch along x,
+// then one along y. A disc is the union of its rows (E. Urbach, M. Wilkinson, "Efficient 2-D Grayscale Morphological
+// Transformations With Arbitrary Flat Structuring Elements", 2008): stretches of a few lengths are made, the length
+// doubling, and each row is two taps of the longest that fits into it. A large one is a square, the rows above and
+// below it and the columns beside it. All stretches stand symmetrically about their pixel, so that a tap that the
+// picture's border holds back sees nothing from outside of the neighbourhood.
+//
+// What is transparent counts as the value that changes nothing, what is partly so in part. Alpha is kept.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "Ogl/GlState.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kVisible[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec3 neutral;
+varying vec2 TexCoord0;
+void main() {
+    vec4 c = texture2D(tex, TexCoord0);
+    gl_FragColor = vec4(mix(neutral, c.rgb, c.a), 1.0);
+}
+)glsl";
+
+/// The extremum of `count` taps, each an offset (x, y) in texture coordinates.
+std::string MakeExtremum(char const* function, std::size_t count) {
+    std::string source = fmt::format("#version 120\nuniform sampler2D tex;\nuniform float taps[{}];\n", 2 * count);
+    source += "varying vec2 TexCoord0;\nvoid main() {\n";
+    source += "    vec4 best = texture2D(tex, TexCoord0 + vec2(taps[0], taps[1]));\n";
+    for (std::size_t i = 2; i < 2 * count; i += 2) {
+        source += fmt::format("    best = {}(best, texture2D(tex, TexCoord0 + vec2(taps[{}], taps[{}])));\n", function,
+                              i, i + 1);
+    }
+    return source + "    gl_FragColor = best;\n}\n";
+}
+
+struct Tap {
+    int x, y;  // pixels
+};
+
+/// Taps from -`reach` to `reach` that join stretches of `half` pixels to each side without a gap.
+std::vector<int> Spread(int half, int reach) {
+    int const gaps = std::max((2 * reach + 2 * half) / (2 * half + 1), 1);
+    std::vector<int> offsets;
+    for (int i = 0; i <= gaps; ++i) {
+        offsets.push_back(i * 2 * reach / gaps - reach);
+    }
+    return offsets;
+}
+
+/// How far a stretch of `half` pixels to each side reaches by one more pass.
+int Widen(int half) {
+    constexpr int kMostGaps = 6;
+    return half + kMostGaps * (2 * half + 1) / 2;
+}
+
+class Morphology {
+public:
+    Morphology(ShaderStorage const& shaderStorage, Frame const& picture, bool isDilation)
+        : storage(shaderStorage),
+          width(picture.GetWidth()),
+          height(picture.GetHeight()),
+          function(isDilation ? "max" : "min"),
+          equation(isDilation ? GL_MAX : GL_MIN) {}
+
+    /// The stretches of `from`, `half` pixels to each side of a pixel along one axis, made from those of `before`.
+    Frame Lengthen(Frame const& from, int before, int half, bool isAlongX) const {
+        Frame current = from;
+        while (before < half) {
+            int const next = std::min(half, Widen(before));
+            std::vector<Tap> taps;
+            for (int const offset : Spread(before, next - before)) {
+                taps.push_back(isAlongX ? Tap{offset, 0} : Tap{0, offset});
+            }
+            Frame wider = Frame::Create();
+            wider.Allocate(PixFmt::Rgb24, width, height);
+            Draw(current, taps, wider.GetFirstTexture());
+            current = wider;
+            before = next;
+        }
+        return current;
+    }
+
+    /// Joins what `target` shows with the extremum of the taps; its alpha stays.
+    void Accumulate(Frame const& from, std::vector<Tap> const& taps, DataVideoOGL& target) const {
+        EnableState const blend(GL_BLEND);
+        glBlendFuncSeparate(GL_ONE, GL_ONE, GL_ZERO, GL_ONE);
+        glBlendEquationSeparate(equation, GL_FUNC_ADD);
+        for (std::size_t i = 0; i < taps.size(); i += kMostTaps) {
+            auto const first = taps.begin() + static_cast<std::ptrdiff_t>(i);
+            auto const count = std::min(kMostTaps, taps.size() - i);
+            Draw(from, {first, first + static_cast<std::ptrdiff_t>(count)}, target.FrameData().GetFirstTexture());
+        }
+        glBlendEquation(GL_FUNC_ADD);
+    }
+
+private:
+    static constexpr std::size_t kMostTaps = 32;
+
+    void Draw(Frame const& from, std::vector<Tap> const& taps, Texture const& target) const {
+        constexpr std::size_t kRounding = 4;  // keeps the number of programs small
+        std::size_t const count =
+            taps.size() <= 2 ? taps.size() : (taps.size() + kRounding - 1) / kRounding * kRounding;
+        std::vector<float> offsets;
+        for (std::size_t i = 0; i < count; ++i) {
+            Tap const& tap = taps[std::min(i, taps.size() - 1)];
+            offsets.push_back(static_cast<float>(tap.x) / static_cast<float>(width));
+            offsets.push_back(static_cast<float>(tap.y) / static_cast<float>(height));
+        }
+        Pass(storage, fmt::format("EffectErosion_{}_{}", function, count),
+             [&] { return MakeExtremum(function, count); })
+            .Texture("tex", 0, from, TextureFilter::Nearest)
+            .Set("taps", offsets)
+            .DrawTo(target);
+    }
+
+    ShaderStorage const& storage;
+    std::uint32_t width;
+    std::uint32_t height;
+    char const* function;
+    GLenum equation;
+};
+
+void DrawSquare(Morphology const& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
+    Frame const rows = morphology.Lengthen(picture, 0, radius, true);
+    int half = 0;
+    while (Widen(half) < radius) {
+        half = Widen(half);
+    }
+    Frame const almost = morphology.Lengthen(rows, 0, half, false);
+    std::vector<Tap> taps;
+    for (int const offset : Spread(half, radius - half)) {
+        taps.push_back({0, offset});
+    }
+    morphology.Accumulate(almost, taps, target);
+}
+
+/// A disc of pixels whose centres lie within `radius` + 1/2.
+struct Disc {
+    int radius;
+
+    /// Half the length of the row `y`; no whole number lies between r^2 + r and (r + 1/2)^2.
+    int HalfRow(int y) const { return static_cast<int>(std::sqrt(radius * (radius + 1.0) - y * y)); }
+};
+
+/// Those rows (columns) of the disc that are more than `inner` pixels from its centre.
+void DrawRows(Morphology const& morphology, Frame const& picture, Disc const& disc, int inner, bool isAlongX,
+              DataVideoOGL& target) {
+    int const longest = disc.HalfRow(inner + 1);
+    Frame stretches = picture;
+    int half = 0;
+    for (int next = disc.HalfRow(disc.radius); next <= longest; next = 2 * half) {
+        stretches = morphology.Lengthen(stretches, half, next, isAlongX);
+        half = next;
+        bool const isLast = 2 * half > longest;
+        std::vector<Tap> taps;
+        auto const add = [&](int along, int across) {
+            taps.push_back(isAlongX ? Tap{along, across} : Tap{across, along});
+        };
+        for (int across = -disc.radius; across <= disc.radius; ++across) {
+            int const reach = disc.HalfRow(across) - half;
+            if (std::abs(across) > inner && reach >= 0 && (reach < half || (reach == half && isLast))) {
+                add(-reach, across);
+                if (reach > 0) {
+                    add(reach, across);
+                }
+            }
+        }
+        morphology.Accumulate(stretches, taps, target);
+    }
+}
+
+void DrawDisc(Morphology const& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
+    constexpr int kLargestOfRows = 24;  // up to here rows alone are cheaper
+    Disc const disc{radius};
+    if (radius <= kLargestOfRows) {
+        DrawRows(morphology, picture, disc, -1, true, target);
+        return;
+    }
+    // The square in the disc saves the middle rows and columns.
+    int const inner = static_cast<int>(std::sqrt(radius * (radius + 1.0) / 2.0));
+    DrawSquare(morphology, picture, inner, target);
+    DrawRows(morphology, picture, disc, inner, true, target);
+    DrawRows(morphology, picture, disc, inner, false, target);
+}
+
+}  // namespace
+
+class EffectErosion final : public EffectWithSettings<Proc::SettingsEffectErosion> {
+public:
+    void SetSettings(Proc::Settings const& value) override {
+        auto const& given = dynamic_cast<Proc::SettingsEffectErosion const&>(value);
+        RequireChoice(given, "mode");
+        RequireChoice(given, "shape");
+        EffectWithSettings::SetSettings(value);
+    }
+
+    void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        DrawUnchanged(*dst, *src, storage);
+        Frame picture = src->FrameData().ConvertToRGBA(storage);
+        int const radius =
+            static_cast<int>(std::lround(settings.GetSize() * std::max(picture.GetWidth(), picture.GetHeight())));
+        if (radius <= 0) {
+            return;
+        }
+        bool const isDilation = settings.GetMode() != 0;
+        if (PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha()) {
+            Frame visible = Frame::Create();
+            visible.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
+            Pass(storage, "EffectErosion_visible", kVisible)
+                .Texture("tex", 0, picture, TextureFilter::Nearest)
+                .Set("neutral", glm::vec3(isDilation ? 0.0F : 1.0F))
+                .DrawTo(visible);
+            picture = visible;
+        }
+        Morphology const morphology(storage, picture, isDilation);
+        (settings.GetShape() == 0 ? DrawSquare : DrawDisc)(morphology, picture, radius, *dst);
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectErosion>();
+
+}  // namespace Kaltor::Ogl
