@@ -40,10 +40,9 @@ constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"},
 constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"}};
 
 /// Pictures that the defaults may leave as they are.
-constexpr std::array kInvisible{Exemption{"Resizer", "a picture of the wanted size passes"},
-                                Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"}};
 constexpr std::array kInvisible{
     Exemption{"Resizer", "a picture of the wanted size passes"},
+    Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"},
     Exemption{"EffectErosion", "its radius is less than half a pixel of so small a picture"}};
 
 /// Transitions that do not begin with exactly the first picture, or do not end with exactly the second; what they show
