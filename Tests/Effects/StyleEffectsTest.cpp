@@ -191,5 +191,53 @@ TEST_F(StyleEffectsTest, MosaicOfPixelsIsThePicture) {
     }
 }
 
+TEST_F(StyleEffectsTest, GlassBricksBendThePicture) {
+    SettingsEffectGlassMosaic settings;
+    settings.SetCount(3);
+    settings.SetStrength(0.7);
+    settings.SetBevel(0.0);
+    for (Size const size : kSizes) {
+        Picture const input = Picture::Corners(size.width, size.height, true);
+        Picture const actual = Run(settings, input);
+        double const side = std::min(size.width, size.height) / 3.0;
+        Picture const expected = Picture::Make(size.width, size.height, true, [&](unsigned x, unsigned y) {
+            struct Place {
+                double middle, q;
+            };
+            auto const find = [side](double at, unsigned length) {
+                double const parity = std::fmod(std::ceil(length / side), 2.0) / 2.0;
+                double const brick = std::floor((at - length / 2.0) / side + parity) + 0.5 - parity;
+                double const middle = length / 2.0 + brick * side;
+                return Place{middle, 2.0 * (at - middle) / side};
+            };
+            Place const h = find(x + 0.5, size.width);
+            Place const v = find(size.height - y - 0.5, size.height);
+            if (std::max(std::fabs(h.q), std::fabs(v.q)) > 1.0 - 1.0 / side) {
+                return actual.At(x, y);  // in two bricks
+            }
+            double const lens = side / 2.0 * (1.0 + 0.7 * (0.7 + 0.8 * (h.q * h.q + v.q * v.q)));
+            auto const mirror = [](double at) { return 1.0 - std::fabs(1.0 - std::fabs(at)); };
+            return input.Sample(mirror((h.middle + h.q * lens) / size.width),
+                                mirror((v.middle + v.q * lens) / size.height));
+        });
+        EXPECT_TRUE(IsNear(actual, expected, kFiltered)) << size.width << "x" << size.height;
+    }
+}
+
+TEST_F(StyleEffectsTest, GlassBricksAreLitFromTheUpperLeft) {
+    SettingsEffectGlassMosaic settings;
+    settings.SetCount(2);
+    Picture const lit = Run(settings, Picture::Flat(60, 40, {0.4, 0.4, 0.4, 1}));
+    // The middle one of three bricks of 20 pixels a row.
+    double const left = lit.At(22, 10)[0];
+    double const right = lit.At(37, 10)[0];
+    double const top = lit.At(30, 2)[0];
+    double const bottom = lit.At(30, 17)[0];
+    EXPECT_GT(std::min(left, top), 0.44);
+    EXPECT_LT(std::max(right, bottom), 0.39);
+    EXPECT_LT(lit.At(20, 10)[0], 0.3) << "the joint";
+    EXPECT_NEAR(lit.At(30, 10)[0], 0.4, 0.05);
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

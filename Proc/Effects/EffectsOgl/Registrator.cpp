@@ -32,6 +32,7 @@ class EffectPosterize;
 class EffectTwirl;
 class EffectPopArt;
 class EffectStripes;
+class EffectGlassMosaic;
 class EffectMosaic;
 class EffectDiffuse;
 class EffectPanAndZoom;
@@ -134,6 +135,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
+    RegisterOne<SettingsEffectGlassMosaic>(registry, &CreateEffect<EffectGlassMosaic>);
     RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);
     RegisterOne<SettingsEffectMosaic>(registry, &CreateEffect<EffectMosaic>);
     RegisterOne<SettingsEffectDiffuse>(registry, &CreateEffect<EffectDiffuse>);
