@@ -227,16 +227,16 @@ TEST_F(StyleEffectsTest, GlassBricksBendThePicture) {
 TEST_F(StyleEffectsTest, GlassBricksAreLitFromTheUpperLeft) {
     SettingsEffectGlassMosaic settings;
     settings.SetCount(2);
-    Picture const lit = Run(settings, Picture::Flat(60, 40, {0.4, 0.4, 0.4, 1}));
-    // The middle one of three bricks of 20 pixels a row.
-    double const left = lit.At(22, 10)[0];
-    double const right = lit.At(37, 10)[0];
-    double const top = lit.At(30, 2)[0];
-    double const bottom = lit.At(30, 17)[0];
+    Picture const lit = Run(settings, Picture::Flat(300, 200, {0.4, 0.4, 0.4, 1}));
+    // The middle one of three bricks of 100 pixels.
+    double const left = lit.At(104, 50)[0];
+    double const right = lit.At(195, 50)[0];
+    double const top = lit.At(150, 4)[0];
+    double const bottom = lit.At(150, 95)[0];
     EXPECT_GT(std::min(left, top), 0.44);
-    EXPECT_LT(std::max(right, bottom), 0.39);
-    EXPECT_LT(lit.At(20, 10)[0], 0.3) << "the joint";
-    EXPECT_NEAR(lit.At(30, 10)[0], 0.4, 0.05);
+    EXPECT_LT(std::max(right, bottom), 0.38);
+    EXPECT_LT(lit.At(100, 50)[0], 0.3) << "the joint";
+    EXPECT_NEAR(lit.At(140, 40)[0], 0.42, 0.03);
 }
 
 }  // namespace

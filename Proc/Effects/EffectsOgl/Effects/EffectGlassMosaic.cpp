@@ -8,13 +8,14 @@
 #include "Proc/Effects/EffectsOgl/Effects/BlockGrid.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Premultiplied.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
 namespace {
 
 constexpr char kFragment[] = R"glsl(#version 120
-uniform sampler2D tex;
+uniform sampler2D tex;  // premultiplied
 uniform vec2 blocks;
 uniform vec2 first;
 uniform vec2 pixel;      // bricks
@@ -40,7 +41,7 @@ float FindSlope(float distance) {
     float t = clamp(1.0 + distance / max(rim.x, 1.0e-4), 0.0, 1.0);
     return t * t;
 }
-// The picture's colour behind the point `p`, bricks, premultiplied.
+// The picture's colour behind the point `p`, bricks.
 vec4 Look(vec2 p) {
     vec2 cell = floor(p);
     vec2 q = (p - cell) * 2.0 - vec2(1.0);
@@ -49,8 +50,7 @@ vec4 Look(vec2 p) {
     bent -= outline.yz * (FindSlope(outline.x) * rim.x * 1.3);
     vec2 at = (cell + bent * 0.5 + vec2(0.5) - first) / blocks;
     at = vec2(1.0) - abs(vec2(1.0) - abs(at));  // mirrored beyond the picture's edge
-    vec4 color = texture2D(tex, at);
-    return vec4(color.rgb * color.a, color.a);
+    return texture2D(tex, at);
 }
 
 void main() {
@@ -95,10 +95,11 @@ public:
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        Premultiplied const premultiplied(picture, storage);
         BlockGrid const grid(src->GetFrameInfo(), std::max(settings.GetCount(), 1));
         glm::dvec2 const pixel = grid.blocks / glm::dvec2(picture.GetWidth(), picture.GetHeight());
         Pass(storage, "EffectGlassMosaic", kFragment)
-            .Texture("tex", 0, picture)
+            .Texture("tex", 0, premultiplied.Get())
             .Set("blocks", glm::vec2(grid.blocks))
             .Set("first", glm::vec2(grid.first))
             .Set("pixel", glm::vec2(pixel))
