@@ -200,5 +200,91 @@ TEST_F(ShaderTransitionsTest, PixelsScatterOneByOne) {
     }
 }
 
+/// Where a pixel lies along the way of a brush from the middle of the picture, in parts of the longer side.
+double GetAlong(Picture const& like, double degrees, double s, double t) {
+    double const longer = std::max(like.width, like.height);
+    double const angle = degrees * std::numbers::pi / 180;
+    return ((s - 0.5) * like.width * std::cos(angle) + (t - 0.5) * like.height * std::sin(angle)) / longer;
+}
+
+TEST_F(ShaderTransitionsTest, SmearWithoutStrengthIsASoftWipe) {
+    for (double const degrees : {0.0, 90.0, -90.0, 180.0, 35.0, -120.0}) {
+        for (double const softness : {0.02, 0.3, 1.0}) {
+            Proc::SettingsTransitionSmear settings;
+            settings.SetAngle(degrees);
+            settings.SetStrength(0.0);
+            settings.SetSoftness(softness);
+            Expect(settings, {0.01, 0.3, 0.6}, [&](Picture const& first, Picture const& second, double p) {
+                double const reach = std::max({GetAlong(first, degrees, 0, 0), GetAlong(first, degrees, 0, 1),
+                                               GetAlong(first, degrees, 1, 0), GetAlong(first, degrees, 1, 1)});
+                double const front = p * (2 * reach + softness) - reach;
+                Picture const from = Multiplied(first);
+                Picture const to = Multiplied(second);
+                return ForEachPixel(first, [&](double s, double t) {
+                    double const x = std::clamp((front - GetAlong(first, degrees, s, t)) / softness, 0.0, 1.0);
+                    Rgba const color = Mix(from.SampleNearest(s, t), to.SampleNearest(s, t), x * x * (3 - 2 * x));
+                    return color[3] < 0.5 / 255 ? Rgba{} : Straight(color);
+                });
+            });
+        }
+    }
+}
+
+TEST_F(ShaderTransitionsTest, SmearDrawsColoursAlongItsWayAndSettles) {
+    constexpr double kStrength = 0.4;
+    constexpr double kSoftness = 0.1;
+    for (double const degrees : {0.0, 90.0, 180.0, 60.0}) {
+        Proc::SettingsTransitionSmear settings;
+        settings.SetAngle(degrees);
+        settings.SetStrength(kStrength);
+        settings.SetSoftness(kSoftness);
+        Picture const first = MakeNoise({90, 70}, false, 1);
+        Picture const second = MakeNoise({90, 70}, false, 2);
+        // Red against green tells how far across the way a pixel lies; light does not change it.
+        Picture const bands = ForEachPixel(first, [degrees](double s, double t) {
+            return Rgba{0.5, 0.3 + 0.2 * GetAlong(Picture(90, 70), degrees + 90, s, t), 0, 1};
+        });
+        Picture const edge = ForEachPixel(first, [degrees](double s, double t) {
+            return GetAlong(Picture(90, 70), degrees, s, t) < 0 ? Rgba{0, 0, 0, 1} : Rgba{1, 1, 1, 1};
+        });
+        for (double const p : {0.25, 0.5, 0.75}) {
+            Picture const drawn = Run(settings, first, second, {.progress = p});
+            Picture const banded = Run(settings, bands, bands, {.progress = p});
+            Picture const edged = Run(settings, edge, edge, {.progress = p});
+            double const reach =
+                std::max(std::fabs(GetAlong(first, degrees, 1, 1)), std::fabs(GetAlong(first, degrees, 1, 0)));
+            constexpr double kRagged = 0.25 * kStrength;
+            constexpr double kAhead = 0.16 * kStrength;
+            constexpr double kSettling = kSoftness + 0.5 * kStrength;
+            double const front = (kRagged + kAhead + reach) * (p - 1) + p * (reach + kRagged + kSettling);
+            unsigned darkened = 0;
+            for (unsigned y = 0; y < drawn.height; ++y) {
+                for (unsigned x = 0; x < drawn.width; ++x) {
+                    double const behind =
+                        front - GetAlong(first, degrees, (x + 0.5) / drawn.width, 1 - (y + 0.5) / drawn.height);
+                    if (behind < -kRagged - kAhead || behind > kRagged + kSettling) {
+                        Rgba const& still = (behind < 0 ? first : second).At(x, y);
+                        for (std::size_t c = 0; c < 3; ++c) {
+                            ASSERT_NEAR(drawn.At(x, y)[c], still[c], kUnfiltered) << x << ", " << y << " at " << p;
+                        }
+                    }
+                    darkened += edge.At(x, y)[0] == 1 && edged.At(x, y)[0] < 0.2 ? 1 : 0;
+                    if (GetAlong(first, degrees, (x - 1.5) / drawn.width, 1 - (y + 2.5) / drawn.height) < 0 &&
+                        GetAlong(first, degrees, (x + 2.5) / drawn.width, 1 - (y - 1.5) / drawn.height) < 0) {
+                        ASSERT_LE(edged.At(x, y)[0], 0) << "paint drawn backwards " << x << ", " << y << " at " << p;
+                    }
+                    Rgba const& band = banded.At(x, y);
+                    double const wanted = bands.At(x, y)[1] / bands.At(x, y)[0];
+                    // Mirrored at the borders, slanting strokes change their bands.
+                    if (std::fmod(degrees, 90) == 0) {
+                        ASSERT_NEAR(band[1] / band[0], wanted, 2 * kFiltered) << x << ", " << y << " at " << p;
+                    }
+                }
+            }
+            EXPECT_EQ(darkened > 100, p == 0.5) << darkened << " at " << p;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -65,6 +65,7 @@ class TransitionPush;
 class TransitionBlinds;
 class TransitionScale;
 class TransitionZoom;
+class TransitionSmear;
 class TransitionOrigamiValley;
 class TransitionOrigamiFlips;
 class TransitionOrigamiPleats;
@@ -173,6 +174,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionBlinds>(registry, &Create<TransitionBlinds>);
     RegisterTwo<SettingsTransitionScale>(registry, &Create<TransitionScale>);
     RegisterTwo<SettingsTransitionZoom>(registry, &Create<TransitionZoom>);
+    RegisterTwo<SettingsTransitionSmear>(registry, &Create<TransitionSmear>);
     RegisterTwo<SettingsTransitionOrigamiValley>(registry, &Create<TransitionOrigamiValley>);
     RegisterTwo<SettingsTransitionOrigamiFlips>(registry, &Create<TransitionOrigamiFlips>);
     RegisterTwo<SettingsTransitionOrigamiPleats>(registry, &Create<TransitionOrigamiPleats>);

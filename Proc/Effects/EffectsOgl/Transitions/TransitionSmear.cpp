@@ -1,0 +1,205 @@
+// A broad brush goes over the wet outgoing picture and draws it out along its way, bristle by bristle, while the
+// incoming picture comes up behind it, smeared at first, and settles. How far a bristle draws paint, how far it leads or
+// lags and where it leaves a ridge comes from a map of streaks, long along the way and fine across it.
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include <glm/geometric.hpp>
+
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Premultiplied.h"
+#include "Proc/Settings/SettingsMotionTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+// Value noise of several scales, from (across, along): how far paint is drawn, the lead of the edge, the light on
+// ridges (one half where there is none), where between its taps a bristle samples.
+constexpr char kStreaks[] = R"glsl(#version 120
+uniform sampler2D noise;
+varying vec2 TexCoord0;
+vec4 Noise(vec2 cells, vec2 offset) {
+    vec2 at = TexCoord0 * cells + offset;
+    vec2 cell = floor(at);
+    vec2 f = at - cell;
+    return texture2D(noise, (cell + f * f * (vec2(3.0) - 2.0 * f) + vec2(0.5)) / 512.0);
+}
+void main() {
+    vec4 broad = Noise(vec2(14.0, 3.0), vec2(0.0));
+    vec4 middle = Noise(vec2(57.0, 4.0), vec2(31.0, 71.0));
+    vec4 fine = Noise(vec2(400.0, 6.0), vec2(5.0, 137.0));
+    float pull = 0.5 * broad.r + 0.38 * middle.r + 0.12 * fine.r;
+    float lead = 0.45 * broad.g + 0.38 * middle.g + 0.17 * fine.g;
+    float ridge = fine.b - Noise(vec2(400.0, 6.0), vec2(5.35, 137.0)).b;
+    float groove = middle.b - Noise(vec2(57.0, 4.0), vec2(31.2, 71.0)).b;
+    gl_FragColor = vec4(clamp(1.7 * pull - 0.35, 0.0, 1.0), clamp(1.7 * lead - 0.35, 0.0, 1.0),
+                        0.5 + 0.5 * (0.6 * ridge + 0.4 * groove), fine.a);
+}
+)glsl";
+
+// The mean along the way of the brush, so that a few samples further on make a streak without gaps.
+constexpr char kBlur[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec2 way;  // texture coordinates
+varying vec2 TexCoord0;
+vec2 Mirror(vec2 coord) {
+    return vec2(1.0) - abs(vec2(1.0) - abs(coord));
+}
+void main() {
+    vec4 sum = vec4(0.0);
+    for (int i = 0; i < 6; ++i) {
+        sum += texture2D(tex, Mirror(TexCoord0 + way * ((float(i) - 2.5) / 6.0)));
+    }
+    gl_FragColor = sum / 6.0;
+}
+)glsl";
+
+// Lengths are parts of the picture's longer side. Where paint has hardly moved a sharp sample takes over.
+constexpr char kFragment[] = R"glsl(#version 120
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform sampler2D blurred1;
+uniform sampler2D blurred2;
+uniform sampler2D streaks;
+uniform vec2 scale;      // of texture coordinates to lengths
+uniform vec2 direction;
+uniform float extent;    // of the map of streaks
+uniform float front;
+uniform float ahead;     // how far before the front paint begins to move
+uniform float border;    // from the one picture to the other
+uniform float ragged;
+uniform float settling;  // behind the front
+uniform float pull;
+uniform float light;     // on ridges
+varying vec2 TexCoord0;
+vec2 Mirror(vec2 coord) {
+    return vec2(1.0) - abs(vec2(1.0) - abs(coord));
+}
+vec4 Smear(sampler2D sharp, sampler2D blurred, vec2 way, float jitter, float amount) {
+    vec2 coord = TexCoord0 - way * jitter;
+    vec4 sum = vec4(0.0);
+    for (int i = 0; i < 5; ++i) {
+        sum += texture2D(blurred, Mirror(coord));
+        coord -= way;
+    }
+    vec4 still = texture2D(sharp, Mirror(TexCoord0 - 2.5 * way));
+    return mix(still, sum / 5.0, clamp(2.5 * amount, 0.0, 1.0));
+}
+void main() {
+    vec2 place = (TexCoord0 - vec2(0.5)) * scale;
+    float along = dot(place, direction);
+    float across = direction.x * place.y - direction.y * place.x;
+    vec4 streak = texture2D(streaks, vec2(across, along) / extent + vec2(0.5));
+    float behind = front - along + ragged * (streak.g - 0.5);
+    float weight = smoothstep(0.0, border, behind);
+    float drawn = smoothstep(-ahead, 0.0, behind);
+    float wet = 1.0 - smoothstep(0.0, settling, behind);
+    vec2 way = direction / scale * (pull * streak.r / 5.0);
+    vec4 from = Smear(tex1, blurred1, way * drawn, streak.a, drawn * streak.r);
+    vec4 to = Smear(tex2, blurred2, way * wet, streak.a, wet * streak.r);
+    vec4 color = mix(from, to, weight);
+    color.rgb *= 1.0 + light * mix(drawn, wet, weight) * (streak.b - 0.5);
+    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+}
+)glsl";
+
+/// Length of the map of streaks along both axes: more than a square's diagonal.
+constexpr double kExtent = 1.5;
+
+/// The picture at a fixed size, whatever its own, and blurred along `way`; colours multiplied by alpha.
+PooledTexture MakeBlurred(Frame const& picture, glm::vec2 const& way, ShaderStorage const& storage) {
+    constexpr double kLongerSide = 640.0;
+    double const factor = std::min(kLongerSide / std::max(picture.GetWidth(), picture.GetHeight()), 1.0);
+    auto const reduce = [factor](std::uint32_t side) {
+        return static_cast<std::uint32_t>(std::max(std::lround(side * factor), 1L));
+    };
+    Frame small;
+    small.Allocate(picture.GetPixFmt(), reduce(picture.GetWidth()), reduce(picture.GetHeight()));
+    storage.FBO().Attach(small.GetFirstTexture());
+    picture.Draw(storage.Quad(), storage);
+    Premultiplied const premultiplied(small, storage);
+    PooledTexture blurred(premultiplied.Get().GetForm());
+    Pass(storage, "TransitionSmearBlur", kBlur).Texture("tex", 0, premultiplied.Get()).Set("way", way).DrawTo(blurred.Get());
+    return blurred;
+}
+
+}  // namespace
+
+class TransitionSmear final : public TransitionWithSettings<Proc::SettingsTransitionSmear> {
+public:
+    class CacheImpl final : public OglCache {
+    public:
+        Texture const& Get(ShaderStorage const& storage) {
+            if (!streaks) {
+                constexpr std::uint32_t kAcross = 1024;
+                constexpr std::uint32_t kAlong = 64;
+                streaks = Texture({kAcross, kAlong, TexelFormat::Rgba16, false});
+                Pass(storage, "TransitionSmearStreaks", kStreaks).Texture("noise", 0, storage.Noise()).DrawTo(streaks);
+            }
+            return streaks;
+        }
+
+    private:
+        Texture streaks;
+    };
+
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache* cache) const override {
+        auto& streaks = GetCache<CacheImpl>(cache);
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {
+            return;
+        }
+        Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
+        Frame const incoming = second->FrameData().ConvertToRGBA(storage);
+        auto const aspect = static_cast<float>(GetDisplayAspect(first->GetFrameInfo()));
+        glm::vec2 const scale(std::min(aspect, 1.0F), std::min(1.0F / aspect, 1.0F));
+        double const angle = settings.GetAngle() * std::numbers::pi / 180.0;
+        glm::vec2 const direction(std::cos(angle), std::sin(angle));
+        double const reach = 0.5 * static_cast<double>(glm::dot(glm::abs(direction), scale));
+
+        double const strength = settings.GetStrength();
+        double const pull = 0.5 * strength;
+        double const border = std::max(settings.GetSoftness(), 0.01);
+        double const ragged = 0.5 * strength;
+        double const ahead = 0.16 * strength;
+        double const settling = border + pull;
+        // From where nothing has begun anywhere to where all has settled.
+        double const begin = -reach - 0.5 * ragged - ahead;
+        double const end = reach + 0.5 * ragged + settling;
+
+        Premultiplied const from(outgoing, storage);
+        Premultiplied const to(incoming, storage);
+        glm::vec2 const way = direction / scale * static_cast<float>(pull / 5.0);
+        PooledTexture const blurredFrom = MakeBlurred(outgoing, way, storage);
+        PooledTexture const blurredTo = MakeBlurred(incoming, way, storage);
+        Texture const& map = streaks.Get(storage);
+        Pass(storage, "TransitionSmear", kFragment)
+            .Texture("tex1", 0, from.Get())
+            .Texture("tex2", 1, to.Get())
+            .Texture("blurred1", 2, blurredFrom.Get())
+            .Texture("blurred2", 3, blurredTo.Get())
+            .Texture("streaks", 4, map)
+            .Set("scale", scale)
+            .Set("direction", direction)
+            .Set("extent", kExtent)
+            .Set("front", begin + progress * (end - begin))
+            .Set("ahead", ahead)
+            .Set("border", border)
+            .Set("ragged", ragged)
+            .Set("settling", settling)
+            .Set("pull", pull)
+            .Set("light", 1.2 * std::min(5.0 * strength, 1.0))
+            .DrawTo(*dst);
+    }
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionSmear>();
+
+}  // namespace Kaltor::Ogl
