@@ -56,6 +56,7 @@ ordered_json ToJson(CatalogEntry const& entry) {
     }
     return {{"name", entry.name},
             {"kind", GetName(entry.kind)},
+            {"summary", settings->GetSummary()},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
             {"fields", fields}};
@@ -92,7 +93,9 @@ std::string InputsOf(CatalogEntry const& entry) {
 }
 
 std::string Describe(CatalogEntry const& entry) {
-    std::string text = fmt::format("{} ({}): takes {}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry));
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
+                                   settings->GetSummary());
     std::string const fields = DescribeFields(entry, "  ");
     text += fields.empty() ? "It has nothing to set.\n"
                            : "\nWhat can be set, its type, its default and what it takes:\n" + fields;
@@ -101,7 +104,6 @@ std::string Describe(CatalogEntry const& entry) {
                                       entry.takesMore    ? "BASE.png OVERLAY.png"
                                       : entry.isTwoInput ? "A.png B.png --progress 0.5"
                                                          : "IN.png");
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
     if (!settings->GetFields().empty()) {
         Field const& first = settings->GetFields().front();
         std::string const value = first.Format(first.get(*settings));
@@ -132,8 +134,8 @@ void AddList(CLI::App& app, Action& action) {
             }
             std::string text;
             for (CatalogEntry const& entry : catalog.GetEntries()) {
-                text +=
-                    fmt::format("{} ({})\n{}", Bold(entry.name), GetName(entry.kind), DescribeFields(entry, "    "));
+                text += fmt::format("{} ({}): {}\n{}", Bold(entry.name), GetName(entry.kind),
+                                    MakeSettings(entry.name, {})->GetSummary(), DescribeFields(entry, "    "));
             }
             WriteOut(text);
             return 0;

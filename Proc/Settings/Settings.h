@@ -59,11 +59,13 @@ struct Field {
     FieldValue Parse(std::string_view text) const;
 };
 
-/// Base of all settings classes. Each has a static `CLASS_ID`, whose text is the class's short name.
+/// Base of all settings classes. Each has a static `CLASS_ID`, whose text is the class's short name, and a `SUMMARY`.
 class Settings {
 public:
     virtual ~Settings() = default;
     virtual std::string const& GetClassId() const = 0;
+    /// One sentence for people: what a viewer sees.
+    virtual std::string_view GetSummary() const = 0;
     /// In order of declaration.
     virtual std::vector<Field> const& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Clone() const = 0;
@@ -84,6 +86,7 @@ template <typename Derived>
 class SettingsOf : public Settings {
 public:
     std::string const& GetClassId() const override { return Derived::CLASS_ID; }
+    std::string_view GetSummary() const override { return Derived::SUMMARY; }
     std::vector<Field> const& GetFields() const override {
         static std::vector<Field> const fields = Derived::DeclareFields();
         return fields;

@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 class SettingsTransitionCrossfade final : public SettingsOf<SettingsTransitionCrossfade> {
 public:
     static inline std::string const CLASS_ID = "TransitionCrossfade";
+    static constexpr std::string_view SUMMARY = "Dissolves the outgoing picture into the incoming one.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -14,6 +15,7 @@ public:
 class SettingsTransitionFadeInFadeOut final : public SettingsOf<SettingsTransitionFadeInFadeOut> {
 public:
     static inline std::string const CLASS_ID = "TransitionFadeInFadeOut";
+    static constexpr std::string_view SUMMARY = "Fades the outgoing picture out to black, then the incoming one in.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -21,6 +23,7 @@ public:
 class SettingsTransitionFlash final : public SettingsOf<SettingsTransitionFlash> {
 public:
     static inline std::string const CLASS_ID = "TransitionFlash";
+    static constexpr std::string_view SUMMARY = "A flash of light turns the outgoing picture into the incoming one.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -28,6 +31,8 @@ public:
 class SettingsTransitionBlur final : public SettingsOf<SettingsTransitionBlur> {
 public:
     static inline std::string const CLASS_ID = "TransitionBlur";
+    static constexpr std::string_view SUMMARY =
+        "The pictures cross-fade while one goes out of focus, the other comes into it, or both.";
 
     std::int32_t GetMode() const { return mode; }
     void SetMode(std::int32_t value) { mode = value; }

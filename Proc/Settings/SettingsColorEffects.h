@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 class SettingsEffectColorMixBurn final : public SettingsOf<SettingsEffectColorMixBurn> {
 public:
     static inline std::string const CLASS_ID = "EffectColorMixBurn";
+    static constexpr std::string_view SUMMARY = "Burns the colours in: shadows sink to black, and what is left glows.";
 
     double GetStrength() const { return strength; }
     void SetStrength(double value) { strength = value; }
@@ -23,6 +24,7 @@ private:
 class SettingsEffectColorMixDistinguish final : public SettingsOf<SettingsEffectColorMixDistinguish> {
 public:
     static inline std::string const CLASS_ID = "EffectColorMixDistinguish";
+    static constexpr std::string_view SUMMARY = "Keeps one colour and lets all others fall off to grey.";
 
     Color const& GetColor() const { return color; }
     void SetColor(Color const& value) { color = value; }
@@ -43,6 +45,8 @@ private:
 class SettingsEffectColorMixExchange final : public SettingsOf<SettingsEffectColorMixExchange> {
 public:
     static inline std::string const CLASS_ID = "EffectColorMixExchange";
+    static constexpr std::string_view SUMMARY =
+        "Inverts each channel by an amount of its own, for colours that change places.";
 
     Color const& GetColor() const { return color; }
     void SetColor(Color const& value) { color = value; }
@@ -58,6 +62,7 @@ private:
 class SettingsEffectColorMixField final : public SettingsOf<SettingsEffectColorMixField> {
 public:
     static inline std::string const CLASS_ID = "EffectColorMixField";
+    static constexpr std::string_view SUMMARY = "Fills everything brighter than a threshold with shades of one colour.";
 
     double GetThreshold() const { return threshold; }
     void SetThreshold(double value) { threshold = value; }
@@ -83,6 +88,7 @@ private:
 class SettingsEffectInvert final : public SettingsOf<SettingsEffectInvert> {
 public:
     static inline std::string const CLASS_ID = "EffectInvert";
+    static constexpr std::string_view SUMMARY = "Turns every colour into its complement, as on a negative.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -90,6 +96,7 @@ public:
 class SettingsEffectPosterize final : public SettingsOf<SettingsEffectPosterize> {
 public:
     static inline std::string const CLASS_ID = "EffectPosterize";
+    static constexpr std::string_view SUMMARY = "Brings brightness down to a few levels, as on a poster.";
 
     std::int32_t GetLevels() const { return levels; }
     void SetLevels(std::int32_t value) { levels = value; }
@@ -106,6 +113,7 @@ private:
 class SettingsEffectRetroColors final : public SettingsOf<SettingsEffectRetroColors> {
 public:
     static inline std::string const CLASS_ID = "EffectRetroColors";
+    static constexpr std::string_view SUMMARY = "Gives the picture the colours of old films and prints.";
 
     std::int32_t GetMode() const { return mode; }
     void SetMode(std::int32_t value) { mode = value; }
@@ -122,6 +130,8 @@ private:
 class SettingsEffectPopArt final : public SettingsOf<SettingsEffectPopArt> {
 public:
     static inline std::string const CLASS_ID = "EffectPopArt";
+    static constexpr std::string_view SUMMARY =
+        "Repeats the picture as a set of screen prints, each in inks of its own.";
 
     double GetSaturation() const { return saturation; }
     void SetSaturation(double value) { saturation = value; }
@@ -156,6 +166,7 @@ private:
 class SettingsEffectOpacity final : public SettingsOf<SettingsEffectOpacity> {
 public:
     static inline std::string const CLASS_ID = "EffectOpacity";
+    static constexpr std::string_view SUMMARY = "Makes the picture translucent.";
 
     double GetOpacity() const { return opacity; }
     void SetOpacity(double value) { opacity = value; }
@@ -171,6 +182,8 @@ private:
 class SettingsEffectVideoFadeInFadeOut final : public SettingsOf<SettingsEffectVideoFadeInFadeOut> {
 public:
     static inline std::string const CLASS_ID = "EffectVideoFadeInFadeOut";
+    static constexpr std::string_view SUMMARY =
+        "Fades the picture in from black, or from nothing where the output has alpha.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -178,6 +191,8 @@ public:
 class SettingsEffectChromakey final : public SettingsOf<SettingsEffectChromakey> {
 public:
     static inline std::string const CLASS_ID = "EffectChromakey";
+    static constexpr std::string_view SUMMARY =
+        "Makes a key colour transparent, as of a green screen, with soft edges and no green rims.";
 
     Color const& GetColor() const { return color; }
     void SetColor(Color const& value) { color = value; }

@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 class SettingsEffectBlurGaussian final : public SettingsOf<SettingsEffectBlurGaussian> {
 public:
     static inline std::string const CLASS_ID = "EffectBlurGaussian";
+    static constexpr std::string_view SUMMARY = "Blurs the picture evenly.";
 
     double GetScale() const { return scale; }
     void SetScale(double value) { scale = value; }
@@ -23,6 +24,8 @@ private:
 class SettingsEffectTiltShiftQEL final : public SettingsOf<SettingsEffectTiltShiftQEL> {
 public:
     static inline std::string const CLASS_ID = "EffectTiltShiftQEL";
+    static constexpr std::string_view SUMMARY =
+        "Makes a miniature: a band stays sharp, all else blurs away in livelier colours.";
 
     double GetPosition() const { return position; }
     void SetPosition(double value) { position = value; }
@@ -64,6 +67,7 @@ private:
 class SettingsEffectErosion final : public SettingsOf<SettingsEffectErosion> {
 public:
     static inline std::string const CLASS_ID = "EffectErosion";
+    static constexpr std::string_view SUMMARY = "Lets dark areas grow over bright ones, or bright ones over dark.";
 
     std::int32_t GetMode() const { return mode; }
     void SetMode(std::int32_t value) { mode = value; }
@@ -90,6 +94,8 @@ private:
 class SettingsEffectGlassMosaic final : public SettingsOf<SettingsEffectGlassMosaic> {
 public:
     static inline std::string const CLASS_ID = "EffectGlassMosaic";
+    static constexpr std::string_view SUMMARY =
+        "Shows the picture through a wall of glass bricks, each a small lens with a bright rim.";
 
     std::int32_t GetCount() const { return count; }
     void SetCount(std::int32_t value) { count = value; }
@@ -114,6 +120,8 @@ private:
 class SettingsEffectOilPaint final : public SettingsOf<SettingsEffectOilPaint> {
 public:
     static inline std::string const CLASS_ID = "EffectOilPaint";
+    static constexpr std::string_view SUMMARY =
+        "Turns the picture into brush-like patches of even colour with crisp edges.";
 
     double GetSize() const { return size; }
     void SetSize(double value) { size = value; }
@@ -135,6 +143,7 @@ private:
 class SettingsEffectFindEdges final : public SettingsOf<SettingsEffectFindEdges> {
 public:
     static inline std::string const CLASS_ID = "EffectFindEdges";
+    static constexpr std::string_view SUMMARY = "Draws the edges of the picture as lines.";
 
     double GetStrength() const { return strength; }
     void SetStrength(double value) { strength = value; }
@@ -164,6 +173,7 @@ private:
 class SettingsEffectMosaic final : public SettingsOf<SettingsEffectMosaic> {
 public:
     static inline std::string const CLASS_ID = "EffectMosaic";
+    static constexpr std::string_view SUMMARY = "Builds the picture from square or hexagonal blocks of even colour.";
 
     std::int32_t GetCount() const { return count; }
     void SetCount(std::int32_t value) { count = value; }
@@ -184,6 +194,7 @@ private:
 class SettingsEffectDiffuse final : public SettingsOf<SettingsEffectDiffuse> {
 public:
     static inline std::string const CLASS_ID = "EffectDiffuse";
+    static constexpr std::string_view SUMMARY = "Shows the picture through frosted glass.";
 
     double GetSize() const { return size; }
     void SetSize(double value) { size = value; }
@@ -204,6 +215,8 @@ private:
 class SettingsEffectMask final : public SettingsOf<SettingsEffectMask> {
 public:
     static inline std::string const CLASS_ID = "EffectMask";
+    static constexpr std::string_view SUMMARY =
+        "Blurs, fills or cuts out the inside or the outside of a soft-edged shape.";
 
     std::int32_t GetShape() const { return shape; }
     void SetShape(std::int32_t value) { shape = value; }
@@ -266,6 +279,7 @@ private:
 class SettingsEffectSharpen final : public SettingsOf<SettingsEffectSharpen> {
 public:
     static inline std::string const CLASS_ID = "EffectSharpen";
+    static constexpr std::string_view SUMMARY = "Makes detail crisper without coloured rims.";
 
     double GetStrength() const { return strength; }
     void SetStrength(double value) { strength = value; }

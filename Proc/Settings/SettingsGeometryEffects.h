@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 class SettingsEffectFlip final : public SettingsOf<SettingsEffectFlip> {
 public:
     static inline std::string const CLASS_ID = "EffectFlip";
+    static constexpr std::string_view SUMMARY = "Mirrors the picture left to right, top to bottom or both.";
 
     bool GetHorizontal() const { return horizontal; }
     void SetHorizontal(bool value) { horizontal = value; }
@@ -26,6 +27,7 @@ private:
 class SettingsEffectFishEye final : public SettingsOf<SettingsEffectFishEye> {
 public:
     static inline std::string const CLASS_ID = "EffectFishEye";
+    static constexpr std::string_view SUMMARY = "Bends the picture as a fish-eye lens does, or the other way.";
 
     double GetScale() const { return scale; }
     void SetScale(double value) { scale = value; }
@@ -60,6 +62,8 @@ private:
 class SettingsEffectTwirl final : public SettingsOf<SettingsEffectTwirl> {
 public:
     static inline std::string const CLASS_ID = "EffectTwirl";
+    static constexpr std::string_view SUMMARY =
+        "Swirls the picture about its centre, more the farther out, to and fro.";
 
     double GetBaseRotation() const { return baseRotation; }
     void SetBaseRotation(double value) { baseRotation = value; }
@@ -93,6 +97,8 @@ private:
 class SettingsEffectTranspose final : public SettingsOf<SettingsEffectTranspose> {
 public:
     static inline std::string const CLASS_ID = "EffectTranspose";
+    static constexpr std::string_view SUMMARY =
+        "Turns the picture by a quarter turn or reflects it on a diagonal, pixel for pixel.";
 
     std::int32_t GetMode() const { return mode; }
     void SetMode(std::int32_t value) { mode = value; }
@@ -110,6 +116,8 @@ private:
 class SettingsEffectVertigo final : public SettingsOf<SettingsEffectVertigo> {
 public:
     static inline std::string const CLASS_ID = "EffectVertigo";
+    static constexpr std::string_view SUMMARY =
+        "Lets the picture sway while turned and zoomed ghosts of it circle around, as in dizziness.";
 
     double GetStrength() const { return strength; }
     void SetStrength(double value) { strength = value; }
@@ -134,6 +142,7 @@ private:
 class SettingsEffectPanAndZoom final : public SettingsOf<SettingsEffectPanAndZoom> {
 public:
     static inline std::string const CLASS_ID = "EffectPanAndZoom";
+    static constexpr std::string_view SUMMARY = "Lets the camera glide from one view of the picture to another.";
 
     double GetStartX() const { return startX; }
     void SetStartX(double value) { startX = value; }
@@ -174,6 +183,7 @@ private:
 class SettingsEffectZoom final : public SettingsOf<SettingsEffectZoom> {
 public:
     static inline std::string const CLASS_ID = "EffectZoom";
+    static constexpr std::string_view SUMMARY = "Enlarges or reduces the picture about a point.";
 
     double GetX() const { return x; }
     void SetX(double value) { x = value; }
@@ -202,6 +212,8 @@ private:
 class SettingsEffectCameraShake final : public SettingsOf<SettingsEffectCameraShake> {
 public:
     static inline std::string const CLASS_ID = "EffectCameraShake";
+    static constexpr std::string_view SUMMARY =
+        "Shakes the picture as a hand-held camera does, enlarged so that no border shows.";
 
     double GetAmplitude() const { return amplitude; }
     void SetAmplitude(double value) { amplitude = value; }
@@ -227,6 +239,7 @@ private:
 class SettingsEffectMirror final : public SettingsOf<SettingsEffectMirror> {
 public:
     static inline std::string const CLASS_ID = "EffectMirror";
+    static constexpr std::string_view SUMMARY = "Reflects one side of the picture onto the other.";
 
     std::int32_t GetAxis() const { return axis; }
     void SetAxis(std::int32_t value) { axis = value; }
@@ -253,6 +266,8 @@ private:
 class SettingsEffectSubFrame final : public SettingsOf<SettingsEffectSubFrame> {
 public:
     static inline std::string const CLASS_ID = "EffectSubFrame";
+    static constexpr std::string_view SUMMARY =
+        "Shows the picture smaller inside its frame, over its own blur or a colour, with border and shadow.";
 
     double GetX() const { return x; }
     void SetX(double value) { x = value; }

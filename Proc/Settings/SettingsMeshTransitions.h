@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 class SettingsTransitionCube final : public SettingsOf<SettingsTransitionCube> {
 public:
     static inline std::string const CLASS_ID = "TransitionCube";
+    static constexpr std::string_view SUMMARY = "A cube with a picture on each of two faces makes a quarter turn.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -14,6 +15,7 @@ public:
 class SettingsTransitionPageturn final : public SettingsOf<SettingsTransitionPageturn> {
 public:
     static inline std::string const CLASS_ID = "TransitionPageturn";
+    static constexpr std::string_view SUMMARY = "The outgoing picture is turned like a page, from one of its corners.";
 
     std::int32_t GetDir() const { return dir; }
     void SetDir(std::int32_t value) { dir = value; }
@@ -37,6 +39,8 @@ private:
 class SettingsTransitionOrigamiValley final : public SettingsOf<SettingsTransitionOrigamiValley> {
 public:
     static inline std::string const CLASS_ID = "TransitionOrigamiValley";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture parts in the middle and the incoming one unfolds from a valley between.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -44,6 +48,8 @@ public:
 class SettingsTransitionOrigamiPleats final : public SettingsOf<SettingsTransitionOrigamiPleats> {
 public:
     static inline std::string const CLASS_ID = "TransitionOrigamiPleats";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture slides out and draws the incoming one in as a fan of pleats.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }
@@ -64,6 +70,8 @@ private:
 class SettingsTransitionOrigamiFlips final : public SettingsOf<SettingsTransitionOrigamiFlips> {
 public:
     static inline std::string const CLASS_ID = "TransitionOrigamiFlips";
+    static constexpr std::string_view SUMMARY =
+        "Strips of the outgoing picture flip up one after the other and uncover the incoming one.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }
@@ -79,6 +87,8 @@ private:
 class SettingsTransitionShatter final : public SettingsOf<SettingsTransitionShatter> {
 public:
     static inline std::string const CLASS_ID = "TransitionShatter";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture breaks into shards that spin off over the incoming one.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }
@@ -99,6 +109,8 @@ private:
 class SettingsTransitionDisintegrate final : public SettingsOf<SettingsTransitionDisintegrate> {
 public:
     static inline std::string const CLASS_ID = "TransitionDisintegrate";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture falls apart into tiles that fly off from the centre and shrink.";
 
     std::uint32_t GetNum() const { return num; }
     void SetNum(std::uint32_t value) { num = value; }
@@ -114,6 +126,8 @@ private:
 class SettingsTransitionPieces final : public SettingsOf<SettingsTransitionPieces> {
 public:
     static inline std::string const CLASS_ID = "TransitionPieces";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture comes in as nine pieces, from the edges and the corners.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -121,6 +135,8 @@ public:
 class SettingsTransitionWaterbrush final : public SettingsOf<SettingsTransitionWaterbrush> {
 public:
     static inline std::string const CLASS_ID = "TransitionWaterbrush";
+    static constexpr std::string_view SUMMARY =
+        "A wide wet brush paints the incoming picture over the outgoing one, stroke by stroke.";
 
     std::int32_t GetType() const { return type; }
     void SetType(std::int32_t value) { type = value; }
@@ -150,6 +166,8 @@ private:
 class SettingsTransitionTwist final : public SettingsOf<SettingsTransitionTwist> {
 public:
     static inline std::string const CLASS_ID = "TransitionTwist";
+    static constexpr std::string_view SUMMARY =
+        "The picture twists like a ribbon, strip after strip, to the incoming one on its back.";
 
     std::int32_t GetDir() const { return dir; }
     void SetDir(std::int32_t value) { dir = value; }
@@ -172,6 +190,8 @@ private:
 class SettingsTransitionPuzzle final : public SettingsOf<SettingsTransitionPuzzle> {
 public:
     static inline std::string const CLASS_ID = "TransitionPuzzle";
+    static constexpr std::string_view SUMMARY =
+        "Jigsaw pieces lift off, turn and leave one after another, uncovering the incoming picture.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }
@@ -192,6 +212,8 @@ private:
 class SettingsTransitionMosaic final : public SettingsOf<SettingsTransitionMosaic> {
 public:
     static inline std::string const CLASS_ID = "TransitionMosaic";
+    static constexpr std::string_view SUMMARY =
+        "Tiles turn over in space in random order, with one picture on each side.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }

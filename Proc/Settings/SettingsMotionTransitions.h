@@ -7,6 +7,8 @@ namespace Kaltor::Proc {
 class SettingsTransitionPush final : public SettingsOf<SettingsTransitionPush> {
 public:
     static inline std::string const CLASS_ID = "TransitionPush";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture pushes the outgoing one off the screen, edge to edge.";
 
     std::int32_t GetDir() const { return dir; }
     void SetDir(std::int32_t value) { dir = value; }
@@ -23,6 +25,8 @@ private:
 class SettingsTransitionScale final : public SettingsOf<SettingsTransitionScale> {
 public:
     static inline std::string const CLASS_ID = "TransitionScale";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture grows from the centre, or the outgoing one shrinks into it.";
 
     std::int32_t GetType() const { return type; }
     void SetType(std::int32_t value) { type = value; }
@@ -39,6 +43,8 @@ private:
 class SettingsTransitionZoom final : public SettingsOf<SettingsTransitionZoom> {
 public:
     static inline std::string const CLASS_ID = "TransitionZoom";
+    static constexpr std::string_view SUMMARY =
+        "Zooms into the outgoing picture or out of the incoming one while they change over.";
 
     std::int32_t GetType() const { return type; }
     void SetType(std::int32_t value) { type = value; }
@@ -55,6 +61,8 @@ private:
 class SettingsTransitionRoll final : public SettingsOf<SettingsTransitionRoll> {
 public:
     static inline std::string const CLASS_ID = "TransitionRoll";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture rolls up like a sheet of paper, or the incoming one rolls out over it.";
 
     std::int32_t GetDir() const { return dir; }
     void SetDir(std::int32_t value) { dir = value; }
@@ -81,6 +89,8 @@ private:
 class SettingsTransitionLens final : public SettingsOf<SettingsTransitionLens> {
 public:
     static inline std::string const CLASS_ID = "TransitionLens";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture opens as a disc that draws the outgoing one into its middle.";
 
     std::int32_t GetType() const { return type; }
     void SetType(std::int32_t value) { type = value; }
@@ -98,6 +108,8 @@ private:
 class SettingsTransitionSpin final : public SettingsOf<SettingsTransitionSpin> {
 public:
     static inline std::string const CLASS_ID = "TransitionSpin";
+    static constexpr std::string_view SUMMARY =
+        "One picture turns about the centre while it grows over the other, or shrinks away.";
 
     std::int32_t GetMode() const { return mode; }
     void SetMode(std::int32_t value) { mode = value; }
@@ -114,6 +126,8 @@ private:
 class SettingsTransitionKenBurns final : public SettingsOf<SettingsTransitionKenBurns> {
 public:
     static inline std::string const CLASS_ID = "TransitionKenBurns";
+    static constexpr std::string_view SUMMARY =
+        "Both pictures move slowly, panning and zooming, while they dissolve into each other.";
 
     float GetFade() const { return fade; }
     void SetFade(float value) { fade = value; }
@@ -142,6 +156,8 @@ private:
 class SettingsTransitionSlide final : public SettingsOf<SettingsTransitionSlide> {
 public:
     static inline std::string const CLASS_ID = "TransitionSlide";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture slides in over the outgoing one, from an edge or a corner.";
 
     std::int32_t GetDirection() const { return direction; }
     void SetDirection(std::int32_t value) { direction = value; }
@@ -166,6 +182,8 @@ private:
 class SettingsTransitionRippleSmooth final : public SettingsOf<SettingsTransitionRippleSmooth> {
 public:
     static inline std::string const CLASS_ID = "TransitionRippleSmooth";
+    static constexpr std::string_view SUMMARY =
+        "The pictures dissolve into each other while both ripple in rings around the centre.";
 
     std::int32_t GetFreq() const { return freq; }
     void SetFreq(std::int32_t value) { freq = value; }
@@ -188,6 +206,8 @@ private:
 class SettingsTransitionRipple final : public SettingsOf<SettingsTransitionRipple> {
 public:
     static inline std::string const CLASS_ID = "TransitionRipple";
+    static constexpr std::string_view SUMMARY =
+        "A drop falls and a ring of waves runs outwards, leaving the incoming picture behind.";
 
     double GetX() const { return x; }
     void SetX(double value) { x = value; }
@@ -219,6 +239,8 @@ private:
 class SettingsTransitionSmear final : public SettingsOf<SettingsTransitionSmear> {
 public:
     static inline std::string const CLASS_ID = "TransitionSmear";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture is drawn out like wet paint while the incoming one is wiped in.";
 
     double GetAngle() const { return angle; }
     void SetAngle(double value) { angle = value; }

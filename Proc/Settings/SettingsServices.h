@@ -13,6 +13,8 @@ namespace Kaltor::Proc {
 class SettingsResizer final : public SettingsOf<SettingsResizer> {
 public:
     static inline std::string const CLASS_ID = "Resizer";
+    static constexpr std::string_view SUMMARY =
+        "Crops the picture and brings it to another size: stretched, fitted in or filling.";
 
     static constexpr std::int32_t kStretch = 0;
     static constexpr std::int32_t kFit = 1;
@@ -70,6 +72,7 @@ private:
 class SettingsFrameUploader final : public SettingsOf<SettingsFrameUploader> {
 public:
     static inline std::string const CLASS_ID = "FrameUploader";
+    static constexpr std::string_view SUMMARY = "Brings a frame from main memory to the GPU.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -77,6 +80,7 @@ public:
 class SettingsFrameDownloader final : public SettingsOf<SettingsFrameDownloader> {
 public:
     static inline std::string const CLASS_ID = "FrameDownloader";
+    static constexpr std::string_view SUMMARY = "Brings a frame from the GPU back to main memory.";
 
     std::int32_t GetDownloadMode() const { return downloadMode; }
     void SetDownloadMode(std::int32_t value) { downloadMode = value; }
@@ -93,6 +97,7 @@ private:
 class SettingsEffectImageBlender final : public SettingsOf<SettingsEffectImageBlender> {
 public:
     static inline std::string const CLASS_ID = "EffectImageBlender";
+    static constexpr std::string_view SUMMARY = "Lays pictures over a base, at a place and with an opacity.";
 
     std::int32_t GetOpacity() const { return opacity; }
     void SetOpacity(std::int32_t value) { opacity = value; }
@@ -127,6 +132,7 @@ private:
 class SettingsColorspaceConverter final : public SettingsOf<SettingsColorspaceConverter> {
 public:
     static inline std::string const CLASS_ID = "ColorspaceConverter";
+    static constexpr std::string_view SUMMARY = "Brings a frame in main memory into another pixel format.";
 
     SettingsColorspaceConverter() = default;
     /// `formats` in order of preference. `keepAlpha`: a picture with alpha is brought only to a format with alpha, an

@@ -7,6 +7,8 @@ namespace Kaltor::Proc {
 class SettingsEffectColorBrush final : public SettingsOf<SettingsEffectColorBrush> {
 public:
     static inline std::string const CLASS_ID = "EffectColorBrush";
+    static constexpr std::string_view SUMMARY =
+        "Begins as a drawing of its edges on white and is painted in with brush strokes.";
 
     std::int32_t GetAngle() const { return angle; }
     void SetAngle(std::int32_t value) { angle = value; }
@@ -30,6 +32,7 @@ private:
 class SettingsEffectVHS final : public SettingsOf<SettingsEffectVHS> {
 public:
     static inline std::string const CLASS_ID = "EffectVHS";
+    static constexpr std::string_view SUMMARY = "Plays the picture from a worn video tape.";
 
     double GetStrength() const { return strength; }
     void SetStrength(double value) { strength = value; }
@@ -59,6 +62,8 @@ private:
 class SettingsEffectStripes final : public SettingsOf<SettingsEffectStripes> {
 public:
     static inline std::string const CLASS_ID = "EffectStripes";
+    static constexpr std::string_view SUMMARY =
+        "Lays coloured stripes over the picture, at an angle and adrift if wanted.";
 
     double GetAngle() const { return angle; }
     void SetAngle(double value) { angle = value; }
@@ -98,6 +103,8 @@ private:
 class SettingsEffectFlyingObjects final : public SettingsOf<SettingsEffectFlyingObjects> {
 public:
     static inline std::string const CLASS_ID = "EffectFlyingObjects";
+    static constexpr std::string_view SUMMARY =
+        "Lets snow, leaves, petals, hearts, stars, bubbles or confetti drift over the picture.";
 
     std::int32_t GetMoveDirection() const { return moveDirection; }
     void SetMoveDirection(std::int32_t value) { moveDirection = value; }
@@ -144,6 +151,7 @@ private:
 class SettingsEffectAddNoize final : public SettingsOf<SettingsEffectAddNoize> {
 public:
     static inline std::string const CLASS_ID = "EffectAddNoize";
+    static constexpr std::string_view SUMMARY = "Adds grain, as on film.";
 
     double GetStrength() const { return strength; }
     void SetStrength(double value) { strength = value; }
@@ -172,6 +180,8 @@ private:
 class SettingsEffectRetroArtefacts final : public SettingsOf<SettingsEffectRetroArtefacts> {
 public:
     static inline std::string const CLASS_ID = "EffectRetroArtefacts";
+    static constexpr std::string_view SUMMARY =
+        "Plays the picture from an old film, with scratches, dust, hairs, flicker and weave.";
 
     double GetScratches() const { return scratches; }
     void SetScratches(double value) { scratches = value; }
@@ -211,6 +221,7 @@ private:
 class SettingsEffectFilmStrip final : public SettingsOf<SettingsEffectFilmStrip> {
 public:
     static inline std::string const CLASS_ID = "EffectFilmStrip";
+    static constexpr std::string_view SUMMARY = "Runs the picture through the frame on a strip of film.";
 
     std::int32_t GetDirection() const { return direction; }
     void SetDirection(std::int32_t value) { direction = value; }

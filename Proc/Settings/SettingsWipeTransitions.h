@@ -7,6 +7,8 @@ namespace Kaltor::Proc {
 class SettingsTransitionSnake final : public SettingsOf<SettingsTransitionSnake> {
 public:
     static inline std::string const CLASS_ID = "TransitionSnake";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture runs along horizontal bands, to and fro, from the bottom up.";
 
     std::int32_t GetBands() const { return bands; }
     void SetBands(std::int32_t value) { bands = value; }
@@ -28,6 +30,7 @@ private:
 class SettingsTransitionPinwheel final : public SettingsOf<SettingsTransitionPinwheel> {
 public:
     static inline std::string const CLASS_ID = "TransitionPinwheel";
+    static constexpr std::string_view SUMMARY = "The blades of a pinwheel fill with the incoming picture.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }
@@ -57,6 +60,8 @@ private:
 class SettingsTransitionSpiral final : public SettingsOf<SettingsTransitionSpiral> {
 public:
     static inline std::string const CLASS_ID = "TransitionSpiral";
+    static constexpr std::string_view SUMMARY =
+        "The incoming picture comes out in a growing disc that twists the outgoing one around it.";
 
     std::int32_t GetType() const { return type; }
     void SetType(std::int32_t value) { type = value; }
@@ -74,6 +79,7 @@ private:
 class SettingsTransitionBlinds final : public SettingsOf<SettingsTransitionBlinds> {
 public:
     static inline std::string const CLASS_ID = "TransitionBlinds";
+    static constexpr std::string_view SUMMARY = "Blinds of the outgoing picture roll up and lay the incoming one bare.";
 
     std::int32_t GetCount() const { return count; }
     void SetCount(std::int32_t value) { count = value; }
@@ -98,6 +104,7 @@ struct RelativePoint {
 class SettingsTransitionCircle final : public SettingsOf<SettingsTransitionCircle> {
 public:
     static inline std::string const CLASS_ID = "TransitionCircle";
+    static constexpr std::string_view SUMMARY = "A soft-edged circle opens or closes on the incoming picture.";
 
     std::int32_t GetSense() const { return sense; }
     void SetSense(std::int32_t value) { sense = value; }
@@ -118,6 +125,8 @@ private:
 class SettingsTransitionWipe final : public SettingsOf<SettingsTransitionWipe> {
 public:
     static inline std::string const CLASS_ID = "TransitionWipe";
+    static constexpr std::string_view SUMMARY =
+        "A soft edge wipes the outgoing picture away, from a side, a corner or as a wedge.";
 
     std::int32_t GetWidth() const { return width; }
     void SetWidth(std::int32_t value) { width = value; }
@@ -149,6 +158,7 @@ private:
 class SettingsTransitionRadial final : public SettingsOf<SettingsTransitionRadial> {
 public:
     static inline std::string const CLASS_ID = "TransitionRadial";
+    static constexpr std::string_view SUMMARY = "A clock's hand sweeps the incoming picture in, once around.";
 
     std::int32_t GetSense() const { return sense; }
     void SetSense(std::int32_t value) { sense = value; }
@@ -165,6 +175,8 @@ private:
 class SettingsTransitionSlidingDoor final : public SettingsOf<SettingsTransitionSlidingDoor> {
 public:
     static inline std::string const CLASS_ID = "TransitionSlidingDoor";
+    static constexpr std::string_view SUMMARY =
+        "A band grows from the middle line, and the incoming picture closes in on it from the edges.";
 
     std::int32_t GetOrientation() const { return orientation; }
     void SetOrientation(std::int32_t value) { orientation = value; }
@@ -182,6 +194,7 @@ private:
 class SettingsTransitionBarnDoor final : public SettingsOf<SettingsTransitionBarnDoor> {
 public:
     static inline std::string const CLASS_ID = "TransitionBarnDoor";
+    static constexpr std::string_view SUMMARY = "Doors with one of the pictures on them open or close over the other.";
 
     std::int32_t GetMode() const { return mode; }
     void SetMode(std::int32_t value) { mode = value; }
@@ -204,6 +217,8 @@ private:
 class SettingsTransitionCross final : public SettingsOf<SettingsTransitionCross> {
 public:
     static inline std::string const CLASS_ID = "TransitionCross";
+    static constexpr std::string_view SUMMARY =
+        "The outgoing picture is cut along its diagonals, and its four triangles fly apart.";
 
     bool GetScroll() const { return scroll; }
     void SetScroll(bool value) { scroll = value; }
@@ -220,6 +235,8 @@ private:
 class SettingsTransitionPixels final : public SettingsOf<SettingsTransitionPixels> {
 public:
     static inline std::string const CLASS_ID = "TransitionPixels";
+    static constexpr std::string_view SUMMARY =
+        "Both pictures coarsen into large pixels and recover, or pixels change over one by one.";
 
     std::int32_t GetType() const { return type; }
     void SetType(std::int32_t value) { type = value; }
@@ -240,6 +257,8 @@ private:
 class SettingsTransitionMatrix final : public SettingsOf<SettingsTransitionMatrix> {
 public:
     static inline std::string const CLASS_ID = "TransitionMatrix";
+    static constexpr std::string_view SUMMARY =
+        "Columns of glowing cells run down, and where one has passed the incoming picture stays.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }

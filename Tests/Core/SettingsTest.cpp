@@ -22,6 +22,7 @@ using testing::HasSubstr;
 class SettingsOfAllTypes final : public SettingsOf<SettingsOfAllTypes> {
 public:
     static inline std::string const CLASS_ID = "OfAllTypes";
+    static constexpr std::string_view SUMMARY = "Has a field of every type.";
 
     std::int32_t whole = 4;
     std::uint32_t count = 7;
@@ -219,6 +220,7 @@ std::vector<FieldValue> ListValues(Field const& field, FieldValue const& current
 }
 
 void CheckDeclaration(Settings const& defaults) {
+    EXPECT_TRUE(defaults.GetSummary().ends_with('.')) << "is a sentence";
     std::set<std::string> keys;
     for (Field const& field : defaults.GetFields()) {
         SCOPED_TRACE(std::string(field.key));

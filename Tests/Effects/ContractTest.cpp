@@ -136,6 +136,7 @@ bool Contains(Table const& table, std::string const& name) {
 class ForeignSettings final : public Proc::SettingsOf<ForeignSettings> {
 public:
     static inline std::string const CLASS_ID = "Foreign";
+    static constexpr std::string_view SUMMARY = "Belongs to no effect.";
     static std::vector<Proc::Field> DeclareFields() { return {}; }
 };
 

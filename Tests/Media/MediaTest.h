@@ -116,6 +116,7 @@ class FakeSettings final : public Proc::Settings {
 public:
     explicit FakeSettings(std::string id) : classId(std::move(id)) {}
     std::string const& GetClassId() const override { return classId; }
+    std::string_view GetSummary() const override { return {}; }
     std::vector<Proc::Field> const& GetFields() const override;
     std::unique_ptr<Proc::Settings> Clone() const override { return std::make_unique<FakeSettings>(*this); }
 
