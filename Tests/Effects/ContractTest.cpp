@@ -105,6 +105,7 @@ constexpr std::array kOwnAlpha{
     Exemption{"EffectOpacity", "alpha is all that it changes"},
     Exemption{"EffectVideoFadeInFadeOut", "fades out to nothing"},
     Exemption{"EffectChromakey", "makes the key transparent"},
+    Exemption{"EffectSubFrame", "the picture lies over itself, a border and a shadow"},
 };
 
 /// Effects that show colours from under transparent pixels: they filter colour and alpha each for itself.

@@ -297,5 +297,105 @@ TEST_F(ViewEffectsTest, CameraShakeWandersAboutItsRestAndNeverShowsABorder) {
     }
 }
 
+TEST_F(ViewEffectsTest, SubFrameLaysACardOverItsShadow) {
+    struct Span {
+        double low, high;
+        double Cover(double pixel) const {
+            return std::clamp(std::min(pixel + 1, high) - std::max(pixel, low), 0.0, 1.0);
+        }
+        double Shade(double pixel, double sigma) const {
+            return 0.5 *
+                   (std::erf((high - pixel - 0.5) / sigma / M_SQRT2) - std::erf((low - pixel - 0.5) / sigma / M_SQRT2));
+        }
+    };
+    constexpr double kSize = 0.55;
+    constexpr double kBorder = 0.05;
+    constexpr double kShadow = 0.8;
+    Rgba const color{0.2, 0.6, 1.0, 0.4};
+    Rgba const frame{1.0, 0.8, 0.0, 0.6};
+    Rgba const card{0.2, 0.8, 0.4, 0.6};
+    auto const toColor = [](Rgba const& c) {
+        auto const byte = [](double value) { return static_cast<std::uint8_t>(std::lround(255 * value)); };
+        return Color{byte(c[0]), byte(c[1]), byte(c[2]), byte(c[3])};
+    };
+    for (auto const& [w, h] : {std::pair{64U, 36U}, {37U, 65U}}) {
+        for (double const x : {0.37, 0.9}) {
+            SettingsEffectSubFrame settings;
+            settings.SetX(x);
+            settings.SetY(0.6);
+            settings.SetSize(kSize);
+            settings.SetBorder(kBorder);
+            settings.SetBorderColor(toColor(frame));
+            settings.SetShadow(kShadow);
+            settings.SetBackground(1);
+            settings.SetColor(toColor(color));
+            double const larger = std::max(w, h);
+            auto const span = [&](double at, double side, double wider, double shift) {
+                return Span{(at - kSize / 2) * side + (shift * kSize - wider) * larger,
+                            (at + kSize / 2) * side + (shift * kSize + wider) * larger};
+            };
+            auto const seen = [&](unsigned px, unsigned fromTop) {
+                double const py = h - 1.0 - fromTop;
+                auto const cover = [&](double wider) {
+                    return span(x, w, wider, 0).Cover(px) * span(0.6, h, wider, 0).Cover(py);
+                };
+                double const sigma = 0.03 * kSize * larger;
+                double const shade =
+                    span(x, w, kBorder, 0.006).Shade(px, sigma) * span(0.6, h, kBorder, -0.02).Shade(py, sigma);
+                double const dark = kShadow * shade * (1 - cover(kBorder));
+                double const shown = card[3] * cover(0);
+                double const framed = frame[3] * (cover(kBorder) - cover(0));
+                Rgba sum{0, 0, 0, shown + framed + (1 - shown - framed) * (dark + (1 - dark) * color[3])};
+                for (std::size_t c = 0; c < 3; ++c) {
+                    sum[c] =
+                        shown * card[c] + framed * frame[c] + (1 - shown - framed) * (1 - dark) * color[c] * color[3];
+                }
+                return sum;
+            };
+            Picture const expected = Picture::Make(w, h, true, seen);
+            EXPECT_TRUE(IsNear(Premultiply(Run(settings, Picture::Flat(w, h, card, true))), expected, kUnfiltered))
+                << x;
+        }
+    }
+}
+
+TEST_F(ViewEffectsTest, SubFrameIsSharpOverItsBlurredSelf) {
+    SettingsEffectSubFrame settings;
+    settings.SetSize(0.5);
+    settings.SetX(0.45);
+    settings.SetY(0.55);
+    settings.SetShadow(0.0);
+    for (auto const& [w, h] : {std::pair{400U, 226U}, {226U, 400U}}) {
+        Picture const input = Picture::Noise(w, h);
+        Picture const sharp = Camera{0.6, 0.4, 0.5}.Show(input);
+        Picture const drawn = Run(settings, input);
+        auto const isInside = [](double at, double centre) { return std::fabs(at - centre) < 0.24; };
+        Picture const expected = Picture::Make(w, h, false, [&, w = w, h = h](unsigned px, unsigned py) {
+            bool const isCard = isInside((px + 0.5) / w, 0.45) && isInside((py + 0.5) / h, 0.45);
+            return isCard ? sharp.At(px, py) : drawn.At(px, py);
+        });
+        EXPECT_TRUE(IsNear(drawn, expected, kFiltered));
+
+        // Behind: an edge of 4/3 of the size, blurred with a sigma of a thirtieth of the larger side.
+        Picture const halves = Picture::Make(w, h, false, [w = w](unsigned px, unsigned) {
+            double const value = 3 * px < w ? 1 : 0;
+            return Rgba{value, value, value};
+        });
+        Picture const behind = Run(settings, halves);
+        double const edge = 0.5 + ((w + 2) / 3 / static_cast<double>(w) - 0.5) / 0.75;
+        double worst = 0;
+        for (unsigned px = 0; px < w; ++px) {
+            double const away = (edge - (px + 0.5) / w) * w / std::max(w, h) / (0.05 * 2 / 3);
+            worst = std::max(worst, std::fabs(behind.At(px, h - 2)[0] - 0.5 * (1 + std::erf(away / M_SQRT2))));
+        }
+        EXPECT_LT(worst, 0.02) << w << "x" << h;
+    }
+    Rgba const clear{0.2, 0.8, 0.4, 0.4};
+    Rgba const corner = Run(settings, Picture::Flat(16, 9, clear, true)).At(0, 0);
+    for (std::size_t c = 0; c < 4; ++c) {
+        EXPECT_NEAR(corner[c], clear[c], 4.0 / 255) << "colour over alpha, both of 8 bits; channel " << c;
+    }
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -45,6 +45,7 @@ class EffectMirror;
 class EffectFlip;
 class EffectRetroColors;
 class EffectSharpen;
+class EffectSubFrame;
 class EffectOpacity;
 class EffectFishEye;
 class EffectFadeInFadeOut;
@@ -150,6 +151,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectFlip>(registry, &CreateEffect<EffectFlip>);
     RegisterOne<SettingsEffectRetroColors>(registry, &CreateEffect<EffectRetroColors>);
     RegisterOne<SettingsEffectSharpen>(registry, &CreateEffect<EffectSharpen>);
+    RegisterOne<SettingsEffectSubFrame>(registry, &CreateEffect<EffectSubFrame>);
     RegisterOne<SettingsEffectOpacity>(registry, &CreateEffect<EffectOpacity>);
     RegisterOne<SettingsEffectFishEye>(registry, &CreateEffect<EffectFishEye>);
     RegisterOne<SettingsEffectVideoFadeInFadeOut>(registry, &CreateEffect<EffectFadeInFadeOut>);
