@@ -37,7 +37,8 @@ constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"},
                               Exemption{"EffectTranspose", "width and height change places"}};
 
 /// Outputs with alpha whatever the input is.
-constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"}};
+constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"},
+                                  Exemption{"EffectChromakey", "makes what was opaque transparent"}};
 
 /// Pictures that the defaults may leave as they are.
 constexpr std::array kInvisible{

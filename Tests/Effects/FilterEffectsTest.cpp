@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Tests/Support/GlFixture.h"
 
@@ -200,6 +201,60 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
             }
             ForEachNoise([&](Picture const& input) { check(input, 2, mode, shape); });
         }
+    }
+}
+
+/// Cb and Cr after ITU-R BT.709.
+std::array<double, 2> GetChroma(Rgba const& p) {
+    return {(p[2] - Luminance(p)) / 1.8556, (p[0] - Luminance(p)) / 1.5748};
+}
+
+TEST_F(FilterEffectsTest, ChromakeyUnmixesTheKey) {
+    for (Color const& color : {Color{0, 192, 64, 255}, Color{20, 30, 250, 255}}) {
+        SettingsEffectChromakey settings;
+        settings.SetColor(color);
+        settings.SetTolerance(0.15);
+        settings.SetSoftness(0.4);
+        settings.SetSpill(0.7);
+        Rgba const key{color.red / 255.0, color.green / 255.0, color.blue / 255.0, 1.0};
+        auto const [keyBlue, keyRed] = GetChroma(key);
+        auto const clean = [&](Rgba const& p) {
+            auto const [blue, red] = GetChroma(p);
+            double const ramp = std::clamp((std::hypot(blue - keyBlue, red - keyRed) - 0.15) / 0.4, 0.0, 1.0);
+            double const stays = ramp * ramp * (3.0 - 2.0 * ramp);
+            double const share =
+                std::clamp((blue * keyBlue + red * keyRed) / (keyBlue * keyBlue + keyRed * keyRed), 0.0, 1.0);
+            double const mixed = std::min((1.0 - stays) * share, 0.9);
+            double const taken = share * (1.0 - 0.3 * stays);
+            auto const channel = [&](std::size_t c) {
+                return p[c] - taken * (key[c] - Luminance(key)) +
+                       (Luminance(p) - Luminance(key)) * mixed / (1.0 - mixed);
+            };
+            return Rgba{channel(0), channel(1), channel(2), p[3] * stays};
+        };
+        ForEachNoise([&](Picture const& input) {
+            Picture const keyed = Run(settings, input);
+            EXPECT_TRUE(keyed.hasAlpha);
+            EXPECT_TRUE(IsNear(keyed,
+                               Picture::Make(input.width, input.height, true,
+                                             [&](unsigned x, unsigned y) { return clean(input.At(x, y)); }),
+                               kUnfiltered));
+        });
+    }
+}
+
+TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGreen) {
+    std::array<Rgba, 4> const screen{Rgba{0, 192, 64, 255}, {0, 150, 50, 255}, {0, 100, 34, 255}, {40, 215, 90, 255}};
+    std::array<Rgba, 4> const actor{
+        Rgba{204, 153, 122, 255}, {30, 20, 15, 255}, {250, 250, 250, 255}, {180, 20, 30, 255}};
+    Picture const input = Picture::Make(4, 2, false, [&](unsigned x, unsigned y) {
+        Rgba const& p = y == 0 ? screen[x] : actor[x];
+        return Rgba{p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, 1.0};
+    });
+    Picture const keyed = Run(SettingsEffectChromakey(), input);
+    for (unsigned x = 0; x < 4; ++x) {
+        EXPECT_EQ(keyed.At(x, 0)[3], 0.0) << "screen " << x;
+        EXPECT_EQ(keyed.At(x, 1), input.At(x, 1)) << "actor " << x;
     }
 }
 

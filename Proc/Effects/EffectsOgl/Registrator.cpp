@@ -30,6 +30,7 @@ class EffectGlassMosaic;
 class EffectTranspose;
 class EffectFindEdges;
 class EffectPosterize;
+class EffectChromakey;
 class EffectTwirl;
 class EffectPopArt;
 class EffectStripes;
@@ -136,6 +137,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectTranspose>(registry, &CreateEffect<EffectTranspose>);
     RegisterOne<SettingsEffectFindEdges>(registry, &CreateEffect<EffectFindEdges>);
     RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);
+    RegisterOne<SettingsEffectChromakey>(registry, &CreateEffect<EffectChromakey>);
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
     RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);
