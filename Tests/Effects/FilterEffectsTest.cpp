@@ -9,6 +9,8 @@
 
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
+#include "Proc/Settings/SettingsStyleEffects.h"
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {
@@ -256,6 +258,26 @@ TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGree
         EXPECT_EQ(keyed.At(x, 0)[3], 0.0) << "screen " << x;
         EXPECT_EQ(keyed.At(x, 1), input.At(x, 1)) << "actor " << x;
     }
+}
+
+TEST_F(FilterEffectsTest, ColorBrushPaintsFromTheDrawingToThePicture) {
+    SettingsEffectColorBrush settings;
+    settings.SetAngle(-20);
+    settings.SetSize(5);
+    settings.SetRough(30);
+    SettingsTransitionWaterbrush brush;
+    brush.SetType(1);
+    brush.SetAngle(-20);
+    brush.SetSize(5);
+    brush.SetRough(30);
+    ForEachNoise([&](Picture const& input) {
+        Picture const drawing = Run(SettingsEffectFindEdges(), input);
+        EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 0.0}), drawing, 0.0));
+        EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 1.0}), input, 0.0));
+        Picture const painted = Run(brush, drawing, input, {.progress = 0.6});
+        EXPECT_FALSE(IsNear(painted, drawing, kUnfiltered));
+        EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 0.6}), painted, kUnfiltered));
+    });
 }
 
 }  // namespace

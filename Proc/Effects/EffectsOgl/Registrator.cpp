@@ -25,6 +25,7 @@ class EffectColorMixBurn;
 class EffectColorMixDistinguish;
 class EffectColorMixExchange;
 class EffectColorMixField;
+class EffectColorBrush;
 class EffectErosion;
 class EffectGlassMosaic;
 class EffectTranspose;
@@ -132,6 +133,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectColorMixDistinguish>(registry, &CreateEffect<EffectColorMixDistinguish>);
     RegisterOne<SettingsEffectColorMixExchange>(registry, &CreateEffect<EffectColorMixExchange>);
     RegisterOne<SettingsEffectColorMixField>(registry, &CreateEffect<EffectColorMixField>);
+    RegisterOne<SettingsEffectColorBrush>(registry, &CreateEffect<EffectColorBrush>);
     RegisterOne<SettingsEffectErosion>(registry, &CreateEffect<EffectErosion>);
     RegisterOne<SettingsEffectGlassMosaic>(registry, &CreateEffect<EffectGlassMosaic>);
     RegisterOne<SettingsEffectTranspose>(registry, &CreateEffect<EffectTranspose>);
