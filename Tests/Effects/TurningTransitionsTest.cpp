@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <numbers>
 
 #include <fmt/format.h>
@@ -120,6 +121,105 @@ TEST_F(TurningTransitionsTest, TheTwistRunsItsWayAndLeavesPicturesInPlace) {
                 }
             }
         }
+    }
+}
+
+TEST_F(TurningTransitionsTest, TilesTurnInSpace) {
+    // Two tiles side by side, the second one to turn after a third of the time.
+    constexpr double kDuration = 0.35 + 0.65 / 2;
+    for (int const axis : {0, 1}) {
+        Proc::SettingsTransitionMosaic settings;
+        settings.SetNum(1);
+        settings.SetAxis(axis);
+        for (double const progress : {0.3, 0.42, 0.8}) {
+            auto const castFor = [&](bool isLeftFirst) {
+                return [=](double s, double t) {
+                    constexpr double kWidth = 16.0 / 9;  // of both, in halves of their height
+                    double const x = kWidth * (2 * s - 1);
+                    double const y = 2 * t - 1;
+                    double nearest = 2.0;
+                    Hit hit = Hit::None;
+                    for (int const tile : {0, 1}) {
+                        double const start = (tile == 0) == isLeftFirst ? 0.0 : 1 - kDuration;
+                        double const c = std::clamp((progress - start) / kDuration, 0.0, 1.0);
+                        double const theta = kPi * c * c * (3 - 2 * c);
+                        double const middle = (tile - 0.5) * kWidth;
+                        // Where the ray meets the plane through the tile's axis.
+                        double const slope = axis == 0 ? y : x;
+                        double const offset = axis == 0 ? 0.0 : middle;
+                        double const facing = kCamera * std::cos(theta) + offset * std::sin(theta);
+                        double const at = facing / (kCamera * std::cos(theta) + slope * std::sin(theta));
+                        double const across =
+                            (slope * at - offset) * std::cos(theta) + kCamera * (1 - at) * std::sin(theta);
+                        double const along = axis == 0 ? x * at - middle : y * at;
+                        bool const isInside = std::abs(along) <= (axis == 0 ? kWidth / 2 : 1.0) &&
+                                              std::abs(across) <= (axis == 0 ? 1.0 : kWidth / 2);
+                        if (at > 0 && at < nearest && isInside) {
+                            nearest = at;
+                            hit = facing > 0 ? Hit::First : Hit::Second;
+                        }
+                    }
+                    return hit;
+                };
+            };
+            std::srand(4);
+            Picture const begun = Run(settings, kRed, kGreen, {.progress = 0.2});
+            bool const isLeftFirst = begun.At(24, 27)[0] < 1.0;
+            std::srand(4);
+            ExpectShape(Run(settings, kRed, kGreen, {.progress = progress}), castFor(isLeftFirst),
+                        fmt::format("{} at {}", Describe(settings), progress));
+        }
+    }
+}
+
+TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
+    constexpr unsigned kTiles = 4;
+    constexpr unsigned kTile = 20;
+    constexpr unsigned kSide = kTiles * kTile;
+    Picture const first = Picture::Noise(kSide, kSide, false, 1);
+    Picture const second = Picture::Noise(kSide, kSide, false, 2);
+    // Of each tile: '1' the outgoing picture in its place, '2' the incoming one, '-' neither.
+    auto const draw = [&](int axis, unsigned seed, double progress) {
+        Proc::SettingsTransitionMosaic settings;
+        settings.SetNum(kTiles);
+        settings.SetAxis(axis);
+        std::srand(seed);
+        Picture const drawn = Run(settings, first, second, {.progress = progress});
+        std::string states;
+        for (unsigned tile = 0; tile < kTiles * kTiles; ++tile) {
+            auto const shows = [&](Picture const& picture) {
+                for (unsigned i = 0; i < 64; ++i) {
+                    unsigned const x = tile % kTiles * kTile + 6 + i % 8;
+                    unsigned const y = tile / kTiles * kTile + 6 + i / 8;
+                    if (drawn.At(x, y) != picture.At(x, y)) {
+                        return false;
+                    }
+                }
+                return true;
+            };
+            states += shows(first) ? '1' : shows(second) ? '2' : '-';
+        }
+        return states;
+    };
+    constexpr double kDuration = 0.35 + 0.65 / 16;
+    constexpr double kStep = (1 - kDuration) / 15;
+    auto const countBegun = [&](double progress) {
+        return std::clamp(static_cast<int>(std::floor(progress / kStep + 1)), 0, 16);
+    };
+    for (int const axis : {0, 1, 2}) {
+        std::string before(16, '1');
+        for (int const step : {4, 10, 13, 17, 22}) {
+            double const progress = (step + 0.81) * kStep;  // no tile has just begun or is about to arrive
+            std::string const states = draw(axis, 1, progress);
+            EXPECT_EQ(std::count(states.begin(), states.end(), '1'), 16 - countBegun(progress)) << states;
+            EXPECT_EQ(std::count(states.begin(), states.end(), '2'), countBegun(progress - kDuration)) << states;
+            for (std::size_t i = 0; i < states.size(); ++i) {
+                EXPECT_TRUE(before[i] != '2' || states[i] == '2') << before << " to " << states;
+            }
+            before = states;
+        }
+        EXPECT_EQ(draw(axis, 1, 0.5), draw(axis, 1, 0.5));
+        EXPECT_NE(draw(axis, 1, 0.5), draw(axis, 2, 0.5));
     }
 }
 

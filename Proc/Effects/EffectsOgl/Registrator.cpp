@@ -88,6 +88,7 @@ class TransitionCross;
 class TransitionPieces;
 class TransitionFlash;
 class TransitionSpin;
+class TransitionMosaic;
 
 }  // namespace Kaltor::Ogl
 
@@ -200,4 +201,5 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionPieces>(registry, &Create<TransitionPieces>);
     RegisterTwo<SettingsTransitionFlash>(registry, &Create<TransitionFlash>);
     RegisterTwo<SettingsTransitionSpin>(registry, &Create<TransitionSpin>);
+    RegisterTwo<SettingsTransitionMosaic>(registry, &Create<TransitionMosaic>);
 }

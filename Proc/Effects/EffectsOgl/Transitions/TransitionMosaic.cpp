@@ -1,0 +1,271 @@
+// The picture is cut into tiles with the outgoing picture on their fronts and the incoming one on their backs. They
+// turn over one by one, in random order, about axes in the plane of the picture; where a tile turns, the rest of its
+// place shows nothing. Tiles at rest are the picture, to the byte and without seams.
+//
+// A tile turns within its own column of space, and a ray from the camera goes outwards through the columns: tiles drawn
+// from the outer ones to the middle hide each other as they should, without a depth buffer. The mesh is made once; the
+// vertex program turns the tiles. It makes each a pixel larger all around and tells how many pixels away its edges are,
+// which makes them smooth.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Ogl/Noise.h"
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+// Lengths are in halves of the picture's shorter side. In a tile's own coordinates x runs along its axis and y across.
+constexpr char kVertexBody[] = R"glsl(
+uniform float progress;
+uniform float duration;   // of a tile's turn
+uniform vec2 extent;      // half the picture
+uniform vec2 half_tile;
+uniform vec2 pixels;      // a unit of length
+uniform float camera;
+varying vec2 coords;
+varying vec2 light;
+varying vec4 edges;       // pixels to them times w: above, below, on the left, on the right
+varying vec2 state;       // whether the tile is at rest; the side that is seen, above 0: the outgoing picture
+void main() {
+    vec2 corner = gl_MultiTexCoord0.xy;
+    bool is_upright = gl_Normal.x > 0.5;
+    float sense = gl_Normal.y;
+    float c = clamp((progress - gl_Vertex.z) / duration, 0.0, 1.0);
+    vec2 center = gl_Vertex.xy * extent - corner * half_tile;
+    vec2 size = half_tile;
+    vec2 px = pixels;
+    if (is_upright) {
+        corner = corner.yx;
+        center = center.yx;
+        size = size.yx;
+        px = px.yx;
+    }
+    float theta = 3.14159265 * c * c * (3.0 - 2.0 * c);
+    float sine = sense * sin(theta);
+    float cosine = cos(theta);
+    float facing = camera * cosine + center.y * sine;
+    float side = facing < 0.0 ? -1.0 : 1.0;
+
+    // The edges along the axis stay straight across the screen, the two others lean.
+    vec2 q = camera / (camera + size.y * sine * vec2(1.0, -1.0));
+    vec2 lines = (center.y + size.y * cosine * vec2(-1.0, 1.0)) * q;
+    vec2 ends = center.x + size.x * vec2(-1.0, 1.0);
+    vec2 slopes = clamp(ends * sine * side / max(abs(facing), 1e-4) * px.x / px.y, -4.0, 4.0);  // of pixels
+    vec2 lengths = sqrt(1.0 + slopes * slopes);
+    float line = corner.y < 0.0 ? lines.x : lines.y;
+    float end = corner.x < 0.0 ? ends.x * q.x : ends.y * q.x;
+    float slope = corner.x < 0.0 ? slopes.x : slopes.y;
+
+    // A pixel further out.
+    vec2 at;
+    at.y = line + side * corner.y / px.y;
+    at.x = end + (slope * (at.y - lines.x) * px.y + corner.x * (corner.x < 0.0 ? lengths.x : lengths.y)) / px.x;
+    float least = 0.25 * camera / (size.y * px.y);  // seen so askew, a tile is half a pixel thick
+    float divisor = camera * cosine + at.y * sine;
+    divisor = (divisor < 0.0 ? -1.0 : 1.0) * max(abs(divisor), least);
+    float across = clamp(camera * (at.y - center.y) / (size.y * divisor), -4.0, 4.0);
+    float w = (camera - size.y * across * sine) / camera;
+    float along = (at.x * w - center.x) / size.x;
+
+    vec2 leaning = (ends * q.x - at.x) * px.x + slopes * (at.y - lines.x) * px.y;
+    // What hardly turns yet closes the seams to its neighbours.
+    float seam = max(0.5 - 4.0 * abs(sine), 0.0);
+    edges = vec4(vec2(side, -side) * (lines.yx - at.y) * px.y, vec2(-1.0, 1.0) * leaning / lengths);
+    edges = (edges + seam) * w;
+    state = vec2(0.0, side);
+
+    vec2 on_picture = center + size * vec2(along, side * across);
+    vec3 place = vec3(center + size * vec2(along, across * cosine), size.y * across * sine);
+    vec3 normal = vec3(0.0, -sine, cosine) * side;
+    if (is_upright) {
+        at = at.yx;
+        on_picture = on_picture.yx;
+        place.xy = place.yx;
+        normal.xy = normal.yx;
+    }
+    gl_Position = vec4(at / extent * w, 0.0, w);
+    coords = 0.5 + 0.5 * on_picture / extent;
+    light = shine(normal, normalize(vec3(0.0, 0.0, camera) - place));
+
+    if (c <= 0.0 || c >= 1.0) {
+        gl_Position = vec4(gl_Vertex.xy, 0.0, 1.0);
+        light = vec2(1.0, 0.0);
+        edges = vec4(8.0);
+        state.x = 1.0;
+    }
+}
+)glsl";
+
+constexpr char kFragmentBody[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+varying vec2 coords;
+varying vec2 light;
+varying vec4 edges;
+varying vec2 state;
+void main() {
+    bool is_resting = state.x > 0.5;
+    vec2 reach = is_resting ? vec2(0.0) : stretch(coords);
+    vec2 coord = is_resting ? gl_FragCoord.xy / picture_size : coords;
+    vec4 color = state.y > 0.0 ? filtered(tex1, coord, reach) : filtered(tex2, coord, reach);
+    vec4 inside = clamp(edges * gl_FragCoord.w + 0.5, 0.0, 1.0);
+    float cover = max(inside.x + inside.y - 1.0, 0.0) * max(inside.z + inside.w - 1.0, 0.0);
+    color.rgb = min(color.rgb * light.x + color.a * light.y, color.a);
+    gl_FragColor = color * cover;
+}
+)glsl";
+
+enum class Axis : std::int32_t { Horizontal, Vertical, Mixed };
+
+/// About square on the screen, and none smaller than a pixel.
+TileGrid MakeMosaicGrid(int num, double aspect, Frame const& picture) {
+    auto const count = [num](double ratio, std::uint32_t pixels) {
+        return static_cast<int>(std::clamp(std::round(num * std::max(ratio, 1.0)), 1.0, static_cast<double>(pixels)));
+    };
+    return {count(aspect, picture.GetWidth()), count(1.0 / aspect, picture.GetHeight())};
+}
+
+}  // namespace
+
+class TransitionMosaic final : public TransitionWithSettings<Proc::SettingsTransitionMosaic> {
+public:
+    TransitionMosaic() : order(static_cast<std::uint32_t>(std::rand())) {}
+
+    void SetSettings(Proc::Settings const& value) override {
+        RequireChoice(dynamic_cast<Proc::SettingsTransitionMosaic const&>(value), "axis");
+        TransitionWithSettings::SetSettings(value);
+    }
+
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache* cache) const override {
+        auto& tiles = GetCache<CacheImpl>(cache);
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {
+            return;
+        }
+        auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
+        Frame const target = dst->FrameData();
+        TileGrid const grid = MakeMosaicGrid(std::max(settings.GetNum(), 1), aspect, target);
+        tiles.Prepare(grid, Axis{settings.GetAxis()}, order);
+
+        SpaceScene scene(*dst, *first, *second, storage);
+        static std::string const vertex = std::string("#version 120\n") + kShineFunction + kVertexBody;
+        static std::string const fragment = std::string("#version 120\n") + kStretchFunctions + kFragmentBody;
+        Shader const& shader = storage.MakeShader("TransitionMosaic", vertex, fragment);
+        shader.Use();
+        scene.UsePictures(shader);
+        glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
+        shader.Uniform("progress", progress);
+        shader.Uniform("duration", tiles.GetDuration());
+        shader.Uniform("extent", extent);
+        shader.Uniform("half_tile", extent / glm::vec2(grid.columns, grid.rows));
+        shader.Uniform("pixels", 0.5F * glm::vec2(target.GetWidth(), target.GetHeight()) / extent);
+        shader.Uniform("camera", kCameraDistance);
+        tiles.Draw();
+        scene.Finish();
+    }
+
+private:
+    class CacheImpl final : public OglCache {
+    public:
+        void Prepare(TileGrid const& wanted, Axis wantedAxis, std::uint32_t order) {
+            if (grid == wanted && axis == wantedAxis) {
+                return;
+            }
+            grid = wanted;
+            axis = wantedAxis;
+            Build(order);
+        }
+
+        /// Of a tile's turn, of the whole transition.
+        float GetDuration() const {
+            constexpr float kLeast = 0.35F;
+            return kLeast + (1.0F - kLeast) / static_cast<float>(grid.columns * grid.rows);
+        }
+
+        void Draw() const {
+            mesh->Activate();
+            mesh->Draw();
+        }
+
+    private:
+        /// Points of (x, y on the screen at rest, start of the turn), (corner of the tile, -1 or 1) and (whether the
+        /// axis is vertical, sense of the turn).
+        std::optional<Mesh3dDeprecated> mesh;
+
+        void Build(std::uint32_t order) {
+            auto const columns = static_cast<std::uint32_t>(grid.columns);
+            std::vector<std::uint32_t> tiles(std::size_t{columns} * static_cast<std::size_t>(grid.rows));
+            std::iota(tiles.begin(), tiles.end(), 0U);
+            auto const sortBy = [&tiles](auto const& key) {
+                std::stable_sort(tiles.begin(), tiles.end(),
+                                 [&key](std::uint32_t a, std::uint32_t b) { return key(a) < key(b); });
+            };
+            // Evenly over the time, each tile at its own.
+            sortBy([&](std::uint32_t tile) { return Hash(tile % columns, tile / columns, order)[0]; });
+            std::vector<float> starts(tiles.size());
+            float const last = std::max(static_cast<float>(tiles.size()) - 1.0F, 1.0F);
+            for (std::size_t rank = 0; rank < tiles.size(); ++rank) {
+                starts[tiles[rank]] = (1.0F - GetDuration()) * static_cast<float>(rank) / last;
+            }
+            // From the outer ones to the middle.
+            sortBy([&](std::uint32_t tile) {
+                return -std::abs(2 * static_cast<int>(tile % columns) + 1 - grid.columns) -
+                       std::abs(2 * static_cast<int>(tile / columns) + 1 - grid.rows);
+            });
+
+            PackedMesh3dDeprecated packed;
+            packed.indices.reserve(6 * tiles.size());
+            packed.positions.reserve(12 * tiles.size());
+            packed.texCoords.reserve(8 * tiles.size());
+            packed.normals.reserve(12 * tiles.size());
+            auto const lineOf = [](std::uint32_t index, int count) {
+                return 2.0F * static_cast<float>(index) / static_cast<float>(count) - 1.0F;
+            };
+            int counter = 0;
+            for (std::uint32_t const tile : tiles) {
+                std::uint32_t const column = tile % columns;
+                std::uint32_t const row = tile / columns;
+                std::uint32_t const chance = Hash(column, row, order)[1];
+                bool const isMixed = axis == Axis::Mixed;
+                bool const isUpright = axis == Axis::Vertical || (isMixed && (chance & 0x40000000U) != 0);
+                float const sense = isMixed && (chance & 0x80000000U) != 0 ? -1.0F : 1.0F;
+                MakeQuadIdx(counter, packed.indices);
+                MakeQuad(-1.0F, -1.0F, 1.0F, 1.0F, packed.texCoords);
+                for (std::uint32_t const corner : {0U, 1U, 2U, 3U}) {
+                    bool const isRight = corner == 1 || corner == 2;
+                    bool const isUpper = corner >= 2;
+                    packed.positions.insert(packed.positions.end(),
+                                            {lineOf(column + (isRight ? 1U : 0U), grid.columns),
+                                             lineOf(row + (isUpper ? 1U : 0U), grid.rows), starts[tile]});
+                    packed.normals.insert(packed.normals.end(), {isUpright ? 1.0F : 0.0F, sense, 0.0F});
+                }
+            }
+            mesh.emplace(packed);
+        }
+
+        TileGrid grid;
+        Axis axis = Axis::Horizontal;
+    };
+
+    std::uint32_t order;
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionMosaic>();
+
+}  // namespace Kaltor::Ogl
