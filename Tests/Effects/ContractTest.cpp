@@ -107,6 +107,7 @@ constexpr std::array kOwnAlpha{
     Exemption{"EffectVideoFadeInFadeOut", "fades out to nothing"},
     Exemption{"EffectChromakey", "makes the key transparent"},
     Exemption{"EffectSubFrame", "the picture lies over itself, a border and a shadow"},
+    Exemption{"EffectFlyingObjects", "objects lie over what is transparent, too"},
 };
 
 /// Effects that show colours from under transparent pixels: they filter colour and alpha each for itself.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <vector>
@@ -237,6 +238,117 @@ TEST_F(StyleEffectsTest, GlassBricksAreLitFromTheUpperLeft) {
     EXPECT_LT(std::max(right, bottom), 0.38);
     EXPECT_LT(lit.At(100, 50)[0], 0.3) << "the joint";
     EXPECT_NEAR(lit.At(140, 40)[0], 0.42, 0.03);
+}
+
+class FlyingObjectsTest : public GlTest {
+protected:
+    /// The same objects each time.
+    Picture Fly(Picture const& input, double seconds) const {
+        std::srand(3);
+        return Run(settings, input, {.seconds = seconds});
+    }
+    static Picture Black(unsigned width, unsigned height) { return Picture::Flat(width, height, {0, 0, 0, 1}); }
+
+    SettingsEffectFlyingObjects settings;
+};
+
+/// What is bright in a picture, and its middle in picture heights, y up.
+struct Bright {
+    explicit Bright(Picture const& picture) {
+        for (unsigned i = 0; i < picture.pixels.size(); ++i) {
+            double const value = picture.pixels[i][0];
+            sum += value;
+            x += value * (i % picture.width + 0.5) / picture.height;
+            y += value * (picture.height - (i / picture.width) - 0.5) / picture.height;
+        }
+        x /= sum;
+        y /= sum;
+    }
+    double sum = 0.0, x = 0.0, y = 0.0;
+};
+
+TEST_F(FlyingObjectsTest, DriftWhereTheyShould) {
+    constexpr std::array<std::array<double, 2>, 4> kHeadings{{{0, -1}, {0, 1}, {-1, 0}, {1, 0}}};
+    settings.SetKind(5);  // does not turn
+    settings.SetCount(1);
+    settings.SetSize(0.2);
+    settings.SetSpeed(0.5);
+    for (std::int32_t direction = 0; direction < 4; ++direction) {
+        settings.SetMoveDirection(direction);
+        auto const& [headingX, headingY] = kHeadings.at(static_cast<std::size_t>(direction));
+        double const step = 0.25;
+        double seconds = 0.0;  // when the one object is in the picture
+        auto const isWithin = [](Bright const& place) {
+            return place.sum > 5.0 && place.x > 0.4 && place.x < 1.4 && place.y > 0.3 && place.y < 0.7;
+        };
+        while (seconds < 60.0 && !isWithin(Bright(Fly(Black(128, 72), seconds)))) {
+            seconds += step;
+        }
+        Bright const before(Fly(Black(128, 72), seconds));
+        Bright const after(Fly(Black(128, 72), seconds + step));
+        double const way = headingX * (after.x - before.x) + headingY * (after.y - before.y);
+        EXPECT_GT(way, settings.GetSpeed() * step / 3.0 * 0.95) << "direction " << direction << " at " << seconds;
+        EXPECT_LT(way, settings.GetSpeed() * step * 1.05) << "direction " << direction << " at " << seconds;
+    }
+}
+
+TEST_F(FlyingObjectsTest, MoveWithoutAJump) {
+    settings.SetCount(150);
+    settings.SetSize(0.15);
+    settings.SetSpeed(2.0);
+    for (std::int32_t kind = 0; kind < 7; ++kind) {
+        settings.SetKind(kind);
+        settings.SetMoveDirection(kind % 4);
+        for (double const seconds : {0.0, 7.3, 59.9999, 61.7, 119.9999, 86399.9999}) {
+            Picture const now = Fly(Black(96, 54), seconds);
+            EXPECT_TRUE(IsNear(Fly(Black(96, 54), seconds + 0.0002), now, 0.12))
+                << "kind " << kind << " at " << seconds;
+            EXPECT_FALSE(IsNear(Fly(Black(96, 54), seconds + 0.2), now, 0.2)) << "kind " << kind << " at " << seconds;
+        }
+        settings.SetSpeed(0.0);
+        EXPECT_TRUE(IsNear(Fly(Black(96, 54), 71.0), Fly(Black(96, 54), 11.0), kFiltered)) << "a minute later";
+        settings.SetSpeed(2.0);
+    }
+}
+
+TEST_F(FlyingObjectsTest, AreAsManyAsWanted) {
+    settings.SetSize(0.012);
+    auto const fly = [this](std::int32_t count) {
+        settings.SetCount(count);
+        return Fly(Black(320, 180), 4.0);
+    };
+    Picture const few = fly(100);
+    Picture const many = fly(400);
+    EXPECT_NEAR(Bright(many).sum / Bright(few).sum, 4.0, 0.8);
+    for (std::size_t i = 0; i < few.pixels.size(); ++i) {
+        ASSERT_GE(many.pixels[i][0], few.pixels[i][0] - kUnfiltered) << "a larger count adds to the same objects";
+    }
+}
+
+TEST_F(FlyingObjectsTest, LieOverThePicture) {
+    settings.SetKind(3);
+    settings.SetSize(0.2);
+    settings.SetColor({255, 255, 255, 128});
+    Picture const alone = Fly(Picture::Flat(64, 36, {1, 1, 1, 0}, true), 2.0);
+    for (bool const hasAlpha : {false, true}) {
+        Picture const input = Picture::Corners(64, 36, hasAlpha);
+        Picture expected = input;
+        for (std::size_t i = 0; i < input.pixels.size(); ++i) {
+            Rgba const& above = alone.pixels[i];
+            Rgba& color = expected.pixels[i];
+            double const rest = color[3] * (1.0 - above[3]);
+            for (std::size_t c = 0; c < 3; ++c) {
+                color[c] = (above[c] * above[3] + color[c] * rest) / (above[3] + rest);
+            }
+            color[3] = above[3] + rest;
+        }
+        EXPECT_TRUE(IsNear(Fly(input, 2.0), expected, kFiltered));
+    }
+    double most = 0.0;
+    for (Rgba const& pixel : alone.pixels) {
+        most = std::max(most, pixel[3]);
+    }
+    EXPECT_GT(most, 0.5) << "where objects overlap";
 }
 
 }  // namespace

@@ -36,6 +36,7 @@ class EffectChromakey;
 class EffectTwirl;
 class EffectPopArt;
 class EffectStripes;
+class EffectFlyingObjects;
 class EffectMosaic;
 class EffectDiffuse;
 class EffectMask;
@@ -146,6 +147,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectChromakey>(registry, &CreateEffect<EffectChromakey>);
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
+    RegisterOne<SettingsEffectFlyingObjects>(registry, &CreateEffect<EffectFlyingObjects>);
     RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);
     RegisterOne<SettingsEffectMosaic>(registry, &CreateEffect<EffectMosaic>);
     RegisterOne<SettingsEffectDiffuse>(registry, &CreateEffect<EffectDiffuse>);

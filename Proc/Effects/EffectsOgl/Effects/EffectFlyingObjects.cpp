@@ -1,0 +1,185 @@
+// Snowflakes, leaves, petals, hearts, stars, bubbles or confetti drift over the picture and turn: near ones larger,
+// faster and out of focus. They are one mesh of quads, from the farthest to the nearest, that stays as it is; its
+// vertex program moves them (see FlyingShapes). Who leaves the picture comes back at the opposite side, out of sight,
+// so that the stream never ends. Where the picture is transparent the objects lie over it like ink: alpha is the union
+// of both.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Ogl/GlState.h"
+#include "Ogl/Noise.h"
+#include "Ogl/TexturePool.h"
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/FlyingShapes.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Settings/SettingsStyleEffects.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr double kNearestLaps = 64.0;
+constexpr double kFarthest = 3.0;  // times as far away as the nearest
+
+constexpr char kOver[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform sampler2D layer;  // premultiplied
+varying vec2 TexCoord0;
+void main() {
+    vec4 below = texture2D(tex, TexCoord0);
+    vec4 above = texture2D(layer, TexCoord0);
+    float rest = below.a * (1.0 - above.a);
+    float alpha = above.a + rest;
+    gl_FragColor = above.a == 0.0 ? below : vec4((above.rgb + below.rgb * rest) / alpha, alpha);
+}
+)glsl";
+
+double GetFraction(double value) {
+    return value - std::floor(value);
+}
+
+/// Objects of a number that `seed` draws, the same for a larger count, as the vertex program takes them.
+PackedMesh3dDeprecated MakeObjects(std::uint32_t seed, std::uint32_t count) {
+    struct Object {
+        double across, along, laps;
+        std::uint32_t number;
+    };
+    std::vector<Object> objects;
+    objects.reserve(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        // Spread evenly: M. Roberts' R2 sequence, from a random start.
+        constexpr double kStepX = 0.7548776662466927;
+        constexpr double kStepY = 0.5698402909980532;
+        // As many at each distance as there is room for across the way.
+        double const distance = std::sqrt(1.0 + HashToUnit(seed, i, 0) * (kFarthest * kFarthest - 1.0));
+        objects.push_back({GetFraction(HashToUnit(seed, 0, 1) + i * kStepX),
+                           GetFraction(HashToUnit(seed, 0, 2) + i * kStepY), std::round(kNearestLaps / distance), i});
+    }
+    std::stable_sort(objects.begin(), objects.end(), [](Object const& a, Object const& b) { return a.laps < b.laps; });
+
+    PackedMesh3dDeprecated packed;
+    constexpr std::size_t kCorners = 4;
+    packed.indices.reserve(6 * objects.size());
+    packed.positions.reserve(3 * kCorners * objects.size());
+    packed.normals.reserve(3 * kCorners * objects.size());
+    packed.texCoords.reserve(2 * kCorners * objects.size());
+    int counter = 0;
+    for (Object const& object : objects) {
+        MakeQuadIdx(counter, packed.indices);
+        MakeQuad(-1.0F, -1.0F, 1.0F, 1.0F, packed.texCoords);
+        for (std::size_t corner = 0; corner < kCorners; ++corner) {
+            for (double const value : {object.across, object.along, object.laps}) {
+                packed.positions.push_back(static_cast<float>(value));
+            }
+            for (std::uint32_t const which : {3U, 4U, 5U}) {
+                packed.normals.push_back(static_cast<float>(HashToUnit(seed, object.number, which)));
+            }
+        }
+    }
+    return packed;
+}
+
+}  // namespace
+
+class EffectFlyingObjects final : public EffectWithSettings<Proc::SettingsEffectFlyingObjects> {
+public:
+    EffectFlyingObjects() { settings.SetMoveDirection(0); }
+
+    class CacheImpl final : public OglCache {
+    public:
+        Mesh const& Get(std::uint32_t wanted) {
+            if (!mesh || count != wanted) {
+                mesh.emplace(MakeObjects(seed, wanted));
+                count = wanted;
+            }
+            return *mesh;
+        }
+
+    private:
+        std::uint32_t seed = static_cast<std::uint32_t>(std::rand());
+        std::uint32_t count = 0;
+        std::optional<Mesh3dDeprecated> mesh;
+    };
+
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void SetSettings(Proc::Settings const& value) override {
+        dynamic_cast<Proc::SettingsEffectFlyingObjects const&>(value);
+        RequireChoice(value, "moveDirection");
+        RequireChoice(value, "kind");
+        EffectWithSettings::SetSettings(value);
+    }
+
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
+                    OglCache* cache) const override {
+        auto& objects = GetCache<CacheImpl>(cache);
+        Texture const& target = dst->FrameData().GetFirstTexture();
+        bool const isVisible = settings.GetColor().alpha != 0 && settings.GetCount() > 0;
+        if (!isVisible || target.IsOpaque()) {
+            AttachTarget(*dst, storage);
+            src->FrameData().Draw(storage.Quad(), storage);
+            if (isVisible) {
+                DrawObjects(objects, src->GetFrameInfo(), time, storage);
+            }
+            return;
+        }
+        PooledTexture const layer(
+            TextureForm{target.GetForm().width, target.GetForm().height, TexelFormat::Rgba8, false});
+        storage.FBO().Attach(layer.Get());
+        DrawObjects(objects, src->GetFrameInfo(), time, storage);
+        Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        Pass(storage, "EffectFlyingObjects_over", kOver)
+            .Texture("tex", 0, picture, TextureFilter::Nearest)
+            .Texture("layer", 1, layer.Get(), TextureFilter::Nearest)
+            .DrawTo(*dst);
+    }
+
+private:
+    /// Into the attached target, which is opaque or premultiplied.
+    void DrawObjects(CacheImpl& objects, Conf::FrameInfo const& info, double time, ShaderStorage const& storage) const {
+        FlyingShape const& shape = GetFlyingShape(settings.GetKind());
+        std::string const name = std::string("EffectFlyingObjects_") + shape.name;
+        Shader const* const known = storage.FindShader(name);
+        Shader const& shader =
+            known != nullptr ? *known : storage.MakeShader(name, kFlyingVertex, MakeFlyingFragment(shape));
+        shader.Use();
+
+        double const aspect = GetDisplayAspect(info);
+        double const radius = 0.5 * settings.GetSize() * std::max(aspect, 1.0);
+        constexpr double kReach = 1.8;  // of an object with its blur
+        double const margin = kReach * radius + 2.0 / info.height;
+        static constexpr std::array<std::array<float, 2>, 4> kHeadings{{{0, -1}, {0, 1}, {-1, 0}, {1, 0}}};
+        auto const& heading = kHeadings.at(static_cast<std::size_t>(settings.GetMoveDirection()));
+        double const way = (heading[0] != 0.0F ? aspect : 1.0) + 2.0 * margin;
+        constexpr double kMinute = 60.0;
+        shader.Uniform("extent", static_cast<float>(aspect), 1.0F);
+        shader.Uniform("heading", heading[0], heading[1]);
+        shader.Uniform("margin", margin);
+        shader.Uniform("radius", radius);
+        shader.Uniform("height", static_cast<float>(info.height));
+        shader.Uniform("laps", GetFraction(settings.GetSpeed() * time / (kNearestLaps * way)));
+        shader.Uniform("minute", GetFraction(time / kMinute));
+        shader.Uniform("turning", static_cast<float>(shape.spin), static_cast<float>(shape.tumble), shape.tilt,
+                       shape.rock);
+        shader.Uniform("swaying", glm::vec3(shape.sway, static_cast<float>(shape.swayRate), shape.isUpright ? 1 : 0));
+        shader.Uniform("color", settings.GetColor());
+
+        EnableState const blend(GL_BLEND);
+        glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+        Mesh const& mesh = objects.Get(static_cast<std::uint32_t>(settings.GetCount()));
+        mesh.Activate();
+        mesh.Draw();
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectFlyingObjects>();
+
+}  // namespace Kaltor::Ogl
