@@ -15,7 +15,7 @@ constexpr char kCommon[] = R"glsl(#version 120
 uniform vec4 color;
 varying vec2 Local;    // the place in the shape's plane
 varying vec4 Look;     // the side that is seen (1: front, -1: back), light on it (-1 to 1), its glint, opacity
-varying vec3 Scale;    // a pixel in the shape's units, blur in pixels, nearness (0 to 1)
+varying vec2 Scale;    // a pixel in the shape's units, blur in pixels
 varying vec4 Seed;     // random numbers
 varying vec2 Turn;     // cosine and sine of the turn in its plane
 
@@ -263,7 +263,7 @@ uniform vec4 turning;   // spin and tumble, a minute; tilt; rocking
 uniform vec3 swaying;   // radii, a minute; 1: upright
 varying vec2 Local;
 varying vec4 Look;
-varying vec3 Scale;
+varying vec2 Scale;
 varying vec4 Seed;
 varying vec2 Turn;
 const float kTurn = 6.2831853;
@@ -310,11 +310,12 @@ void main() {
     vec3 normal = face * vec3(Rotate(vec2(0.0, sin(tumble)), axis), cos(tumble));
     const vec3 kLight = vec3(-0.40, 0.62, 0.675);
     const vec3 kHalf = vec3(-0.219, 0.339, 0.915);
-    Look = vec4(face, dot(normal, kLight) - kLight.z, pow(max(dot(normal, kHalf), 0.0), 40.0),
-                (1.0 - 0.25 * smoothstep(0.72, 1.0, nearness)));
-    Look.z *= turning.y > 0.5 ? 1.0 : 0.0;
+    // Seen from the edge there is nothing of them: there the sides change.
+    float opacity = smoothstep(0.0, 0.1, abs(cos(tumble))) * (1.0 - 0.25 * smoothstep(0.72, 1.0, nearness));
+    float glint = turning.y > 0.5 ? pow(max(dot(normal, kHalf), 0.0), 40.0) : 0.0;
+    Look = vec4(face, dot(normal, kLight) - kLight.z, glint, opacity);
     Turn = vec2(cos(spin), sin(spin));
-    Scale = vec3(pixel, blur, nearness);
+    Scale = vec2(pixel, blur);
     Seed = vec4(more.z, fract(random.x * 5.1875 + more.y), fract(random.z * 11.28125), fract(random.y * 9.40625));
     gl_Position = vec4((centre + corner * own) * 2.0 / extent, 0.0, 1.0);
 }
