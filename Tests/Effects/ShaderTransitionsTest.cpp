@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <numbers>
 
+#include "Proc/Effects/EffectsOgl/Transitions/Glyphs.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 #include "Tests/Support/TransitionFixture.h"
@@ -230,59 +231,154 @@ TEST_F(ShaderTransitionsTest, SmearWithoutStrengthIsASoftWipe) {
     }
 }
 
-TEST_F(ShaderTransitionsTest, SmearDrawsColoursAlongItsWayAndSettles) {
-    constexpr double kStrength = 0.4;
-    constexpr double kSoftness = 0.1;
+TEST_F(ShaderTransitionsTest, SmearDrawsPaintAlongItsWayAndSettles) {
+    Proc::SettingsTransitionSmear settings;
+    settings.SetStrength(0.4);
+    settings.SetSoftness(0.1);
+    Picture const first = MakeNoise({90, 70}, false, 1);
+    Picture const second = MakeNoise({90, 70}, false, 2);
     for (double const degrees : {0.0, 90.0, 180.0, 60.0}) {
-        Proc::SettingsTransitionSmear settings;
         settings.SetAngle(degrees);
-        settings.SetStrength(kStrength);
-        settings.SetSoftness(kSoftness);
-        Picture const first = MakeNoise({90, 70}, false, 1);
-        Picture const second = MakeNoise({90, 70}, false, 2);
-        // Red against green tells how far across the way a pixel lies; light does not change it.
-        Picture const bands = ForEachPixel(first, [degrees](double s, double t) {
-            return Rgba{0.5, 0.3 + 0.2 * GetAlong(Picture(90, 70), degrees + 90, s, t), 0, 1};
+        auto const along = [&](double x, double y) {
+            return GetAlong(first, degrees, (x + 0.5) / 90, 1 - (y + 0.5) / 70);
+        };
+        // Dark where the brush comes from.
+        Picture const edge = Picture::Make(90, 70, false, [&](unsigned x, unsigned y) {
+            return along(x, y) < 0 ? Rgba{0, 0, 0, 1} : Rgba{1, 1, 1, 1};
         });
-        Picture const edge = ForEachPixel(first, [degrees](double s, double t) {
-            return GetAlong(Picture(90, 70), degrees, s, t) < 0 ? Rgba{0, 0, 0, 1} : Rgba{1, 1, 1, 1};
-        });
+        double const reach = std::max(std::fabs(along(89.5, -0.5)), std::fabs(along(89.5, 69.5)));
         for (double const p : {0.25, 0.5, 0.75}) {
+            double const front = (reach + 0.1 + 0.064) * (p - 1) + p * (reach + 0.1 + 0.3);
             Picture const drawn = Run(settings, first, second, {.progress = p});
-            Picture const banded = Run(settings, bands, bands, {.progress = p});
             Picture const edged = Run(settings, edge, edge, {.progress = p});
-            double const reach =
-                std::max(std::fabs(GetAlong(first, degrees, 1, 1)), std::fabs(GetAlong(first, degrees, 1, 0)));
-            constexpr double kRagged = 0.25 * kStrength;
-            constexpr double kAhead = 0.16 * kStrength;
-            constexpr double kSettling = kSoftness + 0.5 * kStrength;
-            double const front = (kRagged + kAhead + reach) * (p - 1) + p * (reach + kRagged + kSettling);
+            Picture still = drawn;
             unsigned darkened = 0;
-            for (unsigned y = 0; y < drawn.height; ++y) {
-                for (unsigned x = 0; x < drawn.width; ++x) {
-                    double const behind =
-                        front - GetAlong(first, degrees, (x + 0.5) / drawn.width, 1 - (y + 0.5) / drawn.height);
-                    if (behind < -kRagged - kAhead || behind > kRagged + kSettling) {
-                        Rgba const& still = (behind < 0 ? first : second).At(x, y);
-                        for (std::size_t c = 0; c < 3; ++c) {
-                            ASSERT_NEAR(drawn.At(x, y)[c], still[c], kUnfiltered) << x << ", " << y << " at " << p;
-                        }
+            for (unsigned y = 0; y < 70; ++y) {
+                for (unsigned x = 0; x < 90; ++x) {
+                    double const behind = front - along(x, y);
+                    if (behind < -0.164 || behind > 0.4) {
+                        still.At(x, y) = (behind < 0 ? first : second).At(x, y);
                     }
-                    darkened += edge.At(x, y)[0] == 1 && edged.At(x, y)[0] < 0.2 ? 1 : 0;
-                    if (GetAlong(first, degrees, (x - 1.5) / drawn.width, 1 - (y + 2.5) / drawn.height) < 0 &&
-                        GetAlong(first, degrees, (x + 2.5) / drawn.width, 1 - (y - 1.5) / drawn.height) < 0) {
-                        ASSERT_LE(edged.At(x, y)[0], 0) << "paint drawn backwards " << x << ", " << y << " at " << p;
-                    }
-                    Rgba const& band = banded.At(x, y);
-                    double const wanted = bands.At(x, y)[1] / bands.At(x, y)[0];
-                    // Mirrored at the borders, slanting strokes change their bands.
-                    if (std::fmod(degrees, 90) == 0) {
-                        ASSERT_NEAR(band[1] / band[0], wanted, 2 * kFiltered) << x << ", " << y << " at " << p;
-                    }
+                    darkened += along(x, y) > 0 && edged.At(x, y)[0] < 0.2 ? 1 : 0;
+                    ASSERT_TRUE(along(x, y) > -0.03 || edged.At(x, y)[0] == 0) << "drawn backwards " << x << ", " << y;
                 }
             }
-            EXPECT_EQ(darkened > 100, p == 0.5) << darkened << " at " << p;
+            EXPECT_TRUE(IsNear(drawn, still, kUnfiltered)) << Describe(settings) << " at progress " << p;
+            EXPECT_EQ(darkened > 100, p == 0.5) << Describe(settings) << " at progress " << p;
         }
+    }
+}
+
+/// What a column draws when a transition is made after `std::srand`.
+struct FallingColumn {
+    double begin, duration, trail;
+};
+
+std::vector<FallingColumn> DrawColumns(unsigned seed) {
+    std::srand(seed);
+    auto const draw = [](double low, double high) { return low + (high - low) * std::rand() / (RAND_MAX + 1.0); };
+    std::vector<FallingColumn> columns(400);
+    for (FallingColumn& column : columns) {
+        column.duration = draw(0.4, 0.8);
+        column.begin = draw(0, 1) * (1 - column.duration);
+        column.trail = draw(0.25, 0.65);
+    }
+    return columns;
+}
+
+TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
+    for (Size const& size : {Size{96, 60}, Size{60, 105}}) {
+        bool const hasAlpha = size.width == 60;
+        Picture const first = MakeNoise(size, hasAlpha, 1);
+        Picture const second = MakeNoise(size, hasAlpha, 2);
+        Proc::SettingsTransitionMatrix settings;
+        settings.SetNum(12);
+        settings.SetColor({255, 255, 255, 0});  // without light
+        // 12 / aspect / 1.25
+        double const rows = size.width == 96 ? 6 : 17;
+        for (double const p : {0.1, 0.4, 0.6, 0.9}) {
+            std::vector<FallingColumn> const columns = DrawColumns(5);
+            std::srand(5);
+            Picture const drawn = Run(settings, first, second, {.progress = p});
+            Picture const expected = ForEachPixel(first, [&](double s, double t) {
+                FallingColumn const& column = columns[static_cast<std::size_t>(s * 12)];
+                double const trail = std::max(column.trail * rows, 3.0);
+                double const head = (p - column.begin) / column.duration * (rows + trail);
+                double const y = (1 - t) * rows;
+                double const passed = std::clamp((head - y) / 0.5, 0.0, 1.0);
+                // Darkness is told at the middles of cells.
+                auto const dark = [&](double row) {
+                    double const left = 1 - (head - std::clamp(row, 0.0, rows - 1)) / trail;
+                    return std::clamp(1.5 * std::clamp(left, 0.0, 1.0), 0.0, 1.0);
+                };
+                double const low = std::floor(y - 0.5);
+                double const f = y - 0.5 - low;
+                double const shown = 1 - 0.85 * (dark(low) * (1 - f) + dark(low + 1) * f);
+                Rgba from = first.SampleNearest(s, t);
+                Rgba to = second.SampleNearest(s, t);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    from[c] *= from[3];
+                    to[c] *= to[3] * shown;
+                }
+                return Straight(Mix(from, to, passed * passed * (3 - 2 * passed)));
+            });
+            EXPECT_TRUE(IsNear(drawn, expected, kFiltered)) << Describe(settings) << " at progress " << p;
+        }
+    }
+}
+
+TEST_F(ShaderTransitionsTest, MatrixShowsGlyphsWhereColumnsFall) {
+    // 10 x 4 cells of 24 x 30 pixels.
+    Picture const black = Picture::Flat(240, 120, {0, 0, 0, 1});
+    Proc::SettingsTransitionMatrix settings;
+    settings.SetNum(10);
+    settings.SetColor({255, 255, 255, 255});
+    std::vector<FallingColumn> const columns = DrawColumns(9);
+    unsigned heads = 0;
+    for (double const p : {0.2, 0.35, 0.5, 0.65, 0.8}) {
+        std::srand(9);
+        Picture const drawn = Run(settings, black, black, {.progress = p});
+        for (unsigned i = 0; i < 40; ++i) {
+            FallingColumn const& column = columns[i % 10];
+            double const trail = std::max(column.trail * 4, 3.0);
+            double const age = (p - column.begin) / column.duration * (4 + trail) - i / 10;
+            double most = 0;
+            std::array<unsigned, 64> wrong{};
+            for (unsigned pixel = 0; pixel < 24 * 30; ++pixel) {
+                unsigned const x = pixel % 24;
+                unsigned const y = pixel / 24;
+                double const light = drawn.At(i % 10 * 24 + x, i / 10 * 30 + y)[0];
+                most = std::max(most, light);
+                for (std::size_t glyph = 0; glyph < wrong.size(); ++glyph) {
+                    double const inside =
+                        Ogl::GetGlyphDistance(static_cast<int>(glyph), (x + 0.5) / 24, 1 - (y + 0.5) / 30) * 24;
+                    wrong[glyph] += std::fabs(inside) > 0.7 && (light > 0.9) != (inside > 0) ? 1 : 0;
+                }
+            }
+            if (age <= 0 || age >= trail) {
+                EXPECT_LT(most, 0.6) << "strokes before the head or behind the trail";
+            } else if (age > 0.5 && age < 1) {
+                ++heads;
+                EXPECT_LT(*std::min_element(wrong.begin(), wrong.end()), 8) << "no glyph in cell " << i << " at " << p;
+            }
+        }
+    }
+    EXPECT_GE(heads, 5U);
+}
+
+TEST_F(ShaderTransitionsTest, GlyphsDifferAndKeepToTheirCells) {
+    constexpr int kSide = 40;
+    std::vector<std::vector<bool>> shapes;
+    for (int glyph = 0; glyph < Ogl::kGlyphsASide * Ogl::kGlyphsASide; ++glyph) {
+        std::vector<bool> shape;
+        for (int i = 0; i < kSide * kSide; ++i) {
+            double const inside = Ogl::GetGlyphDistance(glyph, (i % kSide + 0.5) / kSide, (i / kSide + 0.5) / kSide);
+            bool const isRim = i % kSide % (kSide - 1) == 0 || i / kSide % (kSide - 1) == 0;
+            ASSERT_TRUE(!isRim || inside < 0.02 - Ogl::kGlyphReach) << "glyph " << glyph;
+            shape.push_back(inside > 0);
+        }
+        EXPECT_EQ(std::count(shapes.begin(), shapes.end(), shape), 0) << "glyph " << glyph << " comes again";
+        shapes.push_back(shape);
     }
 }
 

@@ -85,6 +85,7 @@ class TransitionCube;
 class TransitionWipe;
 class TransitionSlide;
 class TransitionRadial;
+class TransitionMatrix;
 class TransitionSlidingDoor;
 class TransitionBarnDoor;
 class TransitionCross;
@@ -201,6 +202,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionWipe>(registry, &Create<TransitionWipe>);
     RegisterTwo<SettingsTransitionSlide>(registry, &Create<TransitionSlide>);
     RegisterTwo<SettingsTransitionRadial>(registry, &Create<TransitionRadial>);
+    RegisterTwo<SettingsTransitionMatrix>(registry, &Create<TransitionMatrix>);
     RegisterTwo<SettingsTransitionSlidingDoor>(registry, &Create<TransitionSlidingDoor>);
     RegisterTwo<SettingsTransitionBarnDoor>(registry, &Create<TransitionBarnDoor>);
     RegisterTwo<SettingsTransitionCross>(registry, &Create<TransitionCross>);
