@@ -33,6 +33,7 @@ class EffectTranspose;
 class EffectFindEdges;
 class EffectPosterize;
 class EffectChromakey;
+class EffectVertigo;
 class EffectTwirl;
 class EffectPopArt;
 class EffectStripes;
@@ -146,6 +147,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectFindEdges>(registry, &CreateEffect<EffectFindEdges>);
     RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);
     RegisterOne<SettingsEffectChromakey>(registry, &CreateEffect<EffectChromakey>);
+    RegisterOne<SettingsEffectVertigo>(registry, &CreateEffect<EffectVertigo>);
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
     RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);

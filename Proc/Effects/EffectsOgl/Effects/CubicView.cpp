@@ -1,6 +1,7 @@
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "Proc/Effects/EffectsOgl/Pass.h"
@@ -70,7 +71,28 @@ void main() {
 }
 )glsl";
 
+/// As it is shown; the larger is 1.
+glm::dvec2 GetSides(double aspect) { return glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0); }
+
 }  // namespace
+
+Placement Move(double aspect, glm::dvec2 const& shift, double roll, double zoom) {
+    glm::dvec2 const sides = GetSides(aspect);
+    double const cosine = std::cos(roll) / zoom;
+    double const sine = std::sin(roll) / zoom;
+    glm::dmat2 const back(cosine, -sine * sides.x / sides.y, sine * sides.y / sides.x, cosine);
+    return {glm::mat2(back), glm::vec2(0.5 - back * (0.5 + shift / sides))};
+}
+
+double HideBorders(double aspect, double shift, double roll) {
+    glm::dvec2 const sides = GetSides(aspect);
+    // Along a side the turned frame reaches as far as its own side and the other one let it.
+    auto const along = [&](double side, double other) {
+        double const worst = std::min(roll, std::atan(other / side));
+        return std::cos(worst) + other / side * std::sin(worst) + 2.0 * shift / side;
+    };
+    return std::max(along(sides.x, sides.y), along(sides.y, sides.x));
+}
 
 void DrawCubic(Frame const& picture, Placement const& placement, double scale, Texture const& target,
                ShaderStorage const& storage) {

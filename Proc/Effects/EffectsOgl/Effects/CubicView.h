@@ -14,6 +14,14 @@ struct Placement {
     glm::vec2 origin{0.0F};
 };
 
+/// Places a picture of this display aspect in the frame: enlarged by `zoom` about the middle and turned there
+/// counter-clockwise by `roll` radians as it is shown, then moved by `shift`, fractions of the larger side.
+Placement Move(double aspect, glm::dvec2 const& shift, double roll, double zoom);
+
+/// The least zoom of a picture of this display aspect with which no border shows wherever it is moved and turned up to
+/// `shift` and `roll`, as `Move` has them.
+double HideBorders(double aspect, double shift, double roll);
+
 /// The smallest scale that `DrawCubic` takes.
 constexpr double kLeastCubicScale = 0.8;
 

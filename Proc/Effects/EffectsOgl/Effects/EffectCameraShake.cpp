@@ -3,7 +3,6 @@
 // camera at rest. What is seen is enlarged, always alike, by as much as the farthest shift and the strongest roll need
 // for no border of the picture to show.
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -51,12 +50,6 @@ T Limit(T const& value, double length) {
     return value * (kUsual / std::sqrt(1.0 + kUsual * kUsual * length * length));
 }
 
-/// The enlargement along a side of length 1, the other being `other`, that hides shifts and rolls up to these.
-double Enlarge(double other, double shift, double roll) {
-    double const worst = std::min(roll, std::atan(other));
-    return std::cos(worst) + other * std::sin(worst) + 2.0 * shift;
-}
-
 }  // namespace
 
 class EffectCameraShake final : public EffectWithSettings<Proc::SettingsEffectCameraShake> {
@@ -74,18 +67,10 @@ public:
         glm::dvec2 const sway{shake(0), shake(1)};
         double const roll = shake(2);
 
-        // As it is shown, in larger sides.
         double const aspect = GetDisplayAspect(src->GetFrameInfo());
-        glm::dvec2 const sides = glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0);
-        glm::dvec2 const shift = amplitude * Limit(sway, glm::length(sway));
-        double const angle = rotation * Limit(roll, roll);
-        double const zoom = std::max(Enlarge(sides.y / sides.x, amplitude / sides.x, rotation),
-                                     Enlarge(sides.x / sides.y, amplitude / sides.y, rotation));
-
-        double const cosine = std::cos(angle) / zoom;
-        double const sine = std::sin(angle) / zoom;
-        glm::dmat2 const turn(cosine, sine * sides.x / sides.y, -sine * sides.y / sides.x, cosine);
-        Placement const place{glm::mat2(turn), glm::vec2(0.5 - turn * (0.5 + shift / sides))};
+        double const zoom = HideBorders(aspect, amplitude, rotation);
+        Placement const place =
+            Move(aspect, amplitude * Limit(sway, glm::length(sway)), rotation * Limit(roll, roll), zoom);
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         DrawCubic(picture, place, zoom, dst->FrameData().GetFirstTexture(), storage);
     }
