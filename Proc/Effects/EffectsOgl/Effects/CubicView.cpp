@@ -72,7 +72,9 @@ void main() {
 )glsl";
 
 /// As it is shown; the larger is 1.
-glm::dvec2 GetSides(double aspect) { return glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0); }
+glm::dvec2 GetSides(double aspect) {
+    return glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0);
+}
 
 }  // namespace
 

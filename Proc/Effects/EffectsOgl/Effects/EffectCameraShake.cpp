@@ -59,8 +59,7 @@ public:
         double const amplitude = settings.GetAmplitude();
         double const rotation = glm::radians(settings.GetRotation());
         if (amplitude == 0.0 && rotation == 0.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         auto const shake = [&](std::uint32_t motion) { return Shake(time, settings.GetFrequency(), motion, seed); };

@@ -108,8 +108,7 @@ public:
         glm::dvec2 const centre{settings.GetX(), settings.GetY()};
         View const view{0.5 - (centre - 0.5) / zoom, zoom};
         if (view == View()) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

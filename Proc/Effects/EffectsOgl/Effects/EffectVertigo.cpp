@@ -13,12 +13,12 @@
 
 #include <fmt/format.h>
 
-#include "Ogl/GlState.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Premultiplied.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -27,7 +27,8 @@ namespace {
 /// Of `copies` copies, the picture being the first. Light is the square of a colour. With alpha, colours come
 /// premultiplied.
 std::string MakeFragment(int copies, bool isOpaque) {
-    std::string source = fmt::format(R"glsl(#version 120
+    std::string source = fmt::format(
+        R"glsl(#version 120
 uniform sampler2D tex;
 uniform float place[{}];
 uniform float share[{}];
@@ -42,16 +43,16 @@ vec4 Light(vec4 s, vec2 t) {{
 void main() {{
     vec4 sum = vec4(0.0);
 )glsl",
-                                     6 * copies, 3 * copies,
-                                     isOpaque ? "vec4(color.rgb * color.rgb, 1.0)"
-                                              : "vec4(color.rgb * color.rgb / max(color.a, 1.0e-6), color.a)");
+        6 * copies, 3 * copies,
+        isOpaque ? "vec4(color.rgb * color.rgb, 1.0)" : "vec4(color.rgb * color.rgb / max(color.a, 1.0e-6), color.a)");
     for (int i = 0; i < copies; ++i) {
         int const p = 6 * i;
         int const w = 3 * i;
-        source += fmt::format("    sum += Light(vec4(place[{}], place[{}], place[{}], place[{}]), "
-                              "vec2(place[{}], place[{}]))\n"
-                              "         * vec4(share[{}], share[{}], share[{}], share[{}]);\n",
-                              p, p + 1, p + 2, p + 3, p + 4, p + 5, w, w + 1, w + 2, w + 1);
+        source += fmt::format(
+            "    sum += Light(vec4(place[{}], place[{}], place[{}], place[{}]), "
+            "vec2(place[{}], place[{}]))\n"
+            "         * vec4(share[{}], share[{}], share[{}], share[{}]);\n",
+            p, p + 1, p + 2, p + 3, p + 4, p + 5, w, w + 1, w + 2, w + 1);
     }
     return source + (isOpaque ? "    gl_FragColor = vec4(sqrt(sum.rgb), 1.0);\n}\n"
                               : "    gl_FragColor = vec4(sqrt(sum.rgb / max(sum.a, 1.0e-6)), sum.a);\n}\n");
@@ -67,13 +68,13 @@ struct Copies {
 Copies MakeCopies(double aspect, double phase, double strength, int ghosts) {
     constexpr double kReach = 0.07;
     constexpr double kTurn = 0.1;
-    constexpr double kOwn = 0.25;         // the picture's part of these
-    constexpr double kNearest = 0.5;      // the first ghost's
-    constexpr double kLag = 0.55;         // from ghost to ghost, along the circle
-    constexpr double kGrowth = 0.1;       // of the last ghost
+    constexpr double kOwn = 0.25;          // the picture's part of these
+    constexpr double kNearest = 0.5;       // the first ghost's
+    constexpr double kLag = 0.55;          // from ghost to ghost, along the circle
+    constexpr double kGrowth = 0.1;        // of the last ghost
     constexpr double kTurnRhythm = 0.618;  // to the circle's: it comes back to the same place, turned otherwise
     constexpr double kGrowthRhythm = 0.45;
-    constexpr double kWeight = 2.4;       // of all ghosts, to the picture's
+    constexpr double kWeight = 2.4;  // of all ghosts, to the picture's
     constexpr double kFallOff = 0.85;
     double const tint = ghosts > 1 ? 0.6 : 0.0;
 
@@ -114,18 +115,17 @@ public:
                     OglCache*) const override {
         double const strength = settings.GetStrength();
         if (strength == 0.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
-        Frame const picture = Premultiply(src->FrameData().ConvertToRGBA(storage), storage);
-        bool const isOpaque = picture.GetFirstTexture().IsOpaque();
+        Premultiplied const picture(src->FrameData().ConvertToRGBA(storage), storage);
+        bool const isOpaque = picture.Get().IsOpaque();
         int const ghosts = settings.GetGhosts();
         double const phase = 2.0 * std::numbers::pi * settings.GetSpeed() * time;
         Copies const copies = MakeCopies(GetDisplayAspect(src->GetFrameInfo()), phase, strength, ghosts);
         Pass(storage, fmt::format("EffectVertigo_{}_{}", isOpaque ? "opaque" : "alpha", ghosts),
              [&] { return MakeFragment(ghosts + 1, isOpaque); })
-            .Texture("tex", 0, picture)
+            .Texture("tex", 0, picture.Get())
             .Set("place", copies.places)
             .Set("share", copies.shares)
             .DrawTo(*dst);

@@ -70,8 +70,7 @@ Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& stor
 void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
               Proc::Color const& around, ShaderStorage const& storage) {
     if (view == View()) {
-        AttachTarget(dst, storage);
-        src->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(dst, *src, storage);
         return;
     }
     Frame const picture = src->FrameData().ConvertToRGBA(storage);
