@@ -280,5 +280,48 @@ TEST_F(FilterEffectsTest, ColorBrushPaintsFromTheDrawingToThePicture) {
     });
 }
 
+TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
+    Rgba const left{0.8, 0.3, 0.2, 1.0};
+    Rgba const right{0.2, 0.5, 0.4, 1.0};
+    // A radius below a pixel of the lattice, one that the lattice has every pixel for, and coarser ones.
+    for (double const radius : {0.4, 4.0, 12.0, 36.0}) {
+        for (double const angle : {0.0, 0.6, M_PI / 2.0}) {
+            SettingsEffectOilPaint settings;
+            settings.SetSize(radius / 300.0);
+            auto const distance = [&](unsigned x, unsigned y) {
+                return (x - 149.5) * std::cos(angle) + (y - 79.5) * std::sin(angle);
+            };
+            Picture const noise = Picture::Noise(300, 160);
+            Picture const input = Picture::Make(300, 160, false, [&](unsigned x, unsigned y) {
+                Rgba const& side = distance(x, y) < 0.0 ? left : right;
+                return EachColor(side, [&](std::size_t c) { return side[c] + 0.1 * (noise.At(x, y)[c] - 0.5); });
+            });
+            Picture const painted = Run(settings, input);
+            double const soft = 1.0 + 0.06 * radius;
+            // Beyond the border the edge goes on straight outwards: it is another one there.
+            auto const margin = static_cast<unsigned>(1.6 * radius);
+            double worst = 0.0;
+            double before = 0.0;
+            double after = 0.0;
+            for (unsigned y = margin; y < 160 - margin; ++y) {
+                for (unsigned x = margin; x < 300 - margin; ++x) {
+                    Rgba const& side = distance(x, y) < 0.0 ? left : right;
+                    double const off = std::fabs(painted.At(x, y)[0] - side[0]);
+                    worst = std::fabs(distance(x, y)) > soft ? std::max(worst, off) : worst;
+                    if (std::fabs(distance(x, y)) > 0.5 * radius) {
+                        before += std::pow(input.At(x, y)[0] - side[0], 2.0);
+                        after += off * off;
+                    }
+                }
+            }
+            SCOPED_TRACE(fmt::format("radius {}, angle {}", radius, angle));
+            EXPECT_LT(worst, 0.06) << "noise alone is within 0.05";
+            if (radius > 1.0) {
+                EXPECT_LT(after, before / 16.0);
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -30,6 +30,7 @@ class EffectTiltShift;
 class EffectErosion;
 class EffectGlassMosaic;
 class EffectTranspose;
+class EffectOilPaint;
 class EffectFindEdges;
 class EffectPosterize;
 class EffectChromakey;
@@ -144,6 +145,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectErosion>(registry, &CreateEffect<EffectErosion>);
     RegisterOne<SettingsEffectGlassMosaic>(registry, &CreateEffect<EffectGlassMosaic>);
     RegisterOne<SettingsEffectTranspose>(registry, &CreateEffect<EffectTranspose>);
+    RegisterOne<SettingsEffectOilPaint>(registry, &CreateEffect<EffectOilPaint>);
     RegisterOne<SettingsEffectFindEdges>(registry, &CreateEffect<EffectFindEdges>);
     RegisterOne<SettingsEffectPosterize>(registry, &CreateEffect<EffectPosterize>);
     RegisterOne<SettingsEffectChromakey>(registry, &CreateEffect<EffectChromakey>);

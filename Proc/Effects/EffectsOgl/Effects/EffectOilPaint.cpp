@@ -1,0 +1,314 @@
+// Brush-like patches of even colour with crisp edges: a generalised Kuwahara filter (G. Papari, N. Petkov, P. Campisi,
+// "Artistic Edge and Corner Enhancing Smoothing", 2007). Around each pixel lie eight overlapping sectors; the result is
+// the mean of their mean colours, weighted by their standard deviations to the power of -sharpness, so that sectors
+// that reach across an edge do not count. The sectors follow the picture's structure (J. E. Kyprianidis, H. Kang,
+// J. Doellner, "Image and Video Abstraction by Anisotropic Kuwahara Filtering", 2009): along an edge they are longer
+// than across.
+//
+// A sector is the sum of two Gaussians, a narrow one close to the pixel and a wider one behind it. Both are taken from
+// pictures that were blurred once for all sectors and pixels, on a lattice as coarse as the radius allows; these hold
+// the mean colour and the mean of its squared distance from grey, from which follows a sector's variance. Which sectors
+// count is decided at every pixel of the full picture, so edges are as fine as that, and the cost does not depend on
+// the radius.
+//
+// What is transparent is first filled from what covers around it. Alpha is kept.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "Ogl/TexturePool.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kPremultiply[] = R"glsl(#version 120
+uniform sampler2D tex;
+varying vec2 TexCoord0;
+void main() {
+    vec4 c = texture2D(tex, TexCoord0);
+    gl_FragColor = vec4(c.rgb * c.a, c.a);
+}
+)glsl";
+
+constexpr char kFill[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform sampler2D around;
+varying vec2 TexCoord0;
+void main() {
+    vec4 c = texture2D(tex, TexCoord0);
+    vec4 mean = texture2D(around, TexCoord0);
+    gl_FragColor = vec4(c.rgb * c.a + mean.rgb * ((1.0 - c.a) / max(mean.a, 0.001)), 1.0);
+}
+)glsl";
+
+// The mean colour of `factor` x `factor` pixels, and in alpha that of its squared distance from grey, over the greatest
+// there is: a variance is the difference of two of these, and the smaller they are the less is lost to rounding.
+constexpr char kReduce[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec2 texel;
+uniform vec2 lattice;       // points along each axis
+uniform int factor;
+varying vec2 TexCoord0;
+void main() {
+    vec2 first = (floor(TexCoord0 * lattice) * float(factor) + vec2(0.5)) * texel;
+    vec3 sum = vec3(0.0);
+    vec3 squares = vec3(0.0);
+    for (int y = 0; y < factor; ++y) {
+        for (int x = 0; x < factor; ++x) {
+            vec3 c = texture2D(tex, first + vec2(float(x), float(y)) * texel).rgb;
+            sum += c;
+            c -= vec3(0.5);
+            squares += c * c;
+        }
+    }
+    gl_FragColor = vec4(sum, dot(squares, vec3(4.0 / 3.0))) / float(factor * factor);
+}
+)glsl";
+
+// Puts the variance into alpha. It is what sectors interpolate: from interpolated squares and means it would ripple
+// from one point of the lattice to the next.
+constexpr char kVariance[] = R"glsl(#version 120
+uniform sampler2D tex;
+varying vec2 TexCoord0;
+void main() {
+    vec4 c = texture2D(tex, TexCoord0);
+    vec3 tone = c.rgb - vec3(0.5);
+    gl_FragColor = vec4(c.rgb, max(c.a * 0.75 - dot(tone, tone), 0.0));
+}
+)glsl";
+
+constexpr int kPairs = 6;
+
+std::string MakeBlur() {
+    std::string source = fmt::format(
+        "#version 120\nuniform sampler2D tex;\nuniform vec2 local_step;\n"
+        "uniform float weights[{}];\nvarying vec2 TexCoord0;\nvoid main() {{\n"
+        "    vec4 sum = texture2D(tex, TexCoord0) * weights[0];\n    vec2 d;\n",
+        kPairs + 1);
+    for (int i = 1; i <= kPairs; ++i) {
+        source += fmt::format(
+            "    d = local_step * {0}.0;\n    sum += (texture2D(tex, TexCoord0 + d) + "
+            "texture2D(tex, TexCoord0 - d)) * weights[{0}];\n",
+            i);
+    }
+    return source + "    gl_FragColor = sum;\n}\n";
+}
+
+// The structure tensor (E F; F G) over the length of the gradient, which keeps weak gradients above the rounding; as
+// (E - G, 2 F, E + G), the signed ones about 1/2.
+constexpr char kTensor[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec2 texel;
+varying vec2 TexCoord0;
+vec3 tap(float x, float y) {
+    return texture2D(tex, TexCoord0 + texel * vec2(x, y)).rgb;
+}
+void main() {
+    vec3 falling = tap(1.0, -1.0) - tap(-1.0, 1.0);
+    vec3 rising = tap(1.0, 1.0) - tap(-1.0, -1.0);
+    vec3 gx = ((rising + falling) * 3.0 + (tap(1.0, 0.0) - tap(-1.0, 0.0)) * 10.0) / 32.0;
+    vec3 gy = ((rising - falling) * 3.0 + (tap(0.0, 1.0) - tap(0.0, -1.0)) * 10.0) / 32.0;
+    float e = dot(gx, gx);
+    float g = dot(gy, gy);
+    vec3 tensor = vec3(e - g, 2.0 * dot(gx, gy), e + g) * inversesqrt(e + g + 1e-9);
+    gl_FragColor = vec4(tensor.xy * 0.5 + vec2(0.5), tensor.z, 1.0);
+}
+)glsl";
+
+constexpr int kSectors = 8;
+
+std::string MakePaint() {
+    std::string source = R"glsl(#version 120
+uniform sampler2D tex;
+uniform sampler2D near;
+uniform sampler2D far;
+uniform sampler2D flow;
+uniform vec2 to_lattice;    // from texture coordinates of the picture to the lattice's
+uniform vec2 radius;        // in the lattice's texture coordinates
+uniform float power;        // half the sharpness
+varying vec2 TexCoord0;
+vec2 here;
+vec2 along;
+vec2 across;
+vec4 sector(vec2 direction) {
+    vec2 at = along * direction.x + across * direction.y;
+    vec4 inner = texture2D(near, here + at * NEAR_AT);
+    vec4 outer = texture2D(far, here + at * FAR_AT);
+    vec3 apart = inner.rgb - outer.rgb;
+    vec4 both = mix(outer, inner, NEAR_SHARE);
+    return vec4(both.rgb, both.a + NEAR_SHARE * (1.0 - NEAR_SHARE) * dot(apart, apart) + 1e-4);
+}
+void main() {
+    here = TexCoord0 * to_lattice;
+    vec3 tensor = texture2D(flow, here).rgb;
+    vec2 doubled = tensor.xy * 2.0 - vec2(1.0);
+    float size = length(doubled);
+    float anisotropy = clamp(size / (tensor.z + 0.004), 0.0, 1.0);
+    float turn = size > 0.0 ? doubled.x / size : 1.0;
+    vec2 gradient = sqrt(max(vec2(1.0 + turn, 1.0 - turn), vec2(0.0)) * 0.5) * vec2(1.0, doubled.y < 0.0 ? -1.0 : 1.0);
+    float stretch = 1.0 + STRETCH * anisotropy;
+    along = vec2(-gradient.y, gradient.x) * radius * stretch;
+    across = gradient * radius / stretch;
+)glsl";
+    std::array<std::pair<char const*, char const*>, 4> const constants{
+        {{"NEAR_AT", "0.35"}, {"NEAR_SHARE", "0.4"}, {"FAR_AT", "0.8"}, {"STRETCH", "0.6"}}};
+    for (auto const& [name, value] : constants) {
+        for (std::size_t at = source.find(name); at != std::string::npos; at = source.find(name)) {
+            source.replace(at, std::string_view(name).size(), value);
+        }
+    }
+    std::string least = "1e9";
+    for (int i = 0; i < kSectors; ++i) {
+        double const angle = 2.0 * std::numbers::pi * i / kSectors;
+        source += fmt::format("    vec4 m{} = sector(vec2({:.6f}, {:.6f}));\n", i, std::cos(angle), std::sin(angle));
+        least = fmt::format("min({}, m{}.a)", least, i);
+    }
+    source += fmt::format("    float least = {};\n    vec4 sum = vec4(0.0);\n", least);
+    for (int i = 0; i < kSectors; ++i) {
+        source += fmt::format("    sum += vec4(m{0}.rgb, 1.0) * pow(least / m{0}.a, power);\n", i);
+    }
+    return source + "    gl_FragColor = vec4(sum.rgb / sum.a, texture2D(tex, TexCoord0).a);\n}\n";
+}
+
+/// A picture of intermediate results on the lattice.
+class Lattice {
+public:
+    Lattice(ShaderStorage const& shaderStorage, std::uint32_t latticeWidth, std::uint32_t latticeHeight)
+        : storage(shaderStorage), width(latticeWidth), height(latticeHeight) {}
+
+    PooledTexture Make() const { return PooledTexture(TextureForm{width, height, TexelFormat::Rgba16, false}); }
+    glm::vec2 GetSize() const { return {width, height}; }
+
+    /// Blurs with a Gaussian of `sigma` taps, `stride` lattice points apart; far below 1 it changes nothing.
+    PooledTexture Blur(Texture const& from, double sigma, int stride = 1) const {
+        std::vector<float> weights;
+        double sum = 0.0;
+        for (int i = 0; i <= kPairs; ++i) {
+            double const weight = std::exp(-0.5 * i * i / std::max(sigma * sigma, 1e-4));
+            sum += i == 0 ? weight : 2.0 * weight;
+            weights.push_back(static_cast<float>(weight));
+        }
+        for (float& weight : weights) {
+            weight /= static_cast<float>(sum);
+        }
+        PooledTexture const middle = Make();
+        PooledTexture result = Make();
+        auto const draw = [&](Texture const& source, Texture const& target, glm::vec2 const& axis) {
+            Pass(storage, "EffectOilPaint_blur", &MakeBlur)
+                .Texture("tex", 0, source, TextureFilter::Nearest)
+                .Set("local_step", axis * static_cast<float>(stride) / GetSize())
+                .Set("weights", weights)
+                .DrawTo(target);
+        };
+        draw(from, middle.Get(), {1.0F, 0.0F});
+        draw(middle.Get(), result.Get(), {0.0F, 1.0F});
+        return result;
+    }
+
+    PooledTexture ToVariance(Texture const& from) const {
+        PooledTexture result = Make();
+        Pass(storage, "EffectOilPaint_variance", kVariance)
+            .Texture("tex", 0, from, TextureFilter::Nearest)
+            .DrawTo(result.Get());
+        return result;
+    }
+
+private:
+    ShaderStorage const& storage;
+    std::uint32_t width;
+    std::uint32_t height;
+};
+
+/// The picture with colour where it is transparent, taken from around there.
+Frame FillTransparent(Frame const& picture, Conf::FrameInfo const& info, double scale, ShaderStorage const& storage) {
+    Src const premultiplied = DataVideoOGL::Create(picture.GetPixFmt(), info);
+    Pass(storage, "EffectOilPaint_premultiply", kPremultiply)
+        .Texture("tex", 0, picture, TextureFilter::Nearest)
+        .DrawTo(*premultiplied);
+    Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), info);
+    EffectBlur(scale).Processing(blurred.get(), premultiplied, 0.0, 0.0, storage, nullptr);
+    Frame const around = blurred->FrameData();
+    Frame filled = Frame::Create();
+    filled.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
+    Pass(storage, "EffectOilPaint_fill", kFill)
+        .Texture("tex", 0, picture, TextureFilter::Nearest)
+        .Texture("around", 1, around, TextureFilter::Nearest)
+        .DrawTo(filled);
+    return filled;
+}
+
+}  // namespace
+
+class EffectOilPaint final : public EffectWithSettings<Proc::SettingsEffectOilPaint> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
+                    OglCache*) const override {
+        if (settings.GetSize() <= 0.0) {
+            DrawUnchanged(*dst, *src, storage);
+            return;
+        }
+        Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        bool const hasAlpha = PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha();
+        Frame const filled =
+            hasAlpha ? FillTransparent(picture, src->GetFrameInfo(), settings.GetSize(), storage) : picture;
+
+        // The lattice is fine enough that the narrow Gaussian is wider than the lattice's own filtering, and coarse
+        // enough to cost little.
+        constexpr double kPointsPerRadius = 8.0;
+        constexpr double kLeastToHalve = 10.0;
+        constexpr double kNarrow = 0.2;  // standard deviations, parts of the radius
+        constexpr double kWide = 0.33;
+        constexpr double kFlow = 0.6;
+        double const radius = settings.GetSize() * std::max(picture.GetWidth(), picture.GetHeight());
+        auto const factor =
+            static_cast<std::uint32_t>(std::max(radius / kPointsPerRadius, radius < kLeastToHalve ? 1.0 : 2.0));
+        double const points = radius / factor;
+        Lattice const lattice(storage, (picture.GetWidth() + factor - 1) / factor,
+                              (picture.GetHeight() + factor - 1) / factor);
+        glm::vec2 const side(picture.GetWidth(), picture.GetHeight());
+
+        PooledTexture const reduced = lattice.Make();
+        Pass(storage, "EffectOilPaint_reduce", kReduce)
+            .Texture("tex", 0, filled, TextureFilter::Nearest)
+            .Set("texel", 1.0F / side)
+            .Set("lattice", lattice.GetSize())
+            .Set("factor", static_cast<int>(factor))
+            .DrawTo(reduced.Get());
+        PooledTexture const nearBlurred = lattice.Blur(reduced.Get(), kNarrow * points);
+        PooledTexture const farBlurred =
+            lattice.Blur(nearBlurred.Get(), std::sqrt(kWide * kWide - kNarrow * kNarrow) * points);
+        PooledTexture const near = lattice.ToVariance(nearBlurred.Get());
+        PooledTexture const far = lattice.ToVariance(farBlurred.Get());
+        PooledTexture const tensor = lattice.Make();
+        Pass(storage, "EffectOilPaint_tensor", kTensor)
+            .Texture("tex", 0, nearBlurred.Get(), TextureFilter::Nearest)
+            .Set("texel", 1.0F / lattice.GetSize())
+            .DrawTo(tensor.Get());
+        PooledTexture const flow = lattice.Blur(tensor.Get(), kFlow * points / 2.0, 2);
+
+        glm::vec2 const toLattice = side / (static_cast<float>(factor) * lattice.GetSize());
+        Pass(storage, "EffectOilPaint", &MakePaint)
+            .Texture("tex", 0, picture, TextureFilter::Nearest)
+            .Texture("near", 1, near.Get())
+            .Texture("far", 2, far.Get())
+            .Texture("flow", 3, flow.Get())
+            .Set("to_lattice", toLattice)
+            .Set("radius", glm::vec2(static_cast<float>(points)) / lattice.GetSize())
+            .Set("power", settings.GetSharpness() / 2.0)
+            .DrawTo(*dst);
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectOilPaint>();
+
+}  // namespace Kaltor::Ogl
