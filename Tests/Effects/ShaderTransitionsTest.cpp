@@ -154,7 +154,7 @@ TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
             };
             double const low = std::floor(step);
             double const half = 0.5 * tested.stay / (tested.steps + tested.stay);
-            double const x = std::clamp(step > 0 ? 2 * (step - low) - 0.5 : (p - 0.5 + half) / (2 * half), 0.0, 1.0);
+            double const x = std::clamp(step > 0 ? step - low : (p - 0.5 + half) / (2 * half), 0.0, 1.0);
             auto const a = step > 0 ? blocks(p < 0.5 ? from : to, low) : blocks(from, 0);
             auto const b = step > 0 ? blocks(p < 0.5 ? from : to, low + 1) : blocks(to, 0);
             Picture const expected = ForEachPixel(

@@ -109,7 +109,7 @@ struct Coarseness {
             return x * x * (3.0 - 2.0 * x);
         };
         double const half = 0.5 * stay / (steps + stay);
-        weight = isCoarsest ? ease(0.5 - half, 0.5 + half, progress) : ease(0.25, 0.75, step - halvings);
+        weight = isCoarsest ? ease(0.5 - half, 0.5 + half, progress) : ease(0.0, 1.0, step - halvings);
     }
 
     std::uint32_t halvings;  ///< of the larger pixels that are seen
