@@ -107,6 +107,7 @@ constexpr std::array kOwnAlpha{
     Exemption{"EffectVideoFadeInFadeOut", "fades out to nothing"},
     Exemption{"EffectChromakey", "makes the key transparent"},
     Exemption{"EffectSubFrame", "the picture lies over itself, a border and a shadow"},
+    Exemption{"EffectFilmStrip", "film is not transparent"},
     Exemption{"EffectFlyingObjects", "objects lie over what is transparent, too"},
 };
 

@@ -351,5 +351,72 @@ TEST_F(FlyingObjectsTest, LieOverThePicture) {
     EXPECT_GT(most, 0.5) << "where objects overlap";
 }
 
+TEST_F(StyleEffectsTest, FilmStripRunsWhereItShould) {
+    constexpr std::array<std::array<double, 2>, 4> kHeadings{{{0, 1}, {0, -1}, {-1, 0}, {1, 0}}};
+    SettingsEffectFilmStrip settings;
+    settings.SetSpeed(0.4);
+    settings.SetColor({0, 0, 0, 255});
+    for (Size const size : {Size{160, 90}, Size{90, 160}}) {
+        // A white spot in the middle, alone where only what is bright counts.
+        Picture const input = Picture::Make(size.width, size.height, false, [size](unsigned x, unsigned y) {
+            bool const isSpot = std::hypot(x + 0.5 - size.width / 2.0, y + 0.5 - size.height / 2.0) < 12.0;
+            return isSpot ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
+        });
+        auto const run = [&](double seconds) {
+            Picture picture = Run(settings, input, {.seconds = seconds});
+            for (Rgba& pixel : picture.pixels) {
+                pixel[0] = pixel[0] < 0.5 ? 0.0 : pixel[0];
+            }
+            return picture;
+        };
+        for (std::int32_t direction = 0; direction < 4; ++direction) {
+            settings.SetDirection(direction);
+            auto const& [headingX, headingY] = kHeadings.at(static_cast<std::size_t>(direction));
+            Bright const start(run(0.0));
+            Bright const later(run(0.2));
+            double const across = 0.7 * (direction < 2 ? size.width : size.height) / 0.72;
+            double const along = 0.7 * (direction < 2 ? size.height : size.width) + 0.05 * across;
+            double const way = 0.4 * 0.2 * along / size.height;
+            EXPECT_NEAR(start.x, 0.5 * size.width / size.height, 0.005) << direction;
+            EXPECT_NEAR(start.y, 0.5, 0.005) << direction;
+            EXPECT_NEAR(later.x - start.x, headingX * way, 0.006) << direction;
+            EXPECT_NEAR(later.y - start.y, headingY * way, 0.006) << direction;
+            EXPECT_TRUE(IsNear(run(2.7), run(0.2), kFiltered)) << "one picture later";
+        }
+    }
+}
+
+TEST_F(StyleEffectsTest, FilmStripShowsWholePicturesInTheFilm) {
+    SettingsEffectFilmStrip settings;
+    settings.SetSize(0.5);
+    settings.SetColor({0, 255, 0, 255});
+    Picture const input = Picture::Make(320, 180, false, [](unsigned x, unsigned y) {
+        return (x + y) % 2 == 0 ? Rgba{1, 0, 0, 1} : Rgba{0, 0, 1, 1};
+    });
+    Picture const drawn = Run(settings, input, {.seconds = 0.123});
+    unsigned const middle = 82;  // a row through the picture nearest to the middle
+    unsigned const left = 80;    // of the picture
+    unsigned const edge = 49;    // of the strip: 0.5 * 320 / 0.72 pixels wide
+    for (unsigned x = left; x < 320 - left; ++x) {
+        ASSERT_NEAR(drawn.At(x, middle)[0], 0.5, 0.03) << "the mean of fine detail, at " << x;
+        ASSERT_NEAR(drawn.At(x, middle)[2], 0.5, 0.03) << "the mean of fine detail, at " << x;
+        ASSERT_LT(drawn.At(x, middle)[1], 0.05) << x;
+    }
+    for (unsigned const x : {left - 3, 320 - left + 2, edge + 2, 320 - edge - 3}) {
+        EXPECT_GT(drawn.At(x, middle)[1], 0.8) << "film, at " << x;
+    }
+    for (unsigned const x : {edge - 2, 320 - edge + 1}) {
+        EXPECT_LT(drawn.At(x, middle)[1], 0.1) << "beside the strip, at " << x;
+        EXPECT_GT(drawn.At(x, middle)[0], 0.05) << "beside the strip, at " << x;
+    }
+    // Four holes a picture: 90 pixels and a twentieth of the strip's width, by 0.135 of its width.
+    unsigned changes = 0;
+    unsigned const hole = 65;  // 0.43 strip widths from the middle
+    for (unsigned y = 1; y < 180; ++y) {
+        changes += (drawn.At(hole, y)[1] > 0.4) != (drawn.At(hole, y - 1)[1] > 0.4) ? 1 : 0;
+    }
+    EXPECT_NEAR(changes, 2 * 180 / (101.1 / 3.0) * 1.04, 1.5);
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -38,6 +38,7 @@ class EffectVertigo;
 class EffectTwirl;
 class EffectPopArt;
 class EffectStripes;
+class EffectFilmStrip;
 class EffectMosaic;
 class EffectDiffuse;
 class EffectMask;
@@ -152,6 +153,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectVertigo>(registry, &CreateEffect<EffectVertigo>);
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
+    RegisterOne<SettingsEffectFilmStrip>(registry, &CreateEffect<EffectFilmStrip>);
     RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);
     RegisterOne<SettingsEffectMosaic>(registry, &CreateEffect<EffectMosaic>);
     RegisterOne<SettingsEffectDiffuse>(registry, &CreateEffect<EffectDiffuse>);

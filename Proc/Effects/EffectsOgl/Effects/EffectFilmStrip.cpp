@@ -1,0 +1,316 @@
+// The picture, again and again, on a strip of film with sprocket holes that runs through the frame, bent towards its
+// ends like over a large roller. Around the strip and through its holes one sees the picture itself, much blurred and
+// darker, with the strip's shadow. Where the picture is transparent the film is clear, else it is as dense as its
+// colour's alpha.
+//
+// A picture on the strip is first made smaller as it stands, each pixel by the mean of what it covers, at a width whose
+// pixels fall on the frame's. From there it only moves along the strip, by cubic interpolation: linear samples would
+// let its sharpness pulse as it glides.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <optional>
+#include <string>
+
+#include "Ogl/TexturePool.h"
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Premultiplied.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Settings/SettingsStyleEffects.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+// Enlarges by the cubic B-spline, each pair of whose weights one linear sample does (C. Sigg, M. Hadwiger, "Fast
+// Third-Order Texture Filtering", GPU Gems 2, 2005).
+constexpr char kSmooth[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec2 size;
+varying vec2 TexCoord0;
+void main() {
+    vec2 p = TexCoord0 * size - vec2(0.5);
+    vec2 f = fract(p);
+    vec2 e = vec2(1.0) - f;
+    vec2 w0 = e * e * e / 6.0;
+    vec2 w1 = vec2(4.0 / 6.0) - f * f * (vec2(1.0) - 0.5 * f);
+    vec2 w3 = f * f * f / 6.0;
+    vec2 low = w0 + w1;
+    vec2 high = vec2(1.0) - low;
+    vec2 a = (p - f + w1 / low - vec2(0.5)) / size;
+    vec2 b = (p - f + w3 / high + vec2(1.5)) / size;
+    gl_FragColor = (texture2D(tex, a) * low.x + texture2D(tex, vec2(b.x, a.y)) * high.x) * low.y +
+                   (texture2D(tex, vec2(a.x, b.y)) * low.x + texture2D(tex, b) * high.x) * high.y;
+}
+)glsl";
+
+// How dark it is around the strip, by the distance from its edge.
+constexpr char kLightAround[] = R"glsl(#version 120
+float LightAround(float beside) {
+    return 0.5 - 0.3 * (1.0 - smoothstep(-0.02, 0.10, beside));
+}
+)glsl";
+
+constexpr char kAround[] = R"glsl(
+uniform sampler2D around;
+uniform vec2 across;  // strip widths: along s, along t
+varying vec2 TexCoord0;
+void main() {
+    vec4 color = texture2D(around, TexCoord0);
+    float beside = abs(dot(TexCoord0 - vec2(0.5), across)) - 0.5;
+    vec3 seen = color.rgb / max(color.a, 1.0e-4) * LightAround(beside);
+    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(seen, color.a);
+}
+)glsl";
+
+constexpr char kVertex[] = R"glsl(#version 120
+varying vec2 Place;
+varying vec2 Screen;
+void main() {
+    Place = gl_Vertex.xy;
+    Screen = gl_Vertex.zw * 0.5 + vec2(0.5);
+    gl_Position = vec4(gl_Vertex.zw, 0.0, 1.0);
+}
+)glsl";
+
+// Lengths are parts of the strip's width.
+constexpr char kStrip[] = R"glsl(
+uniform sampler2D picture;  // premultiplied, as large as it is seen
+uniform sampler2D around;   // premultiplied
+uniform float isLevel;      // 1: the strip runs along s
+uniform float gone;         // pictures that have passed
+uniform float pitch;        // from picture to picture
+uniform float share;        // of it, the picture's
+uniform float holes;        // a picture
+uniform vec2 texels;        // of a picture, across the strip and along it
+uniform float perWidth;     // pictures' widths to the strip's
+uniform float pixel;
+uniform float bend;         // radians a picture
+uniform vec4 color;
+varying vec2 Place;         // across the strip from its middle, and along it, pictures
+varying vec2 Screen;
+
+float FromBox(vec2 p, vec2 halves, float radius) {
+    vec2 over = abs(p) - halves + vec2(radius);
+    return length(max(over, vec2(0.0))) + min(max(over.x, over.y), 0.0) - radius;
+}
+float Cover(float d) {
+    return clamp(0.5 - d / pixel, 0.0, 1.0);
+}
+vec4 Take(float across, float along) {
+    vec2 at = vec2(across, (along + 0.5) / texels.y);
+    return texture2D(picture, isLevel > 0.5 ? at.yx : at);
+}
+// Catmull-Rom along the strip.
+vec4 TakePicture(float across, float along) {
+    float at = along * texels.y - 0.5;
+    float first = floor(at);
+    float f = at - first;
+    vec4 w = vec4(f * (-0.5 + f * (1.0 - 0.5 * f)), 1.0 + f * f * (-2.5 + 1.5 * f), f * (0.5 + f * (2.0 - 1.5 * f)),
+                  f * f * (-0.5 + 0.5 * f));
+    vec4 sum = Take(across, first - 1.0) * w.x + Take(across, first) * w.y + Take(across, first + 1.0) * w.z +
+               Take(across, first + 2.0) * w.w;
+    float alpha = clamp(sum.a, 0.0, 1.0);
+    return vec4(clamp(sum.rgb, vec3(0.0), vec3(alpha)), alpha);
+}
+
+void main() {
+    vec2 place = isLevel > 0.5 ? Place.yx : Place;
+    float run = place.y - gone;
+    float middle = run - floor(run + 0.5);  // from that of a picture
+    float nextHole = (run * holes - floor(run * holes) - 0.5) * pitch / holes;
+    float x = abs(place.x);
+    float window = FromBox(vec2(x, middle * pitch), vec2(0.36, 0.5 * share * pitch), 0.012);
+    float hole = FromBox(vec2(x - 0.43, nextHole), vec2(0.040, 0.029), 0.013);
+
+    float angle = place.y * bend;
+    float shade = 1.0 - 1.5 * angle * angle;
+    float gloss = (angle - (isLevel > 0.5 ? -0.2 : 0.2)) / 0.13;
+    gloss = exp(-gloss * gloss);
+    float sheen = 0.07 * gloss + 0.10 * Cover(abs(hole - 0.003) - 0.003) + 0.05 * Cover(abs(x - 0.494) - 0.004);
+    vec4 film = vec4(color.rgb * shade + vec3(sheen * shade), 1.0) * color.a;
+    vec4 seen = TakePicture(0.5 + place.x * perWidth, 0.5 + middle / share);
+    seen.rgb = seen.rgb * shade + vec3(0.03 * gloss * seen.a) * (seen.a - seen.rgb);
+    film = mix(film, seen, Cover(window)) * (Cover(x - 0.5) * (1.0 - Cover(hole)));
+
+    vec4 behind = texture2D(around, Screen);
+    behind.rgb *= mix(LightAround(x - 0.5), 0.42, Cover(hole));
+    vec4 result = film + behind * (1.0 - film.a);
+    gl_FragColor = result.a < 0.5 / 255.0 ? vec4(0.0) : vec4(result.rgb / result.a, result.a);
+}
+)glsl";
+
+constexpr double kWindow = 0.72;  // of the strip's width, a picture's
+constexpr double kBend = 0.5;     // radians from the frame's middle to its edge
+constexpr int kSlices = 64;
+
+/// Where the strip and its pictures are. Pixels are the frame's; what runs along the strip is in whole ones before it
+/// is bent.
+struct Layout {
+    Layout(Conf::FrameInfo const& info, Proc::SettingsEffectFilmStrip const& settings)
+        : isLevel(settings.GetDirection() >= 2) {
+        double const size = std::clamp(settings.GetSize(), 0.01, 1.0);
+        frameAcross = isLevel ? info.height : info.width;
+        frameAlong = isLevel ? info.width : info.height;
+        double const free = frameAcross - size * frameAcross;
+        pictureAcross = frameAcross - 2.0 * std::min(std::round(0.5 * free), std::floor(0.5 * (frameAcross - 1.0)));
+        double const pixelAspect = static_cast<double>(info.pixelAspectX) / info.pixelAspectY;
+        double const strip = pictureAcross / kWindow;
+        double const stripAlong = strip * (isLevel ? 1.0 / pixelAspect : pixelAspect);  // the same length, along
+        double const picture = size * frameAlong;
+        constexpr double kGap = 0.05;
+        double const pitchAlong = picture + kGap * stripAlong;
+        radius = 0.5 * frameAlong / std::sin(kBend);
+        pitchAngle = pitchAlong / radius;
+        width = strip;
+        pitch = pitchAlong / stripAlong;
+        share = picture / pitchAlong;
+        pictureAlong = std::max(std::round(picture), 1.0);
+        constexpr double kHoleDistance = 0.135;
+        holes = std::max(std::round(pitch / kHoleDistance), 1.0);
+    }
+    bool operator==(Layout const&) const = default;
+
+    bool CoversFrame() const { return width >= frameAcross; }
+
+    bool isLevel;
+    double frameAcross, frameAlong;      ///< pixels
+    double pictureAcross, pictureAlong;  ///< pixels, whole
+    double width;                        ///< of the strip, pixels
+    double radius;                       ///< of the bend, pixels
+    double pitchAngle;                   ///< radians
+    double pitch;                        ///< strip widths
+    double share;                        ///< of the pitch, the picture's
+    double holes;                        ///< a picture
+};
+
+/// Slices across the strip, from end to end of the frame.
+PackedQuad MakeStrip(Layout const& layout) {
+    PackedQuad packed;
+    packed.indices.reserve(6 * kSlices);
+    packed.vertices.reserve(16 * kSlices);
+    double const half = std::min(0.5 + 2.0 / layout.width, 0.5 * layout.frameAcross / layout.width);
+    auto const side = static_cast<float>(half);
+    auto const edge = static_cast<float>(2.0 * half * layout.width / layout.frameAcross);
+    auto const screen = [](int i) { return 2.0 * i / kSlices - 1.0; };
+    auto const film = [&](int i) {
+        return static_cast<float>(std::asin(screen(i) * std::sin(kBend)) / layout.pitchAngle);
+    };
+    int counter = 0;
+    for (int i = 0; i < kSlices; ++i) {
+        auto const low = static_cast<float>(screen(i));
+        auto const high = static_cast<float>(screen(i + 1));
+        MakeQuadIdx(counter, packed.indices);
+        if (layout.isLevel) {
+            MakeQuad(film(i), -side, low, -edge, film(i + 1), side, high, edge, packed.vertices);
+        } else {
+            MakeQuad(-side, film(i), -edge, low, side, film(i + 1), edge, high, packed.vertices);
+        }
+    }
+    return packed;
+}
+
+Frame Reduce(Frame const& picture, double width, double height, ShaderStorage const& storage) {
+    Frame reduced;
+    reduced.Allocate(picture.GetPixFmt(), static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
+    storage.FBO().Attach(reduced.GetFirstTexture());
+    picture.Draw(storage.Quad(), storage);
+    return reduced;
+}
+
+/// The picture, blurred to little more than its colours.
+PooledTexture MakeAround(Frame const& picture, ShaderStorage const& storage) {
+    constexpr double kTexels = 14.0;  // along the longer side
+    constexpr double kDivisor = 8.0;
+    double const width = picture.GetWidth();
+    double const height = picture.GetHeight();
+    double const scale = std::min(kTexels / std::max(width, height), 1.0);
+    Frame const tiny = Reduce(picture, std::ceil(width * scale), std::ceil(height * scale), storage);
+    Premultiplied const premultiplied(tiny, storage);
+    PooledTexture smooth(TextureForm{static_cast<std::uint32_t>(std::ceil(width / kDivisor)),
+                                     static_cast<std::uint32_t>(std::ceil(height / kDivisor)), TexelFormat::Rgba16,
+                                     false});
+    Pass(storage, "EffectFilmStrip_smooth", kSmooth)
+        .Texture("tex", 0, premultiplied.Get())
+        .Set("size", glm::vec2(tiny.GetWidth(), tiny.GetHeight()))
+        .DrawTo(smooth.Get());
+    return smooth;
+}
+
+}  // namespace
+
+class EffectFilmStrip final : public EffectWithSettings<Proc::SettingsEffectFilmStrip> {
+public:
+    class CacheImpl final : public OglCache {
+    public:
+        Mesh const& Get(Layout const& wanted) {
+            if (!strip || layout != wanted) {
+                strip.emplace(MakeStrip(wanted), GL_STATIC_DRAW);
+                layout = wanted;
+            }
+            return *strip;
+        }
+
+    private:
+        std::optional<Layout> layout;
+        std::optional<Quad> strip;
+    };
+
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void SetSettings(Proc::Settings const& value) override {
+        RequireChoice(dynamic_cast<Proc::SettingsEffectFilmStrip const&>(value), "direction");
+        EffectWithSettings::SetSettings(value);
+    }
+
+    void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
+                    OglCache* cache) const override {
+        auto& strips = GetCache<CacheImpl>(cache);
+        Frame const source = src->FrameData().ConvertToRGBA(storage);
+        Layout const layout(src->GetFrameInfo(), settings);
+        Frame const picture = layout.isLevel ? Reduce(source, layout.pictureAlong, layout.pictureAcross, storage)
+                                             : Reduce(source, layout.pictureAcross, layout.pictureAlong, storage);
+        Premultiplied const premultiplied(picture, storage);
+        PooledTexture const around = MakeAround(source, storage);
+        if (!layout.CoversFrame()) {
+            auto const widths = static_cast<float>(layout.frameAcross / layout.width);
+            Pass(storage, "EffectFilmStrip_around", [] { return std::string(kLightAround) + kAround; })
+                .Texture("around", 0, around.Get())
+                .Set("across", layout.isLevel ? glm::vec2(0.0F, widths) : glm::vec2(widths, 0.0F))
+                .DrawTo(*dst);
+        } else {
+            AttachTarget(*dst, storage);
+        }
+
+        static constexpr std::array kSigns{1.0, -1.0, -1.0, 1.0};
+        double const gone =
+            std::fmod(kSigns.at(static_cast<std::size_t>(settings.GetDirection())) * settings.GetSpeed() * time, 1.0);
+        Shader const& shader = storage.MakeShader("EffectFilmStrip", kVertex, std::string(kLightAround) + kStrip);
+        shader.Use();
+        shader.Uniform("picture", 0);
+        shader.Uniform("around", 1);
+        shader.Uniform("isLevel", layout.isLevel ? 1.0F : 0.0F);
+        shader.Uniform("gone", gone);
+        shader.Uniform("pitch", layout.pitch);
+        shader.Uniform("share", layout.share);
+        shader.Uniform("holes", layout.holes);
+        shader.Uniform("texels", static_cast<float>(layout.pictureAcross), static_cast<float>(layout.pictureAlong));
+        shader.Uniform("perWidth", 1.0 / kWindow);
+        shader.Uniform("pixel", 1.0 / layout.width);
+        shader.Uniform("bend", layout.pitchAngle);
+        shader.Uniform("color", settings.GetColor());
+        premultiplied.Get().Use(0, TextureFilter::Nearest);
+        around.Get().Use(1);
+        Mesh const& strip = strips.Get(layout);
+        strip.Activate();
+        strip.Draw();
+    }
+};
+
+template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectFilmStrip>();
+
+}  // namespace Kaltor::Ogl
