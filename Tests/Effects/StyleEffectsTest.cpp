@@ -409,13 +409,13 @@ TEST_F(StyleEffectsTest, FilmStripShowsWholePicturesInTheFilm) {
         EXPECT_LT(drawn.At(x, middle)[1], 0.1) << "beside the strip, at " << x;
         EXPECT_GT(drawn.At(x, middle)[0], 0.05) << "beside the strip, at " << x;
     }
-    // Four holes a picture: 90 pixels and a twentieth of the strip's width, by 0.135 of its width.
+    // Three holes on the 101.1 pixels of a picture and its gap; 187.7 pixels of bent film.
     unsigned changes = 0;
     unsigned const hole = 65;  // 0.43 strip widths from the middle
     for (unsigned y = 1; y < 180; ++y) {
         changes += (drawn.At(hole, y)[1] > 0.4) != (drawn.At(hole, y - 1)[1] > 0.4) ? 1 : 0;
     }
-    EXPECT_NEAR(changes, 2 * 180 / (101.1 / 3.0) * 1.04, 1.5);
+    EXPECT_NEAR(changes, 2 * 187.7 / (101.1 / 3.0), 1.5);
 }
 
 }  // namespace

@@ -38,7 +38,6 @@ class EffectVertigo;
 class EffectTwirl;
 class EffectPopArt;
 class EffectStripes;
-class EffectFilmStrip;
 class EffectMosaic;
 class EffectDiffuse;
 class EffectMask;
@@ -56,6 +55,7 @@ class EffectSharpen;
 class EffectSubFrame;
 class EffectOpacity;
 class EffectFishEye;
+class EffectFilmStrip;
 class EffectFadeInFadeOut;
 
 class TransitionRipple;
@@ -153,7 +153,6 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectVertigo>(registry, &CreateEffect<EffectVertigo>);
     RegisterOne<SettingsEffectTwirl>(registry, &CreateEffect<EffectTwirl>);
     RegisterOne<SettingsEffectPopArt>(registry, &CreateEffect<EffectPopArt>);
-    RegisterOne<SettingsEffectFilmStrip>(registry, &CreateEffect<EffectFilmStrip>);
     RegisterOne<SettingsEffectStripes>(registry, &CreateEffect<EffectStripes>);
     RegisterOne<SettingsEffectMosaic>(registry, &CreateEffect<EffectMosaic>);
     RegisterOne<SettingsEffectDiffuse>(registry, &CreateEffect<EffectDiffuse>);
@@ -172,6 +171,7 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterOne<SettingsEffectSubFrame>(registry, &CreateEffect<EffectSubFrame>);
     RegisterOne<SettingsEffectOpacity>(registry, &CreateEffect<EffectOpacity>);
     RegisterOne<SettingsEffectFishEye>(registry, &CreateEffect<EffectFishEye>);
+    RegisterOne<SettingsEffectFilmStrip>(registry, &CreateEffect<EffectFilmStrip>);
     RegisterOne<SettingsEffectVideoFadeInFadeOut>(registry, &CreateEffect<EffectFadeInFadeOut>);
     RegisterOne<SettingsResizer>(registry, &CreateResizeOGL);
     RegisterOne<SettingsFrameUploader>(registry, &CreateFrameUploader);
