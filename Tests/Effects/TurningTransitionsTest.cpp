@@ -5,9 +5,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <numbers>
+#include <vector>
 
 #include <fmt/format.h>
 
+#include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 #include "Tests/Support/TransitionFixture.h"
 
@@ -124,50 +126,89 @@ TEST_F(TurningTransitionsTest, TheTwistRunsItsWayAndLeavesPicturesInPlace) {
     }
 }
 
+TEST_F(TurningTransitionsTest, BothSidesAreUprightWhereTheyComeToRest) {
+    Picture const flat = Picture::Flat(60, 60, {0, 0, 0, 1});
+    Picture const first = ForEachPixel(flat, [](double s, double t) { return Rgba{s, t, 0, 1}; });
+    Picture const second = ForEachPixel(flat, [](double s, double t) { return Rgba{t, 0, s, 1}; });
+    auto const expect = [&](Proc::Settings const& settings, double progress, bool isAcross, unsigned from,
+                            unsigned to) {
+        Picture const drawn = Run(settings, first, second, {.progress = progress});
+        Picture const& wanted = progress < 0.5 ? first : second;
+        for (unsigned i = from; i < to; ++i) {
+            for (unsigned j = 4; j < 56; ++j) {
+                unsigned const x = isAcross ? i : j;
+                unsigned const y = isAcross ? j : 59 - i;
+                for (std::size_t c = 0; c < 3; ++c) {
+                    ASSERT_NEAR(drawn.At(x, y)[c], wanted.At(x, y)[c], 0.1)
+                        << Describe(settings) << " at " << progress << ": " << x << ", " << y;
+                }
+            }
+        }
+    };
+    for (int direction = 0; direction < 4; ++direction) {
+        Proc::SettingsTransitionTwist twist;
+        twist.SetDir(direction);
+        // Just within the twist, where it has hardly begun, and where it is all but over.
+        unsigned const begun = direction % 2 == 0 ? 22 : 37;
+        unsigned const settling = 59 - begun;
+        expect(twist, 0.2, direction < 2, begun, begun + 1);
+        expect(twist, 0.8, direction < 2, settling, settling + 1);
+    }
+    for (int const axis : {0, 1, 2}) {
+        Proc::SettingsTransitionMosaic mosaic;
+        mosaic.SetNum(1);
+        mosaic.SetAxis(axis);
+        expect(mosaic, 0.04, true, 4, 56);
+        expect(mosaic, 0.96, true, 4, 56);
+    }
+}
+
 TEST_F(TurningTransitionsTest, TilesTurnInSpace) {
-    // Two tiles side by side, the second one to turn after a third of the time.
-    constexpr double kDuration = 0.35 + 0.65 / 2;
+    // Three tiles side by side, one after another.
+    constexpr double kDuration = 0.35 + 0.65 / 3;
+    constexpr double kStep = (1 - kDuration) / 2;
+    Picture const red = Picture::Flat(108, 36, {0.4, 0, 0, 1}, true);
+    Picture const green = Picture::Flat(108, 36, {0, 0.4, 0, 1}, true);
     for (int const axis : {0, 1}) {
         Proc::SettingsTransitionMosaic settings;
         settings.SetNum(1);
         settings.SetAxis(axis);
+        auto const draw = [&](double progress) {
+            std::srand(4);
+            return Run(settings, red, green, {.progress = progress});
+        };
+        std::array<double, 3> starts{};
+        for (unsigned tile = 0; tile < 3; ++tile) {
+            for (double const start : {0.0, kStep}) {
+                starts.at(tile) += draw(start + 0.8 * kStep).At(18 + 36 * tile, 18) == red.At(0, 0) ? kStep : 0.0;
+            }
+        }
         for (double const progress : {0.3, 0.42, 0.8}) {
-            auto const castFor = [&](bool isLeftFirst) {
-                return [=](double s, double t) {
-                    constexpr double kWidth = 16.0 / 9;  // of both, in halves of their height
-                    double const x = kWidth * (2 * s - 1);
-                    double const y = 2 * t - 1;
-                    double nearest = 2.0;
-                    Hit hit = Hit::None;
-                    for (int const tile : {0, 1}) {
-                        double const start = (tile == 0) == isLeftFirst ? 0.0 : 1 - kDuration;
-                        double const c = std::clamp((progress - start) / kDuration, 0.0, 1.0);
-                        double const theta = kPi * c * c * (3 - 2 * c);
-                        double const middle = (tile - 0.5) * kWidth;
-                        // Where the ray meets the plane through the tile's axis.
-                        double const slope = axis == 0 ? y : x;
-                        double const offset = axis == 0 ? 0.0 : middle;
-                        double const facing = kCamera * std::cos(theta) + offset * std::sin(theta);
-                        double const at = facing / (kCamera * std::cos(theta) + slope * std::sin(theta));
-                        double const across =
-                            (slope * at - offset) * std::cos(theta) + kCamera * (1 - at) * std::sin(theta);
-                        double const along = axis == 0 ? x * at - middle : y * at;
-                        bool const isInside = std::abs(along) <= (axis == 0 ? kWidth / 2 : 1.0) &&
-                                              std::abs(across) <= (axis == 0 ? 1.0 : kWidth / 2);
-                        if (at > 0 && at < nearest && isInside) {
-                            nearest = at;
-                            hit = facing > 0 ? Hit::First : Hit::Second;
-                        }
+            auto const cast = [=](double s, double t) {
+                double const x = 6 * s - 3;  // in halves of the height
+                double const y = 2 * t - 1;
+                double nearest = 2.0;
+                Hit hit = Hit::None;
+                for (unsigned tile = 0; tile < 3; ++tile) {
+                    double const c = std::clamp((progress - starts.at(tile)) / kDuration, 0.0, 1.0);
+                    double const theta = kPi * c * c * (3 - 2 * c);
+                    double const middle = 2.0 * tile - 2.0;
+                    // Where the ray meets the plane through the tile's axis.
+                    double const slope = axis == 0 ? y : x;
+                    double const offset = axis == 0 ? 0.0 : middle;
+                    double const facing = kCamera * std::cos(theta) + offset * std::sin(theta);
+                    double const at = facing / (kCamera * std::cos(theta) + slope * std::sin(theta));
+                    double const across =
+                        (slope * at - offset) * std::cos(theta) + kCamera * (1 - at) * std::sin(theta);
+                    double const along = axis == 0 ? x * at - middle : y * at;
+                    if (at > 0 && at < nearest && std::abs(along) <= 1 && std::abs(across) <= 1) {
+                        nearest = at;
+                        hit = facing > 0 ? Hit::First : Hit::Second;
                     }
-                    return hit;
-                };
+                }
+                return hit;
             };
-            std::srand(4);
-            Picture const begun = Run(settings, kRed, kGreen, {.progress = 0.2});
-            bool const isLeftFirst = begun.At(24, 27)[0] < 1.0;
-            std::srand(4);
-            ExpectShape(Run(settings, kRed, kGreen, {.progress = progress}), castFor(isLeftFirst),
-                        fmt::format("{} at {}", Describe(settings), progress));
+            ExpectShape(draw(progress), cast, fmt::format("{} at {}", Describe(settings), progress));
         }
     }
 }
@@ -221,6 +262,103 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
         EXPECT_EQ(draw(axis, 1, 0.5), draw(axis, 1, 0.5));
         EXPECT_NE(draw(axis, 1, 0.5), draw(axis, 2, 0.5));
     }
+}
+
+TEST_F(TurningTransitionsTest, PuzzlePiecesInterlock) {
+    constexpr double kWidth = 1.1;
+    Ogl::TileGrid const grid{5, 4};
+    Ogl::Jigsaw const jigsaw(grid, kWidth, 1.0, 7);
+    int tabsOut = 0;
+    int tabsIn = 0;
+    double furthest = 0.0;
+    for (int j = 0; j < 4 * 60; ++j) {
+        for (int i = 0; i < 5 * 60; ++i) {
+            double const x = (i + 0.5) / 60 * kWidth;
+            double const y = (j + 0.5) / 60;
+            std::vector<double> distances;
+            for (int row = 0; row < grid.rows; ++row) {
+                for (int column = 0; column < grid.columns; ++column) {
+                    double const dx = x - (column + 0.5) * kWidth;
+                    double const dy = y - (row + 0.5);
+                    double const distance = jigsaw.GetDistance(column, row, dx, dy);
+                    double const moved = jigsaw.GetDistance(column, row, dx + 0.003, dy - 0.004);
+                    ASSERT_LT(std::abs(moved - distance), 0.005 * 1.25) << "no distance at " << dx << ", " << dy;
+                    if (distance > 0) {
+                        double const beyond = std::max(std::abs(dx) - kWidth / 2, std::abs(dy) - 0.5);
+                        furthest = std::max(furthest, beyond);
+                        tabsOut += beyond > 0.2 && dx + dy > 0 ? 1 : 0;
+                        tabsIn += beyond > 0.2 && dx + dy < 0 ? 1 : 0;
+                    }
+                    distances.push_back(distance);
+                }
+            }
+            std::sort(distances.rbegin(), distances.rend());
+            // One piece alone, and as far inside it as outside its neighbour.
+            ASSERT_TRUE(distances[0] > 0 && distances[1] <= 0) << x << ", " << y;
+            ASSERT_TRUE(distances[0] > 0.05 || distances[0] + distances[1] < 1e-9 || std::abs(x / kWidth - 2.5) > 2.4 ||
+                        std::abs(y - 2) > 1.9)
+                << x << ", " << y;
+        }
+    }
+    EXPECT_GT(furthest, 0.22);
+    EXPECT_LT(furthest, Ogl::Jigsaw::kTabReach);
+    EXPECT_GT(tabsOut, 0);
+    EXPECT_GT(tabsIn, 0);
+    EXPECT_NE(Ogl::Jigsaw(grid, kWidth, 1.0, 8).GetDistance(2, 2, 0.3, 0.3), jigsaw.GetDistance(2, 2, 0.3, 0.3));
+}
+
+TEST_F(TurningTransitionsTest, PuzzlePiecesRestLeaveAndThrowShadows) {
+    Proc::SettingsTransitionPuzzle settings;
+    settings.SetNum(1);
+    Picture const first = Picture::Noise(96, 54, false, 1);
+    Picture const second = Picture::Noise(96, 54, false, 2);
+    auto const isIn = [](Picture const& drawn, Picture const& picture, unsigned x, unsigned y) {
+        for (unsigned i = 0; i < 100; ++i) {
+            if (drawn.At(x + i % 10, y + i / 10) != picture.At(x + i % 10, y + i / 10)) {
+                return false;
+            }
+        }
+        return true;
+    };
+    // Of two pieces side by side one has lifted off, and the other has not.
+    Picture const lifted = Run(settings, first, second, {.progress = 0.1});
+    EXPECT_NE(isIn(lifted, first, 10, 20), isIn(lifted, first, 76, 20));
+
+    // A single piece that leaves nothing behind, not even a shadow.
+    Picture const red = Picture::Flat(48, 48, {1, 0, 0, 1}, true);
+    Picture const clear = Picture::Flat(48, 48, {0, 0, 0, 0}, true);
+    auto const sumAlpha = [](Picture const& picture, unsigned from, unsigned to) {
+        double sum = 0;
+        for (std::size_t i = std::size_t{from} * picture.width; i < std::size_t{to} * picture.width; ++i) {
+            sum += picture.pixels[i][3];
+        }
+        return sum;
+    };
+    for (int const direction : {0, 1, 2}) {
+        settings.SetDir(direction);
+        Picture const flown = Run(settings, red, clear, {.progress = 0.7});
+        double const upper = sumAlpha(flown, 0, 12);
+        double const lower = sumAlpha(flown, 36, 48);
+        EXPECT_TRUE(direction == 0 ? upper == 0 && lower > 200 : direction == 1 || (lower == 0 && upper > 200))
+            << direction << ": " << upper << ", " << lower;
+        settings.SetNum(5);
+        Picture const begun = Run(settings, red, clear, {.progress = 0.3});
+        EXPECT_TRUE(std::none_of(begun.pixels.begin(), begun.pixels.end(), [](Rgba const& c) {
+            return c[3] > 0.05 && c[0] < 0.1;
+        })) << "a shadow on nothing";
+        double const early = sumAlpha(begun, 0, 48);
+        double const late = sumAlpha(Run(settings, red, clear, {.progress = 0.7}), 0, 48);
+        EXPECT_LT(early, 48 * 48);
+        EXPECT_LT(late, 0.7 * early);
+        EXPECT_LT(sumAlpha(Run(settings, red, clear, {.progress = 0.995}), 0, 48), 12);
+        settings.SetNum(1);
+    }
+    // What is lifted throws its shadow down to the right.
+    settings.SetDir(0);
+    settings.SetNum(3);
+    Picture const grey = Picture::Flat(96, 96, {0.5, 0.5, 0.5, 1});
+    Picture const shaded = Run(settings, grey, grey, {.progress = 0.2});
+    EXPECT_TRUE(std::any_of(shaded.pixels.begin(), shaded.pixels.end(), [](Rgba const& c) { return c[0] < 0.35; }));
 }
 
 }  // namespace

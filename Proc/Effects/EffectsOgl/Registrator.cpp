@@ -95,6 +95,7 @@ class TransitionCross;
 class TransitionPieces;
 class TransitionFlash;
 class TransitionSpin;
+class TransitionPuzzle;
 class TransitionMosaic;
 
 }  // namespace Kaltor::Ogl
@@ -215,5 +216,6 @@ extern "C" __attribute__((visibility("default"))) void Registrator(Kaltor::Proc:
     RegisterTwo<SettingsTransitionPieces>(registry, &Create<TransitionPieces>);
     RegisterTwo<SettingsTransitionFlash>(registry, &Create<TransitionFlash>);
     RegisterTwo<SettingsTransitionSpin>(registry, &Create<TransitionSpin>);
+    RegisterTwo<SettingsTransitionPuzzle>(registry, &Create<TransitionPuzzle>);
     RegisterTwo<SettingsTransitionMosaic>(registry, &Create<TransitionMosaic>);
 }

@@ -52,10 +52,10 @@ void main() {
     float beyond_edge = gl_MultiTexCoord0.x;
 
     float c = clamp((front - u) / width, 0.0, 1.0);
-    float step = -0.5 / (half_length * width);  // of c by x
+    float c_x = -0.5 / (half_length * width);
     float theta = angle * c * c * c * (10.0 + c * (6.0 * c - 15.0));
-    float theta_x = angle * 30.0 * c * c * (1.0 - c) * (1.0 - c) * step;
-    float theta_xx = angle * 60.0 * c * (1.0 - c) * (1.0 - 2.0 * c) * step * step;
+    float theta_x = angle * 30.0 * c * c * (1.0 - c) * (1.0 - c) * c_x;
+    float theta_xx = angle * 60.0 * c * (1.0 - c) * (1.0 - 2.0 * c) * c_x * c_x;
     float cosine = cos(theta);
     float sine = sin(theta);
 
@@ -75,7 +75,7 @@ void main() {
     float det_v = scale * theta_x * x;
     vec2 normal_x = vec2(at_v.y, -at_v.x);
     vec2 normal_v = vec2(-at_x.y, at_x.x);
-    float fold = det * inversesqrt(2.0 * length(det_x * normal_x + det_v * normal_v) + 1e-6 * abs(det));
+    float fold = det * inversesqrt(max(2.0 * length(det_x * normal_x + det_v * normal_v) + 1e-6 * abs(det), 1e-3));
 
     float across = abs(det) / max(length(at_x), 1e-3);  // pixels a unit
     float along = abs(det) / max(length(at_v), 1e-3);

@@ -1,0 +1,421 @@
+// The outgoing picture is a jigsaw puzzle. One after another its pieces lift off, turn a little under the light, throw
+// a soft shadow on what lies below, and leave: they fall, scatter or rise. The incoming picture lies under them.
+//
+// What lies flat is one pass of its own: the outgoing picture, with holes where pieces are missing. Between two pieces
+// that are still there nothing is cut, and between two holes nothing is left. Over it come the shadows, and then the
+// pieces on their way, those that left first on top: they are the highest.
+//
+// The shape of each piece is a table of distances to its outline, made once: edges are smooth at every size, and
+// shadows of any softness and the light on the rims come from the same table.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Ogl/Noise.h"
+#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
+#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr double kTableMargin = 0.6;  // around a cell, in its shorter sides: room for tabs and soft shadows
+constexpr double kPieceMargin = 0.38;
+
+// Lengths are in halves of the picture's shorter side. The mesh: a quad a piece, of (x, y; column, row). The signs of
+// x and y tell the corner, what they are above 1 when the piece lifts off, 0 to 1, and a random number; the fractions
+// of column and row are two more.
+constexpr char kFindPiece[] = R"glsl(#version 120
+uniform float progress;
+uniform float duration;  // of a piece's way
+uniform vec2 grid;
+uniform vec2 extent;     // half the picture
+uniform vec2 cell;
+uniform vec2 tiles;      // of the table
+uniform vec2 box;        // half of what is drawn of a piece
+uniform vec2 table_box;  // half of what the table has of it
+varying vec2 shape_at;
+vec3 chance;
+vec2 center;
+vec2 local;
+float way;               // 0: at rest, 1: gone
+
+void find_piece() {
+    vec2 corner = sign(gl_Vertex.xy);
+    vec2 index = floor(gl_Vertex.zw);
+    chance = vec3(gl_Vertex.zw - index, abs(gl_Vertex.y) - 1.0);
+    way = clamp((progress - (abs(gl_Vertex.x) - 1.0)) / duration, 0.0, 1.0);
+    center = (index + 0.5) * cell - extent;
+    local = corner * box;
+    float number = index.y * grid.x + index.x;
+    float row = floor((number + 0.5) / tiles.x);
+    shape_at = (vec2(number - row * tiles.x, row) + 0.5 + 0.5 * local / table_box) / tiles;
+}
+)glsl";
+
+constexpr char kHoleVertex[] = R"glsl(
+varying float larger;
+void main() {
+    find_piece();
+    larger = smoothstep(0.0, 0.06, way);
+    gl_Position = way > 0.0 ? vec4((center + local) / extent, 0.0, 1.0) : vec4(2.0, 2.0, 2.0, 1.0);
+}
+)glsl";
+
+// A hole is a pixel larger than its piece, so that two of them meet; not yet where the piece has only just moved.
+constexpr char kHoleFragment[] = R"glsl(#version 120
+uniform sampler2D shapes;
+uniform float pixels;  // a unit of the table
+varying vec2 shape_at;
+varying float larger;
+void main() {
+    gl_FragColor = vec4(clamp((texture2D(shapes, shape_at).r - 0.5) * pixels + larger, 0.0, 1.0));
+}
+)glsl";
+
+constexpr char kFlatFragment[] = R"glsl(#version 120
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform sampler2D holes;
+varying vec2 TexCoord0;
+void main() {
+    gl_FragColor = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), texture2D(holes, TexCoord0).r);
+}
+)glsl";
+
+constexpr char kFly[] = R"glsl(
+uniform float camera;
+uniform float lift_height;
+uniform vec2 leave;      // the way out: across and up, of all pieces
+uniform float burst;     // the way out from the middle
+float lifted;
+float flown;
+vec3 place;              // of the middle
+void fly() {
+    lifted = smoothstep(0.0, 0.4, way);
+    float t = max(way - 0.22, 0.0) / 0.78;
+    flown = t * t;
+    vec2 outwards = center + 0.7 * cell * (chance.xy - 0.5);
+    outwards /= max(length(outwards), 1e-3);
+    vec2 drift = vec2(chance.x - 0.5, 0.0) * cell * 1.2;
+    place.xy = center + flown * (leave + burst * outwards) + (burst > 0.0 ? vec2(0.0) : drift * t);
+    place.z = lift_height * lifted + (burst > 0.0 ? 1.5 * flown : 0.0);
+}
+)glsl";
+
+constexpr char kPieceVertex[] = R"glsl(
+varying vec2 coords;
+varying vec2 light;
+varying float scale;     // by how much the piece looks larger
+varying float rim;       // how much light its rims catch
+void main() {
+    find_piece();
+    fly();
+    coords = 0.5 + 0.5 * (center + local) / extent;
+    // Turned in its plane, and tilted about an axis in it.
+    float spin = (chance.y - 0.5) * (0.35 * lifted + 1.3 * flown);
+    float tilt = (0.16 + 0.3 * chance.z) * lifted + 0.35 * flown;
+    float axis = 6.2831853 * (chance.z + chance.x);
+    vec2 turned = mat2(cos(spin), sin(spin), -sin(spin), cos(spin)) * local;
+    vec2 across = vec2(-sin(axis), cos(axis));
+    float lever = dot(turned, across);
+    vec3 at = place + vec3(turned + across * lever * (cos(tilt) - 1.0), lever * sin(tilt));
+    vec3 normal = vec3(-across * sin(tilt), cos(tilt));
+    light = shine(normal, normalize(vec3(0.0, 0.0, camera) - at));
+    scale = camera / (camera - place.z);
+    rim = lifted;
+    float w = (camera - at.z) / camera;
+    gl_Position = way > 0.0 && way < 1.0 ? vec4(at.xy / extent, 0.0, w) : vec4(2.0, 2.0, 2.0, 1.0);
+}
+)glsl";
+
+constexpr char kPieceFragment[] = R"glsl(#version 120
+uniform sampler2D tex1;
+uniform sampler2D shapes;
+uniform float pixels;
+varying vec2 shape_at;
+varying vec2 coords;
+varying vec2 light;
+varying float scale;
+varying float rim;
+void main() {
+    float inside = texture2D(shapes, shape_at).r - 0.5;
+    vec2 inwards = vec2(dFdx(inside), dFdy(inside));
+    vec4 color = texture2D(tex1, coords);
+    // The rim is rounded off over a few hundredths of the piece, and the lamp stands up on the left.
+    float bevel = 1.0 - clamp(inside / 0.045, 0.0, 1.0);
+    float facing = dot(inwards, vec2(0.4472136, -0.8944272)) / max(length(inwards), 1e-6);
+    float shade = light.x * (1.0 + 0.45 * rim * bevel * bevel * facing);
+    color.rgb = min(color.rgb * shade + color.a * (0.7 * light.y + 0.12 * rim * bevel * max(facing, 0.0)), color.a);
+    gl_FragColor = color * clamp(inside * pixels * scale + 0.5, 0.0, 1.0);
+}
+)glsl";
+
+constexpr char kShadowVertex[] = R"glsl(
+varying vec2 shadow;     // softness, strength
+void main() {
+    find_piece();
+    fly();
+    float spin = (chance.y - 0.5) * (0.35 * lifted + 1.3 * flown);
+    vec2 turned = mat2(cos(spin), sin(spin), -sin(spin), cos(spin)) * local;
+    float height = place.z / min(cell.x, cell.y);
+    shadow = vec2(min(0.02 + 0.28 * height, 0.26), 0.55 * smoothstep(0.0, 0.1, way) * (1.0 - flown * flown));
+    vec2 at = place.xy + vec2(0.3, -0.5) * place.z + turned;
+    gl_Position = way > 0.0 && way < 1.0 ? vec4(at / extent, 0.0, 1.0) : vec4(2.0, 2.0, 2.0, 1.0);
+}
+)glsl";
+
+constexpr char kShadowFragment[] = R"glsl(#version 120
+uniform sampler2D shapes;
+varying vec2 shape_at;
+varying vec2 shadow;
+void main() {
+    float inside = texture2D(shapes, shape_at).r - 0.5;
+    gl_FragColor = vec4(0.0, 0.0, 0.0, shadow.y * smoothstep(-shadow.x, shadow.x, inside));
+}
+)glsl";
+
+enum class Leaving : std::int32_t { Fall, Scatter, Rise };
+
+/// About square on the screen; a piece has four pixels at least, and along the longer side there are at most eight
+/// times as many as along the shorter one.
+TileGrid MakePuzzleGrid(int num, double aspect, Frame const& picture) {
+    auto const count = [num](double ratio, std::uint32_t pixels) {
+        return static_cast<int>(
+            std::clamp(std::round(num * std::clamp(ratio, 1.0, 8.0)), 1.0, std::max(pixels / 4.0, 1.0)));
+    };
+    return {count(aspect, picture.GetWidth()), count(1.0 / aspect, picture.GetHeight())};
+}
+
+}  // namespace
+
+class TransitionPuzzle final : public TransitionWithSettings<Proc::SettingsTransitionPuzzle> {
+public:
+    void SetSettings(Proc::Settings const& value) override {
+        RequireChoice(dynamic_cast<Proc::SettingsTransitionPuzzle const&>(value), "dir");
+        TransitionWithSettings::SetSettings(value);
+    }
+
+    OglCache* CreateCache() const override { return new CacheImpl; }
+
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache* cache) const override {
+        auto& pieces = GetCache<CacheImpl>(cache);
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {
+            return;
+        }
+        auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
+        Frame const target = dst->FrameData();
+        glm::vec2 const size(target.GetWidth(), target.GetHeight());
+        glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
+        pieces.Prepare(MakePuzzleGrid(std::max(settings.GetNum(), 1), aspect, target), extent,
+                       Leaving{settings.GetDir()});
+        auto const use = [&](std::string_view name, std::string const& vertex, char const* fragment, double margin) {
+            Shader const& shader = storage.MakeShader(name, vertex, fragment);
+            shader.Use();
+            shader.Uniform("shapes", 1);
+            shader.Uniform("progress", progress);
+            shader.Uniform("extent", extent);
+            glm::vec2 const pixels = 0.5F * size / extent * pieces.GetUnit();
+            shader.Uniform("pixels", std::sqrt(pixels.x * pixels.y));
+            pieces.SetUniforms(shader, static_cast<float>(margin));
+            pieces.GetShapes().Use(1);
+            return &shader;
+        };
+
+        PooledTexture const holes({target.GetWidth(), target.GetHeight(), TexelFormat::R8, false});
+        storage.FBO().Attach(holes.Get());
+        {
+            static std::string const vertex = std::string(kFindPiece) + kHoleVertex;
+            use("TransitionPuzzle_holes", vertex, kHoleFragment, kPieceMargin);
+            EnableState const blend(GL_BLEND);
+            glBlendFunc(GL_ONE, GL_ONE);
+            glBlendEquation(GL_MAX);
+            pieces.Draw();
+            glBlendEquation(GL_FUNC_ADD);
+        }
+
+        SpaceScene scene(*dst, *first, *second, storage);
+        Shader const& flat = storage.MakeShader("TransitionPuzzle", kQuadVertex, kFlatFragment);
+        flat.Use();
+        flat.Uniform("tex1", 0);
+        flat.Uniform("tex2", 1);
+        flat.Uniform("holes", 2);
+        scene.GetOutgoing().Use(0, TextureFilter::Nearest);
+        scene.GetIncoming().Use(1, TextureFilter::Nearest);
+        holes.Get().Use(2, TextureFilter::Nearest);
+        storage.Quad().Activate();
+        storage.Quad().Draw();
+
+        static std::string const shadowVertex = std::string(kFindPiece) + kFly + kShadowVertex;
+        use("TransitionPuzzle_shadows", shadowVertex, kShadowFragment, kTableMargin);
+        // Darker, not denser: where nothing lies, no shadow does.
+        glBlendFuncSeparate(GL_ZERO, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
+        pieces.Draw();
+
+        static std::string const pieceVertex = std::string(kFindPiece) + kFly + kShineFunction + kPieceVertex;
+        use("TransitionPuzzle_pieces", pieceVertex, kPieceFragment, kPieceMargin)->Uniform("tex1", 0);
+        scene.GetOutgoing().Use(0);
+        glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+        pieces.Draw();
+        scene.Finish();
+    }
+
+private:
+    class CacheImpl final : public OglCache {
+    public:
+        CacheImpl() : seed(static_cast<std::uint32_t>(std::rand())) {}
+
+        /// `halfPicture`: in halves of its shorter side.
+        void Prepare(TileGrid const& wanted, glm::vec2 const& halfPicture, Leaving how) {
+            if (wanted != grid || halfPicture != extent) {
+                grid = wanted;
+                extent = halfPicture;
+                cell = 2.0F * extent / glm::vec2(grid.columns, grid.rows);
+                MakeShapes();
+                quads.reset();
+            }
+            if (!quads || leaving != how) {
+                leaving = how;
+                MakeQuads();
+            }
+        }
+
+        float GetUnit() const { return std::min(cell.x, cell.y); }
+        Texture const& GetShapes() const { return shapes; }
+
+        /// `margin` around a cell, in its shorter sides.
+        void SetUniforms(Shader const& shader, float margin) const {
+            shader.Uniform("duration", GetDuration());
+            shader.Uniform("grid", glm::vec2(grid.columns, grid.rows));
+            shader.Uniform("cell", cell);
+            shader.Uniform("tiles", glm::vec2(tiles.columns, tiles.rows));
+            shader.Uniform("box", 0.5F * cell + margin * GetUnit());
+            shader.Uniform("table_box", 0.5F * cell + static_cast<float>(kTableMargin) * GetUnit());
+            shader.Uniform("camera", kCameraDistance);
+            shader.Uniform("lift_height", std::clamp(0.8F * GetUnit(), 0.05F, 0.3F));
+            // All leave with the same speed, the furthest of them just in time; those that scatter come towards the
+            // camera, which brings them out sooner.
+            float const far = 2.0F * extent.y + 0.6F * GetUnit();
+            float const up = leaving == Leaving::Fall ? -far : leaving == Leaving::Rise ? far : 0.0F;
+            shader.Uniform("leave", glm::vec2(0.0F, up));
+            shader.Uniform("burst",
+                           leaving == Leaving::Scatter ? 0.62F * glm::length(extent) + 1.3F * GetUnit() : 0.0F);
+        }
+
+        void Draw() const {
+            quads->Activate();
+            quads->Draw();
+        }
+
+    private:
+        std::size_t CountPieces() const {
+            return static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
+        }
+
+        /// Of a piece's way, of the whole transition.
+        float GetDuration() const {
+            constexpr float kLeast = 0.45F;
+            return kLeast + (1.0F - kLeast) / static_cast<float>(CountPieces());
+        }
+
+        /// A tile for each piece, row by row in a table as square as can be: 0.5 + the distance to its outline.
+        void MakeShapes() {
+            constexpr double kTexels = 8e5;
+            auto const count = static_cast<double>(CountPieces());
+            auto const side = static_cast<std::uint32_t>(std::clamp(std::sqrt(kTexels / count), 32.0, 256.0));
+            tiles.columns = static_cast<int>(std::ceil(std::sqrt(count)));
+            tiles.rows = static_cast<int>(std::ceil(count / tiles.columns));
+            std::uint32_t const width = side * static_cast<std::uint32_t>(tiles.columns);
+            std::uint32_t const height = side * static_cast<std::uint32_t>(tiles.rows);
+
+            glm::dvec2 const size = glm::dvec2(cell) / static_cast<double>(GetUnit());
+            Jigsaw const jigsaw(grid, size.x, size.y, seed);
+            glm::dvec2 const half = 0.5 * size + kTableMargin;
+            std::vector<std::uint16_t> texels(std::size_t{width} * height);
+            for (int piece = 0; piece < static_cast<int>(CountPieces()); ++piece) {
+                std::size_t const corner =
+                    std::size_t{side} * (static_cast<std::size_t>(piece / tiles.columns) * width +
+                                         static_cast<std::size_t>(piece % tiles.columns));
+                for (std::uint32_t y = 0; y < side; ++y) {
+                    for (std::uint32_t x = 0; x < side; ++x) {
+                        glm::dvec2 const at = half * (2.0 * (glm::dvec2(x, y) + 0.5) / static_cast<double>(side) - 1.0);
+                        double const distance =
+                            jigsaw.GetDistance(piece % grid.columns, piece / grid.columns, at.x, at.y);
+                        texels[corner + std::size_t{width} * y + x] =
+                            static_cast<std::uint16_t>(std::lround(65535.0 * std::clamp(distance + 0.5, 0.0, 1.0)));
+                    }
+                }
+            }
+            shapes = Texture({width, height, TexelFormat::R16, false});
+            shapes.Bind();
+            glPixelStorei(GL_UNPACK_ALIGNMENT, 2);
+            glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height), GL_RED,
+                            GL_UNSIGNED_SHORT, texels.data());
+            glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+            ThrowOnGlError("filling the table of a puzzle's pieces");
+            shapes.SetFresh(false);
+        }
+
+        /// Those that leave first come last. They go by chance, and those first that no other is in the way of.
+        void MakeQuads() {
+            auto const columns = static_cast<std::uint32_t>(grid.columns);
+            auto const chance = [&](std::uint32_t piece, std::uint32_t number) {
+                return HashToUnit(piece % columns, piece / columns, seed + number);
+            };
+            std::vector<std::uint32_t> pieces(CountPieces());
+            std::iota(pieces.begin(), pieces.end(), 0U);
+            std::vector<double> turns;
+            for (std::uint32_t const piece : pieces) {
+                double const across = (piece % columns + 0.5) / grid.columns;
+                double const up = (static_cast<double>(piece / columns) + 0.5) / grid.rows;
+                double const inner = 1.0 - 1.4 * std::hypot(across - 0.5, up - 0.5);
+                double const turn = leaving == Leaving::Fall ? up : leaving == Leaving::Rise ? 1.0 - up : inner;
+                turns.push_back(0.5 * turn + 0.5 * chance(piece, 1));
+            }
+            std::stable_sort(pieces.begin(), pieces.end(),
+                             [&turns](std::uint32_t a, std::uint32_t b) { return turns[a] > turns[b]; });
+
+            PackedQuad packed;
+            packed.indices.reserve(6 * pieces.size());
+            packed.vertices.reserve(16 * pieces.size());
+            int counter = 0;
+            float const last = std::max(static_cast<float>(pieces.size()) - 1.0F, 1.0F);
+            for (std::size_t i = 0; i < pieces.size(); ++i) {
+                std::uint32_t const piece = pieces[i];
+                float const rank = static_cast<float>(pieces.size() - 1 - i) / last;
+                float const x = 1.0F + (1.0F - GetDuration()) * rank;
+                auto const y = static_cast<float>(1.0 + chance(piece, 2));
+                auto const fraction = [&](std::uint32_t number) { return 0.01 + 0.98 * chance(piece, number); };
+                auto const column = static_cast<float>(piece % columns + fraction(3));
+                auto const row = static_cast<float>(static_cast<double>(piece / columns) + fraction(4));
+                MakeQuadIdx(counter, packed.indices);
+                MakeQuad(-x, -y, column, row, x, y, column, row, packed.vertices);
+            }
+            quads.emplace(packed, GL_STATIC_DRAW);
+        }
+
+        std::uint32_t seed;
+        TileGrid grid;
+        TileGrid tiles;
+        glm::vec2 extent{0.0F};
+        glm::vec2 cell{1.0F};
+        Leaving leaving = Leaving::Fall;
+        Texture shapes;
+        std::optional<Quad> quads;
+    };
+};
+
+template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionPuzzle>();
+
+}  // namespace Kaltor::Ogl
