@@ -62,18 +62,20 @@ vec4 Draw(vec2 p) {
     q -= 2.0 * max(dot(q, kMirror), 0.0) * kMirror;
     q.y = abs(q.y);
     float plate = 0.14 + 0.14 * Seed.x;
-    float arm = Line(FromSegment(q, vec2(0.94, 0.0)), 0.034);
-    float first = Line(Branch(q, 0.34 + 0.08 * Seed.y, 0.16 + 0.14 * Seed.z), 0.028);
-    float second = Line(Branch(q, 0.56 + 0.05 * Seed.z, 0.30 * (1.0 - 0.6 * Seed.w)), 0.026);
-    float third = Line(Branch(q, 0.76, 0.10 + 0.09 * Seed.x), 0.022);
+    float arm = Line(FromSegment(q, vec2(0.94, 0.0)), 0.028);
+    float first = Line(Branch(q, 0.34 + 0.08 * Seed.y, 0.16 + 0.14 * Seed.z), 0.024);
+    float second = Line(Branch(q, 0.56 + 0.05 * Seed.z, 0.30 * (1.0 - 0.6 * Seed.w)), 0.023);
+    float third = Line(Branch(q, 0.76, 0.10 + 0.09 * Seed.x), 0.020);
     float ring = Line(abs(q.x - plate), 0.022) + 0.35 * (1.0 - Step(q.x - plate, Scale.x));
     float crystal = max(max(max(arm, first), max(second, third)), ring);
+    float blade = 0.30 * Line(FromSegment(q, vec2(0.86, 0.0)), 0.085);  // clear ice
     float r = length(p);
     float flake = 0.9 * (1.0 - smoothstep(0.05, 0.75, r));
     float fine = Scale.x * (1.0 + 2.0 * Scale.y);
     float soft = smoothstep(0.07, 0.2, fine);
     float glow = 0.16 * (1.0 - smoothstep(0.0, 1.0, r));
-    return vec4(vec3(0.94, 0.97, 1.0), max(mix(crystal, flake, soft), glow));
+    float alpha = mix(max(crystal, blade), flake, soft);
+    return vec4(mix(vec3(0.80, 0.90, 1.0), vec3(0.97, 0.99, 1.0), max(crystal, soft)), max(alpha, glow));
 }
 )glsl";
 
@@ -94,20 +96,25 @@ vec2 DrawOval(vec2 p) {
     float veins = 0.75 * Line((fract(side) - 0.5) * 0.145, 0.011) * (1.0 - smoothstep(0.55, 1.0, x / max(width, 0.01)));
     return vec2(x - width, veins);
 }
-// One of a maple leaf's lobes, along `dir`, with a pair of side teeth.
+// A thorn from the origin along `dir`, `reach` long.
+float DrawThorn(vec2 p, vec2 dir, float reach, float slope) {
+    return max(abs(dir.x * p.y - dir.y * p.x) - slope * (reach - dot(p, dir)), -dot(p, dir) - 0.1);
+}
+// One of a maple leaf's lobes, along `dir`: a thorn with two pairs of smaller ones at its sides.
 float DrawLobe(vec2 p, vec2 dir, float reach) {
-    float u = dot(p, dir) / reach;
-    float v = abs(dir.x * p.y - dir.y * p.x) / reach;
-    float tip = v - 0.34 * (1.0 - u);
-    float waist = v - 0.13 - 0.9 * max(0.42 - u, 0.0) * step(u, 0.42) - 0.55 * max(u - 0.42, 0.0) * step(u, 0.66);
-    return max(max(tip, waist), -u - 0.25) * reach;
+    vec2 q = vec2(dot(p, dir), abs(dir.x * p.y - dir.y * p.x)) / reach;
+    float tip = DrawThorn(q, vec2(1.0, 0.0), 1.0, 0.30);
+    float upper = DrawThorn(q - vec2(0.52, 0.03), vec2(0.82, 0.57), 0.34, 0.42);
+    float lower = DrawThorn(q - vec2(0.30, 0.06), vec2(0.80, 0.60), 0.26, 0.50);
+    return min(tip, min(upper, lower)) * reach;
 }
 vec2 DrawMaple(vec2 p) {
     p.x = abs(p.x);
     p.y += 0.32;
-    const vec2 kSide = vec2(0.766, 0.643);
+    const vec2 kSide = vec2(0.788, 0.616);
     const vec2 kLow = vec2(0.97, -0.24);
-    float d = min(min(DrawLobe(p, vec2(0.0, 1.0), 1.26), DrawLobe(p, kSide, 1.08)), DrawLobe(p, kLow, 0.72));
+    float d = min(min(DrawLobe(p, vec2(0.0, 1.0), 1.24), DrawLobe(p, kSide, 1.10)), DrawLobe(p, kLow, 0.66));
+    d = min(d, length(p - vec2(0.0, 0.12)) - 0.33);
     float veins = max(Line(FromSegment(p, kSide * 0.95), 0.014), Line(FromSegment(p, kLow * 0.6), 0.012));
     return vec2(d, 0.8 * veins);
 }
@@ -124,7 +131,8 @@ vec4 Draw(vec2 p) {
     float light = 0.97 + 0.32 * Look.y + 0.10 * Look.x * (p.x > 0.0 ? 1.0 : -1.0) + 0.35 * Look.z;
     leafColor = mix(leafColor, leafColor * 0.5 + vec3(0.42, 0.34, 0.16), 0.55 * vein * (Look.x > 0.0 ? 1.0 : 0.7));
     leafColor *= Look.x > 0.0 ? 1.0 : 0.82;
-    return vec4(mix(vec3(0.35, 0.20, 0.08), leafColor, within) * light, max(within, stem));
+    float alpha = max(within, stem);
+    return vec4(mix(vec3(0.35, 0.20, 0.08), leafColor, within / max(alpha, 1.0e-4)) * light, alpha);
 }
 )glsl";
 
@@ -172,7 +180,8 @@ vec4 Draw(vec2 p) {
 }
 )glsl";
 
-// Five arms with a ridge along each, like one of folded foil. A facet's light follows from the way its outer edge looks.
+// Five arms with a ridge along each, like one of folded foil. A facet's light follows from the way its outer edge
+// looks.
 constexpr char kStars[] = R"glsl(
 const float kSector = 1.2566371;  // 72 degrees
 const vec2 kEdge = vec2(0.4067366, 0.9135455);  // normal of the edge from a tip to a notch: along the arm, across it
