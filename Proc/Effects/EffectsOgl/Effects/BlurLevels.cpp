@@ -33,7 +33,9 @@ void main() {
 constexpr int kPairs = 4;  ///< of taps where the picture was reduced
 
 /// A scale that gives `EffectBlur` this many pairs of taps in a picture with this larger side.
-double GetScale(int pairs, double side) { return (pairs + 0.5) / side; }
+double GetScale(int pairs, double side) {
+    return (pairs + 0.5) / side;
+}
 
 /// Square texels.
 double GetVariance(BlurKernel const& kernel) {
@@ -48,7 +50,9 @@ double GetVariance(BlurKernel const& kernel) {
 constexpr double kLinearVariance = 1.0 / 6.0;
 constexpr double kReduceVariance = 0.25;
 
-double GetSide(Frame const& frame) { return std::max(frame.GetWidth(), frame.GetHeight()); }
+double GetSide(Frame const& frame) {
+    return std::max(frame.GetWidth(), frame.GetHeight());
+}
 
 }  // namespace
 
@@ -82,8 +86,8 @@ BlurLevels::BlurLevels(EffectBlur& blur, Frame const& picture, double scale, Sha
     std::optional<glm::dvec4> box = area;
     if (box) {
         constexpr double kMargin = 12.0;  // texels of the smallest copy: its taps, and what reducing to it takes
-        double const margin = (kMargin * full / reducedDeviation + 2.0 / side) * side /
-                              std::min(picture.GetWidth(), picture.GetHeight());
+        double const margin =
+            (kMargin * full / reducedDeviation + 2.0 / side) * side / std::min(picture.GetWidth(), picture.GetHeight());
         *box = glm::clamp(*box + glm::dvec4(-margin, -margin, margin, margin), 0.0, 1.0);
     }
     std::optional<EnableState> scissor;

@@ -32,7 +32,7 @@ private:
     static constexpr std::size_t kCount = 4;
     Premultiplied source;
     std::array<Frame, kCount> levels;  ///< none where it would be as sharp as the picture
-    glm::vec4 variances{0.0F};  ///< as fractions of the full one
+    glm::vec4 variances{0.0F};         ///< as fractions of the full one
 };
 
 }  // namespace Kaltor::Ogl

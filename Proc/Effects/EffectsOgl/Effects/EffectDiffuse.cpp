@@ -47,12 +47,13 @@ std::string MakeFragment(int parts) {
     }
     std::string source = std::string(kFragment) + "    vec4 sum = vec4(0.0);\n    vec4 part;\n";
     for (int i = 0; i < parts * parts; ++i) {
-        source += fmt::format("    part = Grain(TexCoord0 + step * vec2({:.1f}, {:.1f}));\n"
-                              "    sum += vec4(part.rgb * part.a, part.a);\n",
-                              i % parts - 0.5 * (parts - 1), i / parts - 0.5 * (parts - 1));
+        source += fmt::format(
+            "    part = Grain(TexCoord0 + step * vec2({:.1f}, {:.1f}));\n"
+            "    sum += vec4(part.rgb * part.a, part.a);\n",
+            i % parts - 0.5 * (parts - 1), i / parts - 0.5 * (parts - 1));
     }
-    return source + fmt::format("    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / {}.0);\n}}\n",
-                                parts * parts);
+    return source +
+           fmt::format("    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / {}.0);\n}}\n", parts * parts);
 }
 
 constexpr double kRate = 25.0;

@@ -89,9 +89,9 @@ glm::dvec4 GetBounds(glm::dvec2 const& centre, glm::dvec2 const& radius, double 
                      glm::dvec2 const& extent) {
     double const c = std::fabs(std::cos(angle));
     double const s = std::fabs(std::sin(angle));
-    glm::dvec2 const half = isEllipse ? glm::dvec2(std::hypot(radius.x * c, radius.y * s),
-                                                   std::hypot(radius.x * s, radius.y * c))
-                                      : glm::dvec2(radius.x * c + radius.y * s, radius.x * s + radius.y * c);
+    glm::dvec2 const half =
+        isEllipse ? glm::dvec2(std::hypot(radius.x * c, radius.y * s), std::hypot(radius.x * s, radius.y * c))
+                  : glm::dvec2(radius.x * c + radius.y * s, radius.x * s + radius.y * c);
     glm::dvec2 const size = (half + reach) / extent;
     return glm::clamp(glm::dvec4(centre - size, centre + size), 0.0, 1.0);
 }
@@ -125,8 +125,8 @@ public:
         double const angle = settings.GetRotation() * std::numbers::pi / 180.0;
         glm::dvec2 const centre(settings.GetX(), settings.GetY());
         // A shape without an area lies nowhere near.
-        glm::dvec2 const radius = isEmpty ? glm::dvec2(1e-6)
-                                          : 0.5 * extent * glm::dvec2(settings.GetWidth(), settings.GetHeight());
+        glm::dvec2 const radius =
+            isEmpty ? glm::dvec2(1e-6) : 0.5 * extent * glm::dvec2(settings.GetWidth(), settings.GetHeight());
         glm::dvec2 const middle = isEmpty ? glm::dvec2(1e3) : centre;
         glm::dvec2 const along(std::cos(angle), std::sin(angle));
         glm::dmat2 const turn(along.x * extent.x, -along.y * extent.x, along.y * extent.y, along.x * extent.y);
