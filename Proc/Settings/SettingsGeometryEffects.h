@@ -253,7 +253,7 @@ public:
                                {2, "bottom-to-top"},
                                {3, "top-to-bottom"},
                                {4, "quarters"}},
-                              "which side is reflected onto which"),
+                              "which side is reflected onto which; of the quarters, the upper left one is kept"),
                 Declare("position", &SettingsEffectMirror::position, 0.01, 0.99,
                         "where the axis lies, from the left or from the bottom")};
     }

@@ -412,16 +412,6 @@ TEST_P(EffectContract, KeepsAlpha) {
     }
 }
 
-/// What is seen of a picture: colours count as far as they cover.
-Picture Premultiply(Picture picture) {
-    for (Rgba& pixel : picture.pixels) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            pixel[c] *= pixel[3];
-        }
-    }
-    return picture;
-}
-
 TEST_P(EffectContract, ShowsNothingOfTransparentPixels) {
     if (std::find(kFilterStraight.begin(), kFilterStraight.end(), name) != kFilterStraight.end()) {
         GTEST_SKIP() << "shows them";

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <tuple>
 
+#include <fmt/format.h>
+
 #include "Proc/Settings/SettingsGeometryEffects.h"
 #include "Tests/Support/GlFixture.h"
 
@@ -13,13 +15,13 @@ namespace {
 using namespace Proc;
 using ViewEffectsTest = GlTest;
 
-Picture Premultiply(Picture picture) {
-    for (Rgba& pixel : picture.pixels) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            pixel[c] *= pixel[3];
-        }
+/// Settings of this class with some fields set.
+std::unique_ptr<Settings> With(std::string const& name, std::vector<std::pair<std::string, double>> const& fields) {
+    std::unique_ptr<Settings> settings = MakeSettings(name);
+    for (auto const& [key, value] : fields) {
+        settings->Set(key, fmt::format("{}", value));
     }
-    return picture;
+    return settings;
 }
 
 /// What a camera sees whose pictures are 1 / `zoom` of the input's sides around (x, y), counted from the lower left.
@@ -86,21 +88,12 @@ TEST_F(ViewEffectsTest, TransposeTurnsToTheByteAndSwapsPixelAspect) {
         for (bool const hasAlpha : {false, true}) {
             Picture const input = Picture::Noise(w, h, hasAlpha);
             for (std::int32_t mode = 0; mode < 4; ++mode) {
-                SettingsEffectTranspose settings;
-                settings.SetMode(mode);
                 Picture const expected = Picture::Make(h, w, hasAlpha, [&, w = w, h = h](unsigned x, unsigned y) {
-                    switch (mode) {
-                        case 0:
-                            return input.At(y, x);
-                        case 1:
-                            return input.At(y, h - 1 - x);
-                        case 2:
-                            return input.At(w - 1 - y, x);
-                        default:
-                            return input.At(w - 1 - y, h - 1 - x);
-                    }
+                    // The other diagonal, and a turn one way, read columns from the right; the other way, rows.
+                    return input.At(mode >= 2 ? w - 1 - y : y, mode % 2 == 1 ? h - 1 - x : x);
                 });
-                EXPECT_TRUE(IsNear(Run(settings, input), expected, 0.0)) << "mode " << mode;
+                EXPECT_TRUE(IsNear(Run(*With("EffectTranspose", {{"mode", mode}}), input), expected, 0.0))
+                    << "mode " << mode;
             }
         }
     }
@@ -130,9 +123,7 @@ TEST_F(ViewEffectsTest, MirrorReflectsOneSideToTheByte) {
         Picture const input = Picture::Noise(w, h, true);
         for (double const position : {0.5, 0.3, 0.77, 0.02}) {
             for (std::int32_t axis = 0; axis < 5; ++axis) {
-                SettingsEffectMirror settings;
-                settings.SetAxis(axis);
-                settings.SetPosition(position);
+                auto const settings = With("EffectMirror", {{"axis", axis}, {"position", position}});
                 Picture const expected = Picture::Make(w, h, true, [&, w = w, h = h](unsigned x, unsigned y) {
                     bool const isAlongX = axis == 0 || axis == 1 || axis == 4;
                     bool const isAlongY = axis >= 2;
@@ -140,66 +131,50 @@ TEST_F(ViewEffectsTest, MirrorReflectsOneSideToTheByte) {
                     return input.At(isAlongX ? reflect(x, w, position, axis == 1) : x,
                                     isAlongY ? reflect(y, h, 1 - position, axis == 2) : y);
                 });
-                EXPECT_TRUE(IsNear(Run(settings, input), expected, 0.0)) << "axis " << axis << " at " << position;
+                EXPECT_TRUE(IsNear(Run(*settings, input), expected, 0.0)) << "axis " << axis << " at " << position;
             }
         }
     }
 }
 
 TEST_F(ViewEffectsTest, ZoomShowsItsViewSharpOverTheBackground) {
-    struct Case {
-        double x, y, zoom;
-    };
-    for (Case const& c : {Case{0.5, 0.5, 1.5},
-                          {0, 1, 2.7},
-                          {0.3, 0.8, 20},
-                          {0.6, 0.4, 0.9},
-                          {0.5, 0.5, 0.5},
-                          {1, 0.25, 0.37},
-                          {0.2, 0.7, 0.1}}) {
+    using Fixed = std::array<double, 3>;  // x, y, zoom
+    for (auto const& [x, y, zoom] : {Fixed{0.5, 0.5, 1.5}, Fixed{0, 1, 2.7}, Fixed{0.3, 0.8, 20}, Fixed{0.6, 0.4, 0.9},
+                                     Fixed{0.5, 0.5, 0.5}, Fixed{1, 0.25, 0.37}, Fixed{0.2, 0.7, 0.1}}) {
         for (auto const& [w, h] : {std::pair{64U, 36U}, {35U, 51U}}) {
             for (bool const hasAlpha : {false, true}) {
-                SettingsEffectZoom settings;
-                settings.SetX(c.x);
-                settings.SetY(c.y);
-                settings.SetZoom(c.zoom);
-                settings.SetBackground(hasAlpha ? Color{255, 51, 102, 153} : Color{255, 51, 102, 255});
+                auto const settings = With("EffectZoom", {{"x", x}, {"y", y}, {"zoom", zoom}});
+                settings->Set("background", hasAlpha ? "#FF336699" : "#FF3366");
                 Picture const input = Picture::Noise(w, h, hasAlpha);
-                Camera const camera{c.x + (0.5 - c.x) / c.zoom,
-                                    c.y + (0.5 - c.y) / c.zoom,
-                                    c.zoom,
-                                    {1.0, 0.2, 0.4, hasAlpha ? 0.6 : 1.0}};
-                EXPECT_TRUE(IsNear(Premultiply(Run(settings, input)), camera.Show(input), kFiltered))
-                    << w << "x" << h << " at " << c.x << " " << c.y << " zoom " << c.zoom << " alpha " << hasAlpha;
+                Rgba const around{1.0, 0.2, 0.4, hasAlpha ? 0.6 : 1.0};
+                Camera const camera{x + (0.5 - x) / zoom, y + (0.5 - y) / zoom, zoom, around};
+                EXPECT_TRUE(IsNear(Premultiply(Run(*settings, input)), camera.Show(input), kFiltered))
+                    << w << "x" << h << " at " << x << " " << y << " zoom " << zoom << " alpha " << hasAlpha;
             }
         }
     }
-    SettingsEffectZoom settings;
-    settings.SetZoom(0.5);
-    settings.SetBackground({0, 0, 0, 0});
-    EXPECT_TRUE(Run(settings, Picture::Corners(8, 8)).hasAlpha) << "a translucent background needs alpha";
+    auto const settings = With("EffectZoom", {{"zoom", 0.5}});
+    settings->Set("background", "#00000000");
+    EXPECT_TRUE(Run(*settings, Picture::Corners(8, 8)).hasAlpha) << "a translucent background needs alpha";
 }
 
 TEST_F(ViewEffectsTest, PanAndZoomGlidesAboutAFixedPointAtAnEvenPace) {
     struct Case {
-        double startX, startY, startZoom, endX, endY, endZoom;
+        std::vector<std::pair<std::string, double>> fields;
         Camera first, last;  ///< moved into the picture
     };
-    for (Case const& c : {Case{0.5, 0.5, 1, 0.5, 0.5, 1.5, {0.5, 0.5, 1}, {0.5, 0.5, 1.5}},
-                          {0, 0.9, 4, 1, 0.5, 2, {0.125, 0.875, 4}, {0.75, 0.5, 2}},
-                          {0.2, 0.3, 3, 0.7, 0.6, 3, {0.2, 0.3, 3}, {0.7, 0.6, 3}},
-                          {0, 0.5, 0.4, 0.1, 0.5, 5, {0, 0.5, 0.4}, {0.1, 0.5, 5}},
-                          {0, 0.5, 0.8, 0.5, 1, 0.8, {0.375, 0.5, 0.8}, {0.5, 0.625, 0.8}}}) {
+    for (Case const& c :
+         {Case{{}, {0.5, 0.5, 1}, {0.5, 0.5, 1.5}},
+          {{{"startX", 0}, {"startY", 0.9}, {"startZoom", 4}, {"endX", 1}, {"endZoom", 2}},
+           {0.125, 0.875, 4},
+           {0.75, 0.5, 2}},
+          {{{"startX", 0.2}, {"startY", 0.3}, {"startZoom", 3}, {"endX", 0.7}, {"endY", 0.6}, {"endZoom", 3}},
+           {0.2, 0.3, 3},
+           {0.7, 0.6, 3}},
+          {{{"startX", 0}, {"startZoom", 0.4}, {"endX", 0.1}, {"endZoom", 5}}, {0, 0.5, 0.4}, {0.1, 0.5, 5}},
+          {{{"startX", 0}, {"startZoom", 0.8}, {"endY", 1}, {"endZoom", 0.8}}, {0.375, 0.5, 0.8}, {0.5, 0.625, 0.8}}}) {
         for (bool const isSmooth : {false, true}) {
             for (double const progress : {-0.5, 0.25, 0.4, 0.9, 1.0}) {
-                SettingsEffectPanAndZoom settings;
-                settings.SetStartX(c.startX);
-                settings.SetStartY(c.startY);
-                settings.SetStartZoom(c.startZoom);
-                settings.SetEndX(c.endX);
-                settings.SetEndY(c.endY);
-                settings.SetEndZoom(c.endZoom);
-                settings.SetSmooth(isSmooth);
                 double const held = std::clamp(progress, 0.0, 1.0);
                 double const eased = isSmooth ? held * held * (3 - 2 * held) : held;
                 double const zoom = c.first.zoom * std::pow(c.last.zoom / c.first.zoom, eased);
@@ -211,8 +186,10 @@ TEST_F(ViewEffectsTest, PanAndZoomGlidesAboutAFixedPointAtAnEvenPace) {
                 };
                 Camera const camera{move(c.first.x, c.last.x), move(c.first.y, c.last.y), zoom};
                 Picture const input = Picture::Noise(64, 36);
-                EXPECT_TRUE(IsNear(Run(settings, input, {.progress = progress}), camera.Show(input), kFiltered))
-                    << "to " << c.endX << " " << c.endZoom << (isSmooth ? " smooth" : "") << " at " << progress;
+                std::unique_ptr<Settings> const settings = With("EffectPanAndZoom", c.fields);
+                settings->Set("smooth", isSmooth ? "true" : "false");
+                EXPECT_TRUE(IsNear(Run(*settings, input, {.progress = progress}), camera.Show(input), kFiltered))
+                    << "from " << c.first.x << " to " << c.last.x << (isSmooth ? " smooth" : "") << " at " << progress;
             }
         }
     }
@@ -225,13 +202,10 @@ TEST_F(ViewEffectsTest, CameraShakeWandersAboutItsRestAndNeverShowsABorder) {
     constexpr int kFrames = 1000;
     int crossings = 0;
     for (auto const& [width, height, rotation] : {std::tuple{64U, 36U, 9.0}, {36U, 64U, 0.0}}) {
-        SettingsEffectCameraShake settings;
-        settings.SetAmplitude(kAmplitude);
-        settings.SetRotation(rotation);
-        settings.SetFrequency(kFrequency);
         GetFactory();  // seeds
         std::srand(height);
-        auto const effect = MakeEffect(settings);
+        auto const effect = MakeEffect(
+            *With("EffectCameraShake", {{"amplitude", kAmplitude}, {"rotation", rotation}, {"frequency", kFrequency}}));
         // Colours tell where a pixel comes from.
         Picture const input = Picture::Make(width, height, false, [w = width, h = height](unsigned x, unsigned y) {
             return Rgba{(x + 0.5) / w, 1 - (y + 0.5) / h, 0.0};
@@ -246,46 +220,38 @@ TEST_F(ViewEffectsTest, CameraShakeWandersAboutItsRestAndNeverShowsABorder) {
             data->SetTimestamp(std::llround(1e6 * frame * kStep));
             effect->Process(data);
             Picture const drawn = Picture::FromFrame(*Download(data));
-            // What changes across the frame, by least squares, in larger sides.
-            std::array<std::array<double, 2>, 2> slope{};  // of [right, up] along [x, y]
-            std::array<double, 2> mean{};
+            // The place in the middle and the change along x and y, by least squares, in larger sides.
+            std::array<std::array<double, 3>, 2> fit{};
             for (unsigned y = 0; y < height; ++y) {
                 for (unsigned x = 0; x < width; ++x) {
-                    std::array<double, 2> const at{(x + 0.5) / width - 0.5, 0.5 - (y + 0.5) / height};
                     for (std::size_t c = 0; c < 2; ++c) {
                         double const place = drawn.At(x, y)[c];
                         border = std::min(border, std::min(place, 1 - place) * (c == 0 ? width : height));
-                        mean[c] += place / (width * height);
-                        for (std::size_t along = 0; along < 2; ++along) {
-                            slope[c][along] +=
-                                12 * (place - 0.5) * at[along] * sides[c] / sides[along] / (width * height);
-                        }
+                        double const part = (place - 0.5) * sides[c] / (width * height);
+                        fit[c][0] += part;
+                        fit[c][1] += 12 * part * ((x + 0.5) / width - 0.5) / sides[0];
+                        fit[c][2] += 12 * part * (0.5 - (y + 0.5) / height) / sides[1];
                     }
                 }
             }
-            double const zoom = 1 / std::hypot(slope[0][0], slope[1][0]);
+            double const zoom = 1 / std::hypot(fit[0][1], fit[1][1]);
             zooms.push_back(zoom);
-            for (std::size_t c = 0; c < 2; ++c) {
-                motions[c].push_back((mean[c] - 0.5) * sides[c] * zoom);
-            }
-            motions[2].push_back(std::atan2(slope[1][0] - slope[0][1], slope[0][0] + slope[1][1]) * 180 / M_PI);
+            motions[0].push_back(fit[0][0] * zoom);
+            motions[1].push_back(fit[1][0] * zoom);
+            motions[2].push_back(std::atan2(fit[1][1] - fit[0][2], fit[0][1] + fit[1][2]) * 180 / M_PI);
         }
         auto const [least, most] = std::minmax_element(zooms.begin(), zooms.end());
-        EXPECT_LT(*most - *least, 0.01) << "the picture pumps";
+        EXPECT_LT(*most - *least, 0.004) << "the picture pumps";
         EXPECT_GT(border, 0.6) << "a border shows";
         for (std::size_t m = 0; m < (rotation > 0 ? 3 : 2); ++m) {
             double const limit = m == 2 ? rotation : kAmplitude;
-            double sum = 0;
-            double far = 0;
-            double bend = 0;
-            for (std::size_t i = 0; i < kFrames; ++i) {
-                double const now = motions[m][i];
-                sum += now;
-                far = std::max(far, std::fabs(now));
-                if (i >= 2) {
-                    bend = std::max(bend, std::fabs(now - 2 * motions[m][i - 1] + motions[m][i - 2]));
-                    crossings += now * motions[m][i - 1] < 0 ? 1 : 0;
-                }
+            std::vector<double> const& at = motions[m];
+            double sum = 0, far = 0, bend = 0;
+            for (std::size_t i = 2; i < kFrames; ++i) {
+                sum += at[i];
+                far = std::max(far, std::fabs(at[i]));
+                bend = std::max(bend, std::fabs(at[i] - 2 * at[i - 1] + at[i - 2]));
+                crossings += at[i] * at[i - 1] < 0 ? 1 : 0;
             }
             EXPECT_LT(std::fabs(sum / kFrames), 0.15 * limit) << "motion " << m << " drifts";
             EXPECT_GT(far, 0.6 * limit) << "motion " << m;
@@ -309,67 +275,52 @@ TEST_F(ViewEffectsTest, SubFrameLaysACardOverItsShadow) {
                    (std::erf((high - pixel - 0.5) / sigma / M_SQRT2) - std::erf((low - pixel - 0.5) / sigma / M_SQRT2));
         }
     };
+    constexpr double kX = 0.87;  // beyond the frame's right side
+    constexpr double kY = 0.6;
     constexpr double kSize = 0.55;
     constexpr double kBorder = 0.05;
     constexpr double kShadow = 0.8;
     Rgba const color{0.2, 0.6, 1.0, 0.4};
     Rgba const frame{1.0, 0.8, 0.0, 0.6};
     Rgba const card{0.2, 0.8, 0.4, 0.6};
-    auto const toColor = [](Rgba const& c) {
-        auto const byte = [](double value) { return static_cast<std::uint8_t>(std::lround(255 * value)); };
-        return Color{byte(c[0]), byte(c[1]), byte(c[2]), byte(c[3])};
-    };
+    std::unique_ptr<Settings> const settings =
+        With("EffectSubFrame",
+             {{"x", kX}, {"y", kY}, {"size", kSize}, {"border", kBorder}, {"shadow", kShadow}, {"background", 1}});
+    settings->Set("color", "#3399FF66");
+    settings->Set("borderColor", "#FFCC0099");
     for (auto const& [w, h] : {std::pair{64U, 36U}, {37U, 65U}}) {
-        for (double const x : {0.37, 0.9}) {
-            SettingsEffectSubFrame settings;
-            settings.SetX(x);
-            settings.SetY(0.6);
-            settings.SetSize(kSize);
-            settings.SetBorder(kBorder);
-            settings.SetBorderColor(toColor(frame));
-            settings.SetShadow(kShadow);
-            settings.SetBackground(1);
-            settings.SetColor(toColor(color));
-            double const larger = std::max(w, h);
-            auto const span = [&](double at, double side, double wider, double shift) {
-                return Span{(at - kSize / 2) * side + (shift * kSize - wider) * larger,
-                            (at + kSize / 2) * side + (shift * kSize + wider) * larger};
-            };
-            auto const seen = [&](unsigned px, unsigned fromTop) {
-                double const py = h - 1.0 - fromTop;
-                auto const cover = [&](double wider) {
-                    return span(x, w, wider, 0).Cover(px) * span(0.6, h, wider, 0).Cover(py);
-                };
-                double const sigma = 0.03 * kSize * larger;
-                double const shade =
-                    span(x, w, kBorder, 0.006).Shade(px, sigma) * span(0.6, h, kBorder, -0.02).Shade(py, sigma);
-                double const dark = kShadow * shade * (1 - cover(kBorder));
-                double const shown = card[3] * cover(0);
-                double const framed = frame[3] * (cover(kBorder) - cover(0));
-                Rgba sum{0, 0, 0, shown + framed + (1 - shown - framed) * (dark + (1 - dark) * color[3])};
-                for (std::size_t c = 0; c < 3; ++c) {
-                    sum[c] =
-                        shown * card[c] + framed * frame[c] + (1 - shown - framed) * (1 - dark) * color[c] * color[3];
-                }
-                return sum;
-            };
-            Picture const expected = Picture::Make(w, h, true, seen);
-            EXPECT_TRUE(IsNear(Premultiply(Run(settings, Picture::Flat(w, h, card, true))), expected, kUnfiltered))
-                << x;
-        }
+        double const larger = std::max(w, h);
+        double const sigma = 0.03 * kSize * larger;
+        auto const span = [&](double at, double side, double wider, double shift) {
+            return Span{(at - kSize / 2) * side + (shift * kSize - wider) * larger,
+                        (at + kSize / 2) * side + (shift * kSize + wider) * larger};
+        };
+        Picture const expected = Picture::Make(w, h, true, [&, w = w, h = h](unsigned px, unsigned fromTop) {
+            double const py = h - 1.0 - fromTop;
+            double const inner = span(kX, w, 0, 0).Cover(px) * span(kY, h, 0, 0).Cover(py);
+            double const outer = span(kX, w, kBorder, 0).Cover(px) * span(kY, h, kBorder, 0).Cover(py);
+            double const shade =
+                span(kX, w, kBorder, 0.006).Shade(px, sigma) * span(kY, h, kBorder, -0.02).Shade(py, sigma);
+            double const lit = 1 - kShadow * shade * (1 - outer);
+            double const shown = card[3] * inner;
+            double const framed = frame[3] * (outer - inner);
+            double const rest = 1 - shown - framed;
+            Rgba sum{0, 0, 0, shown + framed + rest * (1 - lit + lit * color[3])};
+            for (std::size_t c = 0; c < 3; ++c) {
+                sum[c] = shown * card[c] + framed * frame[c] + rest * lit * color[c] * color[3];
+            }
+            return sum;
+        });
+        EXPECT_TRUE(IsNear(Premultiply(Run(*settings, Picture::Flat(w, h, card, true))), expected, kUnfiltered));
     }
 }
 
 TEST_F(ViewEffectsTest, SubFrameIsSharpOverItsBlurredSelf) {
-    SettingsEffectSubFrame settings;
-    settings.SetSize(0.5);
-    settings.SetX(0.45);
-    settings.SetY(0.55);
-    settings.SetShadow(0.0);
+    auto const settings = With("EffectSubFrame", {{"size", 0.5}, {"x", 0.45}, {"y", 0.55}, {"shadow", 0}});
     for (auto const& [w, h] : {std::pair{400U, 226U}, {226U, 400U}}) {
         Picture const input = Picture::Noise(w, h);
         Picture const sharp = Camera{0.6, 0.4, 0.5}.Show(input);
-        Picture const drawn = Run(settings, input);
+        Picture const drawn = Run(*settings, input);
         auto const isInside = [](double at, double centre) { return std::fabs(at - centre) < 0.24; };
         Picture const expected = Picture::Make(w, h, false, [&, w = w, h = h](unsigned px, unsigned py) {
             bool const isCard = isInside((px + 0.5) / w, 0.45) && isInside((py + 0.5) / h, 0.45);
@@ -382,7 +333,7 @@ TEST_F(ViewEffectsTest, SubFrameIsSharpOverItsBlurredSelf) {
             double const value = 3 * px < w ? 1 : 0;
             return Rgba{value, value, value};
         });
-        Picture const behind = Run(settings, halves);
+        Picture const behind = Run(*settings, halves);
         double const edge = 0.5 + ((w + 2) / 3 / static_cast<double>(w) - 0.5) / 0.75;
         double worst = 0;
         for (unsigned px = 0; px < w; ++px) {
@@ -392,7 +343,7 @@ TEST_F(ViewEffectsTest, SubFrameIsSharpOverItsBlurredSelf) {
         EXPECT_LT(worst, 0.02) << w << "x" << h;
     }
     Rgba const clear{0.2, 0.8, 0.4, 0.4};
-    Rgba const corner = Run(settings, Picture::Flat(16, 9, clear, true)).At(0, 0);
+    Rgba const corner = Run(*settings, Picture::Flat(16, 9, clear, true)).At(0, 0);
     for (std::size_t c = 0; c < 4; ++c) {
         EXPECT_NEAR(corner[c], clear[c], 4.0 / 255) << "colour over alpha, both of 8 bits; channel " << c;
     }
@@ -400,22 +351,18 @@ TEST_F(ViewEffectsTest, SubFrameIsSharpOverItsBlurredSelf) {
 
 TEST_F(ViewEffectsTest, VertigoGhostsCircleBehindThePictureAndKeepItsColour) {
     Picture const flat = Picture::Flat(16, 9, {0.2, 0.8, 0.4, 0.6}, true);
-    SettingsEffectVertigo settings;
-    settings.SetStrength(1.0);
-    settings.SetGhosts(8);
-    EXPECT_TRUE(IsNear(Run(settings, flat, {.seconds = 0.3}), flat, kUnfiltered));
+    EXPECT_TRUE(IsNear(Run(*With("EffectVertigo", {{"strength", 1}, {"ghosts", 8}}), flat, {.seconds = 0.3}), flat,
+                       kUnfiltered));
 
     // A dot in the middle, which turns do not move: where its light is, in pixels from there.
-    settings.SetGhosts(1);
-    settings.SetSpeed(0.5);
+    auto const settings = With("EffectVertigo", {{"strength", 1}, {"ghosts", 1}, {"speed", 0.5}});
     for (auto const& [w, h] : {std::pair{161U, 91U}, {91U, 161U}}) {
         Picture const dot = Picture::Make(w, h, false, [w = w, h = h](unsigned x, unsigned y) {
-            bool const isDot = std::abs(2 * static_cast<int>(x) - static_cast<int>(w) + 1) <= 4 &&
-                               std::abs(2 * static_cast<int>(y) - static_cast<int>(h) + 1) <= 4;
-            return isDot ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
+            double const value = std::hypot(x + 0.5 - w / 2.0, y + 0.5 - h / 2.0) < 3 ? 1 : 0;
+            return Rgba{value, value, value, 1};
         });
         for (double const seconds : {0.0, 0.45, 1.3}) {
-            Picture const drawn = Run(settings, dot, {.seconds = seconds});
+            Picture const drawn = Run(*settings, dot, {.seconds = seconds});
             std::array<double, 3> sum{};  // of light, and of its places
             for (unsigned y = 0; y < h; ++y) {
                 for (unsigned x = 0; x < w; ++x) {

@@ -132,6 +132,15 @@ Picture Picture::FromFrame(Proc::DataVideoFF const& frame) {
     });
 }
 
+Picture Premultiply(Picture picture) {
+    for (Rgba& pixel : picture.pixels) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            pixel[c] *= pixel[3];
+        }
+    }
+    return picture;
+}
+
 testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, double tolerance) {
     if (actual.width != expected.width || actual.height != expected.height) {
         return testing::AssertionFailure() << fmt::format("the picture is {}x{}, expected {}x{}", actual.width,

@@ -51,6 +51,9 @@ public:
     std::vector<Rgba> pixels;
 };
 
+/// What is seen of a picture: colours count as far as they cover.
+Picture Premultiply(Picture picture);
+
 /// Nothing is filtered: half a step of rounding in, half out, half for the GL's freedom.
 constexpr double kUnfiltered = 1.5 / 255.0;
 /// Linear filtering on software GL weighs texels with 8 bits.
