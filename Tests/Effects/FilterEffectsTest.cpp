@@ -261,15 +261,15 @@ TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGree
 }
 
 TEST_F(FilterEffectsTest, ColorBrushPaintsFromTheDrawingToThePicture) {
-    SettingsEffectColorBrush settings;
-    settings.SetAngle(-20);
-    settings.SetSize(5);
-    settings.SetRough(30);
-    SettingsTransitionWaterbrush brush;
+    auto const set = [](auto settings) {
+        settings.SetAngle(-20);
+        settings.SetSize(5);
+        settings.SetRough(30);
+        return settings;
+    };
+    auto const settings = set(SettingsEffectColorBrush());
+    auto brush = set(SettingsTransitionWaterbrush());
     brush.SetType(1);
-    brush.SetAngle(-20);
-    brush.SetSize(5);
-    brush.SetRough(30);
     ForEachNoise([&](Picture const& input) {
         Picture const drawing = Run(SettingsEffectFindEdges(), input);
         EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 0.0}), drawing, 0.0));
@@ -287,12 +287,12 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
     for (double const radius : {0.4, 4.0, 12.0, 36.0}) {
         for (double const angle : {0.0, 0.6, M_PI / 2.0}) {
             SettingsEffectOilPaint settings;
-            settings.SetSize(radius / 300.0);
+            settings.SetSize(radius / 299.0);
             auto const distance = [&](unsigned x, unsigned y) {
-                return (x - 149.5) * std::cos(angle) + (y - 79.5) * std::sin(angle);
+                return (x - 149.0) * std::cos(angle) + (y - 80.0) * std::sin(angle);
             };
-            Picture const noise = Picture::Noise(300, 160);
-            Picture const input = Picture::Make(300, 160, false, [&](unsigned x, unsigned y) {
+            Picture const noise = Picture::Noise(299, 161);
+            Picture const input = Picture::Make(299, 161, false, [&](unsigned x, unsigned y) {
                 Rgba const& side = distance(x, y) < 0.0 ? left : right;
                 return EachColor(side, [&](std::size_t c) { return side[c] + 0.1 * (noise.At(x, y)[c] - 0.5); });
             });
@@ -303,8 +303,8 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
             double worst = 0.0;
             double before = 0.0;
             double after = 0.0;
-            for (unsigned y = margin; y < 160 - margin; ++y) {
-                for (unsigned x = margin; x < 300 - margin; ++x) {
+            for (unsigned y = margin; y < 161 - margin; ++y) {
+                for (unsigned x = margin; x < 299 - margin; ++x) {
                     Rgba const& side = distance(x, y) < 0.0 ? left : right;
                     double const off = std::fabs(painted.At(x, y)[0] - side[0]);
                     worst = std::fabs(distance(x, y)) > soft ? std::max(worst, off) : worst;
@@ -320,6 +320,27 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
                 EXPECT_LT(after, before / 16.0);
             }
         }
+    }
+}
+
+TEST_F(FilterEffectsTest, OilPaintFollowsLinesAndItsSharpness) {
+    // How much is left of a line two thirds of the radius wide.
+    auto const paint = [](double sharpness, double angle) {
+        SettingsEffectOilPaint settings;
+        settings.SetSize(9.0 / 121.0);
+        settings.SetSharpness(sharpness);
+        Picture const input = Picture::Make(121, 121, false, [&](unsigned x, unsigned y) {
+            double const distance = (x - 60.0) * std::cos(angle) + (y - 60.0) * std::sin(angle);
+            double const ink = std::clamp(3.5 - std::fabs(distance), 0.0, 1.0);
+            return Rgba{ink, ink, ink, 1.0};
+        });
+        return Run(settings, input).At(60, 60)[0];
+    };
+    for (double const angle : {0.0, 0.5, 1.6, 2.5}) {
+        SCOPED_TRACE(angle);
+        EXPECT_GT(paint(8.0, angle), 0.6) << "0.07 with sectors across the line";
+        EXPECT_LT(paint(1.0, angle), paint(8.0, angle) - 0.03);
+        EXPECT_GT(paint(32.0, angle), paint(8.0, angle) + 0.05);
     }
 }
 

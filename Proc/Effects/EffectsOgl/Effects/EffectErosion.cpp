@@ -168,14 +168,13 @@ void DrawRows(Morphology const& morphology, Frame const& picture, Disc const& di
     for (int next = disc.HalfRow(disc.radius); next <= longest; next = 2 * half) {
         stretches = morphology.Lengthen(stretches, half, next, isAlongX);
         half = next;
-        bool const isLast = 2 * half > longest;
         std::vector<Tap> taps;
         auto const add = [&](int along, int across) {
             taps.push_back(isAlongX ? Tap{along, across} : Tap{across, along});
         };
         for (int across = -disc.radius; across <= disc.radius; ++across) {
             int const reach = disc.HalfRow(across) - half;
-            if (std::abs(across) > inner && reach >= 0 && (reach < half || (reach == half && isLast))) {
+            if (std::abs(across) > inner && reach >= 0 && reach < half) {
                 add(-reach, across);
                 if (reach > 0) {
                     add(reach, across);
