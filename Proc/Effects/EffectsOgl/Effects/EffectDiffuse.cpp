@@ -25,7 +25,7 @@ uniform sampler2D tex;
 uniform sampler2D noise;
 uniform vec2 reach;    // radius, in texture coordinates
 uniform vec2 grains;   // along both sides
-uniform vec2 step;     // from part to part of a pixel
+uniform vec2 next;     // from part to part of a pixel
 uniform vec4 begin;
 varying vec2 TexCoord0;
 
@@ -48,7 +48,7 @@ std::string MakeFragment(int parts) {
     std::string source = std::string(kFragment) + "    vec4 sum = vec4(0.0);\n    vec4 part;\n";
     for (int i = 0; i < parts * parts; ++i) {
         source += fmt::format(
-            "    part = Grain(TexCoord0 + step * vec2({:.1f}, {:.1f}));\n"
+            "    part = Grain(TexCoord0 + next * vec2({:.1f}, {:.1f}));\n"
             "    sum += vec4(part.rgb * part.a, part.a);\n",
             i % parts - 0.5 * (parts - 1), i / parts - 0.5 * (parts - 1));
     }
@@ -84,7 +84,7 @@ public:
             .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
             .Set("reach", glm::vec2(settings.GetSize() * larger / size))
             .Set("grains", glm::vec2(size * (kGrains / larger)))
-            .Set("step", glm::vec2(1.0 / (size * static_cast<double>(parts))))
+            .Set("next", glm::vec2(1.0 / (size * static_cast<double>(parts))))
             .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)))
             .DrawTo(*dst);
     }

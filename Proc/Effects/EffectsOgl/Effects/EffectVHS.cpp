@@ -68,13 +68,13 @@ void main() {
 // Means over a sample, of premultiplied colours.
 constexpr char kSignal[] = R"glsl(#version 120
 uniform sampler2D tex;
-uniform vec2 sample;   // size of one
+uniform vec2 extent;   // of a sample
 varying vec2 TexCoord0;
 void main() {{
     vec4 sum = vec4(0.0);
     for (int j = 0; j < {1}; ++j) {{
         for (int i = 0; i < {0}; ++i) {{
-            sum += texture2D(tex, TexCoord0 + sample * ((vec2(float(i), float(j)) + vec2(0.5)) / vec2({0}.0, {1}.0) - vec2(0.5)));
+            sum += texture2D(tex, TexCoord0 + extent * ((vec2(float(i), float(j)) + vec2(0.5)) / vec2({0}.0, {1}.0) - vec2(0.5)));
         }}
     }}
     sum *= 1.0 / {2}.0;
@@ -123,7 +123,7 @@ void main() {
     luma = mix(luma, 0.97, gone);
     chroma *= (1.0 - hiss) * (1.0 - gone);
 
-    float gap = scan.x + scan.y * cos(y * 1507.9644737);   // 240 turns
+    float gap = scan.x + scan.y * cos(fract(y * 240.0) * 6.2831853);
     vec3 color = vec3(luma) + mat3(0.956, -0.272, -1.106, 0.619, -0.647, 1.703, 0.0, 0.0, 0.0) * vec3(chroma, 0.0);
     gl_FragColor = vec4(color * (1.0 - gap), origin.a);
 }
@@ -137,7 +137,7 @@ std::string MakeTape() {
     };
     std::string source = R"glsl(#version 120
 uniform sampler2D tex;
-uniform vec2 step;   // to the next sample, to the next line
+uniform vec2 next;   // to the next sample, to the next line
 varying vec2 TexCoord0;
 void main() {
     vec2 luma = vec2(0.0);
@@ -152,11 +152,11 @@ void main() {
             source += fmt::format(fmt::runtime(format), i * stride, (i & 1) != 0 ? 1 : 0, weigh(i) / sum);
         }
     };
-    addTaps(5, 1, "    luma += texture2D(tex, TexCoord0 + step * vec2({0}.0, 0.0)).ra * {2:.6f};\n", [&](int i) {
+    addTaps(5, 1, "    luma += texture2D(tex, TexCoord0 + next * vec2({0}.0, 0.0)).ra * {2:.6f};\n", [&](int i) {
         // What comes from the left rings: the tap reads the edge that has passed.
         return 1.5 * bell(i, 1.0) - 0.34 * bell(i + 2.6, 1.0) - 0.12 * bell(i - 2.2, 1.0) + 0.1 * bell(i + 4.6, 1.0);
     });
-    addTaps(7, 2, "    chroma += texture2D(tex, TexCoord0 + step * vec2({0}.0, {1}.0)).gba * {2:.6f};\n",
+    addTaps(7, 2, "    chroma += texture2D(tex, TexCoord0 + next * vec2({0}.0, {1}.0)).gba * {2:.6f};\n",
             [&](int i) { return bell(i, 3.0); });
     return source + R"glsl(
     gl_FragColor = vec4(luma.x / max(luma.y, 1.0e-3), vec2(0.5) + (chroma.xy - vec2(0.5)) / max(chroma.z, 1.0e-3), 1.0);
@@ -211,11 +211,11 @@ public:
             Pass(storage, fmt::format("EffectVHS_signal_{}x{}", across, down),
                  [&] { return fmt::format(kSignal, across, down, across * down); })
                 .Texture("tex", 0, source.Get())
-                .Set("sample", glm::vec2(1.0 / form.width, 1.0 / form.height))
+                .Set("extent", glm::vec2(1.0 / form.width, 1.0 / form.height))
                 .DrawTo(signal.Get());
             Pass(storage, "EffectVHS_tape", &MakeTape)
                 .Texture("tex", 0, signal.Get(), TextureFilter::Nearest)
-                .Set("step", glm::vec2(1.0 / form.width, 1.0 / kLines))
+                .Set("next", glm::vec2(1.0 / form.width, 1.0 / kLines))
                 .DrawTo(tape.Get());
         }
 
