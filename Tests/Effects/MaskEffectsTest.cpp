@@ -169,6 +169,7 @@ TEST_F(MaskEffects, TiltShiftBlursByDistanceFromItsBand) {
         settings.SetFeather(0.4);
         settings.SetBlur(c.blur);
         settings.SetSaturation(1.0);
+        ScopedStrategy const strategy(c.angle == 0.0 ? kSoftwareStrategy : kGpuStrategy);
         std::vector<double> const amplitudes = GetAmplitudes(Run(settings, waves), c.length, isAlongRows);
         for (std::size_t line = 0; line < amplitudes.size(); ++line) {
             double place = (static_cast<double>(line) + 0.5) / static_cast<double>(amplitudes.size());
