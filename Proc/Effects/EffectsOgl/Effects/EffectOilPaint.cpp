@@ -87,15 +87,13 @@ void main() {
 }
 )glsl";
 
-constexpr int kPairs = 6;
-
-std::string MakeBlur() {
+std::string MakeBlur(int pairs) {
     std::string source = fmt::format(
         "#version 120\nuniform sampler2D tex;\nuniform vec2 local_step;\n"
         "uniform float weights[{}];\nvarying vec2 TexCoord0;\nvoid main() {{\n"
         "    vec4 sum = texture2D(tex, TexCoord0) * weights[0];\n    vec2 d;\n",
-        kPairs + 1);
-    for (int i = 1; i <= kPairs; ++i) {
+        pairs + 1);
+    for (int i = 1; i <= pairs; ++i) {
         source += fmt::format(
             "    d = local_step * {0}.0;\n    sum += (texture2D(tex, TexCoord0 + d) + "
             "texture2D(tex, TexCoord0 - d)) * weights[{0}];\n",
@@ -191,9 +189,12 @@ public:
 
     /// Blurs with a Gaussian of `sigma` taps, `stride` lattice points apart; far below 1 it changes nothing.
     PooledTexture Blur(Texture const& from, double sigma, int stride = 1) const {
+        constexpr int kMostPairs = 6;
+        constexpr double kReach = 2.8;  // standard deviations
+        int const pairs = std::clamp(static_cast<int>(std::ceil(kReach * sigma)), 1, kMostPairs);
         std::vector<float> weights;
         double sum = 0.0;
-        for (int i = 0; i <= kPairs; ++i) {
+        for (int i = 0; i <= pairs; ++i) {
             double const weight = std::exp(-0.5 * i * i / std::max(sigma * sigma, 1e-4));
             sum += i == 0 ? weight : 2.0 * weight;
             weights.push_back(static_cast<float>(weight));
@@ -204,7 +205,7 @@ public:
         PooledTexture const middle = Make();
         PooledTexture result = Make();
         auto const draw = [&](Texture const& source, Texture const& target, glm::vec2 const& axis) {
-            Pass(storage, "EffectOilPaint_blur", &MakeBlur)
+            Pass(storage, fmt::format("EffectOilPaint_blur_{}", pairs), [pairs] { return MakeBlur(pairs); })
                 .Texture("tex", 0, source, TextureFilter::Nearest)
                 .Set("local_step", axis * static_cast<float>(stride) / GetSize())
                 .Set("weights", weights)
@@ -265,7 +266,7 @@ public:
         // The lattice is fine enough that the narrow Gaussian is wider than the lattice's own filtering, and coarse
         // enough to cost little.
         constexpr double kPointsPerRadius = 8.0;
-        constexpr double kLeastToHalve = 10.0;
+        constexpr double kLeastToHalve = 7.0;
         constexpr double kNarrow = 0.2;  // standard deviations, parts of the radius
         constexpr double kWide = 0.33;
         constexpr double kFlow = 0.6;
