@@ -30,14 +30,14 @@ bool HasAlpha(AVFrame const& picture) {
 }
 
 /// The picture's own size and pixel shape in another pixel format.
-Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, PixFmt format,
-                        std::string const& name) {
+Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, ColorSpec const& colorSpec,
+                        PixFmt format, std::string const& name) {
     Conf::FrameInfo info = Proc::GetFrameInfo(picture);
     if (orientation.SwapsSides()) {
         std::swap(info.width, info.height);
         std::swap(info.pixelAspectX, info.pixelAspectY);
     }
-    Conformer conformer(name, {info, {1, 1}, {}, format}, Conformer::Alpha::Drop);
+    Conformer conformer(name, {info, {1, 1}, colorSpec, format}, Conformer::Alpha::Drop);
     return conformer.Convert(picture, orientation);
 }
 
@@ -60,7 +60,48 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint3
     Orientation const ofFrame = Orientation::Of(*frame);
     Orientation const orientation = *ofFrame.filter != '\0' ? ofFrame : Orientation::Of(stream);
     return Proc::DataVideoFF::Wrap(
-        Repack(*frame, orientation, HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24, demuxer.GetName()));
+        Repack(*frame, orientation, {}, HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24, demuxer.GetName()));
+}
+
+/// One picture's packet. `quality`: of lossy codecs, in lambda units.
+std::vector<std::uint8_t> Encode(AVFrame& picture, AVCodecID id, std::string const& name, char const* options,
+                                 int quality) {
+    CaptureFfmpegLog();
+    AVCodec const* const encoder = avcodec_find_encoder(id);
+    if (encoder == nullptr) {
+        Core::Throw(MediaError(fmt::format("this FFmpeg has no {} encoder", name)));
+    }
+    CodecContextPtr const codec(CheckAllocated(avcodec_alloc_context3(encoder)));
+    codec->width = picture.width;
+    codec->height = picture.height;
+    codec->pix_fmt = static_cast<AVPixelFormat>(picture.format);
+    codec->color_range = picture.color_range;
+    codec->time_base = {1, 1};
+    codec->sample_aspect_ratio = picture.sample_aspect_ratio;
+    picture.pts = 0;
+    if (quality > 0) {
+        codec->flags |= AV_CODEC_FLAG_QSCALE;
+        codec->global_quality = quality;
+        picture.quality = quality;
+    }
+    AVDictionary* dictionary = nullptr;
+    av_dict_parse_string(&dictionary, options, "=", ":", 0);
+    int result = avcodec_open2(codec.get(), encoder, &dictionary);
+    av_dict_free(&dictionary);
+    PacketPtr const packet = MakePacket();
+    if (result >= 0) {
+        result = avcodec_send_frame(codec.get(), &picture);
+    }
+    if (result >= 0) {
+        result = avcodec_send_frame(codec.get(), nullptr);
+    }
+    if (result >= 0) {
+        result = avcodec_receive_packet(codec.get(), packet.get());
+    }
+    if (result < 0) {
+        ThrowMediaError(name, "the picture cannot be encoded", result);
+    }
+    return {packet->data, packet->data + packet->size};
 }
 
 }  // namespace
@@ -77,41 +118,18 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> 
 }
 
 std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture) {
-    CaptureFfmpegLog();
-    std::string const name = "PNG";
     PixFmt const format = OutputFormat(picture.GetPixFmt());
     Proc::AvFramePtr const tagged = picture.Share();
     Proc::AvFramePtr const frame =
-        picture.GetPixFmt() == format ? Proc::ShareAvFrame(*tagged) : Repack(*tagged, {}, format, name);
-    AVCodec const* const encoder = avcodec_find_encoder(AV_CODEC_ID_PNG);
-    if (encoder == nullptr) {
-        Core::Throw(MediaError("this FFmpeg has no PNG encoder"));
-    }
-    CodecContextPtr const codec(CheckAllocated(avcodec_alloc_context3(encoder)));
-    codec->width = frame->width;
-    codec->height = frame->height;
-    codec->pix_fmt = static_cast<AVPixelFormat>(frame->format);
-    codec->time_base = {1, 1};
-    codec->sample_aspect_ratio = frame->sample_aspect_ratio;
-    frame->pts = 0;
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "pred", "mixed", 0);
-    int result = avcodec_open2(codec.get(), encoder, &options);
-    av_dict_free(&options);
-    PacketPtr const packet = MakePacket();
-    if (result >= 0) {
-        result = avcodec_send_frame(codec.get(), frame.get());
-    }
-    if (result >= 0) {
-        result = avcodec_send_frame(codec.get(), nullptr);
-    }
-    if (result >= 0) {
-        result = avcodec_receive_packet(codec.get(), packet.get());
-    }
-    if (result < 0) {
-        ThrowMediaError(name, "the picture cannot be encoded", result);
-    }
-    return {packet->data, packet->data + packet->size};
+        picture.GetPixFmt() == format ? Proc::ShareAvFrame(*tagged) : Repack(*tagged, {}, {}, format, "PNG");
+    return Encode(*frame, AV_CODEC_ID_PNG, "PNG", "pred=mixed", 0);
+}
+
+std::vector<std::uint8_t> EncodeJpeg(Proc::DataVideoFF const& picture) {
+    constexpr int kQuality = 4 * FF_QP2LAMBDA;
+    ColorSpec const jfif{ColorMatrix::Bt601, ColorRange::Full};
+    return Encode(*Repack(*picture.Share(), {}, jfif, PixFmt::Yuv420p, "JPEG"), AV_CODEC_ID_MJPEG, "JPEG",
+                  "huffman=optimal", kQuality);
 }
 
 void WritePng(std::string const& path, Proc::DataVideoFF const& picture, bool overwrite) {

@@ -24,6 +24,9 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> 
 /// A PNG file's content. Rgb24 and Rgba are stored as they are; other formats are brought to Rgb24 (Rgba with alpha).
 std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture);
 
+/// A JPEG file's content, of good quality; what is translucent loses its alpha.
+std::vector<std::uint8_t> EncodeJpeg(Proc::DataVideoFF const& picture);
+
 /// Writes a PNG file, which appears under its name only when it is whole. Throws `MediaError`; an existing file is
 /// refused unless `overwrite`.
 void WritePng(std::string const& path, Proc::DataVideoFF const& picture, bool overwrite);

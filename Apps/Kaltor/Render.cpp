@@ -1,159 +1,30 @@
-#include "Media/Render.h"
-
-#include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Interrupt.h"
+#include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
-#include "Ogl/OglManager.h"
 
 namespace Kaltor::Cli {
 namespace {
 
-struct Options {
-    std::vector<std::string> clips;
-    std::string output;
-    std::string transition = "TransitionCrossfade";
-    std::string transitionDuration = "1";
-    std::string stillDuration = "3";
-    std::vector<std::string> effects;
-    std::string size;
-    std::string rate;
-    std::string codec;
-    std::optional<int> crf;
-    bool hasNoAudio = false;
-    std::optional<unsigned> seed;
-    bool overwrite = false;
+struct Options : RenderOptions {
     bool isQuiet = false;
 };
-
-std::atomic<bool> isCancelled{false};
-std::atomic<int> cancelSignal{0};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
-
-extern "C" void OnSignal(int signal) {
-    cancelSignal = signal;
-    isCancelled = true;
-}
-
-/// Ends the rendering in order at the first signal; a second one ends the process at once.
-void InstallSignalHandlers() {
-    struct sigaction action {};
-    action.sa_handler = &OnSignal;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction before {};
-        bool const isIgnored = sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
-        if (signal != SIGHUP || !isIgnored) {  // nohup has its way
-            sigaction(signal, &action, nullptr);
-        }
-    }
-}
-
-std::vector<Media::Clip> MakeClips(Options const& options) {
-    Media::Microseconds const still(ParseTime(options.stillDuration));
-    if (still.count() == 0) {
-        throw UsageError("--still-duration takes more than 0 seconds");
-    }
-    std::vector<Media::Clip> clips;
-    for (std::string const& text : options.clips) {
-        ClipSpec const spec = ParseClip(text);
-        Media::Clip& clip = clips.emplace_back();
-        clip.path = spec.path;
-        clip.stillDuration = still;
-        if (spec.start) {
-            clip.start = Media::Microseconds(*spec.start);
-        }
-        if (spec.end) {
-            clip.end = Media::Microseconds(*spec.end);
-        }
-    }
-    return clips;
-}
-
-std::vector<Media::Transition> MakeTransitions(Options const& options, Catalog const& catalog) {
-    Media::Transition joint;
-    joint.duration = Media::Microseconds(ParseTime(options.transitionDuration));
-    if (options.transition != "none") {
-        NameSpec const spec = ParseNameSpec(options.transition);
-        std::shared_ptr<Proc::Settings const> const settings =
-            MakeSettings(catalog.FindTransition(spec.name).name, spec.values);
-        if (joint.duration.count() > 0) {
-            joint.settings = settings;
-        }
-    }
-    if (!joint.settings) {
-        joint.duration = Media::Microseconds(0);
-    }
-    return std::vector<Media::Transition>(options.clips.size() - 1, joint);
-}
-
-std::vector<Media::ClipEffect> MakeEffects(Options const& options, Catalog const& catalog) {
-    std::vector<Media::ClipEffect> effects;
-    for (std::string const& text : options.effects) {
-        EffectSpec const spec = ParseEffectSpec(text);
-        if (spec.clip && *spec.clip > options.clips.size()) {
-            throw UsageError(fmt::format("\"{}\" is for clip {}, but there {} {} clip{}", text, *spec.clip,
-                                         options.clips.size() == 1 ? "is" : "are", options.clips.size(),
-                                         options.clips.size() == 1 ? "" : "s"));
-        }
-        Media::ClipEffect& effect = effects.emplace_back();
-        effect.settings = MakeSettings(catalog.FindEffect(spec.effect.name).name, spec.effect.values);
-        if (spec.clip) {
-            effect.clip = *spec.clip - 1;
-        }
-    }
-    return effects;
-}
-
-Media::RenderJob MakeJob(Options const& options, Catalog const& catalog) {
-    Media::RenderJob job;
-    job.clips = MakeClips(options);
-    job.transitions = MakeTransitions(options, catalog);
-    job.effects = MakeEffects(options, catalog);
-    if (!options.size.empty()) {
-        auto const [width, height] = ParseSize(options.size);
-        job.size = Conf::FrameInfo{width, height, 1, 1};
-    }
-    if (!options.rate.empty()) {
-        auto const [numerator, denominator] = ParseRate(options.rate);
-        job.frameRate = AVRational{numerator, denominator};
-    }
-    if (options.output == "-") {
-        throw UsageError(
-            "render writes to a file, not to standard output: its container follows from the file's ending");
-    }
-    std::error_code error;
-    if (!options.overwrite && std::filesystem::exists(options.output, error)) {
-        throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", options.output));
-    }
-    job.codec = options.codec;
-    job.crf = options.crf;
-    job.audio = !options.hasNoAudio;
-    job.output = options.output;
-    job.overwrite = options.overwrite;
-    job.getMaximumSide = [] {
-        return static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
-    };
-    job.cancel = &isCancelled;
-    return job;
-}
 
 int Render(Options const& options) {
     Catalog const catalog = Catalog::Load();
     if (options.seed) {
         std::srand(*options.seed);
     }
-    Media::RenderJob job = MakeJob(options, catalog);
-    InstallSignalHandlers();
+    Media::RenderJob job = MakeRenderJob(options, catalog);
+    job.cancel = &CatchInterrupts();
 
     ProgressBar bar(!options.isQuiet);
     job.onProgress = [&bar](std::int64_t done, std::int64_t total) { bar.Show(done, total); };
@@ -171,10 +42,8 @@ int Render(Options const& options) {
         }
         return 0;
     } catch (Media::Cancelled const&) {
-        constexpr int kSignalBase = 128;  // as shells tell of a signal
         bar.Clear();
-        WriteError("stopped; nothing was written");
-        return kSignalBase + cancelSignal;
+        return ReportInterrupt();
     } catch (std::invalid_argument const& error) {
         throw UsageError(Core::Describe(error));
     }

@@ -15,6 +15,7 @@ void AddDescribe(CLI::App& app, Action& action);
 void AddApply(CLI::App& app, Action& action);
 void AddStrip(CLI::App& app, Action& action);
 void AddRender(CLI::App& app, Action& action);
+void AddGallery(CLI::App& app, Action& action);
 void AddBench(CLI::App& app, Action& action);
 void AddDoctor(CLI::App& app, Action& action);
 

@@ -62,6 +62,7 @@ int Run(int count, char** words) {
     AddApply(app, action);
     AddStrip(app, action);
     AddRender(app, action);
+    AddGallery(app, action);
     AddBench(app, action);
     AddDoctor(app, action);
 
@@ -87,7 +88,8 @@ int Run(int count, char** words) {
         throw UsageError(DescribeUnknown(app, extras.front()));
     } catch (CLI::RequiredError const& error) {
         if (app.get_subcommands().empty()) {
-            throw UsageError("say what to do: list, describe, apply, strip, render, bench or doctor; see kaltor --help");
+            throw UsageError(
+                "say what to do: list, describe, apply, strip, render, gallery, bench or doctor; see kaltor --help");
         }
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
     } catch (CLI::ParseError const& error) {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -190,6 +191,12 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"", 2, "list, describe"},
              {"aply", 2, "did you mean apply?"},
              {"apply", 2, "--help"},
+             {"gallery out --only BlurGausian", 2, "did you mean EffectBlurGaussian?"},
+             {"gallery out --only invert --size 33x18", 2, "even"},
+             {"gallery out --only invert --input a.png --input b.png --input c.png", 2, "two clips"},
+             {"gallery out --only invert --size 32x18 --input text.png", 1, "text.png"},
+             {"gallery nowhere/out --only invert --size 32x18", 1, "nowhere/out"},
+             {"gallery . --only invert --size 32x18", 1, "is no gallery"},
              {"bench BlurGausian", 2, "did you mean EffectBlurGaussian?"},
              {"bench crossfade --size 9", 2, "9"},
              {"bench crossfade --size 999999x2", 2, "too large"},
@@ -227,6 +234,35 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
         EXPECT_EQ(outcome.out, "") << wrong.line;
         EXPECT_EQ(Files(), before) << wrong.line;
     }
+}
+
+TEST_F(CommandTest, AGallerysCommandsReproduceItsPreviews) {
+    Outcome const outcome = Run("gallery out/ --size 32x18 --input a.png --only pixels chromakey resizer");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    std::string const page = ReadAll(In("out/index.html"));
+    std::vector<std::string> commands;
+    std::regex const pattern("\"><code>kaltor (.* -o (\\S+)[^<]*)<");
+    for (std::sregex_iterator at(page.begin(), page.end(), pattern); at != std::sregex_iterator(); ++at) {
+        commands.push_back(std::regex_replace((*at)[1].str(), std::regex("&apos;"), "'"));
+        fs::path const made((*at)[2].str());
+        Outcome const again = Run("--version && cd out && '" KALTOR_COMMAND "' " + commands.back());
+        EXPECT_EQ(again.status, 0) << commands.back() << "\n" << again.err;
+        if (made.extension() == ".mp4") {
+            EXPECT_TRUE(ReadAll(In("out") / made) == ReadAll(In("out/previews") / made)) << commands.back();
+        }
+        EXPECT_TRUE(fs::exists(In("out/previews") / fs::path(made).replace_extension(".jpg")));
+    }
+    EXPECT_EQ(commands.size(), 3U);
+    for (std::string const file : {"gallery.css", "gallery.js", "pictures/first.mp4", "pictures/second.mp4"}) {
+        EXPECT_GT(ReadAll(In("out") / file).size(), 500U) << file;
+    }
+    Outcome const refused = Run("gallery out --size 32x18 --only invert");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, HasSubstr("--overwrite"));
+    EXPECT_EQ(Run("gallery out --size 32x18 --input a.png --input b.png --only invert --overwrite").status, 0);
+    EXPECT_FALSE(fs::exists(In("out/previews/TransitionPixels.mp4")));
+    EXPECT_THAT(Files(), testing::ElementsAre("a.png", "b.png", "c.png", "out", "small.png"));
 }
 
 TEST_F(CommandTest, BenchReportsAndComparesWithAnOlderReport) {
@@ -320,7 +356,7 @@ TEST_F(CommandTest, WithoutUsableGlItSaysWhatToInstall) {
 
 TEST_F(CommandTest, VersionAndHelp) {
     EXPECT_THAT(Run("--version").out, testing::StartsWith("kaltor "));
-    for (std::string const verb : {"", "list", "describe", "apply", "strip", "render", "bench", "doctor"}) {
+    for (std::string const verb : {"", "list", "describe", "apply", "strip", "render", "gallery", "bench", "doctor"}) {
         Outcome const outcome = Run(verb + " --help");
         EXPECT_EQ(outcome.status, 0) << verb;
         EXPECT_THAT(outcome.out, HasSubstr("Usage: kaltor")) << verb;

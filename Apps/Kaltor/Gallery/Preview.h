@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <string>
+
+#include "Apps/Kaltor/Catalog.h"
+#include "Conf/FrameInfo.h"
+
+namespace Kaltor::Cli {
+
+/// The two clips that everything is shown on, in the folder "pictures". Each lasts `kLoopSeconds` and is silent.
+struct SourceOptions {
+    std::string first;   ///< a video or picture; empty: a lake at sunset
+    std::string second;  ///< empty: a beach at noon
+    Conf::FrameInfo size;
+};
+constexpr int kLoopSeconds = 4;
+constexpr int kLoopRate = 25;
+
+/// What is in a gallery's folder of one entry, and how it was made; paths are seen from that folder.
+struct Preview {
+    std::string video;  ///< empty: there is only the still
+    std::string poster;
+    std::string command;
+};
+
+/// Makes the clips. All throw `Media::Cancelled` soon after `cancel` is true.
+void MakeSources(std::filesystem::path const& folder, SourceOptions const& options, std::atomic<bool> const& cancel);
+
+/// Makes an entry's files from the clips: of an effect a loop through the first clip, of a transition one from the
+/// first to the second and back, of a service a still.
+Preview MakePreview(std::filesystem::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
+                    Conf::FrameInfo const& size, std::atomic<bool> const& cancel);
+
+}  // namespace Kaltor::Cli
