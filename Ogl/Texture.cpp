@@ -35,6 +35,8 @@ TexelFacts GetFacts(TextureForm const& form) {
             return {GL_RG8, GL_RG, GL_UNSIGNED_BYTE, 2};
         case TexelFormat::R16:
             return {GL_R16, GL_RED, GL_UNSIGNED_SHORT, 2};
+        case TexelFormat::Rg16:
+            return {GL_RG16, GL_RG, GL_UNSIGNED_SHORT, 4};
         case TexelFormat::Rgba16:
             return {GL_RGBA16, GL_RGBA, GL_UNSIGNED_SHORT, 8};
         case TexelFormat::R32f:

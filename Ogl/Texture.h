@@ -16,6 +16,7 @@ enum class TexelFormat : std::uint8_t {
     R8,       ///< one plane of a YUV frame
     Rg8,      ///< interleaved chroma
     R16,      ///< one plane of more than 8 bits
+    Rg16,     ///< tables of two numbers
     Rgba16,   ///< for intermediate results finer than 8 bits
     R32f,
 };

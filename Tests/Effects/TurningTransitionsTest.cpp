@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <glm/geometric.hpp>
 
 #include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
@@ -264,6 +265,12 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
     }
 }
 
+/// To the outline; positive inside.
+double GetInside(Ogl::Jigsaw const& jigsaw, int column, int row, double x, double y) {
+    glm::dvec2 const d = jigsaw.GetDistances(column, row, x, y);
+    return std::max(d.x, d.y) < 0 ? -glm::length(d) : std::min(d.x, d.y);
+}
+
 TEST_F(TurningTransitionsTest, PuzzlePiecesInterlock) {
     constexpr double kWidth = 1.1;
     Ogl::TileGrid const grid{5, 4};
@@ -280,8 +287,8 @@ TEST_F(TurningTransitionsTest, PuzzlePiecesInterlock) {
                 for (int column = 0; column < grid.columns; ++column) {
                     double const dx = x - (column + 0.5) * kWidth;
                     double const dy = y - (row + 0.5);
-                    double const distance = jigsaw.GetDistance(column, row, dx, dy);
-                    double const moved = jigsaw.GetDistance(column, row, dx + 0.003, dy - 0.004);
+                    double const distance = GetInside(jigsaw, column, row, dx, dy);
+                    double const moved = GetInside(jigsaw, column, row, dx + 0.003, dy - 0.004);
                     ASSERT_LT(std::abs(moved - distance), 0.005 * 1.25) << "no distance at " << dx << ", " << dy;
                     if (distance > 0) {
                         double const beyond = std::max(std::abs(dx) - kWidth / 2, std::abs(dy) - 0.5);
@@ -304,7 +311,24 @@ TEST_F(TurningTransitionsTest, PuzzlePiecesInterlock) {
     EXPECT_LT(furthest, Ogl::Jigsaw::kTabReach);
     EXPECT_GT(tabsOut, 0);
     EXPECT_GT(tabsIn, 0);
-    EXPECT_NE(Ogl::Jigsaw(grid, kWidth, 1.0, 8).GetDistance(2, 2, 0.3, 0.3), jigsaw.GetDistance(2, 2, 0.3, 0.3));
+    EXPECT_NE(GetInside(Ogl::Jigsaw(grid, kWidth, 1.0, 8), 2, 2, 0.3, 0.3), GetInside(jigsaw, 2, 2, 0.3, 0.3));
+}
+
+TEST_F(TurningTransitionsTest, PuzzleLeavesNoSpecksWherePiecesMet) {
+    Picture const white = Picture::Flat(640, 360, {1, 1, 1, 1});
+    Picture const black = Picture::Flat(640, 360, {0, 0, 0, 1});
+    std::srand(1);
+    Picture const drawn = Run(Proc::SettingsTransitionPuzzle(), white, black, {.progress = 0.85});
+    constexpr unsigned kAway = 5;
+    for (unsigned y = kAway; y < drawn.height - kAway; ++y) {
+        for (unsigned x = kAway; x < drawn.width - kAway; ++x) {
+            if (drawn.At(x, y)[0] > 0.05) {
+                EXPECT_TRUE(drawn.At(x - kAway, y)[0] > 0 || drawn.At(x + kAway, y)[0] > 0 ||
+                            drawn.At(x, y - kAway)[0] > 0 || drawn.At(x, y + kAway)[0] > 0)
+                    << "alone at " << x << ", " << y;
+            }
+        }
+    }
 }
 
 TEST_F(TurningTransitionsTest, PuzzlePiecesRestLeaveAndThrowShadows) {

@@ -81,15 +81,12 @@ Jigsaw::Edge const& Jigsaw::GetTop(int column, int row) const {
     return tops[static_cast<std::size_t>((row + 1) * grid.columns + column)];
 }
 
-double Jigsaw::GetDistance(int column, int row, double x, double y) const {
+glm::dvec2 Jigsaw::GetDistances(int column, int row, double x, double y) const {
     double const right = GetRight(column, row).GetDistance(y, x - cellWidth / 2.0);
     double const left = -GetRight(column - 1, row).GetDistance(y, x + cellWidth / 2.0);
     double const top = GetTop(column, row).GetDistance(x, y - cellHeight / 2.0);
     double const bottom = -GetTop(column, row - 1).GetDistance(x, y + cellHeight / 2.0);
-    double const acrossColumns = std::min(left, right);
-    double const acrossRows = std::min(bottom, top);
-    bool const isBeyondCorner = acrossColumns < 0.0 && acrossRows < 0.0;
-    return isBeyondCorner ? -std::hypot(acrossColumns, acrossRows) : std::min(acrossColumns, acrossRows);
+    return {std::min(left, right), std::min(bottom, top)};
 }
 
 }  // namespace Kaltor::Ogl

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include <glm/vec2.hpp>
+
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 
 namespace Kaltor::Ogl {
@@ -17,9 +19,10 @@ public:
     /// How far a tab reaches out of its cell at most.
     static constexpr double kTabReach = 0.33;
 
-    /// The distance of (x, y), from the middle of the cell, to the outline of this piece; positive inside. True near
-    /// the outline; further away a little less or more. Of neighbours along their common edge it is the opposite.
-    double GetDistance(int column, int row, double x, double y) const;
+    /// The distances of (x, y), from the middle of the cell, to the nearer upright and the nearer level edge of this
+    /// piece; positive towards the inside, which is where both are. True near the outline; further away a little less
+    /// or more. Of neighbours along their common edge it is the opposite.
+    glm::dvec2 GetDistances(int column, int row, double x, double y) const;
 
 private:
     /// A cut along u, from -length / 2 to length / 2, with the tab towards v > 0 where `side` is 1.

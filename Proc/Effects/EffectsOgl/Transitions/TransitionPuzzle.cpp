@@ -5,8 +5,9 @@
 // that are still there nothing is cut, and between two holes nothing is left. Over it come the shadows, and then the
 // pieces on their way, those that left first on top: they are the highest.
 //
-// The shape of each piece is a table of distances to its outline, made once: edges are smooth at every size, and
-// shadows of any softness and the light on the rims come from the same table.
+// The shape of each piece is a table of distances to its edges, made once: outlines are smooth at every size, and
+// shadows of any softness and the light on the rims come from the same table. Upright and level edges are kept apart,
+// so that the corners between them stay sharp however coarse the table is.
 
 #include <algorithm>
 #include <cmath>
@@ -63,6 +64,16 @@ void find_piece() {
 }
 )glsl";
 
+constexpr char kInside[] = R"glsl(#version 120
+uniform sampler2D shapes;
+varying vec2 shape_at;
+// The distance to the outline, positive inside of the piece.
+float find_inside() {
+    vec2 d = texture2D(shapes, shape_at).rg - vec2(0.5);
+    return max(d.x, d.y) < 0.0 ? -length(d) : min(d.x, d.y);
+}
+)glsl";
+
 constexpr char kHoleVertex[] = R"glsl(
 varying float larger;
 void main() {
@@ -73,13 +84,11 @@ void main() {
 )glsl";
 
 // A hole is a pixel larger than its piece, so that two of them meet; not yet where the piece has only just moved.
-constexpr char kHoleFragment[] = R"glsl(#version 120
-uniform sampler2D shapes;
+constexpr char kHoleFragment[] = R"glsl(
 uniform float pixels;  // a unit of the table
-varying vec2 shape_at;
 varying float larger;
 void main() {
-    gl_FragColor = vec4(clamp((texture2D(shapes, shape_at).r - 0.5) * pixels + larger, 0.0, 1.0));
+    gl_FragColor = vec4(clamp(find_inside() * pixels + larger, 0.0, 1.0));
 }
 )glsl";
 
@@ -139,17 +148,15 @@ void main() {
 }
 )glsl";
 
-constexpr char kPieceFragment[] = R"glsl(#version 120
+constexpr char kPieceFragment[] = R"glsl(
 uniform sampler2D tex1;
-uniform sampler2D shapes;
 uniform float pixels;
-varying vec2 shape_at;
 varying vec2 coords;
 varying vec2 light;
 varying float scale;
 varying float rim;
 void main() {
-    float inside = texture2D(shapes, shape_at).r - 0.5;
+    float inside = find_inside();
     vec2 inwards = vec2(dFdx(inside), dFdy(inside));
     vec4 color = texture2D(tex1, coords);
     // The rim is rounded off over a few hundredths of the piece, and the lamp stands up on the left.
@@ -175,12 +182,10 @@ void main() {
 }
 )glsl";
 
-constexpr char kShadowFragment[] = R"glsl(#version 120
-uniform sampler2D shapes;
-varying vec2 shape_at;
+constexpr char kShadowFragment[] = R"glsl(
 varying vec2 shadow;
 void main() {
-    float inside = texture2D(shapes, shape_at).r - 0.5;
+    float inside = find_inside();
     gl_FragColor = vec4(0.0, 0.0, 0.0, shadow.y * smoothstep(-shadow.x, shadow.x, inside));
 }
 )glsl";
@@ -220,7 +225,8 @@ public:
         glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
         pieces.Prepare(MakePuzzleGrid(std::max(settings.GetNum(), 1), aspect, target), extent,
                        Leaving{settings.GetDir()});
-        auto const use = [&](std::string_view name, std::string const& vertex, char const* fragment, double margin) {
+        auto const use = [&](std::string_view name, std::string const& vertex, std::string const& fragment,
+                             double margin) {
             Shader const& shader = storage.MakeShader(name, vertex, fragment);
             shader.Use();
             shader.Uniform("shapes", 1);
@@ -237,7 +243,8 @@ public:
         storage.FBO().Attach(holes.Get());
         {
             static std::string const vertex = std::string(kFindPiece) + kHoleVertex;
-            use("TransitionPuzzle_holes", vertex, kHoleFragment, kPieceMargin);
+            static std::string const fragment = std::string(kInside) + kHoleFragment;
+            use("TransitionPuzzle_holes", vertex, fragment, kPieceMargin);
             EnableState const blend(GL_BLEND);
             glBlendFunc(GL_ONE, GL_ONE);
             glBlendEquation(GL_MAX);
@@ -258,13 +265,15 @@ public:
         storage.Quad().Draw();
 
         static std::string const shadowVertex = std::string(kFindPiece) + kFly + kShadowVertex;
-        use("TransitionPuzzle_shadows", shadowVertex, kShadowFragment, kTableMargin);
+        static std::string const shadowFragment = std::string(kInside) + kShadowFragment;
+        use("TransitionPuzzle_shadows", shadowVertex, shadowFragment, kTableMargin);
         // Darker, not denser: where nothing lies, no shadow does.
         glBlendFuncSeparate(GL_ZERO, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
         pieces.Draw();
 
         static std::string const pieceVertex = std::string(kFindPiece) + kFly + kShineFunction + kPieceVertex;
-        use("TransitionPuzzle_pieces", pieceVertex, kPieceFragment, kPieceMargin)->Uniform("tex1", 0);
+        static std::string const pieceFragment = std::string(kInside) + kPieceFragment;
+        use("TransitionPuzzle_pieces", pieceVertex, pieceFragment, kPieceMargin)->Uniform("tex1", 0);
         scene.GetOutgoing().Use(0);
         glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
         pieces.Draw();
@@ -329,7 +338,7 @@ private:
             return kLeast + (1.0F - kLeast) / static_cast<float>(CountPieces());
         }
 
-        /// A tile for each piece, row by row in a table as square as can be: 0.5 + the distance to its outline.
+        /// A tile for each piece, row by row in a table as square as can be: 0.5 + the distances to its edges.
         void MakeShapes() {
             constexpr double kTexels = 8e5;
             auto const count = static_cast<double>(CountPieces());
@@ -342,7 +351,7 @@ private:
             glm::dvec2 const size = glm::dvec2(cell) / static_cast<double>(GetUnit());
             Jigsaw const jigsaw(grid, size.x, size.y, seed);
             glm::dvec2 const half = 0.5 * size + kTableMargin;
-            std::vector<std::uint16_t> texels(std::size_t{width} * height);
+            std::vector<std::uint16_t> texels(std::size_t{2} * width * height);
             for (int piece = 0; piece < static_cast<int>(CountPieces()); ++piece) {
                 std::size_t const corner =
                     std::size_t{side} * (static_cast<std::size_t>(piece / tiles.columns) * width +
@@ -350,19 +359,20 @@ private:
                 for (std::uint32_t y = 0; y < side; ++y) {
                     for (std::uint32_t x = 0; x < side; ++x) {
                         glm::dvec2 const at = half * (2.0 * (glm::dvec2(x, y) + 0.5) / static_cast<double>(side) - 1.0);
-                        double const distance =
-                            jigsaw.GetDistance(piece % grid.columns, piece / grid.columns, at.x, at.y);
-                        texels[corner + std::size_t{width} * y + x] =
-                            static_cast<std::uint16_t>(std::lround(65535.0 * std::clamp(distance + 0.5, 0.0, 1.0)));
+                        glm::dvec2 const distances =
+                            jigsaw.GetDistances(piece % grid.columns, piece / grid.columns, at.x, at.y);
+                        auto* const texel = &texels[2 * (corner + std::size_t{width} * y + x)];
+                        for (int axis = 0; axis < 2; ++axis) {
+                            texel[axis] = static_cast<std::uint16_t>(
+                                std::lround(65535.0 * std::clamp(distances[axis] + 0.5, 0.0, 1.0)));
+                        }
                     }
                 }
             }
-            shapes = Texture({width, height, TexelFormat::R16, false});
+            shapes = Texture({width, height, TexelFormat::Rg16, false});
             shapes.Bind();
-            glPixelStorei(GL_UNPACK_ALIGNMENT, 2);
-            glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height), GL_RED,
+            glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height), GL_RG,
                             GL_UNSIGNED_SHORT, texels.data());
-            glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
             ThrowOnGlError("filling the table of a puzzle's pieces");
             shapes.SetFresh(false);
         }
