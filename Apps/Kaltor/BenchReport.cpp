@@ -24,7 +24,7 @@ std::string ShowSize(Size const& size) {
 
 /// Three digits, or more before the point.
 std::string ShowNumber(double value) {
-    int const decimals = value < 10.0 ? 2 : value < 100.0 ? 1 : 0;
+    int const decimals = value < 9.995 ? 2 : value < 99.95 ? 1 : 0;
     return fmt::format("{:.{}f}", value, decimals);
 }
 

@@ -1,8 +1,9 @@
 #include "Apps/Kaltor/Gallery/Preview.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
-#include <functional>
-#include <map>
+#include <optional>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -24,40 +25,56 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char const* kFirst = "pictures/first.mp4";
+constexpr char const* kFirstStill = "pictures/first.png";
 constexpr char const* kSecond = "pictures/second.mp4";
+constexpr char const* kSecondStill = "pictures/second.png";
+constexpr int kFine = 16;   // of the clips, from which previews are encoded once more
+constexpr int kSmall = 26;  // of the previews
 constexpr unsigned kSeed = 1;
 // A transition's course: the first clip is seen alone for a moment, then the second, then the first up to where it
 // began, so that the video loops without a seam.
 constexpr char const* kTransitionSeconds = "1.4";
-constexpr std::chrono::milliseconds kMidTransition(1300);
-// In the middle of its course what swings to and fro is at rest.
+// Stills show the course at a third: in its middle what fades is black, and what swings to and fro is at rest.
+constexpr std::chrono::milliseconds kInTransition(1100);
 constexpr std::chrono::milliseconds kTypical(350 * kLoopSeconds);
 
-/// How an entry is best shown where its defaults do little on the first clip.
-struct Showing {
-    std::vector<Assignment> values;
-    bool isOnSecond = false;
-};
+/// What live on many colours and small detail, which the beach has and the lake has not.
+constexpr std::array kOnSecond{"EffectColorMixDistinguish",
+                               "EffectChromakey",
+                               "EffectDiffuse",
+                               "EffectErosion",
+                               "EffectFindEdges",
+                               "EffectGlassMosaic",
+                               "EffectMosaic",
+                               "EffectOilPaint",
+                               "EffectPopArt",
+                               "EffectRetroColors",
+                               "EffectSharpen",
+                               "EffectTiltShiftQEL"};
 
-Showing ShowingOf(std::string const& name, Conf::FrameInfo const& size) {
-    if (name == "EffectChromakey") {
-        return {{{"color", "#18A0B0"}, {"tolerance", "0.25"}}, true};  // the sea
+bool IsOnSecond(std::string const& name) {
+    return std::find(kOnSecond.begin(), kOnSecond.end(), name) != kOnSecond.end();
+}
+
+/// What is set where the defaults do little on these clips.
+std::vector<Assignment> ValuesOf(std::string const& name, Conf::FrameInfo const& size) {
+    if (name == Proc::SettingsEffectChromakey::CLASS_ID) {
+        return {{"color", "#18A0B0"}, {"tolerance", "0.15"}};  // the sea
     }
     if (name == Proc::SettingsResizer::CLASS_ID) {
-        return {{{"width", std::to_string(size.width)},
-                 {"height", std::to_string(size.height)},
-                 {"mode", "fit"},
-                 {"cropLeft", std::to_string(size.width / 2)}}};
+        return {{"width", std::to_string(size.width)},
+                {"height", std::to_string(size.height)},
+                {"mode", "fit"},
+                {"cropLeft", std::to_string(size.width / 2)}};
     }
     if (name == Proc::SettingsEffectImageBlender::CLASS_ID) {
-        return {{{"opacity", "200"}, {"x", std::to_string(size.width / 2)}}};
+        return {{"opacity", "200"}, {"x", std::to_string(size.width / 2)}};
     }
     return {};
 }
 
-/// A field's value as a word of a shell.
-std::string Quoted(Assignment const& value) {
-    std::string const text = value.first + "=" + value.second;
+/// As a word of a shell, where # may begin a comment.
+std::string Quoted(std::string const& text) {
     return text.find('#') == std::string::npos ? text : "'" + text + "'";
 }
 
@@ -81,89 +98,88 @@ void CheckCancelled(std::atomic<bool> const& cancel) {
     }
 }
 
-void WriteSource(fs::path const& path, Conf::FrameInfo const& size, std::atomic<bool> const& cancel,
-                 std::function<Proc::AvFramePtr(int number)> const& next) {
-    constexpr int kFine = 16;  // previews are encoded from it once more
+/// The clip that `input` names, or of the scene, and a still of it.
+void MakeSource(fs::path const& path, fs::path const& still, std::string const& input, Scene scene,
+                Conf::FrameInfo const& size, std::atomic<bool> const& cancel) {
     Media::VideoTarget const target = TargetOf(size, {ColorMatrix::Bt709, ColorRange::Limited}, PixFmt::Yuv420p);
-    Media::MediaWriter writer({path.string(), false, target, "h264", kFine, std::nullopt});
+    std::optional<Media::VideoReader> reader;
+    if (!input.empty()) {
+        reader.emplace(input, target);
+    }
     Media::Conformer conformer(path.string(), target);
+    Media::MediaWriter writer({path.string(), false, target, "h264", kFine, std::nullopt});
     for (int i = 0; i < kLoopSeconds * kLoopRate; ++i) {
         CheckCancelled(cancel);
-        writer.WritePicture(*conformer.Convert(*next(i)));
+        double const phase = static_cast<double>(i) / (kLoopSeconds * kLoopRate);
+        writer.WritePicture(*(reader ? reader->Read() : conformer.Convert(*DrawScene(scene, size, phase)->Share())));
     }
     writer.Finish();
+    Media::WritePng(still.string(), *ReadFrame(path, size, kTypical), false);
 }
 
-/// `text` with a colon before it for each value, as `render` takes them.
-std::string WithValues(std::string const& name, Showing const& showing) {
+/// A name with its values as `render` takes them.
+std::string WithValues(std::string const& name, std::vector<Assignment> const& values) {
     std::string text = name;
-    for (auto const& [field, value] : showing.values) {
+    for (auto const& [field, value] : values) {
         text += fmt::format(":{}={}", field, value);
     }
-    return text.find('#') == std::string::npos ? text : "'" + text + "'";
+    return text;
 }
 
 /// An effect's or a transition's video by the road that `render` takes.
 Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
                   Conf::FrameInfo const& size, std::atomic<bool> const& cancel) {
-    Showing const showing = ShowingOf(entry.name, size);
     Preview preview;
     preview.video = fmt::format("previews/{}.mp4", entry.name);
     preview.poster = fmt::format("previews/{}.jpg", entry.name);
-    std::string const spec = WithValues(entry.name, showing);
-    std::string const bare = spec.front() == '\'' ? spec.substr(1, spec.size() - 2) : spec;
+    std::string const spec = WithValues(entry.name, ValuesOf(entry.name, size));
     RenderOptions options;
     bool const isTransition = entry.kind == Kind::Transition;
     if (isTransition) {
         options.clips = {fmt::format("{}@0-2", kFirst), fmt::format("{}@0-3.6", kSecond),
                          fmt::format("{}@2-{}", kFirst, kLoopSeconds)};
-        options.transition = bare;
+        options.transition = spec;
         options.transitionDuration = kTransitionSeconds;
     } else {
-        options.clips = {showing.isOnSecond ? kSecond : kFirst};
-        options.effects = {bare};
+        options.clips = {IsOnSecond(entry.name) ? kSecond : kFirst};
+        options.effects = {spec};
     }
-    preview.command =
-        fmt::format("kaltor render {} -o {}.mp4 {}{} --seed {}", fmt::join(options.clips, " "), entry.name,
-                    isTransition ? "--transition " : "--effect ",
-                    isTransition ? fmt::format("{} --transition-duration {}", spec, kTransitionSeconds) : spec, kSeed);
+    std::string const how =
+        isTransition ? fmt::format("--transition {} --transition-duration {}", Quoted(spec), kTransitionSeconds)
+                     : fmt::format("--effect {}", Quoted(spec));
+    preview.command = fmt::format("kaltor render {} -o {}.mp4 {} --crf {} --seed {}", fmt::join(options.clips, " "),
+                                  entry.name, how, kSmall, kSeed);
     for (std::string& clip : options.clips) {
         clip = (folder / clip).string();
     }
     options.output = (folder / preview.video).string();
     options.codec = "h264";
+    options.crf = kSmall;
     std::srand(kSeed);
     Media::RenderJob job = MakeRenderJob(options, catalog);
     job.cancel = &cancel;
     Media::Render(job, catalog.GetFactory());
-    WriteJpeg(folder / preview.poster, *ReadFrame(options.output, size, isTransition ? kMidTransition : kTypical));
+    WriteJpeg(folder / preview.poster, *ReadFrame(options.output, size, isTransition ? kInTransition : kTypical));
     return preview;
 }
 
 /// A service's picture by the road that `apply` takes.
 Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
                   Conf::FrameInfo const& size) {
-    Showing const showing = ShowingOf(entry.name, size);
-    std::vector<Picture> inputs;
-    std::string names;
-    for (char const* const clip : {kFirst, kSecond}) {
-        fs::path const still = fs::path(clip).replace_extension(".png");
-        inputs.push_back(ReadFrame(folder / clip, size, kTypical));
-        if (!fs::exists(folder / still)) {
-            Media::WritePng((folder / still).string(), *inputs.back(), false);
-        }
-        names += " " + still.string();
-        if (!entry.isTwoInput) {
-            break;
-        }
+    std::vector<Assignment> const values = ValuesOf(entry.name, size);
+    std::vector<Picture> inputs{Media::ReadPicture((folder / kFirstStill).string())};
+    std::string names = kFirstStill;
+    if (entry.isTwoInput) {
+        inputs.push_back(Media::ReadPicture((folder / kSecondStill).string()));
+        names += fmt::format(" {}", kSecondStill);
     }
     Preview preview;
     preview.poster = fmt::format("previews/{}.jpg", entry.name);
-    preview.command = fmt::format("kaltor apply {}{} -o {}.png", entry.name, names, entry.name);
-    for (Assignment const& value : showing.values) {
-        preview.command += " --set " + Quoted(value);
+    preview.command = fmt::format("kaltor apply {} {} -o {}.png", entry.name, names, entry.name);
+    for (auto const& [field, value] : values) {
+        preview.command += fmt::format(" --set {}", Quoted(fmt::format("{}={}", field, value)));
     }
-    PictureEffect effect(catalog, entry, *MakeSettings(entry.name, showing.values));
+    PictureEffect effect(catalog, entry, *MakeSettings(entry.name, values));
     WriteJpeg(folder / preview.poster, *effect.Run(inputs, 0));
     return preview;
 }
@@ -173,19 +189,8 @@ Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry c
 void MakeSources(fs::path const& folder, SourceOptions const& options, std::atomic<bool> const& cancel) {
     fs::create_directories(folder / "pictures");
     fs::create_directories(folder / "previews");
-    for (auto const& [path, input, scene] :
-         {std::tuple(kFirst, options.first, Scene::Lake), std::tuple(kSecond, options.second, Scene::Beach)}) {
-        if (input.empty()) {
-            WriteSource(folder / path, options.size, cancel, [&, drawn = scene](int number) {
-                double const phase = static_cast<double>(number) / (kLoopSeconds * kLoopRate);
-                return DrawScene(drawn, options.size, phase)->Share();
-            });
-        } else {
-            Media::VideoReader reader(
-                input, TargetOf(options.size, {ColorMatrix::Bt709, ColorRange::Limited}, PixFmt::Yuv420p));
-            WriteSource(folder / path, options.size, cancel, [&reader](int) { return reader.Read(); });
-        }
-    }
+    MakeSource(folder / kFirst, folder / kFirstStill, options.first, Scene::Lake, options.size, cancel);
+    MakeSource(folder / kSecond, folder / kSecondStill, options.second, Scene::Beach, options.size, cancel);
 }
 
 Preview MakePreview(fs::path const& folder, Catalog const& catalog, CatalogEntry const& entry,

@@ -9,7 +9,8 @@
 
 namespace Kaltor::Cli {
 
-/// The two clips that everything is shown on, in the folder "pictures". Each lasts `kLoopSeconds` and is silent.
+/// The two clips that everything is shown on, in the folder "pictures", and a still of each. A clip lasts
+/// `kLoopSeconds` and is silent.
 struct SourceOptions {
     std::string first;   ///< a video or picture; empty: a lake at sunset
     std::string second;  ///< empty: a beach at noon
