@@ -181,8 +181,12 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
             return best;
         };
         Picture const expected = Picture::Make(input.width, input.height, input.hasAlpha, search);
-        EXPECT_TRUE(IsNear(Run(settings, input), expected, input.hasAlpha ? kUnfiltered : 0.0))
-            << "radius " << radius << ", mode " << mode << ", shape " << shape;
+        for (Ogl::FrameStrategy const& strategy : {kSoftwareStrategy, kGpuStrategy}) {
+            ScopedStrategy const scoped(strategy);
+            EXPECT_TRUE(IsNear(Run(settings, input), expected, input.hasAlpha ? kUnfiltered : 0.0))
+                << "radius " << radius << ", mode " << mode << ", shape " << shape
+                << (strategy.areFetchesDear ? ", software" : ", GPU");
+        }
     };
     for (int const mode : {0, 1}) {
         for (int const shape : {0, 1}) {

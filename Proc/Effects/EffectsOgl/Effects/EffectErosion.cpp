@@ -8,6 +8,9 @@
 // below it and the columns beside it. All stretches stand symmetrically about their pixel, so that a tap that the
 // picture's border holds back sees nothing from outside of the neighbourhood.
 //
+// Where texel fetches are dear each tap is a shifted copy of the picture, blended by the extremum: such a GL draws
+// copies at nearly the speed of memory. Elsewhere one program takes all taps of a step.
+//
 // What is transparent counts as the value that changes nothing, what is partly so in part. Alpha is kept.
 
 #include <algorithm>
@@ -19,6 +22,7 @@
 #include <fmt/format.h>
 
 #include "Ogl/GlState.h"
+#include "Ogl/OglManager.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
@@ -64,12 +68,6 @@ std::vector<int> Spread(int half, int reach) {
     return offsets;
 }
 
-/// How far a stretch of `half` pixels to each side reaches by one more pass.
-int Widen(int half) {
-    constexpr int kMostGaps = 6;
-    return half + kMostGaps * (2 * half + 1) / 2;
-}
-
 class Morphology {
 public:
     Morphology(ShaderStorage const& shaderStorage, Frame const& picture, bool isDilation)
@@ -77,7 +75,14 @@ public:
           width(picture.GetWidth()),
           height(picture.GetHeight()),
           function(isDilation ? "max" : "min"),
-          equation(isDilation ? GL_MAX : GL_MIN) {}
+          equation(isDilation ? GL_MAX : GL_MIN),
+          isBlended(OglManager::GetInstance().GetStrategy().areFetchesDear) {}
+
+    /// How far a stretch of `half` pixels to each side reaches by one more pass.
+    int Widen(int half) const {
+        int const mostGaps = isBlended ? 2 : 6;  // three taps a step are the fewest in all; passes cost more than taps
+        return half + mostGaps * (2 * half + 1) / 2;
+    }
 
     /// The stretches of `from`, `half` pixels to each side of a pixel along one axis, made from those of `before`.
     Frame Lengthen(Frame const& from, int before, int half, bool isAlongX) const {
@@ -90,7 +95,14 @@ public:
             }
             Frame wider = Frame::Create();
             wider.Allocate(PixFmt::Rgb24, width, height);
-            Draw(current, taps, wider.GetFirstTexture());
+            if (isBlended) {
+                storage.FBO().Attach(wider.GetFirstTexture());
+                Copy(current, taps.back());
+                taps.pop_back();
+                Blend(current, taps);
+            } else {
+                Draw(current, taps, wider.GetFirstTexture());
+            }
             current = wider;
             before = next;
         }
@@ -99,6 +111,11 @@ public:
 
     /// Joins what `target` shows with the extremum of the taps; its alpha stays.
     void Accumulate(Frame const& from, std::vector<Tap> const& taps, DataVideoOGL& target) const {
+        if (isBlended) {
+            AttachTarget(target, storage);
+            Blend(from, taps);
+            return;
+        }
         EnableState const blend(GL_BLEND);
         glBlendFuncSeparate(GL_ONE, GL_ONE, GL_ZERO, GL_ONE);
         glBlendEquationSeparate(equation, GL_FUNC_ADD);
@@ -130,18 +147,40 @@ private:
             .DrawTo(target);
     }
 
+    /// Joins what is attached with the extremum of the taps.
+    void Blend(Frame const& from, std::vector<Tap> const& taps) const {
+        EnableState const blend(GL_BLEND);
+        glBlendFuncSeparate(GL_ONE, GL_ONE, GL_ZERO, GL_ONE);
+        glBlendEquationSeparate(equation, GL_FUNC_ADD);
+        for (Tap const& tap : taps) {
+            Copy(from, tap);
+        }
+        glBlendEquation(GL_FUNC_ADD);
+    }
+
+    /// Draws the picture as this tap sees it.
+    void Copy(Frame const& from, Tap const& tap) const {
+        float const s = static_cast<float>(tap.x) / static_cast<float>(width);
+        float const t = static_cast<float>(tap.y) / static_cast<float>(height);
+        Quad quad(GL_STREAM_DRAW);
+        quad.SetCorners(
+            {s, t, -1.0F, -1.0F, 1.0F + s, t, 1.0F, -1.0F, 1.0F + s, 1.0F + t, 1.0F, 1.0F, s, 1.0F + t, -1.0F, 1.0F});
+        from.Draw(quad, storage);
+    }
+
     ShaderStorage const& storage;
     std::uint32_t width;
     std::uint32_t height;
     char const* function;
     GLenum equation;
+    bool isBlended;
 };
 
 void DrawSquare(Morphology const& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
     Frame const rows = morphology.Lengthen(picture, 0, radius, true);
     int half = 0;
-    while (Widen(half) < radius) {
-        half = Widen(half);
+    while (morphology.Widen(half) < radius) {
+        half = morphology.Widen(half);
     }
     Frame const almost = morphology.Lengthen(rows, 0, half, false);
     std::vector<Tap> taps;
