@@ -11,6 +11,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+
+#include <fmt/format.h>
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
@@ -18,48 +21,52 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// The mean over a stretch of pixels of which the two outermost count in part. The pass along x multiplies colours by
-// alpha, the one along y divides them again.
-constexpr char kMean[] = R"glsl(#version 120
+// The mean over a stretch of pixels of which the two outermost count in part. With alpha the pass along x multiplies
+// colours by alpha, the one along y divides them again.
+std::string MakeMean(int whole, bool multiplies, bool divides) {
+    std::string source = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec2 local_step;
-uniform int whole;      // pixels to each side that count in full
-uniform float part;     // how far the next one to each side counts
+uniform float part;     // how far the outermost pixels count
 uniform float norm;
-uniform bool is_first;
 varying vec2 TexCoord0;
 vec4 tap(float offset) {
     vec4 c = texture2D(tex, TexCoord0 + local_step * offset);
-    return is_first ? vec4(c.rgb * c.a, c.a) : c;
-}
-void main() {
-    vec4 sum = tap(0.0);
-    for (int i = 1; i <= whole; ++i) {
-        sum += tap(float(i)) + tap(-float(i));
-    }
-    float last = float(whole + 1);
-    sum = (sum + (tap(last) + tap(-last)) * part) * norm;
-    gl_FragColor = is_first || sum.a == 0.0 ? sum : vec4(sum.rgb / sum.a, sum.a);
-}
 )glsl";
+    source += multiplies ? "    c.rgb *= c.a;\n" : "";
+    source += "    return c;\n}\nvoid main() {\n    vec4 sum = tap(0.0);\n";
+    for (int i = 1; i <= whole; ++i) {
+        source += fmt::format("    sum += tap({0}.0) + tap(-{0}.0);\n", i);
+    }
+    source += fmt::format("    sum = (sum + (tap({0}.0) + tap(-{0}.0)) * part) * norm;\n", whole + 1);
+    source += divides ? "    sum.rgb /= sum.a > 0.0 ? sum.a : 1.0;\n" : "";
+    return source + "    gl_FragColor = sum;\n}\n";
+}
 
-constexpr char kFragment[] = R"glsl(#version 120
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;      // averaged over the operator's cells
 uniform sampler2D origin;
 uniform vec2 cell;
 uniform float scale;
 uniform float strength;
 uniform float threshold;
-uniform bool inverted;
-uniform bool color;
+uniform float ground;
 varying vec2 TexCoord0;
+#ifdef IS_OPAQUE
+vec3 tap(float x, float y) {
+    return texture2D(tex, TexCoord0 + cell * vec2(x, y)).rgb;
+}
+#else
 vec3 here;
 vec3 tap(float x, float y) {
     vec4 c = texture2D(tex, TexCoord0 + cell * vec2(x, y));
     return (c.rgb - here) * c.a;
 }
+#endif
 void main() {
+#ifndef IS_OPAQUE
     here = texture2D(tex, TexCoord0).rgb;
+#endif
     vec3 falling = tap(1.0, -1.0) - tap(-1.0, 1.0);
     vec3 rising = tap(1.0, 1.0) - tap(-1.0, -1.0);
     vec3 gx = (rising + falling) * 3.0 + (tap(1.0, 0.0) - tap(-1.0, 0.0)) * 10.0;
@@ -70,37 +77,43 @@ void main() {
     float soft = over > 0.0 ? over * over / (over + 0.5 * threshold) : 0.0;
     float ink = 1.0 - exp(-10.0 * strength * soft);
     vec4 c = texture2D(origin, TexCoord0);
-    vec3 ground = inverted ? vec3(1.0) : vec3(0.0);
-    vec3 line = vec3(1.0) - ground;
-    if (color) {
-        // Bright colours are taken down on white and dark ones up on black: a line stays a line.
-        float luma = dot(c.rgb, vec3(0.2126, 0.7152, 0.0722));
-        float peak = max(c.r, max(c.g, c.b));
-        line = c.rgb * (inverted ? min(1.0, 0.45 / max(luma, 0.01)) : 1.0 / max(peak, 0.25));
-    }
-    gl_FragColor = vec4(mix(ground, line, ink), c.a);
+#ifdef IS_OPAQUE
+    c.a = 1.0;
+#endif
+    vec3 line = vec3(1.0 - ground);
+#ifdef IS_COLORED
+    // Bright colours are taken down on white and dark ones up on black: a line stays a line.
+    float luma = dot(c.rgb, vec3(0.2126, 0.7152, 0.0722));
+    float peak = max(c.r, max(c.g, c.b));
+    line = c.rgb * (ground > 0.5 ? min(1.0, 0.45 / max(luma, 0.01)) : 1.0 / max(peak, 0.25));
+#endif
+    gl_FragColor = vec4(mix(vec3(ground), line, ink), c.a);
 }
 )glsl";
 
+std::string MakeFragment(bool isOpaque, bool isColored) {
+    return fmt::format("#version 120\n{}{}{}", isOpaque ? "#define IS_OPAQUE\n" : "",
+                       isColored ? "#define IS_COLORED\n" : "", kFragment);
+}
+
 /// `picture` averaged over squares of `side` pixels, 1 or more.
 Frame AverageOver(Frame const& picture, double side, ShaderStorage const& storage) {
+    bool const hasAlpha = !picture.GetFirstTexture().IsOpaque();
     int const whole = static_cast<int>((side - 1.0) / 2.0);
-    double const part = (side - 1.0) / 2.0 - whole;
-    auto const draw = [&](Frame const& from, bool isFirst) {
+    auto const draw = [&](Frame const& from, char const* axis, glm::vec2 const& step, bool multiplies, bool divides) {
         Frame to = Frame::Create();
         to.Allocate(picture.GetPixFmt(), picture.GetWidth(), picture.GetHeight());
-        Pass(storage, "EffectFindEdges_mean", kMean)
+        Pass(storage, fmt::format("EffectFindEdges_mean_{}_{}", hasAlpha ? axis : "opaque", whole),
+             [&] { return MakeMean(whole, multiplies, divides); })
             .Texture("tex", 0, from, TextureFilter::Nearest)
-            .Set("local_step", isFirst ? 1.0F / static_cast<float>(picture.GetWidth()) : 0.0F,
-                 isFirst ? 0.0F : 1.0F / static_cast<float>(picture.GetHeight()))
-            .Set("whole", whole)
-            .Set("part", part)
+            .Set("local_step", step)
+            .Set("part", (side - 1.0) / 2.0 - whole)
             .Set("norm", 1.0 / side)
-            .Set("is_first", isFirst ? 1 : 0)
             .DrawTo(to);
         return to;
     };
-    return draw(draw(picture, true), false);
+    Frame const rows = draw(picture, "x", {1.0F / static_cast<float>(picture.GetWidth()), 0.0F}, hasAlpha, false);
+    return draw(rows, "y", {0.0F, 1.0F / static_cast<float>(picture.GetHeight())}, false, hasAlpha);
 }
 
 }  // namespace
@@ -116,15 +129,17 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     bool const isWide = cell > 1.0;
     Frame const averaged = isWide ? AverageOver(picture, cell, storage) : picture;
     bool const isAtTexels = cell == std::floor(cell);
-    Pass(storage, "EffectFindEdges", kFragment)
+    bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
+    bool const isColored = settings.GetColor();
+    Pass(storage, fmt::format("EffectFindEdges{}{}", isOpaque ? "_opaque" : "_alpha", isColored ? "_color" : ""),
+         [&] { return MakeFragment(isOpaque, isColored); })
         .Texture("tex", 0, averaged, isAtTexels ? TextureFilter::Nearest : TextureFilter::Linear)
         .Texture("origin", 1, picture, TextureFilter::Nearest)
         .Set("cell", static_cast<float>(cell / picture.GetWidth()), static_cast<float>(cell / picture.GetHeight()))
         .Set("scale", std::clamp(wanted, kLeastScale, 1.0) / kWeights)
         .Set("strength", settings.GetStrength())
         .Set("threshold", settings.GetThreshold())
-        .Set("inverted", settings.GetInverted() ? 1 : 0)
-        .Set("color", settings.GetColor() ? 1 : 0)
+        .Set("ground", settings.GetInverted() ? 1.0F : 0.0F)
         .DrawTo(*dst);
 }
 
