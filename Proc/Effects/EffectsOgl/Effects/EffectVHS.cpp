@@ -98,7 +98,7 @@ uniform vec2 scan;          // how dark the gaps are: their mean, and how far th
 varying vec2 TexCoord0;
 void main() {
     float y = TexCoord0.y;
-    float line = floor(y * 240.0);
+    float line = floor(y * 240.0 + 0.001);  // rows of pixels that lie between two lines belong to one as a whole
     float at = (line + 0.5) / 240.0;
     vec4 facts = texture2D(lines, vec2(0.25, at));
     vec4 drop = texture2D(lines, vec2(0.75, at));
@@ -173,8 +173,7 @@ public:
         double const strength = settings.GetStrength();
         if (strength <= 0.0 && settings.GetNoise() <= 0.0 && settings.GetTracking() <= 0.0 &&
             settings.GetScanlines() <= 0.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         constexpr double kRate = 25.0;
@@ -213,9 +212,10 @@ public:
                 .Texture("tex", 0, source.Get())
                 .Set("extent", glm::vec2(1.0 / form.width, 1.0 / form.height))
                 .DrawTo(signal.Get());
+            double const texelsALine = std::max(std::round(static_cast<double>(form.height) / kLines), 1.0);
             Pass(storage, "EffectVHS_tape", &MakeTape)
                 .Texture("tex", 0, signal.Get(), TextureFilter::Nearest)
-                .Set("next", glm::vec2(1.0 / form.width, 1.0 / kLines))
+                .Set("next", glm::vec2(1.0 / form.width, texelsALine / form.height))
                 .DrawTo(tape.Get());
         }
 

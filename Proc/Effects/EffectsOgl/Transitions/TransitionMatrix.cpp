@@ -87,10 +87,11 @@ void main() {
     vec2 place = TexCoord0 * grid;
     float edge = floor(place.x + 0.5);
     float share = clamp((place.x - edge) * columnWidth + 0.5, 0.0, 1.0);
-    vec4 left = texture2D(cells, vec2((edge - 0.5) / grid.x, TexCoord0.y));
-    vec4 right = texture2D(cells, vec2((edge + 0.5) / grid.x, TexCoord0.y));
+    float line = floor(place.y + 0.001);  // also for all of the pixels that lie between two
+    vec4 left = texture2D(cells, vec2(edge - 0.5, line + 0.5) / grid);
+    vec4 right = texture2D(cells, vec2(edge + 0.5, line + 0.5) / grid);
     vec4 cell = place.x < edge ? left : right;
-    place = fract(place);
+    place = vec2(fract(place.x), max(place.y - line, 0.0));
     float glyph = floor(cell.r * 64.0);
     float row = floor(glyph / 8.0);
     float inside = texture2D(glyphs, (vec2(glyph - 8.0 * row, row) + place) / 8.0).r;

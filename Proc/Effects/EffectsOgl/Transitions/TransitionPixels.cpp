@@ -46,11 +46,14 @@ constexpr char kScatter[] = R"glsl(#version 120
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform sampler2D order;  // when each pixel begins to change, 0 to 1
+uniform vec2 size;        // of it
 uniform float now;
 uniform float softness;   // how long a change takes
 varying vec2 TexCoord0;
 void main() {
-    float begin = texture2D(order, TexCoord0).r * (1.0 - softness);
+    // What lies between two belongs to one of them as a whole row or column.
+    vec2 at = (floor(TexCoord0 * size + vec2(0.001)) + vec2(0.5)) / size;
+    float begin = texture2D(order, at).r * (1.0 - softness);
     float weight = smoothstep(begin, begin + softness, now);
     vec4 from = texture2D(tex1, TexCoord0);
     vec4 to = texture2D(tex2, TexCoord0);
@@ -173,6 +176,7 @@ public:
             .Texture("tex1", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex2", 1, incoming, TextureFilter::Nearest)
             .Texture("order", 2, order.Get(lattice, seed))
+            .Set("size", static_cast<float>(lattice.columns), static_cast<float>(lattice.rows))
             .Set("now", progress)
             .Set("softness", kSoftness)
             .DrawTo(*dst);
