@@ -79,9 +79,9 @@ public:
         double const length = std::min(1.0 / std::max(settings.GetFreq(), 1), width);
         double const front = progress * (static_cast<double>(glm::length(farCorner)) + width);
         constexpr double kCrestSpeed = 1.3;
-        // 200 bends by a whole wave's length. Waves that pixels cannot show sink away.
+        // 200 bends by a whole wave's length. Waves that pixels cannot show, or only with moire, sink away.
         double const pixels = length * std::max(outgoing.GetWidth(), outgoing.GetHeight());
-        double const shown = std::clamp(pixels / 2.0 - 1.0, 0.0, 1.0);
+        double const shown = std::clamp(pixels / 4.0 - 0.5, 0.0, 1.0);
         double const steepness = shown * settings.GetAmpl() / 60.0 / std::sqrt(1.0 + 2.0 * front);
 
         Premultiplied const from(outgoing, storage);
