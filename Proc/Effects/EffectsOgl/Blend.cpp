@@ -28,8 +28,7 @@ bool DrawAtRest(DataVideoOGL& target, DataVideoOGL& first, DataVideoOGL& second,
     if (progress > 0.0 && progress < 1.0) {
         return false;
     }
-    AttachTarget(target, storage);
-    (progress >= 1.0 ? second : first).FrameData().Draw(storage.Quad(), storage);
+    DrawUnchanged(target, progress >= 1.0 ? second : first, storage);
     return true;
 }
 

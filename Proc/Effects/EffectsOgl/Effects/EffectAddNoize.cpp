@@ -37,8 +37,7 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
         if (settings.GetStrength() <= 0.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

@@ -46,11 +46,14 @@ std::string MakeFragment(int parts) {
         return std::string(kFragment) + "    gl_FragColor = Grain(TexCoord0);\n}\n";
     }
     std::string source = std::string(kFragment) + "    vec4 sum = vec4(0.0);\n    vec4 part;\n";
-    for (int i = 0; i < parts * parts; ++i) {
-        source += fmt::format(
-            "    part = Grain(TexCoord0 + next * vec2({:.1f}, {:.1f}));\n"
-            "    sum += vec4(part.rgb * part.a, part.a);\n",
-            i % parts - 0.5 * (parts - 1), i / parts - 0.5 * (parts - 1));
+    double const middle = 0.5 * (parts - 1);
+    for (int y = 0; y < parts; ++y) {
+        for (int x = 0; x < parts; ++x) {
+            source += fmt::format(
+                "    part = Grain(TexCoord0 + next * vec2({:.1f}, {:.1f}));\n"
+                "    sum += vec4(part.rgb * part.a, part.a);\n",
+                x - middle, y - middle);
+        }
     }
     return source +
            fmt::format("    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / {}.0);\n}}\n", parts * parts);
@@ -67,8 +70,7 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
         if (settings.GetSize() <= 0.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

@@ -191,8 +191,8 @@ struct Layout {
 /// Slices across the strip, from end to end of the frame.
 PackedQuad MakeStrip(Layout const& layout) {
     PackedQuad packed;
-    packed.indices.reserve(6 * kSlices);
-    packed.vertices.reserve(16 * kSlices);
+    packed.indices.reserve(std::size_t{6} * kSlices);
+    packed.vertices.reserve(std::size_t{16} * kSlices);
     double const half = std::min(0.5 + 2.0 / layout.width, 0.5 * layout.frameAcross / layout.width);
     auto const side = static_cast<float>(half);
     auto const edge = static_cast<float>(2.0 * half * layout.width / layout.frameAcross);

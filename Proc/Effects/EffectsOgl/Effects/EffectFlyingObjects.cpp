@@ -112,9 +112,9 @@ public:
     OglCache* CreateCache() const override { return new CacheImpl; }
 
     void SetSettings(Proc::Settings const& value) override {
-        dynamic_cast<Proc::SettingsEffectFlyingObjects const&>(value);
-        RequireChoice(value, "moveDirection");
-        RequireChoice(value, "kind");
+        auto const& given = dynamic_cast<Proc::SettingsEffectFlyingObjects const&>(value);
+        RequireChoice(given, "moveDirection");
+        RequireChoice(given, "kind");
         EffectWithSettings::SetSettings(value);
     }
 
@@ -124,8 +124,7 @@ public:
         Texture const& target = dst->FrameData().GetFirstTexture();
         bool const isVisible = settings.GetColor().alpha != 0 && settings.GetCount() > 0;
         if (!isVisible || target.IsOpaque()) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             if (isVisible) {
                 DrawObjects(objects, src->GetFrameInfo(), time, storage);
             }

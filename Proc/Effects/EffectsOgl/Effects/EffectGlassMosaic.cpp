@@ -90,8 +90,7 @@ public:
         double const strength = std::clamp(settings.GetStrength(), 0.0, 1.0);
         double const bevel = std::clamp(settings.GetBevel(), 0.0, 1.0);
         if (strength == 0.0 && bevel == 0.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

@@ -261,8 +261,7 @@ public:
         Conf::FrameInfo const info = src->GetFrameInfo();
         BlockGrid const grid(info, count);
         if (grid.blocks == glm::dvec2(info.width, info.height)) {  // blocks of a pixel
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

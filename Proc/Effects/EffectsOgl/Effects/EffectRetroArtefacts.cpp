@@ -350,8 +350,7 @@ public:
         if (isExposed) {
             Expose(*dst, src->FrameData().ConvertToRGBA(storage), frame, storage);
         } else {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
         }
         Frame const target = dst->FrameData();
         Damage damage(target.GetWidth(), target.GetHeight());

@@ -51,8 +51,7 @@ public:
                     OglCache*) const override {
         double const fill = std::clamp(settings.GetFill(), 0.0, 1.0);
         if (fill == 0.0 || settings.GetColor().alpha == 0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

@@ -192,7 +192,7 @@ float LightFacet(float arm, float side) {
 }
 vec4 Draw(vec2 p) {
     float r = length(p);
-    float angle = atan(p.x, p.y);
+    float angle = r > 0.0 ? atan(p.x, p.y) : 0.0;
     float arm = kSector * floor(angle / kSector + 0.5);
     float off = angle - arm;
     float side = off < 0.0 ? -1.0 : 1.0;
@@ -308,13 +308,13 @@ void main() {
     float tumble = turning.z > 0.0 ? turning.z * sin(tumblePhase) : tumblePhase;
     float axis = swaying.z > 0.5 ? 0.25 * kTurn : kTurn * more.x;
     float face = cos(tumble) < 0.0 ? -1.0 : 1.0;
-    float flat = face * max(abs(cos(tumble)), 0.08);
+    float narrowed = face * max(abs(cos(tumble)), 0.08);
 
     float pixel = 1.0 / (own * height);
     float blur = 0.30 * smoothstep(0.72, 1.0, nearness) / pixel * 0.5;
     vec2 corner = gl_MultiTexCoord0.xy * (1.0 + (blur + 1.5) * pixel);
     vec2 turned = Rotate(corner, -axis);
-    Local = Rotate(turned / vec2(1.0, flat), axis - spin);
+    Local = Rotate(turned / vec2(1.0, narrowed), axis - spin);
 
     vec3 normal = face * vec3(Rotate(vec2(0.0, sin(tumble)), axis), cos(tumble));
     const vec3 kLight = vec3(-0.40, 0.62, 0.675);

@@ -119,7 +119,7 @@ varying vec4 edges;
 varying vec2 state;
 void main() {
     bool is_resting = state.x > 0.5;
-    vec2 reach = is_resting ? vec2(0.0) : stretch(coords);
+    vec2 reach = stretch(coords) * (1.0 - state.x);
     vec2 coord = is_resting ? gl_FragCoord.xy / picture_size : coords;
     vec4 color = state.y > 0.0 ? filtered(tex1, coord, reach) : filtered(tex2, coord, reach);
     vec4 inside = clamp(edges * gl_FragCoord.w + 0.5, 0.0, 1.0);
