@@ -258,7 +258,7 @@ class SettingsTransitionMatrix final : public SettingsOf<SettingsTransitionMatri
 public:
     static inline std::string const CLASS_ID = "TransitionMatrix";
     static constexpr std::string_view SUMMARY =
-        "Columns of glowing cells run down, and where one has passed the incoming picture stays.";
+        "Columns of glowing glyphs run down, and where one has passed the incoming picture stays.";
 
     std::int32_t GetNum() const { return num; }
     void SetNum(std::int32_t value) { num = value; }
@@ -267,7 +267,7 @@ public:
 
     static std::vector<Field> DeclareFields() {
         return {Declare("num", &SettingsTransitionMatrix::num, 4, 400, "number of columns"),
-                Declare("color", &SettingsTransitionMatrix::color, "colour of the falling cells")};
+                Declare("color", &SettingsTransitionMatrix::color, "colour of the falling glyphs")};
     }
 
 private:
