@@ -64,7 +64,7 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
         double const reach =
             std::hypot(std::max(tested.x, 1 - tested.x) * scaleX, std::max(tested.y, 1 - tested.y) * scaleY);
         double const length = std::min(1.0 / tested.freq, tested.width);
-        double const shown = std::clamp(length * longer / 2 - 1, 0.0, 1.0);
+        double const shown = std::clamp(length * longer / 4 - 0.5, 0.0, 1.0);
         for (double const p : {0.1, 0.45, 0.8}) {
             double const front = p * (reach + tested.width);
             Picture const expected = ForEachPixel(first, [&](double s, double t) {
