@@ -48,6 +48,13 @@ TileGrid MakeTileGrid(float count, float aspect) {
     return Make(count, aspect);
 }
 
+TileGrid MakeSquareGrid(int count, double aspect, double mostColumns, double mostRows) {
+    auto const along = [count](double ratio, double most) {
+        return static_cast<int>(std::clamp(std::round(count * std::max(ratio, 1.0)), 1.0, std::max(most, 1.0)));
+    };
+    return {along(aspect, mostColumns), along(1.0 / aspect, mostRows)};
+}
+
 PackedQuad MakeSpreadTiles(TileGrid const& grid, double progress) {
     auto const columns = static_cast<double>(grid.columns);
     auto const rows = static_cast<double>(grid.rows);

@@ -24,6 +24,10 @@ TileGrid MakeTileGrid(double count, double aspect);
 /// The same in single precision, which rounds a few grids the other way.
 TileGrid MakeTileGrid(float count, float aspect);
 
+/// Tiles about square, `count` (1 at least) along the shorter side of a picture whose width is `aspect` times its
+/// height, and no more along either side than `mostColumns` and `mostRows`.
+TileGrid MakeSquareGrid(int count, double aspect, double mostColumns, double mostRows);
+
 /// The tiles fly off: at a progress of p the whole grid is min(columns, rows) * p + 1 times as large, each tile
 /// 1 / (p + 1) times.
 PackedQuad MakeSpreadTiles(TileGrid const& grid, double progress);

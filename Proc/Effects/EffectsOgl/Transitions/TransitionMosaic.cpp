@@ -131,14 +131,6 @@ void main() {
 
 enum class Axis : std::int32_t { Horizontal, Vertical, Mixed };
 
-/// About square on the screen, and none smaller than a pixel.
-TileGrid MakeMosaicGrid(int num, double aspect, Frame const& picture) {
-    auto const count = [num](double ratio, std::uint32_t pixels) {
-        return static_cast<int>(std::clamp(std::round(num * std::max(ratio, 1.0)), 1.0, static_cast<double>(pixels)));
-    };
-    return {count(aspect, picture.GetWidth()), count(1.0 / aspect, picture.GetHeight())};
-}
-
 }  // namespace
 
 class TransitionMosaic final : public TransitionWithSettings<Proc::SettingsTransitionMosaic> {
@@ -160,7 +152,8 @@ public:
         }
         auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
         Frame const target = dst->FrameData();
-        TileGrid const grid = MakeMosaicGrid(std::max(settings.GetNum(), 1), aspect, target);
+        // None smaller than a pixel.
+        TileGrid const grid = MakeSquareGrid(settings.GetNum(), aspect, target.GetWidth(), target.GetHeight());
         tiles.Prepare(grid, Axis{settings.GetAxis()}, order);
 
         SpaceScene scene(*dst, *first, *second, storage);

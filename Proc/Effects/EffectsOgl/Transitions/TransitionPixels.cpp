@@ -17,6 +17,7 @@
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
 #include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -64,26 +65,10 @@ void main() {
 }
 )glsl";
 
-struct Lattice {
-    std::uint32_t columns = 0;
-    std::uint32_t rows = 0;
-
-    bool operator==(Lattice const&) const = default;
-};
-
-/// `count` along the shorter side, as square on screen as whole numbers allow, none smaller than a pixel.
-Lattice MakeLattice(std::int32_t count, Conf::FrameInfo const& info) {
-    double const shorter = std::max(count, 1);
-    double const aspect = GetDisplayAspect(info);
-    double const columns = std::min(std::round(shorter * std::max(aspect, 1.0)), static_cast<double>(info.width));
-    double const rows = std::min(std::round(shorter * std::max(1.0 / aspect, 1.0)), static_cast<double>(info.height));
-    return {static_cast<std::uint32_t>(columns), static_cast<std::uint32_t>(rows)};
-}
-
 /// A picture as the means of a lattice whose squares are `halvings` times halved; itself where those are pixels.
-Frame MakeMeans(Frame const& picture, Lattice const& lattice, std::uint32_t halvings, ShaderStorage const& storage) {
-    std::uint64_t const columns = std::uint64_t{lattice.columns} << halvings;
-    std::uint64_t const rows = std::uint64_t{lattice.rows} << halvings;
+Frame MakeMeans(Frame const& picture, TileGrid const& lattice, std::uint32_t halvings, ShaderStorage const& storage) {
+    std::uint64_t const columns = static_cast<std::uint64_t>(lattice.columns) << halvings;
+    std::uint64_t const rows = static_cast<std::uint64_t>(lattice.rows) << halvings;
     if (columns >= picture.GetWidth() || rows >= picture.GetHeight()) {
         return picture;
     }
@@ -130,9 +115,11 @@ public:
     /// The order for the lattice that was asked for last.
     class CacheImpl final : public OglCache {
     public:
-        Texture const& Get(Lattice const& wanted, std::uint32_t seed) {
+        Texture const& Get(TileGrid const& wanted, std::uint32_t seed) {
             if (wanted != current) {
-                std::vector<float> order(std::size_t{wanted.columns} * wanted.rows);
+                auto const columns = static_cast<std::uint32_t>(wanted.columns);
+                auto const rows = static_cast<std::uint32_t>(wanted.rows);
+                std::vector<float> order(std::size_t{columns} * rows);
                 std::iota(order.begin(), order.end(), 0.0F);
                 auto const count = static_cast<std::uint32_t>(order.size());
                 float const last = static_cast<float>(std::max(count, 2U) - 1U);
@@ -140,14 +127,14 @@ public:
                     std::swap(order[i], order[Hash(i, seed, 0)[0] % (i + 1U)]);
                     order[i] /= last;
                 }
-                table = Texture(wanted.columns, wanted.rows, order.data());
+                table = Texture(columns, rows, order.data());
                 current = wanted;
             }
             return table;
         }
 
     private:
-        Lattice current;
+        TileGrid current;
         Texture table;
     };
 
@@ -166,7 +153,9 @@ public:
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        Lattice const lattice = MakeLattice(settings.GetNum(), first->GetFrameInfo());
+        // None smaller than a pixel.
+        TileGrid const lattice = MakeSquareGrid(settings.GetNum(), GetDisplayAspect(first->GetFrameInfo()),
+                                                outgoing.GetWidth(), outgoing.GetHeight());
         if (settings.GetType() == 0) {
             Coarsen(*dst, outgoing, incoming, lattice, progress, storage);
             return;
@@ -183,7 +172,7 @@ public:
     }
 
 private:
-    void Coarsen(DataVideoOGL& dst, Frame const& outgoing, Frame const& incoming, Lattice const& lattice,
+    void Coarsen(DataVideoOGL& dst, Frame const& outgoing, Frame const& incoming, TileGrid const& lattice,
                  double progress, ShaderStorage const& storage) const {
         Coarseness const coarseness(settings.GetNum(), progress);
         Frame const& picture = progress < 0.5 ? outgoing : incoming;

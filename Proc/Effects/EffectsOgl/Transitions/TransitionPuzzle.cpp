@@ -192,14 +192,13 @@ void main() {
 
 enum class Leaving : std::int32_t { Fall, Scatter, Rise };
 
-/// About square on the screen; a piece has four pixels at least, and along the longer side there are at most eight
-/// times as many as along the shorter one.
+/// A piece has four pixels a side at least, and along the longer side there are at most eight times as many as along
+/// the shorter one.
 TileGrid MakePuzzleGrid(int num, double aspect, Frame const& picture) {
-    auto const count = [num](double ratio, std::uint32_t pixels) {
-        return static_cast<int>(
-            std::clamp(std::round(num * std::clamp(ratio, 1.0, 8.0)), 1.0, std::max(pixels / 4.0, 1.0)));
-    };
-    return {count(aspect, picture.GetWidth()), count(1.0 / aspect, picture.GetHeight())};
+    constexpr double kMostRatio = 8.0;
+    constexpr double kLeastPixels = 4.0;
+    return MakeSquareGrid(num, std::clamp(aspect, 1.0 / kMostRatio, kMostRatio), picture.GetWidth() / kLeastPixels,
+                          picture.GetHeight() / kLeastPixels);
 }
 
 }  // namespace
@@ -223,8 +222,7 @@ public:
         Frame const target = dst->FrameData();
         glm::vec2 const size(target.GetWidth(), target.GetHeight());
         glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
-        pieces.Prepare(MakePuzzleGrid(std::max(settings.GetNum(), 1), aspect, target), extent,
-                       Leaving{settings.GetDir()});
+        pieces.Prepare(MakePuzzleGrid(settings.GetNum(), aspect, target), extent, Leaving{settings.GetDir()});
         auto const use = [&](std::string_view name, std::string const& vertex, std::string const& fragment,
                              double margin) {
             Shader const& shader = storage.MakeShader(name, vertex, fragment);
