@@ -118,9 +118,5 @@ TEST_F(BlendTransitionsTest, BlurNeverGetsQuiteSharp) {
     EXPECT_TRUE(IsNear(Run(settings, second, first, {.progress = 0}), second, 0));
 }
 
-TEST_F(BlendTransitionsTest, SecondInputMayHaveAnotherFormat) {
-    ExpectMixedFormats({"TransitionCrossfade", "TransitionFadeInFadeOut", "TransitionFlash", "TransitionBlur"});
-}
-
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -1,9 +1,6 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
-
-#include <fmt/format.h>
 
 #include "Proc/Settings/SettingsMotionTransitions.h"
 #include "Tests/Support/TransitionFixture.h"
@@ -340,22 +337,6 @@ TEST_F(MotionTransitionsTest, RippleSmoothDisplacesBothPicturesAlike) {
     }
 }
 
-TEST_F(MotionTransitionsTest, EndsAreTheInputsToTheByte) {
-    ExpectEnds({{"TransitionPush", "dir", {"0", "1", "2", "3"}},
-                {"TransitionScale", "type", {"0", "1"}},
-                {"TransitionZoom", "type", {"0", "1", "2"}},
-                {"TransitionRoll", "dir", {"0", "1", "2", "3"}},
-                {"TransitionRoll", "type", {"0", "1"}},
-                {"TransitionRoll", "size", {"0", "1", "600"}},
-                {"TransitionLens", "type", {"0", "1", "2"}, false, true},
-                {"TransitionSpin", "mode", {"0"}, true, false},
-                {"TransitionSpin", "mode", {"1"}, false, true},
-                {"TransitionKenBurns", "fade", {"0", "0.5", "1"}},
-                {"TransitionSlide", "direction", {"0", "3", "4", "5", "6", "7"}},
-                {"TransitionSlide", "direction", {"1"}, true, false},
-                {"TransitionRippleSmooth", "freq", {"0", "50"}}});
-}
-
 TEST_F(MotionTransitionsTest, SlideOfNoHeightNeverShowsTheIncomingPicture) {
     Proc::SettingsTransitionSlide settings;
     settings.SetDirection(1);
@@ -383,22 +364,6 @@ TEST_F(MotionTransitionsTest, SpunPictureIsWholeWithinItsBorder) {
         EXPECT_NEAR(spun.At(100, 199 - side)[0], 0.25 + 0.5 * side, kUnfiltered);
     }
     EXPECT_EQ(spun.At(2, 100)[0], 1.0);
-}
-
-TEST_F(MotionTransitionsTest, RefusesWhatItHasNoPictureFor) {
-    for (std::int32_t const value : {-1, 4, std::numeric_limits<std::int32_t>::max()}) {
-        Proc::SettingsTransitionRoll roll;
-        roll.SetDir(value);
-        ExpectRefused(roll, fmt::format("dir {}", value));
-        Proc::SettingsTransitionLens lens;
-        lens.SetType(value);
-        ExpectRefused(lens, fmt::format("type {}", value));
-    }
-}
-
-TEST_F(MotionTransitionsTest, SecondInputMayHaveAnotherFormat) {
-    ExpectMixedFormats({"TransitionPush", "TransitionScale", "TransitionZoom", "TransitionRoll", "TransitionLens",
-                        "TransitionSpin", "TransitionKenBurns", "TransitionSlide", "TransitionRippleSmooth"});
 }
 
 }  // namespace

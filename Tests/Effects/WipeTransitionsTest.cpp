@@ -1,10 +1,7 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <optional>
-
-#include <fmt/format.h>
 
 #include "Proc/Settings/SettingsWipeTransitions.h"
 #include "Tests/Support/TransitionFixture.h"
@@ -159,6 +156,7 @@ TEST_F(WipeTransitionsTest, SlidingDoorBlendsInABand) {
 TEST_F(WipeTransitionsTest, SlidingDoorTurnsOutermostColumnsFirstAtHalfTime) {
     Picture const first = Picture::Flat(8, 2, {1, 0, 0, 1});
     Picture const second = Picture::Flat(8, 2, {0, 0, 1, 1});
+    EXPECT_TRUE(IsNear(Run(Proc::SettingsTransitionSlidingDoor(), first, second, {.progress = 0}), first, 0));
     for (double const progress : {0.5624, 0.5626}) {  // the outermost centres are 7 / 16 from the line
         Picture const actual = Run(Proc::SettingsTransitionSlidingDoor(), first, second, {.progress = progress});
         EXPECT_NEAR(actual.At(0, 0)[0], progress < 0.5625 ? 0.125 : 0.0, kUnfiltered) << progress;
@@ -312,56 +310,6 @@ TEST_F(WipeTransitionsTest, CrossFliesApartAlongTheDiagonals) {
             },
             kFiltered + 1.0 / 255.0);
     }
-}
-
-TEST_F(WipeTransitionsTest, EndsAreTheInputsToTheByte) {
-    ExpectEnds({{"TransitionWipe", "direction", {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"}},
-                {"TransitionWipe", "width", {"4"}},
-                {"TransitionBarnDoor", "mode", {"0", "1", "2", "3", "4", "5"}},
-                {"TransitionBlinds", "count", {"4"}},
-                {"TransitionSlidingDoor", "orientation", {"0", "1"}, false, true},
-                {"TransitionCircle", "sense", {"0", "1"}},
-                {"TransitionCross", "scroll", {"false", "true"}, false, true},
-                {"TransitionRadial", "sense", {"0", "1"}},
-                {"TransitionSpiral", "type", {"0", "1", "2"}, false, true},
-                {"TransitionPinwheel", "num", {"1", "6"}},
-                {"TransitionPinwheel", "ampl", {"0", "1000"}}});
-    // A line through pixels' centres is the door's already at 0.
-    for (std::int32_t const orientation : {0, 1}) {
-        Proc::SettingsTransitionSlidingDoor settings;
-        settings.SetOrientation(orientation);
-        Picture const first = Picture::Noise(32, 18, true, 1);
-        EXPECT_TRUE(IsNear(Run(settings, first, Picture::Noise(32, 18, true, 2), {.progress = 0}), first, 0));
-    }
-}
-
-TEST_F(WipeTransitionsTest, RefusesWhatItHasNoPictureFor) {
-    for (std::int32_t const value : {-1, 10, std::numeric_limits<std::int32_t>::max()}) {
-        Proc::SettingsTransitionWipe wipe;
-        wipe.SetDirection(value);
-        ExpectRefused(wipe, fmt::format("direction {} ", value));
-        Proc::SettingsTransitionSlidingDoor door;
-        door.SetOrientation(value);
-        ExpectRefused(door, fmt::format("orientation {} ", value));
-        Proc::SettingsTransitionCircle circle;
-        circle.SetSense(value);
-        ExpectRefused(circle, fmt::format("sense {} ", value));
-        Proc::SettingsTransitionRadial radial;
-        radial.SetSense(value);
-        ExpectRefused(radial, fmt::format("sense {} ", value));
-    }
-    Proc::SettingsTransitionSnake snake;
-    snake.SetBands(30);
-    ExpectRefused(snake, "bands 30 ");
-    Proc::SettingsTransitionPinwheel pinwheel;
-    pinwheel.SetNum(0);
-    ExpectRefused(pinwheel, "num 0 ");
-}
-
-TEST_F(WipeTransitionsTest, SecondInputMayHaveAnotherFormat) {
-    ExpectMixedFormats({"TransitionWipe", "TransitionBarnDoor", "TransitionSlidingDoor", "TransitionBlinds",
-                        "TransitionCircle", "TransitionCross", "TransitionRadial", "TransitionSpiral",
-                        "TransitionSnake", "TransitionPinwheel"});
 }
 
 }  // namespace

@@ -29,15 +29,6 @@ std::string Describe(Proc::Settings const& settings);
 /// What a transition makes of two pictures, computed on the processor.
 using Expectation = std::function<Picture(Picture const& first, Picture const& second, double progress)>;
 
-/// A transition, the values of one field to try, and at which ends it shows exactly an input.
-struct EndsCase {
-    std::string_view name;
-    std::string_view field;
-    std::vector<std::string_view> values;
-    bool isFirstAt0 = true;
-    bool isSecondAt1 = true;
-};
-
 class TransitionFixture : public GlTest {
 protected:
     /// White noise shows every displacement.
@@ -46,12 +37,9 @@ protected:
     /// Flat pictures show to the byte on which side of an edge a pixel lies.
     static void ExpectSharpEdges(Proc::Settings const& settings, std::vector<double> const& progresses,
                                  Expectation const& expectation);
-    /// To the byte, at all sizes, with alpha and without.
-    static void ExpectEnds(std::vector<EndsCase> const& cases);
-    /// Setting these settings throws `std::invalid_argument` with `text` in it, and what was set before still holds.
-    static void ExpectRefused(Proc::Settings const& settings, std::string const& text);
-    /// A second input in planar YUV, with the default settings of each.
-    static void ExpectMixedFormats(std::vector<std::string_view> const& names);
+    /// One more frame of a transition.
+    static Picture DrawNext(Proc::ITwoInputEffectVideo& transition, Picture const& first, Picture const& second,
+                            double progress);
 };
 
 }  // namespace Kaltor::Tests
