@@ -45,6 +45,14 @@ Proc::AvFramePtr MakePicture(std::uint32_t width, std::uint32_t height, Yuv cons
     return picture;
 }
 
+void DrawNoise(AVFrame& picture, int frame) {
+    unsigned state = static_cast<unsigned>(frame) * 7919U + 1U;
+    for (int i = 0; i < picture.linesize[0] * picture.height; ++i) {
+        state = state * 1664525U + 1013904223U;
+        picture.data[0][i] = static_cast<std::uint8_t>(state >> 24U);
+    }
+}
+
 void MakeClip(std::string const& path, ClipSpec const& spec) {
     WriterOptions options;
     options.path = path;

@@ -59,6 +59,9 @@ struct ClipSpec {
     std::string codec = "ffv1";  ///< lossless: what is written comes back; the usual one where the container takes none
 };
 
+/// Noise for `ClipSpec::draw`, so that a file's size grows evenly.
+void DrawNoise(AVFrame& picture, int frame);
+
 /// A luma that tells frame numbers apart, also when they are 1 off.
 inline int LumaOf(int frame) {
     return 20 + frame * 7 % 200;

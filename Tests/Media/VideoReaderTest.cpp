@@ -1,4 +1,7 @@
 #include <cmath>
+#include <fstream>
+
+#include <gmock/gmock.h>
 
 #include "Media/Conformer.h"
 #include "Media/Picture.h"
@@ -12,6 +15,9 @@ namespace Kaltor::Media::Tests {
 namespace {
 
 using VideoReaderTest = MediaTest;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr ColorSpec kBt601{ColorMatrix::Bt601, ColorRange::Limited};
 constexpr ColorSpec kBt709{ColorMatrix::Bt709, ColorRange::Limited};
@@ -69,22 +75,12 @@ TEST_F(VideoReaderTest, ConvertsTheRateEvenly) {
         MakeClip(At("clip.mkv"), spec);  // whose timestamps are rounded to milliseconds
         VideoReader reader(At("clip.mkv"), Target(64, 48, c.to));
         std::vector<int> found;
-        std::vector<std::uint8_t const*> buffers;
         while (found.size() < c.expected.size()) {
             Proc::AvFramePtr const picture = reader.Read();
             EXPECT_EQ(picture->pts, static_cast<std::int64_t>(found.size()));
             found.push_back(FrameOf(*picture));
         }
-        if (c.from.num == 24) {
-            // Which one is doubled is free; none may be left out, and none may stand three times.
-            for (std::size_t i = 1; i < found.size(); ++i) {
-                EXPECT_LE(found[i] - found[i - 1], 1);
-                EXPECT_GE(found[i], found[i - 1]);
-            }
-            EXPECT_NEAR(found.back(), 5.6, 0.7);
-        } else {
-            EXPECT_EQ(found, c.expected) << av_q2d(c.from) << " to " << av_q2d(c.to);
-        }
+        EXPECT_EQ(found, c.expected) << av_q2d(c.from) << " to " << av_q2d(c.to);
     }
 }
 
@@ -116,11 +112,8 @@ TEST_F(VideoReaderTest, TurnsAsTheDisplayMatrixSays) {
         }
     };
     spec.color = [](int) { return Yuv{40, 128, 128}; };
-    MakeClip(At("plain.mp4"), [&] {
-        ClipSpec h264 = spec;
-        h264.codec = "libx264";
-        return h264;
-    }());
+    spec.codec = "libx264";
+    MakeClip(At("plain.mp4"), spec);
     struct Case {
         int clockwise;
         bool isMirrored;  ///< left and right, after it is turned
@@ -194,16 +187,13 @@ TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
 }
 
 TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
-    constexpr double kRgb[3] = {0.8, 0.25, 0.4};
-    auto const toYuv = [&](ColorSpec const& spec) {
+    auto const toYuv = [](ColorSpec const& spec) {
         ColorTransform const t = RgbToYuv(spec);
-        int out[3];
-        for (std::size_t i = 0; i < 3; ++i) {
-            double const v =
-                t.offset[i] + t.matrix[i][0] * kRgb[0] + t.matrix[i][1] * kRgb[1] + t.matrix[i][2] * kRgb[2];
-            out[i] = static_cast<int>(std::lround(v * 255.0));
-        }
-        return Yuv{out[0], out[1], out[2]};
+        auto const code = [&t](std::size_t i) {
+            double const level = t.offset[i] + t.matrix[i][0] * 0.8 + t.matrix[i][1] * 0.25 + t.matrix[i][2] * 0.4;
+            return static_cast<int>(std::lround(level * 255.0));
+        };
+        return Yuv{code(0), code(1), code(2)};
     };
     ColorSpec const specs[] = {
         kBt601, kBt709, {ColorMatrix::Bt601, ColorRange::Full}, {ColorMatrix::Bt2020, ColorRange::Limited}};
@@ -301,7 +291,7 @@ TEST_F(VideoReaderTest, HoldsTheLastGoodPictureOverDamage) {
         EXPECT_EQ(FrameOf(*reader.Read()), k >= 7 && k < 10 ? 6 : k) << "picture " << k;
     }
     ASSERT_EQ(warnings.size(), 1U);
-    EXPECT_TRUE(warnings[0].find("clip.mkv: damaged from 0.23 s") != std::string::npos) << warnings[0];
+    EXPECT_THAT(warnings[0], HasSubstr("clip.mkv: damaged from 0.23 s"));
 
     // Nothing at all that could be shown.
     Remux(At("good.mkv"), At("none.mkv"), [](AVPacket& packet, AVStream const&) {
@@ -316,15 +306,7 @@ TEST_F(VideoReaderTest, ProbeFindsWhereACutOffFileEnds) {
     spec.frames = 90;
     spec.width = 320;
     spec.height = 240;
-    spec.draw = [](AVFrame& picture, int frame) {  // noise, so that size grows evenly
-        unsigned state = static_cast<unsigned>(frame) * 7919U + 1U;
-        for (int y = 0; y < picture.height; ++y) {
-            for (int x = 0; x < picture.width; ++x) {
-                state = state * 1664525U + 1013904223U;
-                picture.data[0][y * picture.linesize[0] + x] = static_cast<std::uint8_t>(state >> 24U);
-            }
-        }
-    };
+    spec.draw = DrawNoise;
     spec.codec = "mjpeg";
     for (char const* const name : {"clip.mp4", "clip.mkv"}) {
         MakeClip(At(name), spec);
@@ -340,10 +322,8 @@ TEST_F(VideoReaderTest, ProbeFindsWhereACutOffFileEnds) {
 }
 
 TEST_F(VideoReaderTest, SaysWhatIsWrongWithAFile) {
-    auto const write = [&](std::string const& name, std::string const& content) {
-        FILE* const file = std::fopen(At(name).c_str(), "wb");
-        std::fwrite(content.data(), 1, content.size(), file);
-        std::fclose(file);
+    auto const write = [&](char const* name, std::string const& content) {
+        std::ofstream(At(name), std::ios::binary) << content;
     };
     std::string noise(20000, '\0');
     for (std::size_t i = 0; i < noise.size(); ++i) {
@@ -374,9 +354,7 @@ TEST_F(VideoReaderTest, SaysWhatIsWrongWithAFile) {
             Probe(At(name));
             ADD_FAILURE() << name << " was taken for a clip";
         } catch (MediaError const& error) {
-            std::string const message = error.what();
-            EXPECT_NE(message.find(text), std::string::npos) << message;
-            EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+            EXPECT_THAT(error.what(), AllOf(HasSubstr(text), Not(HasSubstr("\n"))));
         }
     }
 }
