@@ -53,18 +53,14 @@ public:
     void DrawTo(Ogl::Texture const& target) const {
         DrawTo(target, {0, 0, target.GetForm().width, target.GetForm().height});
     }
-    void DrawTo(Ogl::Texture const& target, Area const& area) const {
-        storage.FBO().Attach(target);
-        glViewport(static_cast<GLint>(area.x), static_cast<GLint>(area.y), static_cast<GLsizei>(area.width),
-                   static_cast<GLsizei>(area.height));
-        for (Sampler const& sampler : samplers) {
-            sampler.texture->Use(sampler.unit, sampler.filter);
-        }
-        storage.Quad().Activate();
-        storage.Quad().Draw();
-    }
+    void DrawTo(Ogl::Texture const& target, Area const& area) const { Draw(target, area, storage.Quad()); }
     void DrawTo(Frame const& target) const { DrawTo(target.GetFirstTexture()); }
     void DrawTo(DataVideoOGL& target) const { DrawTo(target.FrameData()); }
+    /// Through a mesh of (s, t, x, y) instead of the unit quad.
+    void DrawTo(DataVideoOGL& target, Mesh const& mesh) const {
+        Ogl::Texture const& texture = target.FrameData().GetFirstTexture();
+        Draw(texture, {0, 0, texture.GetForm().width, texture.GetForm().height}, mesh);
+    }
 
 private:
     struct Sampler {
@@ -72,6 +68,17 @@ private:
         Ogl::Texture const* texture;
         TextureFilter filter;
     };
+
+    void Draw(Ogl::Texture const& target, Area const& area, Mesh const& mesh) const {
+        storage.FBO().Attach(target);
+        glViewport(static_cast<GLint>(area.x), static_cast<GLint>(area.y), static_cast<GLsizei>(area.width),
+                   static_cast<GLsizei>(area.height));
+        for (Sampler const& sampler : samplers) {
+            sampler.texture->Use(sampler.unit, sampler.filter);
+        }
+        mesh.Activate();
+        mesh.Draw();
+    }
 
     template <typename Generate>
     static Shader const& FindOrMake(ShaderStorage const& storage, std::string_view name, Generate const& generate) {

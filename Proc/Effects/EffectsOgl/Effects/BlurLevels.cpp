@@ -1,13 +1,15 @@
 // Mixing a sharp picture with a much blurred one shows both, one as a veil over the other. Between copies whose widths
 // are only a factor of 2 apart the mixture looks like the blur that lies between them: its variance is the mean of
 // their variances. Each copy is made from the picture reduced so far that a few taps do: the cost hardly depends on the
-// width. As the blur's taps stand two texels apart, detail of two texels must not reach it: reducing is by the mean of
-// two texels along each axis, of those to come, which leaves none.
+// width; and each is made only around what shows it. As the blur's taps stand two texels apart, detail of two texels
+// must not reach it: reducing is by the mean of two texels along each axis, of those to come, which leaves none.
 
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 
 #include <algorithm>
 #include <cmath>
+#include <set>
+#include <string>
 #include <vector>
 
 #include <fmt/format.h>
@@ -56,44 +58,23 @@ double GetSide(Frame const& frame) {
 
 }  // namespace
 
-char const* const BlurLevels::kFunction = R"glsl(#version 120
-uniform sampler2D blur_1;
-uniform sampler2D blur_2;
-uniform sampler2D blur_3;
-uniform sampler2D blur_4;
-uniform vec4 blur_from;
-uniform vec4 blur_slope;
-
-vec3 Blurred(vec4 origin, vec2 uv, float amount) {
-    vec4 share = clamp((vec4(amount * amount) - blur_from) * blur_slope, vec4(0.0), vec4(1.0));
-    vec4 sum = mix(vec4(origin.rgb * origin.a, origin.a), texture2D(blur_1, uv), share.x);
-    sum = mix(sum, texture2D(blur_2, uv), share.y);
-    sum = mix(sum, texture2D(blur_3, uv), share.z);
-    sum = mix(sum, texture2D(blur_4, uv), share.w);
-    // Where next to nothing covers, the pixel's own colour is as good as any.
-    return origin.a > 0.0 ? (sum.rgb + origin.rgb * 0.001) / (sum.a + 0.001) : origin.rgb;
-}
-)glsl";
-
-BlurLevels::BlurLevels(EffectBlur& blur, Frame const& picture, double scale, ShaderStorage const& storage,
-                       std::optional<glm::dvec4> const& area)
-    : source(picture, storage) {
+BlurLevels::BlurLevels(EffectBlur& blur, Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
+                       ShaderStorage const& shaderStorage)
+    : picture(pictureToBlur), source(picture, shaderStorage), cells(amountCells), storage(shaderStorage) {
     double const side = GetSide(picture);
     double const full = scale * 2.0 / 3.0;  // standard deviation; `EffectBlur` reaches 3 of them
     BlurKernel const kernel(1, 1, GetScale(kPairs, 1.0));
     double const reducedDeviation = std::sqrt(GetVariance(kernel) + kReduceVariance + 2.0 * kLinearVariance);
 
-    std::optional<glm::dvec4> box = area;
-    if (box) {
-        constexpr double kMargin = 12.0;  // texels of the smallest copy: its taps, and what reducing to it takes
-        double const margin =
-            (kMargin * full / reducedDeviation + 2.0 / side) * side / std::min(picture.GetWidth(), picture.GetHeight());
-        *box = glm::clamp(*box + glm::dvec4(-margin, -margin, margin, margin), 0.0, 1.0);
-    }
-    std::optional<EnableState> scissor;
-    if (box) {
-        scissor.emplace(GL_SCISSOR_TEST);
-    }
+    EnableState const scissor(GL_SCISSOR_TEST);
+    constexpr double kMargin = 12.0;  // texels of a copy: its taps, and what reducing to it takes
+    // Draws only what the wanted cells see of a copy, with `margin` (sides of the picture) around them.
+    auto const cut = [&](AmountCells::Predicate const& isWanted, double margin, Conf::FrameInfo const& info) {
+        double const around = margin * side / std::min(picture.GetWidth(), picture.GetHeight());
+        glm::dvec4 const bounds = cells.GetBounds(isWanted).value_or(glm::dvec4(0.0));
+        SetScissor(glm::clamp(bounds + glm::dvec4(-around, -around, around, around), 0.0, 1.0), info.width,
+                   info.height);
+    };
 
     // What the next copy is reduced from, and its larger side.
     Texture const* last = &source.Get();
@@ -107,9 +88,8 @@ BlurLevels::BlurLevels(EffectBlur& blur, Frame const& picture, double scale, Sha
         };
         Conf::FrameInfo const info{shorten(picture.GetWidth()), shorten(picture.GetHeight())};
         Src const smaller = DataVideoOGL::Create(picture.GetPixFmt(), info);
-        if (box) {
-            SetScissor(*box, info.width, info.height);
-        }
+        cut([this](std::size_t cell) { return cells.GetRange(cell).y > 0.0; },
+            kMargin * full / reducedDeviation + 2.0 / side, info);
         Pass(storage, "BlurLevels_reduce", kReduce)
             .Texture("tex", 0, *last)
             .Set("half_step", glm::vec2(0.5 / info.width, 0.5 / info.height))
@@ -121,6 +101,11 @@ BlurLevels::BlurLevels(EffectBlur& blur, Frame const& picture, double scale, Sha
         return smaller;
     };
 
+    struct Copy {
+        Src reduced;
+        int pairs = 0;
+    };
+    std::array<Copy, kCount> copies;
     for (std::size_t i = 0; i < kCount; ++i) {
         double const deviation = full / std::pow(2.0, static_cast<double>(kCount - 1 - i));
         double const wanted = std::min(reducedDeviation / deviation, side);
@@ -136,31 +121,97 @@ BlurLevels::BlurLevels(EffectBlur& blur, Frame const& picture, double scale, Sha
             wanted < side ? kPairs
                           : static_cast<int>(std::lround(
                                 1.5 * std::sqrt(std::max(pixels * pixels - kReduceVariance - kLinearVariance, 0.0))));
-        Frame level = chain.back();
+        copies[i] = {reduced, pairs};
         double variance = lastVariance + kLinearVariance / (lastSide * lastSide);
         if (pairs > 0) {
-            Proc::SettingsEffectBlurGaussian settings;
-            settings.SetScale(GetScale(pairs, lastSide));
-            blur.SetSettings(settings);
-            Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), reduced->GetFrameInfo());
-            blur.Processing(blurred.get(), reduced, 0.0, 0.0, storage, nullptr);
-            level = blurred->FrameData();
             variance += GetVariance(BlurKernel(1, 1, GetScale(pairs, 1.0))) / (lastSide * lastSide);
         }
-        std::fill(levels.begin() + static_cast<std::ptrdiff_t>(i), levels.end(), level);
-        for (std::size_t k = i; k < kCount; ++k) {
-            variances[static_cast<int>(k)] = static_cast<float>(variance / (full * full));
+        variances[static_cast<int>(i)] = static_cast<float>(variance / (full * full));
+    }
+
+    for (std::size_t cell = 0; cell < cells.GetCount(); ++cell) {
+        spans.push_back(FindSpan(cells.GetRange(cell)));
+    }
+    for (std::size_t i = 0; i < kCount; ++i) {
+        auto const& [reduced, pairs] = copies[i];
+        auto const isWanted = [this, i](std::size_t cell) {
+            return spans[cell].first <= i + 1 && i < spans[cell].last;
+        };
+        if (!reduced || !cells.GetBounds(isWanted)) {
+            continue;
+        }
+        levels[i] = reduced->FrameData();
+        if (pairs > 0) {
+            double const reducedSide = GetSide(levels[i]);
+            Proc::SettingsEffectBlurGaussian settings;
+            settings.SetScale(GetScale(pairs, reducedSide));
+            blur.SetSettings(settings);
+            Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), reduced->GetFrameInfo());
+            cut(isWanted, kMargin / reducedSide, reduced->GetFrameInfo());
+            blur.Processing(blurred.get(), reduced, 0.0, 0.0, storage, nullptr);
+            levels[i] = blurred->FrameData();
         }
     }
 }
 
-void BlurLevels::SetOn(Pass& pass, int unit) const {
-    glm::vec4 const from(0.0F, variances.x, variances.y, variances.z);
-    for (std::size_t i = 0; i < kCount; ++i) {
-        pass.Texture(fmt::format("blur_{}", i + 1), unit + static_cast<int>(i),
-                     levels[i].IsValid() ? levels[i].GetFirstTexture() : source.Get());
+BlurLevels::Span BlurLevels::FindSpan(glm::dvec2 const& range) const {
+    Span span{0, kCount, range.x >= 1.0};
+    for (std::size_t i = kCount; i-- > 0;) {
+        auto const variance = static_cast<double>(variances[static_cast<int>(i)]);
+        if (range.y * range.y <= variance || range.y == 0.0) {
+            span.last = i + 1;
+        }
+        if (span.first == 0 && variance > 0.0 && range.x * range.x >= variance) {
+            span.first = i + 1;
+        }
     }
-    pass.Set("blur_from", from).Set("blur_slope", 1.0F / glm::max(variances - from, glm::vec4(1e-6F)));
+    span.last = range.y == 0.0 ? 0 : std::max(span.first, span.last);
+    return span;
+}
+
+std::string BlurLevels::MakeFunction(Span const& span) const {
+    std::string text = "uniform vec4 blur_from;\nuniform vec4 blur_slope;\n";
+    for (std::size_t level = std::max<std::size_t>(span.first, 1); level <= span.last; ++level) {
+        text += fmt::format("uniform sampler2D blur_{};\n", level);
+    }
+    text += "vec4 Blurred(vec4 origin, vec2 uv, float amount) {\n";
+    if (span.last == 0) {
+        return text + "    return origin;\n}\n";
+    }
+    if (span.first > 0) {
+        text += fmt::format("    vec4 sum = texture2D(blur_{}, uv);\n", span.first);
+    } else {
+        text += "    vec4 sum = vec4(origin.rgb * origin.a, origin.a);\n";
+    }
+    if (span.first < span.last) {
+        text += span.isFull ? "    amount = 1.0;\n" : "";
+        text += "    vec4 share = clamp((vec4(amount * amount) - blur_from) * blur_slope, vec4(0.0), vec4(1.0));\n";
+    }
+    for (std::size_t level = span.first + 1; level <= span.last; ++level) {
+        text += fmt::format("    sum = mix(sum, texture2D(blur_{}, uv), share.{});\n", level, "xyzw"[level - 1]);
+    }
+    // Where next to nothing covers, the pixel's own colour is as good as any.
+    text += "    vec3 color = (sum.rgb + origin.rgb * 0.001) / (sum.a + 0.001);\n";
+    text += "    return vec4(origin.a > 0.0 ? color : origin.rgb, origin.a);\n}\n";
+    return text;
+}
+
+void BlurLevels::DrawTo(DataVideoOGL& target, std::string_view name, std::string_view program,
+                        std::function<void(Pass& pass)> const& prepare) const {
+    constexpr int kFirstUnit = 1;
+    glm::vec4 const from(0.0F, variances.x, variances.y, variances.z);
+    for (Span const& span : std::set<Span>(spans.begin(), spans.end())) {
+        Pass pass(storage, fmt::format("{}_{}_{}{}", name, span.first, span.last, span.isFull ? "_full" : ""),
+                  [&] { return fmt::format("#version 120\n{}{}", MakeFunction(span), program); });
+        for (std::size_t level = std::max<std::size_t>(span.first, 1); level <= span.last; ++level) {
+            Frame const& frame = levels[level - 1];
+            pass.Texture(fmt::format("blur_{}", level), kFirstUnit + static_cast<int>(level) - 1,
+                         frame.IsValid() ? frame.GetFirstTexture() : source.Get());
+        }
+        pass.Set("blur_from", from).Set("blur_slope", 1.0F / glm::max(variances - from, glm::vec4(1e-6F)));
+        prepare(pass);
+        pass.DrawTo(target, cells.MakeMesh([&](std::size_t cell) { return spans[cell] == span; }));
+    }
 }
 
 }  // namespace Kaltor::Ogl

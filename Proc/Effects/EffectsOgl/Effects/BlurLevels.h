@@ -1,10 +1,15 @@
 #pragma once
 
 #include <array>
-#include <optional>
+#include <compare>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include <glm/vec4.hpp>
 
+#include "Proc/Effects/EffectsOgl/Effects/AmountCells.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
@@ -15,23 +20,39 @@ namespace Kaltor::Ogl {
 /// the wider the smaller, between which a program goes by variance.
 class BlurLevels {
 public:
-    /// GLSL: `vec3 Blurred(vec4 origin, vec2 uv, float amount)` gives the colour (not premultiplied) at `uv`, blurred
-    /// by `amount` (0 to 1) of the full width; `origin` is the picture's pixel there. Begins with the version; to be
-    /// followed by a program that is drawn with `SetOn`.
-    static char const* const kFunction;
+    /// `scale`, more than 0, is the full width as `EffectBlur` counts it, done by `blur`, whose own is changed.
+    /// `cells` tells how much of it is wanted where.
+    BlurLevels(EffectBlur& blur, Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
+               ShaderStorage const& shaderStorage);
 
-    /// `scale`, more than 0, is the full width as `EffectBlur` counts it, done by `blur`, whose own is changed. With
-    /// `area` (texture coordinates: left, bottom, right, top) only what lies there is made.
-    BlurLevels(EffectBlur& blur, Frame const& picture, double scale, ShaderStorage const& storage,
-               std::optional<glm::dvec4> const& area = {});
-
-    /// The samplers take the units from `unit` on, four of them.
-    void SetOn(Pass& pass, int unit) const;
+    /// Draws the whole picture. `program` is GLSL without a version that may call `vec4 Blurred(vec4 origin, vec2 uv,
+    /// float amount)`: the colour (not premultiplied) at `uv`, blurred by `amount` (0 to 1) of the full width, with the
+    /// picture's alpha; `origin` is the picture's pixel there. It becomes several programs, each for what some of the
+    /// cells need, whose names begin with `name`; `prepare` sets uniforms and one sampler, of unit 0.
+    void DrawTo(DataVideoOGL& target, std::string_view name, std::string_view program,
+                std::function<void(Pass& pass)> const& prepare) const;
 
 private:
     static constexpr std::size_t kCount = 4;
+
+    /// Copies that a cell is mixed from; 0 is the picture itself.
+    struct Span {
+        std::size_t first;
+        std::size_t last;
+        bool isFull;  ///< the amount is 1 all over the cell
+
+        auto operator<=>(Span const&) const = default;
+    };
+
+    Span FindSpan(glm::dvec2 const& range) const;
+    std::string MakeFunction(Span const& span) const;
+
+    Frame picture;
     Premultiplied source;
-    std::array<Frame, kCount> levels;  ///< none where it would be as sharp as the picture
+    AmountCells const& cells;
+    std::vector<Span> spans;  ///< of each cell
+    ShaderStorage const& storage;
+    std::array<Frame, kCount> levels;  ///< none where it would be as sharp as the picture, or is not needed
     glm::vec4 variances{0.0F};         ///< as fractions of the full one
 };
 

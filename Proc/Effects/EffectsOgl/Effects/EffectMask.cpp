@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <optional>
 #include <string>
 
 #include <fmt/format.h>
+#include <glm/common.hpp>
+#include <glm/geometric.hpp>
 
-#include "Ogl/GlState.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
@@ -67,13 +67,13 @@ constexpr std::int32_t kBlur = 0;
 constexpr std::int32_t kFill = 1;
 constexpr std::int32_t kTransparent = 2;
 
+/// Without the version.
 std::string MakeFragment(std::int32_t shape, std::int32_t action) {
-    std::string source = action == kBlur ? BlurLevels::kFunction : "#version 120\n";
-    source += shape == 0 ? kEllipse : kRectangle;
+    std::string source = shape == 0 ? kEllipse : kRectangle;
     source += kMain;
     switch (action) {
         case kBlur:
-            source += "    gl_FragColor = vec4(Blurred(origin, TexCoord0, share), origin.a);\n";
+            source += "    gl_FragColor = Blurred(origin, TexCoord0, share);\n";
             break;
         case kFill:
             source += "    gl_FragColor = vec4(mix(origin.rgb, color.rgb, share * color.a), origin.a);\n";
@@ -84,16 +84,22 @@ std::string MakeFragment(std::int32_t shape, std::int32_t action) {
     return source + "}\n";
 }
 
-/// Of all that the shape reaches with its soft edge, in texture coordinates: left, bottom, right, top.
-glm::dvec4 GetBounds(glm::dvec2 const& centre, glm::dvec2 const& radius, double reach, double angle, bool isEllipse,
-                     glm::dvec2 const& extent) {
-    double const c = std::fabs(std::cos(angle));
-    double const s = std::fabs(std::sin(angle));
-    glm::dvec2 const half =
-        isEllipse ? glm::dvec2(std::hypot(radius.x * c, radius.y * s), std::hypot(radius.x * s, radius.y * c))
-                  : glm::dvec2(radius.x * c + radius.y * s, radius.x * s + radius.y * c);
-    glm::dvec2 const size = (half + reach) / extent;
-    return glm::clamp(glm::dvec4(centre - size, centre + size), 0.0, 1.0);
+/// Bounds of the distance, negative inside, from an outline to points no farther than `reach` from `p`.
+glm::dvec2 BoundDistance(glm::dvec2 const& p, glm::dvec2 const& radius, double reach, bool isEllipse) {
+    if (!isEllipse) {
+        glm::dvec2 const beyond = glm::abs(p) - radius;
+        double const distance =
+            glm::length(glm::max(beyond, glm::dvec2(0.0))) + std::min(std::max(beyond.x, beyond.y), 0.0);
+        return {distance - reach, distance + reach};
+    }
+    // With every length by which p goes away from the outline `scaled` grows by no more than 1 / `least`; and the
+    // outline is no farther than where the ray through p meets it.
+    double const least = std::min(radius.x, radius.y);
+    double const scaled = glm::length(p / radius);
+    double const byScale = (scaled - 1.0) * least;
+    double const alongRay = scaled > 0.0 ? glm::length(p) * (1.0 - 1.0 / scaled) : -least;
+    return scaled < 1.0 ? glm::dvec2(std::max(alongRay, -least) - reach, byScale + reach)
+                        : glm::dvec2(byScale - reach, alongRay + reach);
 }
 
 }  // namespace
@@ -131,32 +137,37 @@ public:
         glm::dvec2 const along(std::cos(angle), std::sin(angle));
         glm::dmat2 const turn(along.x * extent.x, -along.y * extent.x, along.y * extent.y, along.x * extent.y);
 
-        std::optional<glm::dvec4> area;
-        if (settings.GetInverted()) {
-            area = GetBounds(centre, radius, 0.5 * edge, angle, settings.GetShape() == 0, extent);
-            src->FrameData().Draw(storage.Quad(), storage);
-        }
-        std::optional<BlurLevels> levels;
+        glm::dvec2 const begin = -(turn * middle);
+        double const slope = (settings.GetInverted() ? -1.0 : 1.0) / edge;
+
+        AmountCells const cells(picture.GetWidth(), picture.GetHeight(), [&](glm::dvec4 const& area) {
+            glm::dvec2 const low(area.x, area.y);
+            glm::dvec2 const high(area.z, area.w);
+            glm::dvec2 const distance =
+                BoundDistance(turn * (0.5 * (low + high)) + begin, radius, glm::length(0.5 * (high - low) * extent),
+                              settings.GetShape() == 0);
+            glm::dvec2 const ramp = glm::clamp(distance * slope + 0.5, 0.0, 1.0);
+            glm::dvec2 const share = ramp * ramp * (3.0 - 2.0 * ramp);
+            return glm::dvec2(std::min(share.x, share.y), std::max(share.x, share.y));
+        });
+        auto const prepare = [&](Pass& pass) {
+            pass.Texture("tex", 0, picture, TextureFilter::Nearest)
+                .Set("turn", glm::mat2(turn))
+                .Set("begin", glm::vec2(begin))
+                .Set("radius", glm::vec2(radius))
+                .Set("slope", slope)
+                .Set("color", settings.GetColor());
+        };
+        std::string const name = fmt::format("EffectMask_{}_{}", settings.GetShape(), settings.GetAction());
+        std::string const program = MakeFragment(settings.GetShape(), settings.GetAction());
         if (settings.GetAction() == kBlur) {
-            levels.emplace(blur, picture, settings.GetBlur(), storage, area);
+            BlurLevels(blur, picture, settings.GetBlur(), cells, storage).DrawTo(*dst, name, program, prepare);
+            return;
         }
-        Pass pass(storage, fmt::format("EffectMask_{}_{}", settings.GetShape(), settings.GetAction()),
-                  [this] { return MakeFragment(settings.GetShape(), settings.GetAction()); });
-        if (levels) {
-            levels->SetOn(pass, 1);
-        }
-        std::optional<EnableState> scissor;
-        if (area) {
-            scissor.emplace(GL_SCISSOR_TEST);
-            SetScissor(*area, picture.GetWidth(), picture.GetHeight());
-        }
-        pass.Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("turn", glm::mat2(turn))
-            .Set("begin", glm::vec2(-(turn * middle)))
-            .Set("radius", glm::vec2(radius))
-            .Set("slope", (settings.GetInverted() ? -1.0 : 1.0) / edge)
-            .Set("color", settings.GetColor())
-            .DrawTo(*dst);
+        src->FrameData().Draw(storage.Quad(), storage);
+        Pass pass(storage, name, [&] { return "#version 120\n" + program; });
+        prepare(pass);
+        pass.DrawTo(*dst, cells.MakeMesh([&cells](std::size_t cell) { return cells.GetRange(cell).y > 0.0; }));
     }
 
     void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {

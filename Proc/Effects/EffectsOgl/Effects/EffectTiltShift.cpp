@@ -7,6 +7,9 @@
 #include <numbers>
 #include <string>
 
+#include <glm/common.hpp>
+#include <glm/geometric.hpp>
+
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
@@ -27,13 +30,13 @@ uniform float saturation;
 varying vec2 TexCoord0;
 void main() {
     vec4 origin = texture2D(tex, TexCoord0);
-    vec3 color = origin.rgb;
+    vec4 color = origin;
 #ifdef WITH_BLUR
     float beyond = abs(dot(normal, vec3(TexCoord0, 1.0))) - half_size;
     color = Blurred(origin, TexCoord0, clamp(beyond * slope, 0.0, 1.0));
 #endif
-    float lum = dot(color, vec3(0.2126, 0.7152, 0.0722));
-    gl_FragColor = vec4(mix(vec3(lum), color, saturation), origin.a);
+    float lum = dot(color.rgb, vec3(0.2126, 0.7152, 0.0722));
+    gl_FragColor = vec4(mix(vec3(lum), color.rgb, saturation), color.a);
 }
 )glsl";
 
@@ -50,32 +53,40 @@ public:
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        auto const prepare = [&](Pass& pass) {
+            pass.Texture("tex", 0, picture, TextureFilter::Nearest).Set("saturation", settings.GetSaturation());
+        };
         if (!isBlurred) {
-            Draw(Pass(storage, "EffectTiltShift_sharp", [] { return std::string(kVersion) + kMain; }), picture, *dst);
+            Pass pass(storage, "EffectTiltShift_sharp", [] { return std::string(kVersion) + kMain; });
+            prepare(pass);
+            pass.DrawTo(*dst);
             return;
         }
         double const angle = settings.GetAngle() * std::numbers::pi / 180.0;
         double const aspect = GetDisplayAspect(src->GetFrameInfo());
         double const extent = aspect * std::fabs(std::sin(angle)) + std::fabs(std::cos(angle));
-        double const s = -std::sin(angle) * aspect / extent;
-        double const t = std::cos(angle) / extent;
+        glm::dvec2 const normal(-std::sin(angle) * aspect / extent, std::cos(angle) / extent);
+        double const offset = 0.5 - settings.GetPosition() - 0.5 * (normal.x + normal.y);
+        double const halfSize = 0.5 * settings.GetSize();
         double const pixel = 1.0 / std::max(picture.GetWidth(), picture.GetHeight());
+        double const slope = 1.0 / std::max(settings.GetFeather(), pixel);
 
-        BlurLevels const levels(blur, picture, settings.GetBlur(), storage);
-        Pass pass(storage, "EffectTiltShift",
-                  [] { return std::string(BlurLevels::kFunction) + "#define WITH_BLUR\n" + kMain; });
-        levels.SetOn(pass, 1);
-        pass.Set("normal", glm::vec3(s, t, 0.5 - settings.GetPosition() - 0.5 * (s + t)))
-            .Set("half_size", 0.5 * settings.GetSize())
-            .Set("slope", 1.0 / std::max(settings.GetFeather(), pixel));
-        Draw(std::move(pass), picture, *dst);
+        AmountCells const cells(picture.GetWidth(), picture.GetHeight(), [&](glm::dvec4 const& area) {
+            glm::dvec2 const low(area.x, area.y);
+            glm::dvec2 const high(area.z, area.w);
+            double const place = std::fabs(glm::dot(normal, 0.5 * (low + high)) + offset);
+            double const reach = glm::dot(glm::abs(normal), 0.5 * (high - low));
+            glm::dvec2 const beyond(std::max(place - reach, 0.0), place + reach);
+            return glm::clamp((beyond - halfSize) * slope, 0.0, 1.0);
+        });
+        BlurLevels const levels(blur, picture, settings.GetBlur(), cells, storage);
+        levels.DrawTo(*dst, "EffectTiltShift", std::string("#define WITH_BLUR\n") + kMain, [&](Pass& pass) {
+            prepare(pass);
+            pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);
+        });
     }
 
 private:
-    void Draw(Pass pass, Frame const& picture, DataVideoOGL& dst) const {
-        pass.Texture("tex", 0, picture, TextureFilter::Nearest).Set("saturation", settings.GetSaturation()).DrawTo(dst);
-    }
-
     mutable EffectBlur blur{0.02};
 };
 
