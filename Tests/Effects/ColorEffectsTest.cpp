@@ -274,15 +274,5 @@ TEST_F(ColorEffectsTest, PopArtBlursByItsOwnScaleOnly) {
     EXPECT_NEAR(actual.At(10, 30)[0], 0.25, kFiltered);
 }
 
-TEST_F(ColorEffectsTest, SettingsOfAnotherClassAreRefusedAndChangeNothing) {
-    SettingsEffectOpacity settings;
-    settings.SetOpacity(0.0);
-    boost::intrusive_ptr<IOneInputEffectVideo> const effect = MakeEffect(settings);
-    EXPECT_THROW(effect->SetSettings(SettingsEffectInvert()), std::bad_cast);
-    boost::intrusive_ptr<IDataVideo> data = Picture::Noise(4, 4).ToFrame();
-    effect->Process(data);
-    EXPECT_EQ(Picture::FromFrame(*Download(data)).At(1, 1)[3], 0.0);
-}
-
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -337,15 +337,6 @@ TEST_F(MotionTransitionsTest, RippleSmoothDisplacesBothPicturesAlike) {
     }
 }
 
-TEST_F(MotionTransitionsTest, SlideOfNoHeightNeverShowsTheIncomingPicture) {
-    Proc::SettingsTransitionSlide settings;
-    settings.SetDirection(1);
-    Picture const first = Picture::Noise(16, 9, true, 1);
-    for (double const progress : {0.3, 0.999, 1.0}) {
-        EXPECT_TRUE(IsNear(Run(settings, first, Picture::Noise(16, 9, true, 2), {.progress = progress}), first, 0));
-    }
-}
-
 TEST_F(MotionTransitionsTest, SpunPictureIsWholeWithinItsBorder) {
     // At rest its border is 1 / 100 of the picture wide: less than half a pixel here, so that nothing of it is left.
     for (bool const isOut : {false, true}) {

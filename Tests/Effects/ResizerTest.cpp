@@ -277,20 +277,5 @@ TEST_F(ResizerTest, WhatCannotBeMadeIsRefused) {
     EXPECT_EQ(Run(changed, Picture(10, 10)).width, 5U);
 }
 
-TEST_F(ResizerTest, AResetDropsTheCacheAndNothingLeaks) {
-    Run(MakeSettings(0, 7, 5), Picture(30, 30));  // programs are made once and stay
-    Ogl::GlObjectCounts const before = CountObjectsInUse();
-    {
-        intrusive_ptr<IOneInputEffectVideo> const effect = MakeEffect(MakeSettings(0, 7, 5));
-        for (int i = 0; i < 3; ++i) {
-            intrusive_ptr<IDataVideo> data = Picture::Noise(30, 30).ToFrame();
-            effect->Process(data);
-            EXPECT_EQ(Download(data)->GetFrameInfo().width, 7U);
-            effect->Reset();
-        }
-    }
-    EXPECT_EQ(CountObjectsInUse().alive, before.alive);
-}
-
 }  // namespace
 }  // namespace Kaltor::Tests

@@ -106,6 +106,8 @@ TEST_F(VideoReaderTest, FollowsVariableTimestamps) {
 TEST_F(VideoReaderTest, TurnsAsTheDisplayMatrixSays) {
     ClipSpec spec;
     spec.frames = 3;
+    spec.pixelAspectX = 4;
+    spec.pixelAspectY = 3;
     spec.draw = [](AVFrame& picture, int) {  // a white corner at the top left
         for (int y = 0; y < 16; ++y) {
             std::fill_n(picture.data[0] + std::ptrdiff_t{y} * picture.linesize[0], 16, std::uint8_t{235});
@@ -129,9 +131,8 @@ TEST_F(VideoReaderTest, TurnsAsTheDisplayMatrixSays) {
         Remux(At("plain.mp4"), At("clip.mp4"), nullptr, matrix);
         bool const isPortrait = c.clockwise % 180 != 0;
         MediaInfo const info = Probe(At("clip.mp4"));
-        EXPECT_EQ(info.frame.width, isPortrait ? 48U : 64U);
-        EXPECT_EQ(info.frame.height, isPortrait ? 64U : 48U);
-        VideoReader reader(At("clip.mp4"), Target(info.frame.width, info.frame.height));
+        EXPECT_EQ(info.frame, isPortrait ? (Conf::FrameInfo{48, 64, 3, 4}) : (Conf::FrameInfo{64, 48, 4, 3}));
+        VideoReader reader(At("clip.mp4"), {info.frame, {30, 1}, kBt601, PixFmt::Yuv420p});
         Proc::AvFramePtr const picture = reader.Read();
         auto const corner = [&](bool isRight, bool isBottom) {
             return ColorAt(*picture, isRight ? picture->width - 6 : 6, isBottom ? picture->height - 6 : 6).y;

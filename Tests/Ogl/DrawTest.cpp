@@ -93,21 +93,6 @@ Picture Placed(Picture const& picture, unsigned left, unsigned top, bool isMirro
     });
 }
 
-TEST(Meshes, TheUnitQuadCoversTheTargetUpright) {
-    for (auto const& [width, height] : {std::pair{16U, 12U}, {5U, 21U}, {1U, 1U}, {1U, 9U}}) {
-        Picture const picture = Picture::Noise(width, height);
-        Picture const seen = Drawn(
-            [&](ShaderStorage const& storage) {
-                Frame const source = ToGpu(picture, storage);
-                UseTextured(storage, source, false);
-                storage.Quad().Activate();
-                storage.Quad().Draw();
-            },
-            width, height);
-        EXPECT_TRUE(IsNear(seen, picture, 0.0));
-    }
-}
-
 TEST(Meshes, QuadsOfTheirOwnVertices) {
     Picture const picture = QuarterSized();
     auto const draw = [&](std::vector<float> const& vertices, std::vector<unsigned> const& indices, int count) {
@@ -272,22 +257,6 @@ TEST(Targets, TheViewportIsTheirs) {
     });
     EXPECT_TRUE(IsNear(small, Picture::Flat(3, 2, {1, 1, 1, 1}, true), 0.0));
     EXPECT_TRUE(IsNear(large, Picture::Flat(9, 14, {1, 1, 1, 1}, true), 0.0));
-}
-
-TEST(Frames, DrawThroughAMeshWithLinearFilter) {
-    // The right upper quarter of a picture, enlarged to the whole target.
-    Picture const picture = Picture::Corners(6, 10);
-    Picture const seen = Drawn([&](ShaderStorage const& storage) {
-        Frame const source = ToGpu(picture, storage);
-        Ogl::Quad const quad(
-            Ogl::PackedQuad{{0, 1, 2, 0, 2, 3}, {0.5, 0.5, -1, -1, 1, 0.5, 1, -1, 1, 1, 1, 1, 0.5, 1, -1, 1}},
-            GL_STATIC_DRAW);
-        source.Draw(quad, storage);
-    });
-    Picture const expected = Picture::Make(kWidth, kHeight, true, [&](unsigned x, unsigned y) {
-        return picture.Sample(0.5 + (x + 0.5) / kWidth / 2, 1.0 - (y + 0.5) / kHeight / 2);
-    });
-    EXPECT_TRUE(IsNear(seen, expected, kFiltered));
 }
 
 /// What a program of one uniform shows on one pixel.

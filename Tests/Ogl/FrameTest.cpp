@@ -149,32 +149,6 @@ TEST(Transfers, BringEveryRgbOrderFromEachOther) {
     }
 }
 
-TEST(Transfers, StandUpright) {
-    Picture const picture = Picture::Corners(12, 8);
-    for (Ogl::FrameStrategy const& strategy : kStrategies) {
-        ScopedStrategy const scoped(strategy);
-        Picture top;
-        OnGl([&](ShaderStorage const& storage) {
-            Frame source;
-            source.Allocate(PixFmt::Rgb24, 12, 8);
-            source.Upload(picture.ToFrame(), storage);
-            Frame target;
-            target.Allocate(PixFmt::Rgb24, 12, 4);
-            storage.FBO().Attach(target.GetFirstTexture());
-            // t from 0.5 to 1 is the upper half.
-            Ogl::Quad const upper(
-                Ogl::PackedQuad{{0, 1, 2, 0, 2, 3}, {0, 0.5, -1, -1, 1, 0.5, 1, -1, 1, 1, 1, 1, 0, 1, -1, 1}},
-                GL_STATIC_DRAW);
-            source.Draw(upper, storage);
-            intrusive_ptr<DataVideoFF> const cpu = DataVideoFF::Create(PixFmt::Rgb24, {12, 4, 1, 1});
-            target.Download(cpu, storage);
-            top = Picture::FromFrame(*cpu);
-        });
-        Picture const expected = Picture::Make(12, 4, false, [&](unsigned x, unsigned y) { return picture.At(x, y); });
-        EXPECT_TRUE(IsNear(top, expected, kFiltered));
-    }
-}
-
 TEST(Transfers, RefuseWhatDoesNotFit) {
     OnGl([](ShaderStorage const& storage) {
         Frame frame;
