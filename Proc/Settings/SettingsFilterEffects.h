@@ -253,7 +253,7 @@ public:
             Declare("rotation", &SettingsEffectMask::rotation, -180.0, 180.0,
                     "how far the shape is turned counter-clockwise, degrees"),
             Declare("feather", &SettingsEffectMask::feather, 0.0, 1.0,
-                    "width of the soft edge as a fraction of the shorter side"),
+                    "width of the soft edge as a fraction of the picture's larger side"),
             Declare("inverted", &SettingsEffectMask::inverted, "acts inside of the shape; otherwise outside"),
             DeclareChoice("action", &SettingsEffectMask::action, {{0, "blur"}, {1, "fill"}, {2, "transparent"}},
                           "what happens to the picture there"),

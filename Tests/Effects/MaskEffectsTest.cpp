@@ -44,8 +44,7 @@ double GetDistance(bool isEllipse, double x, double y, double a, double b) {
 
 /// How far each pixel is acted on, as grey.
 Picture MakeShares(Proc::SettingsEffectMask const& mask, unsigned width, unsigned height) {
-    double const side = std::min(width, height);
-    double const edge = std::max(mask.GetFeather() * side, 1.5);
+    double const edge = std::max(mask.GetFeather() * std::max(width, height), 1.5);
     double const angle = mask.GetRotation() * kTurn / 360.0;
     return Picture::Make(width, height, false, [&](unsigned px, unsigned py) {
         double const x = px + 0.5 - mask.GetX() * width;

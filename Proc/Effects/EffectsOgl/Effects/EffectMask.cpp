@@ -126,7 +126,8 @@ public:
         glm::dvec2 const extent(std::max(aspect, 1.0), std::max(1.0 / aspect, 1.0));
         glm::dvec2 const pixels = extent / glm::dvec2(picture.GetWidth(), picture.GetHeight());
         constexpr double kSharpest = 1.5;  // pixels: the smooth step is as steep as a ramp over one
-        double const edge = std::max(settings.GetFeather(), kSharpest * std::max(pixels.x, pixels.y));
+        double const edge =
+            std::max(settings.GetFeather() * std::max(extent.x, extent.y), kSharpest * std::max(pixels.x, pixels.y));
 
         double const angle = settings.GetRotation() * std::numbers::pi / 180.0;
         glm::dvec2 const centre(settings.GetX(), settings.GetY());
