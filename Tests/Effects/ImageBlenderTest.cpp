@@ -103,19 +103,9 @@ TEST_F(ImageBlenderTest, TakesAnyNumberOfOverlaysInOrder) {
 
 TEST_F(ImageBlenderTest, PixelAspectsScaleTheOverlay) {
     // A pixel of the overlay is twice as long as one of the base: 8 of them cover 16 pixels from 3 on.
-    auto const flat = [](unsigned width, Rgba const& color, std::uint32_t aspect) {
-        Picture const picture = Picture::Flat(width, 10, color);
-        intrusive_ptr<DataVideoFF> const samples = picture.ToFrame();
-        intrusive_ptr<DataVideoFF> const frame = DataVideoFF::Create(PixFmt::Rgb24, {width, 10, aspect, 1});
-        for (int row = 0; row < 10; ++row) {
-            std::copy_n(
-                samples->GetFrame().data[0] + std::ptrdiff_t{row} * samples->GetFrame().linesize[0], 3 * width,
-                frame->GetWritableFrame().data[0] + std::ptrdiff_t{row} * frame->GetWritableFrame().linesize[0]);
-        }
-        return intrusive_ptr<IData>(frame);
-    };
     intrusive_ptr<IData> const result = MakeTransition(MakeSettings(255, 3, 0))
-                                            ->ProcessData(Items{flat(40, {0, 0, 1, 1}, 1), flat(8, {1, 0, 0, 1}, 2)});
+                                            ->ProcessData(Items{Picture::Flat(40, 10, {0, 0, 1, 1}).ToFrame(),
+                                                                Picture::Flat(8, 10, {1, 0, 0, 1}).ToFrame(2, 1)});
     Picture const actual = Picture::FromFrame(*Download(boost::dynamic_pointer_cast<IDataVideo>(result)));
     Picture const expected = Picture::Make(40, 10, false, [](unsigned x, unsigned) {
         return x >= 3 && x < 19 ? Rgba{1, 0, 0, 1} : Rgba{0, 0, 1, 1};

@@ -58,10 +58,7 @@ TEST_F(TransferTest, WhatIsThereAlreadyPasses) {
 TEST_F(TransferTest, WhatTravelsKeepsPictureTimeTagsAndShape) {
     for (bool const hasAlpha : {false, true}) {
         Picture const picture = Picture::Noise(13, 9, hasAlpha);
-        intrusive_ptr<DataVideoFF> const source =
-            DataVideoFF::Create(hasAlpha ? PixFmt::Rgba : PixFmt::Rgb24, {13, 9, 16, 11});
-        intrusive_ptr<DataVideoFF> const samples = picture.ToFrame();
-        av_frame_copy(&source->GetWritableFrame(), &samples->GetFrame());
+        intrusive_ptr<DataVideoFF> const source = picture.ToFrame(16, 11);
         source->SetTimestamp(-5);
         source->SetDuration(40000);
         source->SetColorSpec({ColorMatrix::Bt2020, ColorRange::Limited});

@@ -13,27 +13,6 @@ constexpr double kPi = std::numbers::pi;
 
 class WipeTransitionsTest : public TransitionFixture {
 protected:
-    /// Pixels that are `shapeX` : `shapeY`.
-    static Picture RunShaped(Proc::Settings const& settings, Picture const& first, Picture const& second,
-                             double progress, unsigned shapeX, unsigned shapeY) {
-        auto const shaped = [&](Picture const& picture) -> boost::intrusive_ptr<Proc::IDataVideo> {
-            boost::intrusive_ptr<Proc::DataVideoFF> const plain = picture.ToFrame();
-            boost::intrusive_ptr<Proc::DataVideoFF> frame =
-                Proc::DataVideoFF::Create(plain->GetPixFmt(), {picture.width, picture.height, shapeX, shapeY});
-            AVFrame& target = frame->GetWritableFrame();
-            AVFrame const& source = plain->GetFrame();
-            for (unsigned y = 0; y < picture.height; ++y) {
-                std::copy_n(source.data[0] + std::ptrdiff_t{source.linesize[0]} * y,
-                            std::size_t{picture.width} * (picture.hasAlpha ? 4 : 3),
-                            target.data[0] + std::ptrdiff_t{target.linesize[0]} * y);
-            }
-            return frame;
-        };
-        boost::intrusive_ptr<Proc::IDataVideo> data = shaped(first);
-        MakeTransition(settings, {.progress = progress})->Process(data, shaped(second));
-        return Picture::FromFrame(*Download(data));
-    }
-
     /// `weight(s, t, aspect)` is how much of the second picture is seen; sampled at the pixels' centres.
     using Weight = std::function<double(double s, double t, double aspect, double progress)>;
 
@@ -52,8 +31,10 @@ protected:
         Picture const first = Picture::Noise(48, 48, true, 3);
         Picture const second = Picture::Noise(48, 48, true, 4);
         for (double const progress : progresses) {
-            EXPECT_TRUE(IsNear(RunShaped(settings, first, second, progress, 16, 11),
-                               mix(first, second, progress, 16.0 / 11.0), kUnfiltered))
+            boost::intrusive_ptr<Proc::IDataVideo> data = first.ToFrame(16, 11);
+            MakeTransition(settings, {.progress = progress})->Process(data, second.ToFrame(16, 11));
+            EXPECT_TRUE(
+                IsNear(Picture::FromFrame(*Download(data)), mix(first, second, progress, 16.0 / 11.0), kUnfiltered))
                 << Describe(settings) << " of 16:11 pixels at progress " << progress;
         }
     }

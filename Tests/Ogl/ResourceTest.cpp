@@ -89,25 +89,6 @@ TEST(GlObjects, MoveWithoutADoubleDeath) {
     EXPECT_EQ(CountObjectsInUse(), before);
 }
 
-TEST(GlObjects, AreUsedAgainInsteadOfMade) {
-    auto const work = [](ShaderStorage const& storage) {
-        Frame frame;
-        frame.Allocate(PixFmt::Rgba, 37, 23);
-        storage.FBO().Attach(frame.GetFirstTexture());
-        Ogl::Mesh3d mesh;
-        mesh.Build({{{0, 0, 0, 0, 0}, {1, 0, 0, 1, 0}, {0, 1, 0, 0, 1}}, {{0, 1, 2}}}, GL_STREAM_DRAW);
-        Ogl::Mesh3dDeprecated lit;
-        lit.MakeMesh({0}, {0, 0, 0}, {0, 0}, {0, 0, 1});
-    };
-    OnGl(work);
-    OnGl(work);
-    Ogl::GlObjectCounts const before = OglManager::GetInstance().GetObjectCounts();
-    for (int i = 0; i < 5; ++i) {
-        OnGl(work);
-    }
-    EXPECT_EQ(OglManager::GetInstance().GetObjectCounts(), before);
-}
-
 TEST(Sizes, BeyondTheLimitAreRefusedByName) {
     auto const limit = static_cast<unsigned>(OglManager::GetInstance().GetInfo().maxTextureSize);
     for (auto const& [width, height] : {std::pair{0U, 4U}, {4U, 0U}, {limit + 1, 1U}, {1U, limit + 1}, {~0U, ~0U}}) {
@@ -290,21 +271,6 @@ TEST(TaskState, IsCleanForTheNextTaskAlsoAfterAFailure) {
         }
         OnGl([&after](ShaderStorage const&) { after = QueryGlState(); });
         EXPECT_EQ(after, initial) << (isFailing ? "after a failure" : "after a task");
-
-        // And a frame drawn next is right: no depth test, no scissor, no blending.
-        Picture const picture = Picture::Noise(9, 6);
-        Picture seen;
-        OnGl([&](ShaderStorage const& storage) {
-            Frame source;
-            source.Allocate(PixFmt::Rgb24, 9, 6);
-            source.Upload(picture.ToFrame(), storage);
-            Frame frame;
-            frame.Allocate(PixFmt::Rgb24, 9, 6);
-            storage.FBO().Attach(frame.GetFirstTexture());
-            source.Draw(storage.Quad(), storage);
-            seen = ReadTexture(frame.GetFirstTexture(), storage);
-        });
-        EXPECT_TRUE(IsNear(seen, picture, 0.0));
     }
 }
 

@@ -100,9 +100,9 @@ Rgba Picture::SampleNearest(double s, double t) const {
     return At(Clamp(std::floor(s * width), width), height - 1U - Clamp(std::floor(t * height), height));
 }
 
-boost::intrusive_ptr<Proc::DataVideoFF> Picture::ToFrame() const {
+boost::intrusive_ptr<Proc::DataVideoFF> Picture::ToFrame(std::uint32_t aspectX, std::uint32_t aspectY) const {
     boost::intrusive_ptr<Proc::DataVideoFF> frame =
-        Proc::DataVideoFF::Create(hasAlpha ? PixFmt::Rgba : PixFmt::Rgb24, {width, height, 1, 1});
+        Proc::DataVideoFF::Create(hasAlpha ? PixFmt::Rgba : PixFmt::Rgb24, {width, height, aspectX, aspectY});
     AVFrame& samples = frame->GetWritableFrame();
     unsigned const channels = hasAlpha ? 4 : 3;
     for (unsigned y = 0; y < height; ++y) {
@@ -156,7 +156,8 @@ testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, 
             double difference = 0.0;
             for (std::size_t c = 0; c < (actual.hasAlpha ? 4U : 3U); ++c) {
                 double const channel = std::abs(actual.At(x, y)[c] - std::clamp(expected.At(x, y)[c], 0.0, 1.0));
-                difference = std::isnan(channel) ? std::numeric_limits<double>::infinity() : std::max(difference, channel);
+                difference =
+                    std::isnan(channel) ? std::numeric_limits<double>::infinity() : std::max(difference, channel);
             }
             off += difference > tolerance + kSlack ? 1 : 0;
             if (difference > worst) {
@@ -173,7 +174,8 @@ testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, 
         return fmt::format("({:.1f}, {:.1f}, {:.1f}, {:.1f})", p[0] * kTop, p[1] * kTop, p[2] * kTop, p[3] * kTop);
     };
     return testing::AssertionFailure() << fmt::format(
-               "{} of {} pixels of a {}x{} picture are off by more than {:.2f}/255; the worst, by {:.2f}/255, is x = {}, "
+               "{} of {} pixels of a {}x{} picture are off by more than {:.2f}/255; the worst, by {:.2f}/255, is x = "
+               "{}, "
                "y = {} from the top: {}, expected {}",
                off, actual.pixels.size(), actual.width, actual.height, tolerance * kTop, worst * kTop, worstX, worstY,
                tell(actual.At(worstX, worstY)), tell(expected.At(worstX, worstY)));

@@ -21,10 +21,13 @@ class Picture {
 public:
     Picture() = default;
     Picture(unsigned pictureWidth, unsigned pictureHeight, bool hasAlphaChannel = false)
-        : width(pictureWidth), height(pictureHeight), hasAlpha(hasAlphaChannel),
+        : width(pictureWidth),
+          height(pictureHeight),
+          hasAlpha(hasAlphaChannel),
           pixels(std::size_t{pictureWidth} * pictureHeight, Rgba{0, 0, 0, 1}) {}
     /// Each pixel by a function of x, y.
-    static Picture Make(unsigned width, unsigned height, bool hasAlpha, std::function<Rgba(unsigned, unsigned)> const& at);
+    static Picture Make(unsigned width, unsigned height, bool hasAlpha,
+                        std::function<Rgba(unsigned, unsigned)> const& at);
 
     /// White noise of 8-bit values, the same for the same seed; alpha noisy too where there is one.
     static Picture Noise(unsigned width, unsigned height, bool hasAlpha = false, std::uint32_t seed = 1);
@@ -41,8 +44,8 @@ public:
     /// The same with the nearest texel.
     Rgba SampleNearest(double s, double t) const;
 
-    /// A CPU frame of format Rgb24, or Rgba where there is alpha.
-    boost::intrusive_ptr<Proc::DataVideoFF> ToFrame() const;
+    /// A CPU frame of format Rgb24, or Rgba where there is alpha; the aspect is that of its pixels.
+    boost::intrusive_ptr<Proc::DataVideoFF> ToFrame(std::uint32_t aspectX = 1, std::uint32_t aspectY = 1) const;
     static Picture FromFrame(Proc::DataVideoFF const& frame);
 
     unsigned width = 0;
