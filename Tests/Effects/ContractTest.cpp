@@ -257,8 +257,9 @@ TEST_P(EffectContract, TellsTheFormatItWillProduce) {
 }
 
 TEST_P(EffectContract, IsTheSameForTheSameInput) {
-    Picture const first = Picture::Noise(kWidth, kHeight, true, 1);
-    Picture const second = Picture::Noise(kWidth, kHeight, true, 2);
+    // Large enough for all of software GL's roads, some of which it takes from the second frame on.
+    Picture const first = Picture::Noise(6 * kWidth, 6 * kHeight, true, 1);
+    Picture const second = Picture::Noise(6 * kWidth, 6 * kHeight, true, 2);
     std::array<Moment, 3> const moments{{{0.2, 0.2}, {0.6, 0.6}, {0.6, 0.6}}};
     auto const draw = [&](bool isAllQueuedFirst) {
         AnyEffect const effect = Make(7);

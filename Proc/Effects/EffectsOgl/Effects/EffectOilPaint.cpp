@@ -22,6 +22,7 @@
 
 #include <fmt/format.h>
 
+#include "Ogl/GlState.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
@@ -30,15 +31,6 @@
 
 namespace Kaltor::Ogl {
 namespace {
-
-constexpr char kPremultiply[] = R"glsl(#version 120
-uniform sampler2D tex;
-varying vec2 TexCoord0;
-void main() {
-    vec4 c = texture2D(tex, TexCoord0);
-    gl_FragColor = vec4(c.rgb * c.a, c.a);
-}
-)glsl";
 
 constexpr char kFill[] = R"glsl(#version 120
 uniform sampler2D tex;
@@ -233,9 +225,13 @@ private:
 /// The picture with colour where it is transparent, taken from around there.
 Frame FillTransparent(Frame const& picture, Conf::FrameInfo const& info, double scale, ShaderStorage const& storage) {
     Src const premultiplied = DataVideoOGL::Create(picture.GetPixFmt(), info);
-    Pass(storage, "EffectOilPaint_premultiply", kPremultiply)
-        .Texture("tex", 0, picture, TextureFilter::Nearest)
-        .DrawTo(*premultiplied);
+    AttachTarget(*premultiplied, storage);
+    {
+        // By blending: a program of it is drawn wrongly by software GL into frames that are blue first.
+        EnableState const blend(GL_BLEND);
+        glBlendFuncSeparate(GL_SRC_ALPHA, GL_ZERO, GL_ONE, GL_ZERO);
+        picture.Draw(storage.Quad(), storage);
+    }
     Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), info);
     EffectBlur(scale).Processing(blurred.get(), premultiplied, 0.0, 0.0, storage, nullptr);
     Frame const around = blurred->FrameData();
