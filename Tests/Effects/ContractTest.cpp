@@ -429,6 +429,49 @@ TEST_P(EffectContract, ShowsNothingOfTransparentPixels) {
     }
 }
 
+TEST_P(EffectContract, DrawsYuvAsRgb) {
+    if (HasTwoInputs()) {
+        GTEST_SKIP() << "transitions have a test of their own";
+    }
+    // Black and white squares, which come out of the conversion exactly.
+    constexpr unsigned kSide = 24;
+    auto const isWhite = [](unsigned x, unsigned y) { return (x / 4 + y / 4) % 2 == 0; };
+    Picture const rgb = Picture::Make(kSide, kSide, false, [&isWhite](unsigned x, unsigned y) {
+        double const level = isWhite(x, y) ? 1.0 : 0.0;
+        return Rgba{level, level, level, 1.0};
+    });
+    ScopedStrategy const strategy(kGpuStrategy);  // which leaves conversion to those who draw
+    auto const draw = [&](Settings const& settings, bool isYuv) {
+        intrusive_ptr<Proc::DataVideoFF> const yuv = Proc::DataVideoFF::Create(PixFmt::Yuv420p, {kSide, kSide, 1, 1});
+        AVFrame& samples = yuv->GetWritableFrame();
+        for (unsigned y = 0; y < kSide; ++y) {
+            for (unsigned x = 0; x < kSide; ++x) {
+                samples.data[0][std::ptrdiff_t{samples.linesize[0]} * y + x] = isWhite(x, y) ? 235 : 16;
+            }
+            for (int const plane : {1, 2}) {
+                std::fill_n(samples.data[plane] + std::ptrdiff_t{samples.linesize[plane]} * (y / 2), kSide / 2,
+                            std::uint8_t{128});
+            }
+        }
+        intrusive_ptr<IDataVideo> data = isYuv ? yuv : rgb.ToFrame();
+        data->SetTimestamp(700000);
+        AnyEffect const effect = Make();
+        effect.Get().SetSettings(settings);
+        effect.Get().SetProgress(Always(0.3));
+        effect.Process(data, nullptr);
+        return Picture::FromFrame(*Download(data));
+    };
+    std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
+    EXPECT_TRUE(IsNear(draw(*settings, true), draw(*settings, false), kFiltered));
+    for (Proc::Field const& field : settings->GetFields()) {
+        for (Proc::FieldLabel const& choice : field.labels) {
+            std::unique_ptr<Settings> const chosen = settings->Clone();
+            field.set(*chosen, choice.value);
+            EXPECT_TRUE(IsNear(draw(*chosen, true), draw(*chosen, false), kFiltered)) << field.key << choice.label;
+        }
+    }
+}
+
 /// Halves both sides by the mean of 2 x 2 pixels.
 Picture Halve(Picture const& picture) {
     return Picture::Make(picture.width / 2, picture.height / 2, false, [&picture](unsigned x, unsigned y) {

@@ -1,8 +1,5 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 
-#include <algorithm>
-#include <cmath>
-
 #include "Ogl/GlState.h"
 
 namespace Kaltor::Ogl {
@@ -30,14 +27,6 @@ bool DrawAtRest(DataVideoOGL& target, DataVideoOGL& first, DataVideoOGL& second,
     }
     DrawUnchanged(target, progress >= 1.0 ? second : first, storage);
     return true;
-}
-
-void SetScissor(glm::dvec4 const& area, std::uint32_t width, std::uint32_t height) {
-    auto const floor = [](double at, std::uint32_t side) { return static_cast<GLint>(std::floor(at * side)); };
-    auto const ceil = [](double at, std::uint32_t side) { return static_cast<GLint>(std::ceil(at * side)); };
-    GLint const left = floor(area.x, width);
-    GLint const bottom = floor(area.y, height);
-    glScissor(left, bottom, std::max(ceil(area.z, width) - left, 0), std::max(ceil(area.w, height) - bottom, 0));
 }
 
 }  // namespace Kaltor::Ogl

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
-#include <glm/vec4.hpp>
-
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/ShaderStorage.h"
 
@@ -17,10 +13,6 @@ void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage con
 
 /// Lays `frame` over what the attached target holds: alpha * frame + (1 - alpha) * target, in all four channels.
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage);
-
-/// Sets the scissor box of a target of `width` x `height` pixels to the pixels that `area` touches: left, bottom,
-/// right, top, 0 to 1.
-void SetScissor(glm::dvec4 const& area, std::uint32_t width, std::uint32_t height);
 
 /// Whether a transition is at rest, before its beginning or from its end on; `target` shows the first picture then, or
 /// the second, to the byte.

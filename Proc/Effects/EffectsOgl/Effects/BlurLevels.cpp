@@ -34,6 +34,16 @@ void main() {
 
 constexpr int kPairs = 4;  ///< of taps where the picture was reduced
 
+/// Sets the scissor box of a target of `width` x `height` pixels to the pixels that `area` touches: left, bottom,
+/// right, top, 0 to 1.
+void SetScissor(glm::dvec4 const& area, std::uint32_t width, std::uint32_t height) {
+    auto const floor = [](double at, std::uint32_t side) { return static_cast<GLint>(std::floor(at * side)); };
+    auto const ceil = [](double at, std::uint32_t side) { return static_cast<GLint>(std::ceil(at * side)); };
+    GLint const left = floor(area.x, width);
+    GLint const bottom = floor(area.y, height);
+    glScissor(left, bottom, std::max(ceil(area.z, width) - left, 0), std::max(ceil(area.w, height) - bottom, 0));
+}
+
 /// A scale that gives `EffectBlur` this many pairs of taps in a picture with this larger side.
 double GetScale(int pairs, double side) {
     return (pairs + 0.5) / side;

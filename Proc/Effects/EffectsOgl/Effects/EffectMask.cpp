@@ -115,10 +115,9 @@ public:
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        AttachTarget(*dst, storage);
         bool const isEmpty = settings.GetWidth() <= 0.0 || settings.GetHeight() <= 0.0;
         if (IsNeutral() || (isEmpty && settings.GetInverted())) {
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
@@ -165,7 +164,7 @@ public:
             BlurLevels(blur, picture, settings.GetBlur(), cells, storage).DrawTo(*dst, name, program, prepare);
             return;
         }
-        src->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *src, storage);
         Pass pass(storage, name, [&] { return "#version 120\n" + program; });
         prepare(pass);
         pass.DrawTo(*dst, cells.MakeMesh([&cells](std::size_t cell) { return cells.GetRange(cell).y > 0.0; }));

@@ -48,8 +48,7 @@ public:
                     OglCache*) const override {
         bool const isBlurred = settings.GetBlur() > 0.0;
         if (!isBlurred && settings.GetSaturation() == 1.0) {
-            AttachTarget(*dst, storage);
-            src->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
