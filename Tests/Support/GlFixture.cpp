@@ -1,18 +1,15 @@
 #include "Tests/Support/GlFixture.h"
 
 #include <cmath>
+#include <sstream>
+
+#include <fmt/format.h>
 
 #include "Host/Plugin.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Tests {
 namespace {
-
-Proc::TimeToProgress Always(double progress) {
-    Proc::TimeToProgress mapping;
-    mapping.mapping = [progress](long long const&, long long const&, long long const&) { return progress; };
-    return mapping;
-}
 
 boost::intrusive_ptr<Proc::IDataVideo> ToData(Picture const& picture, Moment const& moment) {
     boost::intrusive_ptr<Proc::IDataVideo> data = picture.ToFrame();
@@ -21,6 +18,45 @@ boost::intrusive_ptr<Proc::IDataVideo> ToData(Picture const& picture, Moment con
 }
 
 }  // namespace
+
+std::unique_ptr<Proc::Settings> Typed(std::string const& text) {
+    std::istringstream words(text);
+    std::string word;
+    words >> word;
+    std::unique_ptr<Proc::Settings> settings = Proc::MakeSettings(word);
+    while (words >> word) {
+        std::size_t const equals = word.find('=');
+        Proc::Field const& field = settings->FindField(word.substr(0, equals));
+        word.erase(0, equals + 1);
+        Proc::FieldValue value = field.get(*settings);
+        std::visit(
+            [&]<typename T>(T& held) {
+                bool const isNumber = word.find_first_not_of("+-.e0123456789") == std::string::npos;
+                if constexpr (std::is_arithmetic_v<T> && !std::is_same_v<T, bool>) {
+                    held = isNumber ? static_cast<T>(std::stod(word)) : std::get<T>(field.Parse(word));
+                } else {
+                    held = std::get<T>(field.Parse(word));
+                }
+            },
+            value);
+        field.set(*settings, value);
+    }
+    return settings;
+}
+
+std::string Describe(Proc::Settings const& settings) {
+    std::string text = settings.GetClassId();
+    for (Proc::Field const& field : settings.GetFields()) {
+        text += fmt::format(" {}={}", field.key, field.Format(field.get(settings)));
+    }
+    return text;
+}
+
+Proc::TimeToProgress Always(double progress) {
+    Proc::TimeToProgress mapping;
+    mapping.mapping = [progress](auto const&...) { return progress; };
+    return mapping;
+}
 
 boost::intrusive_ptr<Proc::IEffectFactory const> GlTest::GetFactory() {
     static boost::intrusive_ptr<Proc::IEffectFactory const> const factory = Host::MakeRegistry()->GetFactory();
@@ -63,6 +99,14 @@ Picture GlTest::Run(Proc::Settings const& settings, Picture const& first, Pictur
     boost::intrusive_ptr<Proc::IDataVideo> data = ToData(first, moment);
     MakeTransition(settings, moment)->Process(data, ToData(second, moment));
     return Picture::FromFrame(*Download(data));
+}
+
+Picture GlTest::Run(std::string const& settings, Picture const& input, Moment const& moment) {
+    return Run(*Typed(settings), input, moment);
+}
+
+Picture GlTest::Run(std::string const& settings, Picture const& first, Picture const& second, Moment const& moment) {
+    return Run(*Typed(settings), first, second, moment);
 }
 
 Ogl::GlObjectCounts CountObjectsInUse() {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,6 +20,13 @@ struct Moment {
     double seconds = 0.0;
 };
 
+/// Settings as a user types them, but for their ranges: "TransitionWipe direction=up width=3".
+std::unique_ptr<Proc::Settings> Typed(std::string const& text);
+/// The other way round, all fields.
+std::string Describe(Proc::Settings const& settings);
+/// That progress whatever the time is.
+Proc::TimeToProgress Always(double progress);
+
 /// Effects run on real GL, made by the real registry from the real plug-in, on pictures of plain numbers.
 class GlTest : public testing::Test {
 protected:
@@ -28,6 +36,10 @@ protected:
     /// One effect on one picture, through uploader and downloader.
     static Picture Run(Proc::Settings const& settings, Picture const& input, Moment const& moment = {});
     static Picture Run(Proc::Settings const& settings, Picture const& first, Picture const& second,
+                       Moment const& moment = {});
+    /// The same with settings as `Typed` takes them.
+    static Picture Run(std::string const& settings, Picture const& input, Moment const& moment = {});
+    static Picture Run(std::string const& settings, Picture const& first, Picture const& second,
                        Moment const& moment = {});
 
     static boost::intrusive_ptr<Proc::IOneInputEffectVideo> MakeEffect(Proc::Settings const& settings,

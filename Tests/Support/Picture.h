@@ -56,6 +56,11 @@ public:
 
 /// What is seen of a picture: colours count as far as they cover.
 Picture Premultiply(Picture picture);
+/// The mean of each 2 x 2 pixels; undecided where one of them is.
+Picture Halve(Picture const& picture);
+
+/// In an expected picture: a pixel that lies on an edge, where rounding decides.
+constexpr Rgba kUndecided{-9, -9, -9, -9};
 
 /// Nothing is filtered: half a step of rounding in, half out, half for the GL's freedom.
 constexpr double kUnfiltered = 1.5 / 255.0;
@@ -63,7 +68,8 @@ constexpr double kUnfiltered = 1.5 / 255.0;
 constexpr double kFiltered = 3.5 / 255.0;
 
 /// Whether each channel of each pixel is within `tolerance` (0: to the byte); a failure tells the size, how many pixels
-/// are off and the worst one. Expected values beyond 0..1 count as clamped. Alpha counts where `actual` has it.
+/// are off and the worst one. Expected values beyond 0..1 count as clamped. Alpha counts where `actual` has it. A sixth
+/// of the pixels may be undecided.
 testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, double tolerance);
 
 }  // namespace Kaltor::Tests
