@@ -5,12 +5,14 @@ namespace Kaltor::Ogl {
 OglCache* IEffectAlgorithm::CreateCache() const { return new OglCache; }
 
 void IEffectAlgorithm::UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) {
-    codec->SetPixFmt(OutputFormat(codec->GetPixFmt()));
+    codec->SetPixFmt(GetOutputFormat(codec->GetPixFmt()));
 }
 
 boost::intrusive_ptr<DataVideoOGL> IEffectAlgorithm::CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) {
-    return DataVideoOGL::Create(OutputFormat(srcFormat), info);
+    return DataVideoOGL::Create(GetOutputFormat(srcFormat), info);
 }
+
+PixFmt IEffectAlgorithm::GetOutputFormat(PixFmt srcFormat) const { return OutputFormat(srcFormat); }
 
 OglCache* ITransitionAlgorithm::CreateCache() const { return new OglCache; }
 

@@ -36,6 +36,10 @@ public:
     /// A new output frame for an input of this form; by default of the same size, with alpha where the input has it.
     /// Processing thread.
     virtual boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info);
+
+protected:
+    /// The output's format for an input of this one.
+    virtual PixFmt GetOutputFormat(PixFmt srcFormat) const;
 };
 
 /// One transition: how an output frame is drawn from two inputs of the same size.

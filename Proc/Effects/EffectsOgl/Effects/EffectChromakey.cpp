@@ -71,13 +71,8 @@ public:
             .DrawTo(*dst);
     }
 
-    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
-        codec->SetPixFmt(kAlphaFormat);
-    }
-
-    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt, Conf::FrameInfo const& info) override {
-        return DataVideoOGL::Create(kAlphaFormat, info);
-    }
+protected:
+    PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectChromakey>();

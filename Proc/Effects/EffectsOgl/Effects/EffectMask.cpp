@@ -170,16 +170,9 @@ public:
         pass.DrawTo(*dst, cells.MakeMesh([&cells](std::size_t cell) { return cells.GetRange(cell).y > 0.0; }));
     }
 
-    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
-        IEffectAlgorithm::UpdateFormatCodec(codec);
-        if (settings.GetAction() == kTransparent) {
-            codec->SetPixFmt(kAlphaFormat);
-        }
-    }
-
-    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override {
-        return settings.GetAction() == kTransparent ? DataVideoOGL::Create(kAlphaFormat, info)
-                                                    : IEffectAlgorithm::CreateDst(srcFormat, info);
+protected:
+    PixFmt GetOutputFormat(PixFmt srcFormat) const override {
+        return settings.GetAction() == kTransparent ? kAlphaFormat : OutputFormat(srcFormat);
     }
 
 private:

@@ -18,13 +18,8 @@ public:
         src->FrameData().Draw(storage.Quad(), storage);
     }
 
-    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
-        codec->SetPixFmt(kAlphaFormat);
-    }
-
-    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt, Conf::FrameInfo const& info) override {
-        return DataVideoOGL::Create(kAlphaFormat, info);
-    }
+protected:
+    PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectOpacity>();

@@ -151,20 +151,14 @@ public:
         pass.DrawTo(*dst);
     }
 
-    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
-        codec->SetPixFmt(GetFormat(codec->GetPixFmt()));
-    }
-    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override {
-        return DataVideoOGL::Create(GetFormat(srcFormat), info);
+protected:
+    /// With alpha also over a translucent colour.
+    PixFmt GetOutputFormat(PixFmt srcFormat) const override {
+        bool const isClear = settings.GetBackground() == kColorBackground && settings.GetColor().alpha < kOpaque;
+        return isClear ? kAlphaFormat : OutputFormat(srcFormat);
     }
 
 private:
-    /// With alpha also over a translucent colour.
-    PixFmt GetFormat(PixFmt source) const {
-        bool const isClear = settings.GetBackground() == kColorBackground && settings.GetColor().alpha < kOpaque;
-        return isClear ? kAlphaFormat : OutputFormat(source);
-    }
-
     /// The picture enlarged about its middle and blurred, small and premultiplied.
     Src Blur(DataVideoOGL const& src, Frame const& picture, double aspect, ShaderStorage const& storage) const {
         constexpr double kLargestSide = 240.0;

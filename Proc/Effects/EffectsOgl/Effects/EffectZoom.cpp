@@ -16,18 +16,11 @@ public:
         DrawView(*dst, src, view, settings.GetBackground(), storage);
     }
 
-    void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
-        codec->SetPixFmt(GetFormat(codec->GetPixFmt()));
-    }
-    boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override {
-        return DataVideoOGL::Create(GetFormat(srcFormat), info);
-    }
-
-private:
+protected:
     /// With alpha also where the background is translucent.
-    PixFmt GetFormat(PixFmt source) const {
+    PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         constexpr std::uint8_t kOpaque = 255;
-        return settings.GetBackground().alpha < kOpaque ? kAlphaFormat : OutputFormat(source);
+        return settings.GetBackground().alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
     }
 };
 
