@@ -27,8 +27,8 @@ public:
     virtual void SetSettings(Proc::Settings const& settings) = 0;
     /// Draws `dst` from `src`, whose own tasks have run. `time` is the frame's timestamp in seconds; `progress` is 0 at
     /// the start of the effect's span and 1 at its end, not clamped. Keeps no argument. GL thread.
-    virtual void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
-                            OglCache* cache) const = 0;
+    virtual void Processing(DataVideoOGL* dst, Src const& src, double time, double progress,
+                            ShaderStorage const& storage, OglCache* cache) const = 0;
     /// A new cache, which the caller owns; empty by default. Processing thread.
     virtual OglCache* CreateCache() const;
     /// Rewrites the codec to what `CreateDst` makes of it. Processing thread.
@@ -36,8 +36,6 @@ public:
     /// A new output frame for an input of this form; by default of the same size, with alpha where the input has it.
     /// Processing thread.
     virtual boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info);
-
-protected:
     /// The output's format for an input of this one.
     virtual PixFmt GetOutputFormat(PixFmt srcFormat) const;
 };
@@ -71,7 +69,14 @@ std::unique_ptr<ITransitionAlgorithm> MakeTransition();
 template <typename S>
 class EffectWithSettings : public IEffectAlgorithm {
 public:
-    void SetSettings(Proc::Settings const& value) override { settings = dynamic_cast<S const&>(value); }
+    void SetSettings(Proc::Settings const& value) override {
+        auto const& given = dynamic_cast<S const&>(value);
+        Validate(given);
+        settings = given;
+    }
+
+    /// Throws `std::invalid_argument` for values that the algorithm does not draw; what was set before stays then.
+    virtual void Validate(S const&) const {}
 
 protected:
     S settings;
@@ -80,7 +85,14 @@ protected:
 template <typename S>
 class TransitionWithSettings : public ITransitionAlgorithm {
 public:
-    void SetSettings(Proc::Settings const& value) override { settings = dynamic_cast<S const&>(value); }
+    void SetSettings(Proc::Settings const& value) override {
+        auto const& given = dynamic_cast<S const&>(value);
+        Validate(given);
+        settings = given;
+    }
+
+    /// As `EffectWithSettings::Validate`.
+    virtual void Validate(S const&) const {}
 
 protected:
     S settings;

@@ -71,7 +71,6 @@ public:
             .DrawTo(*dst);
     }
 
-protected:
     PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
 };
 

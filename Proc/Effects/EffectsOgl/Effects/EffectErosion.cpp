@@ -26,7 +26,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -242,11 +242,9 @@ void DrawDisc(Morphology const& morphology, Frame const& picture, int radius, Da
 
 class EffectErosion final : public EffectWithSettings<Proc::SettingsEffectErosion> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        auto const& given = dynamic_cast<Proc::SettingsEffectErosion const&>(value);
+    void Validate(Proc::SettingsEffectErosion const& given) const override {
         RequireChoice(given, "mode");
         RequireChoice(given, "shape");
-        EffectWithSettings::SetSettings(value);
     }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,

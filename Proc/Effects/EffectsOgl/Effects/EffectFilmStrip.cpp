@@ -20,7 +20,7 @@
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {
@@ -262,10 +262,7 @@ public:
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsEffectFilmStrip const&>(value), "direction");
-        EffectWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsEffectFilmStrip const& given) const override { RequireChoice(given, "direction"); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache* cache) const override {

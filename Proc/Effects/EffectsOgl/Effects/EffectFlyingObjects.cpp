@@ -20,7 +20,7 @@
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {
@@ -111,11 +111,9 @@ public:
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
-    void SetSettings(Proc::Settings const& value) override {
-        auto const& given = dynamic_cast<Proc::SettingsEffectFlyingObjects const&>(value);
+    void Validate(Proc::SettingsEffectFlyingObjects const& given) const override {
         RequireChoice(given, "moveDirection");
         RequireChoice(given, "kind");
-        EffectWithSettings::SetSettings(value);
     }
 
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,

@@ -18,7 +18,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -106,11 +106,9 @@ glm::dvec2 BoundDistance(glm::dvec2 const& p, glm::dvec2 const& radius, double r
 
 class EffectMask final : public EffectWithSettings<Proc::SettingsEffectMask> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        auto const& given = dynamic_cast<Proc::SettingsEffectMask const&>(value);
+    void Validate(Proc::SettingsEffectMask const& given) const override {
         RequireChoice(given, "shape");
         RequireChoice(given, "action");
-        settings = given;
     }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
@@ -170,7 +168,6 @@ public:
         pass.DrawTo(*dst, cells.MakeMesh([&cells](std::size_t cell) { return cells.GetRange(cell).y > 0.0; }));
     }
 
-protected:
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         return settings.GetAction() == kTransparent ? kAlphaFormat : OutputFormat(srcFormat);
     }

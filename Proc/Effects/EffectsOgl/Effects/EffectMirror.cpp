@@ -8,7 +8,7 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -43,10 +43,7 @@ Fold MakeFold(std::uint32_t texels, double position, bool isFarKept) {
 
 class EffectMirror final : public EffectWithSettings<Proc::SettingsEffectMirror> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsEffectMirror const&>(value), "axis");
-        EffectWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsEffectMirror const& given) const override { RequireChoice(given, "axis"); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {

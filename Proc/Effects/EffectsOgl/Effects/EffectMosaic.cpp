@@ -17,7 +17,7 @@
 #include "Proc/Effects/EffectsOgl/Effects/BlockGrid.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -250,10 +250,7 @@ void DrawHexagons(DataVideoOGL& dst, Frame const& picture, double aspect, int co
 
 class EffectMosaic final : public EffectWithSettings<Proc::SettingsEffectMosaic> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsEffectMosaic const&>(value), "shape");
-        EffectWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsEffectMosaic const& given) const override { RequireChoice(given, "shape"); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {

@@ -18,7 +18,6 @@ public:
         src->FrameData().Draw(storage.Quad(), storage);
     }
 
-protected:
     PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
 };
 

@@ -12,7 +12,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -66,10 +66,7 @@ void main() {
 
 class EffectSharpen final : public EffectWithSettings<Proc::SettingsEffectSharpen> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsEffectSharpen const&>(value), "kernel");
-        EffectWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsEffectSharpen const& given) const override { RequireChoice(given, "kernel"); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {

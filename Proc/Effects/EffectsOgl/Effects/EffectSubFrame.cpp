@@ -21,7 +21,7 @@
 #include "Proc/Effects/EffectsOgl/Effects/View.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -97,10 +97,7 @@ constexpr std::uint8_t kOpaque = 255;
 
 class EffectSubFrame final : public EffectWithSettings<Proc::SettingsEffectSubFrame> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsEffectSubFrame const&>(value), "background");
-        EffectWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsEffectSubFrame const& given) const override { RequireChoice(given, "background"); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
@@ -151,7 +148,6 @@ public:
         pass.DrawTo(*dst);
     }
 
-protected:
     /// With alpha also over a translucent colour.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         bool const isClear = settings.GetBackground() == kColorBackground && settings.GetColor().alpha < kOpaque;

@@ -6,7 +6,7 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -29,10 +29,7 @@ Conf::FrameInfo Turn(Conf::FrameInfo const& info) {
 
 class EffectTranspose final : public EffectWithSettings<Proc::SettingsEffectTranspose> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsEffectTranspose const&>(value), "mode");
-        EffectWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsEffectTranspose const& given) const override { RequireChoice(given, "mode"); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {

@@ -16,7 +16,6 @@ public:
         DrawView(*dst, src, view, settings.GetBackground(), storage);
     }
 
-protected:
     /// With alpha also where the background is translucent.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         constexpr std::uint8_t kOpaque = 255;

@@ -7,7 +7,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -37,10 +37,7 @@ void main() {
 
 class TransitionCircle final : public TransitionWithSettings<Proc::SettingsTransitionCircle> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsTransitionCircle const&>(value), "sense");
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionCircle const& given) const override { RequireChoice(given, "sense"); }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {

@@ -8,7 +8,7 @@
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -37,10 +37,7 @@ constexpr std::array<glm::vec2, 3> kCentres{{{0.0F, 0.0F}, {0.0F, 1.0F}, {0.5F, 
 
 class TransitionLens final : public TransitionWithSettings<Proc::SettingsTransitionLens> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsTransitionLens const&>(value), "type");
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionLens const& given) const override { RequireChoice(given, "type"); }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {

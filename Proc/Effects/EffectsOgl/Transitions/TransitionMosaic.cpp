@@ -20,7 +20,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
@@ -137,10 +137,7 @@ class TransitionMosaic final : public TransitionWithSettings<Proc::SettingsTrans
 public:
     TransitionMosaic() : order(static_cast<std::uint32_t>(std::rand())) {}
 
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsTransitionMosaic const&>(value), "axis");
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionMosaic const& given) const override { RequireChoice(given, "axis"); }
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 

@@ -9,14 +9,11 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <stdexcept>
 
-#include <fmt/format.h>
-
-#include "Core/Interfaces/Exception.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -48,14 +45,7 @@ void DrawMesh(PackedMesh3dDeprecated const& packed, int count = -1) {
 
 class TransitionOrigamiFlips final : public TransitionWithSettings<Proc::SettingsTransitionOrigamiFlips> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        std::int32_t const num = dynamic_cast<Proc::SettingsTransitionOrigamiFlips const&>(value).GetNum();
-        if (num < 1) {
-            Core::Throw(std::invalid_argument(
-                fmt::format("num {} is not accepted by TransitionOrigamiFlips: it takes 1 and above", num)));
-        }
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionOrigamiFlips const& given) const override { RequireRange(given, "num", 1); }
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 

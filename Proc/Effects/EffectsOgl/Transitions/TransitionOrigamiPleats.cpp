@@ -2,15 +2,12 @@
 // it lies flat. The pleats' edges lie at depth 0 and in the back by turns.
 
 #include <cmath>
-#include <stdexcept>
 
-#include <fmt/format.h>
 #include <glm/gtc/constants.hpp>
 
-#include "Core/Interfaces/Exception.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -18,14 +15,9 @@ namespace Kaltor::Ogl {
 
 class TransitionOrigamiPleats final : public TransitionWithSettings<Proc::SettingsTransitionOrigamiPleats> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        std::int32_t const num = dynamic_cast<Proc::SettingsTransitionOrigamiPleats const&>(value).GetNum();
-        if (num < 1) {
-            Core::Throw(std::invalid_argument(
-                fmt::format("num {} is not accepted by TransitionOrigamiPleats: it takes 1 and above", num)));
-        }
-        RequireChoice(value, "dir");
-        TransitionWithSettings::SetSettings(value);
+    void Validate(Proc::SettingsTransitionOrigamiPleats const& given) const override {
+        RequireRange(given, "num", 1);
+        RequireChoice(given, "dir");
     }
 
     OglCache* CreateCache() const override { return new CacheImpl; }

@@ -3,13 +3,10 @@
 
 #include <algorithm>
 #include <numbers>
-#include <stdexcept>
 
-#include <fmt/format.h>
-
-#include "Core/Interfaces/Exception.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -42,14 +39,7 @@ void main() {
 
 class TransitionPinwheel final : public TransitionWithSettings<Proc::SettingsTransitionPinwheel> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        std::int32_t const num = dynamic_cast<Proc::SettingsTransitionPinwheel const&>(value).GetNum();
-        if (num < 1) {
-            Core::Throw(std::invalid_argument(
-                fmt::format("num {} is not accepted by TransitionPinwheel: it takes 1 and above", num)));
-        }
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionPinwheel const& given) const override { RequireRange(given, "num", 1); }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {

@@ -22,7 +22,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
@@ -205,10 +205,7 @@ TileGrid MakePuzzleGrid(int num, double aspect, Frame const& picture) {
 
 class TransitionPuzzle final : public TransitionWithSettings<Proc::SettingsTransitionPuzzle> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsTransitionPuzzle const&>(value), "dir");
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionPuzzle const& given) const override { RequireChoice(given, "dir"); }
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 

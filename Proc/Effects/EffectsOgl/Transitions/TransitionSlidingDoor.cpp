@@ -3,7 +3,7 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -33,9 +33,8 @@ void main() {
 
 class TransitionSlidingDoor final : public TransitionWithSettings<Proc::SettingsTransitionSlidingDoor> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsTransitionSlidingDoor const&>(value), "orientation");
-        TransitionWithSettings::SetSettings(value);
+    void Validate(Proc::SettingsTransitionSlidingDoor const& given) const override {
+        RequireChoice(given, "orientation");
     }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,

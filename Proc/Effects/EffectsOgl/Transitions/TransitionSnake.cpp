@@ -1,13 +1,9 @@
 // The incoming picture runs along horizontal bands, from the lowest up, to and fro, with a soft front. Rows are snapped
 // to their lower edges, so that each shows the mean of itself and the one below.
 
-#include <stdexcept>
-
-#include <fmt/format.h>
-
-#include "Core/Interfaces/Exception.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -49,13 +45,8 @@ constexpr std::int32_t kMostBands = 29;
 
 class TransitionSnake final : public TransitionWithSettings<Proc::SettingsTransitionSnake> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        std::int32_t const bands = dynamic_cast<Proc::SettingsTransitionSnake const&>(value).GetBands();
-        if (bands < 0 || bands > kMostBands) {
-            Core::Throw(std::invalid_argument(
-                fmt::format("bands {} is not accepted by TransitionSnake: it takes 0 to {}", bands, kMostBands)));
-        }
-        TransitionWithSettings::SetSettings(value);
+    void Validate(Proc::SettingsTransitionSnake const& given) const override {
+        RequireRange(given, "bands", 0, kMostBands);
     }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,

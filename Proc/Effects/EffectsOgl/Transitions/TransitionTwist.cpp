@@ -21,7 +21,7 @@
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/RequireChoice.h"
+#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -160,10 +160,7 @@ PackedMesh3d MakeRibbon() {
 
 class TransitionTwist final : public TransitionWithSettings<Proc::SettingsTransitionTwist> {
 public:
-    void SetSettings(Proc::Settings const& value) override {
-        RequireChoice(dynamic_cast<Proc::SettingsTransitionTwist const&>(value), "dir");
-        TransitionWithSettings::SetSettings(value);
-    }
+    void Validate(Proc::SettingsTransitionTwist const& given) const override { RequireChoice(given, "dir"); }
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
