@@ -4,6 +4,28 @@
 #include <array>
 
 namespace Kaltor::Ogl {
+namespace {
+
+constexpr std::size_t kIndices = 6;  // of a quad
+constexpr std::size_t kCorners = 4;
+
+}  // namespace
+
+PackedQuad ReserveQuads(std::size_t count) {
+    PackedQuad packed;
+    packed.indices.reserve(kIndices * count);
+    packed.vertices.reserve(4 * kCorners * count);
+    return packed;
+}
+
+PackedMesh3dDeprecated ReserveLitQuads(std::size_t count) {
+    PackedMesh3dDeprecated packed;
+    packed.indices.reserve(kIndices * count);
+    packed.positions.reserve(3 * kCorners * count);
+    packed.texCoords.reserve(2 * kCorners * count);
+    packed.normals.reserve(3 * kCorners * count);
+    return packed;
+}
 
 void MakeQuadIdx(int& counter, std::vector<unsigned>& indices) {
     auto const first = static_cast<unsigned>(counter);
@@ -38,6 +60,19 @@ void InsertQuad(float x0, float y0, float z0, float x1, float y1, float z1, std:
 void InsertQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices, int position) {
     std::array<float, 8> const quad{x0, y0, x1, y0, x1, y1, x0, y1};
     std::copy(quad.begin(), quad.end(), vertices.begin() + position);
+}
+
+PackedQuad MakeLattice(std::vector<Stretch> const& columns, std::vector<Stretch> const& rows) {
+    PackedQuad lattice = ReserveQuads(columns.size() * rows.size());
+    int counter = 0;
+    for (Stretch const& row : rows) {
+        for (Stretch const& column : columns) {
+            MakeQuadIdx(counter, lattice.indices);
+            MakeQuad(column.texture0, row.texture0, column.clip0, row.clip0, column.texture1, row.texture1,
+                     column.clip1, row.clip1, lattice.vertices);
+        }
+    }
+    return lattice;
 }
 
 }  // namespace Kaltor::Ogl

@@ -1,12 +1,18 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
+
+#include "Ogl/Mesh.h"
 
 namespace Kaltor::Ogl {
 
 // Rectangles in flat arrays of numbers, from which meshes are made. Corners go round counter-clockwise (y up): lower
-// left, lower right, upper right, upper left. Bounds are taken as given: reversed ones turn the winding round. None
-// reserves; callers with many quads do (6 indices a quad, and 16, 12 or 8 floats).
+// left, lower right, upper right, upper left. Bounds are taken as given: reversed ones turn the winding round.
+
+/// An empty mesh with room for `count` quads.
+PackedQuad ReserveQuads(std::size_t count);
+PackedMesh3dDeprecated ReserveLitQuads(std::size_t count);
 
 /// Appends the two triangles (0, 1, 3) and (3, 1, 2) of the quad whose first corner has the number `counter`, which
 /// then moves on to the next quad's.
@@ -32,5 +38,13 @@ void InsertQuad(float x0, float y0, float z0, float x1, float y1, float z1, std:
 
 /// Replaces the quad of (x, y) whose 8 floats begin at `position`.
 void InsertQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices, int position);
+
+/// A stretch of a texture along one axis, and where it stands in clip space.
+struct Stretch {
+    float texture0, texture1, clip0, clip1;
+};
+
+/// A rectangle for each column in each row; row by row.
+PackedQuad MakeLattice(std::vector<Stretch> const& columns, std::vector<Stretch> const& rows);
 
 }  // namespace Kaltor::Ogl

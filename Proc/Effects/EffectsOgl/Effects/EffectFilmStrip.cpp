@@ -12,6 +12,7 @@
 #include <cmath>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
@@ -190,9 +191,6 @@ struct Layout {
 
 /// Slices across the strip, from end to end of the frame.
 PackedQuad MakeStrip(Layout const& layout) {
-    PackedQuad packed;
-    packed.indices.reserve(std::size_t{6} * kSlices);
-    packed.vertices.reserve(std::size_t{16} * kSlices);
     double const half = std::min(0.5 + 2.0 / layout.width, 0.5 * layout.frameAcross / layout.width);
     auto const side = static_cast<float>(half);
     auto const edge = static_cast<float>(2.0 * half * layout.width / layout.frameAcross);
@@ -200,18 +198,12 @@ PackedQuad MakeStrip(Layout const& layout) {
     auto const film = [&](int i) {
         return static_cast<float>(std::asin(screen(i) * std::sin(kBend)) / layout.pitchAngle);
     };
-    int counter = 0;
+    std::vector<Stretch> slices;
     for (int i = 0; i < kSlices; ++i) {
-        auto const low = static_cast<float>(screen(i));
-        auto const high = static_cast<float>(screen(i + 1));
-        MakeQuadIdx(counter, packed.indices);
-        if (layout.isLevel) {
-            MakeQuad(film(i), -side, low, -edge, film(i + 1), side, high, edge, packed.vertices);
-        } else {
-            MakeQuad(-side, film(i), -edge, low, side, film(i + 1), edge, high, packed.vertices);
-        }
+        slices.push_back({film(i), film(i + 1), static_cast<float>(screen(i)), static_cast<float>(screen(i + 1))});
     }
-    return packed;
+    std::vector<Stretch> const across{{-side, side, -edge, edge}};
+    return layout.isLevel ? MakeLattice(slices, across) : MakeLattice(across, slices);
 }
 
 Frame Reduce(Frame const& picture, double width, double height, ShaderStorage const& storage) {

@@ -65,17 +65,12 @@ PackedMesh3dDeprecated MakeObjects(std::uint32_t seed, std::uint32_t count) {
     }
     std::stable_sort(objects.begin(), objects.end(), [](Object const& a, Object const& b) { return a.laps < b.laps; });
 
-    PackedMesh3dDeprecated packed;
-    constexpr std::size_t kCorners = 4;
-    packed.indices.reserve(6 * objects.size());
-    packed.positions.reserve(3 * kCorners * objects.size());
-    packed.normals.reserve(3 * kCorners * objects.size());
-    packed.texCoords.reserve(2 * kCorners * objects.size());
+    PackedMesh3dDeprecated packed = ReserveLitQuads(objects.size());
     int counter = 0;
     for (Object const& object : objects) {
         MakeQuadIdx(counter, packed.indices);
         MakeQuad(-1.0F, -1.0F, 1.0F, 1.0F, packed.texCoords);
-        for (std::size_t corner = 0; corner < kCorners; ++corner) {
+        for (int corner = 0; corner < 4; ++corner) {
             for (double const value : {object.across, object.along, object.laps}) {
                 packed.positions.push_back(static_cast<float>(value));
             }

@@ -1,7 +1,6 @@
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -12,16 +11,6 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr std::size_t kIndicesPerTile = 6;
-constexpr std::size_t kFloatsPerTile = 16;
-
-PackedQuad Reserve(std::size_t tiles) {
-    PackedQuad packed;
-    packed.indices.reserve(kIndicesPerTile * tiles);
-    packed.vertices.reserve(kFloatsPerTile * tiles);
-    return packed;
-}
-
 std::size_t Count(TileGrid const& grid) {
     return static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
 }
@@ -29,9 +18,10 @@ std::size_t Count(TileGrid const& grid) {
 template <typename Real>
 TileGrid Make(Real count, Real aspect) {
     constexpr Real kHalf{0.5};
+    constexpr double kIndicesPerTile = 6.0;
     auto const alongX = static_cast<double>(aspect > Real{1} ? std::floor(count * aspect + kHalf) : count);
     auto const alongY = static_cast<double>(aspect < Real{1} ? std::floor(count / aspect + kHalf) : count);
-    double const indices = 4.0 * alongX * alongY * static_cast<double>(kIndicesPerTile);
+    double const indices = 4.0 * alongX * alongY * kIndicesPerTile;
     double const most = std::max({alongX, alongY, indices});
     if (count < Real{0} || most > static_cast<double>(std::numeric_limits<int>::max())) {
         Core::Throw(std::length_error("vector::reserve"));
@@ -63,7 +53,7 @@ PackedQuad MakeSpreadTiles(TileGrid const& grid, double progress) {
     double const halfY = 1.0 / ((progress + 1.0) * rows);
     auto const texture = [](int index, int count) { return static_cast<float>(index) / static_cast<float>(count); };
 
-    PackedQuad tiles = Reserve(Count(grid));
+    PackedQuad tiles = ReserveQuads(Count(grid));
     int counter = 0;
     for (int j = 0; j < grid.rows; ++j) {
         double const y = ((2 * j + 1) / rows - 1.0) * spread;
@@ -79,26 +69,14 @@ PackedQuad MakeSpreadTiles(TileGrid const& grid, double progress) {
 }
 
 PackedQuad MakeSlidingPieces(float progress) {
-    struct Stretch {
-        float texture0, texture1, clip0, clip1;
-    };
     constexpr float kThird = 0.33333334F;
     constexpr float kTwoThirds = 0.6666667F;
     float const remaining = 1.0F - progress;
     float const cut = remaining / 3.0F;  // of the outer thirds, what is still outside
-    std::array<Stretch, 3> const stretches{{{cut, kThird, -1.0F, -kThird - kTwoThirds * remaining},
-                                            {kThird, kTwoThirds, -kThird, kThird},
-                                            {kTwoThirds, 1.0F - cut, kTwoThirds * remaining + kThird, 1.0F}}};
-    PackedQuad pieces = Reserve(stretches.size() * stretches.size());
-    int counter = 0;
-    for (Stretch const& row : stretches) {
-        for (Stretch const& column : stretches) {
-            MakeQuadIdx(counter, pieces.indices);
-            MakeQuad(column.texture0, row.texture0, column.clip0, row.clip0, column.texture1, row.texture1,
-                     column.clip1, row.clip1, pieces.vertices);
-        }
-    }
-    return pieces;
+    std::vector<Stretch> const stretches{{cut, kThird, -1.0F, -kThird - kTwoThirds * remaining},
+                                         {kThird, kTwoThirds, -kThird, kThird},
+                                         {kTwoThirds, 1.0F - cut, kTwoThirds * remaining + kThird, 1.0F}};
+    return MakeLattice(stretches, stretches);
 }
 
 PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& impulses, std::int32_t direction,
@@ -109,7 +87,7 @@ PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& imp
     float const unitX = aspect <= 1.0F ? 1.0F : aspect;
     float const unitY = aspect <= 1.0F ? 1.0F / aspect : 1.0F;
 
-    PackedQuad shards = Reserve(Count(grid));
+    PackedQuad shards = ReserveQuads(Count(grid));
     int counter = 0;
     auto impulse = impulses.begin();
     for (int j = 0; j < grid.rows; ++j) {

@@ -14,11 +14,6 @@ namespace {
 
 constexpr std::int32_t kLastMode = 5;
 
-/// A stretch of the picture along one axis, and where on the screen it stands.
-struct Stretch {
-    float texture0, texture1, clip0, clip1;
-};
-
 /// `opening` is 0 for closed doors and 1 for doors that are gone.
 PackedQuad MakeDoors(std::int32_t mode, float opening) {
     Stretch const whole{0.0F, 1.0F, -1.0F, 1.0F};
@@ -27,19 +22,7 @@ PackedQuad MakeDoors(std::int32_t mode, float opening) {
     std::vector<Stretch> const halves{low, high};
     std::vector<Stretch> const columns = mode <= 1 ? std::vector{whole} : halves;
     std::vector<Stretch> const rows = mode == 2 || mode == 3 ? std::vector{whole} : halves;
-
-    PackedQuad doors;
-    doors.indices.reserve(6 * columns.size() * rows.size());
-    doors.vertices.reserve(16 * columns.size() * rows.size());
-    int counter = 0;
-    for (Stretch const& row : rows) {
-        for (Stretch const& column : columns) {
-            MakeQuadIdx(counter, doors.indices);
-            MakeQuad(column.texture0, row.texture0, column.clip0, row.clip0, column.texture1, row.texture1,
-                     column.clip1, row.clip1, doors.vertices);
-        }
-    }
-    return doors;
+    return MakeLattice(columns, rows);
 }
 
 }  // namespace

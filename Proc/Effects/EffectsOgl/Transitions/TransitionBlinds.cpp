@@ -11,19 +11,13 @@ namespace {
 
 /// `raised` is 0 for closed blinds and 1 for blinds that are gone.
 PackedQuad MakeBlinds(float raised) {
-    constexpr int kBlinds = 4;
-    PackedQuad blinds;
-    blinds.indices.reserve(6 * kBlinds);
-    blinds.vertices.reserve(16 * kBlinds);
-    int counter = 0;
-    for (int i = 0; i < kBlinds; ++i) {
-        float const low = static_cast<float>(i) + raised;
-        auto const high = static_cast<float>(i + 1);
-        MakeQuadIdx(counter, blinds.indices);
-        MakeQuad(0.0F, low / 4.0F, -1.0F, low / 2.0F - 1.0F, 1.0F, high / 4.0F, 1.0F, high / 2.0F - 1.0F,
-                 blinds.vertices);
+    std::vector<Stretch> blinds;
+    for (float const edge : {0.0F, 1.0F, 2.0F, 3.0F}) {
+        float const low = edge + raised;
+        float const high = edge + 1.0F;
+        blinds.push_back({low / 4.0F, high / 4.0F, low / 2.0F - 1.0F, high / 2.0F - 1.0F});
     }
-    return blinds;
+    return MakeLattice({{0.0F, 1.0F, -1.0F, 1.0F}}, blinds);
 }
 
 }  // namespace

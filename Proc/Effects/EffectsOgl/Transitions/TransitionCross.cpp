@@ -26,9 +26,7 @@ PackedQuad MakePieces(float k) {
     float const h = k / 2.0F;
     float const g = 1.0F - k / 2.0F;
     float const m = 0.5F;
-    PackedQuad pieces;
-    pieces.indices.reserve(24);
-    pieces.vertices.reserve(64);
+    PackedQuad pieces = ReserveQuads(4);
     int counter = 0;
     for (int piece = 0; piece < 4; ++piece) {
         MakeQuadIdx(counter, pieces.indices);
@@ -43,13 +41,7 @@ PackedQuad MakePieces(float k) {
 /// The picture twice, one above the other; they meet at `2 k - 1`.
 PackedQuad MakeScroll(float k) {
     float const seam = 2.0F * k - 1.0F;
-    PackedQuad scroll;
-    int counter = 0;
-    for (float const low : {seam, seam - 2.0F}) {
-        MakeQuadIdx(counter, scroll.indices);
-        MakeQuad(0.0F, 0.0F, -1.0F, low, 1.0F, 1.0F, 1.0F, low + 2.0F, scroll.vertices);
-    }
-    return scroll;
+    return MakeLattice({{0.0F, 1.0F, -1.0F, 1.0F}}, {{0.0F, 1.0F, seam, seam + 2.0F}, {0.0F, 1.0F, seam - 2.0F, seam}});
 }
 
 }  // namespace

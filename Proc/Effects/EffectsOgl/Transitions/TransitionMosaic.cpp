@@ -219,11 +219,7 @@ private:
                        std::abs(2 * static_cast<int>(tile / columns) + 1 - grid.rows);
             });
 
-            PackedMesh3dDeprecated packed;
-            packed.indices.reserve(6 * tiles.size());
-            packed.positions.reserve(12 * tiles.size());
-            packed.texCoords.reserve(8 * tiles.size());
-            packed.normals.reserve(12 * tiles.size());
+            PackedMesh3dDeprecated packed = ReserveLitQuads(tiles.size());
             auto const lineOf = [](std::uint32_t index, int count) {
                 return 2.0F * static_cast<float>(index) / static_cast<float>(count) - 1.0F;
             };

@@ -48,12 +48,7 @@ private:
             MakeQuad(0.0F, 0.0F, 1.0F, 1.0F, sliding.texCoords);
             AppendNormals({0, 0, 1}, sliding.normals);
 
-            pleats = {};
-            auto const pleatCount = static_cast<std::size_t>(num);
-            pleats.indices.reserve(6 * pleatCount);
-            pleats.positions.reserve(12 * pleatCount);
-            pleats.texCoords.reserve(8 * pleatCount);
-            pleats.normals.reserve(12 * pleatCount);
+            pleats = ReserveLitQuads(static_cast<std::size_t>(num));
             auto const n = static_cast<float>(num);
             // A fan that opens from the right begins with the picture's right end.
             float const start = std::abs(static_cast<float>(dir - 1) * 0.5F);

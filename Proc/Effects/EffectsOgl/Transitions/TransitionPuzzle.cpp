@@ -391,9 +391,7 @@ private:
             std::stable_sort(pieces.begin(), pieces.end(),
                              [&turns](std::uint32_t a, std::uint32_t b) { return turns[a] > turns[b]; });
 
-            PackedQuad packed;
-            packed.indices.reserve(6 * pieces.size());
-            packed.vertices.reserve(16 * pieces.size());
+            PackedQuad packed = ReserveQuads(pieces.size());
             int counter = 0;
             float const last = std::max(static_cast<float>(pieces.size()) - 1.0F, 1.0F);
             for (std::size_t i = 0; i < pieces.size(); ++i) {
