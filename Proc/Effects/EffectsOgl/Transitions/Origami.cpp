@@ -40,13 +40,6 @@ void main() {
 }
 )glsl";
 
-void DrawPaper(OrigamiPaper const& paper) {
-    paper.picture.GetFirstTexture().Use(0);
-    Mesh3dDeprecated const mesh(paper.mesh);
-    mesh.Activate();
-    mesh.Draw();
-}
-
 }  // namespace
 
 void UseOrigamiProgram(std::string_view name, OrigamiCamera const& camera, ShaderStorage const& storage) {
@@ -58,10 +51,17 @@ void UseOrigamiProgram(std::string_view name, OrigamiCamera const& camera, Shade
     shader.Uniform("vert_to_light_in_camspace", camera.vert_to_light_in_camspace);
 }
 
+void DrawPaper(OrigamiPaper const& paper, TextureFilter filter, int count) {
+    paper.picture.GetFirstTexture().Use(0, filter);
+    Mesh3dDeprecated const mesh(paper.mesh);
+    mesh.Activate();
+    mesh.Draw(count);
+}
+
 void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& camera, OrigamiPaper const& below,
                  OrigamiPaper const& above, ShaderStorage const& storage) {
     Frame fine = Frame::Create();
-    fine.Allocate(below.picture.GetPixFmt(), 2 * above.picture.GetWidth(), 2 * above.picture.GetHeight());
+    fine.Allocate(dst.GetPixFmt(), 2 * above.picture.GetWidth(), 2 * above.picture.GetHeight());
     storage.FBO().Attach(fine.GetFirstTexture());  // clears it
     UseOrigamiProgram(name, camera, storage);
     DrawPaper(below);

@@ -35,12 +35,6 @@ Phase FindPhase(double progress, std::int32_t num) {
     return isWhole ? Phase{strip - 1, 0.0} : Phase{strip, static_cast<double>(x) - std::floor(static_cast<double>(x))};
 }
 
-void DrawMesh(PackedMesh3dDeprecated const& packed, int count = -1) {
-    Mesh3dDeprecated const mesh(packed);
-    mesh.Activate();
-    mesh.Draw(count);
-}
-
 }  // namespace
 
 class TransitionOrigamiFlips final : public TransitionWithSettings<Proc::SettingsTransitionOrigamiFlips> {
@@ -62,36 +56,26 @@ public:
         AttachTarget(*dst, storage);  // clears it
         UseOrigamiProgram("TransitionOrigami Flips", paper.camera, storage);
         // What lies flat in its place is shown texel by pixel.
-        incoming.GetFirstTexture().Use(0, TextureFilter::Nearest);
-        DrawMesh(paper.underneath);
+        DrawPaper({paper.underneath, incoming}, TextureFilter::Nearest);
         if (phase.strip < 1) {
             paper.DipTop(phase.fraction);
-            incoming.GetFirstTexture().Use(0, phase.fraction > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest);
-            DrawMesh(paper.top);
+            DrawPaper({paper.top, incoming}, phase.fraction > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest);
             return;
         }
-        outgoing.GetFirstTexture().Use(0, TextureFilter::Nearest);
-        DrawMesh(paper.top);
+        DrawPaper({paper.top, outgoing}, TextureFilter::Nearest);
         bool const isTopsBack = paper.Flip(phase);
         bool const isUntouched = phase.fraction == 0.0 && phase.strip == paper.num - 1;
-        (isTopsBack ? incoming : outgoing)
-            .GetFirstTexture()
-            .Use(0, isUntouched ? TextureFilter::Nearest : TextureFilter::Linear);
-        DrawMesh(paper.strips, 6 * phase.strip);
+        DrawPaper({paper.strips, isTopsBack ? incoming : outgoing},
+                  isUntouched ? TextureFilter::Nearest : TextureFilter::Linear, 6 * phase.strip);
     }
 
 private:
     struct CacheImpl final : OglCache {
         void Reset(std::int32_t count) {
             num = count;
-            strips = {};
+            strips = ReserveLitQuads(static_cast<std::size_t>(num));
             top = {};
             underneath = {};
-            auto const stripCount = static_cast<std::size_t>(num);
-            strips.indices.reserve(6 * stripCount);
-            strips.positions.reserve(12 * stripCount);
-            strips.texCoords.reserve(8 * stripCount);
-            strips.normals.reserve(12 * stripCount);
             int counter = 0;
             MakeQuadIdx(counter, underneath.indices);
             MakeQuad(-1.0F, LineY(1.0F), 0.0F, 1.0F, -1.0F, 0.0F, underneath.positions);
