@@ -9,27 +9,29 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// Copies rows into the reverse order: `to` is packed, bottom row first.
-void PackReversed(std::uint8_t* to, std::uint8_t const* top, std::ptrdiff_t stride, std::size_t rowBytes,
-                  std::uint32_t height) {
-    for (std::uint32_t row = 0; row < height; ++row) {
-        std::memcpy(to + rowBytes * (height - 1U - row), top + stride * static_cast<std::ptrdiff_t>(row), rowBytes);
+/// Copies a plane row by row; each side's rows lie a step of its own apart.
+void CopyRows(PlaneLayout const& layout, std::uint8_t* to, std::ptrdiff_t toStep, std::uint8_t const* from,
+              std::ptrdiff_t fromStep) {
+    for (std::uint32_t row = 0; row < layout.height; ++row) {
+        std::memcpy(to + toStep * row, from + fromStep * row, std::size_t{layout.width} * layout.bytes);
     }
 }
 
-void UnpackReversed(std::uint8_t* top, std::ptrdiff_t stride, std::uint8_t const* from, std::size_t rowBytes,
-                    std::uint32_t height) {
-    for (std::uint32_t row = 0; row < height; ++row) {
-        std::memcpy(top + stride * static_cast<std::ptrdiff_t>(row), from + rowBytes * (height - 1U - row), rowBytes);
+/// Calls move(firstRow, rows, memory) for a plane in main memory, whose rows lie a step apart from the lowest one up:
+/// once where the GL can take such steps, else row by row, which costs less than a copy of the plane in the other
+/// order. `rowLength` is the GL's parameter for the step in texels.
+template <typename Byte, typename Move>
+void MoveRows(PlaneLayout const& layout, Byte* lowest, std::ptrdiff_t step, GLenum rowLength, Move const& move) {
+    auto const texel = static_cast<std::ptrdiff_t>(layout.bytes);
+    if (step > 0 && step % texel == 0) {
+        glPixelStorei(rowLength, static_cast<GLint>(step / texel));
+        move(0, layout.height, lowest);
+        glPixelStorei(rowLength, 0);
+        return;
     }
-}
-
-/// Row length in texels for a plane that lies bottom row first, 0 where it does not or rows are no whole texels.
-GLint GetRowLength(PlaneLayout const& layout, std::ptrdiff_t stride) {
-    if (stride >= 0 || -stride % static_cast<std::ptrdiff_t>(layout.bytes) != 0) {
-        return 0;
+    for (std::uint32_t row = 0; row < layout.height; ++row) {
+        move(row, 1, lowest + step * row);
     }
-    return static_cast<GLint>(-stride / static_cast<std::ptrdiff_t>(layout.bytes));
 }
 
 /// A mapped pixel buffer; unmapped in the end.
@@ -100,9 +102,8 @@ GLBuffer& PixelTransfer::GetPixelBuffer(GLenum target) {
 
 void PixelTransfer::Upload(Texture const& texture, PlaneLayout const& layout, std::uint8_t const* top,
                            std::ptrdiff_t stride, bool usesPixelBuffer) {
-    std::size_t const rowBytes = std::size_t{layout.width} * layout.bytes;
-    std::size_t const bytes = rowBytes * layout.height;
-    GLint const rowLength = GetRowLength(layout, stride);
+    auto const rowBytes = static_cast<std::ptrdiff_t>(layout.width) * layout.bytes;
+    std::uint8_t const* const lowest = top + stride * (static_cast<std::ptrdiff_t>(layout.height) - 1);
     texture.Bind();
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     auto const write = [&layout](std::uint32_t fromRow, std::uint32_t rows, void const* source) {
@@ -111,22 +112,15 @@ void PixelTransfer::Upload(Texture const& texture, PlaneLayout const& layout, st
     };
     if (usesPixelBuffer) {
         GLBuffer& buffer = GetPixelBuffer(GL_PIXEL_UNPACK_BUFFER);
-        buffer.SetData(bytes, nullptr);
+        buffer.SetData(static_cast<std::size_t>(rowBytes) * layout.height, nullptr);
         {
             Mapping const mapping(GL_PIXEL_UNPACK_BUFFER, GL_WRITE_ONLY);
-            PackReversed(mapping.Get(), top, stride, rowBytes, layout.height);
+            CopyRows(layout, mapping.Get(), rowBytes, lowest, -stride);
         }
         write(0, layout.height, nullptr);
         glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
-    } else if (rowLength != 0) {
-        glPixelStorei(GL_UNPACK_ROW_LENGTH, rowLength);
-        write(0, layout.height, top + stride * (static_cast<std::ptrdiff_t>(layout.height) - 1));
-        glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
     } else {
-        // Row by row costs less than a copy of the plane in the other order.
-        for (std::uint32_t row = 0; row < layout.height; ++row) {
-            write(layout.height - 1U - row, 1, top + stride * static_cast<std::ptrdiff_t>(row));
-        }
+        MoveRows(layout, lowest, -stride, GL_UNPACK_ROW_LENGTH, write);
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     texture.SetFresh(false);
@@ -135,31 +129,24 @@ void PixelTransfer::Upload(Texture const& texture, PlaneLayout const& layout, st
 void PixelTransfer::Download(Texture const& texture, Surface& surface, PlaneLayout const& layout, std::uint8_t* top,
                              std::ptrdiff_t stride, bool usesPixelBuffer) {
     surface.Attach(texture);
-    std::size_t const rowBytes = std::size_t{layout.width} * layout.bytes;
-    std::size_t const bytes = rowBytes * layout.height;
+    auto const rowBytes = static_cast<std::ptrdiff_t>(layout.width) * layout.bytes;
+    std::uint8_t* const lowest = top + stride * (static_cast<std::ptrdiff_t>(layout.height) - 1);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     auto const read = [&layout](std::uint32_t fromRow, std::uint32_t rows, void* target) {
         glReadPixels(0, static_cast<GLint>(fromRow), static_cast<GLsizei>(layout.width), static_cast<GLsizei>(rows),
                      layout.format, layout.type, target);
     };
-    GLint const rowLength = GetRowLength(layout, stride);
     if (usesPixelBuffer) {
         GLBuffer& buffer = GetPixelBuffer(GL_PIXEL_PACK_BUFFER);
-        buffer.SetData(bytes, nullptr);
+        buffer.SetData(static_cast<std::size_t>(rowBytes) * layout.height, nullptr);
         read(0, layout.height, nullptr);
         {
             Mapping const mapping(GL_PIXEL_PACK_BUFFER, GL_READ_ONLY);
-            UnpackReversed(top, stride, mapping.Get(), rowBytes, layout.height);
+            CopyRows(layout, lowest, -stride, mapping.Get(), rowBytes);
         }
         glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
-    } else if (rowLength != 0) {
-        glPixelStorei(GL_PACK_ROW_LENGTH, rowLength);
-        read(0, layout.height, top + stride * (static_cast<std::ptrdiff_t>(layout.height) - 1));
-        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
     } else {
-        for (std::uint32_t row = 0; row < layout.height; ++row) {
-            read(layout.height - 1U - row, 1, top + stride * static_cast<std::ptrdiff_t>(row));
-        }
+        MoveRows(layout, lowest, -stride, GL_PACK_ROW_LENGTH, read);
     }
     glPixelStorei(GL_PACK_ALIGNMENT, 4);
     ThrowOnGlError("reading a picture back");

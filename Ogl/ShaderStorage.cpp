@@ -1,5 +1,6 @@
 #include "Ogl/ShaderStorage.h"
 
+#include <array>
 #include <functional>
 #include <stdexcept>
 
@@ -19,45 +20,30 @@ varying vec2 TexCoord0;
 void main() { gl_FragColor = texture2D(tex, TexCoord0); }
 )glsl";
 
-constexpr char kPlanarToRgb[] = R"glsl(#version 120
+// CHROMA is where the format has it.
+constexpr char kYuvToRgb[] = R"glsl(
 uniform sampler2D tex0;
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform mat3 matrix;
 uniform vec3 offset;
 uniform vec4 chroma;  // scale and shift from luma's texture coordinates to chroma's
-varying vec2 TexCoord0;
-void main() {
-    vec2 at = TexCoord0 * chroma.xy + chroma.zw;
-    vec3 yuv = vec3(texture2D(tex0, TexCoord0).r, texture2D(tex1, at).r, texture2D(tex2, at).r);
-    gl_FragColor = vec4(matrix * yuv + offset, 1.0);
-}
-)glsl";
-
-constexpr char kSemiPlanarToRgb[] = R"glsl(#version 120
-uniform sampler2D tex0;
-uniform sampler2D tex1;
-uniform mat3 matrix;
-uniform vec3 offset;
-uniform vec4 chroma;
-varying vec2 TexCoord0;
-void main() {
-    vec2 at = TexCoord0 * chroma.xy + chroma.zw;
-    vec3 yuv = vec3(texture2D(tex0, TexCoord0).r, texture2D(tex1, at).rg);
-    gl_FragColor = vec4(matrix * yuv + offset, 1.0);
-}
-)glsl";
-
-constexpr char kGrayToRgb[] = R"glsl(#version 120
-uniform sampler2D tex0;
-uniform mat3 matrix;
-uniform vec3 offset;
 uniform float neutral;
 varying vec2 TexCoord0;
 void main() {
-    gl_FragColor = vec4(matrix * vec3(texture2D(tex0, TexCoord0).r, neutral, neutral) + offset, 1.0);
+    vec2 at = TexCoord0 * chroma.xy + chroma.zw;
+    gl_FragColor = vec4(matrix * vec3(texture2D(tex0, TexCoord0).r, CHROMA) + offset, 1.0);
 }
 )glsl";
+
+struct YuvProgram {
+    char const* name;
+    char const* chroma;
+};
+/// By the number of the format's planes, from one on.
+constexpr std::array kYuvPrograms{
+    YuvProgram{"Yuv2Rgb_gray", "vec2(neutral)"}, YuvProgram{"Yuv2Rgb_semiplanar", "texture2D(tex1, at).rg"},
+    YuvProgram{"Yuv2Rgb_planar", "vec2(texture2D(tex1, at).r, texture2D(tex2, at).r)"}};
 
 // Two samples `spread` to either side weigh luma columns 1 : 2 : 1 around a chroma sample that stands on the even one
 // (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample.
@@ -132,14 +118,12 @@ Texture const& ShaderStorage::Noise() const {
 Shader const& ShaderStorage::Rgb2Yuv() const { return MakeShader("Rgb2Yuv", kQuadVertex, kRgbToPlane); }
 
 Shader const& ShaderStorage::Yuv2Rgb(PixFmt format) const {
-    switch (PixFmtDescription::Find(format).planes) {
-        case 1:
-            return MakeShader("Yuv2Rgb_gray", kQuadVertex, kGrayToRgb);
-        case 2:
-            return MakeShader("Yuv2Rgb_semiplanar", kQuadVertex, kSemiPlanarToRgb);
-        default:
-            return MakeShader("Yuv2Rgb_planar", kQuadVertex, kPlanarToRgb);
+    YuvProgram const& program = kYuvPrograms[PixFmtDescription::Find(format).planes - 1U];
+    if (Shader const* const known = FindShader(program.name)) {
+        return *known;
     }
+    return MakeShader(program.name, kQuadVertex,
+                      fmt::format("#version 120\n#define CHROMA {}{}", program.chroma, kYuvToRgb));
 }
 
 }  // namespace Kaltor::Ogl
