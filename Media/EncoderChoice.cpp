@@ -115,7 +115,8 @@ std::vector<std::string> ListEncoders(AVOutputFormat const& container, AVMediaTy
 AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string const& wanted, std::string const& path) {
     if (!wanted.empty()) {
         AVCodec const* encoder = avcodec_find_encoder_by_name(wanted.c_str());
-        AVCodecDescriptor const* const descriptor = avcodec_descriptor_get_by_name(wanted.c_str());
+        std::string const name = wanted == "h265" || wanted == "x265" ? "hevc" : wanted == "x264" ? "h264" : wanted;
+        AVCodecDescriptor const* const descriptor = avcodec_descriptor_get_by_name(name.c_str());
         if ((encoder == nullptr || !IsUsable(*encoder)) && descriptor != nullptr) {
             encoder = FindEncoder(descriptor->id);
         }

@@ -57,14 +57,17 @@ void CheckJob(RenderJob const& job) {
     }
 }
 
-/// What is not given follows the first clip.
-VideoTarget ChooseTarget(RenderJob const& job, MediaInfo const& first) {
+/// What is not given follows the first clip; the rate, of which stills have none, the first video.
+VideoTarget ChooseTarget(RenderJob const& job, std::vector<PlannedClip> const& clips) {
+    MediaInfo const& first = clips.front().info;
+    auto const video =
+        std::find_if(clips.begin(), clips.end(), [](PlannedClip const& clip) { return clip.info.frameRate.num > 0; });
     VideoTarget target;
     auto const even = [](std::uint32_t side) { return std::max(2U, side / 2U * 2U); };
     target.frame = job.size ? Conf::FrameInfo{job.size->width, job.size->height, 1, 1}
                             : Conf::FrameInfo{even(first.frame.width), even(first.frame.height),
                                               first.frame.pixelAspectX, first.frame.pixelAspectY};
-    target.frameRate = job.frameRate.value_or(first.frameRate.num > 0 ? first.frameRate : kDefaultRate);
+    target.frameRate = job.frameRate.value_or(video != clips.end() ? video->info.frameRate : kDefaultRate);
     // A still's own matrix and range (JPEG: full) are those of pictures, not of video.
     target.colorSpec = first.isStill ? ColorSpec{}.Resolved(target.frame.height) : first.resolvedColorSpec;
     return target;
@@ -118,9 +121,10 @@ void CheckLength(PlannedClip const& clip, AVRational frameRate) {
                           static_cast<double>(clip.fadeOut) * frameSeconds)
             : fmt::format("its transition of {:.2f} s", static_cast<double>(clip.fadeIn + clip.fadeOut) * frameSeconds);
     Core::Throw(
-        MediaError(fmt::format("{}: {:.2f} s ({} frames) is too short for {}; the longest possible is {:.2f} s{}",
-                               clip.path, static_cast<double>(clip.frames) * frameSeconds, clip.frames, needs,
-                               static_cast<double>(longest) * frameSeconds, hasTwo ? " each" : "")));
+        MediaError(fmt::format("{}: {:.2f} s ({} frame{}) is too short for {}; the longest possible is {:.2f} s{}",
+                               clip.path, static_cast<double>(clip.frames) * frameSeconds, clip.frames,
+                               clip.frames == 1 ? "" : "s", needs, static_cast<double>(longest) * frameSeconds,
+                               hasTwo ? " each" : "")));
 }
 
 }  // namespace
@@ -161,7 +165,7 @@ Timeline Plan(RenderJob const& job, WarningFn const& warn) {
     if (timeline.sound && !isMono) {
         timeline.sound->channels = 2;
     }
-    timeline.target = ChooseTarget(job, timeline.clips.front().info);
+    timeline.target = ChooseTarget(job, timeline.clips);
 
     for (std::size_t i = 0; i < job.clips.size(); ++i) {
         PlannedClip& clip = timeline.clips[i];

@@ -103,7 +103,8 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
 
     std::string nearest = Proc::FindNearest(name, names);
     if (nearest.empty()) {
-        std::string const nearestShort = Proc::FindNearest(name, shortNames);
+        // What is called a transition may be an effect and the other way round.
+        std::string const nearestShort = Proc::FindNearest(WithoutPrefix(name), shortNames);
         auto const at = std::find(shortNames.begin(), shortNames.end(), nearestShort);
         nearest = nearestShort.empty() ? "" : names[static_cast<std::size_t>(at - shortNames.begin())];
     }

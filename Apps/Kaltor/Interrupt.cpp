@@ -1,6 +1,7 @@
 #include "Apps/Kaltor/Interrupt.h"
 
 #include <csignal>
+#include <ctime>
 
 #include "Apps/Kaltor/Console.h"
 
@@ -9,11 +10,29 @@ namespace {
 
 std::atomic<bool> isCancelled{false};
 std::atomic<int> cancelSignal{0};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+std::atomic<std::int64_t> cancelTime{0};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<std::int64_t>::is_always_lock_free);
 
+/// Milliseconds of a steady clock, in a way that signal handlers may.
+std::int64_t GetTime() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
+}
+
+/// The first signal asks for an end. Shells and timers send theirs twice, to the process and to its group; who asks
+/// again after a while means it.
 extern "C" void OnSignal(int signal) {
-    cancelSignal = signal;
-    isCancelled = true;
+    constexpr std::int64_t kOneRequest = 500;  // milliseconds
+    if (!isCancelled) {
+        cancelSignal = signal;
+        cancelTime = GetTime();
+        isCancelled = true;
+    } else if (GetTime() - cancelTime > kOneRequest) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
 }
 
 }  // namespace
@@ -21,7 +40,6 @@ extern "C" void OnSignal(int signal) {
 std::atomic<bool> const& CatchInterrupts() {
     struct sigaction action {};
     action.sa_handler = &OnSignal;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before {};
         bool const isIgnored = sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;

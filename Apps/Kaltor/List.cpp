@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cctype>
 #include <memory>
+#include <stdexcept>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include "Apps/Kaltor/Catalog.h"
@@ -113,34 +116,62 @@ std::string Describe(CatalogEntry const& entry) {
     return text + fmt::format("\nExample: {}\n", example);
 }
 
+struct ListOptions {
+    std::vector<std::string> words;
+    bool hasNamesOnly = false;
+    bool isJson = false;
+};
+
+/// All words are in its name, its kind or its summary, in any case of letters.
+bool IsWanted(CatalogEntry const& entry, std::vector<std::string> const& words) {
+    std::string const text =
+        fmt::format("{} {} {}", entry.name, GetName(entry.kind), MakeSettings(entry.name, {})->GetSummary());
+    return std::all_of(words.begin(), words.end(), [&text](std::string const& word) {
+        return std::search(text.begin(), text.end(), word.begin(), word.end(), [](unsigned char a, unsigned char b) {
+                   return std::tolower(a) == std::tolower(b);
+               }) != text.end();
+    });
+}
+
+int List(ListOptions const& options) {
+    Catalog const catalog = Catalog::Load();
+    ordered_json all = ordered_json::array();
+    std::string text;
+    for (CatalogEntry const& entry : catalog.GetEntries()) {
+        if (!IsWanted(entry, options.words)) {
+            continue;
+        }
+        if (options.isJson) {
+            all.push_back(ToJson(entry));
+        } else if (options.hasNamesOnly) {
+            text += entry.name + "\n";
+        } else {
+            text += fmt::format("{} ({}): {}\n{}", Bold(entry.name), GetName(entry.kind),
+                                MakeSettings(entry.name, {})->GetSummary(), DescribeFields(entry, "    "));
+        }
+    }
+    if (all.empty() && text.empty() && !options.isJson) {
+        throw std::runtime_error(fmt::format("nothing has \"{}\" in its name, kind or summary",
+                                             fmt::join(options.words, "\" and \"")));
+    }
+    WriteOut(options.isJson ? all.dump(2) + "\n" : text);
+    return 0;
+}
+
 }  // namespace
 
 void AddList(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("list", "Show every effect, transition and service, and what can be set");
-    auto const isJson = std::make_shared<bool>(false);
-    verb->add_flag("--json", *isJson, "for machines");
+    auto const options = std::make_shared<ListOptions>();
+    verb->add_option("WORD", options->words, "only what has all of these in its name, kind or summary");
+    CLI::Option* const names = verb->add_flag("--names", options->hasNamesOnly, "names only, one a line");
+    verb->add_flag("--json", options->isJson, "for machines")->excludes(names);
     verb->footer(
-        "Examples:\n  kaltor list\n  kaltor list --json | jq -r '.[] | select(.kind == \"transition\") | .name'");
-    verb->callback([isJson, &action] {
-        action = [isJson] {
-            Catalog const catalog = Catalog::Load();
-            if (*isJson) {
-                ordered_json all = ordered_json::array();
-                for (CatalogEntry const& entry : catalog.GetEntries()) {
-                    all.push_back(ToJson(entry));
-                }
-                WriteOut(all.dump(2) + "\n");
-                return 0;
-            }
-            std::string text;
-            for (CatalogEntry const& entry : catalog.GetEntries()) {
-                text += fmt::format("{} ({}): {}\n{}", Bold(entry.name), GetName(entry.kind),
-                                    MakeSettings(entry.name, {})->GetSummary(), DescribeFields(entry, "    "));
-            }
-            WriteOut(text);
-            return 0;
-        };
-    });
+        "Examples:\n"
+        "  kaltor list blur\n"
+        "  kaltor list transition --names\n"
+        "  kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'");
+    verb->callback([options, &action] { action = [options] { return List(*options); }; });
 }
 
 void AddDescribe(CLI::App& app, Action& action) {

@@ -79,7 +79,7 @@ void AddRender(CLI::App& app, Action& action) {
     verb->add_option("--crf", options->crf, "quality in the encoder's own scale; lower is better")->type_name("N");
     verb->add_flag("--no-audio", options->hasNoAudio, "leave the sound out");
     verb->add_option("--seed", options->seed, "seed of what is random (default: the clock)")->type_name("N");
-    verb->add_flag("--overwrite", options->overwrite, "replace an output that exists");
+    verb->add_flag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb->add_flag("-q,--quiet", options->isQuiet, "show no progress");
     verb->footer(
         "Examples:\n"

@@ -45,6 +45,20 @@ std::string DescribeUnknown(CLI::App const& app, std::string const& word) {
     return fmt::format("there is no {} \"{}\"; {}", what, word, hint);
 }
 
+/// The library's words for a value that cannot be read, "Could not convert: --option = value", in this program's.
+std::string DescribeUnreadable(std::string const& message) {
+    constexpr std::string_view kBefore = ": ";
+    constexpr std::string_view kBetween = " = ";
+    std::size_t const option = message.find(kBefore);
+    std::size_t const value = message.find(kBetween);
+    if (option == std::string::npos || value == std::string::npos || value < option) {
+        return message;
+    }
+    std::size_t const start = option + kBefore.size();
+    return fmt::format("\"{}\" is not accepted for {}", message.substr(value + kBetween.size()),
+                       message.substr(start, value - start));
+}
+
 int Run(int count, char** words) {
     CLI::App app("GPU video effects and transitions: on pictures, and in finished videos");
     app.name("kaltor");
@@ -92,6 +106,8 @@ int Run(int count, char** words) {
                 "say what to do: list, describe, apply, strip, render, gallery, bench or doctor; see kaltor --help");
         }
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
+    } catch (CLI::ConversionError const& error) {
+        throw UsageError(fmt::format("{}; see {} --help", DescribeUnreadable(error.what()), TypedSoFar(app)));
     } catch (CLI::ParseError const& error) {
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
     }

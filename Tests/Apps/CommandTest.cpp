@@ -203,6 +203,9 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"bench crossfade --compare text.png", 1, "no report"},
              {"bench crossfade --json nowhere/x.json", 1, "nowhere"},
              {"apply BlurGausian a.png -o x.png", 2, "did you mean EffectBlurGaussian?"},
+             {"apply EffectCrossfade a.png b.png -o x.png", 2, "did you mean TransitionCrossfade?"},
+             {"apply EffectBlurGaussian a.png -o x.png --seed x", 2, "\"x\" is not accepted for --seed"},
+             {"list blurr", 1, "blurr"},
              {"apply EffectBlurGaussian a.png -o x.png --set scal=1", 2, "did you mean \"scale\"?"},
              {"apply EffectBlurGaussian a.png -o x.png --set scale=1.01", 2, "0 to 1"},
              {"apply EffectBlurGaussian a.png -o x.png --set scale", 2, "field=value"},
@@ -317,6 +320,7 @@ TEST_F(CommandTest, ASignalLeavesNothingBehind) {
         std::this_thread::sleep_for(std::chrono::milliseconds(25));
     }
     kill(process, SIGTERM);
+    kill(process, SIGTERM);  // as timers do: to the process and to its group
     int status = 0;
     ASSERT_EQ(waitpid(process, &status, 0), process);
     EXPECT_TRUE(WIFEXITED(status));
