@@ -192,6 +192,12 @@ ColorSpec GetTags(AVCodecParameters const& parameters) {
 
 }  // namespace
 
+char const* GetDynamicRange(AVColorTransferCharacteristic transfer) {
+    return transfer == AVCOL_TRC_SMPTE2084      ? "HDR (PQ)"
+           : transfer == AVCOL_TRC_ARIB_STD_B67 ? "HDR (HLG)"
+                                                : "standard range";
+}
+
 MediaInfo Probe(std::string const& path) {
     auto demuxer = std::make_unique<Demuxer>(path);
     AVStream& stream = demuxer->RequireVideo();
@@ -215,6 +221,7 @@ MediaInfo Probe(std::string const& path) {
     info.frameRate = FindFrameRate(stream);
     info.colorSpec = GetTags(parameters);
     info.resolvedColorSpec = info.colorSpec.Resolved(static_cast<std::uint32_t>(parameters.height));
+    info.transfer = parameters.color_trc;
 
     std::int64_t const origin = demuxer->GetOrigin();
     std::int64_t const startTime = demuxer->Get().start_time;

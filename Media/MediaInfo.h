@@ -9,6 +9,7 @@
 #include "Media/MediaError.h"
 
 extern "C" {
+#include <libavutil/pixfmt.h>
 #include <libavutil/rational.h>
 }
 
@@ -42,10 +43,15 @@ struct MediaInfo {
     ColorSpec colorSpec;
     /// The tags with what is missing filled in by practice, from the stored height.
     ColorSpec resolvedColorSpec;
+    /// As tagged.
+    AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
     std::string container;
     std::string codec;
     std::string pixelFormat;
 };
+
+/// "HDR (PQ)" or "HDR (HLG)", after ITU-R BT.2100; "standard range" otherwise.
+char const* GetDynamicRange(AVColorTransferCharacteristic transfer);
 
 /// Looks at a file's headers and last packets. Throws `MediaError` for what is missing, unreadable, not media or has
 /// no video stream.

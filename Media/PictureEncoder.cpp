@@ -44,7 +44,8 @@ void Tag(AVCodecContext& codec, VideoTarget const& form) {
         case ColorMatrix::Bt2020:
             codec.colorspace = AVCOL_SPC_BT2020_NCL;
             codec.color_primaries = AVCOL_PRI_BT2020;
-            break;  // its transfer may be any of three
+            codec.color_trc = form.transfer;  // there are several
+            break;
         default:
             // 525 or 625 lines: the primaries differ, the matrix does not.
             bool const is625 = form.frame.height == 576 || form.frame.height == 288;

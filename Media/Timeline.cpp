@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -70,7 +71,20 @@ VideoTarget ChooseTarget(RenderJob const& job, std::vector<PlannedClip> const& c
     target.frameRate = job.frameRate.value_or(video != clips.end() ? video->info.frameRate : kDefaultRate);
     // A still's own matrix and range (JPEG: full) are those of pictures, not of video.
     target.colorSpec = first.isStill ? ColorSpec{}.Resolved(target.frame.height) : first.resolvedColorSpec;
+    target.transfer = first.transfer;
     return target;
+}
+
+/// HDR is neither made nor tone-mapped.
+void WarnOfOtherRange(PlannedClip const& clip, VideoTarget const& target, WarningFn const& warn) {
+    std::string_view const own = GetDynamicRange(clip.info.transfer);
+    std::string_view const wanted = GetDynamicRange(target.transfer);
+    if (own != wanted) {
+        warn(fmt::format(
+            "{}: its colours will be off: they are {}, the video's are {} as the first clip's, and they are "
+            "not tone-mapped",
+            clip.path, own, wanted));
+    }
 }
 
 /// The piece of the clip that is asked for, in its own time.
@@ -120,11 +134,10 @@ void CheckLength(PlannedClip const& clip, AVRational frameRate) {
             ? fmt::format("its transitions of {:.2f} s and {:.2f} s", static_cast<double>(clip.fadeIn) * frameSeconds,
                           static_cast<double>(clip.fadeOut) * frameSeconds)
             : fmt::format("its transition of {:.2f} s", static_cast<double>(clip.fadeIn + clip.fadeOut) * frameSeconds);
-    Core::Throw(
-        MediaError(fmt::format("{}: {:.2f} s ({} frame{}) is too short for {}; the longest possible is {:.2f} s{}",
-                               clip.path, static_cast<double>(clip.frames) * frameSeconds, clip.frames,
-                               clip.frames == 1 ? "" : "s", needs, static_cast<double>(longest) * frameSeconds,
-                               hasTwo ? " each" : "")));
+    Core::Throw(MediaError(
+        fmt::format("{}: {:.2f} s ({} frame{}) is too short for {}; the longest possible is {:.2f} s{}", clip.path,
+                    static_cast<double>(clip.frames) * frameSeconds, clip.frames, clip.frames == 1 ? "" : "s", needs,
+                    static_cast<double>(longest) * frameSeconds, hasTwo ? " each" : "")));
 }
 
 }  // namespace
@@ -173,6 +186,7 @@ Timeline Plan(RenderJob const& job, WarningFn const& warn) {
             warn(fmt::format("{}: damaged or cut off at {:.2f} s of {:.2f} s; what is there is used", clip.path,
                              Seconds(clip.info.duration), Seconds(*clip.info.declaredDuration)));
         }
+        WarnOfOtherRange(clip, timeline.target, warn);
         Piece const piece = CutPiece(job.clips[i], clip.info, warn);
         clip.start = piece.start;
         clip.frames = std::max<std::int64_t>(1, timeline.FrameAt(piece.duration));

@@ -8,6 +8,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/Conformer.h"
+#include "Media/Deinterlacer.h"
 #include "Media/StreamDecoder.h"
 
 namespace Kaltor::Media {
@@ -73,6 +74,8 @@ private:
         demuxer = std::make_unique<Demuxer>(path, stop);
         AVStream& stream = demuxer->RequireVideo();
         decoder = std::make_unique<StreamDecoder>(*demuxer, stream);
+        deinterlacer.emplace(path, stream.time_base);
+        hasDecoded = false;
         orientation = Orientation::Of(stream);
         isStill = demuxer->IsStillFormat();
     }
@@ -85,6 +88,8 @@ private:
                 break;
             }
             decoder->Flush();
+            deinterlacer->Reset();
+            hasDecoded = false;
             previousEnd.reset();
             next = Decode();
             if (next && next->place <= kReach) {
@@ -116,8 +121,23 @@ private:
         return place - static_cast<long double>(start.count()) * rate.num / (1'000'000.0L * rate.den);
     }
 
+    /// The next whole picture, or null at the end.
+    Proc::AvFramePtr NextFrame() {
+        for (;;) {
+            if (Proc::AvFramePtr whole = deinterlacer->Pull()) {
+                return whole;
+            }
+            if (hasDecoded) {
+                return nullptr;
+            }
+            Proc::AvFramePtr frame = decoder->Next();
+            hasDecoded = !frame;
+            deinterlacer->Push(std::move(frame));
+        }
+    }
+
     std::optional<Picture> Decode() {
-        Proc::AvFramePtr frame = decoder->Next();
+        Proc::AvFramePtr frame = NextFrame();
         ReportDamage();
         if (!frame) {
             return std::nullopt;
@@ -172,6 +192,8 @@ private:
     Conformer conformer;
     std::unique_ptr<Demuxer> demuxer;
     std::unique_ptr<StreamDecoder> decoder;
+    std::optional<Deinterlacer> deinterlacer;
+    bool hasDecoded = false;  ///< all that there is
     Orientation orientation;
     bool isStill = false;
     bool isDamageReported = false;

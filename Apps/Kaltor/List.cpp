@@ -151,8 +151,8 @@ int List(ListOptions const& options) {
         }
     }
     if (all.empty() && text.empty() && !options.isJson) {
-        throw std::runtime_error(fmt::format("nothing has \"{}\" in its name, kind or summary",
-                                             fmt::join(options.words, "\" and \"")));
+        throw std::runtime_error(
+            fmt::format("nothing has \"{}\" in its name, kind or summary", fmt::join(options.words, "\" and \"")));
     }
     WriteOut(options.isJson ? all.dump(2) + "\n" : text);
     return 0;

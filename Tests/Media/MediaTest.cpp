@@ -40,6 +40,7 @@ std::string MediaTest::Make(std::string const& name, ClipSpec const& spec) const
     options.video.frame = spec.frame;
     options.video.frameRate = spec.frameRate;
     options.video.colorSpec = spec.colorSpec;
+    options.video.transfer = spec.transfer;
     options.codec = spec.codec == "ffv1" && !name.ends_with(".mkv") ? "" : spec.codec;
     options.sound = spec.sound;
     MediaWriter writer(options);

@@ -41,6 +41,7 @@ struct ClipSpec {
     /// Draws over the plain colour.
     std::function<void(AVFrame& picture, int frame)> draw = {};
     ColorSpec colorSpec{ColorMatrix::Bt601, ColorRange::Limited};
+    AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;  ///< of BT.2020
     std::optional<SoundFormat> sound = {};
     /// Sample n of all channels.
     std::function<float(std::int64_t sample)> wave = [](std::int64_t) { return 0.0F; };

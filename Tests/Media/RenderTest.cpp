@@ -167,6 +167,15 @@ TEST_F(RenderTest, FollowsTheFirstClipsFormAlsoWhereEffectsChangeTheSize) {
     EXPECT_EQ(av_cmp_q(info.frameRate, {50, 1}), 0);
 }
 
+TEST_F(RenderTest, KeepsHdrTagsAndTellsOfClipsOfAnotherRange) {
+    std::string const hdr =
+        Make("hdr.mkv", {.colorSpec = {ColorMatrix::Bt2020, ColorRange::Limited}, .transfer = AVCOL_TRC_SMPTE2084});
+    Run(MakeJob({hdr, hdr, Make("plain.mkv", {})}, At("out.mp4")));
+    EXPECT_EQ(Probe(At("out.mp4")).transfer, AVCOL_TRC_SMPTE2084);
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_THAT(warnings[0], AllOf(HasSubstr("plain.mkv"), HasSubstr("HDR (PQ)")));
+}
+
 TEST_F(RenderTest, SoundFadesWithEqualPowerAndAgreesInLength) {
     auto const angle = [](double frequency, std::int64_t sample) {
         return 2.0 * std::numbers::pi * frequency * static_cast<double>(sample) / 48000.0;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "Media/Conformer.h"
+#include "Media/Deinterlacer.h"
 #include "MediaTest.h"
 #include "Tests/Ogl/FrameSamples.h"
 #include "Tests/Support/Caught.h"
@@ -202,6 +203,41 @@ TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
             EXPECT_EQ(Proc::GetColorSpec(*picture), to);
         }
     }
+}
+
+TEST_F(VideoReaderTest, MakesWholePicturesOfFields) {
+    // A bright bar moves 4 columns a field: each field alone shows it 8 columns wide.
+    constexpr int kPictures = 5;
+    Deinterlacer deinterlacer("test", {1, 25});
+    Proc::AvFramePtr const plain = MakePicture({64, 48, 1, 1}, {30, 128, 128});
+    plain->pts = 3;
+    deinterlacer.Push(Proc::ShareAvFrame(*plain));
+    Proc::AvFramePtr const same = deinterlacer.Pull();
+    ASSERT_TRUE(same);
+    EXPECT_EQ(same->data[0], plain->data[0]) << "progressive pictures pass";
+    for (int k = 0; k < kPictures; ++k) {
+        Proc::AvFramePtr picture = MakePicture({64, 48, 1, 1}, {30, 128, 128});
+        picture->interlaced_frame = picture->top_field_first = 1;
+        picture->pts = 4 + k;
+        for (int y = 0; y < 48; ++y) {
+            std::fill_n(picture->data[0] + y * picture->linesize[0] + 8 * k + 4 * (y % 2), 8, std::uint8_t{210});
+        }
+        deinterlacer.Push(std::move(picture));
+    }
+    deinterlacer.Push(nullptr);
+    for (int k = 0; k < kPictures; ++k) {
+        Proc::AvFramePtr const picture = deinterlacer.Pull();
+        ASSERT_TRUE(picture) << k;
+        EXPECT_EQ(picture->pts, 4 + k);
+        EXPECT_EQ(picture->interlaced_frame, 0);
+        for (int y = 8; y < 40; ++y) {
+            std::uint8_t const* const row = picture->data[0] + y * picture->linesize[0] + 8 * k;
+            // As in the field that is shown first; rows of the other one are made from it.
+            EXPECT_GT(row[1], 150) << k << ", row " << y;
+            EXPECT_LT(row[10], 90) << k << ", row " << y;
+        }
+    }
+    EXPECT_FALSE(deinterlacer.Pull());
 }
 
 TEST_F(VideoReaderTest, PassesOnBuffersThatNeedNoChange) {
