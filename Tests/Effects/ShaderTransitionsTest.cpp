@@ -5,162 +5,100 @@
 #include <cstdlib>
 #include <numbers>
 
+#include <fmt/format.h>
+
 #include "Proc/Effects/EffectsOgl/Transitions/Glyphs.h"
-#include "Proc/Settings/SettingsMotionTransitions.h"
-#include "Proc/Settings/SettingsWipeTransitions.h"
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-class ShaderTransitionsTest : public TransitionFixture {
-protected:
-    /// Noise whose alpha, where there is one, hides no colour.
-    static Picture MakeNoise(Size const& size, bool hasAlpha, std::uint32_t seed) {
-        Picture picture = Picture::Noise(size.width, size.height, hasAlpha, seed);
-        for (Rgba& pixel : picture.pixels) {
-            pixel[3] = hasAlpha ? (128.0 + std::floor(pixel[3] * 127.0)) / 255.0 : 1.0;
-        }
-        return picture;
-    }
-};
-
-/// Colours multiplied by alpha.
-Picture Multiplied(Picture picture) {
-    for (Rgba& pixel : picture.pixels) {
-        std::for_each_n(pixel.begin(), 3, [&](double& channel) { channel *= pixel[3]; });
-    }
-    return picture;
-}
-
-Rgba Straight(Rgba color) {
-    std::for_each_n(color.begin(), 3, [&](double& channel) { channel /= color[3]; });
-    return color;
-}
+using ShaderTransitionsTest = TransitionFixture;
 
 TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
     struct Case {
         Size size;
-        double x, y;
-        std::int32_t freq, ampl;
-        double width;
+        double x, y, freq, ampl, width;
     };
-    for (Case const& tested : {Case{{160, 90}, 0.5, 0.5, 6, 30, 0.25}, Case{{90, 160}, 0.2, 0.9, 4, 120, 0.6},
-                               Case{{64, 64}, 0.0, 0.3, 20, 60, 0.4}, Case{{81, 45}, 0.7, 0.1, 2, 40, 0.1}}) {
-        Proc::SettingsTransitionRipple settings;
-        settings.SetX(tested.x);
-        settings.SetY(tested.y);
-        settings.SetFreq(tested.freq);
-        settings.SetAmpl(tested.ampl);
-        settings.SetWidth(tested.width);
-        bool const hasAlpha = tested.size.width % 2 != 0;
-        Picture const first = MakeNoise(tested.size, hasAlpha, 1);
-        Picture const second = MakeNoise(tested.size, hasAlpha, 2);
-        Picture const from = Multiplied(first);
-        Picture const to = Multiplied(second);
-        double const longer = std::max(tested.size.width, tested.size.height);
-        double const scaleX = tested.size.width / longer;
-        double const scaleY = tested.size.height / longer;
-        double const reach =
-            std::hypot(std::max(tested.x, 1 - tested.x) * scaleX, std::max(tested.y, 1 - tested.y) * scaleY);
-        double const length = std::min(1.0 / tested.freq, tested.width);
+    for (Case const& c : {Case{{160, 90}, 0.5, 0.5, 6, 30, 0.25},
+                          {{90, 161}, 0.2, 0.9, 4, 120, 0.6},
+                          {{64, 64}, 0.0, 0.3, 20, 60, 0.4}}) {
+        std::string const settings =
+            fmt::format("TransitionRipple x={} y={} freq={} ampl={} width={}", c.x, c.y, c.freq, c.ampl, c.width);
+        bool const hasAlpha = c.size.width == 64;
+        Picture const first = MakeCoveringNoise(c.size, hasAlpha, 1);
+        Picture const second = MakeCoveringNoise(c.size, hasAlpha, 2);
+        Picture const from = Premultiply(first);
+        Picture const to = Premultiply(second);
+        double const longer = std::max(c.size.width, c.size.height);
+        double const scaleX = c.size.width / longer;
+        double const scaleY = c.size.height / longer;
+        double const reach = std::hypot(std::max(c.x, 1 - c.x) * scaleX, std::max(c.y, 1 - c.y) * scaleY);
+        double const length = std::min(1.0 / c.freq, c.width);
         double const shown = std::clamp(length * longer / 4 - 0.5, 0.0, 1.0);
-        for (double const p : {0.1, 0.45, 0.8}) {
-            double const front = p * (reach + tested.width);
+        for (double const p : {0.1, 0.45}) {
+            double const front = p * (reach + c.width);
             Picture const expected = ForEachPixel(first, [&](double s, double t) {
-                double const x = (s - tested.x) * scaleX;
-                double const y = (t - tested.y) * scaleY;
+                double const x = (s - c.x) * scaleX;
+                double const y = (t - c.y) * scaleY;
                 double const radius = std::hypot(x, y);
-                double const u = std::clamp((front - radius) / tested.width, 0.0, 1.0);
+                double const u = std::clamp((front - radius) / c.width, 0.0, 1.0);
                 double const packet = u * u * std::pow(1 - u, 3) / (0.16 * 0.216);
-                double const height = shown * tested.ampl / 60.0 / std::sqrt(1 + 2 * front) * packet *
+                double const height = shown * c.ampl / 60.0 / std::sqrt(1 + 2 * front) * packet *
                                       std::sin(2 * std::numbers::pi / length * (radius - 1.3 * front)) /
                                       std::max(radius, length / 2);
                 auto const mirror = [](double at) { return 1 - std::fabs(1 - std::fabs(at)); };
                 double const atS = mirror(s - x * height * 0.3 * length / scaleX);
                 double const atT = mirror(t - y * height * 0.3 * length / scaleY);
-                double const step = std::clamp((u - 0.15) / 0.6, 0.0, 1.0);
-                Rgba color = Mix(from.Sample(atS, atT), to.Sample(atS, atT), step * step * (3 - 2 * step));
+                Rgba const color = Mix(from.Sample(atS, atT), to.Sample(atS, atT), SmoothStep(0.15, 0.75, u));
                 double const facing =
                     (x - y) * height / std::sqrt(2.0) / std::sqrt(1 + height * height * radius * radius);
                 double const glint = 0.6 * std::pow(std::clamp(3 * facing - 0.3, 0.0, 1.0), 2);
-                std::for_each_n(color.begin(), 3, [&](double& channel) {
-                    channel *= 1 + 0.7 * facing;
-                    channel += (color[3] - channel) * glint;
-                });
-                return Straight(color);
+                return Straight(EachColor(color, [&](std::size_t i) {
+                    double const lit = color[i] * (1 + 0.7 * facing);
+                    return lit + (color[3] - lit) * glint;
+                }));
             });
             // Light brings out the filter's rounding by two thirds, division by alpha doubles it.
             EXPECT_TRUE(
                 IsNear(Run(settings, first, second, {.progress = p}), expected, (hasAlpha ? 2 : 1.7) * kFiltered))
-                << Describe(settings) << " at progress " << p;
+                << settings << " at progress " << p;
         }
     }
-}
-
-/// The picture as the means of columns x rows, each shown with an edge of one pixel.
-std::function<Rgba(double s, double t)> MakeBlocks(Picture const& picture, unsigned columns, unsigned rows) {
-    if (columns >= picture.width || rows >= picture.height) {
-        return [&picture](double s, double t) { return picture.SampleNearest(s, t); };
-    }
-    auto const cover = [](unsigned block, unsigned blocks, unsigned texel, unsigned texels) {
-        double const size = static_cast<double>(texels) / blocks;
-        return std::max(0.0, std::min((block + 1) * size, texel + 1.0) - std::max(block * size, 1.0 * texel)) / size;
-    };
-    Picture const means = Picture::Make(columns, rows, picture.hasAlpha, [&](unsigned column, unsigned row) {
-        Rgba sum{};
-        for (unsigned y = 0; y < picture.height; ++y) {
-            for (unsigned x = 0; x < picture.width; ++x) {
-                double const weight = cover(column, columns, x, picture.width) * cover(row, rows, y, picture.height);
-                for (std::size_t c = 0; c < sum.size(); ++c) {
-                    sum[c] += weight * picture.At(x, y)[c];
-                }
-            }
-        }
-        return sum;
-    });
-    auto const snap = [](double at, unsigned blocks, unsigned pixels) {
-        double const edge = std::floor(at * blocks + 0.5);
-        double const ramp = (at * blocks - edge) * pixels / blocks;
-        return (edge + std::clamp(ramp, -0.5, 0.5)) / blocks;
-    };
-    return [=, width = picture.width, height = picture.height](double s, double t) {
-        return means.Sample(snap(s, columns, width), snap(t, rows, height));
-    };
 }
 
 TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
-    // Steps of halving to 1/540 of the shorter side; the largest stay for a third of that, 2 at least.
-    struct Case {
-        Size size;
-        std::int32_t num;
-        unsigned columns, rows;
-        double steps, stay;
-    };
-    for (Case const& tested : {Case{{64, 36}, 5, 9, 5, 7, 7.0 / 3}, Case{{37, 64}, 2, 2, 3, 9, 3.0},
-                               Case{{64, 64}, 200, 64, 64, 2, 2.0}, Case{{63, 20}, 4, 13, 4, 8, 8.0 / 3}}) {
-        Proc::SettingsTransitionPixels settings;
-        settings.SetNum(tested.num);
-        bool const hasAlpha = tested.size.width % 2 != 0;
-        Picture const first = MakeNoise(tested.size, hasAlpha, 1);
-        Picture const second = MakeNoise(tested.size, hasAlpha, 2);
-        Picture const from = Multiplied(first);
-        Picture const to = Multiplied(second);
-        for (double const p : {0.04, 0.2, 0.29, 0.34, 0.45, 0.5, 0.64, 0.7, 0.86}) {
-            double const step = std::max(tested.steps - 2 * std::min(p, 1 - p) * (tested.steps + tested.stay), 0.0);
-            auto const blocks = [&](Picture const& picture, double halvings) {
-                auto const factor = static_cast<unsigned>(std::exp2(halvings < tested.steps ? halvings : 20));
-                return MakeBlocks(picture, tested.columns * factor, tested.rows * factor);
-            };
-            double const low = std::floor(step);
-            double const half = 0.5 * tested.stay / (tested.steps + tested.stay);
-            double const x = std::clamp(step > 0 ? step - low : (p - 0.5 + half) / (2 * half), 0.0, 1.0);
-            auto const a = step > 0 ? blocks(p < 0.5 ? from : to, low) : blocks(from, 0);
-            auto const b = step > 0 ? blocks(p < 0.5 ? from : to, low + 1) : blocks(to, 0);
-            Picture const expected = ForEachPixel(
-                first, [&](double s, double t) { return Straight(Mix(a(s, t), b(s, t), x * x * (3 - 2 * x))); });
-            EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = p}), expected, kFiltered + kUnfiltered))
-                << Describe(settings) << " at progress " << p;
+    // Four blocks across the shorter side are halved eight times on the way to a 540th of it; they stay for a third of
+    // that. Here they are pixels after the third time.
+    constexpr double kSteps = 8;
+    constexpr double kStay = kSteps / 3;
+    for (Size const& size : {Size{64, 32}, Size{32, 64}}) {
+        Picture const first = MakeCoveringNoise(size, size.width == 32, 1);
+        Picture const second = MakeCoveringNoise(size, size.width == 32, 2);
+        auto const blocks = [](Picture const& picture, int halvings) {
+            Picture means = Premultiply(picture);
+            for (int i = halvings; i < 3; ++i) {
+                means = Halve(means);
+            }
+            return means;
+        };
+        auto const check = [&](double p, Picture const& a, Picture const& b, double share) {
+            Picture const expected = ForEachPixel(first, [&](double s, double t) {
+                return Straight(Mix(a.SampleNearest(s, t), b.SampleNearest(s, t), SmoothStep(0, 1, share)));
+            });
+            EXPECT_TRUE(IsNear(Run("TransitionPixels num=4", first, second, {.progress = p}), expected,
+                               kFiltered + kUnfiltered))
+                << "progress " << p;
+        };
+        for (int halvings = 0; halvings < 4; ++halvings) {
+            for (double const share : {0.0, 0.3}) {
+                double const p = 0.5 * (kSteps - halvings - share) / (kSteps + kStay);
+                check(p, blocks(first, halvings), blocks(first, halvings + 1), share);
+                check(1 - p, blocks(second, halvings), blocks(second, halvings + 1), share);
+            }
+        }
+        for (double const share : {0.2, 0.5}) {  // of the time that the largest stay
+            check(0.5 + (share - 0.5) * kStay / (kSteps + kStay), blocks(first, 0), blocks(second, 0), share);
         }
     }
 }
@@ -169,12 +107,9 @@ TEST_F(ShaderTransitionsTest, PixelsScatterOneByOne) {
     // 10 x 6 squares of 4 pixels, from black to white.
     Picture const first = Picture::Flat(40, 24, {0, 0, 0, 1});
     Picture const second = Picture::Flat(40, 24, {1, 1, 1, 1});
-    Proc::SettingsTransitionPixels settings;
-    settings.SetType(1);
-    settings.SetNum(6);
     auto const draw = [&](unsigned seed, double progress) {
         std::srand(seed);
-        return Run(settings, first, second, {.progress = progress});
+        return Run("TransitionPixels type=1 num=6", first, second, {.progress = progress});
     };
     Picture before = first;
     for (double const p : {0.07, 0.3, 0.55, 0.97}) {
@@ -189,8 +124,7 @@ TEST_F(ShaderTransitionsTest, PixelsScatterOneByOne) {
             }
         }
         for (int rank = 0; rank < 60; ++rank) {
-            double const u = std::clamp((p - 0.9 * rank / 59) / 0.1, 0.0, 1.0);
-            wanted.insert(wanted.end(), 16, u * u * (3 - 2 * u));
+            wanted.insert(wanted.end(), 16, SmoothStep(0, 0.1, p - 0.9 * rank / 59));
         }
         std::sort(shown.begin(), shown.end(), std::greater<>());
         for (std::size_t i = 0; i < shown.size(); ++i) {
@@ -209,62 +143,49 @@ double GetAlong(Picture const& like, double degrees, double s, double t) {
 }
 
 TEST_F(ShaderTransitionsTest, SmearWithoutStrengthIsASoftWipe) {
-    for (double const degrees : {0.0, 90.0, -90.0, 180.0, 35.0, -120.0}) {
-        for (double const softness : {0.02, 0.3, 1.0}) {
-            Proc::SettingsTransitionSmear settings;
-            settings.SetAngle(degrees);
-            settings.SetStrength(0.0);
-            settings.SetSoftness(softness);
-            Expect(settings, {0.01, 0.3, 0.6}, [&](Picture const& first, Picture const& second, double p) {
-                double const reach = std::max({GetAlong(first, degrees, 0, 0), GetAlong(first, degrees, 0, 1),
-                                               GetAlong(first, degrees, 1, 0), GetAlong(first, degrees, 1, 1)});
-                double const front = p * (2 * reach + softness) - reach;
-                Picture const from = Multiplied(first);
-                Picture const to = Multiplied(second);
-                return ForEachPixel(first, [&](double s, double t) {
-                    double const x = std::clamp((front - GetAlong(first, degrees, s, t)) / softness, 0.0, 1.0);
-                    Rgba const color = Mix(from.SampleNearest(s, t), to.SampleNearest(s, t), x * x * (3 - 2 * x));
-                    return color[3] < 0.5 / 255 ? Rgba{} : Straight(color);
-                });
-            });
+    for (double const degrees : {0.0, -90.0, 180.0, 35.0}) {
+        for (double const softness : {0.02, 0.3}) {
+            Expect(fmt::format("TransitionSmear angle={} strength=0 softness={}", degrees, softness), {0.3},
+                   [&](Picture const& first, Picture const& second, double p) {
+                       double const reach = std::max({GetAlong(first, degrees, 0, 0), GetAlong(first, degrees, 0, 1),
+                                                      GetAlong(first, degrees, 1, 0), GetAlong(first, degrees, 1, 1)});
+                       double const front = p * (2 * reach + softness) - reach;
+                       Picture const from = Premultiply(first);
+                       Picture const to = Premultiply(second);
+                       return ForEachPixel(first, [&](double s, double t) {
+                           return Straight(Mix(from.SampleNearest(s, t), to.SampleNearest(s, t),
+                                               SmoothStep(0, softness, front - GetAlong(first, degrees, s, t))));
+                       });
+                   });
         }
     }
 }
 
 TEST_F(ShaderTransitionsTest, SmearDrawsPaintAlongItsWayAndSettles) {
-    Proc::SettingsTransitionSmear settings;
-    settings.SetStrength(0.4);
-    settings.SetSoftness(0.1);
-    Picture const first = MakeNoise({90, 70}, false, 1);
-    Picture const second = MakeNoise({90, 70}, false, 2);
-    for (double const degrees : {0.0, 90.0, 180.0, 60.0}) {
-        settings.SetAngle(degrees);
-        auto const along = [&](double x, double y) {
-            return GetAlong(first, degrees, (x + 0.5) / 90, 1 - (y + 0.5) / 70);
-        };
+    Picture const first = MakeCoveringNoise({90, 70}, false, 1);
+    Picture const second = MakeCoveringNoise({90, 70}, false, 2);
+    for (double const degrees : {0.0, 90.0, 60.0}) {
+        std::string const settings = fmt::format("TransitionSmear strength=0.4 softness=0.1 angle={}", degrees);
+        auto const along = [&](double s, double t) { return GetAlong(first, degrees, s, t); };
         // Dark where the brush comes from.
-        Picture const edge = Picture::Make(90, 70, false, [&](unsigned x, unsigned y) {
-            return along(x, y) < 0 ? Rgba{0, 0, 0, 1} : Rgba{1, 1, 1, 1};
+        Picture const edge = ForEachPixel(first, [&](double s, double t) {
+            return along(s, t) < 0 ? Rgba{0, 0, 0, 1} : Rgba{1, 1, 1, 1};
         });
-        double const reach = std::max(std::fabs(along(89.5, -0.5)), std::fabs(along(89.5, 69.5)));
+        double const reach = std::max(std::fabs(along(1, 1)), std::fabs(along(1, 0)));
         for (double const p : {0.25, 0.5, 0.75}) {
             double const front = (reach + 0.1 + 0.064) * (p - 1) + p * (reach + 0.1 + 0.3);
             Picture const drawn = Run(settings, first, second, {.progress = p});
             Picture const edged = Run(settings, edge, edge, {.progress = p});
-            Picture still = drawn;
             unsigned darkened = 0;
-            for (unsigned y = 0; y < 70; ++y) {
-                for (unsigned x = 0; x < 90; ++x) {
-                    double const behind = front - along(x, y);
-                    if (behind < -0.164 || behind > 0.4) {
-                        still.At(x, y) = (behind < 0 ? first : second).At(x, y);
-                    }
-                    darkened += along(x, y) > 0 && edged.At(x, y)[0] < 0.2 ? 1 : 0;
-                    ASSERT_TRUE(along(x, y) > -0.03 || edged.At(x, y)[0] == 0) << "drawn backwards " << x << ", " << y;
-                }
-            }
-            EXPECT_TRUE(IsNear(drawn, still, kUnfiltered)) << Describe(settings) << " at progress " << p;
-            EXPECT_EQ(darkened > 100, p == 0.5) << Describe(settings) << " at progress " << p;
+            Picture const still = ForEachPixel(first, [&](double s, double t) {
+                double const behind = front - along(s, t);
+                double const light = edged.SampleNearest(s, t)[0];
+                darkened += along(s, t) > 0 && light < 0.2 ? 1 : 0;
+                EXPECT_TRUE(along(s, t) > -0.03 || light == 0) << "drawn backwards at " << s << ", " << t;
+                return (behind < -0.164 ? first : behind > 0.4 ? second : drawn).SampleNearest(s, t);
+            });
+            EXPECT_TRUE(IsNear(drawn, still, kUnfiltered)) << settings << " at progress " << p;
+            EXPECT_EQ(darkened > 100, p == 0.5) << settings << " at progress " << p;
         }
     }
 }
@@ -287,25 +208,22 @@ std::vector<FallingColumn> DrawColumns(unsigned seed) {
 }
 
 TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
-    for (Size const& size : {Size{96, 60}, Size{60, 105}}) {
+    for (auto const& [size, rows] : {std::pair{Size{96, 60}, 6.0}, {Size{60, 105}, 17.0}}) {  // 12 / aspect / 1.25
         bool const hasAlpha = size.width == 60;
-        Picture const first = MakeNoise(size, hasAlpha, 1);
-        Picture const second = MakeNoise(size, hasAlpha, 2);
-        Proc::SettingsTransitionMatrix settings;
-        settings.SetNum(12);
-        settings.SetColor({255, 255, 255, 0});  // without light
-        // 12 / aspect / 1.25
-        double const rows = size.width == 96 ? 6 : 17;
-        for (double const p : {0.1, 0.4, 0.6, 0.9}) {
+        Picture const first = MakeCoveringNoise(size, hasAlpha, 1);
+        Picture const second = MakeCoveringNoise(size, hasAlpha, 2);
+        Picture const from = Premultiply(first);
+        Picture const to = Premultiply(second);
+        for (double const p : {0.4, 0.6}) {
             std::vector<FallingColumn> const columns = DrawColumns(5);
             std::srand(5);
-            Picture const drawn = Run(settings, first, second, {.progress = p});
-            Picture const expected = ForEachPixel(first, [&](double s, double t) {
+            // Without light.
+            Picture const drawn = Run("TransitionMatrix num=12 color=#FFFFFF00", first, second, {.progress = p});
+            Picture const expected = ForEachPixel(first, [&, rows = rows](double s, double t) {
                 FallingColumn const& column = columns[static_cast<std::size_t>(s * 12)];
                 double const trail = std::max(column.trail * rows, 3.0);
                 double const head = (p - column.begin) / column.duration * (rows + trail);
                 double const y = (1 - t) * rows;
-                double const passed = std::clamp((head - y) / 0.5, 0.0, 1.0);
                 // Darkness is told at the middles of cells.
                 auto const dark = [&](double row) {
                     double const left = 1 - (head - std::clamp(row, 0.0, rows - 1)) / trail;
@@ -314,15 +232,12 @@ TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
                 double const low = std::floor(y - 0.5);
                 double const f = y - 0.5 - low;
                 double const shown = 1 - 0.85 * (dark(low) * (1 - f) + dark(low + 1) * f);
-                Rgba from = first.SampleNearest(s, t);
-                Rgba to = second.SampleNearest(s, t);
-                for (std::size_t c = 0; c < 3; ++c) {
-                    from[c] *= from[3];
-                    to[c] *= to[3] * shown;
-                }
-                return Straight(Mix(from, to, passed * passed * (3 - 2 * passed)));
+                Rgba const lit = to.SampleNearest(s, t);
+                return Straight(Mix(from.SampleNearest(s, t),
+                                    EachColor(lit, [&](std::size_t c) { return lit[c] * shown; }),
+                                    SmoothStep(0, 0.5, head - y)));
             });
-            EXPECT_TRUE(IsNear(drawn, expected, kFiltered)) << Describe(settings) << " at progress " << p;
+            EXPECT_TRUE(IsNear(drawn, expected, kFiltered)) << size.width << " pixels wide, at progress " << p;
         }
     }
 }
@@ -330,14 +245,11 @@ TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
 TEST_F(ShaderTransitionsTest, MatrixShowsGlyphsWhereColumnsFall) {
     // 10 x 4 cells of 24 x 30 pixels.
     Picture const black = Picture::Flat(240, 120, {0, 0, 0, 1});
-    Proc::SettingsTransitionMatrix settings;
-    settings.SetNum(10);
-    settings.SetColor({255, 255, 255, 255});
     std::vector<FallingColumn> const columns = DrawColumns(9);
     unsigned heads = 0;
     for (double const p : {0.2, 0.35, 0.5, 0.65, 0.8}) {
         std::srand(9);
-        Picture const drawn = Run(settings, black, black, {.progress = p});
+        Picture const drawn = Run("TransitionMatrix num=10 color=#FFFFFF", black, black, {.progress = p});
         for (unsigned i = 0; i < 40; ++i) {
             FallingColumn const& column = columns[i % 10];
             double const trail = std::max(column.trail * 4, 3.0);

@@ -1,17 +1,16 @@
-// The transitions whose pictures turn in space, against rays cast through plain numbers.
+// The transitions whose pictures turn in space, against a rasteriser of plain numbers.
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <numbers>
-#include <vector>
+#include <numeric>
 
 #include <fmt/format.h>
 #include <glm/geometric.hpp>
 
 #include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
-#include "Proc/Settings/SettingsMeshTransitions.h"
+#include "Tests/Support/Scene.h"
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
@@ -20,198 +19,151 @@ namespace {
 constexpr double kPi = std::numbers::pi;
 constexpr double kCamera = 4.0;
 
-using TurningTransitionsTest = TransitionFixture;
-
-/// What a ray meets: nothing, the outgoing picture or the incoming one.
-enum class Hit { None, First, Second };
-
-/// Casts 4 x 4 rays a pixel: where what is drawn covers, and which picture it shows. The pictures are red and green.
-void ExpectShape(Picture const& drawn, std::function<Hit(double s, double t)> const& cast, std::string const& what) {
-    constexpr int kRays = 4;
-    double sum = 0.0;
-    int wrongSides = 0;
-    int ragged = 0;
-    for (unsigned y = 0; y < drawn.height; ++y) {
-        for (unsigned x = 0; x < drawn.width; ++x) {
-            std::array<int, 3> hits{};
-            for (int ray = 0; ray < kRays * kRays; ++ray) {
-                double const s = (x + (ray % kRays + 0.5) / kRays) / drawn.width;
-                double const t = 1.0 - (y + (ray / kRays + 0.5) / kRays) / drawn.height;
-                ++hits[static_cast<std::size_t>(cast(s, t))];
-            }
-            Rgba const& pixel = drawn.At(x, y);
-            double const missed = 1.0 - hits[0] / double{kRays * kRays} - pixel[3];
-            sum += missed;
-            ragged += std::abs(missed) > 0.3 ? 1 : 0;
-            if (hits[0] + hits[1] == 0 || hits[0] + hits[2] == 0) {
-                wrongSides += (pixel[0] > pixel[1]) == (hits[2] > 0) && pixel[3] > 0 ? 1 : 0;
-            }
-        }
-    }
-    EXPECT_EQ(wrongSides, 0) << what;
-    // Tips of less than a pixel, and the insides of folds, lose a little.
-    EXPECT_LT(ragged, 48) << what;
-    EXPECT_LT(std::abs(sum) / (drawn.width * drawn.height), 6e-3) << what;
+/// Without light and gloss, which add the same to all channels: these pictures have one that is 0.
+Rgba Unlit(Rgba const& color) {
+    double const gloss = std::min({color[0], color[1], color[2]});
+    double const sum = color[0] + color[1] + color[2] - 3 * gloss;
+    return EachColor(color, [&](std::size_t c) { return sum > 0 ? (color[c] - gloss) / sum : 0; });
 }
 
-Picture const kRed = Picture::Flat(96, 54, {1, 0, 0, 1}, true);
-Picture const kGreen = Picture::Flat(96, 54, {0, 1, 0, 1}, true);
+class TurningTransitionsTest : public TransitionFixture {
+protected:
+    /// Places in colours: from left to right, from bottom to top.
+    static Picture MakePlaces(Size const& size, bool isSecond) {
+        return ForEachPixel(Picture(size.width, size.height, true), [isSecond](double s, double t) {
+            double const right = std::round(25 + 77 * s) / 255;
+            double const up = std::round(25 + 77 * t) / 255;
+            return isSecond ? Rgba{0, up, right, 1} : Rgba{right, up, 0, 1};
+        });
+    }
+    /// Which side is seen, and which part of the picture. Edges are a pixel wide.
+    static void ExpectScene(Picture const& drawn, Scene& scene, std::string const& what) {
+        scene.margin = scene.hasDepth ? 0.75 : 1.0;
+        Picture expected = scene.DrawLike(drawn);
+        Picture unlit = drawn;
+        for (std::size_t i = 0; i < drawn.pixels.size(); ++i) {
+            unlit.pixels[i] = Unlit(drawn.pixels[i]);
+            expected.pixels[i] = expected.pixels[i] == kUndecided ? kUndecided : Unlit(expected.pixels[i]);
+        }
+        EXPECT_TRUE(IsNear(unlit, expected, 0.04)) << what;
+    }
+};
 
 TEST_F(TurningTransitionsTest, TheRibbonIsTwistedAboutItsAxis) {
+    constexpr Size kSize{96, 54};
+    Picture const first = MakePlaces(kSize, false);
+    Picture const second = MakePlaces(kSize, true);
     for (int direction = 0; direction < 4; ++direction) {
-        for (int const turns : {1, 2}) {
-            Proc::SettingsTransitionTwist settings;
-            settings.SetDir(direction);
-            settings.SetTurns(turns);
-            double const length = direction < 2 ? 16.0 / 9 : 9.0 / 16;
+        for (auto const& [turns, progress] : {std::pair{1, 0.3}, {2, 0.6}}) {
+            bool const isAcross = direction < 2;
+            double const sign = direction % 2 == 0 ? 1 : -1;
+            double const length = isAcross ? 16.0 / 9 : 9.0 / 16;
             double const width = std::clamp((turns == 1 ? 1.1 : 2.0) / length, 0.35, 2.0);
-            for (double const progress : {turns == 1 ? 0.3 : 0.6}) {
-                auto const cast = [&](double s, double t) {
-                    double along = 2 * (direction < 2 ? s : t) - 1;
-                    along *= direction % 2 == 0 ? length : -length;
-                    double const across = 2 * (direction < 2 ? t : s) - 1;
-                    auto const turn = [&](double reach) {
-                        double const c =
-                            std::clamp((progress * (1 + width) - (along * reach / length + 1) / 2) / width, 0.0, 1.0);
-                        return (turns | 1) * kPi * c * c * c * (10 + c * (6 * c - 15));
-                    };
-                    // Along the ray, over the ribbon where positive on its front.
-                    auto const height = [&](double reach) {
-                        double const theta = turn(reach);
-                        return kCamera * (1 - reach) * std::cos(theta) - across * reach * std::sin(theta);
-                    };
-                    constexpr double kStep = 1.0 / 100;
-                    double before = height(1 - 1 / kCamera - kStep);
-                    for (double reach = 1 - 1 / kCamera; reach < 1 + 1 / kCamera + kStep; reach += kStep) {
-                        double const after = height(reach);
-                        if ((before > 0) != (after > 0)) {
-                            double const at = reach - kStep * after / (after - before);
-                            if (std::hypot(across * at, kCamera * (1 - at)) <= 1 && std::abs(along * at) <= length) {
-                                return before > 0 ? Hit::First : Hit::Second;
-                            }
-                        }
-                        before = after;
-                    }
-                    return Hit::None;
-                };
-                ExpectShape(Run(settings, kRed, kGreen, {.progress = progress}), cast,
-                            fmt::format("{} at {}", Describe(settings), progress));
+            // Along the ribbon, 0 to 1, and across, -1 to 1.
+            auto const bend = [&, turns = turns, progress = progress](double u, double v) {
+                double const c = std::clamp((progress * (1 + width) - u) / width, 0.0, 1.0);
+                double const theta = (turns | 1) * kPi * c * c * c * (10 + c * (6 * c - 15));
+                double const along = sign * (2 * u - 1);
+                double const y = v * std::cos(theta);
+                return isAcross ? Vertex{along, y, v * std::sin(theta), 0.5 + along / 2, 0.5 + v / 2}
+                                : Vertex{y, along, v * std::sin(theta), 0.5 + v / 2, 0.5 + along / 2};
+            };
+            Scene scene;
+            scene.project = [](Vertex const& v) { return glm::dvec4(v.x, v.y, -1, 1 - v.z / kCamera); };
+            auto const shade = [&](Fragment const& f) {
+                if (f.isFront == (isAcross == (sign > 0))) {
+                    return f.texel;
+                }
+                return isAcross ? second.Sample(f.s, 1 - f.t) : second.Sample(1 - f.s, f.t);
+            };
+            scene.hasDepth = true;
+            constexpr int kStrips = 80;
+            for (int i = 0; i < kStrips; ++i) {
+                double const low = 1.0 * i / kStrips;
+                double const high = (i + 1.0) / kStrips;
+                for (double const v : {-1.0, -0.5, 0.0, 0.5}) {
+                    scene.AddQuad({bend(low, v), bend(high, v), bend(high, v + 0.5), bend(low, v + 0.5)}, first, shade);
+                }
             }
+            std::string const settings = fmt::format("TransitionTwist dir={} turns={}", direction, turns);
+            ExpectScene(Run(settings, first, second, {.progress = progress}), scene, settings);
         }
     }
 }
 
-TEST_F(TurningTransitionsTest, TheTwistRunsItsWayAndLeavesPicturesInPlace) {
-    for (bool const hasAlpha : {false, true}) {
-        Picture const first = Picture::Noise(60, 60, hasAlpha, 1);
-        Picture const second = Picture::Noise(60, 60, hasAlpha, 2);
-        for (int direction = 0; direction < 4; ++direction) {
-            Proc::SettingsTransitionTwist settings;
-            settings.SetDir(direction);
-            for (double const progress : {0.2, 0.8}) {
-                Picture const drawn = Run(settings, first, second, {.progress = progress});
-                // The twist, as long as the picture and a tenth of it, has come to 0.42 of the way, and has left 0.58
-                // of it.
-                Picture const& rest = progress < 0.5 ? first : second;
-                for (unsigned i = 0; i < 34; ++i) {
-                    unsigned const place = (direction % 2 == 0) == (progress < 0.5) ? 59 - i : i;
-                    for (unsigned j = 0; j < 60; ++j) {
-                        unsigned const x = direction < 2 ? place : j;
-                        unsigned const y = direction < 2 ? j : 59 - place;
-                        ASSERT_TRUE(rest.At(x, y) == drawn.At(x, y) || rest.At(x, y)[3] == 0)
-                            << Describe(settings) << " at " << progress << ": " << x << ", " << y;
-                    }
-                }
-            }
-        }
-    }
-}
-
-TEST_F(TurningTransitionsTest, BothSidesAreUprightWhereTheyComeToRest) {
-    Picture const flat = Picture::Flat(60, 60, {0, 0, 0, 1});
-    Picture const first = ForEachPixel(flat, [](double s, double t) { return Rgba{s, t, 0, 1}; });
-    Picture const second = ForEachPixel(flat, [](double s, double t) { return Rgba{t, 0, s, 1}; });
-    auto const expect = [&](Proc::Settings const& settings, double progress, bool isAcross, unsigned from,
-                            unsigned to) {
-        Picture const drawn = Run(settings, first, second, {.progress = progress});
-        Picture const& wanted = progress < 0.5 ? first : second;
-        for (unsigned i = from; i < to; ++i) {
-            for (unsigned j = 4; j < 56; ++j) {
-                unsigned const x = isAcross ? i : j;
-                unsigned const y = isAcross ? j : 59 - i;
-                for (std::size_t c = 0; c < 3; ++c) {
-                    ASSERT_NEAR(drawn.At(x, y)[c], wanted.At(x, y)[c], 0.1)
-                        << Describe(settings) << " at " << progress << ": " << x << ", " << y;
-                }
-            }
-        }
-    };
+TEST_F(TurningTransitionsTest, TheTwistLeavesPicturesInPlaceBeforeAndBehindIt) {
+    Picture const first = MakeCoveringNoise({60, 60}, true, 1);
+    Picture const second = MakeCoveringNoise({60, 60}, true, 2);
     for (int direction = 0; direction < 4; ++direction) {
-        Proc::SettingsTransitionTwist twist;
-        twist.SetDir(direction);
-        // Just within the twist, where it has hardly begun, and where it is all but over.
-        unsigned const begun = direction % 2 == 0 ? 22 : 37;
-        unsigned const settling = 59 - begun;
-        expect(twist, 0.2, direction < 2, begun, begun + 1);
-        expect(twist, 0.8, direction < 2, settling, settling + 1);
-    }
-    for (int const axis : {0, 1, 2}) {
-        Proc::SettingsTransitionMosaic mosaic;
-        mosaic.SetNum(1);
-        mosaic.SetAxis(axis);
-        expect(mosaic, 0.04, true, 4, 56);
-        expect(mosaic, 0.96, true, 4, 56);
+        std::string const settings = fmt::format("TransitionTwist dir={}", direction);
+        for (double const progress : {0.2, 0.8}) {
+            // The twist, as long as the picture and a tenth of it, has come to 0.42 of the way, and has left 0.58 of
+            // it.
+            Picture const drawn = Run(settings, first, second, {.progress = progress});
+            Picture const expected = ForEachPixel(first, [&](double s, double t) {
+                double const along = direction < 2 ? s : t;
+                double const way = direction % 2 == 0 ? along : 1 - along;
+                bool const isAtRest = progress < 0.5 ? way > 0.43 : way < 0.57;
+                return (isAtRest ? (progress < 0.5 ? first : second) : drawn).SampleNearest(s, t);
+            });
+            EXPECT_TRUE(IsNear(drawn, expected, 0)) << settings << " at " << progress;
+        }
     }
 }
 
 TEST_F(TurningTransitionsTest, TilesTurnInSpace) {
-    // Three tiles side by side, one after another.
+    // Three tiles side by side, one after another; lengths are in halves of the height.
+    constexpr Size kSize{150, 50};
     constexpr double kDuration = 0.35 + 0.65 / 3;
     constexpr double kStep = (1 - kDuration) / 2;
-    Picture const red = Picture::Flat(108, 36, {0.4, 0, 0, 1}, true);
-    Picture const green = Picture::Flat(108, 36, {0, 0.4, 0, 1}, true);
+    Picture const first = MakePlaces(kSize, false);
+    Picture const second = MakePlaces(kSize, true);
     for (int const axis : {0, 1}) {
-        Proc::SettingsTransitionMosaic settings;
-        settings.SetNum(1);
-        settings.SetAxis(axis);
+        std::string const settings = fmt::format("TransitionMosaic num=1 axis={}", axis);
         auto const draw = [&](double progress) {
             std::srand(4);
-            return Run(settings, red, green, {.progress = progress});
+            return Run(settings, first, second, {.progress = progress});
         };
         std::array<double, 3> starts{};
         for (unsigned tile = 0; tile < 3; ++tile) {
             for (double const start : {0.0, kStep}) {
-                starts.at(tile) += draw(start + 0.8 * kStep).At(18 + 36 * tile, 18) == red.At(0, 0) ? kStep : 0.0;
+                unsigned const x = 2 + 50 * tile;
+                starts.at(tile) += draw(start + 0.8 * kStep).At(x, 2) == first.At(x, 2) ? kStep : 0.0;
             }
         }
         for (double const progress : {0.3, 0.42, 0.8}) {
-            auto const cast = [=](double s, double t) {
-                double const x = 6 * s - 3;  // in halves of the height
-                double const y = 2 * t - 1;
-                double nearest = 2.0;
-                Hit hit = Hit::None;
-                for (unsigned tile = 0; tile < 3; ++tile) {
-                    double const c = std::clamp((progress - starts.at(tile)) / kDuration, 0.0, 1.0);
-                    double const theta = kPi * c * c * (3 - 2 * c);
-                    double const middle = 2.0 * tile - 2.0;
-                    // Where the ray meets the plane through the tile's axis.
-                    double const slope = axis == 0 ? y : x;
-                    double const offset = axis == 0 ? 0.0 : middle;
-                    double const facing = kCamera * std::cos(theta) + offset * std::sin(theta);
-                    double const at = facing / (kCamera * std::cos(theta) + slope * std::sin(theta));
-                    double const across =
-                        (slope * at - offset) * std::cos(theta) + kCamera * (1 - at) * std::sin(theta);
-                    double const along = axis == 0 ? x * at - middle : y * at;
-                    if (at > 0 && at < nearest && std::abs(along) <= 1 && std::abs(across) <= 1) {
-                        nearest = at;
-                        hit = facing > 0 ? Hit::First : Hit::Second;
-                    }
-                }
-                return hit;
-            };
-            ExpectShape(draw(progress), cast, fmt::format("{} at {}", Describe(settings), progress));
+            Scene scene;
+            scene.project = [](Vertex const& v) { return glm::dvec4(v.x / 3, v.y, -1, 1 - v.z / kCamera); };
+            for (unsigned const tile : {0U, 2U, 1U}) {  // from the outer ones to the middle
+                double const c = std::clamp((progress - starts.at(tile)) / kDuration, 0.0, 1.0);
+                double const theta = kPi * c * c * (3 - 2 * c);
+                double const middle = 2.0 * tile - 2.0;
+                auto const turn = [&](double u, double v) {
+                    double const across = axis == 0 ? v : u;
+                    double const turned = across * std::cos(theta);
+                    return Vertex{middle + (axis == 0 ? u : turned), axis == 0 ? turned : v, across * std::sin(theta),
+                                  (tile + 0.5 + u / 2) / 3, 0.5 + v / 2};
+                };
+                scene.AddQuad({turn(-1, -1), turn(1, -1), turn(1, 1), turn(-1, 1)}, first,
+                              [&, tile](Fragment const& f) {
+                                  return f.isFront   ? f.texel
+                                         : axis == 0 ? second.Sample(f.s, 1 - f.t)
+                                                     : second.Sample((2.0 * tile + 1) / 3 - f.s, f.t);
+                              });
+            }
+            ExpectScene(draw(progress), scene, fmt::format("{} at {}", settings, progress));
         }
     }
+}
+
+/// Whether a square of a picture shows another one to the byte.
+bool IsPart(Picture const& drawn, Picture const& picture, unsigned x, unsigned y, unsigned side) {
+    for (unsigned i = 0; i < side * side; ++i) {
+        if (drawn.At(x + i % side, y + i / side) != picture.At(x + i % side, y + i / side)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
@@ -222,24 +174,14 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
     Picture const second = Picture::Noise(kSide, kSide, false, 2);
     // Of each tile: '1' the outgoing picture in its place, '2' the incoming one, '-' neither.
     auto const draw = [&](int axis, unsigned seed, double progress) {
-        Proc::SettingsTransitionMosaic settings;
-        settings.SetNum(kTiles);
-        settings.SetAxis(axis);
         std::srand(seed);
-        Picture const drawn = Run(settings, first, second, {.progress = progress});
+        Picture const drawn =
+            Run(fmt::format("TransitionMosaic num=4 axis={}", axis), first, second, {.progress = progress});
         std::string states;
         for (unsigned tile = 0; tile < kTiles * kTiles; ++tile) {
-            auto const shows = [&](Picture const& picture) {
-                for (unsigned i = 0; i < 64; ++i) {
-                    unsigned const x = tile % kTiles * kTile + 6 + i % 8;
-                    unsigned const y = tile / kTiles * kTile + 6 + i / 8;
-                    if (drawn.At(x, y) != picture.At(x, y)) {
-                        return false;
-                    }
-                }
-                return true;
-            };
-            states += shows(first) ? '1' : shows(second) ? '2' : '-';
+            unsigned const x = tile % kTiles * kTile + 6;
+            unsigned const y = tile / kTiles * kTile + 6;
+            states += IsPart(drawn, first, x, y, 8) ? '1' : IsPart(drawn, second, x, y, 8) ? '2' : '-';
         }
         return states;
     };
@@ -260,7 +202,6 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
             }
             before = states;
         }
-        EXPECT_EQ(draw(axis, 1, 0.5), draw(axis, 1, 0.5));
         EXPECT_NE(draw(axis, 1, 0.5), draw(axis, 2, 0.5));
     }
 }
@@ -318,7 +259,7 @@ TEST_F(TurningTransitionsTest, PuzzleLeavesNoSpecksWherePiecesMet) {
     Picture const white = Picture::Flat(640, 360, {1, 1, 1, 1});
     Picture const black = Picture::Flat(640, 360, {0, 0, 0, 1});
     std::srand(1);
-    Picture const drawn = Run(Proc::SettingsTransitionPuzzle(), white, black, {.progress = 0.85});
+    Picture const drawn = Run("TransitionPuzzle", white, black, {.progress = 0.85});
     constexpr unsigned kAway = 5;
     for (unsigned y = kAway; y < drawn.height - kAway; ++y) {
         for (unsigned x = kAway; x < drawn.width - kAway; ++x) {
@@ -332,56 +273,40 @@ TEST_F(TurningTransitionsTest, PuzzleLeavesNoSpecksWherePiecesMet) {
 }
 
 TEST_F(TurningTransitionsTest, PuzzlePiecesRestLeaveAndThrowShadows) {
-    Proc::SettingsTransitionPuzzle settings;
-    settings.SetNum(1);
     Picture const first = Picture::Noise(96, 54, false, 1);
     Picture const second = Picture::Noise(96, 54, false, 2);
-    auto const isIn = [](Picture const& drawn, Picture const& picture, unsigned x, unsigned y) {
-        for (unsigned i = 0; i < 100; ++i) {
-            if (drawn.At(x + i % 10, y + i / 10) != picture.At(x + i % 10, y + i / 10)) {
-                return false;
-            }
-        }
-        return true;
-    };
     // Of two pieces side by side one has lifted off, and the other has not.
-    Picture const lifted = Run(settings, first, second, {.progress = 0.1});
-    EXPECT_NE(isIn(lifted, first, 10, 20), isIn(lifted, first, 76, 20));
+    Picture const lifted = Run("TransitionPuzzle num=1", first, second, {.progress = 0.1});
+    EXPECT_NE(IsPart(lifted, first, 10, 20, 10), IsPart(lifted, first, 76, 20, 10));
 
-    // A single piece that leaves nothing behind, not even a shadow.
+    // Pieces that leave nothing behind, not even a shadow.
     Picture const red = Picture::Flat(48, 48, {1, 0, 0, 1}, true);
     Picture const clear = Picture::Flat(48, 48, {0, 0, 0, 0}, true);
-    auto const sumAlpha = [](Picture const& picture, unsigned from, unsigned to) {
-        double sum = 0;
-        for (std::size_t i = std::size_t{from} * picture.width; i < std::size_t{to} * picture.width; ++i) {
-            sum += picture.pixels[i][3];
-        }
-        return sum;
-    };
     for (int const direction : {0, 1, 2}) {
-        settings.SetDir(direction);
-        Picture const flown = Run(settings, red, clear, {.progress = 0.7});
+        auto const draw = [&](int num, double progress) {
+            return Run(fmt::format("TransitionPuzzle num={} dir={}", num, direction), red, clear,
+                       {.progress = progress});
+        };
+        auto const sumAlpha = [](Picture const& picture, std::ptrdiff_t from, std::ptrdiff_t to) {
+            return std::accumulate(picture.pixels.begin() + 48 * from, picture.pixels.begin() + 48 * to, 0.0,
+                                   [](double sum, Rgba const& pixel) { return sum + pixel[3]; });
+        };
+        Picture const flown = draw(1, 0.7);
         double const upper = sumAlpha(flown, 0, 12);
         double const lower = sumAlpha(flown, 36, 48);
         EXPECT_TRUE(direction == 0 ? upper == 0 && lower > 200 : direction == 1 || (lower == 0 && upper > 200))
             << direction << ": " << upper << ", " << lower;
-        settings.SetNum(5);
-        Picture const begun = Run(settings, red, clear, {.progress = 0.3});
+        Picture const begun = draw(5, 0.3);
         EXPECT_TRUE(std::none_of(begun.pixels.begin(), begun.pixels.end(), [](Rgba const& c) {
             return c[3] > 0.05 && c[0] < 0.1;
         })) << "a shadow on nothing";
-        double const early = sumAlpha(begun, 0, 48);
-        double const late = sumAlpha(Run(settings, red, clear, {.progress = 0.7}), 0, 48);
-        EXPECT_LT(early, 48 * 48);
-        EXPECT_LT(late, 0.7 * early);
-        EXPECT_LT(sumAlpha(Run(settings, red, clear, {.progress = 0.995}), 0, 48), 12);
-        settings.SetNum(1);
+        EXPECT_LT(sumAlpha(begun, 0, 48), 48 * 48);
+        EXPECT_LT(sumAlpha(draw(5, 0.7), 0, 48), 0.7 * sumAlpha(begun, 0, 48));
+        EXPECT_LT(sumAlpha(draw(5, 0.995), 0, 48), 12);
     }
-    // What is lifted throws its shadow down to the right.
-    settings.SetDir(0);
-    settings.SetNum(3);
+    // What is lifted throws its shadow.
     Picture const grey = Picture::Flat(96, 96, {0.5, 0.5, 0.5, 1});
-    Picture const shaded = Run(settings, grey, grey, {.progress = 0.2});
+    Picture const shaded = Run("TransitionPuzzle num=3", grey, grey, {.progress = 0.2});
     EXPECT_TRUE(std::any_of(shaded.pixels.begin(), shaded.pixels.end(), [](Rgba const& c) { return c[0] < 0.35; }));
 }
 

@@ -1,8 +1,10 @@
 #include "Tests/Support/Scene.h"
 
+#include <cmath>
 #include <limits>
 #include <utility>
 
+#include <glm/common.hpp>
 #include <glm/geometric.hpp>
 #include <glm/matrix.hpp>
 
@@ -47,10 +49,13 @@ std::vector<Scene::Projected> Scene::Project() const {
     std::vector<Projected> projected;
     for (Piece const& piece : pieces) {
         glm::dmat3 places(1);
-        Projected now{&piece, {}, {}, {}, false};
+        constexpr double kFar = std::numeric_limits<double>::infinity();
+        Projected now{&piece, {}, {}, {}, glm::dvec2(kFar), glm::dvec2(-kFar), false};
         for (int i = 0; i < 3; ++i) {
             glm::dvec4 const clip = project(piece.corners[static_cast<std::size_t>(i)]);
             places[i] = {clip.x / clip.w, clip.y / clip.w, 1};
+            now.low = glm::min(now.low, glm::dvec2(places[i]));
+            now.high = glm::max(now.high, glm::dvec2(places[i]));
             now.depth[i] = clip.z / clip.w;
             now.w[i] = clip.w;
         }
@@ -71,6 +76,9 @@ std::pair<Rgba, std::size_t> Scene::Evaluate(std::vector<Projected> const& proje
     std::size_t last = 0;
     std::size_t all = 0;
     for (Projected const& triangle : projected) {
+        if (x < triangle.low.x || y < triangle.low.y || x > triangle.high.x || y > triangle.high.y) {
+            continue;
+        }
         Piece const& piece = *triangle.piece;
         glm::dvec3 weight = triangle.toWeights * glm::dvec3(x, y, 1);
         double const depth = glm::dot(weight, triangle.depth);
@@ -98,16 +106,20 @@ std::pair<Rgba, std::size_t> Scene::Evaluate(std::vector<Projected> const& proje
 }
 
 Picture Scene::Draw(unsigned width, unsigned height, bool hasAlpha) const {
-    constexpr double kPlaced = 0.01;
     std::vector<Projected> const projected = Project();
     return Picture::Make(width, height, hasAlpha, [&](unsigned x, unsigned y) {
         auto const at = [&](double dx, double dy) {
             return Evaluate(projected, 2 * (x + 0.5 + dx) / width - 1, 1 - 2 * (y + 0.5 + dy) / height, hasAlpha);
         };
         auto const [color, made] = at(0, 0);
-        for (double const dx : {-kPlaced, kPlaced}) {
-            for (double const dy : {-kPlaced, kPlaced}) {
-                if (at(dx, dy).second != made) {
+        for (double const dx : {-margin, margin}) {
+            for (double const dy : {-margin, margin}) {
+                auto const [beside, madeBeside] = at(dx, dy);
+                bool isAnother = !hasDepth && madeBeside != made;
+                for (std::size_t c = 0; c < 4; ++c) {
+                    isAnother = isAnother || (hasDepth && std::abs(beside[c] - color[c]) > 3.0 / 255 + margin / 10);
+                }
+                if (isAnother) {
                     return kUndecided;
                 }
             }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <glm/mat3x3.hpp>
+#include <glm/vec2.hpp>
 #include <glm/vec3.hpp>
 #include <glm/vec4.hpp>
 
@@ -39,6 +40,9 @@ public:
     std::function<glm::dvec4(Vertex const&)> project = [](Vertex const& v) { return glm::dvec4(v.x, v.y, 0, 1); };
     bool isCulled = false;
     bool hasDepth = false;
+    /// Undecided are pixels where another piece (with depth: another colour) is seen so many pixels away. GLs place
+    /// vertices to a 256th of a pixel or finer.
+    double margin = 0.01;
 
     void AddTriangle(std::array<Vertex, 3> const& corners, Picture const& picture, Shade shade);
     /// Lower left, lower right, upper right, upper left; drawn once along the diagonal.
@@ -49,7 +53,6 @@ public:
     /// The whole picture.
     void AddWhole(double x0, double y0, double x1, double y1, Picture const& picture, Shade const& shade = ShadeFlat);
 
-    /// Undecided where another piece is seen a hundredth of a pixel away: GLs place vertices to a 256th or finer.
     Picture Draw(unsigned width, unsigned height, bool hasAlpha) const;
     Picture DrawLike(Picture const& like) const { return Draw(like.width, like.height, like.hasAlpha); }
 
@@ -64,6 +67,7 @@ private:
         Piece const* piece;
         glm::dmat3 toWeights;
         glm::dvec3 depth, w;
+        glm::dvec2 low, high;
         bool isFront;
     };
     std::vector<Projected> Project() const;
