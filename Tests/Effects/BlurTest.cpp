@@ -1,12 +1,12 @@
 // The Gaussian blur against its sum, computed here in double precision with texels clamped to the edge.
 
+#include <algorithm>
 #include <cmath>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
-#include "Proc/Settings/SettingsFilterEffects.h"
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {
@@ -54,14 +54,9 @@ Picture BlurAlong(Picture const& picture, Taps const& taps, bool isVertical) {
     });
 }
 
-Picture Blur(Picture const& picture, Taps const& taps) {
+Picture Blur(Picture const& picture, double scale) {
+    Taps const taps(picture.width, picture.height, scale);
     return BlurAlong(BlurAlong(picture, taps, false), taps, true);
-}
-
-Proc::SettingsEffectBlurGaussian WithScale(double scale) {
-    Proc::SettingsEffectBlurGaussian settings;
-    settings.SetScale(scale);
-    return settings;
 }
 
 /// Between the two passes of the sum a picture has 8 bits: half a step more than what comes out in one go.
@@ -87,56 +82,40 @@ TEST(BlurKernels, HaveTheirSizeAndSigma) {
 
 using BlurTest = GlTest;
 
-TEST_F(BlurTest, IsTheSumAtEverySizeAndStrategy) {
-    struct Case {
-        unsigned width;
-        unsigned height;
-        double scale;
-    };
+TEST_F(BlurTest, IsTheSumOnEveryPictureAndStrategy) {
+    std::vector<std::pair<double, Picture>> cases;
     // A size of 1, sizes to both sides of the switch between two ways of drawing, and taps beyond the whole picture.
-    for (Case const& c :
-         {Case{96, 54, 0.0}, Case{96, 54, 0.05}, Case{54, 96, 0.05}, Case{100, 60, 0.1455}, Case{100, 60, 0.1555},
-          Case{60, 100, 0.1555}, Case{97, 31, 0.3}, Case{1, 64, 0.1}, Case{1, 64, 0.5}, Case{64, 1, 0.5},
-          Case{1, 1, 1.0}, Case{2, 3, 1.0}, Case{40, 40, 1.0}, Case{33, 17, 0.7}}) {
-        Taps const taps(c.width, c.height, c.scale);
-        for (bool const hasAlpha : {false, true}) {
-            Picture const picture = Picture::Noise(c.width, c.height, hasAlpha);
-            Picture const expected = Blur(picture, taps);
-            for (Ogl::FrameStrategy const& strategy : {kSoftwareStrategy, kGpuStrategy}) {
-                ScopedStrategy const scoped(strategy);
-                bool const isReduced = strategy.areFetchesDear && taps.size > kMostSummed;
-                EXPECT_TRUE(IsNear(Run(WithScale(c.scale), picture), expected, isReduced ? kReduced : kTwoPasses))
-                    << fmt::format("{}x{}, scale {}, size {}, {}, {}", c.width, c.height, c.scale, taps.size,
-                                   hasAlpha ? "with alpha" : "opaque", strategy.areFetchesDear ? "software" : "GPU");
-            }
-        }
+    for (auto const& [width, height, scale] : {std::tuple{96U, 54U, 0.0},
+                                               {54U, 96U, 0.05},
+                                               {100U, 60U, 0.1455},
+                                               {60U, 100U, 0.1555},
+                                               {97U, 31U, 0.3},
+                                               {1U, 64U, 0.5},
+                                               {64U, 1U, 0.1},
+                                               {1U, 1U, 1.0},
+                                               {2U, 3U, 1.0},
+                                               {33U, 17U, 0.7}}) {
+        cases.emplace_back(scale, Picture::Noise(width, height));
+        cases.emplace_back(scale, Picture::Noise(width, height, true));
     }
-}
-
-TEST_F(BlurTest, HoldsOnFinePicturesOfRealSize) {
-    constexpr unsigned kWidth = 480;
-    constexpr unsigned kHeight = 270;
-    Taps const taps(kWidth, kHeight, 0.08);
-    ASSERT_EQ(taps.size, 38);
-    for (Picture const& picture : {Picture::ZonePlate(kWidth, kHeight), Picture::Noise(kWidth, kHeight)}) {
-        Picture const expected = Blur(picture, taps);
-        {
-            ScopedStrategy const scoped(kSoftwareStrategy);
-            EXPECT_TRUE(IsNear(Run(WithScale(0.08), picture), expected, kReduced));
-        }
-        ScopedStrategy const scoped(kGpuStrategy);
-        EXPECT_TRUE(IsNear(Run(WithScale(0.08), picture), expected, kTwoPasses));
-    }
-}
-
-TEST_F(BlurTest, HoldsOnImpulsesAndEdges) {
-    // What a kernel that is a little off changes here is far from averaging out.
-    Picture const picture = Picture::Make(96, 54, false, [](unsigned x, unsigned y) {
-        bool const isImpulse = x % 24 == 7 && y % 18 == 5;
-        return Rgba{x > 50 ? 1.0 : 0.0, isImpulse ? 1.0 : 0.0, y > 20 ? 1.0 : 0.0, 1};
-    });
+    cases.emplace_back(0.08, Picture::ZonePlate(480, 270));
+    // What a kernel that is a little off changes on impulses and edges is far from averaging out.
     for (double const scale : {0.05, 0.2}) {
-        EXPECT_TRUE(IsNear(Run(WithScale(scale), picture), Blur(picture, Taps(96, 54, scale)), kTwoPasses)) << scale;
+        cases.emplace_back(
+            scale, Picture::Make(96, 54, false, [](unsigned x, unsigned y) {
+                return Rgba{x > 50 ? 1.0 : 0.0, x % 24 == 7 && y % 18 == 5 ? 1.0 : 0.0, y > 20 ? 1.0 : 0.0, 1};
+            }));
+    }
+    for (auto const& [scale, picture] : cases) {
+        Picture const expected = Blur(picture, scale);
+        int const size = Taps(picture.width, picture.height, scale).size;
+        for (Ogl::FrameStrategy const& strategy : {kSoftwareStrategy, kGpuStrategy}) {
+            ScopedStrategy const scoped(strategy);
+            bool const isReduced = strategy.areFetchesDear && size > kMostSummed;
+            EXPECT_TRUE(IsNear(Run(fmt::format("EffectBlurGaussian scale={}", scale), picture), expected,
+                               isReduced ? kReduced : kTwoPasses))
+                << "scale " << scale << ", size " << size << (strategy.areFetchesDear ? ", software" : ", GPU");
+        }
     }
 }
 

@@ -2,25 +2,16 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <map>
-#include <vector>
 
-#include "Proc/Settings/SettingsFilterEffects.h"
-#include "Proc/Settings/SettingsStyleEffects.h"
-#include "Tests/Support/GlFixture.h"
+#include <fmt/format.h>
+
+#include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using namespace Proc;
-
-using StyleEffectsTest = GlTest;
-
-struct Size {
-    unsigned width, height;
-};
-constexpr std::array kSizes{Size{64, 36}, Size{36, 64}, Size{33, 33}};
+using StyleEffectsTest = EffectFixture;
 
 /// The mean of `at` over a pixel, y from the bottom.
 double SampleArea(unsigned x, double y, std::function<double(double, double)> const& at) {
@@ -36,46 +27,29 @@ double SampleArea(unsigned x, double y, std::function<double(double, double)> co
 
 TEST_F(StyleEffectsTest, StripesCoverTheirShareAndDriftAcross) {
     struct Stripes {
-        double angle, fill, softness, speed, seconds;
-        int count;
+        double angle, fill, softness, speed, seconds, count;
     };
-    for (Stripes const& stripes : {Stripes{30, 0.5, 0.5, 0, 0, 4},
-                                   {-70, 0.3, 1, 0.5, 0.6, 3},
-                                   {0, 0.7, 0, -1.5, 100.1, 5},
-                                   {90, 0.25, 0, 1, 0.25, 40}}) {
-        SettingsEffectStripes settings;
-        settings.SetAngle(stripes.angle);
-        settings.SetFill(stripes.fill);
-        settings.SetSoftness(stripes.softness);
-        settings.SetSpeed(stripes.speed);
-        settings.SetCount(stripes.count);
-        settings.SetColor({255, 51, 0, 204});
-        for (Size const size : kSizes) {
-            for (bool const hasAlpha : {false, true}) {
-                Picture const input = Picture::Corners(size.width, size.height, hasAlpha);
-                double const radians = stripes.angle * M_PI / 180;
-                double const period = std::hypot(size.width, size.height) / stripes.count;
-                double const ramp = stripes.softness * std::min(stripes.fill, 1 - stripes.fill);
-                auto const isCovered = [&](double x, double y) {
-                    double const across =
-                        (y - size.height / 2.0) * std::cos(radians) - (x - size.width / 2.0) * std::sin(radians);
-                    double const d = std::fabs(std::remainder(across / period - stripes.speed * stripes.seconds, 1.0));
-                    double const e = std::clamp(
-                        ramp > 0 ? 0.5 + (stripes.fill / 2 - d) / ramp : 1.0 * (d < stripes.fill / 2), 0.0, 1.0);
-                    return e * e * (3 - 2 * e);
-                };
-                Picture const expected = Picture::Make(size.width, size.height, hasAlpha, [&](unsigned x, unsigned y) {
-                    double const weight = 0.8 * SampleArea(x, size.height - 1.0 - y, isCovered);
-                    Rgba const& from = input.At(x, y);
-                    return Rgba{from[0] + (1.0 - from[0]) * weight, from[1] + (0.2 - from[1]) * weight,
-                                from[2] * (1 - weight), from[3]};
-                });
-                // Edges that hit sub-pixel samples differ by one column of 16.
-                double const tolerance = stripes.softness > 0 ? kFiltered : 0.06;
-                EXPECT_TRUE(IsNear(Run(settings, input, {.seconds = stripes.seconds}), expected, tolerance))
-                    << size.width << "x" << size.height << " at " << stripes.angle;
-            }
-        }
+    for (Stripes const& s : {Stripes{30, 0.5, 0.5, 0, 0, 4}, {-70, 0.3, 1, 0.5, 0.6, 3}, {0, 0.7, 0, -1.5, 100.1, 5}}) {
+        Expect(fmt::format("EffectStripes angle={} fill={} softness={} speed={} count={} color=#FF3300CC", s.angle,
+                           s.fill, s.softness, s.speed, s.count),
+               [&](Picture const& input) {
+                   double const radians = s.angle * M_PI / 180;
+                   double const period = std::hypot(input.width, input.height) / s.count;
+                   double const ramp = s.softness * std::min(s.fill, 1 - s.fill);
+                   auto const isCovered = [&](double x, double y) {
+                       double const across =
+                           (y - input.height / 2.0) * std::cos(radians) - (x - input.width / 2.0) * std::sin(radians);
+                       double const d = std::fabs(std::remainder(across / period - s.speed * s.seconds, 1.0));
+                       return SmoothStep(-0.5, 0.5, (s.fill / 2 - d) / std::max(ramp, 1e-9));
+                   };
+                   return Picture::Make(input.width, input.height, input.hasAlpha, [&](unsigned x, unsigned y) {
+                       double const weight = 0.8 * SampleArea(x, input.height - 1.0 - y, isCovered);
+                       Rgba const color = Mix(input.At(x, y), {1, 0.2, 0, 1}, weight);
+                       return Rgba{color[0], color[1], color[2], input.At(x, y)[3]};
+                   });
+               },
+               // Edges that hit sub-pixel samples differ by one column of 16.
+               s.softness > 0 ? kFiltered : 0.06, {.seconds = s.seconds});
     }
 }
 
@@ -85,7 +59,7 @@ using Locate = std::function<std::pair<int, int>(double x, double y)>;
 /// Each block's mean by brute force, and each pixel's from the blocks that it lies in. Pixels in several blocks may be
 /// `border` off.
 void ExpectMeans(Picture const& actual, Picture const& input, Locate const& locate, double tolerance, double border) {
-    constexpr unsigned kSamples = 16;  // a side of a pixel
+    constexpr unsigned kSamples = 8;  // a side of a pixel
     using Block = std::array<double, 5>;
     std::map<std::pair<int, int>, Block> blocks;
     std::vector<Block*> samples;
@@ -121,121 +95,80 @@ void ExpectMeans(Picture const& actual, Picture const& input, Locate const& loca
     EXPECT_TRUE(IsNear(actual, expected, border)) << input.width << "x" << input.height << ", on borders";
 }
 
-TEST_F(StyleEffectsTest, MosaicOfSquaresShowsTheirMeans) {
-    for (int const count : {1, 8, 16}) {  // blocks' edges hit samples' edges
-        SettingsEffectMosaic settings;
-        settings.SetCount(count);
-        for (Size const size : kSizes) {
-            for (bool const hasAlpha : {false, true}) {
-                Picture const input = Picture::Noise(size.width, size.height, hasAlpha);
-                double const side = std::min(size.width, size.height) / static_cast<double>(count);
-                auto const number = [&](double x, unsigned length) {
-                    double const odd = std::fmod(std::ceil(length / side - 1e-9), 2);
-                    return static_cast<int>(std::floor((x - length / 2.0) / side + odd / 2 + 1e-9));
-                };
-                ExpectMeans(
-                    Run(settings, input), input,
-                    [&](double x, double y) {
-                        return std::pair{number(x, size.width), number(y, size.height)};
-                    },
-                    kUnfiltered, kFiltered);
-            }
+TEST_F(StyleEffectsTest, MosaicShowsTheMeansOfItsBlocks) {
+    for (auto const& [width, height, hasAlpha] : {std::tuple{64U, 36U, false}, {36U, 64U, true}, {33U, 33U, true}}) {
+        Picture const input = Picture::Noise(width, height, hasAlpha);
+        for (int const count : {1, 8}) {  // blocks' edges hit samples' edges
+            double const side = std::min(width, height) / static_cast<double>(count);
+            auto const number = [&](double x, unsigned length) {
+                double const odd = std::fmod(std::ceil(length / side - 1e-9), 2);
+                return static_cast<int>(std::floor((x - length / 2.0) / side + odd / 2 + 1e-9));
+            };
+            ExpectMeans(
+                Run(fmt::format("EffectMosaic count={}", count), input), input,
+                [&, w = width, h = height](double x, double y) {
+                    return std::pair{number(x, w), number(y, h)};
+                },
+                kUnfiltered, kFiltered);
         }
-    }
-}
-
-TEST_F(StyleEffectsTest, MosaicOfHexagonsShowsTheirMeans) {
-    for (int const count : {2, 5, 9}) {
-        SettingsEffectMosaic settings;
-        settings.SetCount(count);
-        settings.SetShape(1);
-        for (Size const size : kSizes) {
-            for (bool const hasAlpha : {false, true}) {
-                Picture const input = Picture::Noise(size.width, size.height, hasAlpha);
-                bool const isUpright = size.width >= size.height;  // hexagons touch one above the other
-                double const pitch = std::min(size.width, size.height) / static_cast<double>(count);
-                ExpectMeans(
-                    Run(settings, input), input,
-                    [&](double x, double y) {
-                        double const a = (x - size.width / 2.0) / pitch;
-                        double const b = (y - size.height / 2.0) / pitch;
-                        double const u = isUpright ? b : a;
-                        double const v = isUpright ? a : b;
-                        std::pair<int, int> nearest;
-                        double least = INFINITY;
-                        int const middle = static_cast<int>(std::lround(v / std::sqrt(0.75)));
-                        int const side = static_cast<int>(std::lround(2 * u));
-                        for (int row = middle - 1; row <= middle + 1; ++row) {
-                            for (int half = side - 2; half <= side + 2; ++half) {  // pitches, doubled
-                                double const distance = std::hypot(u - half / 2.0, v - row * std::sqrt(0.75));
-                                if ((half + row + count + 1) % 2 == 0 && distance < least) {
-                                    least = distance;
-                                    nearest = {half, row};
-                                }
-                            }
+        for (int const count : {2, 5}) {
+            bool const isUpright = width >= height;  // hexagons touch one above the other
+            double const pitch = std::min(width, height) / static_cast<double>(count);
+            auto const locate = [&, width = width, height = height](double x, double y) {
+                double const a = (x - width / 2.0) / pitch;
+                double const b = (y - height / 2.0) / pitch;
+                double const u = isUpright ? b : a;
+                double const v = isUpright ? a : b;
+                std::pair<int, int> nearest;
+                double least = INFINITY;
+                int const middle = static_cast<int>(std::lround(v / std::sqrt(0.75)));
+                int const side = static_cast<int>(std::lround(2 * u));
+                for (int row = middle - 1; row <= middle + 1; ++row) {
+                    for (int half = side - 2; half <= side + 2; ++half) {  // pitches, doubled
+                        double const distance = std::hypot(u - half / 2.0, v - row * std::sqrt(0.75));
+                        if ((half + row + count + 1) % 2 == 0 && distance < least) {
+                            least = distance;
+                            nearest = {half, row};
                         }
-                        return nearest;
-                    },
-                    2.0 / 255.0, 0.15);  // corners of three hexagons within a pixel are mixed by rule of thumb
-            }
+                    }
+                }
+                return nearest;
+            };
+            // Corners of three hexagons within a pixel are mixed by rule of thumb.
+            ExpectMeans(Run(fmt::format("EffectMosaic shape=1 count={}", count), input), input, locate, 2.0 / 255.0,
+                        0.15);
         }
     }
 }
 
-TEST_F(StyleEffectsTest, MosaicOfPixelsIsThePicture) {
-    for (int const shape : {0, 1}) {
-        SettingsEffectMosaic settings;
-        settings.SetShape(shape);
-        settings.SetCount(36);
-        Picture const input = Picture::Noise(64, 36, true);
-        EXPECT_TRUE(IsNear(Run(settings, input), input, 0.0));
-    }
-}
-
-TEST_F(StyleEffectsTest, GlassBricksBendThePicture) {
-    SettingsEffectGlassMosaic settings;
-    settings.SetCount(3);
-    settings.SetStrength(0.7);
-    settings.SetBevel(0.0);
-    for (Size const size : kSizes) {
-        Picture const input = Picture::Corners(size.width, size.height, true);
-        Picture const actual = Run(settings, input);
-        double const side = std::min(size.width, size.height) / 3.0;
-        Picture const expected = Picture::Make(size.width, size.height, true, [&](unsigned x, unsigned y) {
-            struct Place {
-                double middle, q;
-            };
-            auto const find = [side](double at, unsigned length) {
-                double const parity = std::fmod(std::ceil(length / side), 2.0) / 2.0;
-                double const brick = std::floor((at - length / 2.0) / side + parity) + 0.5 - parity;
-                double const middle = length / 2.0 + brick * side;
-                return Place{middle, 2.0 * (at - middle) / side};
-            };
-            Place const h = find(x + 0.5, size.width);
-            Place const v = find(size.height - y - 0.5, size.height);
-            if (std::max(std::fabs(h.q), std::fabs(v.q)) > 1.0 - 1.0 / side) {
-                return actual.At(x, y);  // in two bricks
+TEST_F(StyleEffectsTest, GlassBricksBendThePictureAndAreLitFromTheUpperLeft) {
+    for (auto const& [width, height] : {Size{64, 36}, Size{36, 64}, Size{33, 33}}) {
+        Picture const input = Picture::Corners(width, height, true);
+        double const side = std::min(width, height) / 3.0;
+        // The middle of the brick at a place, and where in it that is: -1 to 1.
+        auto const find = [side](double at, unsigned length) {
+            double const parity = std::fmod(std::ceil(length / side), 2.0) / 2.0;
+            double const middle =
+                length / 2.0 + (std::floor((at - length / 2.0) / side + parity) + 0.5 - parity) * side;
+            return std::pair{middle, 2.0 * (at - middle) / side};
+        };
+        Picture const actual = Run("EffectGlassMosaic count=3 strength=0.7 bevel=0", input);
+        Picture const expected = ForEachPixel(input, [&, width = width, height = height](double s, double t) {
+            auto const [middleX, x] = find(s * width, width);
+            auto const [middleY, y] = find(t * height, height);
+            if (std::max(std::fabs(x), std::fabs(y)) > 1.0 - 1.0 / side) {
+                return actual.SampleNearest(s, t);  // in two bricks
             }
-            double const lens = side / 2.0 * (1.0 + 0.7 * (0.7 + 0.8 * (h.q * h.q + v.q * v.q)));
+            double const lens = side / 2.0 * (1.0 + 0.7 * (0.7 + 0.8 * (x * x + y * y)));
             auto const mirror = [](double at) { return 1.0 - std::fabs(1.0 - std::fabs(at)); };
-            return input.Sample(mirror((h.middle + h.q * lens) / size.width),
-                                mirror((v.middle + v.q * lens) / size.height));
+            return input.Sample(mirror((middleX + x * lens) / width), mirror((middleY + y * lens) / height));
         });
-        EXPECT_TRUE(IsNear(actual, expected, kFiltered)) << size.width << "x" << size.height;
+        EXPECT_TRUE(IsNear(actual, expected, kFiltered)) << width << "x" << height;
     }
-}
-
-TEST_F(StyleEffectsTest, GlassBricksAreLitFromTheUpperLeft) {
-    SettingsEffectGlassMosaic settings;
-    settings.SetCount(2);
-    Picture const lit = Run(settings, Picture::Flat(300, 200, {0.4, 0.4, 0.4, 1}));
     // The middle one of three bricks of 100 pixels.
-    double const left = lit.At(104, 50)[0];
-    double const right = lit.At(195, 50)[0];
-    double const top = lit.At(150, 4)[0];
-    double const bottom = lit.At(150, 95)[0];
-    EXPECT_GT(std::min(left, top), 0.44);
-    EXPECT_LT(std::max(right, bottom), 0.38);
+    Picture const lit = Run("EffectGlassMosaic count=2", Picture::Flat(300, 200, {0.4, 0.4, 0.4, 1}));
+    EXPECT_GT(std::min(lit.At(104, 50)[0], lit.At(150, 4)[0]), 0.44) << "left and top";
+    EXPECT_LT(std::max(lit.At(195, 50)[0], lit.At(150, 95)[0]), 0.38) << "right and bottom";
     EXPECT_LT(lit.At(100, 50)[0], 0.3) << "the joint";
     EXPECT_NEAR(lit.At(140, 40)[0], 0.42, 0.03);
 }
@@ -243,13 +176,11 @@ TEST_F(StyleEffectsTest, GlassBricksAreLitFromTheUpperLeft) {
 class FlyingObjectsTest : public GlTest {
 protected:
     /// The same objects each time.
-    Picture Fly(Picture const& input, double seconds) const {
+    static Picture Fly(std::string const& settings, Picture const& input, double seconds) {
         std::srand(3);
-        return Run(settings, input, {.seconds = seconds});
+        return Run("EffectFlyingObjects " + settings, input, {.seconds = seconds});
     }
     static Picture Black(unsigned width, unsigned height) { return Picture::Flat(width, height, {0, 0, 0, 1}); }
-
-    SettingsEffectFlyingObjects settings;
 };
 
 /// What is bright in a picture, and its middle in picture heights, y up.
@@ -268,133 +199,104 @@ struct Bright {
 };
 
 TEST_F(FlyingObjectsTest, DriftWhereTheyShould) {
-    constexpr std::array<std::array<double, 2>, 4> kHeadings{{{0, -1}, {0, 1}, {-1, 0}, {1, 0}}};
-    settings.SetKind(5);  // does not turn
-    settings.SetCount(1);
-    settings.SetSize(0.2);
-    settings.SetSpeed(0.5);
-    for (std::int32_t direction = 0; direction < 4; ++direction) {
-        settings.SetMoveDirection(direction);
-        auto const& [headingX, headingY] = kHeadings.at(static_cast<std::size_t>(direction));
-        double const step = 0.25;
-        double seconds = 0.0;  // when the one object is in the picture
+    constexpr double kSpeed = 0.5;
+    constexpr double kStep = 0.25;
+    for (auto const& [direction, x, y] : {std::tuple{0, 0, -1}, {1, 0, 1}, {2, -1, 0}, {3, 1, 0}}) {
+        // Of a kind that does not turn.
+        std::string const settings =
+            fmt::format("kind=5 count=1 size=0.2 speed={} moveDirection={}", kSpeed, direction);
+        auto const look = [&](double at) { return Bright(Fly(settings, Black(128, 72), at)); };
         auto const isWithin = [](Bright const& place) {
             return place.sum > 5.0 && place.x > 0.4 && place.x < 1.4 && place.y > 0.3 && place.y < 0.7;
         };
-        while (seconds < 60.0 && !isWithin(Bright(Fly(Black(128, 72), seconds)))) {
-            seconds += step;
+        double seconds = 0.0;  // when the one object is in the picture
+        while (seconds < 60.0 && !isWithin(look(seconds))) {
+            seconds += kStep;
         }
-        Bright const before(Fly(Black(128, 72), seconds));
-        Bright const after(Fly(Black(128, 72), seconds + step));
-        double const way = headingX * (after.x - before.x) + headingY * (after.y - before.y);
-        EXPECT_GT(way, settings.GetSpeed() * step / 3.0 * 0.95) << "direction " << direction << " at " << seconds;
-        EXPECT_LT(way, settings.GetSpeed() * step * 1.05) << "direction " << direction << " at " << seconds;
+        Bright const before = look(seconds);
+        Bright const after = look(seconds + kStep);
+        double const way = x * (after.x - before.x) + y * (after.y - before.y);
+        EXPECT_GT(way, kSpeed * kStep / 3.0 * 0.95) << settings << " at " << seconds;
+        EXPECT_LT(way, kSpeed * kStep * 1.05) << settings << " at " << seconds;
     }
 }
 
 TEST_F(FlyingObjectsTest, MoveWithoutAJump) {
-    settings.SetCount(150);
-    settings.SetSize(0.15);
-    settings.SetSpeed(2.0);
-    for (std::int32_t kind = 0; kind < 7; ++kind) {
-        settings.SetKind(kind);
-        settings.SetMoveDirection(kind % 4);
-        for (double const seconds : {0.0, 7.3, 59.9999, 61.7, 119.9999, 86399.9999}) {
-            Picture const now = Fly(Black(96, 54), seconds);
+    for (int kind = 0; kind < 7; ++kind) {
+        std::string const settings = fmt::format("kind={} moveDirection={} count=150 size=0.15", kind, kind % 4);
+        auto const look = [&](double at) { return Fly(settings + " speed=2", Black(96, 54), at); };
+        for (double const seconds : {7.3, 59.9999, 61.7, 119.9999}) {
+            Picture const now = look(seconds);
             // The teeth of the smallest leaves are finer than pixels.
-            EXPECT_TRUE(IsNear(Fly(Black(96, 54), seconds + 0.0002), now, 0.2))
-                << "kind " << kind << " at " << seconds;
-            EXPECT_FALSE(IsNear(Fly(Black(96, 54), seconds + 0.2), now, 0.2)) << "kind " << kind << " at " << seconds;
+            EXPECT_TRUE(IsNear(look(seconds + 0.0002), now, 0.2)) << settings << " at " << seconds;
+            EXPECT_FALSE(IsNear(look(seconds + 0.2), now, 0.2)) << settings << " at " << seconds;
         }
-        settings.SetSpeed(0.0);
-        EXPECT_TRUE(IsNear(Fly(Black(96, 54), 71.0), Fly(Black(96, 54), 11.0), kFiltered)) << "a minute later";
-        settings.SetSpeed(2.0);
+        EXPECT_TRUE(IsNear(Fly(settings + " speed=0", Black(96, 54), 71.0),
+                           Fly(settings + " speed=0", Black(96, 54), 11.0), kFiltered))
+            << "a minute later";
     }
 }
 
-TEST_F(FlyingObjectsTest, AreAsManyAsWanted) {
-    settings.SetSize(0.012);
-    auto const fly = [this](std::int32_t count) {
-        settings.SetCount(count);
-        return Fly(Black(320, 180), 4.0);
-    };
-    Picture const few = fly(100);
-    Picture const many = fly(400);
+TEST_F(FlyingObjectsTest, AreAsManyAsWantedAndLieOverThePicture) {
+    Picture const few = Fly("size=0.012 count=100", Black(320, 180), 4.0);
+    Picture const many = Fly("size=0.012 count=400", Black(320, 180), 4.0);
     EXPECT_NEAR(Bright(many).sum / Bright(few).sum, 4.0, 0.8);
     for (std::size_t i = 0; i < few.pixels.size(); ++i) {
         ASSERT_GE(many.pixels[i][0], few.pixels[i][0] - kUnfiltered) << "a larger count adds to the same objects";
     }
-}
-
-TEST_F(FlyingObjectsTest, LieOverThePicture) {
-    settings.SetKind(3);
-    settings.SetSize(0.2);
-    settings.SetColor({255, 255, 255, 128});
-    Picture const alone = Fly(Picture::Flat(64, 36, {1, 1, 1, 0}, true), 2.0);
+    std::string const settings = "kind=3 size=0.2 color=#FFFFFF80";
+    Picture const alone = Fly(settings, Picture::Flat(64, 36, {1, 1, 1, 0}, true), 2.0);
     for (bool const hasAlpha : {false, true}) {
-        Picture const input = Picture::Corners(64, 36, hasAlpha);
-        Picture expected = input;
-        for (std::size_t i = 0; i < input.pixels.size(); ++i) {
+        Picture expected = Picture::Corners(64, 36, hasAlpha);
+        Picture const drawn = Fly(settings, expected, 2.0);
+        for (std::size_t i = 0; i < alone.pixels.size(); ++i) {
             Rgba const& above = alone.pixels[i];
-            Rgba& color = expected.pixels[i];
-            double const rest = color[3] * (1.0 - above[3]);
-            for (std::size_t c = 0; c < 3; ++c) {
-                color[c] = (above[c] * above[3] + color[c] * rest) / (above[3] + rest);
-            }
-            color[3] = above[3] + rest;
+            Rgba const below = expected.pixels[i];
+            double const rest = below[3] * (1.0 - above[3]);
+            expected.pixels[i] = EachColor(
+                below, [&](std::size_t c) { return (above[c] * above[3] + below[c] * rest) / (above[3] + rest); });
+            expected.pixels[i][3] = above[3] + rest;
         }
-        EXPECT_TRUE(IsNear(Fly(input, 2.0), expected, kFiltered));
+        EXPECT_TRUE(IsNear(drawn, expected, kFiltered));
     }
-    double most = 0.0;
-    for (Rgba const& pixel : alone.pixels) {
-        most = std::max(most, pixel[3]);
-    }
-    EXPECT_GT(most, 0.5) << "where objects overlap";
+    EXPECT_TRUE(std::any_of(alone.pixels.begin(), alone.pixels.end(), [](Rgba const& c) { return c[3] > 0.5; }))
+        << "where objects overlap";
 }
 
 TEST_F(StyleEffectsTest, FilmStripRunsWhereItShould) {
-    constexpr std::array<std::array<double, 2>, 4> kHeadings{{{0, 1}, {0, -1}, {-1, 0}, {1, 0}}};
-    SettingsEffectFilmStrip settings;
-    settings.SetSpeed(0.4);
-    settings.SetColor({0, 0, 0, 255});
-    for (Size const size : {Size{160, 90}, Size{90, 160}}) {
+    for (auto const& [width, height] : {Size{160, 90}, Size{90, 160}}) {
         // A white spot in the middle, alone where only what is bright counts.
-        Picture const input = Picture::Make(size.width, size.height, false, [size](unsigned x, unsigned y) {
-            bool const isSpot = std::hypot(x + 0.5 - size.width / 2.0, y + 0.5 - size.height / 2.0) < 12.0;
-            return isSpot ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
+        Picture const input = ForEachPixel(Picture(width, height), [w = width, h = height](double s, double t) {
+            return std::hypot((s - 0.5) * w, (t - 0.5) * h) < 12.0 ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
         });
-        auto const run = [&](double seconds) {
-            Picture picture = Run(settings, input, {.seconds = seconds});
-            for (Rgba& pixel : picture.pixels) {
-                pixel[0] = pixel[0] < 0.5 ? 0.0 : pixel[0];
-            }
-            return picture;
-        };
-        for (std::int32_t direction = 0; direction < 4; ++direction) {
-            settings.SetDirection(direction);
-            auto const& [headingX, headingY] = kHeadings.at(static_cast<std::size_t>(direction));
+        for (auto const& [direction, x, y] : {std::tuple{0, 0, 1}, {1, 0, -1}, {2, -1, 0}, {3, 1, 0}}) {
+            std::string const settings = fmt::format("EffectFilmStrip speed=0.4 color=#000000 direction={}", direction);
+            auto const run = [&](double seconds) {
+                Picture picture = Run(settings, input, {.seconds = seconds});
+                for (Rgba& pixel : picture.pixels) {
+                    pixel[0] = pixel[0] < 0.5 ? 0.0 : pixel[0];
+                }
+                return picture;
+            };
             Bright const start(run(0.0));
             Bright const later(run(0.2));
-            double const across = 0.7 * (direction < 2 ? size.width : size.height) / 0.72;
-            double const along = 0.7 * (direction < 2 ? size.height : size.width) + 0.05 * across;
-            double const way = 0.4 * 0.2 * along / size.height;
-            EXPECT_NEAR(start.x, 0.5 * size.width / size.height, 0.005) << direction;
-            EXPECT_NEAR(start.y, 0.5, 0.005) << direction;
-            EXPECT_NEAR(later.x - start.x, headingX * way, 0.006) << direction;
-            EXPECT_NEAR(later.y - start.y, headingY * way, 0.006) << direction;
+            double const across = 0.7 * (direction < 2 ? width : height) / 0.72;
+            double const along = 0.7 * (direction < 2 ? height : width) + 0.05 * across;
+            double const way = 0.4 * 0.2 * along / height;
+            EXPECT_NEAR(start.x, 0.5 * width / height, 0.005) << settings;
+            EXPECT_NEAR(start.y, 0.5, 0.005) << settings;
+            EXPECT_NEAR(later.x - start.x, x * way, 0.006) << settings;
+            EXPECT_NEAR(later.y - start.y, y * way, 0.006) << settings;
             EXPECT_TRUE(IsNear(run(2.7), run(0.2), kFiltered)) << "one picture later";
         }
     }
 }
 
 TEST_F(StyleEffectsTest, FilmStripShowsWholePicturesInTheFilm) {
-    SettingsEffectFilmStrip settings;
-    settings.SetSize(0.5);
-    settings.SetColor({0, 255, 0, 255});
     Picture const input = Picture::Make(320, 180, false, [](unsigned x, unsigned y) {
         return (x + y) % 2 == 0 ? Rgba{1, 0, 0, 1} : Rgba{0, 0, 1, 1};
     });
-    Picture const drawn = Run(settings, input, {.seconds = 0.123});
+    Picture const drawn = Run("EffectFilmStrip size=0.5 color=#00FF00", input, {.seconds = 0.123});
     unsigned const middle = 82;  // a row through the picture nearest to the middle
     unsigned const left = 80;    // of the picture
     unsigned const edge = 49;    // of the strip: 0.5 * 320 / 0.72 pixels wide

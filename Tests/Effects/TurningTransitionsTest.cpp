@@ -23,7 +23,7 @@ constexpr double kCamera = 4.0;
 Rgba Unlit(Rgba const& color) {
     double const gloss = std::min({color[0], color[1], color[2]});
     double const sum = color[0] + color[1] + color[2] - 3 * gloss;
-    return EachColor(color, [&](std::size_t c) { return sum > 0 ? (color[c] - gloss) / sum : 0; });
+    return EachColor(color, [&](std::size_t c) { return color[3] > 0.02 && sum > 0 ? (color[c] - gloss) / sum : 0; });
 }
 
 class TurningTransitionsTest : public TransitionFixture {
@@ -50,15 +50,15 @@ protected:
 };
 
 TEST_F(TurningTransitionsTest, TheRibbonIsTwistedAboutItsAxis) {
-    constexpr Size kSize{96, 54};
+    constexpr Size kSize{128, 72};
     Picture const first = MakePlaces(kSize, false);
     Picture const second = MakePlaces(kSize, true);
     for (int direction = 0; direction < 4; ++direction) {
-        for (auto const& [turns, progress] : {std::pair{1, 0.3}, {2, 0.6}}) {
+        for (auto const& [turns, progress] : {std::pair{1, 0.3}, {4, 0.5}}) {
             bool const isAcross = direction < 2;
             double const sign = direction % 2 == 0 ? 1 : -1;
             double const length = isAcross ? 16.0 / 9 : 9.0 / 16;
-            double const width = std::clamp((turns == 1 ? 1.1 : 2.0) / length, 0.35, 2.0);
+            double const width = std::clamp((turns == 1 ? 1.1 : 2.9) / length, 0.35, 2.0);
             // Along the ribbon, 0 to 1, and across, -1 to 1.
             auto const bend = [&, turns = turns, progress = progress](double u, double v) {
                 double const c = std::clamp((progress * (1 + width) - u) / width, 0.0, 1.0);
