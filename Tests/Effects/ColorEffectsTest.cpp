@@ -165,7 +165,7 @@ TEST_F(ColorEffectsTest, PopArtPrintsTilesOfFewLevels) {
             EXPECT_TRUE(IsNear(Run(settings, input), expected, kFiltered)) << settings;
         }
     }
-    // A line on grey: with little blur it stays above the threshold, with the blur's own default of 0.01 it drowns.
+    // A line on grey: with little blur it stays above the threshold, with 0.02, which the unit starts with, it drowns.
     Picture line = Picture::Flat(300, 60, {0.3, 0.3, 0.3, 1});
     for (unsigned y = 0; y < 60; ++y) {
         line.At(150, y) = {1, 1, 1, 1};
