@@ -78,7 +78,6 @@ std::string MediaTest::Remux(std::string const& from, std::string const& name,
         avcodec_parameters_copy(stream->codecpar, source.codecpar);
         stream->codecpar->codec_tag = 0;
         stream->time_base = source.time_base;
-        stream->avg_frame_rate = source.avg_frame_rate;
         if (matrix != nullptr && source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
             constexpr std::size_t kBytes = 9 * sizeof(std::int32_t);
             std::uint8_t* const data = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, kBytes);

@@ -60,7 +60,7 @@ protected:
     /// Writes a clip into the folder through `MediaWriter` and returns its path, from whose ending the container
     /// follows.
     std::string Make(std::string const& name, ClipSpec const& spec) const;
-    /// Copies a file's packets into another container. `edit` may change a packet or drop it (false); `matrix`, nine
+    /// Copies a file's packets into another container, which is told of no frame rate. `edit` may change a packet or drop it (false); `matrix`, nine
     /// elements, becomes the picture's display matrix.
     std::string Remux(std::string const& from, std::string const& name,
                       std::function<bool(AVPacket&, AVStream const&)> const& edit,

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Media/Conformer.h"
 #include "Media/Ffmpeg.h"
 #include "Media/Picture.h"
 #include "MediaTest.h"
@@ -86,14 +87,13 @@ TEST_F(PictureTest, ReadsJpegUprightWithItsOwnMatrix) {
                                    }
                                },
                                {4, 3});
-    // Orientation: 1 as stored, 2 mirrored, 3 upside down, 6 the top is at the right side, 8 at the left.
+    // Orientation: 1 as stored, 3 upside down, 6 the top is at the right side, 8 at the left.
     struct Case {
         std::uint8_t orientation;
         Conf::FrameInfo frame;
         bool isRedFirst;  ///< on the left, or on top
     };
     for (Case const& c : {Case{1, {32, 16, 4, 3}, true},
-                          {2, {32, 16, 4, 3}, false},
                           {3, {32, 16, 4, 3}, false},
                           {6, {16, 32, 3, 4}, true},
                           {8, {16, 32, 3, 4}, false}}) {
@@ -115,6 +115,26 @@ TEST_F(PictureTest, ReadsJpegUprightWithItsOwnMatrix) {
         target.keepsSize = true;
         EXPECT_EQ(Proc::GetFrameInfo(*VideoReader(At("photo.jpg"), target).Read()), c.frame)
             << static_cast<int>(c.orientation);
+    }
+}
+
+TEST_F(PictureTest, TurnsAsEveryExifNumberSays) {
+    // Of decoders that hand on the number only.
+    Picture const stored = Picture::Corners(6, 4);
+    for (int number = 1; number <= 8; ++number) {
+        bool const isTurned = number > 4;
+        Picture const expected = Picture::Make(isTurned ? 4 : 6, isTurned ? 6 : 4, false, [&](unsigned x, unsigned y) {
+            unsigned const u = isTurned ? y : x;
+            unsigned const v = isTurned ? x : y;
+            bool const isMirrored = number == 2 || number == 3 || number == 7 || number == 8;
+            bool const isFlipped = number == 3 || number == 4 || number == 6 || number == 7;
+            return stored.At(isMirrored ? 5 - u : u, isFlipped ? 3 - v : v);
+        });
+        Proc::AvFramePtr const frame = stored.ToFrame()->Share();
+        av_dict_set_int(&frame->metadata, "Orientation", number, 0);
+        VideoTarget const target{{expected.width, expected.height, 1, 1}, {1, 1}, {}, PixFmt::Rgb24};
+        Proc::AvFramePtr upright = Conformer("photo", target).Convert(*frame, Orientation::Of(*frame));
+        EXPECT_TRUE(IsNear(Picture::FromFrame(*Proc::DataVideoFF::Wrap(std::move(upright))), expected, 0.0)) << number;
     }
 }
 

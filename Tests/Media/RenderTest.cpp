@@ -9,7 +9,9 @@
 #include <sys/resource.h>
 
 #include "Media/BoundedQueue.h"
+#include "Media/Pipeline.h"
 #include "MediaTest.h"
+#include "Tests/Support/Caught.h"
 
 namespace Kaltor::Media::Tests {
 namespace {
@@ -305,6 +307,19 @@ TEST_F(RenderTest, AnErrorInAnEffectOrACallbackEndsEverything) {
         }
     };
     EXPECT_EQ(Fail<std::logic_error>(job), "from the callback");
+}
+
+TEST(PipelineTest, TellsTheErrorThatEndedItNotWhatFollowsFromIt) {
+    Pipeline pipeline;
+    pipeline.Start([&] {
+        while (!pipeline.GetStop().IsTripped()) {
+            std::this_thread::yield();
+        }
+        throw std::runtime_error("told to stop");
+    });
+    pipeline.Start([] { throw std::runtime_error("the cause"); });
+    Pipeline::Callbacks const callbacks{[](std::int64_t) {}, [](std::string const&) {}, [] { return false; }};
+    EXPECT_EQ(Kaltor::Tests::Catch<std::runtime_error>([&] { pipeline.Run(callbacks); }).what, "the cause");
 }
 
 TEST_F(RenderTest, StopsWhenCancelled) {

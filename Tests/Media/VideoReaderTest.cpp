@@ -58,13 +58,9 @@ TEST_F(VideoReaderTest, StartsAtExactlyTheFrame) {
     auto const lumaOf = [](int frame) { return 30 + std::min(frame, 199) % 150; };
     for (AVRational const rate : {AVRational{30, 1}, AVRational{30000, 1001}, AVRational{24, 1}}) {
         for (char const* const name : {"clip.mp4", "clip.mkv", "clip.ts"}) {
-            std::string const path = Make(name, {.frameRate = rate,
-                                                 .frames = 200,
-                                                 .color =
-                                                     [&](int k) {
-                                                         return Yuv{lumaOf(k), 128, 128};
-                                                     },
-                                                 .codec = "libx264"});
+            ClipSpec spec{.frameRate = rate, .frames = 200, .codec = "libx264"};
+            spec.color = [&](int k) { return Yuv{lumaOf(k), 128, 128}; };
+            std::string const path = Make(name, spec);
             for (int const first : {0, 1, 29, 31, 75, 140, 199}) {
                 Microseconds const start(std::llround(first * 1e6 * rate.den / rate.num));
                 VideoReader reader(path, Target(64, 48, rate), start);
@@ -293,6 +289,7 @@ TEST_F(VideoReaderTest, HoldsTheLastGoodPictureOverDamage) {
     EXPECT_THAT(ReadFrames(reader, 20),
                 ElementsAre(0, 1, 2, 3, 4, 5, 6, 6, 6, 6, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19));
     EXPECT_THAT(warnings, ElementsAre(HasSubstr("clip.mkv: damaged from 0.23 s")));
+    EXPECT_EQ(av_cmp_q(Probe(path).frameRate, {30, 1}), 0) << "from times of whole milliseconds";
     EXPECT_THROW(VideoReader(Remux(good, "none.mkv", Blank), Target(64, 48)), MediaError);
 }
 
@@ -316,25 +313,26 @@ TEST_F(VideoReaderTest, SaysWhatIsWrongWithAFile) {
     for (std::size_t i = 0; i < noise.size(); ++i) {
         noise[i] = static_cast<char>((i * 2654435761U) >> 13U);
     }
-    for (auto const& [name, content] : {std::pair<char const*, std::string>{"empty.mp4", ""},
-                                        {"notes.txt", "These are some notes.\nThey are no video.\n"},
-                                        {"noise.mp4", noise},
-                                        {"noise.png", noise},
-                                        {"noise.mkv", noise}}) {
-        std::ofstream(At(name), std::ios::binary) << content;
-    }
     Remux(Make("both.mkv", {.sound = SoundFormat{}}), "sound.mkv",
           [](AVPacket&, AVStream const& s) { return s.codecpar->codec_type == AVMEDIA_TYPE_AUDIO; });
-    for (auto const& [name, message] : {std::pair{"missing.mp4", "missing.mp4: no such file"},
-                                        {"empty.mp4", "empty.mp4: is empty"},
-                                        {"notes.txt", "notes.txt: not a video or picture that can be read ("},
-                                        {"noise.mp4", "noise.mp4: not a video or picture that can be read ("},
-                                        {"noise.png", "noise.png: "},
-                                        {"noise.mkv", "noise.mkv: "},
-                                        {"sound.mkv", "sound.mkv: "},
-                                        {".", "is a directory"}}) {
-        EXPECT_THAT(Catch<MediaError>([&, file = At(name)] { Probe(file); }).what,
-                    AllOf(HasSubstr(message), Not(HasSubstr("\n"))));
+    struct Case {
+        char const* name;
+        std::optional<std::string> content;
+        char const* message;
+    };
+    for (Case const& c : {Case{"missing.mp4", {}, "missing.mp4: no such file"},
+                          {"empty.mp4", "", "empty.mp4: is empty"},
+                          {"notes.txt", std::string(500, 'n'), "not a video or picture that can be read (it is text)"},
+                          {"noise.mp4", noise, "noise.mp4: not a video or picture that can be read ("},
+                          {"noise.png", noise, "noise.png: "},
+                          {"noise.mkv", noise, "noise.mkv: "},
+                          {"sound.mkv", {}, "sound.mkv: "},
+                          {".", {}, "is a directory"}}) {
+        if (c.content) {
+            std::ofstream(At(c.name), std::ios::binary) << *c.content;
+        }
+        std::string const what = Catch<MediaError>([&] { Probe(At(c.name)); }).what;
+        EXPECT_THAT(what, AllOf(HasSubstr(c.message), Not(HasSubstr("\n"))));
     }
 }
 
