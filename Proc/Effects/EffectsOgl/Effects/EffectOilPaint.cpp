@@ -67,15 +67,16 @@ void main() {
 }
 )glsl";
 
-// Puts the variance into alpha. It is what sectors interpolate: from interpolated squares and means it would ripple
-// from one point of the lattice to the next.
-constexpr char kVariance[] = R"glsl(#version 120
+// Puts the standard deviation into alpha, over the greatest there is. It is what sectors interpolate: from interpolated
+// squares and means it would ripple from one point of the lattice to the next. From here on 8 bits will do, and are
+// cheaper to sample.
+constexpr char kDeviation[] = R"glsl(#version 120
 uniform sampler2D tex;
 varying vec2 TexCoord0;
 void main() {
     vec4 c = texture2D(tex, TexCoord0);
     vec3 tone = c.rgb - vec3(0.5);
-    gl_FragColor = vec4(c.rgb, max(c.a * 0.75 - dot(tone, tone), 0.0));
+    gl_FragColor = vec4(c.rgb, sqrt(max(c.a - dot(tone, tone) * (4.0 / 3.0), 0.0)));
 }
 )glsl";
 
@@ -130,13 +131,15 @@ varying vec2 TexCoord0;
 vec2 here;
 vec2 along;
 vec2 across;
+// The mean colour and the variance of the sector that lies in `direction`.
 vec4 sector(vec2 direction) {
     vec2 at = along * direction.x + across * direction.y;
     vec4 inner = texture2D(near, here + at * NEAR_AT);
     vec4 outer = texture2D(far, here + at * FAR_AT);
     vec3 apart = inner.rgb - outer.rgb;
     vec4 both = mix(outer, inner, NEAR_SHARE);
-    return vec4(both.rgb, both.a + NEAR_SHARE * (1.0 - NEAR_SHARE) * dot(apart, apart) + 1e-4);
+    float within = 0.75 * mix(outer.a * outer.a, inner.a * inner.a, NEAR_SHARE);
+    return vec4(both.rgb, within + NEAR_SHARE * (1.0 - NEAR_SHARE) * dot(apart, apart) + 1e-4);
 }
 void main() {
     here = TexCoord0 * to_lattice;
@@ -176,13 +179,16 @@ public:
     Lattice(ShaderStorage const& shaderStorage, std::uint32_t latticeWidth, std::uint32_t latticeHeight)
         : storage(shaderStorage), width(latticeWidth), height(latticeHeight) {}
 
+    /// Of half as many points along each axis.
+    Lattice Halve() const { return {storage, (width + 1) / 2, (height + 1) / 2}; }
+
     PooledTexture Make() const { return PooledTexture(TextureForm{width, height, TexelFormat::Rgba16, false}); }
     glm::vec2 GetSize() const { return {width, height}; }
 
-    /// Blurs with a Gaussian of `sigma` taps, `stride` lattice points apart; far below 1 it changes nothing.
-    PooledTexture Blur(Texture const& from, double sigma, int stride = 1) const {
+    /// Blurs with a Gaussian of `sigma` lattice points; far below 1 it changes nothing.
+    PooledTexture Blur(Texture const& from, double sigma) const {
         constexpr int kMostPairs = 6;
-        constexpr double kReach = 2.8;  // standard deviations
+        constexpr double kReach = 2.5;  // standard deviations
         int const pairs = std::clamp(static_cast<int>(std::ceil(kReach * sigma)), 1, kMostPairs);
         std::vector<float> weights;
         double sum = 0.0;
@@ -199,7 +205,7 @@ public:
         auto const draw = [&](Texture const& source, Texture const& target, glm::vec2 const& axis) {
             Pass(storage, fmt::format("EffectOilPaint_blur_{}", pairs), [pairs] { return MakeBlur(pairs); })
                 .Texture("tex", 0, source, TextureFilter::Nearest)
-                .Set("local_step", axis * static_cast<float>(stride) / GetSize())
+                .Set("local_step", axis / GetSize())
                 .Set("weights", weights)
                 .DrawTo(target);
         };
@@ -208,9 +214,9 @@ public:
         return result;
     }
 
-    PooledTexture ToVariance(Texture const& from) const {
-        PooledTexture result = Make();
-        Pass(storage, "EffectOilPaint_variance", kVariance)
+    PooledTexture ToDeviation(Texture const& from) const {
+        PooledTexture result(TextureForm{width, height, TexelFormat::Rgba8, false});
+        Pass(storage, "EffectOilPaint_deviation", kDeviation)
             .Texture("tex", 0, from, TextureFilter::Nearest)
             .DrawTo(result.Get());
         return result;
@@ -284,14 +290,15 @@ public:
         PooledTexture const nearBlurred = lattice.Blur(reduced.Get(), kNarrow * points);
         PooledTexture const farBlurred =
             lattice.Blur(nearBlurred.Get(), std::sqrt(kWide * kWide - kNarrow * kNarrow) * points);
-        PooledTexture const near = lattice.ToVariance(nearBlurred.Get());
-        PooledTexture const far = lattice.ToVariance(farBlurred.Get());
-        PooledTexture const tensor = lattice.Make();
+        PooledTexture const near = lattice.ToDeviation(nearBlurred.Get());
+        PooledTexture const far = lattice.ToDeviation(farBlurred.Get());
+        Lattice const half = lattice.Halve();
+        PooledTexture const tensor = half.Make();
         Pass(storage, "EffectOilPaint_tensor", kTensor)
-            .Texture("tex", 0, nearBlurred.Get(), TextureFilter::Nearest)
+            .Texture("tex", 0, nearBlurred.Get())
             .Set("texel", 1.0F / lattice.GetSize())
             .DrawTo(tensor.Get());
-        PooledTexture const flow = lattice.Blur(tensor.Get(), kFlow * points / 2.0, 2);
+        PooledTexture const flow = half.Blur(tensor.Get(), kFlow * points / 2.0);
 
         glm::vec2 const toLattice = side / (static_cast<float>(factor) * lattice.GetSize());
         Pass(storage, "EffectOilPaint", &MakePaint)
