@@ -153,8 +153,12 @@ TEST_F(ShaderTransitionsTest, SmearWithoutStrengthIsASoftWipe) {
                        Picture const from = Premultiply(first);
                        Picture const to = Premultiply(second);
                        return ForEachPixel(first, [&](double s, double t) {
-                           return Straight(Mix(from.SampleNearest(s, t), to.SampleNearest(s, t),
-                                               SmoothStep(0, softness, front - GetAlong(first, degrees, s, t))));
+                           double const behind = front - GetAlong(first, degrees, s, t);
+                           if (behind < 0 || behind > softness) {  // as it is, with what is under transparent pixels
+                               return (behind < 0 ? first : second).SampleNearest(s, t);
+                           }
+                           return Straight(
+                               Mix(from.SampleNearest(s, t), to.SampleNearest(s, t), SmoothStep(0, softness, behind)));
                        });
                    });
         }

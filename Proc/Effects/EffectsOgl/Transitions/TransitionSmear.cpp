@@ -1,11 +1,15 @@
 // A broad brush goes over the wet outgoing picture and draws it out along its way, bristle by bristle, while the
-// incoming picture comes up behind it, smeared at first, and settles. How far a bristle draws paint, how far it leads or
-// lags and where it leaves a ridge comes from a map of streaks, long along the way and fine across it.
+// incoming picture comes up behind it, smeared at first, and settles. How far a bristle draws paint, how far it leads
+// or lags and where it leaves a ridge comes from a map of streaks, long along the way and fine across it.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
+#include <optional>
+#include <string_view>
 
+#include <fmt/format.h>
 #include <glm/geometric.hpp>
 
 #include "Proc/Effects/EffectsOgl/Aspect.h"
@@ -59,8 +63,9 @@ void main() {
 }
 )glsl";
 
-// Lengths are parts of the picture's longer side. Where paint has hardly moved a sharp sample takes over.
-constexpr char kFragment[] = R"glsl(#version 120
+// Lengths are parts of the picture's longer side. Where paint has hardly moved a sharp sample takes over. WEIGHT is the
+// incoming picture's; where it is a constant the compiler leaves out the picture that does not show.
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform sampler2D blurred1;
@@ -96,7 +101,7 @@ void main() {
     float across = direction.x * place.y - direction.y * place.x;
     vec4 streak = texture2D(streaks, vec2(across, along) / extent + vec2(0.5));
     float behind = front - along + ragged * (streak.g - 0.5);
-    float weight = smoothstep(0.0, border, behind);
+    float weight = WEIGHT;
     float drawn = smoothstep(-ahead, 0.0, behind);
     float wet = 1.0 - smoothstep(0.0, settling, behind);
     vec2 way = direction / scale * (pull * streak.r / 5.0);
@@ -111,22 +116,74 @@ void main() {
 /// Length of the map of streaks along both axes: more than a square's diagonal.
 constexpr double kExtent = 1.5;
 
-/// The picture at a fixed size, whatever its own, and blurred along `way`; colours multiplied by alpha.
-PooledTexture MakeBlurred(Frame const& picture, glm::vec2 const& way, ShaderStorage const& storage) {
-    constexpr double kLongerSide = 640.0;
-    double const factor = std::min(kLongerSide / std::max(picture.GetWidth(), picture.GetHeight()), 1.0);
-    auto const reduce = [factor](std::uint32_t side) {
-        return static_cast<std::uint32_t>(std::max(std::lround(side * factor), 1L));
-    };
-    Frame small;
-    small.Allocate(picture.GetPixFmt(), reduce(picture.GetWidth()), reduce(picture.GetHeight()));
-    storage.FBO().Attach(small.GetFirstTexture());
-    picture.Draw(storage.Quad(), storage);
-    Premultiplied const premultiplied(small, storage);
-    PooledTexture blurred(premultiplied.Get().GetForm());
-    Pass(storage, "TransitionSmearBlur", kBlur).Texture("tex", 0, premultiplied.Get()).Set("way", way).DrawTo(blurred.Get());
-    return blurred;
-}
+/// A picture as wet paint: colours multiplied by alpha; and blurred along `way`, at a fixed size whatever its own.
+class Paint {
+public:
+    Paint(Frame const& picture, glm::vec2 const& way, ShaderStorage const& storage)
+        : sharp(picture, storage), blurred(MakeBlurred(picture, way, storage)) {}
+
+    Texture const& GetSharp() const { return sharp.Get(); }
+    Texture const& GetBlurred() const { return blurred.Get(); }
+
+private:
+    static PooledTexture MakeBlurred(Frame const& picture, glm::vec2 const& way, ShaderStorage const& storage) {
+        constexpr double kLongerSide = 640.0;
+        double const factor = std::min(kLongerSide / std::max(picture.GetWidth(), picture.GetHeight()), 1.0);
+        auto const reduce = [factor](std::uint32_t side) {
+            return static_cast<std::uint32_t>(std::max(std::lround(side * factor), 1L));
+        };
+        Frame small;
+        small.Allocate(picture.GetPixFmt(), reduce(picture.GetWidth()), reduce(picture.GetHeight()));
+        storage.FBO().Attach(small.GetFirstTexture());
+        picture.Draw(storage.Quad(), storage);
+        Premultiplied const premultiplied(small, storage);
+        PooledTexture result(premultiplied.Get().GetForm());
+        Pass(storage, "TransitionSmearBlur", kBlur)
+            .Texture("tex", 0, premultiplied.Get())
+            .Set("way", way)
+            .DrawTo(result.Get());
+        return result;
+    }
+
+    Premultiplied sharp;
+    PooledTexture blurred;
+};
+
+/// Stretches of the picture across the brush's way, told by lengths along it from the picture's centre.
+class Stretches {
+public:
+    Stretches(glm::vec2 const& brushDirection, glm::vec2 const& coordScale)
+        : direction(brushDirection),
+          scale(coordScale),
+          reachAlong(glm::dot(glm::abs(direction), scale) / 2.0F),
+          reachAcross(glm::length(scale) / 2.0F) {}
+
+    double GetReach() const { return static_cast<double>(reachAlong); }
+    bool IsSeen(double from, double to) const { return from < to && from < GetReach() && to > -GetReach(); }
+    /// What of the unit quad lies between `from` and `to`, and some beyond the picture.
+    Mesh::Corners GetCorners(double from, double to) const {
+        auto const low = static_cast<float>(std::max(from, -GetReach()));
+        auto const high = static_cast<float>(std::min(to, GetReach()));
+        std::array<glm::vec2, 4> const corners{
+            {{low, -reachAcross}, {high, -reachAcross}, {high, reachAcross}, {low, reachAcross}}};
+        Mesh::Corners vertices{};
+        auto next = vertices.begin();
+        for (glm::vec2 const& corner : corners) {
+            glm::vec2 const across(-direction.y, direction.x);
+            glm::vec2 const place = (direction * corner.x + across * corner.y) / scale;
+            for (float const value : {place.x + 0.5F, place.y + 0.5F, 2.0F * place.x, 2.0F * place.y}) {
+                *next++ = value;
+            }
+        }
+        return vertices;
+    }
+
+private:
+    glm::vec2 direction;
+    glm::vec2 scale;  ///< of texture coordinates to lengths
+    float reachAlong;
+    float reachAcross;
+};
 
 }  // namespace
 
@@ -162,7 +219,7 @@ public:
         glm::vec2 const scale(std::min(aspect, 1.0F), std::min(1.0F / aspect, 1.0F));
         double const angle = settings.GetAngle() * std::numbers::pi / 180.0;
         glm::vec2 const direction(std::cos(angle), std::sin(angle));
-        double const reach = 0.5 * static_cast<double>(glm::dot(glm::abs(direction), scale));
+        Stretches const stretches(direction, scale);
 
         double const strength = settings.GetStrength();
         double const pull = 0.5 * strength;
@@ -171,32 +228,69 @@ public:
         double const ahead = 0.16 * strength;
         double const settling = border + pull;
         // From where nothing has begun anywhere to where all has settled.
-        double const begin = -reach - 0.5 * ragged - ahead;
-        double const end = reach + 0.5 * ragged + settling;
+        double const begin = -stretches.GetReach() - 0.5 * ragged - ahead;
+        double const end = stretches.GetReach() + 0.5 * ragged + settling;
+        double const front = begin + progress * (end - begin);
 
-        Premultiplied const from(outgoing, storage);
-        Premultiplied const to(incoming, storage);
+        // Along the brush's way: the incoming picture at rest, alone but wet, both, the outgoing one alone, at rest.
+        constexpr double kFar = 10.0;
+        double const settled = front - 0.5 * ragged - settling;
+        double const covered = front - 0.5 * ragged - border;
+        double const reached = front + 0.5 * ragged;
+        double const drawn = reached + ahead;
+
         glm::vec2 const way = direction / scale * static_cast<float>(pull / 5.0);
-        PooledTexture const blurredFrom = MakeBlurred(outgoing, way, storage);
-        PooledTexture const blurredTo = MakeBlurred(incoming, way, storage);
+        std::optional<Paint> from;
+        std::optional<Paint> to;
+        if (stretches.IsSeen(covered, drawn)) {
+            from.emplace(outgoing, way, storage);
+        }
+        if (stretches.IsSeen(settled, reached)) {
+            to.emplace(incoming, way, storage);
+        }
         Texture const& map = streaks.Get(storage);
-        Pass(storage, "TransitionSmear", kFragment)
-            .Texture("tex1", 0, from.Get())
-            .Texture("tex2", 1, to.Get())
-            .Texture("blurred1", 2, blurredFrom.Get())
-            .Texture("blurred2", 3, blurredTo.Get())
-            .Texture("streaks", 4, map)
-            .Set("scale", scale)
-            .Set("direction", direction)
-            .Set("extent", kExtent)
-            .Set("front", begin + progress * (end - begin))
-            .Set("ahead", ahead)
-            .Set("border", border)
-            .Set("ragged", ragged)
-            .Set("settling", settling)
-            .Set("pull", pull)
-            .Set("light", 1.2 * std::min(5.0 * strength, 1.0))
-            .DrawTo(*dst);
+        Quad stretch(GL_STREAM_DRAW);
+        auto const drawStill = [&](Frame const& picture, double low, double high) {
+            if (stretches.IsSeen(low, high)) {
+                AttachTarget(*dst, storage);
+                stretch.SetCorners(stretches.GetCorners(low, high));
+                picture.Draw(stretch, storage);
+            }
+        };
+        auto const drawPaint = [&](std::string_view name, std::string_view weight, double low, double high) {
+            if (!stretches.IsSeen(low, high)) {
+                return;
+            }
+            Pass pass(storage, name,
+                      [&] { return fmt::format("#version 120\n#define WEIGHT {}\n{}", weight, kFragment); });
+            if (from) {
+                pass.Texture("tex1", 0, from->GetSharp()).Texture("blurred1", 2, from->GetBlurred());
+            }
+            if (to) {
+                pass.Texture("tex2", 1, to->GetSharp()).Texture("blurred2", 3, to->GetBlurred());
+            }
+            stretch.SetCorners(stretches.GetCorners(low, high));
+            pass.Texture("streaks", 4, map)
+                .Set("scale", scale)
+                .Set("direction", direction)
+                .Set("extent", kExtent)
+                .Set("front", front)
+                .Set("ahead", ahead)
+                .Set("border", border)
+                .Set("ragged", ragged)
+                .Set("settling", settling)
+                .Set("pull", pull)
+                .Set("light", 1.2 * std::min(5.0 * strength, 1.0))
+                .DrawTo(*dst, stretch);
+        };
+        // Each reaches a little under the one that is drawn after it: so there are no seams.
+        double const overlap =
+            std::min(2.0 / std::max(outgoing.GetWidth(), outgoing.GetHeight()), 0.5 * (reached - covered));
+        drawStill(incoming, -kFar, settled + overlap);
+        drawStill(outgoing, drawn - overlap, kFar);
+        drawPaint("TransitionSmear_to", "1.0", settled, covered + overlap);
+        drawPaint("TransitionSmear_from", "0.0", reached - overlap, drawn);
+        drawPaint("TransitionSmear", "smoothstep(0.0, border, behind)", covered, reached);
     }
 };
 
