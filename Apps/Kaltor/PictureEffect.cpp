@@ -133,7 +133,9 @@ void PictureOptions::AddTo(CLI::App& verb) {
     verb.add_option("-o,--output", output, "the PNG file to write; - writes to standard output")
         ->required()
         ->type_name("OUT.png");
-    verb.add_option("--set", values, "set a field; may be repeated")->type_name("FIELD=VALUE")->allow_extra_args(false);
+    verb.add_option("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
+        ->type_name("FIELD=VALUE")
+        ->allow_extra_args(false);
     verb.add_option("--seed", seed, "seed of what is random (default: the clock)")->type_name("N");
 }
 
@@ -141,7 +143,8 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
     CheckPngPath(options.output);
     std::vector<Assignment> values;
     for (std::string const& text : options.values) {
-        values.push_back(ParseAssignment(text));
+        std::vector<Assignment> const parsed = ParseAssignments(text);
+        values.insert(values.end(), parsed.begin(), parsed.end());
     }
     Catalog const catalog = Catalog::Load();
     if (options.seed) {

@@ -5,13 +5,17 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 namespace Kaltor::Cli {
 namespace {
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
+constexpr char kFileMark = '@';
 
 bool IsDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
@@ -64,17 +68,49 @@ std::optional<std::int64_t> TryParseTime(std::string_view text) {
     return std::llround(seconds * static_cast<double>(kMicroseconds));
 }
 
+/// A value of JSON as it would be typed.
+std::string ToText(nlohmann::ordered_json const& value) {
+    if (value.is_string()) {
+        return value.get<std::string>();
+    }
+    if (!value.is_array()) {
+        return value.dump();
+    }
+    std::vector<std::string> texts;
+    for (nlohmann::ordered_json const& part : value) {
+        texts.push_back(ToText(part));
+    }
+    return fmt::format("{}", fmt::join(texts, ","));
+}
+
+std::vector<Assignment> ReadSettings(std::string const& path) {
+    std::ifstream file(path);
+    if (!file) {
+        throw UsageError(fmt::format("{}: cannot be read, so there are no settings", path));
+    }
+    nlohmann::ordered_json const fields = nlohmann::ordered_json::parse(file, nullptr, false);
+    if (!fields.is_object()) {
+        throw UsageError(fmt::format("{}: is no JSON object of fields and their values, as {{\"scale\": 0.02}}", path));
+    }
+    std::vector<Assignment> values;
+    for (auto const& [field, value] : fields.items()) {
+        values.emplace_back(field, ToText(value));
+    }
+    return values;
+}
+
 NameSpec ParseNameParts(std::vector<std::string_view> const& parts, std::size_t first, std::string_view whole) {
     if (first >= parts.size() || parts[first].empty()) {
         throw UsageError(fmt::format("\"{}\" names nothing: it takes NAME[:field=value...]", whole));
     }
     NameSpec spec{std::string(parts[first]), {}};
     for (std::size_t i = first + 1; i < parts.size(); ++i) {
-        if (parts[i].find('=') == std::string_view::npos) {
+        if (parts[i].find('=') == std::string_view::npos && !parts[i].starts_with(kFileMark)) {
             throw UsageError(
                 fmt::format("\"{}\" in \"{}\" is not field=value: it takes NAME[:field=value...]", parts[i], whole));
         }
-        spec.values.push_back(ParseAssignment(parts[i]));
+        std::vector<Assignment> const values = ParseAssignments(parts[i]);
+        spec.values.insert(spec.values.end(), values.begin(), values.end());
     }
     return spec;
 }
@@ -124,12 +160,15 @@ Rate ParseRate(std::string_view text) {
         "\"{}\" is not a frame rate: it takes frames per second up to 1000, as 25, 29.97 or 30000/1001", text));
 }
 
-Assignment ParseAssignment(std::string_view text) {
+std::vector<Assignment> ParseAssignments(std::string_view text) {
+    if (text.starts_with(kFileMark)) {
+        return ReadSettings(std::string(text.substr(1)));
+    }
     std::size_t const equals = text.find('=');
     if (equals == std::string_view::npos || equals == 0) {
         throw UsageError(fmt::format("\"{}\" is not field=value", text));
     }
-    return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+    return {{std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))}};
 }
 
 NameSpec ParseNameSpec(std::string_view text) {

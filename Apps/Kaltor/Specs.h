@@ -35,11 +35,11 @@ struct Rate {
 };
 Rate ParseRate(std::string_view text);
 
-/// "field=value".
+/// "field=value", or "@FILE": a file with a JSON object of fields and their values.
 using Assignment = std::pair<std::string, std::string>;
-Assignment ParseAssignment(std::string_view text);
+std::vector<Assignment> ParseAssignments(std::string_view text);
 
-/// "NAME[:field=value...]".
+/// "NAME[:field=value...]", with "@FILE" as above too.
 struct NameSpec {
     std::string name;
     std::vector<Assignment> values;

@@ -77,7 +77,8 @@ public:
     void SetNum(std::int32_t value) { num = value; }
 
     static std::vector<Field> DeclareFields() {
-        return {Declare("num", &SettingsTransitionOrigamiFlips::num, 1, 1000, "number of strips")};
+        return {Declare("num", &SettingsTransitionOrigamiFlips::num, 1, 1000,
+                        "number of strips; 1 shows the incoming picture only")};
     }
 
 private:
@@ -149,7 +150,7 @@ public:
 
     static std::vector<Field> DeclareFields() {
         return {DeclareChoice("type", &SettingsTransitionWaterbrush::type, {{0, "plain"}, {1, "inset"}},
-                              "strokes that go beyond the picture, or that leave a narrow border"),
+                              "strokes that go beyond the picture and are not all done, or that leave a narrow border"),
                 Declare("angle", &SettingsTransitionWaterbrush::angle, -90, 90,
                         "direction of the strokes in degrees, 0 upright, counter-clockwise"),
                 Declare("size", &SettingsTransitionWaterbrush::size, 1, 1000, "number of strokes"),

@@ -172,7 +172,7 @@ public:
                                {5, "from-bottom-right"},
                                {6, "from-top-left"},
                                {7, "from-top-right"}},
-                              "where the incoming picture enters")};
+                              "where the incoming picture enters; none: nowhere; stretched: it is there and sinks")};
     }
 
 private:

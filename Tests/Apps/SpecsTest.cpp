@@ -55,6 +55,16 @@ TEST(Specs, NamesWithValues) {
                 ElementsAre(Assignment("width", "2"), Assignment("color", "#FF0080"), Assignment("d", "")));
     ExpectRefused(&ParseNameSpec, {"", ":", "A:", "A:width", "A:=2", "A:width=1:", ":width=1"});
 
+    std::ofstream("settings.json") << R"({"scale": 0.02, "on": true, "c": "#FF0080", "eight": [1, -2.5]})";
+    std::ofstream("list.json") << "[1]";
+    EXPECT_THAT(ParseNameSpec("A:@settings.json:scale=1").values,
+                testing::ElementsAre(Assignment("scale", "0.02"), Assignment("on", "true"), Assignment("c", "#FF0080"),
+                                     Assignment("eight", "1,-2.5"), Assignment("scale", "1")));
+    EXPECT_THAT(RefusalOf([] { ParseNameSpec("A:@list.json"); }), testing::HasSubstr("list.json: is no JSON object"));
+    EXPECT_THAT(RefusalOf([] { ParseNameSpec("A:@none.json"); }), testing::HasSubstr("none.json: cannot be read"));
+    std::filesystem::remove("settings.json");
+    std::filesystem::remove("list.json");
+
     EXPECT_FALSE(ParseEffectSpec("EffectFlip:vertical=true").clip);
     EffectSpec const second = ParseEffectSpec("2:EffectFlip:vertical=true");
     EXPECT_EQ(second.clip, 2U);
