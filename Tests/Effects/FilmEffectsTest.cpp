@@ -7,11 +7,8 @@
 #include <vector>
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
-#include "Proc/Settings/SettingsFilterEffects.h"
-#include "Proc/Settings/SettingsStyleEffects.h"
-#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
@@ -55,11 +52,14 @@ double GetCorrelation(Picture const& a, std::size_t aChannel, Picture const& b, 
 constexpr unsigned kWidth = 400;
 constexpr unsigned kHeight = 240;
 
-Proc::SettingsEffectAddNoize Grain(double strength, double pixels) {
-    Proc::SettingsEffectAddNoize settings;
-    settings.SetStrength(strength);
-    settings.SetSize(pixels / kWidth);
-    return settings;
+std::string Grain(double strength, double pixels) {
+    return fmt::format("EffectAddNoize strength={} size={} ", strength, pixels / kWidth);
+}
+
+constexpr double kGrey = 128 / 255.0;  // which 8 bits hold
+
+Picture Grey(double tone, unsigned width = kWidth, unsigned height = kHeight) {
+    return Picture::Flat(width, height, {tone, tone, tone, 1});
 }
 
 TEST_F(FilmEffects, GrainIsNormalAndFollowsTone) {
@@ -68,49 +68,37 @@ TEST_F(FilmEffects, GrainIsNormalAndFollowsTone) {
     constexpr double kTolerance = 0.04;
     for (double const pixels : {1.0, 1.7, 3.0}) {
         for (double const tone : {0.2, 0.5, 0.7}) {
-            SCOPED_TRACE(fmt::format("{} pixels, tone {}", pixels, tone));
-            Picture const drawn = Run(Grain(kStrength, pixels), Picture::Flat(kWidth, kHeight, {tone, tone, tone, 1}));
-            Moments const moments = GetMoments(drawn, 1);
+            Moments const moments = GetMoments(Run(Grain(kStrength, pixels), Grey(tone)), 1);
             double const expected = 0.4 * kStrength * std::sqrt(tone * (1.0 - tone));
-            EXPECT_NEAR(moments.deviation, expected, kTolerance * expected);
-            EXPECT_NEAR(moments.mean, tone, 0.003);
-            EXPECT_NEAR(moments.kurtosis, 3.0, 0.35);
+            EXPECT_NEAR(moments.deviation, expected, kTolerance * expected) << pixels << " pixels, tone " << tone;
+            EXPECT_NEAR(moments.mean, tone, 0.003) << pixels << " pixels, tone " << tone;
+            EXPECT_NEAR(moments.kurtosis, 3.0, 0.35) << pixels << " pixels, tone " << tone;
         }
     }
     // A quarter of a pixel would average away to a quarter; half is the least.
-    EXPECT_NEAR(
-        GetMoments(Run(Grain(kStrength, 0.25), Picture::Flat(kWidth, kHeight, {0.5, 0.5, 0.5, 1})), 0).deviation, 0.05,
-        0.002);
+    EXPECT_NEAR(GetMoments(Run(Grain(kStrength, 0.25), Grey(0.5)), 0).deviation, 0.05, 0.002);
     for (double const end : {0.0, 1.0}) {
-        Picture const flat = Picture::Flat(kWidth, kHeight, {end, end, end, 1});
-        EXPECT_TRUE(IsNear(Run(Grain(1.0, 2.0), flat), flat, 0.0)) << end;
+        EXPECT_TRUE(IsNear(Run(Grain(1.0, 2.0), Grey(end)), Grey(end), 0.0)) << end;
     }
 }
 
-TEST_F(FilmEffects, GrainHasItsSizeAndIsGreyOrColoured) {
-    Picture const grey = Picture::Flat(kWidth, kHeight, {0.5, 0.5, 0.5, 1});
-    Proc::SettingsEffectAddNoize settings = Grain(0.4, 5.0);
-    Picture const mono = Run(settings, grey);
+TEST_F(FilmEffects, GrainHasItsSizeItsTimeAndIsGreyOrColoured) {
+    Picture const mono = Run(Grain(0.4, 5.0), Grey(0.5));
     EXPECT_GT(GetCorrelation(mono, 0, mono, 0, 2), 0.4);
     EXPECT_NEAR(GetCorrelation(mono, 0, mono, 0, 10), 0.0, 0.05);
     EXPECT_NEAR(GetCorrelation(mono, 0, mono, 2, 0), 1.0, 1e-9);
-    settings.SetMonochrome(false);
-    Picture const colored = Run(settings, grey);
+    Picture const colored = Run(Grain(0.4, 5.0) + "monochrome=false", Grey(0.5));
     for (std::size_t channel = 0; channel < 3; ++channel) {
         EXPECT_NEAR(GetCorrelation(colored, channel, colored, (channel + 1) % 3, 0), 0.0, 0.06) << channel;
     }
-}
-
-TEST_F(FilmEffects, GrainIsNewEveryTwentyFifthOfASecond) {
-    Picture const grey = Picture::Flat(kWidth, kHeight, {0.5, 0.5, 0.5, 1});
-    Proc::SettingsEffectAddNoize settings = Grain(0.4, 1.5);
-    auto const at = [&](double seconds) { return Run(settings, grey, {.seconds = seconds}); };
+    auto const at = [](double seconds, char const* more = "") {
+        return Run(Grain(0.4, 1.5) + more, Grey(0.5), {.seconds = seconds});
+    };
     Picture const first = at(0.28);  // 0.28 * 25 is just below 7 in some roundings
     EXPECT_TRUE(IsNear(at(0.3199), first, 0.0));
     EXPECT_NEAR(GetCorrelation(at(0.32), 0, first, 0, 0), 0.0, 0.05);
     EXPECT_NEAR(GetCorrelation(at(0.2799), 0, first, 0, 0), 0.0, 0.05);
-    settings.SetAnimated(false);
-    EXPECT_TRUE(IsNear(at(0.32), at(7.0), 0.0));
+    EXPECT_TRUE(IsNear(at(0.32, "animated=false"), at(7.0, "animated=false"), 0.0));
 }
 
 TEST_F(FilmEffects, DiffusePicksEvenlyFromADisc) {
@@ -118,9 +106,7 @@ TEST_F(FilmEffects, DiffusePicksEvenlyFromADisc) {
     constexpr unsigned kRows = 200;
     constexpr unsigned kMargin = 40;
     constexpr double kReach = 0.02 * kSide;
-    Proc::SettingsEffectDiffuse settings;
-    settings.SetSize(0.02);
-    Picture const drawn = Run(settings, Picture::Make(kSide, kRows, false, [](unsigned x, unsigned y) {
+    Picture const drawn = Run("EffectDiffuse size=0.02", Picture::Make(kSide, kRows, false, [](unsigned x, unsigned y) {
                                   return Rgba{(x % 256) / 255.0, y / 255.0, x / 256 / 255.0, 1.0};
                               }));
     std::vector<double> right;
@@ -141,35 +127,87 @@ TEST_F(FilmEffects, DiffusePicksEvenlyFromADisc) {
     }
 }
 
-/// With nothing on.
-Proc::SettingsEffectRetroArtefacts CleanFilm() {
-    Proc::SettingsEffectRetroArtefacts film;
-    film.SetScratches(0.0);
-    film.SetDust(0.0);
-    film.SetFlicker(0.0);
-    film.SetWeave(0.0);
-    film.SetVignette(0.0);
-    film.SetGrain(0.0);
-    return film;
-}
+class OldFilm : public GlTest {
+protected:
+    /// With nothing on but these.
+    static Picture Draw(std::string const& settings, Picture const& picture, double seconds) {
+        return Run("EffectRetroArtefacts scratches=0 dust=0 flicker=0 weave=0 vignette=0 grain=0 " + settings, picture,
+                   {.seconds = seconds});
+    }
+};
 
-TEST_F(FilmEffects, OldFilmChangesWithItsFramesOnly) {
+TEST_F(OldFilm, ChangesWithItsFramesOnly) {
     Picture const picture = Picture::Noise(160, 90);
-    Proc::SettingsEffectRetroArtefacts film;
-    film.SetRate(12.5);
-    auto const at = [&](double seconds) { return Run(film, picture, {.seconds = seconds}); };
+    auto const at = [&](double seconds) {
+        return Run("EffectRetroArtefacts rate=12.5", picture, {.seconds = seconds});
+    };
     Picture const frame = at(0.56);
     EXPECT_TRUE(IsNear(at(0.639), frame, 0.0));
     EXPECT_FALSE(IsNear(at(0.64), frame, kFiltered));
 }
 
-TEST_F(FilmEffects, ScratchesGoOnWhereTheFrameBeforeLeftThem) {
-    constexpr unsigned kSide = 320;
-    Proc::SettingsEffectRetroArtefacts film = CleanFilm();
-    film.SetScratches(1.0);
-    auto const draw = [&](unsigned frame) {
-        return Run(film, Picture::Flat(kSide, kSide, {0.5, 0.5, 0.5, 1}), {.seconds = frame / 16.0});
+TEST_F(OldFilm, DarkensTowardsItsCorners) {
+    for (auto const& [width, height] : {Size{64, 36}, Size{36, 64}}) {
+        Picture const white = Grey(1.0, width, height);
+        Picture const expected = ForEachPixel(white, [](double s, double t) {
+            double const fall = SmoothStep(0.1, 1.15, 2 * ((s - 0.5) * (s - 0.5) + (t - 0.5) * (t - 0.5)));
+            double const left = 1 - 0.6 * 0.8 * fall;
+            return Rgba{left, left, left, 1};
+        });
+        EXPECT_TRUE(IsNear(Draw("vignette=0.6", white, 0.3), expected, kUnfiltered));
+    }
+}
+
+TEST_F(OldFilm, FlickersAsABadShutterDoes) {
+    // Exposure in the middle and its unevenness, by rows, over many frames.
+    std::array<double, 4> sums{};
+    constexpr int kFrames = 1000;
+    for (int frame = 0; frame < kFrames; ++frame) {
+        auto const draw = [frame](double flicker) {
+            return Draw(fmt::format("rate=10 flicker={}", flicker), Grey(kGrey, 2, 9), (frame + 0.5) / 10);
+        };
+        Picture const drawn = draw(1);
+        double const exposure = std::log(drawn.At(0, 4)[0] / kGrey);
+        double const uneven = (drawn.At(0, 0)[0] - drawn.At(0, 8)[0]) * 9.0 / 8;
+        sums = {sums[0] + exposure, sums[1] + exposure * exposure, sums[2] + uneven, sums[3] + uneven * uneven};
+        if (frame % 20 == 0) {
+            EXPECT_NEAR(std::log(draw(0.4).At(0, 4)[0] / kGrey), 0.4 * exposure, 0.008) << "it is no share of it";
+        }
+    }
+    double const mean = sums[0] / kFrames;
+    // Smooth noise, whose mean square is 0.2476, and the rest of each frame's own.
+    EXPECT_NEAR(mean, -0.03, 0.006);
+    EXPECT_NEAR(std::sqrt(sums[1] / kFrames - mean * mean), std::sqrt(0.11 * 0.11 * 0.2476 + 0.07 * 0.07 / 3), 0.003);
+    EXPECT_NEAR(sums[2] / kFrames, 0.0, 0.003);
+    EXPECT_NEAR(std::sqrt(sums[3] / kFrames), 0.05 * std::sqrt(0.2476), 0.0015);
+}
+
+TEST_F(OldFilm, DustIsDarkOrBrightAndAsMuchAsWanted) {
+    // Shares of the picture that are covered, over many frames.
+    auto const measure = [](double dust) {
+        std::pair<double, double> covered;
+        Picture const grey = Grey(kGrey, 200, 120);
+        constexpr int kFrames = 100;
+        for (int frame = 0; frame < kFrames; ++frame) {
+            for (Rgba const& p : Draw(fmt::format("rate=10 dust={}", dust), grey, (frame + 0.5) / 10).pixels) {
+                constexpr double kOpacity = 0.75;
+                covered.first += std::max(kGrey - p[0], 0.0) / (kGrey - 0.07) / kOpacity / (200 * 120 * kFrames);
+                covered.second += std::max(p[0] - kGrey, 0.0) / (0.91 - kGrey) / kOpacity / (200 * 120 * kFrames);
+            }
+        }
+        return covered;
     };
+    auto const [dark, bright] = measure(1.0);
+    auto const [fewDark, fewBright] = measure(0.5);
+    EXPECT_NEAR(dark / (dark + bright), 0.65, 0.05);
+    EXPECT_NEAR((fewDark + fewBright) / (dark + bright), std::pow(0.5, 1.5), 0.04);
+    // The mean of 48 specks and their clouds, of their sizes' squares; about a tenth more for hairs.
+    EXPECT_NEAR(dark + bright, 1.1 * 48 * 1.16 * 5.07e-6 * std::numbers::pi * 200 / 120, 0.00025);
+}
+
+TEST_F(OldFilm, ScratchesGoOnWhereTheFrameBeforeLeftThem) {
+    constexpr unsigned kSide = 320;
+    auto const draw = [](unsigned frame) { return Draw("scratches=1", Grey(0.5, kSide, kSide), frame / 16.0); };
     auto const multiply = [](Picture const& a, unsigned aRow, Picture const& b, unsigned bRow) {
         double sum = 0.0;
         for (unsigned x = 0; x < kSide; ++x) {
@@ -193,11 +231,9 @@ TEST_F(FilmEffects, ScratchesGoOnWhereTheFrameBeforeLeftThem) {
     EXPECT_LT(swapped, 0.8 * resumed) << "they waver on the way";
 }
 
-TEST_F(FilmEffects, WeaveMovesThePictureAndShowsNoBorder) {
+TEST_F(OldFilm, WeaveMovesThePictureAndShowsNoBorder) {
     constexpr unsigned kColumns = 64;
     constexpr unsigned kRows = 36;
-    Proc::SettingsEffectRetroArtefacts film = CleanFilm();
-    film.SetWeave(1.0);
     Picture const places = Picture::Make(kColumns, kRows, false, [](unsigned x, unsigned y) {
         return Rgba{(x + 0.5) / kColumns, (y + 0.5) / kRows, 0.0, 1.0};
     });
@@ -205,7 +241,7 @@ TEST_F(FilmEffects, WeaveMovesThePictureAndShowsNoBorder) {
     constexpr double kDown = 0.0042 * kColumns / kRows;
     double moved = 0.0;
     for (unsigned i = 0; i < 30; ++i) {
-        Picture const drawn = Run(film, places, {.seconds = i / 16.0});
+        Picture const drawn = Draw("weave=1", places, i / 16.0);
         EXPECT_GE(drawn.At(0, 0)[0], 0.5 / kColumns + kDown - kAcross - kUnfiltered);
         EXPECT_LE(drawn.At(kColumns - 1, 0)[0], 1.0 - 0.5 / kColumns - kDown + kAcross + kUnfiltered);
         EXPECT_NEAR(drawn.At(0, kRows - 1)[1] - drawn.At(0, 0)[1], (1.0 - 1.0 / kRows) * (1.0 - 2.0 * kDown),
@@ -216,27 +252,22 @@ TEST_F(FilmEffects, WeaveMovesThePictureAndShowsNoBorder) {
     EXPECT_GT(moved, 0.3 * kDown);
 }
 
-Proc::SettingsEffectVHS CleanTape() {
-    Proc::SettingsEffectVHS tape;
-    tape.SetStrength(0.0);
-    tape.SetNoise(0.0);
-    tape.SetTracking(0.0);
-    tape.SetScanlines(0.0);
-    return tape;
-}
+class Tape : public GlTest {
+protected:
+    /// With nothing on but these.
+    static Picture Draw(std::string const& settings, Picture const& picture, double seconds) {
+        return Run("EffectVHS strength=0 noise=0 tracking=0 scanlines=0 " + settings, picture, {.seconds = seconds});
+    }
+};
 
-TEST_F(FilmEffects, TapeSmearsAndDelaysChroma) {
+TEST_F(Tape, SmearsAndDelaysChroma) {
     constexpr unsigned kColumns = 960;
     constexpr unsigned kRows = 240;
     constexpr unsigned kEdge = 480;
-    Proc::SettingsEffectVHS tape = CleanTape();
-    tape.SetStrength(1.0);
-    Picture const drawn = Run(tape,
-                              Picture::Make(kColumns, kRows, false,
-                                            [](unsigned x, unsigned) {
-                                                return x < kEdge ? Rgba{0.2, 0.2, 0.2, 1.0} : Rgba{0.8, 0.5, 0.4, 1.0};
-                                            }),
-                              {.seconds = 0.2});
+    Picture const input = Picture::Make(kColumns, kRows, false, [](unsigned x, unsigned) {
+        return x < kEdge ? Rgba{0.2, 0.2, 0.2, 1.0} : Rgba{0.8, 0.5, 0.4, 1.0};
+    });
+    Picture const drawn = Draw("strength=1", input, 0.2);
     // The mean place of the rows' steps, and their width by how steep they are.
     auto const measure = [&](auto const& signal) {
         double place = 0.0;
@@ -261,13 +292,11 @@ TEST_F(FilmEffects, TapeSmearsAndDelaysChroma) {
     EXPECT_LT(lumaWidth, 3.5);
 }
 
-TEST_F(FilmEffects, TapeLosesTrackInItsBandAndAtTheHeadSwitchOnly) {
+TEST_F(Tape, LosesTrackInItsBandAndAtTheHeadSwitchOnly) {
     constexpr unsigned kRows = 240;
     Picture const picture = Picture::Noise(96, kRows);
-    Proc::SettingsEffectVHS tape = CleanTape();
-    tape.SetTracking(1.0);
     for (auto const& [seconds, band] : {std::pair{3.0, 0.333}, {5.0, 0.689}, {8.9, 1.38}}) {
-        Picture const drawn = Run(tape, picture, {.seconds = seconds});
+        Picture const drawn = Draw("tracking=1", picture, seconds);
         double const middle = 1.0 - band;  // it drifts upwards; rows count from the top
         unsigned inBand = 0;
         unsigned atSwitch = 0;
@@ -286,27 +315,23 @@ TEST_F(FilmEffects, TapeLosesTrackInItsBandAndAtTheHeadSwitchOnly) {
     }
 }
 
-TEST_F(FilmEffects, TapeNoiseIsNewWithEachFieldAndDropsOut) {
-    Picture const grey = Picture::Flat(480, 240, {0.4, 0.4, 0.4, 1});
-    Proc::SettingsEffectVHS tape = CleanTape();
-    tape.SetNoise(1.0);
-    Picture const field = Run(tape, grey, {.seconds = 0.4});
-    EXPECT_TRUE(IsNear(Run(tape, grey, {.seconds = 0.4399}), field, 0.0));
-    EXPECT_LT(GetCorrelation(field, 1, Run(tape, grey, {.seconds = 0.44}), 1, 0), 0.1);
+TEST_F(Tape, NoiseIsNewWithEachFieldAndDropsOut) {
+    auto const draw = [](double seconds) { return Draw("noise=1", Grey(0.4, 480, 240), seconds); };
+    Picture const field = draw(0.4);
+    EXPECT_TRUE(IsNear(draw(0.4399), field, 0.0));
+    EXPECT_LT(GetCorrelation(field, 1, draw(0.44), 1, 0), 0.1);
     EXPECT_NEAR(GetMoments(field, 1).mean, 0.4, 0.015);
     EXPECT_GT(GetMoments(field, 1).deviation, 0.04);
     std::ptrdiff_t dashes = 0;
     for (unsigned i = 0; i < 10; ++i) {
-        Picture const drawn = Run(tape, grey, {.seconds = i / 25.0});
+        Picture const drawn = draw(i / 25.0);
         dashes += std::count_if(drawn.pixels.begin(), drawn.pixels.end(), [](Rgba const& c) { return c[1] > 0.8; });
     }
     EXPECT_GT(dashes, 100);
     EXPECT_LT(dashes, 5000);
 }
 
-TEST_F(FilmEffects, ScanLinesAreTwoHundredAndFortyAndFadeWhereTheyAreFinerThanPixels) {
-    Proc::SettingsEffectVHS tape = CleanTape();
-    tape.SetScanlines(0.8);
+TEST_F(Tape, ScanLinesAreTwoHundredAndFortyAndFadeWhereTheyAreFinerThanPixels) {
     for (unsigned const rows : {200U, 360U, 960U}) {
         double const pitch = kTurn / 2.0 * 240.0 / rows;
         double const seen = rows > 240 ? std::sin(pitch) / pitch : 0.0;
@@ -314,7 +339,7 @@ TEST_F(FilmEffects, ScanLinesAreTwoHundredAndFortyAndFadeWhereTheyAreFinerThanPi
             double const v = 0.5 * (1.0 - 0.8 * (0.35 + 0.5 * seen * std::cos(kTurn * 240.0 * (y + 0.5) / rows)));
             return Rgba{v, v, v, 1.0};
         });
-        EXPECT_TRUE(IsNear(Run(tape, Picture::Flat(8, rows, {0.5, 0.5, 0.5, 1})), expected, kUnfiltered)) << rows;
+        EXPECT_TRUE(IsNear(Draw("scanlines=0.8", Grey(0.5, 8, rows), 0), expected, kUnfiltered)) << rows;
     }
 }
 

@@ -3,56 +3,32 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 
 #include <fmt/format.h>
 
-#include "Proc/Settings/SettingsColorEffects.h"
-#include "Proc/Settings/SettingsFilterEffects.h"
-#include "Proc/Settings/SettingsMeshTransitions.h"
-#include "Proc/Settings/SettingsStyleEffects.h"
-#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
-
-using namespace Proc;
-
-double Luminance(Rgba const& p) {
-    return 0.2126 * p[0] + 0.7152 * p[1] + 0.0722 * p[2];
-}
 
 Rgba const& AtClamped(Picture const& picture, long x, long y) {
     return picture.At(static_cast<unsigned>(std::clamp(x, 0L, static_cast<long>(picture.width) - 1)),
                       static_cast<unsigned>(std::clamp(y, 0L, static_cast<long>(picture.height) - 1)));
 }
 
-/// Each channel but alpha by a function of its number.
-Rgba EachColor(Rgba const& p, std::function<double(std::size_t)> const& map) {
-    return {map(0), map(1), map(2), p[3]};
+/// Each pixel by its place.
+Picture MapPlaces(Picture const& input, std::function<Rgba(unsigned x, unsigned y)> const& at) {
+    return Picture::Make(input.width, input.height, input.hasAlpha, at);
 }
 
-/// Runs a check on noise in landscape and portrait, with and without alpha.
-void ForEachNoise(std::function<void(Picture const&)> const& check) {
-    for (auto const& [width, height] : {std::pair{37U, 20U}, {20U, 37U}}) {
-        for (bool const hasAlpha : {false, true}) {
-            SCOPED_TRACE(fmt::format("{}x{}{}", width, height, hasAlpha ? " with alpha" : ""));
-            check(Picture::Noise(width, height, hasAlpha));
-        }
-    }
-}
-
-using FilterEffectsTest = GlTest;
+using FilterEffectsTest = EffectFixture;
 
 TEST_F(FilterEffectsTest, SharpenAddsOneLimitedDeltaOfLuma) {
     constexpr std::array<std::array<int, 3>, 2> kWeights{{{2, 1, 0}, {6, 4, 1}}};
     for (int const kernel : {0, 1}) {
         for (double const strength : {0.6, 4.0}) {
-            SettingsEffectSharpen settings;
-            settings.SetKernel(kernel);
-            settings.SetStrength(strength);
-            ForEachNoise([&](Picture const& input) {
-                auto const sharpen = [&](unsigned x, unsigned y) {
+            Expect(fmt::format("EffectSharpen kernel={} strength={}", kernel, strength), [&](Picture const& input) {
+                return MapPlaces(input, [&](unsigned x, unsigned y) {
                     Rgba const& here = input.At(x, y);
                     double detail = 0.0;
                     double low = 0.0;
@@ -70,10 +46,7 @@ TEST_F(FilterEffectsTest, SharpenAddsOneLimitedDeltaOfLuma) {
                     double const margin = (high - low) / 2.0;
                     double const delta = std::clamp(strength * detail, low - margin, high + margin);
                     return EachColor(here, [&](std::size_t c) { return here[c] + delta; });
-                };
-                EXPECT_TRUE(IsNear(Run(settings, input),
-                                   Picture::Make(input.width, input.height, input.hasAlpha, sharpen), kUnfiltered))
-                    << "kernel " << kernel << ", strength " << strength;
+                });
             });
         }
     }
@@ -98,8 +71,8 @@ Picture AverageOver(Picture const& input, double side) {
 }
 
 /// How much ink there is, with the operator's cells `cell` pixels wide.
-double FindInk(Picture const& averaged, unsigned x, unsigned y, double cell, double scale,
-               SettingsEffectFindEdges const& settings) {
+double FindInk(Picture const& averaged, unsigned x, unsigned y, double cell, double scale, double strength,
+               double threshold) {
     auto const at = [&](int dx, int dy) {
         return averaged.Sample((x + 0.5 + dx * cell) / averaged.width, 1.0 - (y + 0.5 + dy * cell) / averaged.height);
     };
@@ -116,96 +89,72 @@ double FindInk(Picture const& averaged, unsigned x, unsigned y, double cell, dou
         }
         most = std::max(most, std::hypot(gx, gy));
     }
-    double const over = std::max(most * scale - settings.GetThreshold(), 0.0);
-    double const soft = over == 0.0 ? 0.0 : over * over / (over + 0.5 * settings.GetThreshold());
-    return 1.0 - std::exp(-10.0 * settings.GetStrength() * soft);
+    double const over = std::max(most * scale - threshold, 0.0);
+    return 1.0 - std::exp(-10.0 * strength * (over == 0.0 ? 0.0 : over * over / (over + 0.5 * threshold)));
 }
 
-TEST_F(FilterEffectsTest, FindEdgesDrawsTheScharrGradient) {
-    ForEachNoise([](Picture const& input) {
-        for (bool const isInverted : {false, true}) {
-            SettingsEffectFindEdges settings;
-            settings.SetInverted(isInverted);
-            settings.SetStrength(0.2);
-            settings.SetThreshold(0.15);
-            auto const draw = [&](unsigned x, unsigned y) {
-                double const ink = FindInk(input, x, y, 1.0, 0.5, settings);
-                return EachColor(input.At(x, y), [&](std::size_t) { return isInverted ? 1.0 - ink : ink; });
-            };
-            EXPECT_TRUE(IsNear(Run(settings, input), Picture::Make(input.width, input.height, input.hasAlpha, draw),
-                               kUnfiltered));
-        }
-    });
-}
-
-TEST_F(FilterEffectsTest, FindEdgesAveragesLargePicturesOverItsCells) {
-    SettingsEffectFindEdges settings;
-    settings.SetStrength(0.05);
+TEST_F(FilterEffectsTest, FindEdgesDrawsTheScharrGradientOverItsCells) {
+    for (bool const isInverted : {false, true}) {
+        Expect(fmt::format("EffectFindEdges inverted={} strength=0.2 threshold=0.15", isInverted),
+               [isInverted](Picture const& input) {
+                   return MapPlaces(input, [&](unsigned x, unsigned y) {
+                       double const ink = FindInk(input, x, y, 1.0, 0.5, 0.2, 0.15);
+                       return EachColor(input.At(x, y), [&](std::size_t) { return isInverted ? 1.0 - ink : ink; });
+                   });
+               });
+    }
     for (unsigned const width : {1200U, 1920U, 3648U}) {
-        for (bool const hasAlpha : {false, true}) {
-            Picture const input = Picture::Noise(width, 9, hasAlpha);
-            Picture const averaged = AverageOver(input, width / 960.0);
-            auto const draw = [&](unsigned x, unsigned y) {
-                double const ink = FindInk(averaged, x, y, width / 960.0, 1.0, settings);
-                return EachColor(input.At(x, y), [&](std::size_t) { return 1.0 - ink; });
-            };
-            // Averages are kept in 8 bits; where little covers, so do their colours.
-            EXPECT_TRUE(IsNear(Run(settings, input), Picture::Make(width, 9, hasAlpha, draw), 2.5 / 255.0))
-                << width << (hasAlpha ? " with alpha" : "");
-        }
+        Picture const input = Picture::Noise(width, 9, width == 1920);
+        Picture const averaged = AverageOver(input, width / 960.0);
+        Picture const expected = MapPlaces(input, [&](unsigned x, unsigned y) {
+            double const ink = FindInk(averaged, x, y, width / 960.0, 1.0, 0.05, 0.05);
+            return EachColor(input.At(x, y), [&](std::size_t) { return 1.0 - ink; });
+        });
+        // Averages are kept in 8 bits; where little covers, so do their colours.
+        EXPECT_TRUE(IsNear(Run("EffectFindEdges strength=0.05 threshold=0.05", input), expected, 2.5 / 255.0)) << width;
     }
 }
 
 TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
-    auto const check = [](Picture const& input, int radius, int mode, int shape) {
-        SettingsEffectErosion settings;
-        settings.SetMode(mode);
-        settings.SetShape(shape);
-        settings.SetSize((radius + 0.4) / std::max(input.width, input.height));
-        auto const search = [&](unsigned x, unsigned y) {
+    auto const check = [](Picture const& input, long radius, int mode, int shape) {
+        std::string const settings = fmt::format("EffectErosion mode={} shape={} size={}", mode, shape,
+                                                 (radius + 0.4) / std::max(input.width, input.height));
+        Picture const expected = MapPlaces(input, [&](unsigned x, unsigned y) {
             Rgba best = input.At(x, y);
             for (long dy = -radius; dy <= radius; ++dy) {
                 for (long dx = -radius; dx <= radius; ++dx) {
-                    bool const isInside =
-                        shape == 0 || static_cast<double>(dx * dx + dy * dy) <= std::pow(radius + 0.5, 2);
-                    if (!isInside || x + dx < 0 || y + dy < 0 || x + dx >= input.width || y + dy >= input.height) {
-                        continue;
-                    }
-                    Rgba const& there = AtClamped(input, x + dx, y + dy);
-                    for (std::size_t c = 0; c < 3; ++c) {
-                        best[c] = mode == 0 ? std::min(best[c], 1.0 - there[3] * (1.0 - there[c]))
-                                            : std::max(best[c], there[3] * there[c]);
+                    if (shape == 0 || static_cast<double>(dx * dx + dy * dy) <= std::pow(radius + 0.5, 2)) {
+                        Rgba const& there = AtClamped(input, x + dx, y + dy);
+                        for (std::size_t c = 0; c < 3; ++c) {
+                            best[c] = mode == 0 ? std::min(best[c], 1.0 - there[3] * (1.0 - there[c]))
+                                                : std::max(best[c], there[3] * there[c]);
+                        }
                     }
                 }
             }
             return best;
-        };
-        Picture const expected = Picture::Make(input.width, input.height, input.hasAlpha, search);
+        });
         for (Ogl::FrameStrategy const& strategy : {kSoftwareStrategy, kGpuStrategy}) {
             ScopedStrategy const scoped(strategy);
             EXPECT_TRUE(IsNear(Run(settings, input), expected, input.hasAlpha ? kUnfiltered : 0.0))
-                << "radius " << radius << ", mode " << mode << ", shape " << shape
-                << (strategy.areFetchesDear ? ", software" : ", GPU");
+                << settings << " of radius " << radius << (strategy.areFetchesDear ? ", software" : ", GPU");
         }
     };
     for (int const mode : {0, 1}) {
         for (int const shape : {0, 1}) {
             // Few specks, so that every pixel of a neighbourhood counts.
-            auto const specks = [mode](unsigned width, unsigned height, unsigned every) {
-                Picture const noise = Picture::Noise(width, height, false, 5);
-                return Picture::Make(width, height, false, [&noise, every, mode](unsigned x, unsigned y) {
-                    bool const isSpeck =
-                        std::lround(noise.At(x, y)[0] * 255.0 + noise.At(x, y)[1] * 65025.0) % every == 0;
-                    return isSpeck == (mode == 0) ? Rgba{0.2, 0.4, 0.0, 1} : Rgba{0.8, 0.6, 1.0, 1};
-                });
-            };
-            for (int const radius : {1, 2, 3, 4, 8, 21, 24}) {
-                check(specks(61, 50, static_cast<unsigned>(4 * radius * radius)), radius, mode, shape);
+            for (unsigned const radius : {1U, 2U, 3U, 8U, 24U, 25U}) {
+                Picture const noise = Picture::Noise(61, 50, false, 5);
+                check(MapPlaces(noise,
+                                [&](unsigned x, unsigned y) {
+                                    long const number =
+                                        std::lround(noise.At(x, y)[0] * 255 + noise.At(x, y)[1] * 65025);
+                                    bool const isSpeck = number % (4 * radius * radius) == 0;
+                                    return isSpeck == (mode == 0) ? Rgba{0.2, 0.4, 0.0, 1} : Rgba{0.8, 0.6, 1.0, 1};
+                                }),
+                      radius, mode, shape);
             }
-            for (int const radius : {25, 44}) {
-                check(specks(90, 141, static_cast<unsigned>(4 * radius * radius)), radius, mode, shape);
-            }
-            ForEachNoise([&](Picture const& input) { check(input, 2, mode, shape); });
+            check(Picture::Noise(20, 37, true), 2, mode, shape);
         }
     }
 }
@@ -216,36 +165,24 @@ std::array<double, 2> GetChroma(Rgba const& p) {
 }
 
 TEST_F(FilterEffectsTest, ChromakeyUnmixesTheKey) {
-    for (Color const& color : {Color{0, 192, 64, 255}, Color{20, 30, 250, 255}}) {
-        SettingsEffectChromakey settings;
-        settings.SetColor(color);
-        settings.SetTolerance(0.15);
-        settings.SetSoftness(0.4);
-        settings.SetSpill(0.7);
-        Rgba const key{color.red / 255.0, color.green / 255.0, color.blue / 255.0, 1.0};
+    for (auto const& [color, key] : {std::pair{"#00C040", Rgba{0, 192 / 255.0, 64 / 255.0, 1}},
+                                     {"#141EFA", {20 / 255.0, 30 / 255.0, 250 / 255.0, 1}}}) {
         auto const [keyBlue, keyRed] = GetChroma(key);
-        auto const clean = [&](Rgba const& p) {
+        auto const clean = [&, key = key, keyBlue = keyBlue, keyRed = keyRed](Rgba const& p) {
             auto const [blue, red] = GetChroma(p);
-            double const ramp = std::clamp((std::hypot(blue - keyBlue, red - keyRed) - 0.15) / 0.4, 0.0, 1.0);
-            double const stays = ramp * ramp * (3.0 - 2.0 * ramp);
+            double const stays = SmoothStep(0.15, 0.55, std::hypot(blue - keyBlue, red - keyRed));
             double const share =
                 std::clamp((blue * keyBlue + red * keyRed) / (keyBlue * keyBlue + keyRed * keyRed), 0.0, 1.0);
             double const mixed = std::min((1.0 - stays) * share, 0.9);
             double const taken = share * (1.0 - 0.3 * stays);
-            auto const channel = [&](std::size_t c) {
+            Rgba cleaned = EachColor(p, [&](std::size_t c) {
                 return p[c] - taken * (key[c] - Luminance(key)) +
                        (Luminance(p) - Luminance(key)) * mixed / (1.0 - mixed);
-            };
-            return Rgba{channel(0), channel(1), channel(2), p[3] * stays};
+            });
+            cleaned[3] *= stays;
+            return cleaned;
         };
-        ForEachNoise([&](Picture const& input) {
-            Picture const keyed = Run(settings, input);
-            EXPECT_TRUE(keyed.hasAlpha);
-            EXPECT_TRUE(IsNear(keyed,
-                               Picture::Make(input.width, input.height, true,
-                                             [&](unsigned x, unsigned y) { return clean(input.At(x, y)); }),
-                               kUnfiltered));
-        });
+        ExpectColors(fmt::format("EffectChromakey color={} tolerance=0.15 softness=0.4 spill=0.7", color), clean);
     }
 }
 
@@ -257,7 +194,7 @@ TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGree
         Rgba const& p = y == 0 ? screen[x] : actor[x];
         return Rgba{p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, 1.0};
     });
-    Picture const keyed = Run(SettingsEffectChromakey(), input);
+    Picture const keyed = Run("EffectChromakey", input);
     for (unsigned x = 0; x < 4; ++x) {
         EXPECT_EQ(keyed.At(x, 0)[3], 0.0) << "screen " << x;
         EXPECT_EQ(keyed.At(x, 1), input.At(x, 1)) << "actor " << x;
@@ -265,33 +202,25 @@ TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGree
 }
 
 TEST_F(FilterEffectsTest, ColorBrushPaintsFromTheDrawingToThePicture) {
-    auto const set = [](auto settings) {
-        settings.SetAngle(-20);
-        settings.SetSize(5);
-        settings.SetRough(30);
-        return settings;
-    };
-    auto const settings = set(SettingsEffectColorBrush());
-    auto brush = set(SettingsTransitionWaterbrush());
-    brush.SetType(1);
-    ForEachNoise([&](Picture const& input) {
-        Picture const drawing = Run(SettingsEffectFindEdges(), input);
-        EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 0.0}), drawing, 0.0));
-        EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 1.0}), input, 0.0));
-        Picture const painted = Run(brush, drawing, input, {.progress = 0.6});
-        EXPECT_FALSE(IsNear(painted, drawing, kUnfiltered));
-        EXPECT_TRUE(IsNear(Run(settings, input, {.progress = 0.6}), painted, kUnfiltered));
-    });
+    std::string const brush = " angle=-20 size=5 rough=30";
+    for (double const progress : {0.0, 0.6, 1.0}) {
+        Expect("EffectColorBrush" + brush,
+               [&](Picture const& input) {
+                   Picture const drawing = Run("EffectFindEdges", input);
+                   return progress == 0.0   ? drawing
+                          : progress == 1.0 ? input
+                                            : Run("TransitionWaterbrush type=1" + brush, drawing, input, {progress});
+               },
+               progress == 0.6 ? kUnfiltered : 0.0, {.progress = progress});
+    }
 }
 
 TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
     Rgba const left{0.8, 0.3, 0.2, 1.0};
     Rgba const right{0.2, 0.5, 0.4, 1.0};
     // A radius below a pixel of the lattice, one that the lattice has every pixel for, and coarser ones.
-    for (double const radius : {0.4, 4.0, 12.0, 36.0}) {
+    for (double const radius : {0.4, 4.0, 36.0}) {
         for (double const angle : {0.0, 0.6, M_PI / 2.0}) {
-            SettingsEffectOilPaint settings;
-            settings.SetSize(radius / 299.0);
             auto const distance = [&](unsigned x, unsigned y) {
                 return (x - 149.0) * std::cos(angle) + (y - 80.0) * std::sin(angle);
             };
@@ -300,7 +229,7 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
                 Rgba const& side = distance(x, y) < 0.0 ? left : right;
                 return EachColor(side, [&](std::size_t c) { return side[c] + 0.1 * (noise.At(x, y)[c] - 0.5); });
             });
-            Picture const painted = Run(settings, input);
+            Picture const painted = Run(fmt::format("EffectOilPaint size={}", radius / 299.0), input);
             double const soft = 1.0 + 0.06 * radius;
             // Beyond the border the edge goes on straight outwards: it is another one there.
             auto const margin = static_cast<unsigned>(1.6 * radius);
@@ -330,15 +259,12 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
 TEST_F(FilterEffectsTest, OilPaintFollowsLinesAndItsSharpness) {
     // How much is left of a line two thirds of the radius wide.
     auto const paint = [](double sharpness, double angle) {
-        SettingsEffectOilPaint settings;
-        settings.SetSize(9.0 / 121.0);
-        settings.SetSharpness(sharpness);
         Picture const input = Picture::Make(121, 121, false, [&](unsigned x, unsigned y) {
             double const distance = (x - 60.0) * std::cos(angle) + (y - 60.0) * std::sin(angle);
             double const ink = std::clamp(3.5 - std::fabs(distance), 0.0, 1.0);
             return Rgba{ink, ink, ink, 1.0};
         });
-        return Run(settings, input).At(60, 60)[0];
+        return Run(fmt::format("EffectOilPaint size={} sharpness={}", 9.0 / 121, sharpness), input).At(60, 60)[0];
     };
     for (double const angle : {0.0, 0.5, 1.6, 2.5}) {
         SCOPED_TRACE(angle);

@@ -64,20 +64,16 @@ protected:
 };
 
 TEST_F(ImageBlenderTest, LaysOverlaysAtTheirPlaceWithAlphaAndOpacity) {
-    struct Place {
-        int x, y;
-    };
     for (bool const hasAlpha : {false, true}) {
         Picture const base = Picture::Noise(40, 24, hasAlpha, 1);
         // Smaller, larger, portrait.
         for (auto const& [width, height] : {std::pair{13U, 9U}, {60U, 37U}, {7U, 50U}}) {
             Picture const overlay = Picture::Noise(width, height, true, 2);
-            for (Place const& place : {Place{0, 0}, {5, 3}, {-10, 4}, {4, -7}, {35, 20}, {-3, -2}}) {
-                for (int const opacity : {1, 128, 255}) {
-                    SettingsEffectImageBlender const settings = MakeSettings(opacity, place.x, place.y);
-                    EXPECT_TRUE(IsNear(Blend(settings, {base, overlay}), Expect(settings, {base, overlay}), 2 / 255.0))
-                        << place.x << ", " << place.y << ", opacity " << opacity;  // alpha is rounded in between
-                }
+            for (auto const& [x, y, opacity] :
+                 {std::tuple{0, 0, 255}, {5, 3, 128}, {-10, 4, 1}, {4, -7, 200}, {35, 20, 255}, {-3, -2, 77}}) {
+                SettingsEffectImageBlender const settings = MakeSettings(opacity, x, y);
+                EXPECT_TRUE(IsNear(Blend(settings, {base, overlay}), Expect(settings, {base, overlay}), 2 / 255.0))
+                    << Describe(settings);  // alpha is rounded in between
             }
         }
     }

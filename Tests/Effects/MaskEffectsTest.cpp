@@ -6,10 +6,9 @@
 #include <numbers>
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include "Proc/Settings/SettingsFilterEffects.h"
-#include "Tests/Support/GlFixture.h"
+#include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
@@ -52,46 +51,31 @@ Picture MakeShares(Proc::SettingsEffectMask const& mask, unsigned width, unsigne
         double const distance = GetDistance(mask.GetShape() == 0, x * std::cos(angle) + y * std::sin(angle),
                                             y * std::cos(angle) - x * std::sin(angle), 0.5 * mask.GetWidth() * width,
                                             0.5 * mask.GetHeight() * height);
-        double const u = std::clamp((mask.GetInverted() ? -distance : distance) / edge + 0.5, 0.0, 1.0);
-        double const share = u * u * (3.0 - 2.0 * u);
+        double const share = SmoothStep(-0.5, 0.5, (mask.GetInverted() ? -distance : distance) / edge);
         return Rgba{share, share, share, 1.0};
     });
 }
 
 TEST_F(MaskEffects, LiesWhereItsShapeIs) {
-    struct Case {
-        std::int32_t shape;
-        double x, y, width, height, rotation, feather;
-    };
-    for (Case const& c :
-         {Case{0, 0.5, 0.5, 0.5, 0.5, 0, 0}, Case{0, 0.3, 0.6, 0.7, 0.12, 30, 0.2}, Case{0, 0.5, 0.5, 0.6, 0.6, 45, 1},
-          Case{0, 0.5, 0.4, 0.1, 1.5, -100, 0.05}, Case{1, 0.6, 0.3, 0.5, 0.4, 20, 0.1},
-          Case{1, 0.5, 0.5, 0.5, 0.5, 0, 0}, Case{1, 0.2, 0.9, 1.2, 0.3, -60, 0.4}}) {
-        for (auto const& [width, height] : {std::pair{71U, 40U}, {40U, 71U}}) {
-            for (bool const isInverted : {false, true}) {
-                SCOPED_TRACE(fmt::format("shape {} turned by {}, {}x{}, inverted {}", c.shape, c.rotation, width,
-                                         height, isInverted));
-                Proc::SettingsEffectMask mask;
-                mask.SetShape(c.shape);
-                mask.SetX(c.x);
-                mask.SetY(c.y);
-                mask.SetWidth(c.width);
-                mask.SetHeight(c.height);
-                mask.SetRotation(c.rotation);
-                mask.SetFeather(c.feather);
-                mask.SetInverted(isInverted);
-                mask.SetAction(1);
-                mask.SetColor({255, 255, 255, 255});
-                Picture const shares = MakeShares(mask, width, height);
-                EXPECT_TRUE(IsNear(Run(mask, Picture::Flat(width, height, {0, 0, 0, 1})), shares, kUnfiltered));
-
-                mask.SetAction(2);
-                Picture const bare = Run(mask, Picture::Flat(width, height, {0.2, 0.4, 0.6, 1}));
-                ASSERT_TRUE(bare.hasAlpha);
+    for (char const* const shape :
+         {"", "x=0.3 y=0.6 width=0.7 height=0.12 rotation=30 feather=0.2", "height=1.5 width=0.1 rotation=-100 y=0.4",
+          "shape=1 x=0.6 y=0.3 height=0.4 rotation=20 feather=0.1",
+          "shape=1 x=0.2 y=0.9 width=1.2 height=0.3 rotation=-60 feather=0.4"}) {
+        for (bool const isInverted : {false, true}) {
+            std::string const settings = fmt::format("EffectMask feather=0 {} inverted={}", shape, isInverted);
+            for (auto const& [width, height] : {Size{71, 40}, Size{40, 71}}) {
+                std::unique_ptr<Proc::Settings> const mask = Typed(settings);
+                Picture const shares = MakeShares(dynamic_cast<Proc::SettingsEffectMask&>(*mask), width, height);
+                EXPECT_TRUE(
+                    IsNear(Run(settings + " action=1 color=#FFFFFF", Picture::Flat(width, height, {0, 0, 0, 1})),
+                           shares, kUnfiltered))
+                    << settings;
+                Picture const bare = Run(settings + " action=2", Picture::Flat(width, height, {0.2, 0.4, 0.6, 1}));
                 Picture const expected = Picture::Make(width, height, true, [&shares](unsigned x, unsigned y) {
                     return Rgba{0.2, 0.4, 0.6, 1.0 - shares.At(x, y)[0]};
                 });
-                EXPECT_TRUE(IsNear(bare, expected, kUnfiltered));
+                ASSERT_TRUE(bare.hasAlpha);
+                EXPECT_TRUE(IsNear(bare, expected, kUnfiltered)) << settings;
             }
         }
     }
@@ -100,22 +84,16 @@ TEST_F(MaskEffects, LiesWhereItsShapeIs) {
 TEST_F(MaskEffects, BlursOnlyWhereItActs) {
     for (auto const& [width, height] : {std::pair{320U, 180U}, {180U, 320U}}) {
         Picture const picture = Picture::Noise(width, height);
-        Proc::SettingsEffectMask everywhere;
-        everywhere.SetInverted(true);
-        everywhere.SetWidth(2.0);
-        everywhere.SetHeight(2.0);
-        everywhere.SetShape(1);
-        everywhere.SetBlur(0.05);
+        std::string const everywhere = "EffectMask inverted=true width=2 height=2 shape=1 blur=0.05";
         Picture const blurred = Run(everywhere, picture);
         for (bool const isInverted : {false, true}) {
-            Proc::SettingsEffectMask mask = everywhere;
-            mask.SetX(0.3);
-            mask.SetWidth(0.3);
-            mask.SetHeight(0.25);
-            mask.SetInverted(isInverted);
+            std::string const settings =
+                fmt::format("{} x=0.3 width=0.3 height=0.25 inverted={}", everywhere, isInverted);
+            std::unique_ptr<Proc::Settings> const typed = Typed(settings);
+            auto const& mask = dynamic_cast<Proc::SettingsEffectMask&>(*typed);
             Picture const shares = MakeShares(mask, width, height);
-            Picture const drawn = Run(mask, picture);
-            // Where it acts fully all comes from as far away as if it acted everywhere.
+            Picture const drawn = Run(settings, picture);
+            // Where it acts fully all comes from as far away as if it acted
             for (double const share : {0.0, 1.0}) {
                 Picture const& source = share == 0.0 ? picture : blurred;
                 Picture const expected = Picture::Make(width, height, false, [&](unsigned x, unsigned y) {
@@ -161,13 +139,9 @@ TEST_F(MaskEffects, TiltShiftBlursByDistanceFromItsBand) {
             double const v = 0.5 + 0.4 * std::sin(kTurn * (isAlongRows ? x : y) / c.length);
             return Rgba{v, v, v, 1.0};
         });
-        Proc::SettingsEffectTiltShiftQEL settings;
-        settings.SetAngle(c.angle);
-        settings.SetPosition(c.position);
-        settings.SetSize(0.2);
-        settings.SetFeather(0.4);
-        settings.SetBlur(c.blur);
-        settings.SetSaturation(1.0);
+        std::string const settings =
+            fmt::format("EffectTiltShiftQEL angle={} position={} blur={} size=0.2 feather=0.4 saturation=1", c.angle,
+                        c.position, c.blur);
         ScopedStrategy const strategy(c.angle == 0.0 ? kSoftwareStrategy : kGpuStrategy);
         std::vector<double> const amplitudes = GetAmplitudes(Run(settings, waves), c.length, isAlongRows);
         for (std::size_t line = 0; line < amplitudes.size(); ++line) {
@@ -187,23 +161,17 @@ TEST_F(MaskEffects, TiltShiftTurnsItsBandRoundOnScreenAndEnlivensColours) {
     // Sharp where a band through the middle, turned by 45 degrees, runs: from lower left to upper right.
     constexpr unsigned kSide = 240;
     Picture const noise = Picture::Noise(2 * kSide, kSide);
-    Proc::SettingsEffectTiltShiftQEL settings;
-    settings.SetAngle(45.0);
-    settings.SetSize(0.1);
-    settings.SetFeather(0.05);
-    settings.SetSaturation(1.0);
-    Picture const drawn = Run(settings, noise);
+    Picture const drawn = Run("EffectTiltShiftQEL angle=45 size=0.1 feather=0.05 saturation=1", noise);
     auto const isSharp = [&](unsigned x, unsigned y) { return drawn.At(x, y) == noise.At(x, y); };
     for (unsigned const along : {10U, 60U, 230U}) {
         EXPECT_TRUE(isSharp(kSide / 2 + along, kSide - 1 - along)) << along;
         EXPECT_FALSE(isSharp(kSide / 2 + along, along)) << along;
     }
     Picture const colored = Picture::Flat(8, 8, {0.6, 0.4, 0.2, 1});
-    settings = {};
-    settings.SetSaturation(1.5);
     double const lum = 0.2126 * 0.6 + 0.7152 * 0.4 + 0.0722 * 0.2;
     auto const live = [lum](double v) { return lum + 1.5 * (v - lum); };
-    EXPECT_TRUE(IsNear(Run(settings, colored), Picture::Flat(8, 8, {live(0.6), live(0.4), live(0.2), 1}), kUnfiltered));
+    EXPECT_TRUE(IsNear(Run("EffectTiltShiftQEL saturation=1.5", colored),
+                       Picture::Flat(8, 8, {live(0.6), live(0.4), live(0.2), 1}), kUnfiltered));
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "Conf/IPreset.h"
@@ -16,12 +17,9 @@ using namespace Proc;
 using boost::intrusive_ptr;
 using Conf::FrameInfo;
 
-SettingsResizer MakeSettings(std::int32_t mode, std::uint32_t width, std::uint32_t height) {
-    SettingsResizer settings;
-    settings.SetMode(mode);
-    settings.SetWidth(width);
-    settings.SetHeight(height);
-    return settings;
+/// "mode=1 width=400".
+SettingsResizer Resizer(std::string const& fields = "") {
+    return dynamic_cast<SettingsResizer const&>(*Typed("Resizer " + fields));
 }
 
 struct Roi {
@@ -29,74 +27,67 @@ struct Roi {
     CropInfo source;
     CropInfo destination;
 
-    Roi(SettingsResizer const& settings, FrameInfo const& input) {
-        output = settings.GetROI(input, source, destination);
+    Roi(std::string const& fields, FrameInfo const& input) {
+        output = Resizer(fields).GetROI(input, source, destination);
     }
 };
 
 TEST(ResizerGeometry, TakesWhatIsNotGivenFromThePicture) {
     FrameInfo const input{720, 576, 16, 15};
-    EXPECT_EQ(SettingsResizer().GetOutputFrameSize(input), input);
-    EXPECT_EQ(MakeSettings(0, 0, 288).GetOutputFrameSize(input), (FrameInfo{360, 288, 16, 15}));
-    EXPECT_EQ(MakeSettings(0, 100, 0).GetOutputFrameSize(input), (FrameInfo{100, 80, 16, 15}));
-    EXPECT_EQ(MakeSettings(0, 1, 0).GetOutputFrameSize({4000, 10, 1, 1}), (FrameInfo{1, 1, 1, 1}));
-
-    // Square pixels: 576 lines of 4:3 are 768 wide; a crop first, then the shape of what remains.
-    SettingsResizer square = MakeSettings(0, 0, 576);
-    square.SetPixelAspectX(1);
-    square.SetPixelAspectY(1);
-    EXPECT_EQ(square.GetOutputFrameSize(input), (FrameInfo{768, 576, 1, 1}));
-    square.SetCropLeft(180);
-    square.SetCropRight(180);
-    EXPECT_EQ(square.GetOutputFrameSize(input), (FrameInfo{384, 576, 1, 1}));
-    square.SetHeight(0);
-    EXPECT_EQ(square.GetOutputFrameSize(input), (FrameInfo{360, 576, 1, 1}));
+    // The last: 576 lines of 4:3 are 768 wide; a crop first, then the shape of what remains.
+    for (auto const& [fields, output] :
+         {std::pair{"", input},
+          {"height=288", FrameInfo{360, 288, 16, 15}},
+          {"width=100", FrameInfo{100, 80, 16, 15}},
+          {"height=576 pixelAspectX=1 pixelAspectY=1", FrameInfo{768, 576, 1, 1}},
+          {"height=576 pixelAspectX=1 pixelAspectY=1 cropLeft=180 cropRight=180", FrameInfo{384, 576, 1, 1}},
+          {"pixelAspectX=1 pixelAspectY=1 cropLeft=180 cropRight=180", FrameInfo{360, 576, 1, 1}}}) {
+        EXPECT_EQ(Resizer(fields).GetOutputFrameSize(input), output) << fields;
+    }
+    EXPECT_EQ(Resizer("width=1").GetOutputFrameSize({4000, 10, 1, 1}), (FrameInfo{1, 1, 1, 1}));
 }
 
-TEST(ResizerGeometry, FitsCentredToThePixelAndWithoutBarsForTheSameShape) {
+TEST(ResizerGeometry, FitsCentredToThePixelAndFillsByCuttingTheSides) {
+    struct Case {
+        char const* fields;
+        FrameInfo input;
+        CropInfo cut, bars;
+    };
     FrameInfo const wide{1920, 1080, 1, 1};
-    EXPECT_EQ(Roi(MakeSettings(1, 400, 400), wide).destination, (CropInfo{0, 0, 88, 87}));
-    EXPECT_EQ(Roi(MakeSettings(1, 1000, 90), wide).destination, (CropInfo{420, 420, 0, 0}));
-    EXPECT_EQ(Roi(MakeSettings(1, 100, 101), {50, 50, 1, 1}).destination, (CropInfo{0, 0, 1, 0}));
+    for (Case const& c :
+         {Case{"mode=1 width=400 height=400", wide, {}, {0, 0, 88, 87}},
+          {"mode=1 width=1000 height=90", wide, {}, {420, 420, 0, 0}},
+          {"mode=1 width=100 height=101", {50, 50, 1, 1}, {}, {0, 0, 1, 0}},
+          {"mode=1 width=3 height=500", {5000, 1, 1, 1}, {}, {0, 0, 250, 249}},
+          // What is seen counts: 720 x 576 of 16:15 is 4:3.
+          {"mode=1 width=800 height=576 pixelAspectX=1 pixelAspectY=1", {720, 576, 16, 15}, {}, {16, 16, 0, 0}},
+          {"mode=2 width=90 height=90", {160, 90, 1, 1}, {35, 35, 0, 0}, {}},
+          {"mode=2 width=160 height=45", {160, 91, 1, 1}, {0, 0, 23, 23}, {}},
+          {"mode=2 width=50 height=50 cropLeft=10 cropTop=40", {160, 90, 1, 1}, {60, 50, 40, 0}, {}},
+          {"mode=2 width=1 height=5000", {40, 40, 1, 1}, {19, 20, 0, 0}, {}},
+          {"mode=0 width=90 height=30", {160, 90, 1, 1}, {}, {}}}) {
+        Roi const roi(c.fields, c.input);
+        EXPECT_EQ(roi.source, c.cut) << c.fields;
+        EXPECT_EQ(roi.destination, c.bars) << c.fields;
+    }
     // 853.3 x 480: less than a pixel is no bar, whichever side is rounded.
     for (auto const& [width, height] : {std::pair{640U, 360U}, {853U, 480U}, {854U, 480U}, {1920U, 1080U}, {16U, 9U}}) {
-        EXPECT_EQ(Roi(MakeSettings(1, width, height), wide).destination, CropInfo{}) << width;
-        EXPECT_EQ(Roi(MakeSettings(2, width, height), wide).source, CropInfo{}) << width;
+        for (int const mode : {1, 2}) {
+            Roi const roi(fmt::format("mode={} width={} height={}", mode, width, height), wide);
+            EXPECT_EQ(roi.destination, CropInfo{}) << width;
+            EXPECT_EQ(roi.source, CropInfo{}) << width;
+        }
     }
-    // What is seen counts: 720 x 576 of 16:15 is 4:3.
-    SettingsResizer square = MakeSettings(1, 800, 576);
-    square.SetPixelAspectX(1);
-    square.SetPixelAspectY(1);
-    EXPECT_EQ(Roi(square, {720, 576, 16, 15}).destination, (CropInfo{16, 16, 0, 0}));
-    EXPECT_EQ(Roi(MakeSettings(1, 3, 500), {5000, 1, 1, 1}).destination, (CropInfo{0, 0, 250, 249}));
-}
-
-TEST(ResizerGeometry, FillsByCuttingTheSidesOfWhatTheCropLeft) {
-    EXPECT_EQ(Roi(MakeSettings(2, 90, 90), {160, 90, 1, 1}).source, (CropInfo{35, 35, 0, 0}));
-    EXPECT_EQ(Roi(MakeSettings(2, 160, 45), {160, 91, 1, 1}).source, (CropInfo{0, 0, 23, 23}));
-    SettingsResizer cropped = MakeSettings(2, 50, 50);
-    cropped.SetCropLeft(10);
-    cropped.SetCropTop(40);
-    Roi const roi(cropped, {160, 90, 1, 1});
-    EXPECT_EQ(roi.source, (CropInfo{60, 50, 40, 0}));
-    EXPECT_EQ(roi.destination, CropInfo{});
-    EXPECT_EQ(Roi(MakeSettings(2, 1, 5000), {40, 40, 1, 1}).source, (CropInfo{19, 20, 0, 0}));
-    EXPECT_EQ(Roi(MakeSettings(0, 90, 30), {160, 90, 1, 1}).source, CropInfo{});
 }
 
 TEST(ResizerGeometry, RefusesACropThatLeavesNothing) {
-    SettingsResizer settings;
-    settings.SetCropLeft(60);
-    settings.SetCropRight(39);
-    EXPECT_EQ(settings.GetOutputFrameSize({100, 50, 1, 1}).width, 1U);
-    settings.SetCropRight(40);
-    Caught const caught = Catch<std::invalid_argument>([&] { settings.GetOutputFrameSize({100, 50, 1, 1}); });
+    FrameInfo const input{100, 50, 1, 1};
+    EXPECT_EQ(Resizer("cropLeft=60 cropRight=39").GetOutputFrameSize(input).width, 1U);
+    Caught const caught =
+        Catch<std::invalid_argument>([&] { Resizer("cropLeft=60 cropRight=40").GetOutputFrameSize(input); });
     EXPECT_THAT(caught.what, testing::HasSubstr("cropLeft 60 and cropRight 40"));
-    SettingsResizer tall;
-    tall.SetCropTop(4294967295U);
-    tall.SetCropBottom(60);
-    EXPECT_THROW(tall.GetOutputFrameSize({100, 50, 1, 1}), std::invalid_argument);
-    EXPECT_THROW(MakeSettings(0, 0, 4000000000U).GetOutputFrameSize({16384, 1, 1, 1}), std::invalid_argument);
+    EXPECT_THROW(Resizer("cropTop=4294967295 cropBottom=60").GetOutputFrameSize(input), std::invalid_argument);
+    EXPECT_THROW(Resizer("height=4000000000").GetOutputFrameSize({16384, 1, 1, 1}), std::invalid_argument);
 }
 
 class ResizerTest : public GlTest {
@@ -117,76 +108,43 @@ protected:
 
 TEST_F(ResizerTest, StretchesFitsFillsAndCrops) {
     Picture const input = Picture::Noise(96, 54);
-    EXPECT_TRUE(IsNear(Run(SettingsResizer(), input), input, 0.0));
-    EXPECT_TRUE(
-        IsNear(Run(MakeSettings(0, 32, 9), input),
-               Picture::Make(32, 9, false, [&](unsigned x, unsigned y) { return Mean(input, 3 * x, 6 * y, 3, 6); }),
-               kFiltered));
-
-    SettingsResizer fit = MakeSettings(1, 32, 25);
-    fit.SetBackground({255, 128, 0, 255});
-    EXPECT_TRUE(
-        IsNear(Run(fit, input),
-               Picture::Make(32, 25, false,
-                             [&](unsigned x, unsigned y) {
-                                 bool const isBar = y < 4 || y >= 22;  // the odd pixel is the top's
-                                 return isBar ? Rgba{1, 128 / 255.0, 0, 1} : Mean(input, 3 * x, 3 * (y - 4), 3, 3);
-                             }),
-               kFiltered));
-
-    EXPECT_TRUE(IsNear(
-        Run(MakeSettings(2, 27, 27), input),
-        Picture::Make(27, 27, false, [&](unsigned x, unsigned y) { return Mean(input, 21 + 2 * x, 2 * y, 2, 2); }),
-        kFiltered));
-
-    SettingsResizer crop;
-    crop.SetCropLeft(10);
-    crop.SetCropRight(3);
-    crop.SetCropTop(1);
-    crop.SetCropBottom(20);
-    EXPECT_TRUE(IsNear(Run(crop, input),
-                       Picture::Make(83, 33, false, [&](unsigned x, unsigned y) { return input.At(x + 10, y + 1); }),
-                       0.0));
+    auto const expect = [&](char const* fields, unsigned width, unsigned height, bool hasAlpha, auto const& at,
+                            double tolerance = kFiltered) {
+        Picture const actual = Run(Resizer(fields), input);
+        EXPECT_EQ(actual.hasAlpha, hasAlpha) << fields;
+        EXPECT_TRUE(IsNear(actual, Picture::Make(width, height, hasAlpha, at), tolerance)) << fields;
+    };
+    expect(
+        "", 96, 54, false, [&](unsigned x, unsigned y) { return input.At(x, y); }, 0.0);
+    expect("width=32 height=9", 32, 9, false, [&](unsigned x, unsigned y) { return Mean(input, 3 * x, 6 * y, 3, 6); });
+    auto const fit = [&](Rgba const& bar) {
+        return [&input, bar](unsigned x, unsigned y) {  // the odd pixel is the top's
+            return y < 4 || y >= 22 ? bar : Mean(input, 3 * x, 3 * (y - 4), 3, 3);
+        };
+    };
+    expect("mode=1 width=32 height=25 background=#FF8000", 32, 25, false, fit({1, 128 / 255.0, 0, 1}));
+    expect("mode=1 width=32 height=25 background=#00FF0080", 32, 25, true, fit({0, 1, 0, 128 / 255.0}));
+    expect("mode=2 width=27 height=27", 27, 27, false,
+           [&](unsigned x, unsigned y) { return Mean(input, 21 + 2 * x, 2 * y, 2, 2); });
+    expect(
+        "cropLeft=10 cropRight=3 cropTop=1 cropBottom=20", 83, 33, false,
+        [&](unsigned x, unsigned y) { return input.At(x + 10, y + 1); }, 0.0);
 
     Picture const tall = Picture::Noise(20, 50);
-    EXPECT_TRUE(IsNear(
-        Run(MakeSettings(1, 100, 100), tall),
-        Picture::Make(
-            100, 100, false,
-            [&](unsigned x, unsigned y) {
-                return x < 30 || x >= 70 ? Rgba{0, 0, 0, 1} : tall.Sample((x - 30 + 0.5) / 40, (99 - y + 0.5) / 100);
-            }),
-        kFiltered));
-}
-
-TEST_F(ResizerTest, ATranslucentBackgroundGivesAlpha) {
-    Picture const opaque = Picture::Noise(40, 20);
-    SettingsResizer settings = MakeSettings(1, 20, 20);
-    settings.SetBackground({0, 255, 0, 128});
-    Picture const actual = Run(settings, opaque);
-    EXPECT_TRUE(actual.hasAlpha);
-    EXPECT_TRUE(
-        IsNear(actual,
-               Picture::Make(20, 20, true,
-                             [&](unsigned x, unsigned y) {
-                                 bool const isBar = y < 5 || y >= 15;
-                                 return isBar ? Rgba{0, 1, 0, 128 / 255.0} : Mean(opaque, 2 * x, 2 * (y - 5), 2, 2);
-                             }),
-               kFiltered));
-    EXPECT_FALSE(Run(MakeSettings(1, 20, 20), opaque).hasAlpha);
+    Picture const larger = Picture::Make(100, 100, false, [&](unsigned x, unsigned y) {
+        return x < 30 || x >= 70 ? Rgba{0, 0, 0, 1} : tall.Sample((x - 30 + 0.5) / 40, (99 - y + 0.5) / 100);
+    });
+    EXPECT_TRUE(IsNear(Run("Resizer mode=1 width=100 height=100", tall), larger, kFiltered));
     Picture const clear = Picture::Noise(40, 20, true);
-    Picture const kept = Run(MakeSettings(1, 40, 30), clear);
+    Picture const kept = Run("Resizer mode=1 width=40 height=30", clear);
     EXPECT_TRUE(kept.hasAlpha);
     EXPECT_EQ(kept.At(7, 2), (Rgba{0, 0, 0, 1}));
     EXPECT_EQ(kept.At(7, 12), clear.At(7, 7)) << "the picture replaces the background, alpha and all";
 }
 
 TEST_F(ResizerTest, TheFrameAndTheCodecTellTheNewForm) {
-    SettingsResizer settings = MakeSettings(1, 0, 288);
-    settings.SetPixelAspectX(1);
-    settings.SetPixelAspectY(1);
-    settings.SetBackground({0, 0, 0, 0});
-    intrusive_ptr<IOneInputEffectVideo> const effect = MakeEffect(settings);
+    intrusive_ptr<IOneInputEffectVideo> const effect =
+        MakeEffect(Resizer("mode=1 height=288 pixelAspectX=1 pixelAspectY=1 background=#00000000"));
     intrusive_ptr<IDataVideo> data = DataVideoFF::Create(PixFmt::Yuv420p, {720, 576, 16, 15});
     data->SetTimestamp(7);
     data->SetDuration(9);
@@ -205,7 +163,7 @@ TEST_F(ResizerTest, TheQuadIsRewrittenOnlyWhenTheGeometryChanges) {
     OnGl([](Ogl::ShaderStorage const&) {
         Ogl::EffectResizer::CacheImpl cache;
         FrameInfo const input{64, 32, 1, 1};
-        SettingsResizer settings = MakeSettings(1, 20, 20);
+        SettingsResizer settings = Resizer("mode=1 width=20 height=20");
         // Whether the quad's buffer still holds what is put there behind the cache's back.
         auto const isKept = [&](FrameInfo const& info) {
             float const mark = 77.0F;
@@ -232,9 +190,7 @@ TEST_F(ResizerTest, TheQuadIsRewrittenOnlyWhenTheGeometryChanges) {
 }
 
 TEST_F(ResizerTest, SettingsTravelAsATreeAndStatisticsNameTheMethod) {
-    SettingsResizer settings = MakeSettings(2, 320, 0);
-    settings.SetCropBottom(5);
-    settings.SetBackground({1, 2, 3, 4});
+    SettingsResizer settings = Resizer("mode=2 width=320 cropBottom=5 background=#01020304");
     settings.SetImplName("mine");
     intrusive_ptr<IOneInputEffectVideo> const effect = MakeEffect(settings);
     auto const& typed = dynamic_cast<SettingsResizer const&>(*effect->GetSettingsBase());
@@ -267,14 +223,11 @@ TEST_F(ResizerTest, SettingsTravelAsATreeAndStatisticsNameTheMethod) {
 }
 
 TEST_F(ResizerTest, WhatCannotBeMadeIsRefused) {
-    SettingsResizer cropped;
-    cropped.SetCropTop(10);
-    EXPECT_THROW(Run(cropped, Picture(10, 10)), std::invalid_argument);
+    EXPECT_THROW(Run("Resizer cropTop=10", Picture(10, 10)), std::invalid_argument);
     auto const limit = static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
-    Caught const caught = Catch<std::runtime_error>([&] { Run(MakeSettings(0, limit + 1, 4), Picture(10, 10)); });
+    Caught const caught =
+        Catch<std::runtime_error>([&] { Run(fmt::format("Resizer width={} height=4", limit + 1), Picture(10, 10)); });
     EXPECT_THAT(caught.what, testing::HasSubstr("1 to " + std::to_string(limit)));
-    SettingsResizer changed = MakeSettings(0, 5, 5);  // the effect lives on
-    EXPECT_EQ(Run(changed, Picture(10, 10)).width, 5U);
 }
 
 }  // namespace
