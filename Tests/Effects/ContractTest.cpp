@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <optional>
 #include <typeinfo>
 
 #include <fmt/format.h>
@@ -174,77 +173,40 @@ public:
     static std::vector<Proc::Field> DeclareFields() { return {}; }
 };
 
-/// An effect of one input or of two; a second input is held where it takes one.
-class AnyEffect {
-public:
-    AnyEffect(Proc::IEffectFactory const& factory, std::string const& classId, bool hasTwoInputs) {
-        if (hasTwoInputs) {
-            two = factory.CreateTwoInputEffect(classId, Proc::ImplNames::OGL);
-        } else {
-            one = factory.CreateOneInputEffect(classId, Proc::ImplNames::OGL);
-        }
-    }
-    Proc::IEffect& Get() const { return one ? static_cast<Proc::IEffect&>(*one) : *two; }
-    void Process(intrusive_ptr<IDataVideo>& data, intrusive_ptr<IDataVideo const> const& second) const {
-        one ? one->Process(data) : two->Process(data, second);
-    }
-    void UpdateFormatCodec(intrusive_ptr<Conf::IFormatCodecVideo>& codec) const {
-        one ? one->UpdateFormatCodec(codec) : two->UpdateFormatCodec(codec);
-    }
-
-private:
-    intrusive_ptr<Proc::IOneInputEffectVideo> one;
-    intrusive_ptr<Proc::ITwoInputEffectVideo> two;
-};
+using Effect = intrusive_ptr<Proc::IEffect>;
 
 class EffectContract : public GlTest, public testing::WithParamInterface<std::string> {
 protected:
-    static std::vector<Host::RegisteredEffect> const& ListRegistered() {
-        static std::vector<Host::RegisteredEffect> const registered = Host::MakeRegistry()->List();
-        return registered;
-    }
-
     std::string const& name = GetParam();
-
-    bool HasTwoInputs() const {
-        auto const found = std::find_if(ListRegistered().begin(), ListRegistered().end(),
-                                        [this](auto const& effect) { return effect.classId == name; });
-        EXPECT_NE(found, ListRegistered().end()) << name << " has settings but is not registered";
-        return found != ListRegistered().end() && found->inputs == 2;
-    }
-    bool IsTransition() const { return name.rfind("Transition", 0) == 0; }
-
-    AnyEffect Make(Settings const& settings, unsigned seed = 1) const {
-        std::srand(seed);
-        AnyEffect effect(*GetFactory(), name, HasTwoInputs());
-        effect.Get().SetSettings(settings);
-        return effect;
-    }
-    AnyEffect Make(unsigned seed = 1) const { return Make(*Proc::MakeSettings(name), seed); }
-    static intrusive_ptr<IDataVideo> ToData(Picture const& picture, double seconds) {
-        intrusive_ptr<IDataVideo> data = picture.ToFrame();
-        data->SetTimestamp(std::llround(seconds * 1e6));
-        data->SetDuration(40000);
-        return data;
-    }
-    /// The frame, queued but not drawn.
-    static intrusive_ptr<IDataVideo> Queue(AnyEffect const& effect, Picture const& first, Picture const& second,
-                                           double at) {
-        effect.Get().SetProgress(Always(at));
-        intrusive_ptr<IDataVideo> data = ToData(first, at);
-        effect.Process(data, ToData(second, at));
-        return data;
-    }
-    static Picture Draw(AnyEffect const& effect, Picture const& first, Picture const& second, double at) {
-        return Picture::FromFrame(*Download(Queue(effect, first, second, at)));
-    }
-    Picture Draw(AnyEffect const& effect, double at) const { return Draw(effect, first, second, at); }
-    intrusive_ptr<IDataVideo> Queue(AnyEffect const& effect, double at) const {
-        return Queue(effect, first, second, at);
-    }
-
+    bool const isTransition = name.rfind("Transition", 0) == 0;
+    bool const hasTwoInputs = isTransition || Contains(kTwoInputs, name);
     Picture const first = Picture::Noise(kWidth, kHeight, false, 1);
     Picture const second = Picture::Noise(kWidth, kHeight, false, 2);
+
+    Effect Make(Settings const& settings) const {
+        std::srand(7);
+        return hasTwoInputs ? Effect(MakeTransition(settings)) : Effect(MakeEffect(settings));
+    }
+    Effect Make() const { return Make(*Proc::MakeSettings(name)); }
+    intrusive_ptr<IDataVideo> Process(Effect const& effect, intrusive_ptr<IDataVideo> const& from,
+                                      intrusive_ptr<IDataVideo> const& to) const {
+        std::vector<intrusive_ptr<Proc::IData>> inputs{from};
+        inputs.insert(inputs.end(), hasTwoInputs ? 1 : 0, to);
+        return boost::dynamic_pointer_cast<IDataVideo>(effect->ProcessData(inputs));
+    }
+    /// The frame, queued but not drawn.
+    intrusive_ptr<IDataVideo> Queue(Effect const& effect, Picture const& from, Picture const& to, double at) const {
+        effect->SetProgress(Always(at));
+        intrusive_ptr<IDataVideo> const data = from.ToFrame();
+        data->SetTimestamp(std::llround(at * 1e6));
+        data->SetDuration(40000);
+        return Process(effect, data, to.ToFrame());
+    }
+    intrusive_ptr<IDataVideo> Queue(Effect const& effect, double at) const { return Queue(effect, first, second, at); }
+    Picture Draw(Effect const& effect, Picture const& from, Picture const& to, double at) const {
+        return Picture::FromFrame(*Download(Queue(effect, from, to, at)));
+    }
+    Picture Draw(Effect const& effect, double at) const { return Draw(effect, first, second, at); }
 };
 
 /// Each kind of settings that a field makes: all choices, both states, four numbers of its range.
@@ -277,7 +239,7 @@ std::vector<std::unique_ptr<Settings>> MakeVariants(Settings const& base, Proc::
 }
 
 TEST_P(EffectContract, DrawsAPictureOfEverySizeAtAnyTime) {
-    AnyEffect const effect = Make();
+    Effect const effect = Make();
     for (auto const& [width, height] :
          {std::pair{kWidth, kHeight}, {kHeight, kWidth}, {1U, 1U}, {1U, 9U}, {9U, 1U}, {33U, 17U}, {2U, 2U}}) {
         for (bool const hasAlpha : {false, true}) {
@@ -299,16 +261,17 @@ TEST_P(EffectContract, DrawsAPictureOfEverySizeAtAnyTime) {
 }
 
 TEST_P(EffectContract, TellsTheFormatItWillProduce) {
-    AnyEffect const effect = Make();
     for (PixFmt const format : {PixFmt::Rgb24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Yuv420p, PixFmt::Gray8}) {
+        Effect const effect = Make();
         intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(format, {kWidth, kHeight, 1, 1});
-        effect.UpdateFormatCodec(codec);
-        intrusive_ptr<IDataVideo> data = Proc::DataVideoFF::Create(format, {kWidth, kHeight, 1, 1});
-        effect.Process(data, data);
-        EXPECT_EQ(data->GetPixFmt(), codec->GetPixFmt());
-        EXPECT_EQ(data->GetFrameInfo().width, codec->GetFrameInfo().width);
-        EXPECT_EQ(data->GetFrameInfo().height, codec->GetFrameInfo().height);
-        EXPECT_NO_THROW(Download(data));
+        hasTwoInputs ? dynamic_cast<Proc::ITwoInputEffectVideo&>(*effect).UpdateFormatCodec(codec)
+                     : dynamic_cast<Proc::IOneInputEffectVideo&>(*effect).UpdateFormatCodec(codec);
+        intrusive_ptr<IDataVideo> const input = Proc::DataVideoFF::Create(format, {kWidth, kHeight, 1, 1});
+        intrusive_ptr<IDataVideo> const drawn = Process(effect, input, input);
+        EXPECT_EQ(drawn->GetPixFmt(), codec->GetPixFmt());
+        EXPECT_EQ(drawn->GetFrameInfo().width, codec->GetFrameInfo().width);
+        EXPECT_EQ(drawn->GetFrameInfo().height, codec->GetFrameInfo().height);
+        EXPECT_NO_THROW(Download(drawn));
     }
 }
 
@@ -317,7 +280,7 @@ TEST_P(EffectContract, IsTheSameForTheSameInputInAnyOrder) {
     Picture const large = Picture::Noise(6 * kWidth, 6 * kHeight, true, 1);
     Picture const other = Picture::Noise(6 * kWidth, 6 * kHeight, true, 2);
     auto const draw = [&](bool isAllQueuedFirst) {
-        AnyEffect const effect = Make(7);
+        Effect const effect = Make();
         std::vector<Picture> pictures;
         std::vector<intrusive_ptr<IDataVideo>> queued;
         for (double const at : {0.6, 0.2, 0.6}) {
@@ -345,7 +308,7 @@ TEST_P(EffectContract, IsTheSameForTheSameInputInAnyOrder) {
 }
 
 TEST_P(EffectContract, LeavesNothingBehind) {
-    auto const drawThrice = [this](AnyEffect const& effect) {
+    auto const drawThrice = [this](Effect const& effect) {
         for (double const at : {0.1, 0.5, 0.9}) {
             Draw(effect, at);
         }
@@ -354,13 +317,13 @@ TEST_P(EffectContract, LeavesNothingBehind) {
     Draw(Make(), 0.3);
     Ogl::GlObjectCounts const before = CountObjectsInUse();
     {
-        AnyEffect const effect = Make();
+        Effect const effect = Make();
         drawThrice(effect);
-        effect.Get().Reset();
+        effect->Reset();
         Draw(effect, 0.3);
         Queue(effect, 0.3);  // never drawn
         intrusive_ptr<IDataVideo> const last = Queue(effect, 0.3);
-        effect.Get().Reset();  // with a frame queued
+        effect->Reset();  // with a frame queued
         dynamic_cast<DataVideoOGL&>(*last).Execute();
     }
     EXPECT_EQ(CountObjectsInUse(), before) << "GL objects: textures, buffers, framebuffers, renderbuffers, programs";
@@ -370,12 +333,12 @@ TEST_P(EffectContract, LeavesNothingBehind) {
 }
 
 TEST_P(EffectContract, MakesNoGlObjectInSteadyState) {
-    AnyEffect const warming = Make();
+    Effect const warming = Make();
     // Variants of programs are made as they come up, each once; there must be an end of them.
     for (int i = 0; i <= 40; ++i) {
         Draw(warming, i / 40.0);
     }
-    AnyEffect const effect = Make();
+    Effect const effect = Make();
     Draw(effect, 0.1);
     Draw(effect, 0.2);
     Ogl::GlObjectCounts const settled = Ogl::OglManager::GetInstance().GetObjectCounts();
@@ -412,12 +375,11 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
         return yuv;
     };
     auto const draw = [&](Settings const& settings, bool isYuv) {
-        AnyEffect const effect = Make(settings);
-        effect.Get().SetProgress(Always(0.3));
-        intrusive_ptr<IDataVideo> data = make(0, isYuv);
+        Effect const effect = Make(settings);
+        effect->SetProgress(Always(0.3));
+        intrusive_ptr<IDataVideo> const data = make(0, isYuv);
         data->SetTimestamp(700000);
-        effect.Process(data, make(2, isYuv));
-        return Picture::FromFrame(*Download(data));
+        return Picture::FromFrame(*Download(Process(effect, data, make(2, isYuv))));
     };
     std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
     EXPECT_TRUE(IsNear(draw(*settings, true), draw(*settings, false), kFiltered));
@@ -453,10 +415,10 @@ TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
         bool isSeen = name == "TransitionBlinds";  // whose count is kept, not drawn
         auto const tryIn = [&](Settings const& base) {
             for (std::unique_ptr<Settings> const& variant : MakeVariants(base, field)) {
-                AnyEffect const effect = Make(base);
+                Effect const effect = Make(base);
                 Picture const before = Draw(effect, 0.3);
-                effect.Get().SetSettings(*variant);
-                EXPECT_THROW(effect.Get().SetSettings(ForeignSettings()), std::bad_cast);
+                effect->SetSettings(*variant);
+                EXPECT_THROW(effect->SetSettings(ForeignSettings()), std::bad_cast);
                 Picture const after = Draw(effect, 0.3);
                 Picture const fresh = Draw(Make(*variant), 0.3);
                 isSeen = isSeen || !IsNear(fresh, before, kUnfiltered);
@@ -473,18 +435,18 @@ TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
         }
         EXPECT_TRUE(isSeen) << name << "'s " << field.key;
     }
-    EXPECT_THROW(Make().Get().SetSettings(ForeignSettings()), std::bad_cast);
+    EXPECT_THROW(Make()->SetSettings(ForeignSettings()), std::bad_cast);
 }
 
 class VisibleEffect : public EffectContract {};
 INSTANTIATE_TEST_SUITE_P(All, VisibleEffect, testing::ValuesIn(List("", kInvisible)), GetName);
 
 TEST_P(VisibleEffect, IsSeenByItsDefaults) {
-    AnyEffect const effect = Make();
+    Effect const effect = Make();
     bool isSeen = false;
     for (double const at : {0.5, 0.0, 0.25, 0.75, 1.0}) {
         Picture const drawn = Draw(effect, at);
-        isSeen = isSeen || (!IsNear(drawn, first, kFiltered) && (!IsTransition() || !IsNear(drawn, second, kFiltered)));
+        isSeen = isSeen || (!IsNear(drawn, first, kFiltered) && (!isTransition || !IsNear(drawn, second, kFiltered)));
     }
     EXPECT_TRUE(isSeen) << "the result is the input at every progress that was tried";
 }
@@ -571,7 +533,7 @@ TEST_P(TransitionContract, GoesFromTheFirstPictureToTheSecond) {
     auto const check = [&](Settings const& settings, unsigned width, unsigned height, bool hasAlpha) {
         Picture const from = Picture::Noise(width, height, hasAlpha, 1);
         Picture const to = Picture::Noise(width, height, hasAlpha, 2);
-        AnyEffect const effect = Make(settings);
+        Effect const effect = Make(settings);
         for (double const progress : {0.0, 1.0}) {
             Picture const& wanted = progress == 0.0 ? from : to;
             Picture const drawn = Draw(effect, from, to, progress);
@@ -645,6 +607,8 @@ TEST_F(ContractTables, MissNoRegisteredEffect) {
     for (Host::RegisteredEffect const& effect : Host::MakeRegistry()->List()) {
         if (effect.implName == Proc::ImplNames::OGL && !Contains(kTransfers, effect.classId)) {
             EXPECT_THAT(drawn, testing::Contains(effect.classId));
+            EXPECT_EQ(effect.inputs == 2,
+                      effect.classId.rfind("Transition", 0) == 0 || Contains(kTwoInputs, effect.classId));
         }
     }
 }

@@ -50,8 +50,7 @@ protected:
                     Scene const scene = makeScene(from, to, progress);
                     Picture const expected =
                         isFine ? Halve(scene.Draw(2 * width, 2 * height, from.hasAlpha)) : scene.DrawLike(from);
-                    EXPECT_TRUE(IsNear(Run(settings, from, to, {.progress = progress}), expected, tolerance))
-                        << settings << " at progress " << progress;
+                    ExpectDrawn(settings, from, to, progress, expected, tolerance);
                 };
                 check(first, second, kDrawnTwice);
                 // Without filtering the light is exact.

@@ -20,25 +20,22 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
         Size size;
         double x, y, freq, ampl, width;
     };
-    for (Case const& c : {Case{{160, 90}, 0.5, 0.5, 6, 30, 0.25},
-                          {{90, 161}, 0.2, 0.9, 4, 120, 0.6},
+    for (Case const& c : {Case{{161, 90}, 0.5, 0.5, 6, 30, 0.25},
+                          {{91, 160}, 0.2, 0.9, 4, 120, 0.6},
                           {{64, 64}, 0.0, 0.3, 20, 60, 0.4}}) {
         std::string const settings =
             fmt::format("TransitionRipple x={} y={} freq={} ampl={} width={}", c.x, c.y, c.freq, c.ampl, c.width);
-        bool const hasAlpha = c.size.width == 64;
-        Picture const first = MakeCoveringNoise(c.size, hasAlpha, 1);
-        Picture const second = MakeCoveringNoise(c.size, hasAlpha, 2);
-        Picture const from = Premultiply(first);
-        Picture const to = Premultiply(second);
         double const longer = std::max(c.size.width, c.size.height);
         double const scaleX = c.size.width / longer;
         double const scaleY = c.size.height / longer;
         double const reach = std::hypot(std::max(c.x, 1 - c.x) * scaleX, std::max(c.y, 1 - c.y) * scaleY);
         double const length = std::min(1.0 / c.freq, c.width);
         double const shown = std::clamp(length * longer / 4 - 0.5, 0.0, 1.0);
-        for (double const p : {0.1, 0.45}) {
+        auto const expectation = [&](Picture const& first, Picture const& second, double p) {
+            Picture const from = Premultiply(first);
+            Picture const to = Premultiply(second);
             double const front = p * (reach + c.width);
-            Picture const expected = ForEachPixel(first, [&](double s, double t) {
+            return ForEachPixel(first, [&](double s, double t) {
                 double const x = (s - c.x) * scaleX;
                 double const y = (t - c.y) * scaleY;
                 double const radius = std::hypot(x, y);
@@ -59,11 +56,9 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
                     return lit + (color[3] - lit) * glint;
                 }));
             });
-            // Light brings out the filter's rounding by two thirds, division by alpha doubles it.
-            EXPECT_TRUE(
-                IsNear(Run(settings, first, second, {.progress = p}), expected, (hasAlpha ? 2 : 1.7) * kFiltered))
-                << settings << " at progress " << p;
-        }
+        };
+        // Light brings out the filter's rounding by two thirds, division by alpha doubles it.
+        Expect(settings, {0.1, 0.45}, expectation, (c.size.width % 2 == 0 ? 2 : 1.7) * kFiltered, {c.size});
     }
 }
 
@@ -86,9 +81,7 @@ TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
             Picture const expected = ForEachPixel(first, [&](double s, double t) {
                 return Straight(Mix(a.SampleNearest(s, t), b.SampleNearest(s, t), SmoothStep(0, 1, share)));
             });
-            EXPECT_TRUE(IsNear(Run("TransitionPixels num=4", first, second, {.progress = p}), expected,
-                               kFiltered + kUnfiltered))
-                << "progress " << p;
+            ExpectDrawn("TransitionPixels num=4", first, second, p, expected, kFiltered + kUnfiltered);
         };
         for (int halvings = 0; halvings < 4; ++halvings) {
             for (double const share : {0.0, 0.3}) {
@@ -212,37 +205,33 @@ std::vector<FallingColumn> DrawColumns(unsigned seed) {
 }
 
 TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
+    std::vector<FallingColumn> const columns = DrawColumns(kSeed);
     for (auto const& [size, rows] : {std::pair{Size{96, 60}, 6.0}, {Size{60, 105}, 17.0}}) {  // 12 / aspect / 1.25
-        bool const hasAlpha = size.width == 60;
-        Picture const first = MakeCoveringNoise(size, hasAlpha, 1);
-        Picture const second = MakeCoveringNoise(size, hasAlpha, 2);
-        Picture const from = Premultiply(first);
-        Picture const to = Premultiply(second);
-        for (double const p : {0.4, 0.6}) {
-            std::vector<FallingColumn> const columns = DrawColumns(5);
-            std::srand(5);
-            // Without light.
-            Picture const drawn = Run("TransitionMatrix num=12 color=#FFFFFF00", first, second, {.progress = p});
-            Picture const expected = ForEachPixel(first, [&, rows = rows](double s, double t) {
-                FallingColumn const& column = columns[static_cast<std::size_t>(s * 12)];
-                double const trail = std::max(column.trail * rows, 3.0);
-                double const head = (p - column.begin) / column.duration * (rows + trail);
-                double const y = (1 - t) * rows;
-                // Darkness is told at the middles of cells.
-                auto const dark = [&](double row) {
-                    double const left = 1 - (head - std::clamp(row, 0.0, rows - 1)) / trail;
-                    return std::clamp(1.5 * std::clamp(left, 0.0, 1.0), 0.0, 1.0);
-                };
-                double const low = std::floor(y - 0.5);
-                double const f = y - 0.5 - low;
-                double const shown = 1 - 0.85 * (dark(low) * (1 - f) + dark(low + 1) * f);
-                Rgba const lit = to.SampleNearest(s, t);
-                return Straight(Mix(from.SampleNearest(s, t),
-                                    EachColor(lit, [&](std::size_t c) { return lit[c] * shown; }),
-                                    SmoothStep(0, 0.5, head - y)));
-            });
-            EXPECT_TRUE(IsNear(drawn, expected, kFiltered)) << size.width << " pixels wide, at progress " << p;
-        }
+        // Without light.
+        Expect("TransitionMatrix num=12 color=#FFFFFF00", {0.4, 0.6},
+               [&, rows = rows](Picture const& first, Picture const& second, double p) {
+                   Picture const from = Premultiply(first);
+                   Picture const to = Premultiply(second);
+                   return ForEachPixel(first, [&](double s, double t) {
+                       FallingColumn const& column = columns[static_cast<std::size_t>(s * 12)];
+                       double const trail = std::max(column.trail * rows, 3.0);
+                       double const head = (p - column.begin) / column.duration * (rows + trail);
+                       double const y = (1 - t) * rows;
+                       // Darkness is told at the middles of cells.
+                       auto const dark = [&](double row) {
+                           double const left = 1 - (head - std::clamp(row, 0.0, rows - 1)) / trail;
+                           return std::clamp(1.5 * std::clamp(left, 0.0, 1.0), 0.0, 1.0);
+                       };
+                       double const low = std::floor(y - 0.5);
+                       double const f = y - 0.5 - low;
+                       double const shown = 1 - 0.85 * (dark(low) * (1 - f) + dark(low + 1) * f);
+                       Rgba const lit = to.SampleNearest(s, t);
+                       return Straight(Mix(from.SampleNearest(s, t),
+                                           EachColor(lit, [&](std::size_t c) { return lit[c] * shown; }),
+                                           SmoothStep(0, 0.5, head - y)));
+                   });
+               },
+               kFiltered, {size});
     }
 }
 

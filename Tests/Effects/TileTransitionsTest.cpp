@@ -115,58 +115,53 @@ TEST_F(TileTransitionsTest, ShardsKeepTheirImpulsesForAGrid) {
 }
 
 TEST_F(TileTransitionsTest, ShatterFadesShardsOverTheIncomingPicture) {
-    constexpr unsigned kSeed = 11;
-    for (auto const& [width, height] : {Size{64, 36}, Size{30, 46}}) {
-        Picture const first = MakeCoveringNoise({width, height}, width == 30, 1);
-        Picture const second = MakeCoveringNoise({width, height}, width == 30, 2);
-        double const aspect = static_cast<double>(width) / height;
-        auto const [columns, rows] = MakeGrid(first, 2);
-        for (int const direction : {0, 1, 2, 3}) {
-            std::srand(kSeed);
-            std::vector<ShardImpulse> const impulses = DrawImpulses(static_cast<std::size_t>(columns * rows));
-            for (double const p : {0.07, 0.4}) {
-                Scene scene;
-                scene.AddWhole(-1, -1, 1, 1, second);
-                for (int shard = 0; shard < columns * rows; ++shard) {
-                    ShardImpulse const& impulse = impulses[static_cast<std::size_t>(shard)];
-                    double const i = shard % columns;
-                    double const j = shard / columns;
-                    double const away = direction == 0 ? 1 + impulse.travel * p : 1;
-                    double const growth = direction == 0 ? 1 + impulse.growth * p : 1;
-                    double const drop = direction == 1 ? -2 : direction == 2 ? 2 : 0;
-                    std::array<Vertex, 4> corners{};
-                    for (std::size_t k = 0; k < 4; ++k) {
-                        double const u = k == 1 || k == 2 ? 1 : -1;
-                        double const v = k > 1 ? 1 : -1;
-                        // Turned on screen, not in the frame's coordinates.
-                        double const x = u * growth / columns * aspect;
-                        double const y = v * growth / rows;
-                        double const turn = impulse.spin * p;
-                        corners[k] = {
-                            ((2 * i + 1) / columns - 1) * away + (x * std::cos(turn) - y * std::sin(turn)) / aspect,
-                            ((2 * j + 1) / rows - 1) * away + drop * impulse.travel * p + x * std::sin(turn) +
-                                y * std::cos(turn),
-                            0, (i + (u + 1) / 2) / columns, (j + (v + 1) / 2) / rows};
-                    }
-                    scene.AddQuad(corners, first, MakeBlend(1 - p));
-                }
-                // Four samples a pixel, what is transparent lends no colour.
-                Picture fine = scene.Draw(2 * width, 2 * height, first.hasAlpha);
-                for (Rgba& pixel : fine.pixels) {
-                    pixel = pixel == kUndecided ? pixel
-                                                : EachColor(pixel, [&](std::size_t c) { return pixel[c] * pixel[3]; });
-                }
-                Picture expected = Halve(fine);
-                for (Rgba& pixel : expected.pixels) {
-                    pixel = pixel == kUndecided ? pixel : Straight(pixel);
-                }
-                std::srand(kSeed);
-                std::string const settings = fmt::format("TransitionShatter num=2 dir={}", direction);
-                // Blending rounds once a shard.
-                EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = p}), expected, kFiltered + 2.0 / 255.0))
-                    << settings << " at " << p;
-            }
-        }
+    for (int const direction : {0, 1, 2, 3}) {
+        Expect(fmt::format("TransitionShatter num=2 dir={}", direction), {0.07, 0.4},
+               [&](Picture const& first, Picture const& second, double p) {
+                   double const aspect = static_cast<double>(first.width) / first.height;
+                   auto const [columns, rows] = MakeGrid(first, 2);
+                   std::srand(kSeed);
+                   std::vector<ShardImpulse> const impulses = DrawImpulses(static_cast<std::size_t>(columns * rows));
+                   Scene scene;
+                   scene.AddWhole(-1, -1, 1, 1, second);
+                   for (int shard = 0; shard < columns * rows; ++shard) {
+                       ShardImpulse const& impulse = impulses[static_cast<std::size_t>(shard)];
+                       double const i = shard % columns;
+                       double const j = shard / columns;
+                       double const away = direction == 0 ? 1 + impulse.travel * p : 1;
+                       double const growth = direction == 0 ? 1 + impulse.growth * p : 1;
+                       double const drop = direction == 1 ? -2 : direction == 2 ? 2 : 0;
+                       std::array<Vertex, 4> corners{};
+                       for (std::size_t k = 0; k < 4; ++k) {
+                           double const u = k == 1 || k == 2 ? 1 : -1;
+                           double const v = k > 1 ? 1 : -1;
+                           // Turned on screen, not in the frame's coordinates.
+                           double const x = u * growth / columns * aspect;
+                           double const y = v * growth / rows;
+                           double const turn = impulse.spin * p;
+                           corners[k] = {
+                               ((2 * i + 1) / columns - 1) * away + (x * std::cos(turn) - y * std::sin(turn)) / aspect,
+                               ((2 * j + 1) / rows - 1) * away + drop * impulse.travel * p + x * std::sin(turn) +
+                                   y * std::cos(turn),
+                               0, (i + (u + 1) / 2) / columns, (j + (v + 1) / 2) / rows};
+                       }
+                       scene.AddQuad(corners, first, MakeBlend(1 - p));
+                   }
+                   // Four samples a pixel, what is transparent lends no colour.
+                   Picture fine = scene.Draw(2 * first.width, 2 * first.height, first.hasAlpha);
+                   for (Rgba& pixel : fine.pixels) {
+                       pixel = pixel == kUndecided
+                                   ? pixel
+                                   : EachColor(pixel, [&](std::size_t c) { return pixel[c] * pixel[3]; });
+                   }
+                   Picture expected = Halve(fine);
+                   for (Rgba& pixel : expected.pixels) {
+                       pixel = pixel == kUndecided ? pixel : Straight(pixel);
+                   }
+                   return expected;
+               },
+               // Blending rounds once a shard.
+               kFiltered + 2.0 / 255.0, {{64, 36}, {31, 46}});
     }
 }
 
@@ -256,50 +251,48 @@ struct Brush {
 };
 
 TEST_F(TileTransitionsTest, WaterbrushPaintsAlongItsPath) {
-    for (Size const& size : {Size{160, 90}, Size{90, 160}}) {
-        Picture const first = MakeCoveringNoise(size, size.width == 90, 1);
-        Picture const second = MakeCoveringNoise(size, size.width == 90, 2);
-        for (auto const& [type, degrees, strokes, rough] :
-             {std::tuple{1, 30, 5, 50}, {1, -60, 4, 100}, {0, 30, 6, 30}, {0, -90, 5, 50}, {2, 90, 2, 80}}) {
-            std::string const settings =
-                fmt::format("TransitionWaterbrush type={} angle={} size={} rough={}", type, degrees, strokes, rough);
-            Brush const brush(size.width, size.height, degrees, strokes, type == 0 ? -0.15 : 0.01, rough / 100.0);
-            for (double const progress : {0.4, 0.93}) {
-                double const p = type == 0 ? 0.05 + 0.825 * progress : progress;
-                double const fade = p > 0.9 ? (p - 0.9) * 10 : 0;
-                double const time = std::min(1.0, p / 0.9) * brush.pathLength;
-                Picture const expected = ForEachPixel(first, [&](double s, double t) {
-                    double const x = brush.cosine * s * size.width + brush.sine * t * size.height;
-                    double const y = brush.cosine * t * size.height - brush.sine * s * size.width;
-                    auto const find = [&](double place) -> Brush::Column const* {
-                        bool const isBetween = std::fabs(place - std::round(place)) < 0.01;
-                        double const last = static_cast<double>(brush.count) - 1;
-                        Brush::Column const& column =
-                            brush.columns[static_cast<std::size_t>(std::clamp(std::floor(place), 0.0, last))];
-                        return isBetween || column.isOnEdge ? nullptr : &column;
-                    };
-                    Brush::Column const* column = find(x + brush.offset);
-                    if (column != nullptr) {
-                        double const bend = (column->rows[1] - y) * (y - column->rows[0]) / (6.0 * size.width);
-                        column = find(x + brush.offset + bend);
-                    }
-                    if (column == nullptr) {
-                        return kUndecided;
-                    }
-                    auto const& [begin, end, offset, sign, density] = column->rows;
-                    double const since = time - offset - sign * y;
-                    bool const isOutside = y < begin || y > end;
-                    double const near = std::min({std::fabs(y - begin), std::fabs(end - y), std::fabs(since)});
-                    if (near < 0.01 && !(isOutside && begin == end)) {
-                        return kUndecided;
-                    }
-                    return Mix(first.SampleNearest(s, t), second.SampleNearest(s, t),
-                               !isOutside && since > 0 ? density * (1 - fade) + fade : fade);
-                });
-                EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = progress}), expected, kUnfiltered))
-                    << settings << " at " << progress;
-            }
-        }
+    for (auto const& [type, degrees, strokes, rough] :
+         {std::tuple{1, 30, 5, 50}, {1, -60, 4, 100}, {0, 30, 6, 30}, {0, -90, 5, 50}, {2, 90, 2, 80}}) {
+        Expect(fmt::format("TransitionWaterbrush type={} angle={} size={} rough={}", type, degrees, strokes, rough),
+               {0.4, 0.93},
+               [&, type = type, degrees = degrees, strokes = strokes, rough = rough](
+                   Picture const& first, Picture const& second, double progress) {
+                   Size const size{first.width, first.height};
+                   Brush const brush(size.width, size.height, degrees, strokes, type == 0 ? -0.15 : 0.01,
+                                     rough / 100.0);
+                   double const p = type == 0 ? 0.05 + 0.825 * progress : progress;
+                   double const fade = p > 0.9 ? (p - 0.9) * 10 : 0;
+                   double const time = std::min(1.0, p / 0.9) * brush.pathLength;
+                   return ForEachPixel(first, [&](double s, double t) {
+                       double const x = brush.cosine * s * size.width + brush.sine * t * size.height;
+                       double const y = brush.cosine * t * size.height - brush.sine * s * size.width;
+                       auto const find = [&](double place) -> Brush::Column const* {
+                           bool const isBetween = std::fabs(place - std::round(place)) < 0.01;
+                           double const last = static_cast<double>(brush.count) - 1;
+                           Brush::Column const& column =
+                               brush.columns[static_cast<std::size_t>(std::clamp(std::floor(place), 0.0, last))];
+                           return isBetween || column.isOnEdge ? nullptr : &column;
+                       };
+                       Brush::Column const* column = find(x + brush.offset);
+                       if (column != nullptr) {
+                           double const bend = (column->rows[1] - y) * (y - column->rows[0]) / (6.0 * size.width);
+                           column = find(x + brush.offset + bend);
+                       }
+                       if (column == nullptr) {
+                           return kUndecided;
+                       }
+                       auto const& [begin, end, offset, sign, density] = column->rows;
+                       double const since = time - offset - sign * y;
+                       bool const isOutside = y < begin || y > end;
+                       double const near = std::min({std::fabs(y - begin), std::fabs(end - y), std::fabs(since)});
+                       if (near < 0.01 && !(isOutside && begin == end)) {
+                           return kUndecided;
+                       }
+                       return Mix(first.SampleNearest(s, t), second.SampleNearest(s, t),
+                                  !isOutside && since > 0 ? density * (1 - fade) + fade : fade);
+                   });
+               },
+               kUnfiltered, {{160, 90}, {91, 160}});
     }
 }
 

@@ -132,6 +132,7 @@ TEST_F(ViewEffectsTest, ZoomShowsItsViewOverTheBackground) {
     for (auto const& [x, weight] :
          {std::pair{29U, -0.0234375}, {30U, -0.0703125}, {31U, 0.2265625}, {32U, 0.8671875}}) {
         EXPECT_NEAR(large.At(x, 18)[0], 0.2 + 0.8 * weight, kUnfiltered) << x;
+        EXPECT_NEAR(large.At(65 - x, 18)[0], 0.2 + 0.8 * weight, kUnfiltered) << 65 - x;
     }
 }
 

@@ -1,5 +1,6 @@
 // The wrappers around algorithms that only note how they are called: checks, order, progress, caches, ownership.
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
 #include <cmath>
@@ -179,9 +180,20 @@ protected:
         dynamic_cast<DataVideoOGL&>(*data).Execute();
         Settle();
     }
+    /// Draws one frame.
+    static void Draw(Proc::IOneInputEffectVideo& effect, intrusive_ptr<IDataVideo> data = Gpu()) {
+        effect.Process(data);
+        Execute(data);
+    }
     /// Waits until the GL thread has let go of what it ran.
     static void Settle() {
         OnGl([](ShaderStorage const&) {});
+    }
+    void ExpectAllGone() const {
+        Settle();
+        EXPECT_EQ(notes->algorithms, 0);
+        EXPECT_EQ(notes->caches, 0);
+        EXPECT_FALSE(notes->cacheDiedElsewhere);
     }
     static std::uint64_t Count(Proc::IEffect const& effect) {
         EXPECT_EQ(effect.GetStatistic().GetChild("Time").Get<std::int64_t>(), 0);
@@ -235,14 +247,10 @@ TEST_F(WrapperTest, AskForOneUploaderEach) {
 }
 
 TEST_F(WrapperTest, NothingIsLeftAlone) {
-    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
     intrusive_ptr<IDataVideo> data;
-    effect->Process(data);
+    Effect()->Process(data);
+    Transition()->Process(data, nullptr);
     EXPECT_EQ(data, nullptr);
-    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
-    transition->Process(data, nullptr);
-    EXPECT_EQ(data, nullptr);
-    EXPECT_EQ(Count(*effect) + Count(*transition), 0U);
     EXPECT_EQ(notes->cachesMade, 0);
 }
 
@@ -308,9 +316,8 @@ TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
 }
 
 TEST_F(WrapperTest, OutputsAreAskedForByTheFirstInputsFormat) {
-    intrusive_ptr<IDataVideo> data = Cpu(6, PixFmt::Yuv420p);
-    Effect()->Process(data);
     // The caller's format, not that of the uploaded frame.
+    Draw(*Effect(), Cpu(6, PixFmt::Yuv420p));
     EXPECT_THAT(notes->wanted, ElementsAre(Pair(PixFmt::Yuv420p, 6U)));
     for (auto const& [input, second] : {std::pair{PixFmt::Bgra, PixFmt::Rgb24}, {PixFmt::Yuv420p, PixFmt::Rgba}}) {
         intrusive_ptr<IDataVideo> first = Cpu(6, input);
@@ -337,9 +344,7 @@ TEST_F(WrapperTest, AnEffectMapsTheTimestampATransitionItsEnd) {
 TEST_F(WrapperTest, ProgressFollowsTheMappingUnclamped) {
     intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
     auto const run = [&](std::int64_t timestamp) {
-        intrusive_ptr<IDataVideo> data = Gpu(6, PixFmt::Rgb24, timestamp);
-        effect->Process(data);
-        Execute(data);
+        Draw(*effect, Gpu(6, PixFmt::Rgb24, timestamp));
         return notes->moments.back();
     };
     EXPECT_THAT(run(-1000000), Pair(-1.0, -1.0));
@@ -361,17 +366,14 @@ TEST_F(WrapperTest, ProgressFollowsTheMappingUnclamped) {
 TEST_F(WrapperTest, CountFramesThatWereQueued) {
     intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
     EXPECT_EQ(Count(*effect), 0U);
-    std::vector<intrusive_ptr<IDataVideo>> frames;
-    for (int i = 0; i < 3; ++i) {
-        effect->Process(frames.emplace_back(Gpu()));
+    std::array<intrusive_ptr<IDataVideo>, 3> frames{Gpu(), Gpu(), Gpu()};
+    for (intrusive_ptr<IDataVideo>& frame : frames) {
+        effect->Process(frame);
     }
+    effect->Reset();
     EXPECT_TRUE(notes->moments.empty());
     EXPECT_EQ(Count(*effect), 3U);
-    effect->Reset();
-    EXPECT_EQ(Count(*effect), 3U);
-    for (intrusive_ptr<IDataVideo> const& frame : frames) {
-        Execute(frame);
-    }
+    std::for_each(frames.begin(), frames.end(), Execute);
     EXPECT_EQ(notes->moments.size(), 3U);
     EXPECT_EQ(Count(*effect), 3U);
 }
@@ -401,13 +403,9 @@ TEST_F(WrapperTest, InputsAreDrawnBeforeTheOutput) {
 
 TEST_F(WrapperTest, AnInputThatIsNotOnTheGpuArrivesAsNone) {
     factory->isIdle = true;
-    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
-    intrusive_ptr<IDataVideo> data = Cpu();
-    effect->Process(data);
-    Execute(data);
-    intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
+    Draw(*Effect(), Cpu());
     intrusive_ptr<IDataVideo> first = Cpu();
-    transition->Process(first, Gpu());
+    Transition()->Process(first, Gpu());
     Execute(first);
     EXPECT_THAT(notes->inputs.front(), ElementsAre(nullptr));
     EXPECT_EQ(notes->inputs.back().front(), nullptr);
@@ -415,15 +413,10 @@ TEST_F(WrapperTest, AnInputThatIsNotOnTheGpuArrivesAsNone) {
 
 TEST_F(WrapperTest, TheCacheIsMadeLateKeptAndMadeAnewAfterAReset) {
     intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
-    auto const run = [&] {
-        intrusive_ptr<IDataVideo> data = Gpu();
-        effect->Process(data);
-        Execute(data);
-    };
     effect->Reset();  // harmless
     EXPECT_EQ(notes->cachesMade, 0);
-    run();
-    run();
+    Draw(*effect);
+    Draw(*effect);
     EXPECT_EQ(notes->cachesMade, 1);
     EXPECT_EQ(notes->cachesLent[0], notes->cachesLent[1]);
     EXPECT_EQ(notes->caches, 1);
@@ -431,7 +424,7 @@ TEST_F(WrapperTest, TheCacheIsMadeLateKeptAndMadeAnewAfterAReset) {
     effect->Reset();
     Settle();
     EXPECT_EQ(notes->caches, 0);
-    run();
+    Draw(*effect);
     EXPECT_EQ(notes->cachesMade, 2);
     EXPECT_EQ(notes->caches, 1);
     EXPECT_FALSE(notes->cacheDiedElsewhere);
@@ -465,53 +458,34 @@ TEST_F(WrapperTest, QueuedFramesKeepAlgorithmAndCacheUntilTheyAreDrawn) {
             effect->Reset();  // with a frame queued
             effect->Process(later);
         }
+        // A task that has run holds nothing, also where another frame keeps it.
+        intrusive_ptr<DataVideoOGL> const other = DataVideoOGL::Create(PixFmt::Rgb24, {6, 4, 1, 1});
+        other->ConcatenateTasks(boost::dynamic_pointer_cast<DataVideoOGL>(data));
         Settle();
         EXPECT_EQ(notes->algorithms, 1) << "the wrapper is gone, its frames are not";
         EXPECT_EQ(notes->caches, isTransition ? 1 : 2);
         EXPECT_EQ(input->GetRefCount(), 2);
         Execute(data);
+        EXPECT_EQ(other->GetPendingTaskCount(), 1U);
         EXPECT_EQ(input->GetRefCount(), 1) << "an input is let go of once it was drawn from";
         EXPECT_EQ(notes->algorithms, 1);
         EXPECT_EQ(notes->caches, 1);
         later.reset();  // never drawn
-        Settle();
-        EXPECT_EQ(notes->algorithms, 0);
-        EXPECT_EQ(notes->caches, 0);
-        EXPECT_FALSE(notes->cacheDiedElsewhere);
+        ExpectAllGone();
         EXPECT_EQ(notes->moments.size(), 1U);
         notes->moments.clear();
     }
 }
 
-TEST_F(WrapperTest, ATaskThatHasRunHoldsNothingAlsoWhereAnotherFrameKeepsIt) {
-    intrusive_ptr<IDataVideo> data = Gpu();
-    intrusive_ptr<IDataVideo> const input = data;
-    intrusive_ptr<DataVideoOGL> const other = DataVideoOGL::Create(PixFmt::Rgb24, {6, 4, 1, 1});
-    Effect()->Process(data);
-    other->ConcatenateTasks(boost::dynamic_pointer_cast<DataVideoOGL>(data));
-    Execute(data);
-    EXPECT_EQ(other->GetPendingTaskCount(), 1U);
-    EXPECT_EQ(input->GetRefCount(), 1);
-    EXPECT_EQ(notes->algorithms, 0);
-    EXPECT_EQ(notes->caches, 0);
-}
-
 TEST_F(WrapperTest, AnAlgorithmsFailureReachesTheFrameAndNothingElse) {
-    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
+    intrusive_ptr<Proc::IOneInputEffectVideo> effect = Effect();
     notes->during = [] { throw std::range_error("the algorithm's own"); };
-    intrusive_ptr<IDataVideo> data = Gpu();
-    effect->Process(data);
-    EXPECT_EQ(Catch<std::range_error>([&] { Execute(data); }).what, "the algorithm's own");
+    EXPECT_EQ(Catch<std::range_error>([&] { Draw(*effect); }).what, "the algorithm's own");
     notes->during = nullptr;
-    intrusive_ptr<IDataVideo> next = Gpu();
-    effect->Process(next);
-    EXPECT_NO_THROW(Execute(next));
+    EXPECT_NO_THROW(Draw(*effect));
     EXPECT_EQ(notes->cachesMade, 1);
-    effect->Reset();
-    data.reset();
-    Settle();
-    EXPECT_EQ(notes->caches, 0);
-    EXPECT_FALSE(notes->cacheDiedElsewhere);
+    effect.reset();
+    ExpectAllGone();
 }
 
 TEST_F(WrapperTest, AnEffectMayBeDrivenFromOneThreadWhileAnotherExecutes) {
@@ -538,11 +512,8 @@ TEST_F(WrapperTest, AnEffectMayBeDrivenFromOneThreadWhileAnotherExecutes) {
         }
         effect.reset();
     }
-    Settle();
+    ExpectAllGone();
     EXPECT_EQ(notes->moments.size(), static_cast<std::size_t>(kFrames));
-    EXPECT_EQ(notes->algorithms, 0);
-    EXPECT_EQ(notes->caches, 0);
-    EXPECT_FALSE(notes->cacheDiedElsewhere);
 }
 
 TEST_F(WrapperTest, CachesDieOnTheGlThreadOnly) {

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-
-#include <fmt/format.h>
+#include <cstdlib>
 
 namespace Kaltor::Tests {
 
@@ -46,16 +45,20 @@ Picture MakeCoveringNoise(Size const& size, bool hasAlpha, std::uint32_t seed) {
     return picture;
 }
 
+void TransitionFixture::ExpectDrawn(std::string const& settings, Picture const& first, Picture const& second,
+                                    double progress, Picture const& expected, double tolerance) {
+    std::srand(kSeed);
+    EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = progress}), expected, tolerance))
+        << settings << " at progress " << progress;
+}
+
 void TransitionFixture::Expect(std::string const& settings, std::vector<double> const& progresses,
                                Expectation const& expectation, double tolerance, std::vector<Size> const& sizes) {
     for (Size const& size : sizes) {
-        bool const hasAlpha = size.width % 2 == 0;
-        Picture const first = Picture::Noise(size.width, size.height, hasAlpha, 1);
-        Picture const second = Picture::Noise(size.width, size.height, hasAlpha, 2);
+        Picture const first = MakeCoveringNoise(size, size.width % 2 == 0, 1);
+        Picture const second = MakeCoveringNoise(size, size.width % 2 == 0, 2);
         for (double const progress : progresses) {
-            EXPECT_TRUE(IsNear(Run(settings, first, second, {.progress = progress}),
-                               expectation(first, second, progress), tolerance))
-                << settings << " at progress " << progress;
+            ExpectDrawn(settings, first, second, progress, expectation(first, second, progress), tolerance);
         }
     }
 }
@@ -65,9 +68,7 @@ void TransitionFixture::ExpectSharpEdges(std::string const& settings, std::vecto
     Picture const first = Picture::Flat(64, 36, {1, 0.2, 0, 1});
     Picture const second = Picture::Flat(64, 36, {0, 0.4, 1, 1});
     for (double const progress : progresses) {
-        EXPECT_TRUE(
-            IsNear(Run(settings, first, second, {.progress = progress}), expectation(first, second, progress), 0))
-            << settings << " at progress " << progress;
+        ExpectDrawn(settings, first, second, progress, expectation(first, second, progress), 0);
     }
 }
 

@@ -42,14 +42,11 @@ using EffectExpectation = std::function<Picture(Picture const& input)>;
 
 class TransitionFixture : public GlTest {
 protected:
-    static void Expect(Proc::Settings const& settings, std::vector<double> const& progresses,
-                       Expectation const& expectation, double tolerance = kFiltered) {
-        Expect(Describe(settings), progresses, expectation, tolerance);
-    }
-    static void ExpectSharpEdges(Proc::Settings const& settings, std::vector<double> const& progresses,
-                                 Expectation const& expectation) {
-        ExpectSharpEdges(Describe(settings), progresses, expectation);
-    }
+    /// What random numbers are drawn from.
+    static constexpr unsigned kSeed = 11;
+
+    static void ExpectDrawn(std::string const& settings, Picture const& first, Picture const& second, double progress,
+                            Picture const& expected, double tolerance = kFiltered);
     /// White noise shows every displacement.
     static void Expect(std::string const& settings, std::vector<double> const& progresses,
                        Expectation const& expectation, double tolerance = kFiltered,
