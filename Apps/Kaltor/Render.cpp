@@ -61,9 +61,12 @@ void AddRender(CLI::App& app, Action& action) {
     verb->add_option("-o,--output", options->output, "the file to write; its ending chooses the container")
         ->required()
         ->type_name("OUT");
-    verb->add_option("--transition", options->transition,
-                     "between every two clips (default TransitionCrossfade); none is a plain cut")
-        ->type_name("NAME[:FIELD=VALUE...]");
+    verb->add_option(
+            "--transition", options->transitions,
+            "between every two clips, or at the joint INDEX, where that of the first two is 1; none is a plain "
+            "cut; may be repeated (default TransitionCrossfade)")
+        ->type_name("[INDEX:]NAME[:FIELD=VALUE...]")
+        ->allow_extra_args(false);
     verb->add_option("--transition-duration", options->transitionDuration, "how long it takes (default 1)")
         ->type_name("SECONDS");
     verb->add_option("--effect", options->effects,

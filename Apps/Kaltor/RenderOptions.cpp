@@ -1,5 +1,6 @@
 #include "Apps/Kaltor/RenderOptions.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <fmt/format.h>
@@ -8,6 +9,11 @@
 
 namespace Kaltor::Cli {
 namespace {
+
+/// "1 clip", "2 clips".
+std::string Count(std::size_t count, char const* what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
 
 std::vector<Media::Clip> MakeClips(RenderOptions const& options) {
     Media::Microseconds const still(ParseTime(options.stillDuration));
@@ -30,36 +36,50 @@ std::vector<Media::Clip> MakeClips(RenderOptions const& options) {
     return clips;
 }
 
+/// Those for all joints first, then those for one, in the order in which they were given.
 std::vector<Media::Transition> MakeTransitions(RenderOptions const& options, Catalog const& catalog) {
-    Media::Transition joint;
-    joint.duration = Media::Microseconds(ParseTime(options.transitionDuration));
-    if (options.transition != "none") {
-        NameSpec const spec = ParseNameSpec(options.transition);
-        std::shared_ptr<Proc::Settings const> const settings =
-            MakeSettings(catalog.FindTransition(spec.name).name, spec.values);
-        if (joint.duration.count() > 0) {
-            joint.settings = settings;
+    Media::Microseconds const duration(ParseTime(options.transitionDuration));
+    std::vector<IndexedSpec> specs{{std::nullopt, {"TransitionCrossfade", {}}}};
+    for (std::string const& text : options.transitions) {
+        specs.push_back(ParseIndexedSpec(text));
+    }
+    std::stable_partition(specs.begin(), specs.end(), [](IndexedSpec const& spec) { return !spec.index; });
+    std::vector<Media::Transition> joints(options.clips.size() - 1);
+    for (auto const& [index, spec] : specs) {
+        if (index && *index > joints.size()) {
+            throw UsageError(fmt::format("{}:{}: there is no joint {} in {}; that of the first two clips is 1", *index,
+                                         spec.name, *index, Count(options.clips.size(), "clip")));
+        }
+        Media::Transition joint;
+        if (spec.name != "none") {
+            std::shared_ptr<Proc::Settings const> const settings =
+                MakeSettings(catalog.FindTransition(spec.name).name, spec.values);
+            if (duration.count() > 0) {
+                joint = {settings, duration};
+            }
+        }
+        if (index) {
+            joints[*index - 1] = joint;
+        } else {
+            std::fill(joints.begin(), joints.end(), joint);
         }
     }
-    if (!joint.settings) {
-        joint.duration = Media::Microseconds(0);
-    }
-    return std::vector<Media::Transition>(options.clips.size() - 1, joint);
+    return joints;
 }
 
 std::vector<Media::ClipEffect> MakeEffects(RenderOptions const& options, Catalog const& catalog) {
     std::vector<Media::ClipEffect> effects;
     for (std::string const& text : options.effects) {
-        EffectSpec const spec = ParseEffectSpec(text);
-        if (spec.clip && *spec.clip > options.clips.size()) {
-            throw UsageError(fmt::format("\"{}\" is for clip {}, but there {} {} clip{}", text, *spec.clip,
-                                         options.clips.size() == 1 ? "is" : "are", options.clips.size(),
-                                         options.clips.size() == 1 ? "" : "s"));
+        auto const [index, spec] = ParseIndexedSpec(text);
+        if (index && *index > options.clips.size()) {
+            throw UsageError(fmt::format("\"{}\" is for clip {}, but there {} {}", text, *index,
+                                         options.clips.size() == 1 ? "is" : "are",
+                                         Count(options.clips.size(), "clip")));
         }
         Media::ClipEffect& effect = effects.emplace_back();
-        effect.settings = MakeSettings(catalog.FindEffect(spec.effect.name).name, spec.effect.values);
-        if (spec.clip) {
-            effect.clip = *spec.clip - 1;
+        effect.settings = MakeSettings(catalog.FindEffect(spec.name).name, spec.values);
+        if (index) {
+            effect.clip = *index - 1;
         }
     }
     return effects;

@@ -13,7 +13,7 @@ namespace Kaltor::Cli {
 struct RenderOptions {
     std::vector<std::string> clips;
     std::string output;
-    std::string transition = "TransitionCrossfade";
+    std::vector<std::string> transitions;
     std::string transitionDuration = "1";
     std::string stillDuration = "3";
     std::vector<std::string> effects;

@@ -175,14 +175,14 @@ NameSpec ParseNameSpec(std::string_view text) {
     return ParseNameParts(Split(text, ':'), 0, text);
 }
 
-EffectSpec ParseEffectSpec(std::string_view text) {
+IndexedSpec ParseIndexedSpec(std::string_view text) {
     std::vector<std::string_view> const parts = Split(text, ':');
     if (!IsDigits(parts.front())) {
         return {std::nullopt, ParseNameParts(parts, 0, text)};
     }
     std::optional<std::size_t> const index = ParseNumber<std::size_t>(parts.front());
     if (!index || *index == 0) {
-        throw UsageError(fmt::format("\"{}\" in \"{}\" is no clip: the first clip is 1", parts.front(), text));
+        throw UsageError(fmt::format("\"{}\" in \"{}\" does not count: the first one is 1", parts.front(), text));
     }
     return {index, ParseNameParts(parts, 1, text)};
 }

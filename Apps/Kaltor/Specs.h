@@ -47,11 +47,11 @@ struct NameSpec {
 NameSpec ParseNameSpec(std::string_view text);
 
 /// "[INDEX:]NAME[:field=value...]".
-struct EffectSpec {
-    std::optional<std::size_t> clip;  ///< counted from 1; none: all clips
-    NameSpec effect;
+struct IndexedSpec {
+    std::optional<std::size_t> index;  ///< of a clip or a joint, counted from 1; none: all
+    NameSpec spec;
 };
-EffectSpec ParseEffectSpec(std::string_view text);
+IndexedSpec ParseIndexedSpec(std::string_view text);
 
 /// "PATH[@START-END]", where START or END may be left out. A file whose name really is the whole text wins.
 struct ClipSpec {

@@ -208,6 +208,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"render a.png -o x.mp4 --effect 2:EffectBlurGaussian", 2, "clip 2"},
              {"render a.png -o x.mp4 --effect EffectBlurGaussian:scale", 2, "field=value"},
              {"render a.png b.png -o x.mp4 --transition EffectBlurGaussian", 2, "is an effect"},
+             {"render a.png b.png -o x.mp4 --transition 2:Crossfade", 2, "no joint 2 in 2 clips"},
              {"render a.png@0-1 b.png@0-1 -o x.mp4 --transition-duration 5", 1, "a.png"},
              {"render a.png missing.mp4 -o x.mp4", 1, "missing.mp4"},
              {"render a.png -o x.unheardof", 2, "unheardof"},

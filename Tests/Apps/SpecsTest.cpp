@@ -66,12 +66,12 @@ TEST(Specs, NamesWithValues) {
     std::filesystem::remove("settings.json");
     std::filesystem::remove("list.json");
 
-    EXPECT_FALSE(ParseEffectSpec("EffectFlip:vertical=true").clip);
-    EffectSpec const second = ParseEffectSpec("2:EffectFlip:vertical=true");
-    EXPECT_EQ(second.clip, 2U);
-    EXPECT_EQ(second.effect.name, "EffectFlip");
-    EXPECT_THAT(second.effect.values, ElementsAre(Assignment("vertical", "true")));
-    ExpectRefused(&ParseEffectSpec, {"0:EffectFlip", "2", "2:", "99999999999999999999:EffectFlip"});
+    EXPECT_FALSE(ParseIndexedSpec("EffectFlip:vertical=true").index);
+    IndexedSpec const second = ParseIndexedSpec("2:EffectFlip:vertical=true");
+    EXPECT_EQ(second.index, 2U);
+    EXPECT_EQ(second.spec.name, "EffectFlip");
+    EXPECT_THAT(second.spec.values, ElementsAre(Assignment("vertical", "true")));
+    ExpectRefused(&ParseIndexedSpec, {"0:EffectFlip", "2", "2:", "99999999999999999999:EffectFlip"});
 }
 
 TEST(Specs, PiecesOfClips) {

@@ -138,7 +138,7 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     if (isTransition) {
         options.clips = {fmt::format("{}@0-2", kFirst), fmt::format("{}@0-3.6", kSecond),
                          fmt::format("{}@2-{}", kFirst, kLoopSeconds)};
-        options.transition = spec;
+        options.transitions = {spec};
         options.transitionDuration = kTransitionSeconds;
     } else {
         options.clips = {IsOnSecond(entry.name) ? kSecond : kFirst};
