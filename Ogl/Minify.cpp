@@ -137,9 +137,10 @@ Footprint::Footprint(Mesh::Corners const& corners, std::uint32_t width, std::uin
     if (!one.isFlat || !two.isFlat) {
         return;
     }
-    // Where the quad is bent, what is made smaller the less decides: rather sharp than blurred.
+    // Where the quad is bent, what is made smaller the less decides: rather sharp than blurred. Of a quad smaller than
+    // a pixel the whole picture is the mean.
     auto const texels = [](double x1, double y1, double x2, double y2, double count) {
-        return std::max(std::min(std::hypot(x1, y1), std::hypot(x2, y2)) * count, 1.0);
+        return std::clamp(std::min(std::hypot(x1, y1), std::hypot(x2, y2)) * count, 1.0, count);
     };
     s = texels(one.sx, one.sy, two.sx, two.sy, columns);
     t = texels(one.tx, one.ty, two.tx, two.ty, rows);

@@ -23,8 +23,10 @@ protected:
     /// On noise, and where edges lie just before and behind the centres of column 20 and row 11 from each side.
     static void ExpectMoved(std::string const& settings, Expectation const& expectation) {
         Expect(settings, {0.13, 0.81}, expectation);
-        ExpectSharpEdges(settings, {0.5, 20.4 / 64, 20.6 / 64, 11.4 / 36, 11.6 / 36}, expectation);
+        ExpectSharpEdges(settings, kEdgesAtCentres, expectation);
     }
+
+    static inline std::vector<double> const kEdgesAtCentres{0.5, 20.4 / 64, 20.6 / 64, 11.4 / 36, 11.6 / 36};
 };
 
 TEST_F(MotionTransitionsTest, PushMovesBothPicturesEdgeToEdge) {
@@ -68,14 +70,14 @@ TEST_F(MotionTransitionsTest, SlideShowsThePartThatIsOnTheScreen) {
 
 TEST_F(MotionTransitionsTest, ScaleAndZoomAreCentred) {
     for (int const type : {0, 1, 5}) {
-        ExpectMoved(fmt::format("TransitionScale type={}", type),
-                    [type](Picture const& first, Picture const& second, double p) {
-                        double const size = type == 0 ? p : 1 - p;
-                        Scene scene;
-                        scene.AddWhole(-1, -1, 1, 1, type == 0 ? first : second);
-                        scene.AddWhole(-size, -size, size, size, type == 0 ? second : first);
-                        return scene.DrawLike(first);
-                    });
+        ExpectSharpEdges(fmt::format("TransitionScale type={}", type), kEdgesAtCentres,
+                         [type](Picture const& first, Picture const& second, double p) {
+                             double const size = type == 0 ? p : 1 - p;
+                             Scene scene;
+                             scene.AddWhole(-1, -1, 1, 1, type == 0 ? first : second);
+                             scene.AddWhole(-size, -size, size, size, type == 0 ? second : first);
+                             return scene.DrawLike(first);
+                         });
     }
     for (int const type : {0, 1, 2, 3}) {
         Expect(
@@ -90,6 +92,23 @@ TEST_F(MotionTransitionsTest, ScaleAndZoomAreCentred) {
             },
             kFilteredAndBlended);
     }
+}
+
+TEST_F(MotionTransitionsTest, AReducedPictureLeavesNoTexelOut) {
+    Picture const ground = Picture::Flat(64, 40, {0, 0, 1, 1});
+    Picture const noise = Picture::Noise(64, 40);
+    Picture const expected = Picture::Make(64, 40, false, [&](unsigned x, unsigned y) {
+        if (x < 24 || x >= 40 || y < 15 || y >= 25) {
+            return ground.At(x, y);
+        }
+        Rgba mean{};
+        for (unsigned i = 0; i < 16; ++i) {
+            mean = Mix(mean, noise.At(4 * (x - 24) + i % 4, 4 * (y - 15) + i / 4), 1.0 / (i + 1));
+        }
+        return mean;
+    });
+    EXPECT_TRUE(IsNear(Run("TransitionScale type=0", ground, noise, {.progress = 0.25}), expected, kFiltered));
+    EXPECT_TRUE(IsNear(Run("TransitionScale type=1", noise, ground, {.progress = 0.75}), expected, kFiltered));
 }
 
 /// A whole picture.

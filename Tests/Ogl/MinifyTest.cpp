@@ -92,6 +92,14 @@ TEST_F(MinifyTest, EachPixelIsTheMeanOfItsFootprint) {
     }
 }
 
+TEST_F(MinifyTest, OfWhatIsSmallerThanAPixelItShowsTheWhole) {
+    Picture const picture = Picture::Noise(64, 48);
+    Picture const actual = DrawQuad(picture, Whole(picture), 5, 5, {2.49, 2.48, 2.51, 2.52}, {0, 0, 1, 1});
+    Picture expected = Picture::Flat(5, 5, {0, 0, 1, 1});
+    expected.At(2, 2) = Shrink(picture, Whole(picture), 1, 1).At(0, 0);
+    EXPECT_TRUE(IsNear(actual, expected, kFiltered));
+}
+
 TEST_F(MinifyTest, WhatIsTransparentLendsNoColor) {
     auto const colored = [](unsigned x, unsigned y) {
         bool const isHidden = (x / 5 + y / 3) % 2 == 0;

@@ -1,23 +1,18 @@
 #pragma once
 
-#include <array>
-
 #include "Ogl/Frame.h"
-#include "Ogl/ShaderStorage.h"
+#include "Ogl/Mesh.h"
 
 namespace Kaltor::Ogl {
 
 /// Draws whole pictures, one after the other, each on a quad of its own: one buffer, rewritten between the draws.
 class PictureQuad {
 public:
-    /// (s, t, x, y) of the corners lower left, lower right, upper right, upper left.
-    using Vertices = std::array<float, 16>;
-
-    explicit PictureQuad(ShaderStorage const& shaderStorage) : storage(shaderStorage), quad(GL_DYNAMIC_DRAW) {}
+    explicit PictureQuad(ShaderStorage const& shaderStorage) : storage(shaderStorage) {}
 
     /// A picture around (dx, dy) in clip space; with a half-size of 1 it is as large as the target. Rounded once, so
     /// that pictures that lie edge to edge share the edge's numbers and leave no gap.
-    static Vertices Place(double dx, double dy, double halfSize) {
+    static Mesh::Corners Place(double dx, double dy, double halfSize) {
         auto const left = static_cast<float>(dx - halfSize);
         auto const right = static_cast<float>(dx + halfSize);
         auto const bottom = static_cast<float>(dy - halfSize);
@@ -25,20 +20,15 @@ public:
         return {0, 0, left, bottom, 1, 0, right, bottom, 1, 1, right, top, 0, 1, left, top};
     }
 
-    /// Into the attached target, under the current blend state. A picture at rest goes through the unit quad, whose
-    /// texels need no filter: exact on every GL, and cheaper.
-    void Draw(Frame const& frame, Vertices const& vertices) {
-        if (vertices == Quad::kFull) {
-            frame.Draw(storage.Quad(), storage);
-            return;
-        }
-        quad.GetVertexBuffer().UpdateBuffer(0, sizeof(vertices), vertices.data());
+    /// Into the attached target, under the current blend state.
+    void Draw(Frame const& frame, Mesh::Corners const& corners) {
+        quad.SetCorners(corners);
         frame.Draw(quad, storage);
     }
 
 private:
     ShaderStorage const& storage;
-    Quad quad;
+    Quad quad{GL_DYNAMIC_DRAW};
 };
 
 }  // namespace Kaltor::Ogl

@@ -14,14 +14,14 @@ namespace Kaltor::Ogl {
 namespace {
 
 /// The full-screen quad with each corner moved by `amount` along its direction.
-PictureQuad::Vertices MoveCorners(Proc::Reals8 const& directions, float amount) {
-    PictureQuad::Vertices vertices = Quad::kFull;
+Mesh::Corners MoveCorners(Proc::Reals8 const& directions, float amount) {
+    Mesh::Corners corners = Quad::kFull;
     for (std::size_t corner = 0; corner < 4; ++corner) {
         for (std::size_t axis = 0; axis < 2; ++axis) {
-            vertices[4 * corner + 2 + axis] += static_cast<float>(directions[2 * corner + axis]) * amount;
+            corners[4 * corner + 2 + axis] += static_cast<float>(directions[2 * corner + axis]) * amount;
         }
     }
-    return vertices;
+    return corners;
 }
 
 /// The incoming picture's weight: it rises over the part `fade` of the transition around its middle.
