@@ -1,27 +1,15 @@
 // The incoming picture comes out in a growing disc; around it the outgoing one is twisted, most at the disc's rim and
 // more as the disc grows.
 
-#include <glm/common.hpp>
-#include <glm/geometric.hpp>
-
-#include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/EffectsOgl/Transitions/GrowingDisc.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kFragment[] = R"glsl(#version 120
-uniform sampler2D tex_top;
-uniform sampler2D tex_bot;
-uniform vec2 v_src;
-uniform vec2 aspect;
-uniform float t;
-uniform float biggest_side;
-varying vec2 TexCoord0;
-void main() {
-    float lens = max(distance(TexCoord0 * aspect, v_src * aspect) - t * biggest_side, 0.0);
+constexpr char kMain[] = R"glsl(
+    lens = max(lens, 0.0);
     float a = max(0.2 * t - (lens - 0.05) * (1.0 - t), 0.0) * 20.0;
     a *= a;
     float sine = sin(a);
@@ -52,14 +40,7 @@ public:
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         glm::vec2 const centre = GetCentre(settings.GetType());
-        Pass(storage, "TransitionSpiral", kFragment)
-            .Texture("tex_top", 0, outgoing)
-            .Texture("tex_bot", 1, incoming, TextureFilter::Nearest)
-            .Set("v_src", centre)
-            .Set("aspect", GetTexelAspect(outgoing))
-            .Set("t", static_cast<float>(progress))
-            .Set("biggest_side", glm::length(glm::max(glm::vec2(1.0F) - centre, centre)))
-            .DrawTo(*dst);
+        MakeGrowingDisc(storage, "TransitionSpiral", kMain, outgoing, incoming, centre, progress).DrawTo(*dst);
     }
 };
 

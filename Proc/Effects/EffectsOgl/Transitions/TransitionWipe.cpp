@@ -2,6 +2,7 @@
 // middle of a side. `d` is how far a pixel is from where the edge starts; from the corners it is 45 degrees on screen.
 
 #include <array>
+#include <string>
 
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -12,7 +13,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kLinear[] = R"glsl(#version 120
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex_top;
 uniform sampler2D tex_bot;
 uniform vec4 direction;
@@ -20,22 +21,12 @@ uniform float progress;
 uniform float width;
 varying vec2 TexCoord0;
 void main() {
-    float d = dot(TexCoord0 + direction.xy, direction.zw);
-    float status = (progress - d) / width;
-    gl_FragColor = mix(texture2D(tex_top, TexCoord0), texture2D(tex_bot, TexCoord0), clamp(status, 0.0, 1.0));
-}
-)glsl";
-
-constexpr char kCorner[] = R"glsl(#version 120
-uniform sampler2D tex_top;
-uniform sampler2D tex_bot;
-uniform vec4 direction;
-uniform float progress;
-uniform float width;
-varying vec2 TexCoord0;
-void main() {
+#ifdef IS_WEDGE
     vec2 n = abs(TexCoord0 - direction.xy);
     n.y = mix(n.y, 0.5, n.x);
+#else
+    vec2 n = TexCoord0 + direction.xy;
+#endif
     float d = dot(n, direction.zw);
     float status = (progress - d) / width;
     gl_FragColor = mix(texture2D(tex_top, TexCoord0), texture2D(tex_bot, TexCoord0), clamp(status, 0.0, 1.0));
@@ -66,11 +57,12 @@ public:
                                                     {0, 0.5, k, m},
                                                     {1, 0.5, k, m}}};
         auto const direction = static_cast<std::size_t>(settings.GetDirection());
-        bool const isLinear = direction < 8;
+        bool const isWedge = direction >= 8;
         // The largest d there is, and the width, so that the edge has left the picture in the end.
-        double const reach = isLinear ? 1.0 : (aspect + 0.5) / (aspect + 1.0);
+        double const reach = isWedge ? (aspect + 0.5) / (aspect + 1.0) : 1.0;
         float const width = (static_cast<float>(settings.GetWidth()) + 1.0F) / 5.0F;
-        Pass(storage, isLinear ? "TransitionWipe" : "TransitionWipeCorner", isLinear ? kLinear : kCorner)
+        Pass(storage, isWedge ? "TransitionWipeCorner" : "TransitionWipe",
+             [isWedge] { return std::string("#version 120\n") + (isWedge ? "#define IS_WEDGE" : "") + kFragment; })
             .Texture("tex_top", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex_bot", 1, incoming, TextureFilter::Nearest)
             .Set("direction", directions[direction])
