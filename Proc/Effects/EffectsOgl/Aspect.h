@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include <glm/vec2.hpp>
 
 #include "Conf/FrameInfo.h"
@@ -18,6 +20,11 @@ inline glm::vec2 GetTexelAspect(Frame const& frame) {
 /// Width to height of a picture as it is shown.
 inline double GetDisplayAspect(Conf::FrameInfo const& info) {
     return static_cast<double>(info.width * info.pixelAspectX) / static_cast<double>(info.height * info.pixelAspectY);
+}
+
+/// Width and height of a picture of this display aspect, the longer one 1.
+inline glm::dvec2 GetSides(double aspect) {
+    return glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0);
 }
 
 }  // namespace Kaltor::Ogl

@@ -13,6 +13,14 @@ void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage con
     source.FrameData().Draw(storage.Quad(), storage);
 }
 
+Frame MakeScaled(Frame const& picture, std::uint32_t width, std::uint32_t height, ShaderStorage const& storage) {
+    Frame scaled;
+    scaled.Allocate(picture.GetPixFmt(), width, height);
+    storage.FBO().Attach(scaled.GetFirstTexture());
+    picture.Draw(storage.Quad(), storage);
+    return scaled;
+}
+
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage) {
     EnableState const blend(GL_BLEND);
     glBlendColor(0.0F, 0.0F, 0.0F, static_cast<float>(alpha));

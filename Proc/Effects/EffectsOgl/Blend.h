@@ -11,6 +11,9 @@ void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage);
 /// Shows `source` in the target as it is, to the byte.
 void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage const& storage);
 
+/// A frame of this size with the whole of an RGB picture; made smaller, each pixel is the mean of what it covers.
+Frame MakeScaled(Frame const& picture, std::uint32_t width, std::uint32_t height, ShaderStorage const& storage);
+
 /// Lays `frame` over what the attached target holds: alpha * frame + (1 - alpha) * target, in all four channels.
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage);
 

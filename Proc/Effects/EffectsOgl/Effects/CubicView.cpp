@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 
 namespace Kaltor::Ogl {
@@ -70,11 +71,6 @@ void main() {
     gl_FragColor = sum.a < 0.5 / 255.0 ? vec4(0.0) : vec4(sum.rgb / sum.a, min(sum.a, 1.0));
 }
 )glsl";
-
-/// As it is shown; the larger is 1.
-glm::dvec2 GetSides(double aspect) {
-    return glm::dvec2(aspect, 1.0) / std::max(aspect, 1.0);
-}
 
 }  // namespace
 

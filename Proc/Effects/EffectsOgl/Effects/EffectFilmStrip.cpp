@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "Ogl/TexturePool.h"
-#include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
@@ -206,14 +205,6 @@ PackedQuad MakeStrip(Layout const& layout) {
     return layout.isLevel ? MakeLattice(slices, across) : MakeLattice(across, slices);
 }
 
-Frame Reduce(Frame const& picture, double width, double height, ShaderStorage const& storage) {
-    Frame reduced;
-    reduced.Allocate(picture.GetPixFmt(), static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
-    storage.FBO().Attach(reduced.GetFirstTexture());
-    picture.Draw(storage.Quad(), storage);
-    return reduced;
-}
-
 /// The picture, blurred to little more than its colours.
 PooledTexture MakeAround(Frame const& picture, ShaderStorage const& storage) {
     constexpr double kTexels = 14.0;  // along the longer side
@@ -221,7 +212,8 @@ PooledTexture MakeAround(Frame const& picture, ShaderStorage const& storage) {
     double const width = picture.GetWidth();
     double const height = picture.GetHeight();
     double const scale = std::min(kTexels / std::max(width, height), 1.0);
-    Frame const tiny = Reduce(picture, std::ceil(width * scale), std::ceil(height * scale), storage);
+    Frame const tiny = MakeScaled(picture, static_cast<std::uint32_t>(std::ceil(width * scale)),
+                                  static_cast<std::uint32_t>(std::ceil(height * scale)), storage);
     Premultiplied const premultiplied(tiny, storage);
     PooledTexture smooth(TextureForm{static_cast<std::uint32_t>(std::ceil(width / kDivisor)),
                                      static_cast<std::uint32_t>(std::ceil(height / kDivisor)), TexelFormat::Rgba16,
@@ -261,8 +253,10 @@ public:
         auto& strips = GetCache<CacheImpl>(cache);
         Frame const source = src->FrameData().ConvertToRGBA(storage);
         Layout const layout(src->GetFrameInfo(), settings);
-        Frame const picture = layout.isLevel ? Reduce(source, layout.pictureAlong, layout.pictureAcross, storage)
-                                             : Reduce(source, layout.pictureAcross, layout.pictureAlong, storage);
+        auto const across = static_cast<std::uint32_t>(layout.pictureAcross);
+        auto const along = static_cast<std::uint32_t>(layout.pictureAlong);
+        Frame const picture =
+            MakeScaled(source, layout.isLevel ? along : across, layout.isLevel ? across : along, storage);
         Premultiplied const premultiplied(picture, storage);
         PooledTexture const around = MakeAround(source, storage);
         if (!layout.CoversFrame()) {
@@ -278,7 +272,8 @@ public:
         static constexpr std::array kSigns{1.0, -1.0, -1.0, 1.0};
         double const gone =
             std::fmod(kSigns.at(static_cast<std::size_t>(settings.GetDirection())) * settings.GetSpeed() * time, 1.0);
-        Shader const& shader = storage.MakeShader("EffectFilmStrip", kVertex, std::string(kLightAround) + kStrip);
+        static std::string const fragment = std::string(kLightAround) + kStrip;
+        Shader const& shader = storage.MakeShader("EffectFilmStrip", kVertex, fragment);
         shader.Use();
         shader.Uniform("picture", 0);
         shader.Uniform("around", 1);

@@ -72,11 +72,7 @@ Frame MakeMeans(Frame const& picture, TileGrid const& lattice, std::uint32_t hal
     if (columns >= picture.GetWidth() || rows >= picture.GetHeight()) {
         return picture;
     }
-    Frame means;
-    means.Allocate(picture.GetPixFmt(), static_cast<std::uint32_t>(columns), static_cast<std::uint32_t>(rows));
-    storage.FBO().Attach(means.GetFirstTexture());
-    picture.Draw(storage.Quad(), storage);
-    return means;
+    return MakeScaled(picture, static_cast<std::uint32_t>(columns), static_cast<std::uint32_t>(rows), storage);
 }
 
 /// Where coarsening stands.

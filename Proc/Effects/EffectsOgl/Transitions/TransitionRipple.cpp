@@ -68,8 +68,7 @@ public:
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        auto const aspect = static_cast<float>(GetDisplayAspect(first->GetFrameInfo()));
-        glm::vec2 const scale(std::min(aspect, 1.0F), std::min(1.0F / aspect, 1.0F));
+        glm::vec2 const scale(GetSides(GetDisplayAspect(first->GetFrameInfo())));
         glm::vec2 const drop(static_cast<float>(settings.GetX()), static_cast<float>(settings.GetY()));
         glm::vec2 const farCorner = glm::max(glm::abs(drop), glm::abs(glm::vec2(1.0F) - drop)) * scale;
 
