@@ -15,8 +15,8 @@
 #include <fmt/format.h>
 
 #include "Ogl/GlState.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
+#include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -68,7 +68,7 @@ double GetSide(Frame const& frame) {
 
 }  // namespace
 
-BlurLevels::BlurLevels(EffectBlur& blur, Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
+BlurLevels::BlurLevels(Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
                        ShaderStorage const& shaderStorage)
     : picture(pictureToBlur), source(picture, shaderStorage), cells(amountCells), storage(shaderStorage) {
     double const side = GetSide(picture);
@@ -153,9 +153,7 @@ BlurLevels::BlurLevels(EffectBlur& blur, Frame const& pictureToBlur, double scal
         levels[i] = reduced->FrameData();
         if (pairs > 0) {
             double const reducedSide = GetSide(levels[i]);
-            Proc::SettingsEffectBlurGaussian settings;
-            settings.SetScale(GetScale(pairs, reducedSide));
-            blur.SetSettings(settings);
+            EffectBlur const blur(GetScale(pairs, reducedSide));
             Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), reduced->GetFrameInfo());
             cut(isWanted, kMargin / reducedSide, reduced->GetFrameInfo());
             blur.Processing(blurred.get(), reduced, 0.0, 0.0, storage, nullptr);

@@ -10,7 +10,6 @@
 #include <glm/vec4.hpp>
 
 #include "Proc/Effects/EffectsOgl/Effects/AmountCells.h"
-#include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
 
@@ -20,9 +19,9 @@ namespace Kaltor::Ogl {
 /// the wider the smaller, between which a program goes by variance.
 class BlurLevels {
 public:
-    /// `scale`, more than 0, is the full width as `EffectBlur` counts it, done by `blur`, whose own is changed.
-    /// `cells` tells how much of it is wanted where.
-    BlurLevels(EffectBlur& blur, Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
+    /// `scale`, more than 0, is the full width as `EffectBlur` counts it. `amountCells` tells how much of it is wanted
+    /// where.
+    BlurLevels(Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
                ShaderStorage const& shaderStorage);
 
     /// Draws the whole picture. `program` is GLSL without a version that may call `vec4 Blurred(vec4 origin, vec2 uv,

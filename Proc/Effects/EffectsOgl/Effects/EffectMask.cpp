@@ -19,6 +19,7 @@
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Require.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -159,7 +160,7 @@ public:
         std::string const name = fmt::format("EffectMask_{}_{}", settings.GetShape(), settings.GetAction());
         std::string const program = MakeFragment(settings.GetShape(), settings.GetAction());
         if (settings.GetAction() == kBlur) {
-            BlurLevels(blur, picture, settings.GetBlur(), cells, storage).DrawTo(*dst, name, program, prepare);
+            BlurLevels(picture, settings.GetBlur(), cells, storage).DrawTo(*dst, name, program, prepare);
             return;
         }
         DrawUnchanged(*dst, *src, storage);
@@ -177,8 +178,6 @@ private:
         return (settings.GetAction() == kBlur && settings.GetBlur() <= 0.0) ||
                (settings.GetAction() == kFill && settings.GetColor().alpha == 0);
     }
-
-    mutable EffectBlur blur{0.02};
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectMask>();

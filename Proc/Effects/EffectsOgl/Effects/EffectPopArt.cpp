@@ -43,10 +43,6 @@ class EffectPopArt final : public EffectWithSettings<Proc::SettingsEffectPopArt>
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override {
-        constexpr double kScale = 0.002;
-        Proc::SettingsEffectBlurGaussian softness;
-        softness.SetScale(kScale);
-        blur.SetSettings(softness);
         Src const blurred = DataVideoOGL::Create(dst->GetPixFmt(), dst->GetFrameInfo());
         blur.Processing(blurred.get(), src, time, progress, storage, cache);
         Frame const picture = blurred->FrameData();
@@ -61,7 +57,7 @@ public:
     }
 
 private:
-    mutable EffectBlur blur{0.02};  // set afresh for every frame, on the one GL thread
+    EffectBlur blur{0.002};
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectPopArt>();

@@ -14,6 +14,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -78,15 +79,12 @@ public:
             glm::dvec2 const beyond(std::max(place - reach, 0.0), place + reach);
             return glm::clamp((beyond - halfSize) * slope, 0.0, 1.0);
         });
-        BlurLevels const levels(blur, picture, settings.GetBlur(), cells, storage);
+        BlurLevels const levels(picture, settings.GetBlur(), cells, storage);
         levels.DrawTo(*dst, "EffectTiltShift", std::string("#define WITH_BLUR\n") + kMain, [&](Pass& pass) {
             prepare(pass);
             pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);
         });
     }
-
-private:
-    mutable EffectBlur blur{0.02};
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectTiltShift>();
