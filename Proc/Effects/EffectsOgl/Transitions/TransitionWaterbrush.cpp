@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstdint>
 #include <numbers>
-#include <utility>
 #include <vector>
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -168,7 +167,6 @@ void TransitionWaterbrush::CacheImpl::Reset(int pictureWidth, int pictureHeight,
     height = pictureHeight;
     columns = static_cast<int>(count);
     rectex_offset = offset;
-    arc_center_y = static_cast<float>(area[isLeaningRight ? 0 : 3].y);
     pathLength = path;
     rot_mat = glm::mat2(w * c, h * s, -w * s, h * c);
 }
@@ -194,7 +192,6 @@ void TransitionWaterbrush::Processing(DataVideoOGL* dst, Src const& first, Src c
         .Texture("tex2", 1, incoming, TextureFilter::Nearest)
         .Texture("rectex", 2, brush.table)
         .Set("rectex_offset", brush.rectex_offset)
-        .Set("arc_center_y", brush.arc_center_y)
         .Set("arc_factor", 0.5F / static_cast<float>(3 * width))
         .Set("rot_mat", brush.rot_mat, true)
         .Set("t", std::min(1.0, p / kPainted) * brush.pathLength)

@@ -33,8 +33,7 @@ public:
         int height = 0;
         int columns = 0;          ///< of the table: the picture's diagonal in pixels, rounded up
         float rectex_offset = 0;  ///< from x' to columns
-        float arc_center_y = 0;
-        double pathLength = 0;  ///< of all strokes, pixels
+        double pathLength = 0;    ///< of all strokes, pixels
         /// For each column, from t = 0: where its stroke begins and ends (-1, -1 without one), its offset and sign in
         /// time, its density.
         Texture table;
