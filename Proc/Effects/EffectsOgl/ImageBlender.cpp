@@ -27,8 +27,7 @@ public:
         : IOglTask(OglCapability::Render, std::move(timer)), src(std::move(source)), dst(&output) {}
 
     void Run(OglCapability, ShaderStorage const& storage) override {
-        AttachTarget(*dst, storage);
-        src->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *src, storage);
         src.reset();
     }
 

@@ -32,21 +32,20 @@ public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         std::int32_t const mode = settings.GetMode();
-        AttachTarget(*dst, storage);
         if (mode < 0 || mode > kLastMode) {  // no doors
-            second->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *second, storage);
             return;
         }
         bool const isOpening = mode % 2 != 0;
-        Frame const doors = (isOpening ? first : second)->FrameData();
-        Frame const behind = (isOpening ? second : first)->FrameData();
+        DataVideoOGL& doors = isOpening ? *first : *second;
+        DataVideoOGL& behind = isOpening ? *second : *first;
         auto const opening = static_cast<float>(isOpening ? progress : 1.0 - progress);
         if (opening == 0.0F) {  // the doors are the picture, to the byte
-            doors.Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, doors, storage);
             return;
         }
-        behind.Draw(storage.Quad(), storage);
-        doors.Draw(Quad(MakeDoors(mode, opening), GL_STREAM_DRAW), storage);
+        DrawUnchanged(*dst, behind, storage);
+        doors.FrameData().Draw(Quad(MakeDoors(mode, opening), GL_STREAM_DRAW), storage);
     }
 };
 

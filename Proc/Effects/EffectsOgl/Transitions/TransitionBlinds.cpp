@@ -1,6 +1,8 @@
 // Four horizontal blinds of the outgoing picture roll up to their upper edges and lay the incoming one bare. What they
 // show stays in its place.
 
+#include <vector>
+
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
@@ -26,8 +28,7 @@ class TransitionBlinds final : public TransitionWithSettings<Proc::SettingsTrans
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        AttachTarget(*dst, storage);
-        second->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *second, storage);
         first->FrameData().Draw(Quad(MakeBlinds(static_cast<float>(progress)), GL_STREAM_DRAW), storage);
     }
 };

@@ -44,8 +44,7 @@ public:
         bool const isOpening = settings.GetSense() != 0;
         double const size = isOpening ? progress : 1.0 - progress;
         if (size >= 1.0) {  // in the corners of a tall picture the rim would still be seen
-            AttachTarget(*dst, storage);
-            (isOpening ? second : first)->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, isOpening ? *second : *first, storage);
             return;
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);

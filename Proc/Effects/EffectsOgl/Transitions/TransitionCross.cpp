@@ -4,6 +4,7 @@
 #include "Ogl/GlState.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
@@ -53,22 +54,16 @@ public:
         auto const k = static_cast<float>(progress);
         Quad const pieces(MakePieces(k), GL_STREAM_DRAW);
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
-        Frame const incoming = second->FrameData();
-        AttachTarget(*dst, storage);
         if (settings.GetScroll() && k != 1.0F) {
-            incoming.Draw(Quad(MakeScroll(k), GL_STREAM_DRAW), storage);
+            AttachTarget(*dst, storage);
+            second->FrameData().Draw(Quad(MakeScroll(k), GL_STREAM_DRAW), storage);
         } else {
-            incoming.Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *second, storage);
         }
 
         EnableState const blend(GL_BLEND);
         glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-        Shader const& shader = storage.MakeShader("TransitionCross", kQuadVertex, kFragment);
-        shader.Use();
-        shader.Uniform("tex0", 0);
-        outgoing.GetFirstTexture().Use(0);
-        pieces.Activate();
-        pieces.Draw();
+        Pass(storage, "TransitionCross", kFragment).Texture("tex0", 0, outgoing).DrawTo(*dst, pieces);
     }
 };
 

@@ -11,8 +11,7 @@ class TransitionCrossfade final : public TransitionWithSettings<Proc::SettingsTr
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        AttachTarget(*dst, storage);
-        first->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *first, storage);
         BlendConstantAlpha(second->FrameData(), progress, storage);
     }
 };

@@ -14,12 +14,11 @@ public:
         Frame const target = dst->FrameData();
         double const aspect = static_cast<double>(target.GetWidth()) / target.GetHeight();
         TileGrid const grid = MakeTileGrid(static_cast<double>(settings.GetNum()), aspect);
-        AttachTarget(*dst, storage);
         if (progress == 0.0) {  // the tiles are the picture, to the byte
-            first->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *first, storage);
             return;
         }
-        second->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *second, storage);
         if (progress >= 1.0) {  // all tiles have left the screen
             return;
         }

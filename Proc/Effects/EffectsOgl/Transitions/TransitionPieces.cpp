@@ -14,12 +14,11 @@ public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         auto const p = static_cast<float>(progress);
-        AttachTarget(*dst, storage);
         if (p >= 1.0F) {  // the pieces are the picture, to the byte
-            second->FrameData().Draw(storage.Quad(), storage);
+            DrawUnchanged(*dst, *second, storage);
             return;
         }
-        first->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *first, storage);
         EnableState const blend(GL_BLEND);
         glBlendColor(0.0F, 0.0F, 0.0F, 1.0F - p);
         glBlendFunc(GL_ONE_MINUS_CONSTANT_ALPHA, GL_CONSTANT_ALPHA);

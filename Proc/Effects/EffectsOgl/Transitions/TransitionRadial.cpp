@@ -46,9 +46,7 @@ public:
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        if (progress <= 0.0 || progress >= 1.0) {  // without the soft edge, which would still or already be seen
-            AttachTarget(*dst, storage);
-            (progress <= 0.0 ? first : second)->FrameData().Draw(storage.Quad(), storage);
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {  // without the soft edge, which would be seen
             return;
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);

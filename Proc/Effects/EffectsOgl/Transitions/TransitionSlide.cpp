@@ -51,16 +51,10 @@ public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Placement const place = Place(settings.GetDirection(), static_cast<float>(progress));
-        PackedQuad packed;
-        packed.indices.reserve(6);
-        packed.vertices.reserve(16);
-        int counter = 0;
-        MakeQuadIdx(counter, packed.indices);
-        MakeQuad(place.s0, place.t0, place.x0, place.y0, place.s1, place.t1, place.x1, place.y1, packed.vertices);
+        PackedQuad const packed =
+            MakeLattice({{place.s0, place.s1, place.x0, place.x1}}, {{place.t0, place.t1, place.y0, place.y1}});
         Quad const quad(packed, GL_STREAM_DRAW);
-
-        AttachTarget(*dst, storage);
-        first->FrameData().Draw(storage.Quad(), storage);
+        DrawUnchanged(*dst, *first, storage);
         // Arrived, the picture goes through the unit quad, whose texels need no filter: exact on every GL.
         bool const isArrived = std::equal(Quad::kFull.begin(), Quad::kFull.end(), packed.vertices.begin());
         second->FrameData().Draw(isArrived ? storage.Quad() : quad, storage);
