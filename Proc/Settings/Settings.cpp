@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <limits>
 #include <numeric>
 #include <optional>
 #include <stdexcept>
@@ -17,7 +15,9 @@ namespace Kaltor::Proc {
 namespace {
 
 /// The shortest text that reads back as the same number.
-std::string FormatNumber(double value) { return fmt::format("{}", value); }
+std::string FormatNumber(double value) {
+    return fmt::format("{}", value);
+}
 
 template <typename T>
 std::optional<T> ParseNumber(std::string_view text) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -136,18 +137,17 @@ private:
     template <typename T>
     static Field Make(std::string_view key, FieldType type, T Derived::*member, double minimum, double maximum,
                       std::vector<FieldLabel> labels, std::string_view help) {
-        return {key,
-                type,
-                minimum,
-                maximum,
-                std::move(labels),
-                help,
-                [member](Settings const& settings) -> FieldValue {
-                    return static_cast<Derived const&>(settings).*member;
-                },
-                [member](Settings& settings, FieldValue const& value) {
-                    static_cast<Derived&>(settings).*member = std::get<T>(value);
-                }};
+        return {
+            key,
+            type,
+            minimum,
+            maximum,
+            std::move(labels),
+            help,
+            [member](Settings const& settings) -> FieldValue { return static_cast<Derived const&>(settings).*member; },
+            [member](Settings& settings, FieldValue const& value) {
+                static_cast<Derived&>(settings).*member = std::get<T>(value);
+            }};
     }
 };
 

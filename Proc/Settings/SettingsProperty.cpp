@@ -1,6 +1,8 @@
 #include "Proc/Settings/SettingsProperty.h"
 
 #include <stdexcept>
+#include <type_traits>
+#include <variant>
 
 #include <fmt/format.h>
 

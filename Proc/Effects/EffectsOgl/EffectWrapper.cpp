@@ -1,7 +1,6 @@
 #include "Proc/Effects/EffectsOgl/EffectWrapper.h"
 
 #include <memory>
-#include <stdexcept>
 
 #include "Proc/Effects/EffectsOgl/AlgorithmTask.h"
 
@@ -36,8 +35,8 @@ void EffectWrapper::Process(intrusive_ptr<IDataVideo>& data) {
     dst->ConcatenateTasks(src);
     dst->SetTimestamp(data->GetTimestamp());
     dst->SetDuration(data->GetDuration());
-    dst->AttachTask({new EffectTask(timer, algorithm, cache, {std::move(src)}, *dst,
-                                    progress.GetProgress(data->GetTimestamp()))});
+    dst->AttachTask(
+        {new EffectTask(timer, algorithm, cache, {std::move(src)}, *dst, progress.GetProgress(data->GetTimestamp()))});
     ++processedFrames;
     data = std::move(dst);
 }

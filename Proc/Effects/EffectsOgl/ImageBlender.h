@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "Ogl/TaskTimer.h"
 #include "Proc/Interfaces/IBlend.h"

@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "Ogl/DataVideoOGL.h"
@@ -21,8 +20,8 @@ public:
     }
     /// The same with a program text that `generate()` makes when it is first needed.
     template <typename Generate>
-        requires std::is_invocable_r_v<std::string, Generate>
-    Pass(ShaderStorage const& shaderStorage, std::string_view name, Generate const& generate)
+    requires std::is_invocable_r_v<std::string, Generate> Pass(ShaderStorage const& shaderStorage,
+                                                               std::string_view name, Generate const& generate)
         : storage(shaderStorage), shader(FindOrMake(shaderStorage, name, generate)) {
         shader.Use();
     }

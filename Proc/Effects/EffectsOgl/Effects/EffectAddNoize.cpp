@@ -3,6 +3,8 @@
 // a share p of independent grains goes with sqrt(p (1 - p)), most in the mid-tones, none in black and white. (P. G.
 // Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is kept.
 
+#include <string>
+
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"

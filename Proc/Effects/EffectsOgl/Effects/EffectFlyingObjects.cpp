@@ -5,6 +5,7 @@
 // of both.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <optional>

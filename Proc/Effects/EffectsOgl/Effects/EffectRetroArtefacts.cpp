@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <numbers>
 #include <optional>
 #include <string>
@@ -236,7 +237,7 @@ void AddScratch(Damage& damage, Scratch const& scratch, double now) {
 
 void AddScratches(Damage& damage, std::uint32_t frame, double strength) {
     constexpr std::uint32_t kSlots = 11;  // each has at most one at a time
-    constexpr std::uint32_t kLong = 4;   // run through many frames
+    constexpr std::uint32_t kLong = 4;    // run through many frames
     double const unit = damage.GetUnit();
     for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
         bool const isLong = slot < kLong;

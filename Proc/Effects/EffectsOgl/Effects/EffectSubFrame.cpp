@@ -10,7 +10,6 @@
 #include <cmath>
 #include <string>
 
-#include <glm/common.hpp>
 #include <glm/vec4.hpp>
 
 #include "Ogl/GlState.h"

@@ -4,7 +4,6 @@
 
 #include "Proc/Effects/EffectsOgl/Effects/FlyingShapes.h"
 
-#include <algorithm>
 #include <array>
 
 namespace Kaltor::Ogl {

@@ -1,7 +1,5 @@
 #include "Proc/Effects/EffectsOgl/Effects/View.h"
 
-#include <array>
-
 #include <glm/common.hpp>
 #include <glm/vector_relational.hpp>
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include <glm/common.hpp>
 #include <glm/geometric.hpp>

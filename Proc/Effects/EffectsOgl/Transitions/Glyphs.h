@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "Ogl/Texture.h"
 
 namespace Kaltor::Ogl {

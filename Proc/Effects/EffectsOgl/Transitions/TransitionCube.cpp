@@ -2,6 +2,7 @@
 // the right face fills the frame: the camera goes round it. The upper and lower edges of the faces are feathered; where
 // there is no face, nothing is drawn.
 
+#include <array>
 #include <numbers>
 
 #include <glm/gtc/matrix_transform.hpp>

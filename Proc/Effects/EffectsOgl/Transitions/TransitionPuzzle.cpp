@@ -17,7 +17,9 @@
 #include <string>
 #include <vector>
 
+#include "Ogl/GlState.h"
 #include "Ogl/Noise.h"
+#include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -25,6 +27,7 @@
 #include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
 namespace Kaltor::Ogl {

@@ -14,9 +14,11 @@
 // many pixels away the ribbon's edges are, and the folds, where it turns its other side to the viewer.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <string>
+#include <vector>
 
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
