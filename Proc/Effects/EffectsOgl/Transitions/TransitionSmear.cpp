@@ -132,10 +132,7 @@ private:
         auto const reduce = [factor](std::uint32_t side) {
             return static_cast<std::uint32_t>(std::max(std::lround(side * factor), 1L));
         };
-        Frame small;
-        small.Allocate(picture.GetPixFmt(), reduce(picture.GetWidth()), reduce(picture.GetHeight()));
-        storage.FBO().Attach(small.GetFirstTexture());
-        picture.Draw(storage.Quad(), storage);
+        Frame const small = MakeScaled(picture, reduce(picture.GetWidth()), reduce(picture.GetHeight()), storage);
         Premultiplied const premultiplied(small, storage);
         PooledTexture result(premultiplied.Get().GetForm());
         Pass(storage, "TransitionSmearBlur", kBlur)
