@@ -9,6 +9,10 @@
 #include "Tests/Support/Caught.h"
 #include "Tests/Support/Picture.h"
 
+extern "C" {
+#include <libavutil/display.h>
+}
+
 namespace Kaltor::Media::Tests {
 namespace {
 
@@ -118,23 +122,40 @@ TEST_F(PictureTest, ReadsJpegUprightWithItsOwnMatrix) {
     }
 }
 
-TEST_F(PictureTest, TurnsAsEveryExifNumberSays) {
-    // Of decoders that hand on the number only.
+TEST_F(PictureTest, TurnsAsEveryExifNumberAndEveryDisplayMatrixSays) {
+    struct Case {
+        int clockwise;
+        bool isMirrored;                 ///< left and right, after it is turned
+        bool isFromRight, isFromBottom;  ///< where the first shown row and column are read, in what is stored
+    };
     Picture const stored = Picture::Corners(6, 4);
-    for (int number = 1; number <= 8; ++number) {
-        bool const isTurned = number > 4;
+    int number = 0;
+    for (Case const& c : {Case{0, false, false, false},
+                          {0, true, true, false},
+                          {180, false, true, true},
+                          {180, true, false, true},
+                          {90, true, false, false},
+                          {90, false, false, true},
+                          {270, true, true, true},
+                          {270, false, true, false}}) {
+        bool const isTurned = c.clockwise % 180 != 0;
         Picture const expected = Picture::Make(isTurned ? 4 : 6, isTurned ? 6 : 4, false, [&](unsigned x, unsigned y) {
             unsigned const u = isTurned ? y : x;
             unsigned const v = isTurned ? x : y;
-            bool const isMirrored = number == 2 || number == 3 || number == 7 || number == 8;
-            bool const isFlipped = number == 3 || number == 4 || number == 6 || number == 7;
-            return stored.At(isMirrored ? 5 - u : u, isFlipped ? 3 - v : v);
+            return stored.At(c.isFromRight ? 5 - u : u, c.isFromBottom ? 3 - v : v);
         });
         Proc::AvFramePtr const frame = stored.ToFrame()->Share();
-        av_dict_set_int(&frame->metadata, "Orientation", number, 0);
+        av_dict_set_int(&frame->metadata, "Orientation", ++number, 0);  // of decoders that hand on the number only
+        std::int32_t matrix[9];
+        av_display_rotation_set(matrix, c.clockwise);
+        av_display_matrix_flip(matrix, c.isMirrored ? 1 : 0, 0);
         VideoTarget const target{{expected.width, expected.height, 1, 1}, {1, 1}, {}, PixFmt::Rgb24};
-        Proc::AvFramePtr upright = Conformer("photo", target).Convert(*frame, Orientation::Of(*frame));
-        EXPECT_TRUE(IsNear(Picture::FromFrame(*Proc::DataVideoFF::Wrap(std::move(upright))), expected, 0.0)) << number;
+        for (Orientation const& orientation : {Orientation::Of(*frame), Orientation::FromMatrix(matrix)}) {
+            Proc::AvFramePtr upright = Conformer("photo", target).Convert(*frame, orientation);
+            EXPECT_TRUE(IsNear(Picture::FromFrame(*Proc::DataVideoFF::Wrap(std::move(upright))), expected, 0.0))
+                << number;
+            EXPECT_EQ(orientation.rotation, c.isMirrored && !isTurned ? 0 : c.clockwise) << number;
+        }
     }
 }
 

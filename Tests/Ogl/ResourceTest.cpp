@@ -61,20 +61,6 @@ TEST(GlObjects, DieOnAnyThreadAndAreDeletedOnTheGlThread) {
     OnGl([textureName](ShaderStorage const&) { EXPECT_EQ(glIsTexture(textureName), GL_FALSE); });
 }
 
-TEST(GlObjects, MoveWithoutADoubleDeath) {
-    Ogl::GlObjectCounts const before = CountObjectsInUse();
-    OnGl([](ShaderStorage const&) {
-        Texture first({3, 3, TexelFormat::Rgba8, false});
-        GLuint const name = first.GetName();
-        Texture second = std::move(first);
-        Texture third({4, 4, TexelFormat::Rgba8, false});
-        third = std::move(second);
-        EXPECT_EQ(third.GetName(), name);
-        EXPECT_EQ(third.GetForm().width, 3U);
-    });
-    EXPECT_EQ(CountObjectsInUse(), before);
-}
-
 TEST(Sizes, BeyondTheLimitAreRefusedByName) {
     auto const limit = static_cast<unsigned>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
     for (auto const& [width, height] : {std::pair{0U, 4U}, {4U, 0U}, {limit + 1, 1U}, {1U, limit + 1}, {~0U, ~0U}}) {
