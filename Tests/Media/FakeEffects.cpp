@@ -82,8 +82,8 @@ public:
             target.colorSpec = data->GetColorSpec();
             data = MakeLike(*data, Conformer("resizer", target).Convert(PictureOf(*data)));
         } else if (classId != Proc::SettingsFrameDownloader::CLASS_ID) {
-            int const luma = static_cast<int>(std::lround(MeanLuma(PictureOf(*data))));
-            data = Draw(*data, data->GetTimestamp(), [luma](double) { return Yuv{luma, 100, 160}; });
+            double const luma = MeanLuma(PictureOf(*data));
+            data = Draw(*data, data->GetTimestamp(), [luma](double) { return Codes{luma, 100, 160}; });
         }
     }
 };
@@ -99,9 +99,8 @@ public:
         }
         double const from = MeanLuma(PictureOf(*first));
         double const to = MeanLuma(PictureOf(*second));
-        first = Draw(*first, first->GetTimestamp() + first->GetDuration(), [&](double p) {
-            return Yuv{static_cast<int>(std::lround(from + (to - from) * p)), 128, 128};
-        });
+        first = Draw(*first, first->GetTimestamp() + first->GetDuration(),
+                     [&](double p) { return Grey(from + (to - from) * p); });
     }
 };
 

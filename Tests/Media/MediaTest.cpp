@@ -125,15 +125,10 @@ double EndOf(std::string const& path, AVMediaType type) {
     return end;
 }
 
-Proc::AvFramePtr MakePicture(Conf::FrameInfo const& frame, Yuv const& color) {
+Proc::AvFramePtr MakePicture(Conf::FrameInfo const& frame, Codes const& color) {
     Proc::AvFramePtr picture =
-        Proc::AllocateAvFrame(AV_PIX_FMT_YUV420P, static_cast<int>(frame.width), static_cast<int>(frame.height));
+        Kaltor::Tests::MakeYuv(PixFmt::Yuv420p, frame.width, frame.height, {}, [&](auto...) { return color; })->Share();
     picture->sample_aspect_ratio = {static_cast<int>(frame.pixelAspectX), static_cast<int>(frame.pixelAspectY)};
-    int const values[3] = {color.y, color.u, color.v};
-    for (int plane = 0; plane < 3; ++plane) {
-        int const rows = plane == 0 ? picture->height : (picture->height + 1) / 2;
-        std::fill_n(picture->data[plane], picture->linesize[plane] * rows, static_cast<std::uint8_t>(values[plane]));
-    }
     return picture;
 }
 
@@ -148,24 +143,11 @@ double MeanLuma(AVFrame const& picture) {
     return sum / count;
 }
 
-testing::AssertionResult Shows(AVFrame const& picture, std::function<Yuv(int x, int y)> const& expected,
-                               int tolerance) {
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) {
-            auto const at = [&](int plane, int shift) -> int {
-                return picture.data[plane][(y >> shift) * picture.linesize[plane] + (x >> shift)];
-            };
-            Yuv const seen{at(0, 0), at(1, 1), at(2, 1)};
-            Yuv const wanted = expected(x, y);
-            if (std::max({std::abs(seen.y - wanted.y), std::abs(seen.u - wanted.u), std::abs(seen.v - wanted.v)}) >
-                tolerance) {
-                return testing::AssertionFailure()
-                       << fmt::format("at {}, {}: ({}, {}, {}), expected ({}, {}, {})", x, y, seen.y, seen.u, seen.v,
-                                      wanted.y, wanted.u, wanted.v);
-            }
-        }
-    }
-    return testing::AssertionSuccess();
+testing::AssertionResult Shows(AVFrame const& picture, Kaltor::Tests::CodesAt const& expected, int tolerance) {
+    boost::intrusive_ptr<Proc::DataVideoFF> const seen = Proc::DataVideoFF::Wrap(Proc::ShareAvFrame(picture));
+    Conf::FrameInfo const& info = seen->GetFrameInfo();
+    return Kaltor::Tests::HaveSameSamples(
+        *seen, *Kaltor::Tests::MakeYuv(PixFmt::Yuv420p, info.width, info.height, {}, expected), tolerance);
 }
 
 std::vector<int> ReadLumas(std::string const& path) {

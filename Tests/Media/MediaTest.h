@@ -13,7 +13,7 @@
 
 #include "Media/MediaWriter.h"
 #include "Media/Render.h"
-#include "Proc/Data/DataVideoFF.h"
+#include "Tests/Ogl/FrameSamples.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -21,10 +21,11 @@ extern "C" {
 
 namespace Kaltor::Media::Tests {
 
-/// Limited range.
-struct Yuv {
-    int y, u, v;
-};
+using Kaltor::Tests::Codes;
+
+inline Codes Grey(double luma) {
+    return {luma, 128, 128};
+}
 
 /// A luma that tells frame numbers apart, also when they are 1 off; those of 28 frames differ.
 inline int LumaOf(int frame) {
@@ -37,7 +38,7 @@ struct ClipSpec {
     AVRational frameRate{30, 1};
     int frames = 30;
     /// The picture's colour at frame k.
-    std::function<Yuv(int frame)> color = [](int frame) { return Yuv{LumaOf(frame), 128, 128}; };
+    std::function<Codes(int frame)> color = [](int frame) { return Grey(LumaOf(frame)); };
     /// Draws over the plain colour.
     std::function<void(AVFrame& picture, int frame)> draw = {};
     ColorSpec colorSpec{ColorMatrix::Bt601, ColorRange::Limited};
@@ -60,8 +61,8 @@ protected:
     /// Writes a clip into the folder through `MediaWriter` and returns its path, from whose ending the container
     /// follows.
     std::string Make(std::string const& name, ClipSpec const& spec) const;
-    /// Copies a file's packets into another container, which is told of no frame rate. `edit` may change a packet or drop it (false); `matrix`, nine
-    /// elements, becomes the picture's display matrix.
+    /// Copies a file's packets into another container, which is told of no frame rate. `edit` may change a packet or
+    /// drop it (false); `matrix`, nine elements, becomes the picture's display matrix.
     std::string Remux(std::string const& from, std::string const& name,
                       std::function<bool(AVPacket&, AVStream const&)> const& edit,
                       std::int32_t const* matrix = nullptr) const;
@@ -77,11 +78,11 @@ void Truncate(std::string const& path, double part);
 double EndOf(std::string const& path, AVMediaType type);
 
 /// One colour all over.
-Proc::AvFramePtr MakePicture(Conf::FrameInfo const& frame, Yuv const& color);
+Proc::AvFramePtr MakePicture(Conf::FrameInfo const& frame, Codes const& color);
 /// The mean of a picture's middle part.
 double MeanLuma(AVFrame const& picture);
-/// Whether each pixel is within `tolerance` of `expected(x, y)`; tells the first that is not.
-testing::AssertionResult Shows(AVFrame const& picture, std::function<Yuv(int x, int y)> const& expected, int tolerance);
+/// Whether each sample is within `tolerance` of `expected`; tells the first that is not.
+testing::AssertionResult Shows(AVFrame const& picture, Kaltor::Tests::CodesAt const& expected, int tolerance);
 
 /// The rounded lumas of all pictures of a file, read in its own form.
 std::vector<int> ReadLumas(std::string const& path);

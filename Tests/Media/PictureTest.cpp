@@ -180,12 +180,8 @@ TEST_F(PictureTest, StillsAreEndlessAndComposedOverBlack) {
     EXPECT_TRUE(Probe(At("still.png")).isStill);
     VideoReader reader(At("still.png"), {{64, 48, 1, 1}, {30, 1}, {ColorMatrix::Bt601, ColorRange::Limited}});
     Proc::AvFramePtr const first = reader.Read();
-    EXPECT_TRUE(Shows(
-        *first,
-        [](int x, int) {
-            return Yuv{x < 32 ? 235 : 16 + 219 * 128 / 255, 128, 128};
-        },
-        1));
+    auto const expected = [](double x, double) { return Grey(x < 32 ? 235.0 : 16.0 + 219.0 * 128.0 / 255.0); };
+    EXPECT_TRUE(Shows(*first, expected, 1));
     for (int k = 1; k < 500; ++k) {
         Proc::AvFramePtr const picture = reader.Read();
         ASSERT_EQ(picture->data[0], first->data[0]);

@@ -71,7 +71,7 @@ protected:
 };
 
 TEST_F(RenderTest, JoinsClipsFrameByFrame) {
-    std::string const second = Make("b.mkv", {.frames = 25, .color = [](int k) { return Yuv{220 - k, 128, 128}; }});
+    std::string const second = Make("b.mkv", {.frames = 25, .color = [](int k) { return Grey(220 - k); }});
     RenderJob job = MakeJob({Make("a.mkv", {}), second}, At("out.mkv"));
     job.codec = "ffv1";
     std::int64_t told = 0;

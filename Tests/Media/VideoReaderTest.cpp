@@ -6,7 +6,6 @@
 #include "Media/Conformer.h"
 #include "Media/Deinterlacer.h"
 #include "MediaTest.h"
-#include "Tests/Ogl/FrameSamples.h"
 #include "Tests/Support/Caught.h"
 
 extern "C" {
@@ -59,7 +58,7 @@ TEST_F(VideoReaderTest, StartsAtExactlyTheFrame) {
     for (AVRational const rate : {AVRational{30, 1}, AVRational{30000, 1001}, AVRational{24, 1}}) {
         for (char const* const name : {"clip.mp4", "clip.mkv", "clip.ts"}) {
             ClipSpec spec{.frameRate = rate, .frames = 200, .codec = "libx264"};
-            spec.color = [&](int k) { return Yuv{lumaOf(k), 128, 128}; };
+            spec.color = [&](int k) { return Grey(lumaOf(k)); };
             std::string const path = Make(name, spec);
             for (int const first : {0, 1, 29, 31, 75, 140, 199}) {
                 Microseconds const start(std::llround(first * 1e6 * rate.den / rate.num));
@@ -127,13 +126,8 @@ TEST_F(VideoReaderTest, TurnsAsTheDisplayMatrixSays) {
         Proc::AvFramePtr const picture =
             VideoReader(path, {target, {30, 1}, kBt601, PixFmt::Yuv420p, keepsSize}).Read();
         EXPECT_EQ(Proc::GetFrameInfo(*picture), frame);
-        // The white stripe on top comes to the right.
-        EXPECT_TRUE(Shows(
-            *picture,
-            [](int x, int) {
-                return Yuv{x < 32 ? LumaOf(0) : 235, 128, 128};
-            },
-            8));
+        auto const expected = [](double x, double) { return Grey(x < 32 ? LumaOf(0) : 235); };
+        EXPECT_TRUE(Shows(*picture, expected, 8)) << "the white stripe on top comes to the right";
     }
 }
 
@@ -143,9 +137,9 @@ TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
         std::uint32_t targetWidth, targetHeight;
         int left, top;  ///< expected bars
     };
-    Yuv const color{200, 90, 150};
+    Codes const color{200, 90, 150};
     for (ColorSpec const& spec : {kBt601, kBt601Full}) {
-        Yuv const black{spec == kBt601Full ? 0 : 16, 128, 128};
+        Codes const black = Grey(spec == kBt601Full ? 0 : 16);
         for (Case const& c : {Case{{64, 64, 1, 1}, 128, 64, 32, 0},
                               {{64, 32, 1, 1}, 64, 64, 0, 16},
                               {{32, 64, 2, 1}, 128, 64, 32, 0},  // wide pixels make it a square
@@ -156,7 +150,7 @@ TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
             std::string const path = Make("clip.mkv", clip);
             VideoReader reader(path, Target(c.targetWidth, c.targetHeight, {30, 1}, spec));
             Proc::AvFramePtr const picture = reader.Read();
-            auto const expected = [&](int x, int y) {
+            auto const expected = [&](double x, double y) {
                 bool const isInside =
                     x >= c.left && x < picture->width - c.left && y >= c.top && y < picture->height - c.top;
                 return isInside ? color : black;
@@ -167,11 +161,7 @@ TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
 }
 
 TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
-    auto const encode = [](ColorSpec const& spec) {
-        Kaltor::Tests::Codes const codes = Kaltor::Tests::Encode(spec, {0.8, 0.25, 0.4, 1});
-        auto const round = [](double code) { return static_cast<int>(std::lround(code)); };
-        return Yuv{round(codes[0]), round(codes[1]), round(codes[2])};
-    };
+    auto const encode = [](ColorSpec const& spec) { return Kaltor::Tests::Encode(spec, {0.8, 0.25, 0.4, 1}); };
     std::array const specs{kBt601, kBt709, kBt601Full, ColorSpec{ColorMatrix::Bt2020, ColorRange::Limited}};
     for (ColorSpec const& from : specs) {
         std::string const path =
@@ -179,9 +169,8 @@ TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
         EXPECT_EQ(Probe(path).colorSpec, from);
         for (ColorSpec const& to : specs) {
             Proc::AvFramePtr const picture = VideoReader(path, Target(64, 48, {30, 1}, to)).Read();
-            // Two roundings to 8 bits and the scaler's fixed-point arithmetic.
-            EXPECT_TRUE(Shows(
-                *picture, [&](int, int) { return encode(to); }, 2));
+            auto const expected = [color = encode(to)](auto...) { return color; };
+            EXPECT_TRUE(Shows(*picture, expected, 2));  // two roundings and the scaler's fixed-point arithmetic
             EXPECT_EQ(Proc::GetColorSpec(*picture), to);
         }
     }
