@@ -59,32 +59,32 @@ TEST(ColorMatrices, HaveThePublishedCoefficients) {
     }
 }
 
-TEST(ColorMatrices, DecodeThePublishedColourBars) {
-    struct Bar {
+TEST(ColorMatrices, DecodeThePublishedLevelsAndColours) {
+    struct Case {
         ColorSpec spec;
         unsigned bits;
         Codes code;
-        std::array<double, 3> rgb;
+        Codes rgb;
+        double tolerance = 1e-9;
     };
-    constexpr ColorSpec k601{Bt601, kLimited};
-    constexpr ColorSpec k709{Bt709, kLimited};
-    for (Bar const& bar :
-         {Bar{k601, 8, {16, 128, 128}, {0, 0, 0}}, Bar{k601, 8, {235, 128, 128}, {1, 1, 1}},
-          Bar{k601, 8, {162, 44, 142}, {.75, .75, 0}}, Bar{k601, 8, {131, 156, 44}, {0, .75, .75}},
-          Bar{k601, 8, {112, 72, 58}, {0, .75, 0}}, Bar{k601, 8, {84, 184, 198}, {.75, 0, .75}},
-          Bar{k601, 8, {65, 100, 212}, {.75, 0, 0}}, Bar{k601, 8, {35, 212, 114}, {0, 0, .75}},
-          Bar{k709, 8, {63, 102, 240}, {1, 0, 0}}, Bar{k709, 8, {173, 42, 26}, {0, 1, 0}},
-          Bar{k709, 8, {32, 240, 118}, {0, 0, 1}}, Bar{k709, 8, {219, 16, 138}, {1, 1, 0}},
-          Bar{k709, 10, {64, 512, 512}, {0, 0, 0}}, Bar{k709, 10, {940, 512, 512}, {1, 1, 1}},
-          Bar{{Bt601, kFull}, 8, {0, 128, 128}, {0, 0, 0}}, Bar{{Bt601, kFull}, 8, {255, 128, 128}, {1, 1, 1}}}) {
-        Codes levels = bar.code;
+    constexpr double kRounded = 1.5 / 255.0;  // the colour's codes are
+    for (Case const& c : {Case{{Bt709, kLimited}, 8, {16, 128, 128}, {0, 0, 0}},
+                          {{Bt709, kLimited}, 8, {235, 128, 128}, {1, 1, 1}},
+                          {{Bt709, kLimited}, 10, {64, 512, 512}, {0, 0, 0}},
+                          {{Bt709, kLimited}, 10, {940, 512, 512}, {1, 1, 1}},
+                          {{Bt601, kFull}, 8, {0, 128, 128}, {0, 0, 0}},
+                          {{Bt601, kFull}, 8, {255, 128, 128}, {1, 1, 1}},
+                          {{Bt601, kLimited}, 8, {81, 90, 240}, {1, 0, 0}, kRounded},
+                          {{Bt709, kLimited}, 8, {63, 102, 240}, {1, 0, 0}, kRounded},
+                          {{Bt709, kLimited}, 10, {4 * 63, 4 * 102, 4 * 240}, {1, 0, 0}, kRounded},
+                          {{Bt709, kLimited}, 10, {4 * 32, 4 * 240, 4 * 118}, {0, 0, 1}, kRounded}}) {
+        Codes levels = c.code;
         for (double& level : levels) {
-            level /= (1U << bar.bits) - 1U;
+            level /= (1U << c.bits) - 1U;
         }
-        std::array<double, 3> const rgb = Apply(YuvToRgb(bar.spec, bar.bits), levels);
-        bool const isGrey = bar.rgb[0] == bar.rgb[1] && bar.rgb[1] == bar.rgb[2];  // no rounding of codes then
-        for (std::size_t c = 0; c < 3; ++c) {
-            EXPECT_NEAR(rgb[c], bar.rgb[c], isGrey ? 1e-9 : 1.5 / 255.0) << testing::PrintToString(bar.code) << c;
+        Codes const rgb = Apply(YuvToRgb(c.spec, c.bits), levels);
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_NEAR(rgb[i], c.rgb[i], c.tolerance) << testing::PrintToString(c.code) << i;
         }
     }
 }
