@@ -32,16 +32,15 @@ TEST_P(Transfers, AreByteExactInEveryFormat) {
         for (auto const& [width, height] :
              {std::pair{1U, 1U}, {3U, 5U}, {33U, 17U}, {64U, 36U}, {17U, 1U}, {1U, 19U}, {130U, 3U}}) {
             for (bool const isTopDown : {false, true}) {
-                if (isTopDown && format == PixFmt::Bgrx) {
-                    continue;  // frames of this format are always of our own making
-                }
-                auto const make = [&, w = width, h = height] {
-                    return isTopDown ? DataVideoFF::Wrap(Proc::AllocateAvFrame(
-                                           Proc::ToAvPixelFormat(format), static_cast<int>(w), static_cast<int>(h)))
-                                     : DataVideoFF::Create(format, {w, h, 1, 1});
+                auto const make = [&, w = width, h = height](bool topDown) {
+                    // Frames of Bgrx are always of our own making.
+                    return topDown && format != PixFmt::Bgrx
+                               ? DataVideoFF::Wrap(Proc::AllocateAvFrame(Proc::ToAvPixelFormat(format),
+                                                                         static_cast<int>(w), static_cast<int>(h)))
+                               : DataVideoFF::Create(format, {w, h, 1, 1});
                 };
-                intrusive_ptr<DataVideoFF> const source = make();
-                intrusive_ptr<DataVideoFF> const target = make();
+                intrusive_ptr<DataVideoFF> const source = make(isTopDown);
+                intrusive_ptr<DataVideoFF> const target = make(!isTopDown);
                 std::uint32_t count = 0;
                 ForEachSample(*source, [&](int, int x, int, auto& sample) {
                     bool const isFourth = format == PixFmt::Bgrx && x % 4 == 3;
