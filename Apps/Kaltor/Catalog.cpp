@@ -67,7 +67,8 @@ Catalog Catalog::Load() {
 }
 
 template <typename Accepts>
-CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts, std::string const& what) const {
+CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts, std::string const& what,
+                                       std::size_t inputs) const {
     std::string const wanted = Lower(name);
     std::vector<CatalogEntry const*> found;
     CatalogEntry const* refused = nullptr;
@@ -88,6 +89,9 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
         }
         names.push_back(entry.name);
         shortNames.emplace_back(WithoutPrefix(entry.name));
+    }
+    if (found.size() > 1 && inputs > 0) {
+        std::erase_if(found, [&](CatalogEntry const* entry) { return entry->isTwoInput != (inputs > 1); });
     }
     if (found.size() == 1) {
         return *found.front();
@@ -113,9 +117,9 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     throw UsageError(fmt::format("there is no {} \"{}\"; {}", what, name, hint));
 }
 
-CatalogEntry const& Catalog::Find(std::string const& name) const {
+CatalogEntry const& Catalog::Find(std::string const& name, std::size_t inputs) const {
     return FindAmong(
-        name, [](CatalogEntry const&) { return true; }, "effect, transition or service");
+        name, [](CatalogEntry const&) { return true; }, "effect, transition or service", inputs);
 }
 
 CatalogEntry const& Catalog::FindTransition(std::string const& name) const {

@@ -35,8 +35,9 @@ public:
     boost::intrusive_ptr<Proc::IEffectFactory const> const& GetFactory() const { return factory; }
 
     /// By the whole name or by the name without its "Effect" or "Transition", in any case of letters. Throws
-    /// `UsageError` where there is none (with the nearest one) or more than one.
-    CatalogEntry const& Find(std::string const& name) const;
+    /// `UsageError` where there is none (with the nearest one) or more than one. Of an effect and a transition called
+    /// alike, the number of inputs chooses, where it is given.
+    CatalogEntry const& Find(std::string const& name, std::size_t inputs = 0) const;
     /// The same among the transitions only.
     CatalogEntry const& FindTransition(std::string const& name) const;
     /// The same among what makes one picture of one picture.
@@ -44,7 +45,8 @@ public:
 
 private:
     template <typename Accepts>
-    CatalogEntry const& FindAmong(std::string const& name, Accepts accepts, std::string const& what) const;
+    CatalogEntry const& FindAmong(std::string const& name, Accepts accepts, std::string const& what,
+                                  std::size_t inputs = 0) const;
 
     std::unique_ptr<Host::EffectRegistry> registry;
     boost::intrusive_ptr<Proc::IEffectFactory const> factory;

@@ -150,7 +150,7 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
     if (options.seed) {
         std::srand(*options.seed);
     }
-    CatalogEntry const& entry = catalog.Find(options.name);
+    CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, values);
     std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
