@@ -143,16 +143,17 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
     for (int const mode : {0, 1}) {
         for (int const shape : {0, 1}) {
             // Few specks, so that every pixel of a neighbourhood counts.
-            for (unsigned const radius : {1U, 2U, 3U, 8U, 24U, 25U}) {
-                Picture const noise = Picture::Noise(61, 50, false, 5);
-                check(MapPlaces(noise,
-                                [&](unsigned x, unsigned y) {
-                                    long const number =
-                                        std::lround(noise.At(x, y)[0] * 255 + noise.At(x, y)[1] * 65025);
-                                    bool const isSpeck = number % (4 * radius * radius) == 0;
-                                    return isSpeck == (mode == 0) ? Rgba{0.2, 0.4, 0.0, 1} : Rgba{0.8, 0.6, 1.0, 1};
-                                }),
-                      radius, mode, shape);
+            for (unsigned const radius : {1U, 2U, 3U, 8U, 24U, 25U, 44U}) {
+                if (radius == 44 && (mode == 0 || shape == 0)) {
+                    continue;  // one is enough of so many pixels
+                }
+                Picture const noise = Picture::Noise(61 + radius, 50, false, 5);
+                Picture const specks = MapPlaces(noise, [&](unsigned x, unsigned y) {
+                    long const number = std::lround(noise.At(x, y)[0] * 255 + noise.At(x, y)[1] * 65025);
+                    bool const isSpeck = number % (4 * radius * radius) == 0;
+                    return isSpeck == (mode == 0) ? Rgba{0.2, 0.4, 0.0, 1} : Rgba{0.8, 0.6, 1.0, 1};
+                });
+                check(specks, radius, mode, shape);
             }
             check(Picture::Noise(20, 37, true), 2, mode, shape);
         }

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <iterator>
 #include <memory>
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
 
@@ -163,48 +164,38 @@ std::size_t PlaceOf(Method method) {
     return (encoded - 1) / sizeof(void*) + 1;
 }
 
+/// Operations that follow each other.
+template <typename... Methods>
+void ExpectPlaces(std::size_t first, Methods... methods) {
+    std::vector<std::size_t> expected(sizeof...(methods));
+    std::iota(expected.begin(), expected.end(), first);
+    EXPECT_THAT((std::vector<std::size_t>{PlaceOf(methods)...}), testing::ElementsAreArray(expected));
+}
+
 TEST(BinaryInterface, OperationsKeepTheirPlaces) {
     using namespace Proc;
-    EXPECT_EQ(PlaceOf(&IEffectRegistry::RegisterOneInputEffect), 4U);
-    EXPECT_EQ(PlaceOf(&IEffectRegistry::RegisterTwoInputEffect), 6U);
-
-    EXPECT_EQ(PlaceOf(&IData::GetDuration), 6U);
-    EXPECT_EQ(PlaceOf(&IData::SetDuration), 7U);
-
-    EXPECT_EQ(PlaceOf(&IEffect::AddRef), 3U);
-    EXPECT_EQ(PlaceOf(&IEffect::GetRefCount), 4U);
-    EXPECT_EQ(PlaceOf(&IEffect::Release), 5U);
-    EXPECT_EQ(PlaceOf(&IEffect::GetSettings), 6U);
-    EXPECT_EQ(PlaceOf(static_cast<void (IEffect::*)(Core::Property const&)>(&IEffect::SetSettings)), 7U);
-    EXPECT_EQ(PlaceOf(&IEffect::Reset), 8U);
-    EXPECT_EQ(PlaceOf(&IEffect::ProcessData), 9U);
-    EXPECT_EQ(PlaceOf(&IEffect::GetStatistic), 10U);
-    EXPECT_EQ(PlaceOf(static_cast<void (IEffect::*)(Settings const&)>(&IEffect::SetSettings)), 11U);
-    EXPECT_EQ(PlaceOf(&IEffect::GetSettingsBase), 12U);
-    EXPECT_EQ(PlaceOf(&IEffect::SetProgressController), 13U);
-    EXPECT_EQ(PlaceOf(static_cast<TimeToProgress& (IEffect::*)()>(&IEffect::GetProgress)), 14U);
-    EXPECT_EQ(PlaceOf(static_cast<TimeToProgress const& (IEffect::*)() const>(&IEffect::GetProgress)), 15U);
-    EXPECT_EQ(PlaceOf(&IEffect::SetProgress), 16U);
-
+    ExpectPlaces(4, &IEffectRegistry::RegisterOneInputEffect);
+    ExpectPlaces(6, &IEffectRegistry::RegisterTwoInputEffect);
+    ExpectPlaces(6, &IData::GetDuration, &IData::SetDuration);
+    ExpectPlaces(3, &IEffect::AddRef, &IEffect::GetRefCount, &IEffect::Release, &IEffect::GetSettings,
+                 static_cast<void (IEffect::*)(Core::Property const&)>(&IEffect::SetSettings), &IEffect::Reset,
+                 &IEffect::ProcessData, &IEffect::GetStatistic,
+                 static_cast<void (IEffect::*)(Settings const&)>(&IEffect::SetSettings), &IEffect::GetSettingsBase,
+                 &IEffect::SetProgressController, static_cast<TimeToProgress& (IEffect::*)()>(&IEffect::GetProgress),
+                 static_cast<TimeToProgress const& (IEffect::*)() const>(&IEffect::GetProgress), &IEffect::SetProgress);
     using One = IOneInputEffectVideo;
-    EXPECT_EQ(PlaceOf(static_cast<void (One::*)(intrusive_ptr<IData>&)>(&One::ProcessData)), 17U);
-    EXPECT_EQ(PlaceOf(&One::Process), 18U);
-    EXPECT_EQ(PlaceOf(&One::UpdateFormatCodec), 19U);
+    ExpectPlaces(17, static_cast<void (One::*)(intrusive_ptr<IData>&)>(&One::ProcessData), &One::Process,
+                 &One::UpdateFormatCodec);
     using Two = ITwoInputEffectVideo;
-    EXPECT_EQ(PlaceOf(static_cast<void (Two::*)(intrusive_ptr<IData>&, intrusive_ptr<IData const> const&)>(
-                  &Two::ProcessData)),
-              17U);
-    EXPECT_EQ(PlaceOf(&Two::Process), 18U);
-    EXPECT_EQ(PlaceOf(&Two::UpdateFormatCodec), 19U);
-
-    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::SetSettings), 3U);
-    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::Processing), 4U);
-    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::CreateCache), 5U);
-    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::UpdateFormatCodec), 6U);
-    EXPECT_EQ(PlaceOf(&Ogl::IEffectAlgorithm::CreateDst), 7U);
-    EXPECT_EQ(PlaceOf(&Ogl::ITransitionAlgorithm::SetSettings), 3U);
-    EXPECT_EQ(PlaceOf(&Ogl::ITransitionAlgorithm::Processing), 4U);
-    EXPECT_EQ(PlaceOf(&Ogl::ITransitionAlgorithm::CreateCache), 5U);
+    ExpectPlaces(
+        17, static_cast<void (Two::*)(intrusive_ptr<IData>&, intrusive_ptr<IData const> const&)>(&Two::ProcessData),
+        &Two::Process, &Two::UpdateFormatCodec);
+    using Ogl::IEffectAlgorithm;
+    ExpectPlaces(3, &IEffectAlgorithm::SetSettings, &IEffectAlgorithm::Processing, &IEffectAlgorithm::CreateCache,
+                 &IEffectAlgorithm::UpdateFormatCodec, &IEffectAlgorithm::CreateDst);
+    using Ogl::ITransitionAlgorithm;
+    ExpectPlaces(3, &ITransitionAlgorithm::SetSettings, &ITransitionAlgorithm::Processing,
+                 &ITransitionAlgorithm::CreateCache);
 }
 
 #endif
