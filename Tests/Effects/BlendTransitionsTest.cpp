@@ -11,50 +11,29 @@ namespace {
 using BlendTransitionsTest = TransitionFixture;
 
 TEST_F(BlendTransitionsTest, CrossfadeMixesAlphaToo) {
-    Expect(
-        "TransitionCrossfade", {0.25},
-        [](Picture const& first, Picture const& second, double p) {
-            return ForEachPixel(first, [&](double s, double t) {
-                return Mix(first.SampleNearest(s, t), second.SampleNearest(s, t), p);
-            });
-        },
-        kUnfiltered);
+    ExpectPixels("TransitionCrossfade", {0.25}, [](Meeting const& at) { return at.Mix(at.progress); });
 }
 
 TEST_F(BlendTransitionsTest, FadeGoesThroughBlackOrThroughTransparency) {
-    Expect(
-        "TransitionFadeInFadeOut", {0.21, 0.499, 0.5, 0.84},
-        [](Picture const& first, Picture const& second, double p) {
-            double const level = std::abs(1 - 2 * p);
-            return ForEachPixel(first, [&](double s, double t) {
-                Rgba pixel = (p < 0.5 ? first : second).SampleNearest(s, t);
-                if (first.hasAlpha) {
-                    pixel[3] *= level;
-                } else {
-                    std::for_each_n(pixel.begin(), 3, [level](double& channel) { channel *= level; });
-                }
-                return pixel;
-            });
-        },
-        kUnfiltered);
+    ExpectPixels("TransitionFadeInFadeOut", {0.21, 0.499, 0.5, 0.84}, [](Meeting const& at) {
+        double const level = std::abs(1 - 2 * at.progress);
+        Rgba const color = at.progress < 0.5 ? at.from : at.to;
+        return at.first.hasAlpha ? Rgba{color[0], color[1], color[2], color[3] * level}
+                                 : EachColor(color, [&](std::size_t c) { return color[c] * level; });
+    });
 }
 
 TEST_F(BlendTransitionsTest, FlashBrightensWhatIsDarkAndStartsFast) {
     // At 0.5 a channel may grow fivefold; it is clamped only after it is mixed.
-    Expect(
-        "TransitionFlash", {-0.1, 0.0625, 0.5, 0.8},
-        [](Picture const& first, Picture const& second, double p) {
-            double const gain = p < 0.5 ? 16 * p * p : 16 * (1 - p) * (1 - p);
-            return ForEachPixel(first, [&](double s, double t) {
-                Rgba bright = second.SampleNearest(s, t);
-                double const missing = 1 - std::max({bright[0], bright[1], bright[2]});
-                for (double& channel : bright) {
-                    channel *= 1 + missing * gain;
-                }
-                return Mix(first.SampleNearest(s, t), bright, p < 0 ? 0 : std::pow(p, 0.25));
-            });
-        },
-        kUnfiltered);
+    ExpectPixels("TransitionFlash", {-0.1, 0.0625, 0.5, 0.8}, [](Meeting const& at) {
+        double const gain = 16 * std::pow(std::min(at.progress, 1 - at.progress), 2);
+        double const missing = 1 - std::max({at.to[0], at.to[1], at.to[2]});
+        Rgba bright = at.to;
+        for (double& channel : bright) {
+            channel *= 1 + missing * gain;
+        }
+        return Mix(at.from, bright, std::pow(std::max(at.progress, 0.0), 0.25));
+    });
 }
 
 TEST_F(BlendTransitionsTest, BlurTakesPicturesOutOfFocusAndBack) {

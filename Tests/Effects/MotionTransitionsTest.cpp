@@ -227,35 +227,30 @@ TEST_F(MotionTransitionsTest, RollWindsTheSheetUp) {
 }
 
 TEST_F(MotionTransitionsTest, LensAndSmoothRippleDisplaceByTheDistanceOnScreen) {
-    auto const measure = [](Picture const& like, double x, double y) {
-        double const width = like.width;
-        double const height = like.height;
-        return std::hypot(x * std::min(width / height, 1.0), y * std::min(height / width, 1.0));
+    auto const measure = [](Meeting const& at, double x, double y) {
+        return std::hypot((at.s - x) * std::min(at.aspect, 1.0), (at.t - y) * std::min(1 / at.aspect, 1.0));
     };
     for (auto const& [type, x, y] : {std::tuple{0, 0.0, 0.0}, {1, 0.0, 1.0}, {2, 0.5, 0.5}}) {
-        Expect(fmt::format("TransitionLens type={}", type), {0.1, 0.7},
-               [&, x = x, y = y](Picture const& first, Picture const& second, double p) {
-                   double const reach = p * std::hypot(std::max(1 - x, x), std::max(1 - y, y));
-                   return ForEachPixel(first, [&](double s, double t) {
-                       double const beyond = measure(first, s - x, t - y) - reach;
-                       double const pull = (1 - p) * std::clamp(10 * beyond, 0.0, 1.0);
-                       return Mix(second.SampleNearest(s, t), first.Sample((s - x) * pull + x, (t - y) * pull + y),
-                                  std::clamp(20 * beyond * (1 - p), 0.0, 1.0));
-                   });
-               });
+        auto const formula = [&, x = x, y = y](Meeting const& at) {
+            double const reach = at.progress * std::hypot(std::max(1 - x, x), std::max(1 - y, y));
+            double const beyond = measure(at, x, y) - reach;
+            double const pull = (1 - at.progress) * std::clamp(10 * beyond, 0.0, 1.0);
+            return Mix(at.to, at.first.Sample((at.s - x) * pull + x, (at.t - y) * pull + y),
+                       std::clamp(20 * beyond * (1 - at.progress), 0.0, 1.0));
+        };
+        ExpectPixels(fmt::format("TransitionLens type={}", type), {0.1, 0.7}, formula, kFiltered);
     }
     for (auto const& [freq, ampl] : {std::pair{50, 20}, {12, 80}, {7, 200}}) {
-        Expect(fmt::format("TransitionRippleSmooth freq={} ampl={}", freq, ampl), {0.08, 0.71},
-               [&, freq = freq, ampl = ampl](Picture const& first, Picture const& second, double p) {
-                   double const amplitude = (1 - std::abs(1 - 2 * p)) * ampl / 200;
-                   return ForEachPixel(first, [&](double s, double t) {
-                       double const distance = measure(first, s - 0.5, t - 0.5);
-                       double const a = 1 - amplitude * (1 + std::sin(distance * freq * 0.4 * kPi - p * 6 * kPi));
-                       double const u = (s - 0.5) * a + 0.5;
-                       double const v = (t - 0.5) * a + 0.5;
-                       return Mix(first.Sample(u, v), second.Sample(u, v), p);
-                   });
-               });
+        auto const formula = [&, freq = freq, ampl = ampl](Meeting const& at) {
+            double const amplitude = (1 - std::abs(1 - 2 * at.progress)) * ampl / 200;
+            double const phase = measure(at, 0.5, 0.5) * freq * 0.4 * kPi - at.progress * 6 * kPi;
+            double const a = 1 - amplitude * (1 + std::sin(phase));
+            double const u = (at.s - 0.5) * a + 0.5;
+            double const v = (at.t - 0.5) * a + 0.5;
+            return Mix(at.first.Sample(u, v), at.second.Sample(u, v), at.progress);
+        };
+        ExpectPixels(fmt::format("TransitionRippleSmooth freq={} ampl={}", freq, ampl), {0.08, 0.71}, formula,
+                     kFiltered);
     }
 }
 

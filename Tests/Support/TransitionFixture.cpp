@@ -45,6 +45,13 @@ Picture MakeCoveringNoise(Size const& size, bool hasAlpha, std::uint32_t seed) {
     return picture;
 }
 
+Picture DrawPixels(Picture const& first, Picture const& second, double progress, double aspect,
+                   PixelFormula const& formula) {
+    return ForEachPixel(first, [&](double s, double t) {
+        return formula({first, second, s, t, progress, aspect, first.SampleNearest(s, t), second.SampleNearest(s, t)});
+    });
+}
+
 void TransitionFixture::ExpectDrawn(std::string const& settings, Picture const& first, Picture const& second,
                                     double progress, Picture const& expected, double tolerance) {
     std::srand(kSeed);
@@ -61,6 +68,16 @@ void TransitionFixture::Expect(std::string const& settings, std::vector<double> 
             ExpectDrawn(settings, first, second, progress, expectation(first, second, progress), tolerance);
         }
     }
+}
+
+void TransitionFixture::ExpectPixels(std::string const& settings, std::vector<double> const& progresses,
+                                     PixelFormula const& formula, double tolerance) {
+    Expect(
+        settings, progresses,
+        [&formula](Picture const& first, Picture const& second, double progress) {
+            return DrawPixels(first, second, progress, static_cast<double>(first.width) / first.height, formula);
+        },
+        tolerance);
 }
 
 void TransitionFixture::ExpectSharpEdges(std::string const& settings, std::vector<double> const& progresses,

@@ -37,6 +37,20 @@ Picture MakeCoveringNoise(Size const& size, bool hasAlpha, std::uint32_t seed = 
 /// What a transition makes of two pictures, computed on the processor.
 using Expectation = std::function<Picture(Picture const& first, Picture const& second, double progress)>;
 
+/// One pixel of a transition: where it is, and what the pictures have there.
+struct Meeting {
+    Picture const& first;
+    Picture const& second;
+    double s, t, progress, aspect;
+    Rgba from, to;
+
+    Rgba Mix(double weight) const { return Tests::Mix(from, to, weight); }
+};
+using PixelFormula = std::function<Rgba(Meeting const& at)>;
+/// The whole picture; `aspect` is that of what is seen.
+Picture DrawPixels(Picture const& first, Picture const& second, double progress, double aspect,
+                   PixelFormula const& formula);
+
 /// What an effect makes of a picture.
 using EffectExpectation = std::function<Picture(Picture const& input)>;
 
@@ -51,6 +65,9 @@ protected:
     static void Expect(std::string const& settings, std::vector<double> const& progresses,
                        Expectation const& expectation, double tolerance = kFiltered,
                        std::vector<Size> const& sizes = {kSizes.begin(), kSizes.end()});
+    /// Pixel by pixel.
+    static void ExpectPixels(std::string const& settings, std::vector<double> const& progresses,
+                             PixelFormula const& formula, double tolerance = kUnfiltered);
     /// Flat pictures show to the byte on which side of an edge a pixel lies.
     static void ExpectSharpEdges(std::string const& settings, std::vector<double> const& progresses,
                                  Expectation const& expectation);
