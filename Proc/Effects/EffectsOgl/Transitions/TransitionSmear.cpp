@@ -93,7 +93,7 @@ vec4 Smear(sampler2D sharp, sampler2D blurred, vec2 way, float jitter, float amo
         coord -= way;
     }
     vec4 still = texture2D(sharp, Mirror(TexCoord0 - 2.5 * way));
-    return mix(still, sum / 5.0, clamp(2.5 * amount, 0.0, 1.0));
+    return mix(still, sum / 5.0, clamp(6.0 * amount, 0.0, 1.0));
 }
 void main() {
     vec2 place = (TexCoord0 - vec2(0.5)) * scale;
