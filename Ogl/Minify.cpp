@@ -97,7 +97,7 @@ Shader const& FindProgram(ShaderStorage const& storage, bool isOpaque, std::arra
 /// The change of texture coordinates from pixel to pixel over one of the quad's triangles.
 struct Slope {
     double sx = 0.0, sy = 0.0, tx = 0.0, ty = 0.0;
-    bool isFlat = true;  ///< the triangle has an area
+    bool hasArea = true;
 };
 
 Slope GetSlope(Mesh::Corners const& corners, std::array<std::size_t, 3> const& triangle, double width, double height) {
@@ -134,7 +134,7 @@ Footprint::Footprint(Mesh::Corners const& corners, std::uint32_t width, std::uin
     auto const pixelsY = static_cast<double>(viewport[3]);
     Slope const one = GetSlope(corners, {0, 1, 3}, pixelsX, pixelsY);
     Slope const two = GetSlope(corners, {3, 1, 2}, pixelsX, pixelsY);
-    if (!one.isFlat || !two.isFlat) {
+    if (!one.hasArea || !two.hasArea) {
         return;
     }
     // Where the quad is bent, what is made smaller the less decides: rather sharp than blurred. Of a quad smaller than

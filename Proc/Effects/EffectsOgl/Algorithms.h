@@ -65,9 +65,9 @@ std::unique_ptr<IEffectAlgorithm> MakeEffect();
 template <typename T>
 std::unique_ptr<ITransitionAlgorithm> MakeTransition();
 
-/// Keeps a copy of the settings class `S`.
-template <typename S>
-class EffectWithSettings : public IEffectAlgorithm {
+/// An algorithm that keeps a copy of the settings class `S`.
+template <typename Algorithm, typename S>
+class WithSettings : public Algorithm {
 public:
     void SetSettings(Proc::Settings const& value) override {
         auto const& given = dynamic_cast<S const&>(value);
@@ -83,19 +83,8 @@ protected:
 };
 
 template <typename S>
-class TransitionWithSettings : public ITransitionAlgorithm {
-public:
-    void SetSettings(Proc::Settings const& value) override {
-        auto const& given = dynamic_cast<S const&>(value);
-        Validate(given);
-        settings = given;
-    }
-
-    /// As `EffectWithSettings::Validate`.
-    virtual void Validate(S const&) const {}
-
-protected:
-    S settings;
-};
+using EffectWithSettings = WithSettings<IEffectAlgorithm, S>;
+template <typename S>
+using TransitionWithSettings = WithSettings<ITransitionAlgorithm, S>;
 
 }  // namespace Kaltor::Ogl

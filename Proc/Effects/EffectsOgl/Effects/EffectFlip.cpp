@@ -1,8 +1,6 @@
 // Mirrors the picture left to right, top to bottom or both: the source is drawn, in its own format, through a quad with
 // its corners swapped.
 
-#include <array>
-
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
@@ -15,10 +13,9 @@ public:
                     OglCache*) const override {
         float const a = settings.GetHorizontal() ? -1.0F : 1.0F;
         float const b = settings.GetVertical() ? -1.0F : 1.0F;
-        std::array<float, 16> const corners{0, 0, -a, -b, 1, 0, a, -b, 1, 1, a, b, 0, 1, -a, b};
         AttachTarget(*dst, storage);
         Quad quad(GL_DYNAMIC_DRAW);
-        quad.SetCorners(corners);
+        quad.SetCorners({0, 0, -a, -b, 1, 0, a, -b, 1, 1, a, b, 0, 1, -a, b});
         src->FrameData().Draw(quad, storage);
     }
 };

@@ -46,10 +46,10 @@ public:
     void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) override {
         Conf::FrameInfo const turned = Turn(codec->GetFrameInfo());
         codec->InitByPixelAspect(turned.width, turned.height, turned.pixelAspectX, turned.pixelAspectY);
-        EffectWithSettings::UpdateFormatCodec(codec);
+        IEffectAlgorithm::UpdateFormatCodec(codec);
     }
     boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override {
-        return EffectWithSettings::CreateDst(srcFormat, Turn(info));
+        return IEffectAlgorithm::CreateDst(srcFormat, Turn(info));
     }
 };
 

@@ -33,12 +33,12 @@ public:
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
+        double const passed = std::max(progress, 0.0);  // frames before the start have a progress too
         double const rest = progress < 0.5 ? progress : 1.0 - progress;
         Pass(storage, "TransitionFlash", kFragment)
             .Texture("tex0", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex1", 1, incoming, TextureFilter::Nearest)
-            .Set("status",
-                 std::sqrt(std::sqrt(std::max(progress, 0.0))))  // frames before the start have a progress too
+            .Set("status", std::sqrt(std::sqrt(passed)))
             .Set("abscissa", 16.0 * rest * rest)
             .DrawTo(*dst);
     }

@@ -40,7 +40,6 @@ public:
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         constexpr auto kPi = glm::pi<float>();
         auto const alpha = static_cast<float>(progress);
-        glm::vec2 const aspect = GetTexelAspect(outgoing);
         double const envelope = 1.0 - std::abs(1.0F - 2.0F * alpha);
         double const amplitude = envelope * (static_cast<float>(settings.GetAmpl()) / 200.0F);
         // Smooth water shows texel centres.
@@ -49,7 +48,7 @@ public:
             .Texture("tex1", 0, outgoing, filter)
             .Texture("tex2", 1, incoming, filter)
             .Set("alpha", alpha)
-            .Set("aspect", aspect.x, aspect.y)
+            .Set("aspect", GetTexelAspect(outgoing))
             .Set("freq", static_cast<float>(settings.GetFreq()) * 0.4F * kPi)
             .Set("amplitude", amplitude)
             .Set("phase", alpha * 6.0F * kPi)
