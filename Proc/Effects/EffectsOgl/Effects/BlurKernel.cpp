@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include <fmt/format.h>
+
 namespace Kaltor::Ogl {
 namespace {
 
@@ -127,6 +129,26 @@ BlurReduction::BlurReduction(BlurKernel const& kernel) {
     system.right[kConstraint] = 1.0;
     system.Solve();
     weights.assign(system.right.begin(), system.right.begin() + kConstraint);
+}
+
+std::string MakeTapProgram(int pairs) {
+    std::string source = fmt::format(R"glsl(#version 120
+uniform sampler2D tex;
+uniform vec2 local_step;
+uniform float weights[{}];
+varying vec2 TexCoord0;
+void main() {{
+    vec4 sum = texture2D(tex, TexCoord0) * weights[0];
+    vec2 d;
+)glsl",
+                                     pairs + 1);
+    for (int i = 1; i <= pairs; ++i) {
+        source += fmt::format(
+            "    d = local_step * {0}.0;\n"
+            "    sum += (texture2D(tex, TexCoord0 + d) + texture2D(tex, TexCoord0 - d)) * weights[{0}];\n",
+            i);
+    }
+    return source + "    gl_FragColor = sum;\n}\n";
 }
 
 }  // namespace Kaltor::Ogl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace Kaltor::Ogl {
@@ -32,5 +33,9 @@ struct BlurReduction {
     /// constraint that they sum to 1.
     explicit BlurReduction(BlurKernel const& kernel);
 };
+
+/// The program of a symmetrical filter along one axis: the centre weighs `weights[0]`, the i-th of `pairs` pairs of
+/// taps, i times `local_step` to either side, `weights[i]` each.
+std::string MakeTapProgram(int pairs);
 
 }  // namespace Kaltor::Ogl
