@@ -92,25 +92,6 @@ void main() {
 }
 )glsl";
 
-std::string MakeCore() {
-    std::string source = fmt::format(R"glsl(#version 120
-uniform sampler2D tex;
-uniform vec2 local_step;
-uniform float weights[{}];
-varying vec2 TexCoord0;
-void main() {{
-    vec4 sum = texture2D(tex, TexCoord0) * weights[0];
-    vec2 d;
-)glsl",
-                                     BlurReduction::kPairs + 1);
-    for (int i = 1; i <= BlurReduction::kPairs; ++i) {
-        source += fmt::format("    d = local_step * {0}.0;\n"
-                              "    sum += (texture2D(tex, TexCoord0 + d) + texture2D(tex, TexCoord0 - d)) * weights[{0}];\n",
-                              i);
-    }
-    return source + "    gl_FragColor = sum;\n}\n";
-}
-
 // Enlarges along the axis `axis`: picks the pixel's phase and interpolates between its reduced samples.
 constexpr char kUp[] = R"glsl(#version 120
 uniform sampler2D tex;
@@ -206,7 +187,7 @@ void BlurByReduction(DataVideoOGL& dst, Frame const& source, BlurKernel const& k
 
     auto const core = [&](Texture const& from, Texture const& to, glm::vec2 const& axis) {
         glm::vec2 const step{axis.x / static_cast<float>(2 * countX), axis.y / static_cast<float>(2 * countY)};
-        Pass(storage, "EffectBlur_core", &MakeCore)
+        Pass(storage, "EffectBlur_core", [] { return MakeTapProgram(BlurReduction::kPairs); })
             .Texture("tex", 0, from, TextureFilter::Nearest)
             .Set("local_step", step)
             .Set("weights", reduction.weights)

@@ -25,6 +25,7 @@
 #include "Ogl/GlState.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
@@ -79,21 +80,6 @@ void main() {
     gl_FragColor = vec4(c.rgb, sqrt(max(c.a - dot(tone, tone) * (4.0 / 3.0), 0.0)));
 }
 )glsl";
-
-std::string MakeBlur(int pairs) {
-    std::string source = fmt::format(
-        "#version 120\nuniform sampler2D tex;\nuniform vec2 local_step;\n"
-        "uniform float weights[{}];\nvarying vec2 TexCoord0;\nvoid main() {{\n"
-        "    vec4 sum = texture2D(tex, TexCoord0) * weights[0];\n    vec2 d;\n",
-        pairs + 1);
-    for (int i = 1; i <= pairs; ++i) {
-        source += fmt::format(
-            "    d = local_step * {0}.0;\n    sum += (texture2D(tex, TexCoord0 + d) + "
-            "texture2D(tex, TexCoord0 - d)) * weights[{0}];\n",
-            i);
-    }
-    return source + "    gl_FragColor = sum;\n}\n";
-}
 
 // The structure tensor (E F; F G) over the length of the gradient, which keeps weak gradients above the rounding; as
 // (E - G, 2 F, E + G), the signed ones about 1/2.
@@ -203,7 +189,7 @@ public:
         PooledTexture const middle = Make();
         PooledTexture result = Make();
         auto const draw = [&](Texture const& source, Texture const& target, glm::vec2 const& axis) {
-            Pass(storage, fmt::format("EffectOilPaint_blur_{}", pairs), [pairs] { return MakeBlur(pairs); })
+            Pass(storage, fmt::format("EffectOilPaint_blur_{}", pairs), [pairs] { return MakeTapProgram(pairs); })
                 .Texture("tex", 0, source, TextureFilter::Nearest)
                 .Set("local_step", axis / GetSize())
                 .Set("weights", weights)
