@@ -50,7 +50,8 @@ std::vector<intrusive_ptr<IDataVideo>> Read(std::string const& path, unsigned wi
     return frames;
 }
 
-double Measure(std::vector<intrusive_ptr<IDataVideo>> const& first, std::vector<intrusive_ptr<IDataVideo>> const& second) {
+double Measure(std::vector<intrusive_ptr<IDataVideo>> const& first,
+               std::vector<intrusive_ptr<IDataVideo>> const& second) {
     auto const registry = Host::MakeRegistry();
     auto const factory = registry->GetFactory();
     auto const transition =

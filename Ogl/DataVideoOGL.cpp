@@ -49,7 +49,8 @@ void DataVideoOGL::Execute() {
 void DataVideoOGL::RunTasks(ShaderStorage const& storage) {
     std::vector<boost::intrusive_ptr<IOglTask>> tasks;
     {
-        // Only here, on the GL thread, do tasks leave the frame: as long as one is pending, whoever concatenates sees it.
+        // Only here, on the GL thread, do tasks leave the frame: as long as one is pending, whoever concatenates sees
+        // it.
         std::lock_guard const lock(mutex);
         tasks.swap(inputTasks);
         tasks.insert(tasks.end(), ownTasks.begin(), ownTasks.end());

@@ -22,14 +22,16 @@ extern "C" {
 namespace Kaltor::Ogl {
 namespace {
 
-bool IsRgb(PixFmt format) { return !PixFmtDescription::Find(format).IsYuv(); }
+bool IsRgb(PixFmt format) {
+    return !PixFmtDescription::Find(format).IsYuv();
+}
 
 glm::mat3 ToMat3(ColorTransform const& transform) {
     glm::mat3 result;
     for (int row = 0; row < 3; ++row) {
         for (int column = 0; column < 3; ++column) {
-            result[column][row] = static_cast<float>(
-                transform.matrix[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)]);
+            result[column][row] =
+                static_cast<float>(transform.matrix[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)]);
         }
     }
     return result;
@@ -91,12 +93,24 @@ void Frame::Allocate(PixFmt format, std::uint32_t width, std::uint32_t height) {
     picture = std::move(made);
 }
 
-PixFmt Frame::GetPixFmt() const { return picture->format; }
-std::uint32_t Frame::GetWidth() const { return picture->width; }
-std::uint32_t Frame::GetHeight() const { return picture->height; }
-ColorSpec Frame::GetColorSpec() const { return picture->colorSpec; }
-void Frame::SetColorSpec(ColorSpec const& spec) { picture->colorSpec = spec; }
-Texture const& Frame::GetFirstTexture() const { return picture->GetTexture(0); }
+PixFmt Frame::GetPixFmt() const {
+    return picture->format;
+}
+std::uint32_t Frame::GetWidth() const {
+    return picture->width;
+}
+std::uint32_t Frame::GetHeight() const {
+    return picture->height;
+}
+ColorSpec Frame::GetColorSpec() const {
+    return picture->colorSpec;
+}
+void Frame::SetColorSpec(ColorSpec const& spec) {
+    picture->colorSpec = spec;
+}
+Texture const& Frame::GetFirstTexture() const {
+    return picture->GetTexture(0);
+}
 
 void Frame::Upload(boost::intrusive_ptr<Proc::IDataVideo> const& source, ShaderStorage const& storage) {
     auto const* const cpu = dynamic_cast<Proc::DataVideoFF const*>(source.get());

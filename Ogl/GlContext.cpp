@@ -180,7 +180,8 @@ GlContext::GlContext() {
     for (char const* const library : {"libEGL.so.1", "libGL.so.1"}) {
         void* const handle = dlopen(library, RTLD_LAZY | RTLD_LOCAL);
         if (handle == nullptr) {
-            Core::Throw(std::runtime_error(fmt::format("no usable OpenGL: {} is not installed; {}", library, kInstall)));
+            Core::Throw(
+                std::runtime_error(fmt::format("no usable OpenGL: {} is not installed; {}", library, kInstall)));
         }
         dlclose(handle);
     }

@@ -19,7 +19,9 @@ void EnableArrays(bool hasTexCoords, bool hasNormals) {
     set(GL_COLOR_ARRAY, false);
 }
 
-void const* AtByte(std::size_t offset) { return reinterpret_cast<void const*>(offset); }
+void const* AtByte(std::size_t offset) {
+    return reinterpret_cast<void const*>(offset);
+}
 
 GLsizei Limit(int count, std::size_t all) {
     return count < 0 ? static_cast<GLsizei>(all) : std::min(static_cast<GLsizei>(count), static_cast<GLsizei>(all));

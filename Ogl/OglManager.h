@@ -45,8 +45,8 @@ public:
     OglManager& operator=(OglManager const&) = delete;
 
     bool IsOpenGLThread() const { return std::this_thread::get_id() == threadId.load(); }
-    /// Throws `std::logic_error` on the GL thread, where waiting for a task would never end. To be called before what is
-    /// to be waited for is submitted.
+    /// Throws `std::logic_error` on the GL thread, where waiting for a task would never end. To be called before what
+    /// is to be waited for is submitted.
     void RequireOtherThread() const;
     /// Submits a task and returns at once. After the manager has stopped the task fails instead of running.
     void DoBackgroundTask(boost::intrusive_ptr<IOglTask> task);

@@ -24,8 +24,9 @@ public:
         if (isCompiled != GL_TRUE) {
             std::string const log = GetLog();
             glDeleteShader(shader);
-            Core::Throw(std::runtime_error(fmt::format("program \"{}\": the {} shader does not compile: {}", programName,
-                                                       type == GL_VERTEX_SHADER ? "vertex" : "fragment", log)));
+            Core::Throw(
+                std::runtime_error(fmt::format("program \"{}\": the {} shader does not compile: {}", programName,
+                                               type == GL_VERTEX_SHADER ? "vertex" : "fragment", log)));
         }
     }
     ~Stage() { glDeleteShader(shader); }
@@ -86,13 +87,21 @@ GLint Shader::Find(std::string_view name) const {
     return location;
 }
 
-void Shader::Uniform(std::string_view name, int value) const { glUniform1i(Find(name), value); }
-void Shader::Uniform(std::string_view name, float value) const { glUniform1f(Find(name), value); }
-void Shader::Uniform(std::string_view name, float x, float y) const { glUniform2f(Find(name), x, y); }
+void Shader::Uniform(std::string_view name, int value) const {
+    glUniform1i(Find(name), value);
+}
+void Shader::Uniform(std::string_view name, float value) const {
+    glUniform1f(Find(name), value);
+}
+void Shader::Uniform(std::string_view name, float x, float y) const {
+    glUniform2f(Find(name), x, y);
+}
 void Shader::Uniform(std::string_view name, float x, float y, float z, float w) const {
     glUniform4f(Find(name), x, y, z, w);
 }
-void Shader::Uniform(std::string_view name, double value) const { glUniform1f(Find(name), static_cast<float>(value)); }
+void Shader::Uniform(std::string_view name, double value) const {
+    glUniform1f(Find(name), static_cast<float>(value));
+}
 void Shader::Uniform(std::string_view name, glm::vec2 const& value) const {
     glUniform2fv(Find(name), 1, glm::value_ptr(value));
 }

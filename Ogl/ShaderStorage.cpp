@@ -41,9 +41,9 @@ struct YuvProgram {
     char const* chroma;
 };
 /// By the number of the format's planes, from one on.
-constexpr std::array kYuvPrograms{
-    YuvProgram{"Yuv2Rgb_gray", "vec2(neutral)"}, YuvProgram{"Yuv2Rgb_semiplanar", "texture2D(tex1, at).rg"},
-    YuvProgram{"Yuv2Rgb_planar", "vec2(texture2D(tex1, at).r, texture2D(tex2, at).r)"}};
+constexpr std::array kYuvPrograms{YuvProgram{"Yuv2Rgb_gray", "vec2(neutral)"},
+                                  YuvProgram{"Yuv2Rgb_semiplanar", "texture2D(tex1, at).rg"},
+                                  YuvProgram{"Yuv2Rgb_planar", "vec2(texture2D(tex1, at).r, texture2D(tex2, at).r)"}};
 
 // Two samples `spread` to either side weigh luma columns 1 : 2 : 1 around a chroma sample that stands on the even one
 // (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample.
@@ -96,8 +96,7 @@ Shader const& ShaderStorage::MakeShader(std::string_view name, std::string_view 
         return *found->second.shader;
     }
 #endif
-    auto shader =
-        std::make_unique<Shader>(std::string(name), std::string(vertexSource), std::string(fragmentSource));
+    auto shader = std::make_unique<Shader>(std::string(name), std::string(vertexSource), std::string(fragmentSource));
     return *programs.emplace(std::string(name), Entry{std::move(shader), hash}).first->second.shader;
 }
 
@@ -106,7 +105,9 @@ Shader const* ShaderStorage::FindShader(std::string_view name) const {
     return found == programs.end() ? nullptr : found->second.shader.get();
 }
 
-Shader const& ShaderStorage::Copy() const { return MakeShader("Copy", kQuadVertex, kCopy); }
+Shader const& ShaderStorage::Copy() const {
+    return MakeShader("Copy", kQuadVertex, kCopy);
+}
 
 Texture const& ShaderStorage::Noise() const {
     if (!noise) {
@@ -115,7 +116,9 @@ Texture const& ShaderStorage::Noise() const {
     return noise;
 }
 
-Shader const& ShaderStorage::Rgb2Yuv() const { return MakeShader("Rgb2Yuv", kQuadVertex, kRgbToPlane); }
+Shader const& ShaderStorage::Rgb2Yuv() const {
+    return MakeShader("Rgb2Yuv", kQuadVertex, kRgbToPlane);
+}
 
 Shader const& ShaderStorage::Yuv2Rgb(PixFmt format) const {
     YuvProgram const& program = kYuvPrograms[PixFmtDescription::Find(format).planes - 1U];

@@ -27,7 +27,8 @@ public:
     /// The program of this name, compiled and linked on first use. The name is the program's identity: debug builds
     /// throw `std::logic_error` for a name that comes again with other sources. Throws `std::runtime_error` with the
     /// log where it does not compile or link.
-    Shader const& MakeShader(std::string_view name, std::string_view vertexSource, std::string_view fragmentSource) const;
+    Shader const& MakeShader(std::string_view name, std::string_view vertexSource,
+                             std::string_view fragmentSource) const;
 
     /// The program made before under this name, or null: spares the text of a generated program.
     Shader const* FindShader(std::string_view name) const;

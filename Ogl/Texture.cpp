@@ -69,8 +69,8 @@ Texture::Texture(TextureForm const& textureForm) : form(textureForm) {
     int const limit = OglManager::GetInstance().GetInfo().maxTextureSize;
     if (form.width == 0 || form.height == 0 || form.width > static_cast<unsigned>(limit) ||
         form.height > static_cast<unsigned>(limit)) {
-        Core::Throw(std::runtime_error(fmt::format("a picture of {}x{} pixels cannot be drawn: both sides must be 1 to {}",
-                                                   form.width, form.height, limit)));
+        Core::Throw(std::runtime_error(fmt::format(
+            "a picture of {}x{} pixels cannot be drawn: both sides must be 1 to {}", form.width, form.height, limit)));
     }
     object = GlObject(GlKind::Texture);
     Bind();

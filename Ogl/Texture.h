@@ -11,13 +11,13 @@ namespace Kaltor::Ogl {
 
 /// What a texture's texels hold.
 enum class TexelFormat : std::uint8_t {
-    Rgba8,    ///< with alpha
-    Rgbx8,    ///< opaque: alpha reads as 1 whatever is drawn
-    R8,       ///< one plane of a YUV frame
-    Rg8,      ///< interleaved chroma
-    R16,      ///< one plane of more than 8 bits
-    Rg16,     ///< tables of two numbers
-    Rgba16,   ///< for intermediate results finer than 8 bits
+    Rgba8,   ///< with alpha
+    Rgbx8,   ///< opaque: alpha reads as 1 whatever is drawn
+    R8,      ///< one plane of a YUV frame
+    Rg8,     ///< interleaved chroma
+    R16,     ///< one plane of more than 8 bits
+    Rg16,    ///< tables of two numbers
+    Rgba16,  ///< for intermediate results finer than 8 bits
     R32f,
 };
 
@@ -67,6 +67,5 @@ private:
     mutable TextureFilter currentFilter = TextureFilter::Linear;
     mutable bool isFresh = true;
 };
-
 
 }  // namespace Kaltor::Ogl

@@ -10,8 +10,8 @@ namespace Kaltor::Ogl {
 Texture TexturePool::Take(TextureForm const& form) {
     {
         std::lock_guard const lock(mutex);
-        auto const found =
-            std::find_if(idle.begin(), idle.end(), [&form](Texture const& texture) { return texture.GetForm() == form; });
+        auto const found = std::find_if(idle.begin(), idle.end(),
+                                        [&form](Texture const& texture) { return texture.GetForm() == form; });
         if (found != idle.end()) {
             Texture texture = std::move(*found);
             idle.erase(found);

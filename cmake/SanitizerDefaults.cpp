@@ -4,7 +4,9 @@
 extern "C" {
 
 int dlclose(void*);
-int dlclose(void*) { return 0; }
+int dlclose(void*) {
+    return 0;
+}
 
 char const* __lsan_default_suppressions();
 char const* __lsan_default_suppressions() {

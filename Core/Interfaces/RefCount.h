@@ -22,8 +22,12 @@ protected:
     IRefCount& operator=(IRefCount const&) = default;
 };
 
-inline void intrusive_ptr_add_ref(IRefCount const* object) { object->AddRef(); }
-inline void intrusive_ptr_release(IRefCount const* object) { object->Release(); }
+inline void intrusive_ptr_add_ref(IRefCount const* object) {
+    object->AddRef();
+}
+inline void intrusive_ptr_release(IRefCount const* object) {
+    object->Release();
+}
 
 /// Implements the reference count of `Interface`, which derives from `IRefCount`. A new object has count 0; the first
 /// `boost::intrusive_ptr` that takes it makes it 1.

@@ -23,14 +23,21 @@ struct FormatPair {
 };
 
 constexpr std::array kFormats{
-    FormatPair{PixFmt::Yuv420p, AV_PIX_FMT_YUV420P},       FormatPair{PixFmt::Rgb24, AV_PIX_FMT_RGB24},
-    FormatPair{PixFmt::Yuv422p, AV_PIX_FMT_YUV422P},       FormatPair{PixFmt::Yuv444p, AV_PIX_FMT_YUV444P},
-    FormatPair{PixFmt::Gray8, AV_PIX_FMT_GRAY8},           FormatPair{PixFmt::Nv12, AV_PIX_FMT_NV12},
-    FormatPair{PixFmt::Rgba, AV_PIX_FMT_RGBA},             FormatPair{PixFmt::Bgra, AV_PIX_FMT_BGRA},
-    FormatPair{PixFmt::Bgrx, AV_PIX_FMT_BGR0},             FormatPair{PixFmt::Yuv420p10, AV_PIX_FMT_YUV420P10LE},
-    FormatPair{PixFmt::Yuv422p10, AV_PIX_FMT_YUV422P10LE}, FormatPair{PixFmt::Yuv444p10, AV_PIX_FMT_YUV444P10LE},
+    FormatPair{PixFmt::Yuv420p, AV_PIX_FMT_YUV420P},
+    FormatPair{PixFmt::Rgb24, AV_PIX_FMT_RGB24},
+    FormatPair{PixFmt::Yuv422p, AV_PIX_FMT_YUV422P},
+    FormatPair{PixFmt::Yuv444p, AV_PIX_FMT_YUV444P},
+    FormatPair{PixFmt::Gray8, AV_PIX_FMT_GRAY8},
+    FormatPair{PixFmt::Nv12, AV_PIX_FMT_NV12},
+    FormatPair{PixFmt::Rgba, AV_PIX_FMT_RGBA},
+    FormatPair{PixFmt::Bgra, AV_PIX_FMT_BGRA},
+    FormatPair{PixFmt::Bgrx, AV_PIX_FMT_BGR0},
+    FormatPair{PixFmt::Yuv420p10, AV_PIX_FMT_YUV420P10LE},
+    FormatPair{PixFmt::Yuv422p10, AV_PIX_FMT_YUV422P10LE},
+    FormatPair{PixFmt::Yuv444p10, AV_PIX_FMT_YUV444P10LE},
     // The deprecated full-range twins: the range is a tag.
-    FormatPair{PixFmt::Yuv420p, AV_PIX_FMT_YUVJ420P},      FormatPair{PixFmt::Yuv422p, AV_PIX_FMT_YUVJ422P},
+    FormatPair{PixFmt::Yuv420p, AV_PIX_FMT_YUVJ420P},
+    FormatPair{PixFmt::Yuv422p, AV_PIX_FMT_YUVJ422P},
     FormatPair{PixFmt::Yuv444p, AV_PIX_FMT_YUVJ444P},
 };
 
@@ -214,7 +221,8 @@ Conf::FrameInfo GetFrameInfo(AVFrame const& frame) {
     AVRational const aspect = frame.sample_aspect_ratio;
     bool const isKnown = aspect.num > 0 && aspect.den > 0;
     return {static_cast<std::uint32_t>(frame.width), static_cast<std::uint32_t>(frame.height),
-            isKnown ? static_cast<std::uint32_t>(aspect.num) : 1U, isKnown ? static_cast<std::uint32_t>(aspect.den) : 1U};
+            isKnown ? static_cast<std::uint32_t>(aspect.num) : 1U,
+            isKnown ? static_cast<std::uint32_t>(aspect.den) : 1U};
 }
 
 }  // namespace Kaltor::Proc

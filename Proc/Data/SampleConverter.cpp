@@ -47,7 +47,9 @@ struct SampleConverter::Conversion {
     bool operator==(Conversion const&) const = default;
 };
 
-void SampleConverter::SwsDeleter::operator()(SwsContext* context) const { sws_freeContext(context); }
+void SampleConverter::SwsDeleter::operator()(SwsContext* context) const {
+    sws_freeContext(context);
+}
 
 SampleConverter::SampleConverter() = default;
 SampleConverter::~SampleConverter() = default;
@@ -71,8 +73,8 @@ void SampleConverter::Convert(AVFrame const& source, ColorSpec const& sourceSpec
         Make(wanted);
     }
     // Without threads the older call does: it needs no references to reference-counted buffers.
-    int const result = threads == 1 ? sws_scale(context.get(), source.data, source.linesize, 0, source.height, target.data,
-                                                target.linesize)
+    int const result = threads == 1 ? sws_scale(context.get(), source.data, source.linesize, 0, source.height,
+                                                target.data, target.linesize)
                                     : sws_scale_frame(context.get(), &target, &source);
     if (result < 0) {
         Core::Throw(std::runtime_error("libswscale failed: " + DescribeAvError(result)));
@@ -85,7 +87,9 @@ void SampleConverter::Make(Conversion const& wanted) {
     if (!context) {
         throw std::bad_alloc();
     }
-    auto const set = [this](char const* option, std::int64_t value) { av_opt_set_int(context.get(), option, value, 0); };
+    auto const set = [this](char const* option, std::int64_t value) {
+        av_opt_set_int(context.get(), option, value, 0);
+    };
     bool const isFromFull = wanted.sourceSpec.range == ColorRange::Full;
     bool const isToFull = wanted.targetSpec.range == ColorRange::Full;
     set("srcw", wanted.width);
@@ -101,16 +105,15 @@ void SampleConverter::Make(Conversion const& wanted) {
     // The conversions to RGB cut each of up to three products off; this much luma, in 1/256, centres their error.
     bool const isToRgb = IsYuv(wanted.source) && !IsYuv(wanted.target);
     int const brightness = !isToRgb ? 0 : isFromFull ? 256 : 320;
-    bool const isReady =
-        sws_init_context(context.get(), nullptr, nullptr) >= 0 &&
-        sws_setColorspaceDetails(context.get(), GetCoefficients(wanted.sourceSpec.matrix), isFromFull ? 1 : 0,
-                                 GetCoefficients(wanted.targetSpec.matrix), isToFull ? 1 : 0, brightness, 1 << 16,
-                                 1 << 16) >= 0;
+    bool const isReady = sws_init_context(context.get(), nullptr, nullptr) >= 0 &&
+                         sws_setColorspaceDetails(context.get(), GetCoefficients(wanted.sourceSpec.matrix),
+                                                  isFromFull ? 1 : 0, GetCoefficients(wanted.targetSpec.matrix),
+                                                  isToFull ? 1 : 0, brightness, 1 << 16, 1 << 16) >= 0;
     if (!isReady) {
         context.reset();
         Core::Throw(std::runtime_error(fmt::format("libswscale cannot convert {} to {} at {}x{}",
-                                                   av_get_pix_fmt_name(wanted.source), av_get_pix_fmt_name(wanted.target),
-                                                   wanted.width, wanted.height)));
+                                                   av_get_pix_fmt_name(wanted.source),
+                                                   av_get_pix_fmt_name(wanted.target), wanted.width, wanted.height)));
     }
     made = std::make_unique<Conversion>(wanted);
 }

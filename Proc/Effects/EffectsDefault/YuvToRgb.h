@@ -8,9 +8,9 @@
 namespace Kaltor::Proc {
 
 /// Y'CbCr pictures to packed R'G'B' of 8 bits a channel, opaque, full range; chroma is repeated. Every channel is
-/// within 0.6 / 255 of the formula (see `Kaltor::YuvToRgb`), also far outside of the gamut. libswscale's fast path takes
-/// a quarter less time but is off by up to 2.9 / 255, its accurate one takes ten times as long and wraps bright colours
-/// round.
+/// within 0.6 / 255 of the formula (see `Kaltor::YuvToRgb`), also far outside of the gamut. libswscale's fast path
+/// takes a quarter less time but is off by up to 2.9 / 255, its accurate one takes ten times as long and wraps bright
+/// colours round.
 class YuvToRgbConverter {
 public:
     /// A step of one sample, in 2^-kFraction of an 8-bit step, times 2^bits.

@@ -2,7 +2,9 @@
 
 namespace Kaltor::Ogl {
 
-OglCache* IEffectAlgorithm::CreateCache() const { return new OglCache; }
+OglCache* IEffectAlgorithm::CreateCache() const {
+    return new OglCache;
+}
 
 void IEffectAlgorithm::UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec) {
     codec->SetPixFmt(GetOutputFormat(codec->GetPixFmt()));
@@ -12,8 +14,12 @@ boost::intrusive_ptr<DataVideoOGL> IEffectAlgorithm::CreateDst(PixFmt srcFormat,
     return DataVideoOGL::Create(GetOutputFormat(srcFormat), info);
 }
 
-PixFmt IEffectAlgorithm::GetOutputFormat(PixFmt srcFormat) const { return OutputFormat(srcFormat); }
+PixFmt IEffectAlgorithm::GetOutputFormat(PixFmt srcFormat) const {
+    return OutputFormat(srcFormat);
+}
 
-OglCache* ITransitionAlgorithm::CreateCache() const { return new OglCache; }
+OglCache* ITransitionAlgorithm::CreateCache() const {
+    return new OglCache;
+}
 
 }  // namespace Kaltor::Ogl

@@ -43,8 +43,9 @@ public:
     FrameDownloader() : FrameService("FrameDownloader") {}
 
     Core::Property GetSettings() const override {
-        Proc::ThrowFilterException("Method not implemented",
-                                   {"virtual Kaltor::Core::Property FrameDownloader::GetSettings() const", kSource, 51});
+        Proc::ThrowFilterException(
+            "Method not implemented",
+            {"virtual Kaltor::Core::Property FrameDownloader::GetSettings() const", kSource, 51});
     }
 
     void SetSettings(Core::Property const&) override {

@@ -34,8 +34,8 @@ class FrameUploader final : public Proc::FrameService {
 public:
     explicit FrameUploader(intrusive_ptr<Proc::IEffectFactory const> const& factory)
         : FrameService("FrameUploader"),
-          converter(factory->CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID,
-                                                  Proc::ImplNames::DEFAULT)) {
+          converter(
+              factory->CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, Proc::ImplNames::DEFAULT)) {
         converter->SetSettings(Proc::SettingsColorspaceConverter(Ogl::GetSupportedPxlFmt(), true));
     }
 

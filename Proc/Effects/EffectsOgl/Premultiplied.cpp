@@ -22,7 +22,9 @@ Premultiplied::Premultiplied(Frame const& picture, ShaderStorage const& storage)
         return;
     }
     multiplied.emplace(TextureForm{straight.GetForm().width, straight.GetForm().height, TexelFormat::Rgba16, false});
-    Pass(storage, "Premultiply", kFragment).Texture("tex", 0, straight, TextureFilter::Nearest).DrawTo(multiplied->Get());
+    Pass(storage, "Premultiply", kFragment)
+        .Texture("tex", 0, straight, TextureFilter::Nearest)
+        .DrawTo(multiplied->Get());
 }
 
 }  // namespace Kaltor::Ogl

@@ -28,8 +28,8 @@ Core::Property TransitionWrapper::GetSettings() const {
 }
 
 void TransitionWrapper::SetSettings(Core::Property const&) {
-    ThrowDeprecated({"virtual void Kaltor::Proc::TransitionWrapper::SetSettings(const Kaltor::Core::Property &)",
-                     kSource, 77});
+    ThrowDeprecated(
+        {"virtual void Kaltor::Proc::TransitionWrapper::SetSettings(const Kaltor::Core::Property &)", kSource, 77});
 }
 
 void TransitionWrapper::Process(intrusive_ptr<IDataVideo>& first, intrusive_ptr<IDataVideo const> const& second) {

@@ -21,7 +21,8 @@ namespace Kaltor::Proc {
 template <typename Interface, typename Algorithm>
 class WrapperBase : public RefCountImpl<Interface> {
 public:
-    WrapperBase(char const* name, boost::intrusive_ptr<IEffectFactory const> const& factory, std::unique_ptr<Algorithm> owned)
+    WrapperBase(char const* name, boost::intrusive_ptr<IEffectFactory const> const& factory,
+                std::unique_ptr<Algorithm> owned)
         : timer(Ogl::TaskTimer::Create(name)),
           algorithm(std::move(owned)),
           uploader(factory->CreateOneInputEffect(SettingsFrameUploader::CLASS_ID, ImplNames::OGL)) {}
