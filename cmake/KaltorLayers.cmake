@@ -21,6 +21,11 @@ function(kaltor_view name)
     endforeach()
 endfunction()
 
+# For what takes longer to compile than it ever runs: tests, and the command's options.
+function(kaltor_compile_fast target)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Debug>:-O0>)
+endfunction()
+
 # Warnings, sanitizers and prefix maps: for every target of ours.
 function(kaltor_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic ${KALTOR_PREFIX_MAP}

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Tests/Ogl/FrameSamples.h"
+#include "Tests/Support/FrameSamples.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

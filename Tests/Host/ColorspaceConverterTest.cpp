@@ -3,7 +3,7 @@
 #include "Host/EffectRegistry.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Ogl/FrameSamples.h"
+#include "Tests/Support/FrameSamples.h"
 
 namespace Kaltor::Tests {
 namespace {

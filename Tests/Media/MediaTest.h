@@ -13,7 +13,7 @@
 
 #include "Media/MediaWriter.h"
 #include "Media/Render.h"
-#include "Tests/Ogl/FrameSamples.h"
+#include "Tests/Support/FrameSamples.h"
 
 extern "C" {
 #include <libavformat/avformat.h>

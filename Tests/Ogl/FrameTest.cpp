@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 
 #include "Ogl/Noise.h"
-#include "Tests/Ogl/FrameSamples.h"
-#include "Tests/Ogl/OglTools.h"
+#include "Tests/Support/FrameSamples.h"
+#include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {

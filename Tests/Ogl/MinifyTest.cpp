@@ -6,8 +6,8 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/Minify.h"
-#include "Tests/Ogl/FrameSamples.h"
-#include "Tests/Ogl/OglTools.h"
+#include "Tests/Support/FrameSamples.h"
+#include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {

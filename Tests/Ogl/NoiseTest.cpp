@@ -1,5 +1,5 @@
 #include "Ogl/Noise.h"
-#include "Tests/Ogl/OglTools.h"
+#include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {

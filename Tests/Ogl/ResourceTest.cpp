@@ -9,8 +9,8 @@
 #include "Ogl/GLBuffer.h"
 #include "Ogl/GlState.h"
 #include "Ogl/Mesh.h"
-#include "Tests/Ogl/OglTools.h"
 #include "Tests/Support/Caught.h"
+#include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {

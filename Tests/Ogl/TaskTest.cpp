@@ -9,8 +9,8 @@
 #include <gmock/gmock.h>
 
 #include "Ogl/DataVideoOGL.h"
-#include "Tests/Ogl/OglTools.h"
 #include "Tests/Support/Caught.h"
+#include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {

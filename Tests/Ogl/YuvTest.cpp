@@ -4,8 +4,8 @@
 
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Ogl/FrameSamples.h"
-#include "Tests/Ogl/OglTools.h"
+#include "Tests/Support/FrameSamples.h"
+#include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {
