@@ -61,7 +61,7 @@ void DrawPaper(OrigamiPaper const& paper, TextureFilter filter, int count) {
 void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& camera, OrigamiPaper const& below,
                  OrigamiPaper const& above, ShaderStorage const& storage) {
     Frame fine = Frame::Create();
-    fine.Allocate(dst.GetPixFmt(), 2 * above.picture.GetWidth(), 2 * above.picture.GetHeight());
+    fine.Allocate(below.picture.GetPixFmt(), 2 * above.picture.GetWidth(), 2 * above.picture.GetHeight());
     storage.FBO().Attach(fine.GetFirstTexture());  // clears it
     UseOrigamiProgram(name, camera, storage);
     DrawPaper(below);

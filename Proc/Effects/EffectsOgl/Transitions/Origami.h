@@ -39,9 +39,9 @@ struct OrigamiPaper {
 /// Draws it with the lit program; of its mesh the first `count` indices, -1: all.
 void DrawPaper(OrigamiPaper const& paper, TextureFilter filter = TextureFilter::Linear, int count = -1);
 
-/// Draws `below`, then `above` over it, into a frame of twice the size of the picture above, with alpha where `dst` has
-/// it, and that frame, each 2x2 texels averaged, into `dst`: smooth edges of the folds. The second program's name is
-/// `name` + "Draw".
+/// Draws `below`, then `above` over it, into a frame of twice the size of the picture above, and that frame, each 2x2
+/// texels averaged, into `dst`: smooth edges of the folds. That frame has the format of `below`: light dims alpha, too,
+/// and an opaque picture must not show through where it is in the shade. The second program's name is `name` + "Draw".
 void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& camera, OrigamiPaper const& below,
                  OrigamiPaper const& above, ShaderStorage const& storage);
 
