@@ -57,7 +57,7 @@ double Measure(std::vector<intrusive_ptr<IDataVideo>> const& first,
     auto const transition =
         factory->CreateTwoInputEffect(Proc::SettingsTransitionCrossfade::CLASS_ID, Proc::ImplNames::OGL);
     Proc::SettingsFrameDownloader settings;
-    settings.SetDownloadMode(1);
+    settings.downloadMode = Proc::SettingsFrameDownloader::Mode::Yuv420p;
     auto const downloader = factory->CreateOneInputEffect(settings.GetClassId(), Proc::ImplNames::OGL);
     downloader->SetSettings(settings);
 

@@ -97,9 +97,9 @@ void Copy(benchmark::State& state, FrameInfo size) {
     });
 }
 
-void Download(benchmark::State& state, FrameInfo size, int mode) {
+void Download(benchmark::State& state, FrameInfo size, Proc::SettingsFrameDownloader::Mode mode) {
     Proc::SettingsFrameDownloader settings;
-    settings.SetDownloadMode(mode);
+    settings.downloadMode = mode;
     NoiseFrames const frames(Factory(), size);
     EffectRun run(Factory(), settings, false, frames);
     TimeBatches(state, size, [&run](int count) { run.Draw(count); });
@@ -148,8 +148,8 @@ void RegisterAll() {
         Register("Upload", &Upload, size);
         Register("Convert", &Convert, size);
         Register("Copy", &Copy, size);
-        Register("DownloadNative", &Download, size, 0);
-        Register("DownloadYuv420p", &Download, size, 1);
+        Register("DownloadNative", &Download, size, Proc::SettingsFrameDownloader::Mode::Native);
+        Register("DownloadYuv420p", &Download, size, Proc::SettingsFrameDownloader::Mode::Yuv420p);
         Register("EndToEndCrossfade", &EndToEnd, size);
         Register(
             "Blur_0.02",

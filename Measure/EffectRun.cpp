@@ -59,7 +59,7 @@ EffectRun::EffectRun(FactoryPtr const& factory, Proc::Settings const& settings, 
         uploader = factory->CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, ImplNames::OGL);
     }
     Proc::SettingsFrameDownloader planar;
-    planar.SetDownloadMode(1);
+    planar.downloadMode = Proc::SettingsFrameDownloader::Mode::Yuv420p;
     downloader = factory->CreateOneInputEffect(planar.GetClassId(), ImplNames::OGL);
     downloader->SetSettings(planar);
 }

@@ -67,11 +67,11 @@ SizeEffect::SizeEffect(FactoryPtr const& factory, VideoTarget const& wanted)
     : target(wanted.frame),
       effect(factory->CreateOneInputEffect(Proc::SettingsResizer::CLASS_ID, Proc::ImplNames::OGL)) {
     Proc::SettingsResizer settings;
-    settings.SetWidth(target.width);
-    settings.SetHeight(target.height);
-    settings.SetPixelAspectX(target.pixelAspectX);
-    settings.SetPixelAspectY(target.pixelAspectY);
-    settings.SetMode(Proc::SettingsResizer::kFit);
+    settings.width = target.width;
+    settings.height = target.height;
+    settings.pixelAspectX = target.pixelAspectX;
+    settings.pixelAspectY = target.pixelAspectY;
+    settings.mode = Proc::SettingsResizer::Mode::Fit;
     effect->SetSettings(settings);
 }
 
@@ -83,7 +83,7 @@ Downloader::Downloader(FactoryPtr const& factory, VideoTarget const& target)
     : effect(factory->CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, Proc::ImplNames::OGL)),
       conformer("the effects' output", target) {
     Proc::SettingsFrameDownloader settings;
-    settings.SetDownloadMode(1);
+    settings.downloadMode = Proc::SettingsFrameDownloader::Mode::Yuv420p;
     effect->SetSettings(settings);
 }
 

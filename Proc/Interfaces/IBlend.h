@@ -4,7 +4,7 @@
 
 namespace Kaltor::Proc {
 
-class SettingsEffectImageBlender;
+struct SettingsEffectImageBlender;
 
 /// Lays pictures over a base. `ProcessData` of a list takes the base and any number of overlays.
 class IBlend : public ITwoInputEffectVideo {

@@ -7,7 +7,7 @@
 
 namespace Kaltor::Proc {
 
-class SettingsResizer;
+struct SettingsResizer;
 
 /// Margins cut from, or left free around, a picture, pixels.
 struct CropInfo {

@@ -1,48 +1,20 @@
-#include "Proc/Settings/SettingsBlendTransitions.h"
-#include "Proc/Settings/SettingsColorEffects.h"
-#include "Proc/Settings/SettingsFilterEffects.h"
-#include "Proc/Settings/SettingsGeometryEffects.h"
-#include "Proc/Settings/SettingsMeshTransitions.h"
-#include "Proc/Settings/SettingsMotionTransitions.h"
-#include "Proc/Settings/SettingsServices.h"
-#include "Proc/Settings/SettingsStyleEffects.h"
-#include "Proc/Settings/SettingsWipeTransitions.h"
+#include "Proc/Settings/Roster.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-template <typename... Classes>
-std::vector<std::unique_ptr<Settings>> MakeEach() {
+template <typename... Rows>
+std::vector<std::unique_ptr<Settings>> MakeEach(Ogl::RosterOf<Rows...>) {
     std::vector<std::unique_ptr<Settings>> all;
-    (all.push_back(std::make_unique<Classes>()), ...);
+    all.reserve(sizeof...(Rows));
+    (all.push_back(std::make_unique<typename Rows::Settings>()), ...);
     return all;
 }
 
 }  // namespace
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
-    return MakeEach<
-        SettingsEffectColorMixBurn, SettingsEffectColorMixDistinguish, SettingsEffectColorMixExchange,
-        SettingsEffectColorMixField, SettingsEffectColorBrush, SettingsEffectTiltShiftQEL, SettingsEffectErosion,
-        SettingsEffectGlassMosaic, SettingsEffectTranspose, SettingsEffectOilPaint, SettingsEffectFindEdges,
-        SettingsEffectPosterize, SettingsEffectChromakey, SettingsEffectVHS, SettingsEffectVertigo, SettingsEffectTwirl,
-        SettingsEffectPopArt, SettingsEffectStripes, SettingsEffectMosaic, SettingsEffectDiffuse, SettingsEffectMask,
-        SettingsEffectPanAndZoom, SettingsEffectZoom, SettingsEffectFlyingObjects, SettingsEffectInvert,
-        SettingsEffectAddNoize, SettingsEffectCameraShake, SettingsEffectBlurGaussian, SettingsEffectMirror,
-        SettingsEffectFlip, SettingsEffectRetroArtefacts, SettingsEffectRetroColors, SettingsEffectSharpen,
-        SettingsEffectSubFrame, SettingsEffectOpacity, SettingsEffectFishEye, SettingsEffectFilmStrip,
-        SettingsEffectVideoFadeInFadeOut, SettingsResizer, SettingsFrameUploader, SettingsFrameDownloader,
-        SettingsEffectImageBlender, SettingsTransitionRipple, SettingsTransitionPageturn, SettingsTransitionWaterbrush,
-        SettingsTransitionTwist, SettingsTransitionRoll, SettingsTransitionPinwheel, SettingsTransitionPixels,
-        SettingsTransitionRippleSmooth, SettingsTransitionShatter, SettingsTransitionDisintegrate,
-        SettingsTransitionSpiral, SettingsTransitionLens, SettingsTransitionPush, SettingsTransitionBlinds,
-        SettingsTransitionScale, SettingsTransitionZoom, SettingsTransitionSmear, SettingsTransitionOrigamiValley,
-        SettingsTransitionOrigamiFlips, SettingsTransitionOrigamiPleats, SettingsTransitionBlur,
-        SettingsTransitionKenBurns, SettingsTransitionCrossfade, SettingsTransitionFadeInFadeOut,
-        SettingsTransitionSnake, SettingsTransitionCircle, SettingsTransitionCube, SettingsTransitionWipe,
-        SettingsTransitionSlide, SettingsTransitionRadial, SettingsTransitionMatrix, SettingsTransitionSlidingDoor,
-        SettingsTransitionBarnDoor, SettingsTransitionCross, SettingsTransitionPieces, SettingsTransitionFlash,
-        SettingsTransitionSpin, SettingsTransitionPuzzle, SettingsTransitionMosaic>();
+    return MakeEach(Ogl::Roster{});
 }
 
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {

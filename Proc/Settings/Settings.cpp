@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <numeric>
 #include <optional>
 #include <stdexcept>
@@ -85,7 +86,7 @@ std::optional<Reals8> ParseReals(std::string_view text) {
     return values;
 }
 
-std::optional<FieldValue> ParseChoice(std::vector<FieldLabel> const& labels, std::string_view text) {
+std::optional<FieldValue> ParseChoice(std::span<FieldLabel const> labels, std::string_view text) {
     std::optional<std::int32_t> const number = ParseNumber<std::int32_t>(text);
     for (FieldLabel const& label : labels) {
         if (label.label == text || label.value == number) {
@@ -96,12 +97,31 @@ std::optional<FieldValue> ParseChoice(std::vector<FieldLabel> const& labels, std
 }
 
 template <typename T>
-std::optional<FieldValue> InRange(Field const& field, std::optional<T> const& value) {
+bool IsInRange(Field const& field, T value) {
     // In single precision the ends are the nearest numbers that there are, which may lie a little outside.
     using Ends = std::conditional_t<std::is_same_v<T, float>, float, double>;
-    bool const accepted = value && static_cast<double>(*value) >= static_cast<Ends>(field.minimum) &&
-                          static_cast<double>(*value) <= static_cast<Ends>(field.maximum);  // refuses NaN too
-    return accepted ? std::optional<FieldValue>(*value) : std::nullopt;
+    return static_cast<double>(value) >= static_cast<Ends>(field.minimum) &&
+           static_cast<double>(value) <= static_cast<Ends>(field.maximum);  // refuses NaN too
+}
+
+bool IsFinite(FieldValue const& value) {
+    return std::visit(
+        [](auto const& v) {
+            using T = std::decay_t<decltype(v)>;
+            if constexpr (std::is_floating_point_v<T>) {
+                return std::isfinite(v);
+            } else if constexpr (std::is_same_v<T, Reals8>) {
+                return std::all_of(v.begin(), v.end(), [](double number) { return std::isfinite(number); });
+            } else {
+                return true;
+            }
+        },
+        value);
+}
+
+template <typename T>
+std::optional<FieldValue> ToValue(std::optional<T> const& parsed) {
+    return parsed ? std::optional<FieldValue>(*parsed) : std::nullopt;
 }
 
 std::size_t EditDistance(std::string_view a, std::string_view b) {
@@ -130,6 +150,25 @@ char const* GetName(FieldType type) {
 bool Field::HasRange() const {
     return type == FieldType::Int || type == FieldType::Uint || type == FieldType::Real || type == FieldType::Float ||
            type == FieldType::Reals8;
+}
+
+bool Field::Accepts(FieldValue const& value) const {
+    return std::visit(
+        [this](auto const& v) {
+            using T = std::decay_t<decltype(v)>;
+            if constexpr (std::is_same_v<T, bool> || std::is_same_v<T, Color>) {
+                return true;
+            } else if constexpr (std::is_same_v<T, Reals8>) {
+                return std::all_of(v.begin(), v.end(), [this](double number) { return IsInRange(*this, number); });
+            } else if constexpr (std::is_same_v<T, std::int32_t>) {
+                return type != FieldType::Choice ? IsInRange(*this, v)
+                                                 : std::any_of(labels.begin(), labels.end(),
+                                                               [v](auto const& label) { return label.value == v; });
+            } else {
+                return IsInRange(*this, v);
+            }
+        },
+        value);
 }
 
 std::string Field::DescribeRange() const {
@@ -189,35 +228,31 @@ FieldValue Field::Parse(std::string_view text) const {
     std::optional<FieldValue> value;
     switch (type) {
         case FieldType::Int:
-            value = InRange(*this, ParseNumber<std::int32_t>(text));
+            value = ToValue(ParseNumber<std::int32_t>(text));
             break;
         case FieldType::Uint:
-            value = InRange(*this, ParseNumber<std::uint32_t>(text));
+            value = ToValue(ParseNumber<std::uint32_t>(text));
             break;
         case FieldType::Real:
-            value = InRange(*this, ParseNumber<double>(text));
+            value = ToValue(ParseNumber<double>(text));
             break;
         case FieldType::Float:
-            value = InRange(*this, ParseNumber<float>(text));
+            value = ToValue(ParseNumber<float>(text));
             break;
         case FieldType::Flag:
-            value = ParseFlag(text);
+            value = ToValue(ParseFlag(text));
             break;
         case FieldType::Choice:
             value = ParseChoice(labels, text);
             break;
         case FieldType::Color:
-            value = ParseColor(text);
+            value = ToValue(ParseColor(text));
             break;
         case FieldType::Reals8:
-            if (std::optional<Reals8> const reals = ParseReals(text)) {
-                bool const inRange = std::all_of(reals->begin(), reals->end(),
-                                                 [this](double v) { return v >= minimum && v <= maximum; });
-                value = inRange ? std::optional<FieldValue>(*reals) : std::nullopt;
-            }
+            value = ToValue(ParseReals(text));
             break;
     }
-    if (!value) {
+    if (!value || !Accepts(*value)) {
         Core::Throw(std::invalid_argument(
             fmt::format("\"{}\" is not accepted for {}: it takes {}", text, key, DescribeRange())));
     }
@@ -250,6 +285,17 @@ Field const& Settings::FindField(std::string_view key) const {
 void Settings::Set(std::string_view key, std::string_view text) {
     Field const& field = FindField(key);
     field.set(*this, field.Parse(text));
+}
+
+void Settings::Validate() const {
+    for (Field const& field : GetFields()) {
+        FieldValue const value = field.get(*this);
+        bool const isDrawable = field.outside == Outside::Defined ? IsFinite(value) : field.Accepts(value);
+        if (!isDrawable) {
+            Core::Throw(std::invalid_argument(fmt::format("{} {} is not accepted by {}: it takes {}", field.key,
+                                                          field.Format(value), GetClassId(), field.DescribeRange())));
+        }
+    }
 }
 
 std::string FindNearest(std::string_view name, std::vector<std::string> const& candidates) {

@@ -2,12 +2,13 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -39,19 +40,25 @@ struct FieldLabel {
 
 class Settings;
 
+/// What an algorithm makes of values that a field does not offer: it refuses them, or it defines what they draw.
+enum class Outside : std::uint8_t { Refused, Defined };
+
 /// One field of a settings class: what a user sees of it, and access without knowing the class. A range is what the
-/// user-facing tools accept; the classes hold any value of the type.
+/// user-facing tools accept; an object of the class holds any value of the type.
 struct Field {
     std::string_view key;
     FieldType type;
     double minimum = 0.0;  ///< of numbers, both ends included
     double maximum = 0.0;
-    std::vector<FieldLabel> labels;  ///< of a choice
+    std::span<FieldLabel const> labels;  ///< of a choice
     std::string_view help;
-    std::function<FieldValue(Settings const&)> get;
-    std::function<void(Settings&, FieldValue const&)> set;
+    FieldValue (*get)(Settings const&);
+    void (*set)(Settings&, FieldValue const&);
+    Outside outside = Outside::Refused;
 
     bool HasRange() const;
+    /// Whether the field offers this value: a number within the range, a choice that has a label. Never NaN.
+    bool Accepts(FieldValue const& value) const;
     /// The accepted values in words: "0 to 1", "down, up, left or right", "true or false", "#RRGGBB or #RRGGBBAA".
     std::string DescribeRange() const;
     /// What a user would type for this value.
@@ -75,6 +82,9 @@ public:
     Field const& FindField(std::string_view key) const;
     /// Sets a field from what a user typed. Throws as `FindField` and `Field::Parse`.
     void Set(std::string_view key, std::string_view text);
+    /// Throws `std::invalid_argument` that names the first field whose value can not be drawn: one that is not finite,
+    /// or one that the field does not offer where the algorithm does not define what lies outside.
+    void Validate() const;
 
 protected:
     Settings() = default;
@@ -82,7 +92,17 @@ protected:
     Settings& operator=(Settings const&) = default;
 };
 
-/// Gives a class what follows from its one declaration: `static std::vector<Field> DeclareFields()`.
+/// What a compiler calls the function that is instantiated for a member ends with the member's name. GCC: "[with auto
+/// Member = &Class::name; ...]", clang: "[Member = &Class::name]".
+template <auto Member>
+constexpr std::string_view GetMemberName() {
+    std::string_view const text = __PRETTY_FUNCTION__;
+    std::string_view const upToName = text.substr(0, text.find_first_of(";]", text.rfind("Member = ")));
+    return upToName.substr(upToName.rfind(':') + 1);
+}
+
+/// Gives a class what follows from its one declaration: `static std::vector<Field> DeclareFields()`. Its public members
+/// are the fields. Accessors stand beside them only in the classes that hosts and algorithms share by those names.
 template <typename Derived>
 class SettingsOf : public Settings {
 public:
@@ -97,26 +117,48 @@ public:
     }
 
 protected:
-    /// A number or a flag. The default is what a default-constructed object holds.
-    template <typename T>
-    static Field Declare(std::string_view key, T Derived::*member, double minimum, double maximum,
-                         std::string_view help) {
-        return Make(key, TypeOf<T>(), member, minimum, maximum, {}, help);
+    using This = Derived;
+
+    template <auto Member>
+    using TypeOf = std::remove_reference_t<decltype(std::declval<Derived&>().*Member)>;
+
+    // The key of a field is its member's name, its default what a default-constructed object holds.
+
+    /// A number, or a list of numbers.
+    template <auto Member>
+    static Field Declare(double minimum, double maximum, std::string_view help, Outside outside = Outside::Refused) {
+        return Make<Member>(minimum, maximum, {}, help, outside);
     }
-    /// A flag, a colour or a list.
-    template <typename T>
-    static Field Declare(std::string_view key, T Derived::*member, std::string_view help) {
-        return Make(key, TypeOf<T>(), member, 0.0, 0.0, {}, help);
+    /// A flag or a colour.
+    template <auto Member>
+    static Field Declare(std::string_view help) {
+        return Make<Member>(0.0, 0.0, {}, help, Outside::Refused);
     }
-    static Field DeclareChoice(std::string_view key, std::int32_t Derived::*member,
-                               std::initializer_list<FieldLabel> labels, std::string_view help) {
-        return Make(key, FieldType::Choice, member, 0.0, 0.0, labels, help);
+    template <typename Enumeration>
+    struct Label {
+        Enumeration value;
+        std::string_view label;
+    };
+    /// A choice: an enumeration of 32 bits.
+    template <auto Member>
+    static Field Declare(std::initializer_list<Label<TypeOf<Member>>> labels, std::string_view help,
+                         Outside outside = Outside::Refused) {
+        // A class declares its fields once, so that what is written here stays.
+        static std::vector<FieldLabel> numbered;
+        numbered.clear();
+        for (auto const& [value, label] : labels) {
+            numbered.push_back({static_cast<std::int32_t>(value), label});
+        }
+        return Make<Member>(0.0, 0.0, numbered, help, outside);
     }
 
 private:
     template <typename T>
-    static constexpr FieldType TypeOf() {
-        if constexpr (std::is_same_v<T, std::int32_t>) {
+    static constexpr FieldType FieldTypeOf() {
+        if constexpr (std::is_enum_v<T>) {
+            static_assert(std::is_same_v<std::underlying_type_t<T>, std::int32_t>, "a choice is held in 32 bits");
+            return FieldType::Choice;
+        } else if constexpr (std::is_same_v<T, std::int32_t>) {
             return FieldType::Int;
         } else if constexpr (std::is_same_v<T, std::uint32_t>) {
             return FieldType::Uint;
@@ -134,20 +176,38 @@ private:
         }
     }
 
-    template <typename T>
-    static Field Make(std::string_view key, FieldType type, T Derived::*member, double minimum, double maximum,
-                      std::vector<FieldLabel> labels, std::string_view help) {
-        return {
-            key,
-            type,
-            minimum,
-            maximum,
-            std::move(labels),
-            help,
-            [member](Settings const& settings) -> FieldValue { return static_cast<Derived const&>(settings).*member; },
-            [member](Settings& settings, FieldValue const& value) {
-                static_cast<Derived&>(settings).*member = std::get<T>(value);
-            }};
+    template <auto Member>
+    static FieldValue ReadMember(Settings const& settings) {
+        auto const& value = static_cast<Derived const&>(settings).*Member;
+        if constexpr (std::is_enum_v<TypeOf<Member>>) {
+            return static_cast<std::int32_t>(value);
+        } else {
+            return value;
+        }
+    }
+    template <auto Member>
+    static void WriteMember(Settings& settings, FieldValue const& value) {
+        using T = TypeOf<Member>;
+        if constexpr (std::is_enum_v<T>) {
+            static_cast<Derived&>(settings).*Member = static_cast<T>(std::get<std::int32_t>(value));
+        } else {
+            static_cast<Derived&>(settings).*Member = std::get<T>(value);
+        }
+    }
+    template <auto Member>
+    static Field Make(double minimum, double maximum, std::span<FieldLabel const> labels, std::string_view help,
+                      Outside outside) {
+        static constexpr std::string_view kKey = GetMemberName<Member>();
+        static_assert(!kKey.empty() && kKey.find_first_of(" &>)") == std::string_view::npos, "the member's name");
+        return {kKey,
+                FieldTypeOf<TypeOf<Member>>(),
+                minimum,
+                maximum,
+                labels,
+                help,
+                &SettingsOf::ReadMember<Member>,
+                &SettingsOf::WriteMember<Member>,
+                outside};
     }
 };
 

@@ -41,22 +41,22 @@ std::pair<std::uint32_t, std::uint32_t> Centre(std::uint32_t full, double part) 
 std::vector<Field> SettingsResizer::DeclareFields() {
     constexpr double kLargest = 16384.0;
     constexpr double kMostAspect = 65535.0;
-    return {Declare("width", &SettingsResizer::width, 0.0, kLargest,
-                    "output width; 0: as the cropped picture, or from the height, keeping its shape"),
-            Declare("height", &SettingsResizer::height, 0.0, kLargest,
-                    "output height; 0: as the cropped picture, or from the width, keeping its shape"),
-            Declare("pixelAspectX", &SettingsResizer::pixelAspectX, 0.0, kMostAspect,
-                    "width of an output pixel relative to its height; 0: as the input"),
-            Declare("pixelAspectY", &SettingsResizer::pixelAspectY, 0.0, kMostAspect,
-                    "height of an output pixel relative to its width; 0: as the input"),
-            DeclareChoice("mode", &SettingsResizer::mode, {{kStretch, "stretch"}, {kFit, "fit"}, {kFill, "fill"}},
-                          "stretch to the output, fit the whole picture in with bars, or fill it with the sides cut"),
-            Declare("cropLeft", &SettingsResizer::cropLeft, 0.0, kLargest, "pixels cut from the input first"),
-            Declare("cropRight", &SettingsResizer::cropRight, 0.0, kLargest, "pixels cut from the input first"),
-            Declare("cropTop", &SettingsResizer::cropTop, 0.0, kLargest, "pixels cut from the input first"),
-            Declare("cropBottom", &SettingsResizer::cropBottom, 0.0, kLargest, "pixels cut from the input first"),
-            Declare("background", &SettingsResizer::background,
-                    "colour of the bars; a translucent one gives an output with alpha")};
+    return {Declare<&This::width>(0.0, kLargest,
+                                  "output width; 0: as the cropped picture, or from the height, keeping its shape"),
+            Declare<&This::height>(0.0, kLargest,
+                                   "output height; 0: as the cropped picture, or from the width, keeping its shape"),
+            Declare<&This::pixelAspectX>(0.0, kMostAspect,
+                                         "width of an output pixel relative to its height; 0: as the input"),
+            Declare<&This::pixelAspectY>(0.0, kMostAspect,
+                                         "height of an output pixel relative to its width; 0: as the input"),
+            Declare<&This::mode>(
+                {{Mode::Stretch, "stretch"}, {Mode::Fit, "fit"}, {Mode::Fill, "fill"}},
+                "stretch to the output, fit the whole picture in with bars, or fill it with the sides cut"),
+            Declare<&This::cropLeft>(0.0, kLargest, "pixels cut from the input first"),
+            Declare<&This::cropRight>(0.0, kLargest, "pixels cut from the input first"),
+            Declare<&This::cropTop>(0.0, kLargest, "pixels cut from the input first"),
+            Declare<&This::cropBottom>(0.0, kLargest, "pixels cut from the input first"),
+            Declare<&This::background>("colour of the bars; a translucent one gives an output with alpha")};
 }
 
 Conf::FrameInfo SettingsResizer::GetOutputFrameSize(Conf::FrameInfo const& input) const {
@@ -107,13 +107,13 @@ Conf::FrameInfo SettingsResizer::GetROI(Conf::FrameInfo const& input, CropInfo& 
     double const fullWidth = output.height * numerator / denominator;  // at the output's height
     double const fullHeight = output.width * denominator / numerator;
     bool const isWider = fullWidth > static_cast<double>(output.width);
-    if (mode == kFit) {
+    if (mode == Mode::Fit) {
         if (isWider) {
             std::tie(destination.bottom, destination.top) = Centre(output.height, fullHeight);
         } else {
             std::tie(destination.left, destination.right) = Centre(output.width, fullWidth);
         }
-    } else if (mode == kFill) {
+    } else if (mode == Mode::Fill) {
         if (isWider) {
             auto const [left, right] = Centre(croppedWidth, croppedWidth * (output.width / fullWidth));
             source.left += left;

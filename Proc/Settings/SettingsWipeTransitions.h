@@ -4,93 +4,70 @@
 
 namespace Kaltor::Proc {
 
-class SettingsTransitionSnake final : public SettingsOf<SettingsTransitionSnake> {
-public:
+struct SettingsTransitionSnake final : SettingsOf<SettingsTransitionSnake> {
     static inline std::string const CLASS_ID = "TransitionSnake";
     static constexpr std::string_view SUMMARY =
         "The incoming picture runs along horizontal bands, to and fro, from the bottom up.";
 
-    std::int32_t GetBands() const { return bands; }
-    void SetBands(std::int32_t value) { bands = value; }
-    std::int32_t GetSmoothness() const { return smoothness; }
-    void SetSmoothness(std::int32_t value) { smoothness = value; }
-
-    static std::vector<Field> DeclareFields() {
-        return {Declare("bands", &SettingsTransitionSnake::bands, 0, 8,
-                        "band exponent: 2, 4, 8, ... bands for 0, 1, 2, ..."),
-                Declare("smoothness", &SettingsTransitionSnake::smoothness, 1, 100,
-                        "length of the soft front, in sevenths of a band")};
-    }
-
-private:
     std::int32_t bands = 2;
     std::int32_t smoothness = 4;
+
+    static std::vector<Field> DeclareFields() {
+        return {
+            Declare<&This::bands>(0, 8, "band exponent: 2, 4, 8, ... bands for 0, 1, 2, ..."),
+            Declare<&This::smoothness>(1, 100, "length of the soft front, in sevenths of a band", Outside::Defined)};
+    }
 };
 
-class SettingsTransitionPinwheel final : public SettingsOf<SettingsTransitionPinwheel> {
-public:
+struct SettingsTransitionPinwheel final : SettingsOf<SettingsTransitionPinwheel> {
     static inline std::string const CLASS_ID = "TransitionPinwheel";
     static constexpr std::string_view SUMMARY = "The blades of a pinwheel fill with the incoming picture.";
 
-    std::int32_t GetNum() const { return num; }
-    void SetNum(std::int32_t value) { num = value; }
-    std::int32_t GetFreq() const { return freq; }
-    void SetFreq(std::int32_t value) { freq = value; }
-    std::int32_t GetAmpl() const { return ampl; }
-    void SetAmpl(std::int32_t value) { ampl = value; }
-    std::int32_t GetSmoothness() const { return smoothness; }
-    void SetSmoothness(std::int32_t value) { smoothness = value; }
-
-    static std::vector<Field> DeclareFields() {
-        return {Declare("num", &SettingsTransitionPinwheel::num, 1, 100, "number of blades"),
-                Declare("freq", &SettingsTransitionPinwheel::freq, 0, 1000,
-                        "how often the blades' edges wave between the centre and the rim"),
-                Declare("ampl", &SettingsTransitionPinwheel::ampl, 0, 1000, "how far the edges wave"),
-                Declare("smoothness", &SettingsTransitionPinwheel::smoothness, 1, 100,
-                        "width of the soft edge in percent of a blade")};
-    }
-
-private:
     std::int32_t num = 6;
     std::int32_t freq = 20;
     std::int32_t ampl = 40;
     std::int32_t smoothness = 10;
+
+    std::int32_t GetNum() const { return num; }
+    std::int32_t GetFreq() const { return freq; }
+    std::int32_t GetAmpl() const { return ampl; }
+    std::int32_t GetSmoothness() const { return smoothness; }
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare<&This::num>(1, 100, "number of blades"),
+                Declare<&This::freq>(0, 1000, "how often the blades' edges wave between the centre and the rim"),
+                Declare<&This::ampl>(0, 1000, "how far the edges wave"),
+                Declare<&This::smoothness>(1, 100, "width of the soft edge in percent of a blade")};
+    }
 };
 
-class SettingsTransitionSpiral final : public SettingsOf<SettingsTransitionSpiral> {
-public:
+struct SettingsTransitionSpiral final : SettingsOf<SettingsTransitionSpiral> {
     static inline std::string const CLASS_ID = "TransitionSpiral";
     static constexpr std::string_view SUMMARY =
         "The incoming picture comes out in a growing disc that twists the outgoing one around it.";
 
-    std::int32_t GetType() const { return type; }
-    void SetType(std::int32_t value) { type = value; }
+    enum class Type : std::int32_t { BottomLeft, TopRight, Centre };
+
+    Type type = Type::Centre;
+
+    Type GetType() const { return type; }
 
     static std::vector<Field> DeclareFields() {
-        return {DeclareChoice("type", &SettingsTransitionSpiral::type,
-                              {{0, "bottom-left"}, {1, "top-right"}, {2, "centre"}},
-                              "where the incoming picture comes out")};
+        return {Declare<&This::type>(
+            {{Type::BottomLeft, "bottom-left"}, {Type::TopRight, "top-right"}, {Type::Centre, "centre"}},
+            "where the incoming picture comes out", Outside::Defined)};
     }
-
-private:
-    std::int32_t type = 2;
 };
 
-class SettingsTransitionBlinds final : public SettingsOf<SettingsTransitionBlinds> {
-public:
+struct SettingsTransitionBlinds final : SettingsOf<SettingsTransitionBlinds> {
     static inline std::string const CLASS_ID = "TransitionBlinds";
     static constexpr std::string_view SUMMARY = "Blinds of the outgoing picture roll up and lay the incoming one bare.";
 
-    std::int32_t GetCount() const { return count; }
-    void SetCount(std::int32_t value) { count = value; }
+    std::int32_t count = 4;
 
     static std::vector<Field> DeclareFields() {
-        return {
-            Declare("count", &SettingsTransitionBlinds::count, 1, 100, "number of blinds; kept, but four are drawn")};
+        return {Declare<&This::count>(1, 100, "number of blinds; kept, but four are drawn")};
     }
-
-private:
-    std::int32_t count = 4;
 };
 
 /// A place in a picture as fractions of its sides, from the lower left.
@@ -101,178 +78,158 @@ struct RelativePoint {
     bool operator==(RelativePoint const&) const = default;
 };
 
-class SettingsTransitionCircle final : public SettingsOf<SettingsTransitionCircle> {
-public:
+struct SettingsTransitionCircle final : SettingsOf<SettingsTransitionCircle> {
     static inline std::string const CLASS_ID = "TransitionCircle";
     static constexpr std::string_view SUMMARY = "A soft-edged circle opens or closes on the incoming picture.";
 
-    std::int32_t GetSense() const { return sense; }
-    void SetSense(std::int32_t value) { sense = value; }
+    enum class Sense : std::int32_t { Closing, Opening };
+
+    Sense sense = Sense::Opening;
     /// Kept, but the circle is drawn around the middle.
-    RelativePoint const& GetCenter() const { return center; }
-    void SetCenter(RelativePoint const& value) { center = value; }
+    RelativePoint center;
 
     static std::vector<Field> DeclareFields() {
-        return {DeclareChoice("sense", &SettingsTransitionCircle::sense, {{0, "closing"}, {1, "opening"}},
-                              "whether the circle shrinks over the outgoing picture or grows with the incoming one")};
+        return {Declare<&This::sense>(
+            {{Sense::Closing, "closing"}, {Sense::Opening, "opening"}},
+            "whether the circle shrinks over the outgoing picture or grows with the incoming one")};
     }
-
-private:
-    std::int32_t sense = 1;
-    RelativePoint center;
 };
 
-class SettingsTransitionWipe final : public SettingsOf<SettingsTransitionWipe> {
-public:
+struct SettingsTransitionWipe final : SettingsOf<SettingsTransitionWipe> {
     static inline std::string const CLASS_ID = "TransitionWipe";
     static constexpr std::string_view SUMMARY =
         "A soft edge wipes the outgoing picture away, from a side, a corner or as a wedge.";
 
-    std::int32_t GetWidth() const { return width; }
-    void SetWidth(std::int32_t value) { width = value; }
-    std::int32_t GetDirection() const { return direction; }
-    void SetDirection(std::int32_t value) { direction = value; }
+    enum class Direction : std::int32_t {
+        Down,
+        Up,
+        Left,
+        Right,
+        FromTopRight,
+        FromBottomRight,
+        FromTopLeft,
+        FromBottomLeft,
+        WedgeFromLeft,
+        WedgeFromRight
+    };
+
+    std::int32_t width = 0;
+    Direction direction = Direction::Right;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare("width", &SettingsTransitionWipe::width, 0, 4,
-                        "width of the soft edge, from a fifth of the picture (0) to all of it (4)"),
-                DeclareChoice("direction", &SettingsTransitionWipe::direction,
-                              {{0, "down"},
-                               {1, "up"},
-                               {2, "left"},
-                               {3, "right"},
-                               {4, "from-top-right"},
-                               {5, "from-bottom-right"},
-                               {6, "from-top-left"},
-                               {7, "from-bottom-left"},
-                               {8, "wedge-from-left"},
-                               {9, "wedge-from-right"}},
-                              "where the edge moves to or comes from")};
+        return {Declare<&This::width>(0, 4, "width of the soft edge, from a fifth of the picture (0) to all of it (4)"),
+                Declare<&This::direction>({{Direction::Down, "down"},
+                                           {Direction::Up, "up"},
+                                           {Direction::Left, "left"},
+                                           {Direction::Right, "right"},
+                                           {Direction::FromTopRight, "from-top-right"},
+                                           {Direction::FromBottomRight, "from-bottom-right"},
+                                           {Direction::FromTopLeft, "from-top-left"},
+                                           {Direction::FromBottomLeft, "from-bottom-left"},
+                                           {Direction::WedgeFromLeft, "wedge-from-left"},
+                                           {Direction::WedgeFromRight, "wedge-from-right"}},
+                                          "where the edge moves to or comes from")};
     }
-
-private:
-    std::int32_t width = 0;
-    std::int32_t direction = 3;
 };
 
-class SettingsTransitionRadial final : public SettingsOf<SettingsTransitionRadial> {
-public:
+struct SettingsTransitionRadial final : SettingsOf<SettingsTransitionRadial> {
     static inline std::string const CLASS_ID = "TransitionRadial";
     static constexpr std::string_view SUMMARY = "A clock's hand sweeps the incoming picture in, once around.";
 
-    std::int32_t GetSense() const { return sense; }
-    void SetSense(std::int32_t value) { sense = value; }
+    enum class Sense : std::int32_t { CounterClockwise, Clockwise };
+
+    Sense sense = Sense::CounterClockwise;
 
     static std::vector<Field> DeclareFields() {
-        return {DeclareChoice("sense", &SettingsTransitionRadial::sense, {{0, "counter-clockwise"}, {1, "clockwise"}},
-                              "how the clock's hand turns")};
+        return {Declare<&This::sense>({{Sense::CounterClockwise, "counter-clockwise"}, {Sense::Clockwise, "clockwise"}},
+                                      "how the clock's hand turns")};
     }
-
-private:
-    std::int32_t sense = 0;
 };
 
-class SettingsTransitionSlidingDoor final : public SettingsOf<SettingsTransitionSlidingDoor> {
-public:
+struct SettingsTransitionSlidingDoor final : SettingsOf<SettingsTransitionSlidingDoor> {
     static inline std::string const CLASS_ID = "TransitionSlidingDoor";
     static constexpr std::string_view SUMMARY =
         "A band grows from the middle line, and the incoming picture closes in on it from the edges.";
 
-    std::int32_t GetOrientation() const { return orientation; }
-    void SetOrientation(std::int32_t value) { orientation = value; }
+    enum class Orientation : std::int32_t { VerticalLine, HorizontalLine };
+
+    Orientation orientation = Orientation::VerticalLine;
 
     static std::vector<Field> DeclareFields() {
-        return {DeclareChoice("orientation", &SettingsTransitionSlidingDoor::orientation,
-                              {{0, "vertical-line"}, {1, "horizontal-line"}},
-                              "the centre line that the band grows from")};
+        return {Declare<&This::orientation>(
+            {{Orientation::VerticalLine, "vertical-line"}, {Orientation::HorizontalLine, "horizontal-line"}},
+            "the centre line that the band grows from")};
     }
-
-private:
-    std::int32_t orientation = 0;
 };
 
-class SettingsTransitionBarnDoor final : public SettingsOf<SettingsTransitionBarnDoor> {
-public:
+struct SettingsTransitionBarnDoor final : SettingsOf<SettingsTransitionBarnDoor> {
     static inline std::string const CLASS_ID = "TransitionBarnDoor";
     static constexpr std::string_view SUMMARY = "Doors with one of the pictures on them open or close over the other.";
 
-    std::int32_t GetMode() const { return mode; }
-    void SetMode(std::int32_t value) { mode = value; }
+    enum class Mode : std::int32_t {
+        CloseVertical,
+        OpenVertical,
+        CloseHorizontal,
+        OpenHorizontal,
+        CloseCorners,
+        OpenCorners
+    };
+
+    Mode mode = Mode::OpenHorizontal;
 
     static std::vector<Field> DeclareFields() {
-        return {DeclareChoice("mode", &SettingsTransitionBarnDoor::mode,
-                              {{0, "close-vertical"},
-                               {1, "open-vertical"},
-                               {2, "close-horizontal"},
-                               {3, "open-horizontal"},
-                               {4, "close-corners"},
-                               {5, "open-corners"}},
-                              "how the doors move, and whether the incoming picture closes or the outgoing one opens")};
+        return {Declare<&This::mode>(
+            {{Mode::CloseVertical, "close-vertical"},
+             {Mode::OpenVertical, "open-vertical"},
+             {Mode::CloseHorizontal, "close-horizontal"},
+             {Mode::OpenHorizontal, "open-horizontal"},
+             {Mode::CloseCorners, "close-corners"},
+             {Mode::OpenCorners, "open-corners"}},
+            "how the doors move, and whether the incoming picture closes or the outgoing one opens", Outside::Defined)};
     }
-
-private:
-    std::int32_t mode = 3;
 };
 
-class SettingsTransitionCross final : public SettingsOf<SettingsTransitionCross> {
-public:
+struct SettingsTransitionCross final : SettingsOf<SettingsTransitionCross> {
     static inline std::string const CLASS_ID = "TransitionCross";
     static constexpr std::string_view SUMMARY =
         "The outgoing picture is cut along its diagonals, and its four triangles fly apart.";
 
-    bool GetScroll() const { return scroll; }
-    void SetScroll(bool value) { scroll = value; }
+    bool scroll = false;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare("scroll", &SettingsTransitionCross::scroll,
-                        "whether the incoming picture scrolls in behind the pieces")};
+        return {Declare<&This::scroll>("whether the incoming picture scrolls in behind the pieces")};
     }
-
-private:
-    bool scroll = false;
 };
 
-class SettingsTransitionPixels final : public SettingsOf<SettingsTransitionPixels> {
-public:
+struct SettingsTransitionPixels final : SettingsOf<SettingsTransitionPixels> {
     static inline std::string const CLASS_ID = "TransitionPixels";
     static constexpr std::string_view SUMMARY =
         "Both pictures coarsen into large pixels and recover, or pixels change over one by one.";
 
-    std::int32_t GetType() const { return type; }
-    void SetType(std::int32_t value) { type = value; }
-    std::int32_t GetNum() const { return num; }
-    void SetNum(std::int32_t value) { num = value; }
+    enum class Type : std::int32_t { Coarsen, Scatter };
+
+    Type type = Type::Coarsen;
+    std::int32_t num = 40;
 
     static std::vector<Field> DeclareFields() {
-        return {DeclareChoice("type", &SettingsTransitionPixels::type, {{0, "coarsen"}, {1, "scatter"}},
-                              "coarsen: pixels grow and recover; scatter: they change over one by one"),
-                Declare("num", &SettingsTransitionPixels::num, 2, 1000, "pixels along the shorter side")};
+        return {Declare<&This::type>({{Type::Coarsen, "coarsen"}, {Type::Scatter, "scatter"}},
+                                     "coarsen: pixels grow and recover; scatter: they change over one by one"),
+                Declare<&This::num>(2, 1000, "pixels along the shorter side")};
     }
-
-private:
-    std::int32_t type = 0;
-    std::int32_t num = 40;
 };
 
-class SettingsTransitionMatrix final : public SettingsOf<SettingsTransitionMatrix> {
-public:
+struct SettingsTransitionMatrix final : SettingsOf<SettingsTransitionMatrix> {
     static inline std::string const CLASS_ID = "TransitionMatrix";
     static constexpr std::string_view SUMMARY =
         "Columns of glowing glyphs run down, and where one has passed the incoming picture stays.";
 
-    std::int32_t GetNum() const { return num; }
-    void SetNum(std::int32_t value) { num = value; }
-    Color const& GetColor() const { return color; }
-    void SetColor(Color const& value) { color = value; }
-
-    static std::vector<Field> DeclareFields() {
-        return {Declare("num", &SettingsTransitionMatrix::num, 4, 400, "number of columns"),
-                Declare("color", &SettingsTransitionMatrix::color, "colour of the falling glyphs")};
-    }
-
-private:
     std::int32_t num = 60;
     Color color{0x40, 0xFF, 0x60, 0xFF};
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare<&This::num>(4, 400, "number of columns"),
+                Declare<&This::color>("colour of the falling glyphs")};
+    }
 };
 
 }  // namespace Kaltor::Proc

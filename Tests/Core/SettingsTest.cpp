@@ -1,3 +1,4 @@
+#include <cmath>
 #include <limits>
 #include <set>
 #include <stdexcept>
@@ -18,8 +19,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 
 /// One field of every type.
-class SettingsOfAllTypes final : public SettingsOf<SettingsOfAllTypes> {
-public:
+struct SettingsOfAllTypes final : SettingsOf<SettingsOfAllTypes> {
     static inline std::string const CLASS_ID = "OfAllTypes";
     static constexpr std::string_view SUMMARY = "Has a field of every type.";
 
@@ -28,20 +28,20 @@ public:
     double real = 0.1;
     float single = 0.1F;
     bool flag = false;
-    std::int32_t choice = 2;
+    enum class Choice : std::int32_t { Down, Up = 2, Left = 5 };
+    Choice choice = Choice::Up;
     Color color{0x0a, 0xbc, 0xff, 255};
     Reals8 reals{1, 2, 3, 4, 5, 6, 7, 0.1};
 
     static std::vector<Field> DeclareFields() {
-        using S = SettingsOfAllTypes;
-        return {Declare("whole", &S::whole, -5, 10, "a"),
-                Declare("count", &S::count, 0, 4294967295.0, "b"),
-                Declare("real", &S::real, 0, 0.3, "c"),
-                Declare("single", &S::single, -0.1, 0.1, "d"),
-                Declare("flag", &S::flag, "e"),
-                DeclareChoice("choice", &S::choice, {{0, "down"}, {2, "up"}, {5, "left"}}, "f"),
-                Declare("color", &S::color, "g"),
-                Declare("reals", &S::reals, -1, 8, "h")};
+        return {Declare<&This::whole>(-5, 10, "a"),
+                Declare<&This::count>(0, 4294967295.0, "b"),
+                Declare<&This::real>(0, 0.3, "c", Outside::Defined),
+                Declare<&This::single>(-0.1, 0.1, "d"),
+                Declare<&This::flag>("e"),
+                Declare<&This::choice>({{Choice::Down, "down"}, {Choice::Up, "up"}, {Choice::Left, "left"}}, "f"),
+                Declare<&This::color>("g"),
+                Declare<&This::reals>(-1, 8, "h")};
     }
 };
 
@@ -70,6 +70,30 @@ TEST(Fields, ParseWhatAUserTypes) {
         settings.Set(key, text);
         EXPECT_TRUE(settings.FindField(key).get(settings) == value) << key << " = " << text;
     }
+}
+
+TEST(Fields, RefuseToDrawWhatTheyDoNotOfferUnlessTheAlgorithmDefinesIt) {
+    EXPECT_NO_THROW(SettingsOfAllTypes().Validate());
+    auto const refusal = [](auto change) -> std::string {
+        SettingsOfAllTypes settings;
+        change(settings);
+        try {
+            settings.Validate();
+        } catch (std::invalid_argument const& error) {
+            return error.what();
+        }
+        return "";
+    };
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    using S = SettingsOfAllTypes;
+    EXPECT_EQ(refusal([](S& s) { s.whole = 11; }),
+              "whole 11 is not accepted by OfAllTypes: it takes a whole number -5 to 10");
+    EXPECT_THAT(refusal([](S& s) { s.choice = S::Choice{1}; }), HasSubstr("choice 1 is not accepted"));
+    EXPECT_THAT(refusal([](S& s) { s.single = 0.11F; }), HasSubstr("single"));
+    EXPECT_THAT(refusal([](S& s) { s.single = std::nanf(""); }), HasSubstr("single"));
+    EXPECT_THAT(refusal([](S& s) { s.reals[7] = std::nan(""); }), HasSubstr("reals"));
+    EXPECT_EQ(refusal([](S& s) { s.real = -1000.0; }), "") << "defined outside of its range";
+    EXPECT_THAT(refusal([](S& s) { s.real = kInfinity; }), HasSubstr("real inf")) << "but never drawn";
 }
 
 TEST(Fields, RefuseTheRestAndKeepTheValue) {
@@ -106,7 +130,7 @@ TEST(Fields, TellTheirTypeRangeAndValueAlsoOutsideOfIt) {
     EXPECT_EQ(range("real"), "0 to 0.3");
     EXPECT_EQ(range("choice"), "down (0), up (2) or left (5)");
     EXPECT_EQ(range("reals"), "8 numbers -1 to 8 with commas between");
-    settings.choice = 77;
+    settings.choice = SettingsOfAllTypes::Choice{77};
     settings.real = std::numeric_limits<double>::infinity();
     EXPECT_EQ(TextOf(settings, "choice"), "77");
     EXPECT_EQ(TextOf(settings, "real"), "inf");

@@ -125,7 +125,7 @@ constexpr std::array kTwoInputs{Exemption{"EffectImageBlender", "takes the base'
 
 /// What some fields need to be seen in a small picture.
 std::vector<std::string> const kContexts{"EffectZoom zoom=0.5",
-                                         "EffectErosion size=0.1",
+                                         "EffectErosion size=0.05",
                                          "EffectMosaic count=5",
                                          "EffectMask action=1",
                                          "EffectPanAndZoom startZoom=3",

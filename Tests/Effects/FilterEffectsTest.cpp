@@ -147,7 +147,11 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
                 if (radius == 44 && (mode == 0 || shape == 0)) {
                     continue;  // one is enough of so many pixels
                 }
-                Picture const noise = Picture::Noise(61 + radius, 50, false, 5);
+                // As long as the largest size needs it; along one axis and then along the other.
+                unsigned const length = std::max(61U, 21U * radius);
+                unsigned const breadth = radius > 8 ? 12 : 50;
+                Picture const noise =
+                    Picture::Noise(mode == 0 ? length : breadth, mode == 0 ? breadth : length, false, 5);
                 Picture const specks = MapPlaces(noise, [&](unsigned x, unsigned y) {
                     long const number = std::lround(noise.At(x, y)[0] * 255 + noise.At(x, y)[1] * 65025);
                     bool const isSpeck = number % (4 * radius * radius) == 0;
@@ -155,7 +159,7 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
                 });
                 check(specks, radius, mode, shape);
             }
-            check(Picture::Noise(20, 37, true), 2, mode, shape);
+            check(Picture::Noise(20, 61, true), 2, mode, shape);
         }
     }
 }
@@ -222,15 +226,16 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
     // A radius below a pixel of the lattice, one that the lattice has every pixel for, and coarser ones.
     for (double const radius : {0.4, 4.0, 36.0}) {
         for (double const angle : {0.0, 0.6, M_PI / 2.0}) {
+            auto const width = static_cast<unsigned>(std::max(299.0, std::ceil(radius / 0.03)));
             auto const distance = [&](unsigned x, unsigned y) {
-                return (x - 149.0) * std::cos(angle) + (y - 80.0) * std::sin(angle);
+                return (x - 0.5 * (width - 1.0)) * std::cos(angle) + (y - 80.0) * std::sin(angle);
             };
-            Picture const noise = Picture::Noise(299, 161);
-            Picture const input = Picture::Make(299, 161, false, [&](unsigned x, unsigned y) {
+            Picture const noise = Picture::Noise(width, 161);
+            Picture const input = Picture::Make(width, 161, false, [&](unsigned x, unsigned y) {
                 Rgba const& side = distance(x, y) < 0.0 ? left : right;
                 return EachColor(side, [&](std::size_t c) { return side[c] + 0.1 * (noise.At(x, y)[c] - 0.5); });
             });
-            Picture const painted = Run(fmt::format("EffectOilPaint size={}", radius / 299.0), input);
+            Picture const painted = Run(fmt::format("EffectOilPaint size={}", radius / width), input);
             double const soft = 1.0 + 0.06 * radius;
             // Beyond the border the edge goes on straight outwards: it is another one there.
             auto const margin = static_cast<unsigned>(1.6 * radius);
@@ -238,7 +243,7 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
             double before = 0.0;
             double after = 0.0;
             for (unsigned y = margin; y < 161 - margin; ++y) {
-                for (unsigned x = margin; x < 299 - margin; ++x) {
+                for (unsigned x = margin; x < width - margin; ++x) {
                     Rgba const& side = distance(x, y) < 0.0 ? left : right;
                     double const off = std::fabs(painted.At(x, y)[0] - side[0]);
                     worst = std::fabs(distance(x, y)) > soft ? std::max(worst, off) : worst;
@@ -260,12 +265,12 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
 TEST_F(FilterEffectsTest, OilPaintFollowsLinesAndItsSharpness) {
     // How much is left of a line two thirds of the radius wide.
     auto const paint = [](double sharpness, double angle) {
-        Picture const input = Picture::Make(121, 121, false, [&](unsigned x, unsigned y) {
-            double const distance = (x - 60.0) * std::cos(angle) + (y - 60.0) * std::sin(angle);
+        Picture const input = Picture::Make(301, 121, false, [&](unsigned x, unsigned y) {
+            double const distance = (x - 150.0) * std::cos(angle) + (y - 60.0) * std::sin(angle);
             double const ink = std::clamp(3.5 - std::fabs(distance), 0.0, 1.0);
             return Rgba{ink, ink, ink, 1.0};
         });
-        return Run(fmt::format("EffectOilPaint size={} sharpness={}", 9.0 / 121, sharpness), input).At(60, 60)[0];
+        return Run(fmt::format("EffectOilPaint size={} sharpness={}", 9.0 / 301, sharpness), input).At(150, 60)[0];
     };
     for (double const angle : {0.0, 0.5, 1.6, 2.5}) {
         SCOPED_TRACE(angle);

@@ -17,9 +17,9 @@ using boost::intrusive_ptr;
 
 SettingsEffectImageBlender MakeSettings(int opacity, int x, int y) {
     SettingsEffectImageBlender settings;
-    settings.SetOpacity(opacity);
-    settings.SetX(x);
-    settings.SetY(y);
+    settings.opacity = opacity;
+    settings.x = x;
+    settings.y = y;
     return settings;
 }
 
@@ -44,14 +44,14 @@ protected:
         for (auto overlay = pictures.begin() + 1; overlay != pictures.end(); ++overlay) {
             for (unsigned row = 0; row < result.height; ++row) {
                 for (unsigned column = 0; column < result.width; ++column) {
-                    int const x = static_cast<int>(column) - settings.GetX();
-                    int const y = static_cast<int>(result.height - 1 - row) - settings.GetY();
+                    int const x = static_cast<int>(column) - settings.x;
+                    int const y = static_cast<int>(result.height - 1 - row) - settings.y;
                     if (x < 0 || y < 0 || x >= static_cast<int>(overlay->width) ||
                         y >= static_cast<int>(overlay->height)) {
                         continue;
                     }
                     Rgba source = overlay->At(static_cast<unsigned>(x), overlay->height - 1 - static_cast<unsigned>(y));
-                    source[3] *= settings.GetOpacity() / 255.0;
+                    source[3] *= settings.opacity / 255.0;
                     Rgba& target = result.At(column, row);
                     for (std::size_t i = 0; i < (result.hasAlpha ? 4U : 3U); ++i) {
                         target[i] = source[i] * source[3] + target[i] * (1 - source[3]);

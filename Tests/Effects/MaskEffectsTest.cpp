@@ -43,15 +43,15 @@ double GetDistance(bool isEllipse, double x, double y, double a, double b) {
 
 /// How far each pixel is acted on, as grey.
 Picture MakeShares(Proc::SettingsEffectMask const& mask, unsigned width, unsigned height) {
-    double const edge = std::max(mask.GetFeather() * std::max(width, height), 1.5);
-    double const angle = mask.GetRotation() * kTurn / 360.0;
+    double const edge = std::max(mask.feather * std::max(width, height), 1.5);
+    double const angle = mask.rotation * kTurn / 360.0;
     return Picture::Make(width, height, false, [&](unsigned px, unsigned py) {
-        double const x = px + 0.5 - mask.GetX() * width;
-        double const y = height - py - 0.5 - mask.GetY() * height;
-        double const distance = GetDistance(mask.GetShape() == 0, x * std::cos(angle) + y * std::sin(angle),
-                                            y * std::cos(angle) - x * std::sin(angle), 0.5 * mask.GetWidth() * width,
-                                            0.5 * mask.GetHeight() * height);
-        double const share = SmoothStep(-0.5, 0.5, (mask.GetInverted() ? -distance : distance) / edge);
+        double const x = px + 0.5 - mask.x * width;
+        double const y = height - py - 0.5 - mask.y * height;
+        double const distance = GetDistance(
+            mask.shape == Proc::SettingsEffectMask::Shape::Ellipse, x * std::cos(angle) + y * std::sin(angle),
+            y * std::cos(angle) - x * std::sin(angle), 0.5 * mask.width * width, 0.5 * mask.height * height);
+        double const share = SmoothStep(-0.5, 0.5, (mask.inverted ? -distance : distance) / edge);
         return Rgba{share, share, share, 1.0};
     });
 }

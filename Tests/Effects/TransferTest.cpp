@@ -35,7 +35,7 @@ protected:
     }
     void SetMode(int mode) const {
         Proc::SettingsFrameDownloader settings;
-        settings.SetDownloadMode(mode);
+        settings.downloadMode = Proc::SettingsFrameDownloader::Mode{mode};
         downloader->SetSettings(settings);
     }
 };

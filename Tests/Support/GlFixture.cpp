@@ -83,7 +83,7 @@ boost::intrusive_ptr<Proc::ITwoInputEffectVideo> GlTest::MakeTransition(Proc::Se
 
 boost::intrusive_ptr<Proc::DataVideoFF> GlTest::Download(boost::intrusive_ptr<Proc::IDataVideo> frame, int mode) {
     Proc::SettingsFrameDownloader settings;
-    settings.SetDownloadMode(mode);
+    settings.downloadMode = Proc::SettingsFrameDownloader::Mode{mode};
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> const downloader = MakeEffect(settings);
     downloader->Process(frame);
     return boost::dynamic_pointer_cast<Proc::DataVideoFF>(frame);

@@ -55,11 +55,11 @@ public:
 private:
     /// The format that a picture of `source` is brought to; itself where it is accepted.
     PixFmt Choose(PixFmt source) const {
-        std::vector<PixFmt> const& accepted = settings.GetFormats();
+        std::vector<PixFmt> const& accepted = settings.formats;
         if (accepted.empty() || std::find(accepted.begin(), accepted.end(), source) != accepted.end()) {
             return source;
         }
-        if (settings.GetKeepAlpha()) {
+        if (settings.keepAlpha) {
             bool const hasAlpha = PixFmtDescription::Find(source).HasAlpha();
             auto const alike = std::find_if(accepted.begin(), accepted.end(), [hasAlpha](PixFmt format) {
                 return PixFmtDescription::Find(format).HasAlpha() == hasAlpha;

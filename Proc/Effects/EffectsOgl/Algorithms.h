@@ -23,7 +23,8 @@ public:
     IEffectAlgorithm& operator=(IEffectAlgorithm const&) = delete;
     virtual ~IEffectAlgorithm() = default;
 
-    /// Copies the settings. Throws `std::bad_cast` for those of another class. Processing thread.
+    /// Copies the settings. Throws `std::bad_cast` for those of another class and `std::invalid_argument` for values that
+    /// cannot be drawn (`Settings::Validate`); what was set before stays then. Processing thread.
     virtual void SetSettings(Proc::Settings const& settings) = 0;
     /// Draws `dst` from `src`, whose own tasks have run. `time` is the frame's timestamp in seconds; `progress` is 0 at
     /// the start of the effect's span and 1 at its end, not clamped. Keeps no argument. GL thread.
@@ -71,12 +72,9 @@ class WithSettings : public Algorithm {
 public:
     void SetSettings(Proc::Settings const& value) override {
         auto const& given = dynamic_cast<S const&>(value);
-        Validate(given);
+        given.Validate();
         settings = given;
     }
-
-    /// Throws `std::invalid_argument` for values that the algorithm does not draw; what was set before stays then.
-    virtual void Validate(S const&) const {}
 
 protected:
     S settings;

@@ -36,7 +36,7 @@ void EffectResizer::Processing(DataVideoOGL* dst, Src const& src, double, double
     auto& kept = GetCache<CacheImpl>(cache);
     kept.Initialize(info, settings);
     AttachTarget(*dst, storage);
-    Proc::Color const& color = settings.GetBackground();
+    Proc::Color const& color = settings.background;
     auto const channel = [](std::uint8_t value) { return static_cast<float>(value / 255.0); };
     glClearColor(channel(color.red), channel(color.green), channel(color.blue), channel(color.alpha));
     glClear(GL_COLOR_BUFFER_BIT);
@@ -49,7 +49,7 @@ OglCache* EffectResizer::CreateCache() const {
 
 boost::intrusive_ptr<DataVideoOGL> EffectResizer::CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) {
     constexpr std::uint8_t kOpaque = 255;
-    PixFmt const format = settings.GetBackground().alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
+    PixFmt const format = settings.background.alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
     return DataVideoOGL::Create(format, settings.GetOutputFrameSize(info));
 }
 

@@ -15,7 +15,7 @@ using Proc::DataVideoFF;
 using Proc::IDataVideo;
 
 constexpr char kSource[] = "Proc/Effects/EffectsOgl/FrameDownloader";
-constexpr std::int32_t kModeYuv420 = 1;
+using Mode = Proc::SettingsFrameDownloader::Mode;
 
 class DownloadTask final : public Ogl::IOglTask {
 public:
@@ -59,7 +59,7 @@ public:
     }
 
     void UpdateFormatCodec(intrusive_ptr<Conf::IFormatCodecVideo>& codec) override {
-        if (settings.GetDownloadMode() == kModeYuv420) {
+        if (settings.downloadMode == Mode::Yuv420p) {
             codec->SetPixFmt(PixFmt::Yuv420p);
         }
     }
@@ -70,7 +70,7 @@ public:
             return;
         }
         gpu->Execute();
-        PixFmt const format = settings.GetDownloadMode() == kModeYuv420 ? PixFmt::Yuv420p : gpu->GetPixFmt();
+        PixFmt const format = settings.downloadMode == Mode::Yuv420p ? PixFmt::Yuv420p : gpu->GetPixFmt();
         intrusive_ptr<DataVideoFF> const cpu = DataVideoFF::Create(format, gpu->GetFrameInfo());
         cpu->SetTimestamp(gpu->GetTimestamp());
         cpu->SetDuration(gpu->GetDuration());

@@ -78,14 +78,14 @@ public:
     void Run(OglCapability, ShaderStorage const& storage) override {
         Conf::FrameInfo const& from = src->GetFrameInfo();
         Conf::FrameInfo const& to = dst->GetFrameInfo();
-        Meeting const x(settings.GetX(), from.width, from.pixelAspectX, to.width, to.pixelAspectX);
-        Meeting const y(settings.GetY(), from.height, from.pixelAspectY, to.height, to.pixelAspectY);
+        Meeting const x(settings.x, from.width, from.pixelAspectX, to.width, to.pixelAspectX);
+        Meeting const y(settings.y, from.height, from.pixelAspectY, to.height, to.pixelAspectY);
         Src const overlay = std::move(src);
         if (x.Pixels() == 0 || y.Pixels() == 0) {
             return;
         }
         Frame const picture =
-            settings.GetOpacity() == kOpaque ? overlay->FrameData() : Fade(overlay->FrameData(), storage);
+            settings.opacity == kOpaque ? overlay->FrameData() : Fade(overlay->FrameData(), storage);
 
         AttachTarget(*dst, storage);
         Quad quad(GL_DYNAMIC_DRAW);
@@ -104,7 +104,7 @@ private:
         faded.Allocate(kAlphaFormat, overlay.GetWidth(), overlay.GetHeight());
         storage.FBO().Attach(faded.GetFirstTexture());
         EnableState const blend(GL_BLEND);
-        glBlendColor(0.0F, 0.0F, 0.0F, static_cast<float>(settings.GetOpacity() / 255.0));
+        glBlendColor(0.0F, 0.0F, 0.0F, static_cast<float>(settings.opacity / 255.0));
         glBlendFuncSeparate(GL_ONE, GL_ZERO, GL_CONSTANT_ALPHA, GL_ZERO);
         overlay.Draw(storage.Quad(), storage);
         return faded;
@@ -146,6 +146,7 @@ void ImageBlender::SetSettings(Proc::Settings const& value) {
 }
 
 void ImageBlender::SetSettings(Proc::SettingsEffectImageBlender const& value) {
+    value.Validate();
     if (!(value == settings)) {
         Reset();
         settings = value;
@@ -163,7 +164,7 @@ intrusive_ptr<Proc::IData> ImageBlender::ProcessData(Items const& items) {
     if (items.size() > 1 && std::find(items.begin(), items.end(), nullptr) != items.end()) {
         Core::Throw(std::invalid_argument("All data must be present"), {kProcess, kSource, 126});
     }
-    if (settings.GetOpacity() == 0 || !items.front()) {
+    if (settings.opacity == 0 || !items.front()) {
         return items.front();
     }
     std::vector<intrusive_ptr<IDataVideo>> pictures;

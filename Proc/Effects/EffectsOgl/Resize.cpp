@@ -36,8 +36,8 @@ public:
 
     void SetSettings(SettingsResizer const& value) override {
         std::lock_guard const lock(mutex);
+        inner->SetSettings(static_cast<Settings const&>(value));
         settings = value;
-        inner->SetSettings(static_cast<Settings const&>(settings));
     }
 
     Settings const* GetSettingsBase() const override { return &settings; }

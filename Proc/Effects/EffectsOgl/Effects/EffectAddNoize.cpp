@@ -38,17 +38,17 @@ class EffectAddNoize final : public EffectWithSettings<Proc::SettingsEffectAddNo
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        if (settings.GetStrength() <= 0.0) {
+        if (settings.strength <= 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass pass(storage, "EffectAddNoize", [] { return std::string(kFilmGrain) + kMain; });
-        SetFilmGrain(pass, storage, 1, picture, settings.GetSize(),
-                     settings.GetAnimated() ? GetFilmFrame(time, kRate) : 0U);
+        SetFilmGrain(pass, storage, 1, picture, settings.size,
+                     settings.animated ? GetFilmFrame(time, kRate) : 0U);
         pass.Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("strength", settings.GetStrength() * kMostDeviation)
-            .Set("monochrome", settings.GetMonochrome() ? 1.0F : 0.0F)
+            .Set("strength", settings.strength * kMostDeviation)
+            .Set("monochrome", settings.monochrome ? 1.0F : 0.0F)
             .DrawTo(*dst);
     }
 };

@@ -215,7 +215,7 @@ void BlurByReduction(DataVideoOGL& dst, Frame const& source, BlurKernel const& k
 void EffectBlur::Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                             OglCache*) const {
     Frame const source = src->FrameData().ConvertToRGBA(storage);
-    BlurKernel const kernel(source.GetWidth(), source.GetHeight(), settings.GetScale());
+    BlurKernel const kernel(source.GetWidth(), source.GetHeight(), settings.scale);
     constexpr int kMostUnrolled = 14;  // from here on reducing is both cheaper and more exact
     bool const areFetchesDear = OglManager::GetInstance().GetStrategy().areFetchesDear;
     if (areFetchesDear && kernel.size > kMostUnrolled) {

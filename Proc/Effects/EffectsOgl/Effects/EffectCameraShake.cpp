@@ -56,13 +56,13 @@ class EffectCameraShake final : public EffectWithSettings<Proc::SettingsEffectCa
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        double const amplitude = settings.GetAmplitude();
-        double const rotation = glm::radians(settings.GetRotation());
+        double const amplitude = settings.amplitude;
+        double const rotation = glm::radians(settings.rotation);
         if (amplitude == 0.0 && rotation == 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
-        auto const shake = [&](std::uint32_t motion) { return Shake(time, settings.GetFrequency(), motion, seed); };
+        auto const shake = [&](std::uint32_t motion) { return Shake(time, settings.frequency, motion, seed); };
         glm::dvec2 const sway{shake(0), shake(1)};
         double const roll = shake(2);
 

@@ -53,7 +53,7 @@ public:
         constexpr double kByte = 255.0;
         constexpr double kLeastSoftness = 1e-4;  // less than a step of 8-bit chroma
         constexpr double kLeastChroma = 1e-4;
-        Proc::Color const& color = settings.GetColor();
+        Proc::Color const& color = settings.color;
         glm::dvec3 const key(color.red / kByte, color.green / kByte, color.blue / kByte);
         double const luma = 0.2126 * key.r + 0.7152 * key.g + 0.0722 * key.b;
         glm::dvec2 const chroma((key.b - luma) / 1.8556, (key.r - luma) / 1.5748);
@@ -65,9 +65,9 @@ public:
             .Set("key_chroma", glm::vec2(chroma))
             .Set("key_luma", luma)
             .Set("lean", square > kLeastChroma ? 1.0 / square : 0.0)
-            .Set("tolerance", settings.GetTolerance())
-            .Set("slope", 1.0 / std::max(settings.GetSoftness(), kLeastSoftness))
-            .Set("spill", settings.GetSpill())
+            .Set("tolerance", settings.tolerance)
+            .Set("slope", 1.0 / std::max(settings.softness, kLeastSoftness))
+            .Set("spill", settings.spill)
             .DrawTo(*dst);
     }
 

@@ -15,12 +15,13 @@ public:
 
     void SetSettings(Proc::Settings const& value) override {
         auto const& settings = dynamic_cast<Proc::SettingsEffectColorBrush const&>(value);
+        settings.Validate();
         Proc::SettingsTransitionWaterbrush strokes;
-        constexpr std::int32_t kWholeWay = 1;  // strokes that begin with nothing painted and end with everything
-        strokes.SetType(kWholeWay);
-        strokes.SetAngle(settings.GetAngle());
-        strokes.SetSize(settings.GetSize());
-        strokes.SetRough(settings.GetRough());
+        // Strokes that begin with nothing painted and end with everything.
+        strokes.type = Proc::SettingsTransitionWaterbrush::Type::Inset;
+        strokes.angle = settings.angle;
+        strokes.size = settings.size;
+        strokes.rough = settings.rough;
         brush.SetSettings(strokes);
     }
 

@@ -27,7 +27,7 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectColorMixBurn", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("strength", settings.GetStrength())
+            .Set("strength", settings.strength)
             .DrawTo(*dst);
     }
 };

@@ -39,8 +39,8 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectColorMixDistinguish", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("distinguish", Centred(settings.GetColor()))
-            .Set("separation", Bytes(settings.GetSeparation()))
+            .Set("distinguish", Centred(settings.color))
+            .Set("separation", Bytes(settings.separation))
             .DrawTo(*dst);
     }
 };

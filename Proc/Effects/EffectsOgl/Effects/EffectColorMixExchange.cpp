@@ -26,7 +26,7 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectColorMixExchange", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("exchange", settings.GetColor())
+            .Set("exchange", settings.color)
             .DrawTo(*dst);
     }
 };

@@ -32,9 +32,9 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectColorMixField", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("threshold", settings.GetThreshold())
-            .Set("contrast", settings.GetContrast())
-            .Set("filler", settings.GetColor())
+            .Set("threshold", settings.threshold)
+            .Set("contrast", settings.contrast)
+            .Set("filler", settings.color)
             .DrawTo(*dst);
     }
 };

@@ -69,7 +69,7 @@ class EffectDiffuse final : public EffectWithSettings<Proc::SettingsEffectDiffus
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        if (settings.GetSize() <= 0.0) {
+        if (settings.size <= 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
@@ -77,14 +77,14 @@ public:
         glm::dvec2 const size(picture.GetWidth(), picture.GetHeight());
         double const larger = std::max(size.x, size.y);
         int const parts = std::clamp(static_cast<int>(std::ceil(kGrains / larger)), 1, kMostParts);
-        std::uint32_t const frame = settings.GetAnimated() ? GetFilmFrame(time, kRate) : 0U;
+        std::uint32_t const frame = settings.animated ? GetFilmFrame(time, kRate) : 0U;
         auto const begin = [frame](std::uint32_t coordinate) {
             return std::floor(HashToUnit(frame, coordinate, 0xD1FFU) * kNoiseSize);
         };
         Pass(storage, fmt::format("EffectDiffuse_{}", parts), [parts] { return MakeFragment(parts); })
             .Texture("tex", 0, picture, TextureFilter::Nearest)
             .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
-            .Set("reach", glm::vec2(settings.GetSize() * larger / size))
+            .Set("reach", glm::vec2(settings.size * larger / size))
             .Set("grains", glm::vec2(size * (kGrains / larger)))
             .Set("next", glm::vec2(1.0 / (size * static_cast<double>(parts))))
             .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)))

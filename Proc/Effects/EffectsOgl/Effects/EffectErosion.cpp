@@ -26,7 +26,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -242,21 +241,16 @@ void DrawDisc(Morphology const& morphology, Frame const& picture, int radius, Da
 
 class EffectErosion final : public EffectWithSettings<Proc::SettingsEffectErosion> {
 public:
-    void Validate(Proc::SettingsEffectErosion const& given) const override {
-        RequireChoice(given, "mode");
-        RequireChoice(given, "shape");
-    }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
         DrawUnchanged(*dst, *src, storage);
         Frame picture = src->FrameData().ConvertToRGBA(storage);
         int const radius =
-            static_cast<int>(std::lround(settings.GetSize() * std::max(picture.GetWidth(), picture.GetHeight())));
+            static_cast<int>(std::lround(settings.size * std::max(picture.GetWidth(), picture.GetHeight())));
         if (radius <= 0) {
             return;
         }
-        bool const isDilation = settings.GetMode() != 0;
+        bool const isDilation = settings.mode == Proc::SettingsEffectErosion::Mode::Dilation;
         if (PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha()) {
             Frame visible = Frame::Create();
             visible.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
@@ -267,7 +261,7 @@ public:
             picture = visible;
         }
         Morphology const morphology(storage, picture, isDilation);
-        (settings.GetShape() == 0 ? DrawSquare : DrawDisc)(morphology, picture, radius, *dst);
+        (settings.shape == Proc::SettingsEffectErosion::Shape::Square ? DrawSquare : DrawDisc)(morphology, picture, radius, *dst);
     }
 };
 

@@ -20,7 +20,6 @@
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {
@@ -148,12 +147,14 @@ constexpr double kWindow = 0.72;  // of the strip's width, a picture's
 constexpr double kBend = 0.5;     // radians from the frame's middle to its edge
 constexpr int kSlices = 64;
 
+using Direction = Proc::SettingsEffectFilmStrip::Direction;
+
 /// Where the strip and its pictures are. Pixels are the frame's; what runs along the strip is in whole ones before it
 /// is bent.
 struct Layout {
     Layout(Conf::FrameInfo const& info, Proc::SettingsEffectFilmStrip const& settings)
-        : isLevel(settings.GetDirection() >= 2) {
-        double const size = std::clamp(settings.GetSize(), 0.01, 1.0);
+        : isLevel(settings.direction == Direction::Left || settings.direction == Direction::Right) {
+        double const size = std::clamp(settings.size, 0.01, 1.0);
         frameAcross = isLevel ? info.height : info.width;
         frameAlong = isLevel ? info.width : info.height;
         double const free = frameAcross - size * frameAcross;
@@ -246,8 +247,6 @@ public:
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
-    void Validate(Proc::SettingsEffectFilmStrip const& given) const override { RequireChoice(given, "direction"); }
-
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache* cache) const override {
         auto& strips = GetCache<CacheImpl>(cache);
@@ -271,7 +270,7 @@ public:
 
         static constexpr std::array kSigns{1.0, -1.0, -1.0, 1.0};
         double const gone =
-            std::fmod(kSigns.at(static_cast<std::size_t>(settings.GetDirection())) * settings.GetSpeed() * time, 1.0);
+            std::fmod(kSigns.at(static_cast<std::size_t>(settings.direction)) * settings.speed * time, 1.0);
         static std::string const fragment = std::string(kLightAround) + kStrip;
         Shader const& shader = storage.MakeShader("EffectFilmStrip", kVertex, fragment);
         shader.Use();
@@ -286,7 +285,7 @@ public:
         shader.Uniform("perWidth", 1.0 / kWindow);
         shader.Uniform("pixel", 1.0 / layout.width);
         shader.Uniform("bend", layout.pitchAngle);
-        shader.Uniform("color", settings.GetColor());
+        shader.Uniform("color", settings.color);
         premultiplied.Get().Use(0, TextureFilter::Nearest);
         around.Get().Use(1);
         Mesh const& strip = strips.Get(layout);

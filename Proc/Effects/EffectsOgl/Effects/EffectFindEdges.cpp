@@ -130,16 +130,16 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     Frame const averaged = isWide ? AverageOver(picture, cell, storage) : picture;
     bool const isAtTexels = cell == std::floor(cell);
     bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
-    bool const isColored = settings.GetColor();
+    bool const isColored = settings.color;
     Pass(storage, fmt::format("EffectFindEdges{}{}", isOpaque ? "_opaque" : "_alpha", isColored ? "_color" : ""),
          [&] { return MakeFragment(isOpaque, isColored); })
         .Texture("tex", 0, averaged, isAtTexels ? TextureFilter::Nearest : TextureFilter::Linear)
         .Texture("origin", 1, picture, TextureFilter::Nearest)
         .Set("cell", static_cast<float>(cell / picture.GetWidth()), static_cast<float>(cell / picture.GetHeight()))
         .Set("scale", std::clamp(wanted, kLeastScale, 1.0) / kWeights)
-        .Set("strength", settings.GetStrength())
-        .Set("threshold", settings.GetThreshold())
-        .Set("ground", settings.GetInverted() ? 1.0F : 0.0F)
+        .Set("strength", settings.strength)
+        .Set("threshold", settings.threshold)
+        .Set("ground", settings.inverted ? 1.0F : 0.0F)
         .DrawTo(*dst);
 }
 

@@ -32,15 +32,15 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
         // With sign <= 0 a point at the reference radius D shows the source at D / scale^2.
-        double const a = settings.GetScale();
-        double const dist = settings.GetStrength();
-        double const radius = settings.GetReferenceRadius();
+        double const a = settings.scale;
+        double const dist = settings.strength;
+        double const radius = settings.referenceRadius;
         double const opt = radius / (std::log(1.0 + dist * radius) / std::log(2.0) * a * a);
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectFishEye", kFragment)
             .Texture("tex0", 0, picture)
             .Set("opt", opt)
-            .Set("signdist", settings.GetSign())
+            .Set("signdist", settings.sign)
             .Set("dist", dist)
             .DrawTo(*dst);
     }

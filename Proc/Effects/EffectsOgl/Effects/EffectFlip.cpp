@@ -11,8 +11,8 @@ class EffectFlip final : public EffectWithSettings<Proc::SettingsEffectFlip> {
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        float const a = settings.GetHorizontal() ? -1.0F : 1.0F;
-        float const b = settings.GetVertical() ? -1.0F : 1.0F;
+        float const a = settings.horizontal ? -1.0F : 1.0F;
+        float const b = settings.vertical ? -1.0F : 1.0F;
         AttachTarget(*dst, storage);
         Quad quad(GL_DYNAMIC_DRAW);
         quad.SetCorners({0, 0, -a, -b, 1, 0, a, -b, 1, 1, a, b, 0, 1, -a, b});

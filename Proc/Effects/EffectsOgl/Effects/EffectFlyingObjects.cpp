@@ -21,7 +21,6 @@
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {
@@ -87,7 +86,7 @@ PackedMesh3dDeprecated MakeObjects(std::uint32_t seed, std::uint32_t count) {
 
 class EffectFlyingObjects final : public EffectWithSettings<Proc::SettingsEffectFlyingObjects> {
 public:
-    EffectFlyingObjects() { settings.SetMoveDirection(0); }
+    EffectFlyingObjects() { settings.SetMoveDirection(Proc::SettingsEffectFlyingObjects::Direction::Down); }
 
     class CacheImpl final : public OglCache {
     public:
@@ -107,16 +106,11 @@ public:
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
-    void Validate(Proc::SettingsEffectFlyingObjects const& given) const override {
-        RequireChoice(given, "moveDirection");
-        RequireChoice(given, "kind");
-    }
-
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache* cache) const override {
         auto& objects = GetCache<CacheImpl>(cache);
         Texture const& target = dst->FrameData().GetFirstTexture();
-        bool const isVisible = settings.GetColor().alpha != 0 && settings.GetCount() > 0;
+        bool const isVisible = settings.color.alpha != 0 && settings.count > 0;
         if (!isVisible || target.IsOpaque()) {
             DrawUnchanged(*dst, *src, storage);
             if (isVisible) {
@@ -138,7 +132,7 @@ public:
 private:
     /// Into the attached target, which is opaque or premultiplied.
     void DrawObjects(CacheImpl& objects, Conf::FrameInfo const& info, double time, ShaderStorage const& storage) const {
-        FlyingShape const& shape = GetFlyingShape(settings.GetKind());
+        FlyingShape const& shape = GetFlyingShape(settings.kind);
         std::string const name = std::string("EffectFlyingObjects_") + shape.name;
         Shader const* const known = storage.FindShader(name);
         Shader const& shader =
@@ -146,11 +140,11 @@ private:
         shader.Use();
 
         double const aspect = GetDisplayAspect(info);
-        double const radius = 0.5 * settings.GetSize() * std::max(aspect, 1.0);
+        double const radius = 0.5 * settings.size * std::max(aspect, 1.0);
         constexpr double kReach = 1.8;  // of an object with its blur
         double const margin = kReach * radius + 2.0 / info.height;
         static constexpr std::array<std::array<float, 2>, 4> kHeadings{{{0, -1}, {0, 1}, {-1, 0}, {1, 0}}};
-        auto const& heading = kHeadings.at(static_cast<std::size_t>(settings.GetMoveDirection()));
+        auto const& heading = kHeadings.at(static_cast<std::size_t>(settings.moveDirection));
         double const way = (heading[0] != 0.0F ? aspect : 1.0) + 2.0 * margin;
         constexpr double kMinute = 60.0;
         shader.Uniform("extent", static_cast<float>(aspect), 1.0F);
@@ -158,16 +152,16 @@ private:
         shader.Uniform("margin", margin);
         shader.Uniform("radius", radius);
         shader.Uniform("height", static_cast<float>(info.height));
-        shader.Uniform("laps", GetFraction(settings.GetSpeed() * time / (kNearestLaps * way)));
+        shader.Uniform("laps", GetFraction(settings.speed * time / (kNearestLaps * way)));
         shader.Uniform("minute", GetFraction(time / kMinute));
         shader.Uniform("turning", static_cast<float>(shape.spin), static_cast<float>(shape.tumble), shape.tilt,
                        shape.rock);
         shader.Uniform("swaying", glm::vec3(shape.sway, static_cast<float>(shape.swayRate), shape.isUpright ? 1 : 0));
-        shader.Uniform("color", settings.GetColor());
+        shader.Uniform("color", settings.color);
 
         EnableState const blend(GL_BLEND);
         glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-        Mesh const& mesh = objects.Get(static_cast<std::uint32_t>(settings.GetCount()));
+        Mesh const& mesh = objects.Get(static_cast<std::uint32_t>(settings.count));
         mesh.Activate();
         mesh.Draw();
     }

@@ -87,15 +87,15 @@ class EffectGlassMosaic final : public EffectWithSettings<Proc::SettingsEffectGl
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        double const strength = std::clamp(settings.GetStrength(), 0.0, 1.0);
-        double const bevel = std::clamp(settings.GetBevel(), 0.0, 1.0);
+        double const strength = std::clamp(settings.strength, 0.0, 1.0);
+        double const bevel = std::clamp(settings.bevel, 0.0, 1.0);
         if (strength == 0.0 && bevel == 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Premultiplied const premultiplied(picture, storage);
-        BlockGrid const grid(src->GetFrameInfo(), std::max(settings.GetCount(), 1));
+        BlockGrid const grid(src->GetFrameInfo(), std::max(settings.count, 1));
         glm::dvec2 const pixel = grid.blocks / glm::dvec2(picture.GetWidth(), picture.GetHeight());
         Pass(storage, "EffectGlassMosaic", kFragment)
             .Texture("tex", 0, premultiplied.Get())

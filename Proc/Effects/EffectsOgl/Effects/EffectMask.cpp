@@ -18,7 +18,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -64,19 +63,18 @@ void main() {
     share = share * share * (3.0 - 2.0 * share);
 )glsl";
 
-constexpr std::int32_t kBlur = 0;
-constexpr std::int32_t kFill = 1;
-constexpr std::int32_t kTransparent = 2;
+using Shape = Proc::SettingsEffectMask::Shape;
+using Action = Proc::SettingsEffectMask::Action;
 
 /// Without the version.
-std::string MakeFragment(std::int32_t shape, std::int32_t action) {
-    std::string source = shape == 0 ? kEllipse : kRectangle;
+std::string MakeFragment(Shape shape, Action action) {
+    std::string source = shape == Shape::Ellipse ? std::string(kEllipse) : std::string(kRectangle);
     source += kMain;
     switch (action) {
-        case kBlur:
+        case Action::Blur:
             source += "    gl_FragColor = Blurred(origin, TexCoord0, share);\n";
             break;
-        case kFill:
+        case Action::Fill:
             source += "    gl_FragColor = vec4(mix(origin.rgb, color.rgb, share * color.a), origin.a);\n";
             break;
         default:
@@ -107,15 +105,10 @@ glm::dvec2 BoundDistance(glm::dvec2 const& p, glm::dvec2 const& radius, double r
 
 class EffectMask final : public EffectWithSettings<Proc::SettingsEffectMask> {
 public:
-    void Validate(Proc::SettingsEffectMask const& given) const override {
-        RequireChoice(given, "shape");
-        RequireChoice(given, "action");
-    }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        bool const isEmpty = settings.GetWidth() <= 0.0 || settings.GetHeight() <= 0.0;
-        if (IsNeutral() || (isEmpty && settings.GetInverted())) {
+        bool const isEmpty = settings.width <= 0.0 || settings.height <= 0.0;
+        if (IsNeutral() || (isEmpty && settings.inverted)) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
@@ -125,26 +118,26 @@ public:
         glm::dvec2 const pixels = extent / glm::dvec2(picture.GetWidth(), picture.GetHeight());
         constexpr double kSharpest = 1.5;  // pixels: the smooth step is as steep as a ramp over one
         double const edge =
-            std::max(settings.GetFeather() * std::max(extent.x, extent.y), kSharpest * std::max(pixels.x, pixels.y));
+            std::max(settings.feather * std::max(extent.x, extent.y), kSharpest * std::max(pixels.x, pixels.y));
 
-        double const angle = settings.GetRotation() * std::numbers::pi / 180.0;
-        glm::dvec2 const centre(settings.GetX(), settings.GetY());
+        double const angle = settings.rotation * std::numbers::pi / 180.0;
+        glm::dvec2 const centre(settings.x, settings.y);
         // A shape without an area lies nowhere near.
         glm::dvec2 const radius =
-            isEmpty ? glm::dvec2(1e-6) : 0.5 * extent * glm::dvec2(settings.GetWidth(), settings.GetHeight());
+            isEmpty ? glm::dvec2(1e-6) : 0.5 * extent * glm::dvec2(settings.width, settings.height);
         glm::dvec2 const middle = isEmpty ? glm::dvec2(1e3) : centre;
         glm::dvec2 const along(std::cos(angle), std::sin(angle));
         glm::dmat2 const turn(along.x * extent.x, -along.y * extent.x, along.y * extent.y, along.x * extent.y);
 
         glm::dvec2 const begin = -(turn * middle);
-        double const slope = (settings.GetInverted() ? -1.0 : 1.0) / edge;
+        double const slope = (settings.inverted ? -1.0 : 1.0) / edge;
 
         AmountCells const cells(picture.GetWidth(), picture.GetHeight(), [&](glm::dvec4 const& area) {
             glm::dvec2 const low(area.x, area.y);
             glm::dvec2 const high(area.z, area.w);
             glm::dvec2 const distance =
                 BoundDistance(turn * (0.5 * (low + high)) + begin, radius, glm::length(0.5 * (high - low) * extent),
-                              settings.GetShape() == 0);
+                              settings.shape == Shape::Ellipse);
             glm::dvec2 const ramp = glm::clamp(distance * slope + 0.5, 0.0, 1.0);
             glm::dvec2 const share = ramp * ramp * (3.0 - 2.0 * ramp);
             return glm::dvec2(std::min(share.x, share.y), std::max(share.x, share.y));
@@ -155,12 +148,12 @@ public:
                 .Set("begin", glm::vec2(begin))
                 .Set("radius", glm::vec2(radius))
                 .Set("slope", slope)
-                .Set("color", settings.GetColor());
+                .Set("color", settings.color);
         };
-        std::string const name = fmt::format("EffectMask_{}_{}", settings.GetShape(), settings.GetAction());
-        std::string const program = MakeFragment(settings.GetShape(), settings.GetAction());
-        if (settings.GetAction() == kBlur) {
-            BlurLevels(picture, settings.GetBlur(), cells, storage).DrawTo(*dst, name, program, prepare);
+        std::string const name = fmt::format("EffectMask_{}_{}", static_cast<int>(settings.shape), static_cast<int>(settings.action));
+        std::string const program = MakeFragment(settings.shape, settings.action);
+        if (settings.action == Action::Blur) {
+            BlurLevels(picture, settings.blur, cells, storage).DrawTo(*dst, name, program, prepare);
             return;
         }
         DrawUnchanged(*dst, *src, storage);
@@ -170,13 +163,13 @@ public:
     }
 
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
-        return settings.GetAction() == kTransparent ? kAlphaFormat : OutputFormat(srcFormat);
+        return settings.action == Action::Transparent ? kAlphaFormat : OutputFormat(srcFormat);
     }
 
 private:
     bool IsNeutral() const {
-        return (settings.GetAction() == kBlur && settings.GetBlur() <= 0.0) ||
-               (settings.GetAction() == kFill && settings.GetColor().alpha == 0);
+        return (settings.action == Action::Blur && settings.blur <= 0.0) ||
+               (settings.action == Action::Fill && settings.color.alpha == 0);
     }
 };
 

@@ -8,7 +8,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -43,22 +42,20 @@ Fold MakeFold(std::uint32_t texels, double position, bool isFarKept) {
 
 class EffectMirror final : public EffectWithSettings<Proc::SettingsEffectMirror> {
 public:
-    void Validate(Proc::SettingsEffectMirror const& given) const override { RequireChoice(given, "axis"); }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        enum Axis { kLeftToRight, kRightToLeft, kBottomToTop, kTopToBottom, kQuarters };
-        std::int32_t const axis = settings.GetAxis();
+        using Axis = Proc::SettingsEffectMirror::Axis;
+        Axis const axis = settings.axis;
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         std::uint32_t const width = picture.GetWidth();
         std::uint32_t const height = picture.GetHeight();
         Fold x{2.0F * static_cast<float>(width)};
         Fold y{2.0F * static_cast<float>(height)};
-        if (axis != kBottomToTop && axis != kTopToBottom) {
-            x = MakeFold(width, settings.GetPosition(), axis == kRightToLeft);
+        if (axis != Axis::BottomToTop && axis != Axis::TopToBottom) {
+            x = MakeFold(width, settings.position, axis == Axis::RightToLeft);
         }
-        if (axis != kLeftToRight && axis != kRightToLeft) {
-            y = MakeFold(height, settings.GetPosition(), axis != kBottomToTop);
+        if (axis != Axis::LeftToRight && axis != Axis::RightToLeft) {
+            y = MakeFold(height, settings.position, axis != Axis::BottomToTop);
         }
         Pass(storage, "EffectMirror", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)

@@ -17,7 +17,6 @@
 #include "Proc/Effects/EffectsOgl/Effects/BlockGrid.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -250,11 +249,9 @@ void DrawHexagons(DataVideoOGL& dst, Frame const& picture, double aspect, int co
 
 class EffectMosaic final : public EffectWithSettings<Proc::SettingsEffectMosaic> {
 public:
-    void Validate(Proc::SettingsEffectMosaic const& given) const override { RequireChoice(given, "shape"); }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        int const count = std::max(settings.GetCount(), 1);
+        int const count = std::max(settings.count, 1);
         Conf::FrameInfo const info = src->GetFrameInfo();
         BlockGrid const grid(info, count);
         if (grid.blocks == glm::dvec2(info.width, info.height)) {  // blocks of a pixel
@@ -262,7 +259,7 @@ public:
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
-        if (settings.GetShape() == 0) {
+        if (settings.shape == Proc::SettingsEffectMosaic::Shape::Square) {
             DrawSquares(*dst, picture, grid, storage);
         } else {
             DrawHexagons(*dst, picture, GetDisplayAspect(info), count, storage);

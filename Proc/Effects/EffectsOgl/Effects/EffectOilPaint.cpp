@@ -242,14 +242,14 @@ class EffectOilPaint final : public EffectWithSettings<Proc::SettingsEffectOilPa
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        if (settings.GetSize() <= 0.0) {
+        if (settings.size <= 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         bool const hasAlpha = PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha();
         Frame const filled =
-            hasAlpha ? FillTransparent(picture, src->GetFrameInfo(), settings.GetSize(), storage) : picture;
+            hasAlpha ? FillTransparent(picture, src->GetFrameInfo(), settings.size, storage) : picture;
 
         // The lattice is fine enough that the narrow Gaussian is wider than the lattice's own filtering, and coarse
         // enough to cost little.
@@ -258,7 +258,7 @@ public:
         constexpr double kNarrow = 0.2;  // standard deviations, parts of the radius
         constexpr double kWide = 0.33;
         constexpr double kFlow = 0.6;
-        double const radius = settings.GetSize() * std::max(picture.GetWidth(), picture.GetHeight());
+        double const radius = settings.size * std::max(picture.GetWidth(), picture.GetHeight());
         auto const factor =
             static_cast<std::uint32_t>(std::max(radius / kPointsPerRadius, radius < kLeastToHalve ? 1.0 : 2.0));
         double const points = radius / factor;
@@ -294,7 +294,7 @@ public:
             .Texture("flow", 3, flow.Get())
             .Set("to_lattice", toLattice)
             .Set("radius", glm::vec2(static_cast<float>(points)) / lattice.GetSize())
-            .Set("power", settings.GetSharpness() / 2.0)
+            .Set("power", settings.sharpness / 2.0)
             .DrawTo(*dst);
     }
 };

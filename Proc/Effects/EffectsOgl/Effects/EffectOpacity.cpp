@@ -13,7 +13,7 @@ public:
                     OglCache*) const override {
         AttachTarget(*dst, storage);
         EnableState const blend(GL_BLEND);
-        glBlendColor(1.0F, 1.0F, 1.0F, static_cast<float>(settings.GetOpacity()));
+        glBlendColor(1.0F, 1.0F, 1.0F, static_cast<float>(settings.opacity));
         glBlendFunc(GL_CONSTANT_COLOR, GL_ZERO);
         src->FrameData().Draw(storage.Quad(), storage);
     }

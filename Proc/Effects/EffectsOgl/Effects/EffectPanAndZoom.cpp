@@ -35,10 +35,10 @@ class EffectPanAndZoom final : public EffectWithSettings<Proc::SettingsEffectPan
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double progress, ShaderStorage const& storage,
                     OglCache*) const override {
-        View const first = MoveInside({{settings.GetStartX(), settings.GetStartY()}, settings.GetStartZoom()});
-        View const last = MoveInside({{settings.GetEndX(), settings.GetEndY()}, settings.GetEndZoom()});
+        View const first = MoveInside({{settings.startX, settings.startY}, settings.startZoom});
+        View const last = MoveInside({{settings.endX, settings.endY}, settings.endZoom});
         double const t = std::clamp(progress, 0.0, 1.0);
-        View const view = Glide(first, last, settings.GetSmooth() ? t * t * (3.0 - 2.0 * t) : t);
+        View const view = Glide(first, last, settings.smooth ? t * t * (3.0 - 2.0 * t) : t);
         DrawView(*dst, src, view, {0, 0, 0, 0}, storage);
     }
 };

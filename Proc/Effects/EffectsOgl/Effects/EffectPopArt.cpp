@@ -48,11 +48,11 @@ public:
         Frame const picture = blurred->FrameData();
         Pass(storage, "EffectPopArt", kFragment)
             .Texture("tex", 0, picture)
-            .Set("saturation", settings.GetSaturation())
-            .Set("hue", settings.GetHue())
-            .Set("offset", settings.GetOffset())
-            .Set("levels", static_cast<float>(settings.GetLevels()))
-            .Set("amount", static_cast<float>(settings.GetAmount()))
+            .Set("saturation", settings.saturation)
+            .Set("hue", settings.hue)
+            .Set("offset", settings.offset)
+            .Set("levels", static_cast<float>(settings.levels))
+            .Set("amount", static_cast<float>(settings.amount))
             .DrawTo(*dst);
     }
 

@@ -29,7 +29,7 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectPosterize", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("levels", static_cast<float>(settings.GetLevels()))
+            .Set("levels", static_cast<float>(settings.levels))
             .DrawTo(*dst);
     }
 };

@@ -345,9 +345,9 @@ public:
 
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache* cache) const override {
-        std::uint32_t const frame = GetFilmFrame(time, settings.GetRate());
-        bool const isExposed = settings.GetFlicker() > 0.0 || settings.GetWeave() > 0.0 ||
-                               settings.GetVignette() > 0.0 || settings.GetGrain() > 0.0;
+        std::uint32_t const frame = GetFilmFrame(time, settings.rate);
+        bool const isExposed = settings.flicker > 0.0 || settings.weave > 0.0 ||
+                               settings.vignette > 0.0 || settings.grain > 0.0;
         if (isExposed) {
             Expose(*dst, src->FrameData().ConvertToRGBA(storage), frame, storage);
         } else {
@@ -355,11 +355,11 @@ public:
         }
         Frame const target = dst->FrameData();
         Damage damage(target.GetWidth(), target.GetHeight());
-        if (settings.GetScratches() > 0.0) {
-            AddScratches(damage, frame, settings.GetScratches());
+        if (settings.scratches > 0.0) {
+            AddScratches(damage, frame, settings.scratches);
         }
-        if (settings.GetDust() > 0.0) {
-            AddDust(damage, frame, settings.GetDust());
+        if (settings.dust > 0.0) {
+            AddDust(damage, frame, settings.dust);
         }
         if (!damage.GetMesh().indices.empty()) {
             LayOver(target, damage.GetMesh(), GetCache<CacheImpl>(cache), storage);
@@ -371,14 +371,14 @@ private:
         Dice dice(frame, 0, kFlicker);
         double const brightness =
             0.11 * SmoothNoise(frame * 0.37, 0, kFlicker + 8) + 0.07 * dice.Between(-1.0, 1.0) - 0.03;
-        double const exposure = std::exp(settings.GetFlicker() * brightness);
-        double const unevenness = settings.GetFlicker() * 0.05 * SmoothNoise(frame * 0.6, 1, kFlicker + 8);
+        double const exposure = std::exp(settings.flicker * brightness);
+        double const unevenness = settings.flicker * 0.05 * SmoothNoise(frame * 0.6, 1, kFlicker + 8);
 
         // The film's own place in the gate goes slowly; that of each frame a little to and fro, most along the strip.
         // What it can be at most is what the picture is enlarged by.
         constexpr glm::dvec2 kSlow(0.0022, 0.0022);
         constexpr glm::dvec2 kQuick(0.0008, 0.0020);
-        glm::dvec2 const most = (kSlow + kQuick) * settings.GetWeave() *
+        glm::dvec2 const most = (kSlow + kQuick) * settings.weave *
                                 static_cast<double>(std::max(picture.GetWidth(), picture.GetHeight())) /
                                 glm::dvec2(picture.GetWidth(), picture.GetHeight());
         auto const sway = [frame](std::uint32_t axis, double rate) { return SmoothNoise(frame * rate, axis, kWeave); };
@@ -394,11 +394,11 @@ private:
         Premultiplied const source(picture, storage);
         Pass pass(storage, "EffectRetroArtefacts", [] { return std::string(kFilmGrain) + kExposure; });
         SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame);
-        pass.Texture("tex", 0, source.Get(), settings.GetWeave() > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest)
+        pass.Texture("tex", 0, source.Get(), settings.weave > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest)
             .Set("gate", glm::vec4(factor, factor, offset.x, offset.y))
             .Set("exposure", glm::vec2(exposure, unevenness))
-            .Set("vignette", settings.GetVignette() * kMostVignette)
-            .Set("grain", settings.GetGrain() * kMostGrain)
+            .Set("vignette", settings.vignette * kMostVignette)
+            .Set("grain", settings.grain * kMostGrain)
             .DrawTo(dst);
     }
 

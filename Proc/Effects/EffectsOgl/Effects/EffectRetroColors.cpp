@@ -59,7 +59,7 @@ class EffectRetroColors final : public EffectWithSettings<Proc::SettingsEffectRe
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        auto const mode = static_cast<std::size_t>(std::clamp(settings.GetMode(), 0, 3));
+        auto const mode = static_cast<std::size_t>(std::clamp(static_cast<int>(settings.mode), 0, 3));
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass pass(storage, kPrograms[mode], kFragments[mode]);
         pass.Texture("tex", 0, picture, TextureFilter::Nearest);

@@ -12,7 +12,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -66,20 +65,18 @@ void main() {
 
 class EffectSharpen final : public EffectWithSettings<Proc::SettingsEffectSharpen> {
 public:
-    void Validate(Proc::SettingsEffectSharpen const& given) const override { RequireChoice(given, "kernel"); }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        if (settings.GetStrength() == 0.0) {
+        if (settings.strength == 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
-        bool const isWide = settings.GetKernel() != 0;
+        bool const isWide = settings.kernel == Proc::SettingsEffectSharpen::Kernel::FiveByFive;
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, isWide ? "EffectSharpen_5x5" : "EffectSharpen_3x3", [&] { return MakeFragment(isWide ? 2 : 1); })
             .Texture("tex", 0, picture, TextureFilter::Nearest)
             .Set("texel", 1.0F / static_cast<float>(picture.GetWidth()), 1.0F / static_cast<float>(picture.GetHeight()))
-            .Set("strength", settings.GetStrength())
+            .Set("strength", settings.strength)
             .DrawTo(*dst);
     }
 };

@@ -49,23 +49,23 @@ class EffectStripes final : public EffectWithSettings<Proc::SettingsEffectStripe
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        double const fill = std::clamp(settings.GetFill(), 0.0, 1.0);
-        if (fill == 0.0 || settings.GetColor().alpha == 0) {
+        double const fill = std::clamp(settings.fill, 0.0, 1.0);
+        if (fill == 0.0 || settings.color.alpha == 0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         // Stripes for each unit of the picture's height as it is shown, along its width and its height.
         double const aspect = GetDisplayAspect(src->GetFrameInfo());
-        double const density = settings.GetCount() / std::hypot(aspect, 1.0);
-        double const angle = settings.GetAngle() * std::numbers::pi / 180.0;
+        double const density = settings.count / std::hypot(aspect, 1.0);
+        double const angle = settings.angle * std::numbers::pi / 180.0;
         double const byS = -std::sin(angle) * aspect * density;
         double const byT = std::cos(angle) * density;
-        double const drift = std::fmod(settings.GetSpeed() * time, 1.0);
+        double const drift = std::fmod(settings.speed * time, 1.0);
         // As wide as the box that has the variance of the pixel's projection.
         double const pixel = std::hypot(byS / picture.GetWidth(), byT / picture.GetHeight());
         constexpr double kLeastRamp = 1.0e-6;
-        double const softness = std::clamp(settings.GetSoftness(), 0.0, 1.0);
+        double const softness = std::clamp(settings.softness, 0.0, 1.0);
         double const ramp = std::max(softness * std::min(fill, 1.0 - fill), kLeastRamp);
         Pass(storage, "EffectStripes", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)
@@ -74,7 +74,7 @@ public:
             .Set("inner", 0.5 * (fill - ramp))
             .Set("ramp", ramp)
             .Set("pixel", pixel)
-            .Set("color", settings.GetColor())
+            .Set("color", settings.color)
             .DrawTo(*dst);
     }
 };

@@ -20,7 +20,6 @@
 #include "Proc/Effects/EffectsOgl/Effects/View.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -89,19 +88,17 @@ vec4 Background(vec2 at) {
 }
 )glsl";
 
-constexpr std::int32_t kColorBackground = 1;
+using Background = Proc::SettingsEffectSubFrame::Background;
 constexpr std::uint8_t kOpaque = 255;
 
 }  // namespace
 
 class EffectSubFrame final : public EffectWithSettings<Proc::SettingsEffectSubFrame> {
 public:
-    void Validate(Proc::SettingsEffectSubFrame const& given) const override { RequireChoice(given, "background"); }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        double const zoom = settings.GetSize();
-        glm::dvec2 const centre{settings.GetX(), settings.GetY()};
+        double const zoom = settings.size;
+        glm::dvec2 const centre{settings.x, settings.y};
         View const view{0.5 - (centre - 0.5) / zoom, zoom};
         if (view == View()) {
             DrawUnchanged(*dst, *src, storage);
@@ -115,14 +112,14 @@ public:
         double const aspect = GetDisplayAspect(src->GetFrameInfo());
         glm::dvec2 const larger = size * glm::dvec2(std::max(1.0 / aspect, 1.0), std::max(aspect, 1.0));
         ViewBorders const inner(view, size);
-        glm::dvec2 const border = larger * settings.GetBorder();
+        glm::dvec2 const border = larger * settings.border;
         constexpr double kSoftness = 0.03;  // the shadow's sigma, of a card as large as the frame
         constexpr glm::dvec2 kFall{0.006, -0.02};
         auto const box = [](ViewBorders const& borders, glm::dvec2 const& wider, glm::dvec2 const& shift) {
             return glm::vec4(glm::vec2(borders.low - wider + shift), glm::vec2(borders.high + wider + shift));
         };
 
-        bool const isBlurred = settings.GetBackground() != kColorBackground;
+        bool const isBlurred = settings.background != Background::Color;
         Src const blurred = isBlurred ? Blur(*src, picture, aspect, storage) : Src();
         Frame const back = isBlurred ? blurred->FrameData() : picture;
         Pass pass(storage, isBlurred ? "EffectSubFrame_blurred" : "EffectSubFrame_color",
@@ -133,8 +130,8 @@ public:
             .Set("outer", box(inner, border, {}))
             .Set("shade", box(inner, border, larger * zoom * kFall))
             .Set("sharpness", glm::vec2(1.0 / (std::sqrt(2.0) * kSoftness * zoom * larger)))
-            .Set("shadow", settings.GetShadow())
-            .Set("border_color", settings.GetBorderColor());
+            .Set("shadow", settings.shadow)
+            .Set("border_color", settings.borderColor);
         if (isBlurred) {
             pass.Texture("blurred", 1, back)
                 .Texture("noise", 2, storage.Noise(), TextureFilter::Nearest)
@@ -142,14 +139,14 @@ public:
                      0.5F / static_cast<float>(back.GetHeight()))
                 .Set("noise_scale", 1.0F / static_cast<float>(kNoiseSize));
         } else {
-            pass.Set("color", settings.GetColor());
+            pass.Set("color", settings.color);
         }
         pass.DrawTo(*dst);
     }
 
     /// With alpha also over a translucent colour.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
-        bool const isClear = settings.GetBackground() == kColorBackground && settings.GetColor().alpha < kOpaque;
+        bool const isClear = settings.background == Background::Color && settings.color.alpha < kOpaque;
         return isClear ? kAlphaFormat : OutputFormat(srcFormat);
     }
 

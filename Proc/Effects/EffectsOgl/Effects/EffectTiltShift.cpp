@@ -47,14 +47,14 @@ class EffectTiltShift final : public EffectWithSettings<Proc::SettingsEffectTilt
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        bool const isBlurred = settings.GetBlur() > 0.0;
-        if (!isBlurred && settings.GetSaturation() == 1.0) {
+        bool const isBlurred = settings.blur > 0.0;
+        if (!isBlurred && settings.saturation == 1.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         auto const prepare = [&](Pass& pass) {
-            pass.Texture("tex", 0, picture, TextureFilter::Nearest).Set("saturation", settings.GetSaturation());
+            pass.Texture("tex", 0, picture, TextureFilter::Nearest).Set("saturation", settings.saturation);
         };
         if (!isBlurred) {
             Pass pass(storage, "EffectTiltShift_sharp", [] { return std::string(kVersion) + kMain; });
@@ -62,14 +62,14 @@ public:
             pass.DrawTo(*dst);
             return;
         }
-        double const angle = settings.GetAngle() * std::numbers::pi / 180.0;
+        double const angle = settings.angle * std::numbers::pi / 180.0;
         double const aspect = GetDisplayAspect(src->GetFrameInfo());
         double const extent = aspect * std::fabs(std::sin(angle)) + std::fabs(std::cos(angle));
         glm::dvec2 const normal(-std::sin(angle) * aspect / extent, std::cos(angle) / extent);
-        double const offset = 0.5 - settings.GetPosition() - 0.5 * (normal.x + normal.y);
-        double const halfSize = 0.5 * settings.GetSize();
+        double const offset = 0.5 - settings.position - 0.5 * (normal.x + normal.y);
+        double const halfSize = 0.5 * settings.size;
         double const pixel = 1.0 / std::max(picture.GetWidth(), picture.GetHeight());
-        double const slope = 1.0 / std::max(settings.GetFeather(), pixel);
+        double const slope = 1.0 / std::max(settings.feather, pixel);
 
         AmountCells const cells(picture.GetWidth(), picture.GetHeight(), [&](glm::dvec4 const& area) {
             glm::dvec2 const low(area.x, area.y);
@@ -79,7 +79,7 @@ public:
             glm::dvec2 const beyond(std::max(place - reach, 0.0), place + reach);
             return glm::clamp((beyond - halfSize) * slope, 0.0, 1.0);
         });
-        BlurLevels const levels(picture, settings.GetBlur(), cells, storage);
+        BlurLevels const levels(picture, settings.blur, cells, storage);
         levels.DrawTo(*dst, "EffectTiltShift", std::string("#define WITH_BLUR\n") + kMain, [&](Pass& pass) {
             prepare(pass);
             pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);

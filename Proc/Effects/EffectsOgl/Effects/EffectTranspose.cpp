@@ -6,7 +6,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {
@@ -29,13 +28,11 @@ Conf::FrameInfo Turn(Conf::FrameInfo const& info) {
 
 class EffectTranspose final : public EffectWithSettings<Proc::SettingsEffectTranspose> {
 public:
-    void Validate(Proc::SettingsEffectTranspose const& given) const override { RequireChoice(given, "mode"); }
-
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
         // The main diagonal runs from the upper left to the lower right, texture coordinates from the lower left.
         static constexpr std::array<std::pair<float, float>, 4> kReversed{{{1, 1}, {1, 0}, {0, 1}, {0, 0}}};
-        auto const [s, t] = kReversed[static_cast<std::size_t>(settings.GetMode())];
+        auto const [s, t] = kReversed[static_cast<std::size_t>(settings.mode)];
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectTranspose", kFragment)
             .Texture("tex", 0, picture, TextureFilter::Nearest)

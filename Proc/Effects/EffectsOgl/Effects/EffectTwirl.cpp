@@ -37,15 +37,15 @@ public:
         constexpr double kMostTwirl = 4.0 * kTurn;
         constexpr double kCycle = 4.0;
         constexpr double kStart = 3.0;  // where the triangle wave rises through 0
-        double const wobble = std::fabs(std::cos(settings.GetWobbleRate() * std::numbers::pi * time)) - 1.0;
+        double const wobble = std::fabs(std::cos(settings.wobbleRate * std::numbers::pi * time)) - 1.0;
         double const at =
-            std::fmod(kCycle * settings.GetTwirlRate() * time + kStart + settings.GetTwirlPhase(), kCycle);
+            std::fmod(kCycle * settings.twirlRate * time + kStart + settings.twirlPhase, kCycle);
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectTwirl", kFragment)
             .Texture("tex", 0, picture)
             .Set("aspect_ratio", static_cast<float>(picture.GetWidth()) / static_cast<float>(picture.GetHeight()))
             .Set("twirl", static_cast<float>((std::fabs(at - 2.0) - 1.0) * kMostTwirl))
-            .Set("rotate", static_cast<float>(wobble * kTurn + settings.GetBaseRotation() * kTurn))
+            .Set("rotate", static_cast<float>(wobble * kTurn + settings.baseRotation * kTurn))
             .DrawTo(*dst);
     }
 };

@@ -170,9 +170,9 @@ class EffectVHS final : public EffectWithSettings<Proc::SettingsEffectVHS> {
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        double const strength = settings.GetStrength();
-        if (strength <= 0.0 && settings.GetNoise() <= 0.0 && settings.GetTracking() <= 0.0 &&
-            settings.GetScanlines() <= 0.0) {
+        double const strength = settings.strength;
+        if (strength <= 0.0 && settings.noise <= 0.0 && settings.tracking <= 0.0 &&
+            settings.scanlines <= 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
@@ -190,10 +190,10 @@ public:
             .Set("field", glm::vec2(begin(0), begin(1)))
             .Set("jitter", strength)
             .Set("sway", static_cast<float>(std::fmod(time * 2.3, static_cast<double>(kNoiseSize))))
-            .Set("tracking", std::pow(settings.GetTracking(), 0.7))
+            .Set("tracking", std::pow(settings.tracking, 0.7))
             .Set("band", (turn - std::floor(turn)) * 1.6 - 0.2)
             .Set("switching", 0.03 + 0.008 * random(2))
-            .Set("drop", settings.GetNoise() * 0.03)
+            .Set("drop", settings.noise * 0.03)
             .DrawTo(lines.Get());
 
         Premultiplied const source(picture, storage);
@@ -231,8 +231,8 @@ public:
             .Set("field", glm::vec4(begin(3), begin(4), begin(5), begin(6)))
             .Set("soft", glm::vec2(std::min(1.0, 1.5 * strength), 1.0 - std::pow(1.0 - strength, 2.0)))
             .Set("delay", 0.008 * strength)
-            .Set("noisy", glm::vec2(0.17, 0.2) * static_cast<float>(settings.GetNoise()))
-            .Set("scan", glm::vec2(kGap * settings.GetScanlines() * glm::dvec2(1.0, seen)))
+            .Set("noisy", glm::vec2(0.17, 0.2) * static_cast<float>(settings.noise))
+            .Set("scan", glm::vec2(kGap * settings.scanlines * glm::dvec2(1.0, seen)))
             .DrawTo(*dst);
     }
 };

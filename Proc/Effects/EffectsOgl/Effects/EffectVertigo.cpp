@@ -113,15 +113,15 @@ class EffectVertigo final : public EffectWithSettings<Proc::SettingsEffectVertig
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        double const strength = settings.GetStrength();
+        double const strength = settings.strength;
         if (strength == 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
         Premultiplied const picture(src->FrameData().ConvertToRGBA(storage), storage);
         bool const isOpaque = picture.Get().IsOpaque();
-        int const ghosts = settings.GetGhosts();
-        double const phase = 2.0 * std::numbers::pi * settings.GetSpeed() * time;
+        int const ghosts = settings.ghosts;
+        double const phase = 2.0 * std::numbers::pi * settings.speed * time;
         Copies const copies = MakeCopies(GetDisplayAspect(src->GetFrameInfo()), phase, strength, ghosts);
         Pass(storage, fmt::format("EffectVertigo_{}_{}", isOpaque ? "opaque" : "alpha", ghosts),
              [&] { return MakeFragment(ghosts + 1, isOpaque); })

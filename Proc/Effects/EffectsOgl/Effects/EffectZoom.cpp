@@ -11,15 +11,15 @@ class EffectZoom final : public EffectWithSettings<Proc::SettingsEffectZoom> {
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        glm::dvec2 const fixed{settings.GetX(), settings.GetY()};
-        View const view{fixed + (0.5 - fixed) / settings.GetZoom(), settings.GetZoom()};
-        DrawView(*dst, src, view, settings.GetBackground(), storage);
+        glm::dvec2 const fixed{settings.x, settings.y};
+        View const view{fixed + (0.5 - fixed) / settings.zoom, settings.zoom};
+        DrawView(*dst, src, view, settings.background, storage);
     }
 
     /// With alpha also where the background is translucent.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         constexpr std::uint8_t kOpaque = 255;
-        return settings.GetBackground().alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
+        return settings.background.alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
     }
 };
 

@@ -329,7 +329,7 @@ void main() {
 }
 )glsl";
 
-FlyingShape const& GetFlyingShape(std::int32_t kind) {
+FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind) {
     return kShapes.at(static_cast<std::size_t>(kind));
 }
 

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "Proc/Settings/SettingsStyleEffects.h"
+
 namespace Kaltor::Ogl {
 
 /// What flies, and how it moves. A shape is drawn by its distance field, in its own plane, which turns in space.
@@ -19,7 +21,7 @@ struct FlyingShape {
 };
 
 /// The shape of `kind` as in `SettingsEffectFlyingObjects`.
-FlyingShape const& GetFlyingShape(std::int32_t kind);
+FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind);
 
 extern char const* const kFlyingVertex;
 /// The whole fragment program of a shape.

@@ -79,7 +79,7 @@ PackedQuad MakeSlidingPieces(float progress) {
     return MakeLattice(stretches, stretches);
 }
 
-PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& impulses, std::int32_t direction,
+PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& impulses, ShardDirection direction,
                       float aspect, float progress) {
     auto const columns = static_cast<float>(grid.columns);
     auto const rows = static_cast<float>(grid.rows);
@@ -95,11 +95,11 @@ PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& imp
             float x = static_cast<float>(2 * i + 1) / columns - 1.0F;
             float y = static_cast<float>(2 * j + 1) / rows - 1.0F;
             float growth = 1.0F;
-            if (direction == ShardDirection::kRise) {
+            if (direction == ShardDirection::Rise) {
                 y += 2.0F * impulse->travel * progress;
-            } else if (direction == ShardDirection::kFall) {
+            } else if (direction == ShardDirection::Fall) {
                 y -= 2.0F * impulse->travel * progress;
-            } else if (direction == ShardDirection::kBurst) {
+            } else if (direction == ShardDirection::Burst) {
                 float const distance = impulse->travel * progress + 1.0F;
                 x *= distance;
                 y *= distance;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Ogl/Mesh.h"
+#include "Proc/Settings/SettingsMeshTransitions.h"
 
 namespace Kaltor::Ogl {
 
@@ -43,15 +44,11 @@ struct ShardImpulse {
     float travel;  ///< how far it has come at the end
 };
 
-namespace ShardDirection {
-constexpr std::int32_t kBurst = 0;
-constexpr std::int32_t kFall = 1;
-constexpr std::int32_t kRise = 2;
-}  // namespace ShardDirection
+using ShardDirection = Proc::SettingsTransitionShatter::Direction;
 
 /// Shards, one impulse for each tile of the grid, that turn in the plane without shear on a picture of this aspect.
 /// Only bursting ones grow; those of an unknown direction turn in their places.
-PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& impulses, std::int32_t direction,
+PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& impulses, ShardDirection direction,
                       float aspect, float progress);
 
 }  // namespace Kaltor::Ogl

@@ -12,16 +12,16 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr std::int32_t kLastMode = 5;
+using Mode = Proc::SettingsTransitionBarnDoor::Mode;
 
 /// `opening` is 0 for closed doors and 1 for doors that are gone.
-PackedQuad MakeDoors(std::int32_t mode, float opening) {
+PackedQuad MakeDoors(Mode mode, float opening) {
     Stretch const whole{0.0F, 1.0F, -1.0F, 1.0F};
     Stretch const low{opening / 2.0F, 0.5F, -1.0F, -opening};
     Stretch const high{0.5F, (2.0F - opening) / 2.0F, opening, 1.0F};
     std::vector<Stretch> const halves{low, high};
-    std::vector<Stretch> const columns = mode <= 1 ? std::vector{whole} : halves;
-    std::vector<Stretch> const rows = mode == 2 || mode == 3 ? std::vector{whole} : halves;
+    std::vector<Stretch> const columns = mode == Mode::CloseVertical || mode == Mode::OpenVertical ? std::vector{whole} : halves;
+    std::vector<Stretch> const rows = mode == Mode::CloseHorizontal || mode == Mode::OpenHorizontal ? std::vector{whole} : halves;
     return MakeLattice(columns, rows);
 }
 
@@ -31,12 +31,13 @@ class TransitionBarnDoor final : public TransitionWithSettings<Proc::SettingsTra
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        std::int32_t const mode = settings.GetMode();
-        if (mode < 0 || mode > kLastMode) {  // no doors
+        Mode const mode = settings.mode;
+        bool const isOpening = mode == Mode::OpenVertical || mode == Mode::OpenHorizontal || mode == Mode::OpenCorners;
+        bool const isClosing = mode == Mode::CloseVertical || mode == Mode::CloseHorizontal || mode == Mode::CloseCorners;
+        if (!isOpening && !isClosing) {  // no doors
             DrawUnchanged(*dst, *second, storage);
             return;
         }
-        bool const isOpening = mode % 2 != 0;
         DataVideoOGL& doors = isOpening ? *first : *second;
         DataVideoOGL& behind = isOpening ? *second : *first;
         auto const opening = static_cast<float>(isOpening ? progress : 1.0 - progress);

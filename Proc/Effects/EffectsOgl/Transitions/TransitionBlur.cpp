@@ -11,8 +11,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr std::int32_t kIncoming = 0;
-constexpr std::int32_t kBoth = 2;
+using Mode = Proc::SettingsTransitionBlur::Mode;
 
 /// Blurs from 1.5 texels' worth at `strength` 0 to 6.5 at 1.
 void Blur(DataVideoOGL* target, Src const& picture, double time, double strength, ShaderStorage const& storage) {
@@ -27,7 +26,7 @@ class TransitionBlur final : public TransitionWithSettings<Proc::SettingsTransit
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        if (settings.GetMode() == kBoth) {
+        if (settings.mode == Mode::Both) {
             Src const middle = DataVideoOGL::Create(dst->GetPixFmt(), second->GetFrameInfo());
             Blur(middle.get(), second, time, 1.0 - progress, storage);
             Blur(dst, first, time, progress, storage);
@@ -35,7 +34,7 @@ public:
             BlendConstantAlpha(middle->FrameData(), progress, storage);
             return;
         }
-        bool const isIncoming = settings.GetMode() == kIncoming;
+        bool const isIncoming = settings.mode == Mode::Incoming;
         double const strength = isIncoming ? 1.0 - progress : progress;
         Blur(dst, isIncoming ? second : first, time, strength, storage);
         AttachTarget(*dst, storage);

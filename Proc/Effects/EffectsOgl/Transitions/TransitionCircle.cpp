@@ -7,7 +7,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -37,11 +36,9 @@ void main() {
 
 class TransitionCircle final : public TransitionWithSettings<Proc::SettingsTransitionCircle> {
 public:
-    void Validate(Proc::SettingsTransitionCircle const& given) const override { RequireChoice(given, "sense"); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        bool const isOpening = settings.GetSense() != 0;
+        bool const isOpening = settings.sense == Proc::SettingsTransitionCircle::Sense::Opening;
         double const size = isOpening ? progress : 1.0 - progress;
         if (size >= 1.0) {  // in the corners of a tall picture the rim would still be seen
             DrawUnchanged(*dst, isOpening ? *second : *first, storage);

@@ -54,7 +54,7 @@ public:
         auto const k = static_cast<float>(progress);
         Quad const pieces(MakePieces(k), GL_STREAM_DRAW);
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
-        if (settings.GetScroll() && k != 1.0F) {
+        if (settings.scroll && k != 1.0F) {
             AttachTarget(*dst, storage);
             second->FrameData().Draw(Quad(MakeScroll(k), GL_STREAM_DRAW), storage);
         } else {

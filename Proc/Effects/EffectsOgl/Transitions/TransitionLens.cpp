@@ -4,7 +4,6 @@
 #include <array>
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/GrowingDisc.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
@@ -25,8 +24,6 @@ constexpr std::array<glm::vec2, 3> kCentres{{{0.0F, 0.0F}, {0.0F, 1.0F}, {0.5F, 
 
 class TransitionLens final : public TransitionWithSettings<Proc::SettingsTransitionLens> {
 public:
-    void Validate(Proc::SettingsTransitionLens const& given) const override { RequireChoice(given, "type"); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);

@@ -148,7 +148,7 @@ public:
         // Cells of the glyphs' shape, none smaller than a pixel.
         std::uint32_t const width = outgoing.GetWidth();
         std::uint32_t const height = outgoing.GetHeight();
-        auto const across = std::clamp(static_cast<std::uint32_t>(std::max(settings.GetNum(), 1)), 1U, width);
+        auto const across = std::clamp(static_cast<std::uint32_t>(std::max(settings.num, 1)), 1U, width);
         double const down = across / GetDisplayAspect(first->GetFrameInfo()) / kGlyphAspect;
         auto const rows = static_cast<std::uint32_t>(std::clamp(std::round(down), 1.0, static_cast<double>(height)));
         double const columnWidth = static_cast<double>(width) / across;
@@ -182,7 +182,7 @@ public:
             .Set("grid", grid)
             .Set("columnWidth", columnWidth)
             .Set("sharpness", 2.0 * kGlyphReach * columnWidth)
-            .Set("color", settings.GetColor())
+            .Set("color", settings.color)
             .DrawTo(*dst);
     }
 

@@ -20,7 +20,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
@@ -129,15 +128,13 @@ void main() {
 }
 )glsl";
 
-enum class Axis : std::int32_t { Horizontal, Vertical, Mixed };
+using Axis = Proc::SettingsTransitionMosaic::Axis;
 
 }  // namespace
 
 class TransitionMosaic final : public TransitionWithSettings<Proc::SettingsTransitionMosaic> {
 public:
     TransitionMosaic() : order(static_cast<std::uint32_t>(std::rand())) {}
-
-    void Validate(Proc::SettingsTransitionMosaic const& given) const override { RequireChoice(given, "axis"); }
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
@@ -150,8 +147,8 @@ public:
         auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
         Frame const target = dst->FrameData();
         // None smaller than a pixel.
-        TileGrid const grid = MakeSquareGrid(settings.GetNum(), aspect, target.GetWidth(), target.GetHeight());
-        tiles.Prepare(grid, Axis{settings.GetAxis()}, order);
+        TileGrid const grid = MakeSquareGrid(settings.num, aspect, target.GetWidth(), target.GetHeight());
+        tiles.Prepare(grid, settings.axis, order);
 
         SpaceScene scene(*dst, *first, *second, storage);
         static std::string const vertex = std::string("#version 120\n") + kShineFunction + kVertexBody;

@@ -14,7 +14,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -40,8 +39,6 @@ Phase FindPhase(double progress, std::int32_t num) {
 
 class TransitionOrigamiFlips final : public TransitionWithSettings<Proc::SettingsTransitionOrigamiFlips> {
 public:
-    void Validate(Proc::SettingsTransitionOrigamiFlips const& given) const override { RequireRange(given, "num", 1); }
-
     OglCache* CreateCache() const override { return new CacheImpl; }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,

@@ -7,7 +7,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -15,11 +14,6 @@ namespace Kaltor::Ogl {
 
 class TransitionOrigamiPleats final : public TransitionWithSettings<Proc::SettingsTransitionOrigamiPleats> {
 public:
-    void Validate(Proc::SettingsTransitionOrigamiPleats const& given) const override {
-        RequireRange(given, "num", 1);
-        RequireChoice(given, "dir");
-    }
-
     OglCache* CreateCache() const override { return new CacheImpl; }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
@@ -27,8 +21,10 @@ public:
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         auto& paper = GetCache<CacheImpl>(cache);
-        if (paper.num != settings.GetNum() || paper.dir != settings.GetDir()) {
-            paper.Reset(settings.GetNum(), settings.GetDir());
+        // The direction is a factor: 1 or -1.
+        auto const dir = static_cast<std::int32_t>(settings.GetDir());
+        if (paper.num != settings.GetNum() || paper.dir != dir) {
+            paper.Reset(settings.GetNum(), dir);
         }
         paper.Fold(static_cast<float>(progress));
         DrawOrigami(*dst, "TransitionOrigamiPleats", paper.camera, {paper.pleats, incoming}, {paper.sliding, outgoing},

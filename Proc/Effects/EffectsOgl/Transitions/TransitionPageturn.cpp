@@ -64,9 +64,9 @@ public:
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         auto& book = GetCache<CacheImpl>(cache);
-        PageDirection const direction(settings.GetDir());
+        PageDirection const direction(static_cast<std::int32_t>(settings.GetDir()));
         auto const aspect = static_cast<float>(outgoing.GetWidth()) / static_cast<float>(outgoing.GetHeight());
-        bool const isTilted = settings.GetType() != 0;
+        bool const isTilted = settings.GetType() != Proc::SettingsTransitionPageturn::Type::Plain;
         book.Reset(progress, aspect, direction, isTilted);
         bool const isUpright = book.pose.MVP == MakePagePose(0.0, aspect, false).MVP;
 

@@ -6,7 +6,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -39,8 +38,6 @@ void main() {
 
 class TransitionPinwheel final : public TransitionWithSettings<Proc::SettingsTransitionPinwheel> {
 public:
-    void Validate(Proc::SettingsTransitionPinwheel const& given) const override { RequireRange(given, "num", 1); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);

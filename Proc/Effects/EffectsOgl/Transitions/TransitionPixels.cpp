@@ -16,7 +16,6 @@
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
@@ -136,8 +135,6 @@ public:
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
-    void Validate(Proc::SettingsTransitionPixels const& given) const override { RequireChoice(given, "type"); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache* cache) const override {
         auto& order = GetCache<CacheImpl>(cache);
@@ -147,9 +144,9 @@ public:
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         // None smaller than a pixel.
-        TileGrid const lattice = MakeSquareGrid(settings.GetNum(), GetDisplayAspect(first->GetFrameInfo()),
+        TileGrid const lattice = MakeSquareGrid(settings.num, GetDisplayAspect(first->GetFrameInfo()),
                                                 outgoing.GetWidth(), outgoing.GetHeight());
-        if (settings.GetType() == 0) {
+        if (settings.type == Proc::SettingsTransitionPixels::Type::Coarsen) {
             Coarsen(*dst, outgoing, incoming, lattice, progress, storage);
             return;
         }
@@ -167,7 +164,7 @@ public:
 private:
     void Coarsen(DataVideoOGL& dst, Frame const& outgoing, Frame const& incoming, TileGrid const& lattice,
                  double progress, ShaderStorage const& storage) const {
-        Coarseness const coarseness(settings.GetNum(), progress);
+        Coarseness const coarseness(settings.num, progress);
         Frame const& picture = progress < 0.5 ? outgoing : incoming;
         Frame a;
         Frame b;

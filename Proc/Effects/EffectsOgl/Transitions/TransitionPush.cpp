@@ -8,16 +8,18 @@
 namespace Kaltor::Ogl {
 namespace {
 
+using Direction = Proc::SettingsTransitionPush::Direction;
+
 /// Where both pictures move to; nowhere for a direction that is not in the table.
-glm::dvec2 GetWay(std::int32_t direction) {
+glm::dvec2 GetWay(Direction direction) {
     switch (direction) {
-        case 0:
+        case Direction::Left:
             return {-1, 0};
-        case 1:
+        case Direction::Right:
             return {1, 0};
-        case 2:
+        case Direction::Up:
             return {0, 1};
-        case 3:
+        case Direction::Down:
             return {0, -1};
         default:
             return {0, 0};

@@ -24,7 +24,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
@@ -193,7 +192,7 @@ void main() {
 }
 )glsl";
 
-enum class Leaving : std::int32_t { Fall, Scatter, Rise };
+using Leaving = Proc::SettingsTransitionPuzzle::Direction;
 
 /// A piece has four pixels a side at least, and along the longer side there are at most eight times as many as along
 /// the shorter one.
@@ -208,8 +207,6 @@ TileGrid MakePuzzleGrid(int num, double aspect, Frame const& picture) {
 
 class TransitionPuzzle final : public TransitionWithSettings<Proc::SettingsTransitionPuzzle> {
 public:
-    void Validate(Proc::SettingsTransitionPuzzle const& given) const override { RequireChoice(given, "dir"); }
-
     OglCache* CreateCache() const override { return new CacheImpl; }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
@@ -222,7 +219,7 @@ public:
         Frame const target = dst->FrameData();
         glm::vec2 const size(target.GetWidth(), target.GetHeight());
         glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
-        pieces.Prepare(MakePuzzleGrid(settings.GetNum(), aspect, target), extent, Leaving{settings.GetDir()});
+        pieces.Prepare(MakePuzzleGrid(settings.num, aspect, target), extent, settings.dir);
         auto const use = [&](std::string_view name, std::string const& vertex, std::string const& fragment,
                              double margin) {
             Shader const& shader = storage.MakeShader(name, vertex, fragment);

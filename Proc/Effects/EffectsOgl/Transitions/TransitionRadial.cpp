@@ -7,7 +7,6 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -42,8 +41,6 @@ void main() {
 
 class TransitionRadial final : public TransitionWithSettings<Proc::SettingsTransitionRadial> {
 public:
-    void Validate(Proc::SettingsTransitionRadial const& given) const override { RequireChoice(given, "sense"); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {  // without the soft edge, which would be seen
@@ -51,7 +48,7 @@ public:
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        bool const isClockwise = settings.GetSense() != 0;
+        bool const isClockwise = settings.sense == Proc::SettingsTransitionRadial::Sense::Clockwise;
         constexpr double kPi = std::numbers::pi;
         Pass(storage, "TransitionRadial", kFragment)
             .Texture(isClockwise ? "tex_bot" : "tex_top", 0, outgoing, TextureFilter::Nearest)

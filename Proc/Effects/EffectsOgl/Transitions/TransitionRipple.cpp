@@ -69,19 +69,19 @@ public:
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         glm::vec2 const scale(GetSides(GetDisplayAspect(first->GetFrameInfo())));
-        glm::vec2 const drop(static_cast<float>(settings.GetX()), static_cast<float>(settings.GetY()));
+        glm::vec2 const drop(static_cast<float>(settings.x), static_cast<float>(settings.y));
         glm::vec2 const farCorner = glm::max(glm::abs(drop), glm::abs(glm::vec2(1.0F) - drop)) * scale;
 
         constexpr double kTurn = 2.0 * std::numbers::pi;
-        double const width = std::max(settings.GetWidth(), 1e-3);
+        double const width = std::max(settings.width, 1e-3);
         // A ring holds a wave at least.
-        double const length = std::min(1.0 / std::max(settings.GetFreq(), 1), width);
+        double const length = std::min(1.0 / std::max(settings.freq, 1), width);
         double const front = progress * (static_cast<double>(glm::length(farCorner)) + width);
         constexpr double kCrestSpeed = 1.3;
         // 200 bends by a whole wave's length. Waves that pixels cannot show, or only with moire, sink away.
         double const pixels = length * std::max(outgoing.GetWidth(), outgoing.GetHeight());
         double const shown = std::clamp(pixels / 4.0 - 0.5, 0.0, 1.0);
-        double const steepness = shown * settings.GetAmpl() / 60.0 / std::sqrt(1.0 + 2.0 * front);
+        double const steepness = shown * settings.ampl / 60.0 / std::sqrt(1.0 + 2.0 * front);
 
         Premultiplied const from(outgoing, storage);
         Premultiplied const to(incoming, storage);

@@ -15,7 +15,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -103,13 +102,11 @@ Roll MakeRoll(double progress, double thickness) {
 
 class TransitionRoll final : public TransitionWithSettings<Proc::SettingsTransitionRoll> {
 public:
-    void Validate(Proc::SettingsTransitionRoll const& given) const override { RequireChoice(given, "dir"); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        bool const isBack = settings.GetType() == 1;
+        bool const isBack = settings.GetType() == Proc::SettingsTransitionRoll::Type::RollBack;
         constexpr double kThicknessOfSize = 0.4 / 600;
         Roll const roll = MakeRoll(isBack ? 1 - progress : progress, settings.GetSize() * kThicknessOfSize);
         auto const number = static_cast<std::size_t>(settings.GetDir());

@@ -11,7 +11,7 @@ class TransitionScale final : public TransitionWithSettings<Proc::SettingsTransi
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        bool const isGrowing = settings.GetType() == 0;
+        bool const isGrowing = settings.GetType() == Proc::SettingsTransitionScale::Type::GrowIncoming;
         auto const k = static_cast<float>(progress);
         AttachTarget(*dst, storage);
         PictureQuad quad(storage);

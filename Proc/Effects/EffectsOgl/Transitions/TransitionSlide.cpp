@@ -11,33 +11,35 @@
 namespace Kaltor::Ogl {
 namespace {
 
+using Direction = Proc::SettingsTransitionSlide::Direction;
+
 struct Placement {
     float s0, t0, s1, t1;  ///< of the texture
     float x0, y0, x1, y1;  ///< of the screen, clip space
 };
 
-/// Directions 1 and 2 are no mistake: 1 has no height, so that the outgoing picture stays; 2 lays the band t = 0 .. k
-/// upside down over what is below y = 1 - 2 k.
-Placement Place(std::int32_t direction, float k) {
+/// `None` and `Stretched` are no mistake: the first has no height, so that the outgoing picture stays; the second lays
+/// the band t = 0 .. k upside down over what is below y = 1 - 2 k.
+Placement Place(Direction direction, float k) {
     float const near = 2.0F * k - 1.0F;  // of a picture that enters from the left or from below, how far it reaches
     float const far = 1.0F - 2.0F * k;   // the same from the right or from above
     float const hidden = 1.0F - k;
     switch (direction) {
-        case 0:
+        case Direction::FromLeft:
             return {hidden, 0, 1, 1, -1, -1, near, 1};
-        case 1:
+        case Direction::None:
             return {0, 0, k, 1, far, -1, 1, -1};
-        case 2:
+        case Direction::Stretched:
             return {0, 0, 1, k, -1, far, 1, -1};
-        case 3:
+        case Direction::FromBottom:
             return {0, hidden, 1, 1, -1, -1, 1, near};
-        case 4:
+        case Direction::FromBottomLeft:
             return {hidden, hidden, 1, 1, -1, -1, near, near};
-        case 5:
+        case Direction::FromBottomRight:
             return {0, hidden, k, 1, far, -1, 1, near};
-        case 6:
+        case Direction::FromTopLeft:
             return {hidden, 0, 1, k, -1, far, near, 1};
-        case 7:
+        case Direction::FromTopRight:
             return {0, 0, k, k, far, far, 1, 1};
         default:
             return {0, 0, 1, 1, -1, -1, 1, 1};
@@ -50,7 +52,7 @@ class TransitionSlide final : public TransitionWithSettings<Proc::SettingsTransi
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        Placement const place = Place(settings.GetDirection(), static_cast<float>(progress));
+        Placement const place = Place(settings.direction, static_cast<float>(progress));
         PackedQuad const packed =
             MakeLattice({{place.s0, place.s1, place.x0, place.x1}}, {{place.t0, place.t1, place.y0, place.y1}});
         Quad const quad(packed, GL_STREAM_DRAW);

@@ -3,7 +3,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -33,18 +32,15 @@ void main() {
 
 class TransitionSlidingDoor final : public TransitionWithSettings<Proc::SettingsTransitionSlidingDoor> {
 public:
-    void Validate(Proc::SettingsTransitionSlidingDoor const& given) const override {
-        RequireChoice(given, "orientation");
-    }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
+        bool const isUpright = settings.orientation == Proc::SettingsTransitionSlidingDoor::Orientation::VerticalLine;
         Pass(storage, "TransitionSlidingDoor", kFragment)
             .Texture("tex_top", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex_bot", 1, incoming, TextureFilter::Nearest)
-            .Set("direction", settings.GetOrientation() == 0 ? glm::vec2(1.0F, 0.0F) : glm::vec2(0.0F, 1.0F))
+            .Set("direction", isUpright ? glm::vec2(1.0F, 0.0F) : glm::vec2(0.0F, 1.0F))
             .Set("progress", progress)
             .DrawTo(*dst);
     }

@@ -214,13 +214,13 @@ public:
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         auto const aspect = static_cast<float>(GetDisplayAspect(first->GetFrameInfo()));
         glm::vec2 const scale(std::min(aspect, 1.0F), std::min(1.0F / aspect, 1.0F));
-        double const angle = settings.GetAngle() * std::numbers::pi / 180.0;
+        double const angle = settings.angle * std::numbers::pi / 180.0;
         glm::vec2 const direction(std::cos(angle), std::sin(angle));
         Stretches const stretches(direction, scale);
 
-        double const strength = settings.GetStrength();
+        double const strength = settings.strength;
         double const pull = 0.5 * strength;
-        double const border = std::max(settings.GetSoftness(), 0.01);
+        double const border = std::max(settings.softness, 0.01);
         double const ragged = 0.5 * strength;
         double const ahead = 0.16 * strength;
         double const settling = border + pull;

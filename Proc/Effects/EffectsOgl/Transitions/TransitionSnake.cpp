@@ -3,7 +3,6 @@
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -45,10 +44,6 @@ constexpr std::int32_t kMostBands = 29;
 
 class TransitionSnake final : public TransitionWithSettings<Proc::SettingsTransitionSnake> {
 public:
-    void Validate(Proc::SettingsTransitionSnake const& given) const override {
-        RequireRange(given, "bands", 0, kMostBands);
-    }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
@@ -57,8 +52,8 @@ public:
         Pass(storage, "TransitionSnake", kFragment)
             .Texture("tex_top", 0, outgoing)
             .Texture("tex_bot", 1, incoming)
-            .Set("thickness", static_cast<float>(2 << settings.GetBands()))
-            .Set("smoothness", static_cast<float>(settings.GetSmoothness()) / 7.0F)
+            .Set("thickness", static_cast<float>(2 << settings.bands))
+            .Set("smoothness", static_cast<float>(settings.smoothness) / 7.0F)
             .Set("t", static_cast<float>(progress))
             .Set("calibration", rows, 1.0F / rows)
             .DrawTo(*dst);

@@ -42,8 +42,9 @@ class TransitionSpin final : public TransitionWithSettings<Proc::SettingsTransit
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        bool const isOut = settings.GetMode() == 1;
-        auto const size = static_cast<float>(settings.GetMode() == 0 ? progress : 1 - progress);
+        using Mode = Proc::SettingsTransitionSpin::Mode;
+        bool const isOut = settings.mode == Mode::Out;
+        auto const size = static_cast<float>(settings.mode == Mode::In ? progress : 1 - progress);
         Mesh::Corners const corners = Turn(size);
         Quad quad(GL_DYNAMIC_DRAW);
         quad.SetCorners(corners);

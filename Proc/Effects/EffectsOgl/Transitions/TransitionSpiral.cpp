@@ -20,11 +20,13 @@ constexpr char kMain[] = R"glsl(
 }
 )glsl";
 
-glm::vec2 GetCentre(std::int32_t type) {
+using Type = Proc::SettingsTransitionSpiral::Type;
+
+glm::vec2 GetCentre(Type type) {
     switch (type) {
-        case 1:
+        case Type::TopRight:
             return {1.0F, 1.0F};
-        case 2:
+        case Type::Centre:
             return {0.5F, 0.5F};
         default:
             return {0.0F, 0.0F};

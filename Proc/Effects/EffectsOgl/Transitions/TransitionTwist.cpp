@@ -23,7 +23,6 @@
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -162,8 +161,6 @@ PackedMesh3d MakeRibbon() {
 
 class TransitionTwist final : public TransitionWithSettings<Proc::SettingsTransitionTwist> {
 public:
-    void Validate(Proc::SettingsTransitionTwist const& given) const override { RequireChoice(given, "dir"); }
-
     OglCache* CreateCache() const override { return new CacheImpl; }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
@@ -175,12 +172,12 @@ public:
         if (ribbon.IsEmpty()) {
             ribbon.Build(MakeRibbon(), GL_STATIC_DRAW);
         }
-        Direction const& direction = kDirections.at(static_cast<std::size_t>(settings.GetDir()));
+        Direction const& direction = kDirections.at(static_cast<std::size_t>(settings.dir));
         auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
         Frame const target = dst->FrameData();
         glm::vec2 const size(target.GetWidth(), target.GetHeight());
         float const texels = direction.isUpright ? size.y : size.x;
-        Twist const twist(settings.GetTurns(), direction.isUpright ? 1.0F / aspect : aspect, progress, texels);
+        Twist const twist(settings.turns, direction.isUpright ? 1.0F / aspect : aspect, progress, texels);
 
         SpaceScene scene(*dst, *first, *second, storage);
         auto const drawArrived = [&] { DrawRest(scene, scene.GetIncoming(), direction, 0.0F, twist.begin); };

@@ -175,7 +175,7 @@ void TransitionWaterbrush::Processing(DataVideoOGL* dst, Src const& first, Src c
                                       ShaderStorage const& storage, OglCache* cache) const {
     Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
     Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-    bool const isPlain = settings.GetType() == 0;
+    bool const isPlain = settings.GetType() == Proc::SettingsTransitionWaterbrush::Type::Plain;
     double const p = isPlain ? progress * 0.825 + 0.05 : progress;
     constexpr double kPainted = 0.9;
     double const fade = p > kPainted ? std::min((p - kPainted) / 0.1, 1.0) : 0.0;

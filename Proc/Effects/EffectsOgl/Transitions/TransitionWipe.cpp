@@ -7,7 +7,6 @@
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Require.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -37,8 +36,6 @@ void main() {
 
 class TransitionWipe final : public TransitionWithSettings<Proc::SettingsTransitionWipe> {
 public:
-    void Validate(Proc::SettingsTransitionWipe const& given) const override { RequireChoice(given, "direction"); }
-
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
@@ -56,16 +53,17 @@ public:
                                                     {0, 0, k, m},
                                                     {0, 0.5, k, m},
                                                     {1, 0.5, k, m}}};
-        auto const direction = static_cast<std::size_t>(settings.GetDirection());
-        bool const isWedge = direction >= 8;
+        using Direction = Proc::SettingsTransitionWipe::Direction;
+        bool const isWedge =
+            settings.direction == Direction::WedgeFromLeft || settings.direction == Direction::WedgeFromRight;
         // The largest d there is, and the width, so that the edge has left the picture in the end.
         double const reach = isWedge ? (aspect + 0.5) / (aspect + 1.0) : 1.0;
-        float const width = (static_cast<float>(settings.GetWidth()) + 1.0F) / 5.0F;
+        float const width = (static_cast<float>(settings.width) + 1.0F) / 5.0F;
         Pass(storage, isWedge ? "TransitionWipeCorner" : "TransitionWipe",
              [isWedge] { return std::string("#version 120\n") + (isWedge ? "#define IS_WEDGE" : "") + kFragment; })
             .Texture("tex_top", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex_bot", 1, incoming, TextureFilter::Nearest)
-            .Set("direction", directions[direction])
+            .Set("direction", directions.at(static_cast<std::size_t>(settings.direction)))
             .Set("progress", static_cast<float>((reach + width) * progress))
             .Set("width", width)
             .DrawTo(*dst);

@@ -13,10 +13,11 @@ class TransitionZoom final : public TransitionWithSettings<Proc::SettingsTransit
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        std::int32_t const type = settings.GetType();
+        using Type = Proc::SettingsTransitionZoom::Type;
+        Type const type = settings.GetType();
         auto const k = static_cast<float>(progress);
-        float const outgoing = type == 0 || type == 2 ? 1.0F + 2.0F * k : 1.0F;
-        float const incoming = type == 1 || type == 2 ? 3.0F - 2.0F * k : 1.0F;
+        float const outgoing = type == Type::In || type == Type::Through ? 1.0F + 2.0F * k : 1.0F;
+        float const incoming = type == Type::Out || type == Type::Through ? 3.0F - 2.0F * k : 1.0F;
         AttachTarget(*dst, storage);
         PictureQuad quad(storage);
         quad.Draw(first->FrameData(), PictureQuad::Place(0, 0, outgoing));
