@@ -148,7 +148,7 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
                     continue;  // one is enough of so many pixels
                 }
                 // As long as the largest size needs it; along one axis and then along the other.
-                unsigned const length = std::max(61U, 21U * radius);
+                unsigned const length = std::max(61U, 20U * radius + 8U);
                 unsigned const breadth = radius > 8 ? 12 : 50;
                 Picture const noise =
                     Picture::Noise(mode == 0 ? length : breadth, mode == 0 ? breadth : length, false, 5);
