@@ -98,12 +98,12 @@ TEST_F(MeshTest, TrianglesInSpaceLandWhereTheirPointsSay) {
     });
     EXPECT_TRUE(IsNear(points, At(0, kHeight / 2), 0.0));
 
-    Ogl::PackedMesh3dDeprecated const arrays{{0, 1, 2, 0, 2, 3},
+    Ogl::PackedLitMesh const arrays{{0, 1, 2, 0, 2, 3},
                                              {-1, -1, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0},
                                              {0, 0, 1, 0, 1, 1, 0, 1},
                                              {0, 0, 1, 0, 0, 1, .2F, .4F, .6F, 0, 0, 1}};
     Picture const parallel = Show(kSpaceVertex, [&](ShaderStorage const&) {
-        Ogl::Mesh3dDeprecated const mesh(arrays);
+        Ogl::LitMesh const mesh(arrays);
         mesh.Activate();
         mesh.Draw();
     });
@@ -112,9 +112,10 @@ TEST_F(MeshTest, TrianglesInSpaceLandWhereTheirPointsSay) {
     // Of two triangles of different normals only the first three indices are drawn.
     Picture const normals = Drawn(2, 2, [](ShaderStorage const& storage) {
         storage.MakeShader("MeshTest_normal", kSpaceVertex, kShowNormal).Use();
-        Ogl::Mesh3dDeprecated mesh;
-        mesh.MakeMesh({0, 1, 2, 0, 2, 3}, {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0}, {0, 0, 0, 0, 0, 0, 0, 0},
-                      {.2F, .4F, .6F, .2F, .4F, .6F, .2F, .4F, .6F, 1, 1, 1});
+        Ogl::LitMesh const mesh({{0, 1, 2, 0, 2, 3},
+                                 {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0},
+                                 {0, 0, 0, 0, 0, 0, 0, 0},
+                                 {.2F, .4F, .6F, .2F, .4F, .6F, .2F, .4F, .6F, 1, 1, 1}});
         mesh.Activate();
         mesh.Draw(3);
     });

@@ -149,13 +149,14 @@ public:
             glm::dvec2 const share = ramp * ramp * (3.0 - 2.0 * ramp);
             return glm::dvec2(std::min(share.x, share.y), std::max(share.x, share.y));
         });
-        auto const prepare = [&](Pass& pass) {
-            pass.Texture("tex", 0, picture, TextureFilter::Nearest)
-                .Set("turn", glm::mat2(turn))
-                .Set("begin", glm::vec2(begin))
-                .Set("radius", glm::vec2(radius))
-                .Set("slope", slope)
-                .Set("color", settings.GetColor());
+        auto const prepare = [&](Pass& pass, bool usesShape) {
+            pass.Texture("tex", 0, picture, TextureFilter::Nearest);
+            if (usesShape) {
+                pass.Set("turn", glm::mat2(turn))
+                    .Set("begin", glm::vec2(begin))
+                    .Set("radius", glm::vec2(radius))
+                    .Set("slope", slope);
+            }
         };
         std::string const name = fmt::format("EffectMask_{}_{}", settings.GetShape(), settings.GetAction());
         std::string const program = MakeFragment(settings.GetShape(), settings.GetAction());
@@ -165,7 +166,10 @@ public:
         }
         DrawUnchanged(*dst, *src, storage);
         Pass pass(storage, name, [&] { return "#version 120\n" + program; });
-        prepare(pass);
+        prepare(pass, true);
+        if (settings.GetAction() == kFill) {
+            pass.Set("color", settings.GetColor());
+        }
         pass.DrawTo(*dst, cells.MakeMesh([&cells](std::size_t cell) { return cells.GetRange(cell).y > 0.0; }));
     }
 
