@@ -282,9 +282,10 @@ void Frame::Draw(Mesh const& mesh, ShaderStorage const& storage) const {
     }
     shader.Uniform("matrix", ToMat3(transform));
     shader.Uniform("offset", ToVec3(transform.offset));
-    constexpr float kNeutral = 128.0F / 255.0F;
-    shader.Uniform("neutral", kNeutral);
-    if (picture->textures.size() > 1) {
+    if (picture->textures.size() == 1) {
+        constexpr float kNeutral = 128.0F / 255.0F;
+        shader.Uniform("neutral", kNeutral);
+    } else {
         TextureForm const& chroma = picture->GetTexture(1).GetForm();
         auto const chromaWidth = static_cast<float>(chroma.width);
         // As in ConvertToYUV420, the other way; chroma that is not halved stands on its luma sample.

@@ -7,6 +7,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Ogl/OglManager.h"
+#include "Ogl/VertexLayout.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -77,6 +78,9 @@ CleanState::~CleanState() {
     }
     for (GLenum const array : kArrays) {
         glDisableClientState(array);
+    }
+    for (GLuint i = 0; i < kMostAttributes; ++i) {
+        glDisableVertexAttribArray(i);
     }
     glBindBuffer(GL_ARRAY_BUFFER, 0);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);

@@ -10,21 +10,37 @@ namespace {
 
 constexpr GLsizei kFloat = sizeof(float);
 
-/// Exactly these arrays are on from here.
-void EnableArrays(bool hasTexCoords, bool hasNormals) {
+/// Exactly these of the GL's own arrays are on from here.
+void EnableArrays(bool hasVertices, bool hasTexCoords, bool hasNormals) {
     auto const set = [](GLenum array, bool isOn) { isOn ? glEnableClientState(array) : glDisableClientState(array); };
-    set(GL_VERTEX_ARRAY, true);
+    set(GL_VERTEX_ARRAY, hasVertices);
     set(GL_TEXTURE_COORD_ARRAY, hasTexCoords);
     set(GL_NORMAL_ARRAY, hasNormals);
     set(GL_COLOR_ARRAY, false);
+    for (GLuint i = 0; i < kMostAttributes; ++i) {
+        glDisableVertexAttribArray(i);
+    }
 }
 
 void const* AtByte(std::size_t offset) {
     return reinterpret_cast<void const*>(offset);
 }
 
-GLsizei Limit(int count, std::size_t all) {
-    return count < 0 ? static_cast<GLsizei>(all) : std::min(static_cast<GLsizei>(count), static_cast<GLsizei>(all));
+GLsizei Limit(int count, GLsizei all) {
+    return count < 0 ? all : std::min(static_cast<GLsizei>(count), all);
+}
+
+/// From the bound buffer of indices.
+void DrawIndexed(int count, GLsizei all) {
+    glDrawElements(GL_TRIANGLES, Limit(count, all), GL_UNSIGNED_INT, nullptr);
+}
+
+/// With a copy of `values`.
+template <typename Value>
+GLBuffer MakeBuffer(GLenum target, GLenum usage, std::vector<Value> const& values) {
+    GLBuffer buffer(target, usage);
+    buffer.SetData(values.size() * sizeof(Value), values.data());
+    return buffer;
 }
 
 }  // namespace
@@ -43,12 +59,12 @@ void Quad::SetCorners(Corners const& value) {
 void Quad::Activate() const {
     vertices.Bind();
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
-    EnableArrays(false, false);
+    EnableArrays(true, false, false);
     glVertexPointer(4, GL_FLOAT, 4 * kFloat, nullptr);
 }
 
 void Quad::Draw(int count) const {
-    glDrawElements(GL_TRIANGLES, Limit(count, indices.size()), GL_UNSIGNED_INT, indices.data());
+    glDrawElements(GL_TRIANGLES, Limit(count, static_cast<GLsizei>(indices.size())), GL_UNSIGNED_INT, indices.data());
 }
 
 Mesh3d::Mesh3d() = default;
@@ -68,36 +84,28 @@ void Mesh3d::Activate() const {
     }
     buffers[0].Bind();
     buffers[1].Bind();
-    EnableArrays(true, false);
+    EnableArrays(true, true, false);
     constexpr GLsizei kStride = sizeof(PackedMesh3d::Point);
     glVertexPointer(3, GL_FLOAT, kStride, AtByte(offsetof(PackedMesh3d::Point, x)));
     glClientActiveTexture(GL_TEXTURE0);
     glTexCoordPointer(2, GL_FLOAT, kStride, AtByte(offsetof(PackedMesh3d::Point, s)));
 }
 
-void Mesh3d::Draw() const {
+void Mesh3d::Draw(int count) const {
     if (!IsEmpty()) {
-        glDrawElements(GL_TRIANGLES, indexCount, GL_UNSIGNED_INT, nullptr);
+        DrawIndexed(count, indexCount);
     }
 }
 
-Mesh3dDeprecated::Mesh3dDeprecated()
-    : indexBuffer(GL_ELEMENT_ARRAY_BUFFER, GL_STREAM_DRAW),
-      positionBuffer(GL_ARRAY_BUFFER, GL_STREAM_DRAW),
-      texCoordBuffer(GL_ARRAY_BUFFER, GL_STREAM_DRAW),
-      normalBuffer(GL_ARRAY_BUFFER, GL_STREAM_DRAW) {}
+LitMesh::LitMesh(PackedLitMesh const& packed)
+    : indexBuffer(MakeBuffer(GL_ELEMENT_ARRAY_BUFFER, GL_STREAM_DRAW, packed.indices)),
+      positionBuffer(MakeBuffer(GL_ARRAY_BUFFER, GL_STREAM_DRAW, packed.positions)),
+      texCoordBuffer(MakeBuffer(GL_ARRAY_BUFFER, GL_STREAM_DRAW, packed.texCoords)),
+      normalBuffer(MakeBuffer(GL_ARRAY_BUFFER, GL_STREAM_DRAW, packed.normals)),
+      indexCount(static_cast<GLsizei>(packed.indices.size())) {}
 
-void Mesh3dDeprecated::MakeMesh(std::vector<unsigned> const& indices, std::vector<float> const& positions,
-                                std::vector<float> const& texCoords, std::vector<float> const& normals) {
-    indexBuffer.SetData(indices.size() * sizeof(unsigned), indices.data());
-    positionBuffer.SetData(positions.size() * sizeof(float), positions.data());
-    texCoordBuffer.SetData(texCoords.size() * sizeof(float), texCoords.data());
-    normalBuffer.SetData(normals.size() * sizeof(float), normals.data());
-    indexCount = static_cast<GLsizei>(indices.size());
-}
-
-void Mesh3dDeprecated::Activate() const {
-    EnableArrays(true, true);
+void LitMesh::Activate() const {
+    EnableArrays(true, true, true);
     positionBuffer.Bind();
     glVertexPointer(3, GL_FLOAT, 0, nullptr);
     texCoordBuffer.Bind();
@@ -108,8 +116,34 @@ void Mesh3dDeprecated::Activate() const {
     indexBuffer.Bind();
 }
 
-void Mesh3dDeprecated::Draw(int count) const {
-    glDrawElements(GL_TRIANGLES, Limit(count, static_cast<std::size_t>(indexCount)), GL_UNSIGNED_INT, nullptr);
+void LitMesh::Draw(int count) const {
+    DrawIndexed(count, indexCount);
+}
+
+AttributeMesh::AttributeMesh(std::vector<unsigned> const& indices, void const* vertices, std::size_t count,
+                             VertexLayout vertexLayout, GLenum usage)
+    : indexBuffer(MakeBuffer(GL_ELEMENT_ARRAY_BUFFER, usage, indices)),
+      vertexBuffer(GL_ARRAY_BUFFER, usage),
+      layout(vertexLayout),
+      indexCount(static_cast<GLsizei>(indices.size())) {
+    vertexBuffer.SetData(count * GetVertexSize(layout), vertices);
+}
+
+void AttributeMesh::Activate() const {
+    EnableArrays(false, false, false);
+    vertexBuffer.Bind();
+    indexBuffer.Bind();
+    auto const stride = static_cast<GLsizei>(GetVertexSize(layout));
+    for (std::size_t i = 0; i < layout.size(); ++i) {
+        auto const location = static_cast<GLuint>(i);
+        glEnableVertexAttribArray(location);
+        glVertexAttribPointer(location, layout[i].floats, GL_FLOAT, GL_FALSE, stride,
+                              AtByte(GetVertexSize(layout.first(i))));
+    }
+}
+
+void AttributeMesh::Draw(int count) const {
+    DrawIndexed(count, indexCount);
 }
 
 }  // namespace Kaltor::Ogl

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Ogl/GLBuffer.h"
+#include "Ogl/VertexLayout.h"
 
 namespace Kaltor::Ogl {
 
@@ -18,8 +19,10 @@ public:
     virtual ~Mesh() = default;
     /// Sets the vertex arrays; another mesh's activation ends it.
     virtual void Activate() const = 0;
-    /// Draws all triangles of the active mesh.
-    virtual void Draw() const = 0;
+    /// Draws the triangles of the active mesh: of its indices the first `count`, or all.
+    virtual void Draw(int count) const = 0;
+    void Draw() const { Draw(kAll); }
+    static constexpr int kAll = -1;
 
     /// Four corners of (s, t, x, y): lower left, lower right, upper right, upper left.
     using Corners = std::array<float, 16>;
@@ -49,9 +52,8 @@ public:
     /// For vertices that are not one known quad's.
     GLBuffer& GetVertexBuffer() { return vertices; }
     void Activate() const override;
-    void Draw() const override { Draw(-1); }
-    /// Only the first `count` indices; -1: all.
-    void Draw(int count) const;
+    using Mesh::Draw;
+    void Draw(int count) const override;
 
     /// Vertices of the quad that covers the whole target.
     static constexpr Corners kFull{0, 0, -1, -1, 1, 0, 1, -1, 1, 1, 1, 1, 0, 1, -1, 1};
@@ -81,43 +83,70 @@ public:
     void Build(PackedMesh3d const& packed, GLenum usage);
     bool IsEmpty() const { return indexCount == 0; }
     void Activate() const override;
-    void Draw() const override;
+    using Mesh::Draw;
+    void Draw(int count) const override;
 
 private:
     std::vector<GLBuffer> buffers;  ///< none, or points and indices
     GLsizei indexCount = 0;
 };
 
-/// A lit triangle mesh of four parallel arrays: indices, positions (x, y, z), texture coordinates (s, t) and normals.
-struct PackedMesh3dDeprecated {
+/// A triangle mesh under a light, in four parallel arrays: indices, positions (x, y, z), texture coordinates (s, t) and
+/// normals (x, y, z).
+struct PackedLitMesh {
     std::vector<unsigned> indices;
     std::vector<float> positions;
     std::vector<float> texCoords;
     std::vector<float> normals;
 };
 
-/// The same on the GPU. `gl_Vertex`, `gl_MultiTexCoord0`, `gl_Normal`.
-class Mesh3dDeprecated final : public Mesh {
+/// The same on the GPU, for one frame's use. `gl_Vertex`, `gl_MultiTexCoord0`, `gl_Normal`.
+class LitMesh final : public Mesh {
 public:
-    Mesh3dDeprecated();
-    explicit Mesh3dDeprecated(PackedMesh3dDeprecated const& packed) : Mesh3dDeprecated() {
-        MakeMesh(packed.indices, packed.positions, packed.texCoords, packed.normals);
-    }
+    explicit LitMesh(PackedLitMesh const& packed);
 
-    /// Uploads the arrays for one frame's use.
-    void MakeMesh(std::vector<unsigned> const& indices, std::vector<float> const& positions,
-                  std::vector<float> const& texCoords, std::vector<float> const& normals);
     void Activate() const override;
-    void Draw() const override { Draw(-1); }
-    /// Only the first `count` indices; -1: all.
-    void Draw(int count) const;
+    using Mesh::Draw;
+    void Draw(int count) const override;
 
 private:
     GLBuffer indexBuffer;
     GLBuffer positionBuffer;
     GLBuffer texCoordBuffer;
     GLBuffer normalBuffer;
-    GLsizei indexCount = 0;
+    GLsizei indexCount;
+};
+
+/// A triangle mesh whose vertices carry what one vertex program needs. `Vertex` is a struct of floats with a static
+/// array of `VertexAttribute`s, `kLayout`, which names them in their order.
+template <typename Vertex>
+struct PackedMesh {
+    std::vector<unsigned> indices;
+    std::vector<Vertex> vertices;
+};
+
+/// The same on the GPU. Drawn with a program that was made for the same layout.
+class AttributeMesh final : public Mesh {
+public:
+    template <typename Vertex>
+    AttributeMesh(PackedMesh<Vertex> const& packed, GLenum usage)
+        : AttributeMesh(packed.indices, packed.vertices.data(), packed.vertices.size(), Vertex::kLayout, usage) {
+        static_assert(GetVertexSize(Vertex::kLayout) == sizeof(Vertex), "the layout names all that a vertex holds");
+        static_assert(Vertex::kLayout.size() <= kMostAttributes);
+    }
+
+    void Activate() const override;
+    using Mesh::Draw;
+    void Draw(int count) const override;
+
+private:
+    AttributeMesh(std::vector<unsigned> const& indices, void const* vertices, std::size_t count,
+                  VertexLayout vertexLayout, GLenum usage);
+
+    GLBuffer indexBuffer;
+    GLBuffer vertexBuffer;
+    VertexLayout layout;
+    GLsizei indexCount;
 };
 
 }  // namespace Kaltor::Ogl

@@ -72,17 +72,19 @@ void main() {
             sum += vec4(color.rgb * color.a, color.a) * (weight * max(min(x + 1.0, high.x) - max(x, low.x), 0.0));
         }
     }
-    // Alpha that is stored as 0 has no colour: rounding may have left some next to none.
-    float alpha = sum.a / (footprint.x * footprint.y);
-    gl_FragColor = alpha < 0.5 / 255.0 ? vec4(0.0) : vec4(sum.rgb / sum.a, alpha);
+    gl_FragColor = Straight(sum.rgb / sum.a, sum.a / (footprint.x * footprint.y));
 }
 )glsl";
 
 /// Samples along one axis. Few are written into the program, whose loops are unrolled; many are a uniform's matter.
 constexpr int kMostWritten = 4;
 
+bool IsWritten(std::array<int, 2> const& counts) {
+    return std::max(counts[0], counts[1]) <= kMostWritten;
+}
+
 Shader const& FindProgram(ShaderStorage const& storage, bool isOpaque, std::array<int, 2> const& counts) {
-    bool const isWritten = std::max(counts[0], counts[1]) <= kMostWritten;
+    bool const isWritten = IsWritten(counts);
     std::string const name = fmt::format("Mean_{}_{}", isOpaque ? "opaque" : "alpha",
                                          isWritten ? fmt::format("{}x{}", counts[0], counts[1]) : "many");
     if (Shader const* const known = storage.FindShader(name)) {
@@ -91,7 +93,8 @@ Shader const& FindProgram(ShaderStorage const& storage, bool isOpaque, std::arra
     std::string const numbers =
         isWritten ? fmt::format("#define COUNT_X {}\n#define COUNT_Y {}\n", counts[0], counts[1])
                   : "uniform int count_x;\nuniform int count_y;\n#define COUNT_X count_x\n#define COUNT_Y count_y\n";
-    return storage.MakeShader(name, kQuadVertex, "#version 120\n" + numbers + (isOpaque ? kOpaque : kWithAlpha));
+    return storage.MakeShader(name, kQuadVertex,
+                              {kGlslVersion, numbers.c_str(), kStraightAlpha, isOpaque ? kOpaque : kWithAlpha});
 }
 
 /// The change of texture coordinates from pixel to pixel over one of the quad's triangles.
@@ -176,8 +179,10 @@ void DrawMean(Texture const& texture, Footprint const& footprint, Mesh const& me
     Shader const& shader = FindProgram(storage, isOpaque, counts);
     shader.Use();
     shader.Uniform("tex", 0);
-    shader.Uniform("count_x", counts[0]);
-    shader.Uniform("count_y", counts[1]);
+    if (!IsWritten(counts)) {
+        shader.Uniform("count_x", counts[0]);
+        shader.Uniform("count_y", counts[1]);
+    }
     shader.Uniform("size", static_cast<float>(texture.GetForm().width), static_cast<float>(texture.GetForm().height));
     shader.Uniform("footprint", static_cast<float>(footprint.s), static_cast<float>(footprint.t));
     constexpr float kWithinFirst = 0.25F;

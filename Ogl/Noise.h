@@ -17,6 +17,8 @@ double HashToUnit(std::uint32_t x, std::uint32_t y = 0, std::uint32_t z = 0);
 
 /// Texels a side of the noise texture.
 constexpr std::uint32_t kNoiseSize = 512;
+/// GLSL: the constant `kNoiseSize`, the same.
+constexpr char kNoiseSizeGlsl[] = "const float kNoiseSize = 512.0;\n";
 
 /// White noise of `kNoiseSize` x `kNoiseSize` texels: four independent channels, each uniform over 0..1 in 16 bits,
 /// repeated without end in both directions. Sampled nearest at texel centres it is a table of random numbers; sampled

@@ -1,6 +1,7 @@
 #include "Ogl/Shader.h"
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -49,13 +50,17 @@ private:
 
 }  // namespace
 
-Shader::Shader(std::string name, std::string const& vertexSource, std::string const& fragmentSource)
+Shader::Shader(std::string name, std::string const& vertexSource, std::string const& fragmentSource,
+               VertexLayout layout)
     : programName(std::move(name)) {
     Stage const vertex(GL_VERTEX_SHADER, programName, vertexSource);
     Stage const fragment(GL_FRAGMENT_SHADER, programName, fragmentSource);
     program = GlObject(GlKind::Program);
     glAttachShader(program.Get(), vertex.Get());
     glAttachShader(program.Get(), fragment.Get());
+    for (std::size_t i = 0; i < layout.size(); ++i) {
+        glBindAttribLocation(program.Get(), static_cast<GLuint>(i), layout[i].name);
+    }
     glLinkProgram(program.Get());
     glDetachShader(program.Get(), vertex.Get());
     glDetachShader(program.Get(), fragment.Get());
@@ -68,7 +73,36 @@ Shader::Shader(std::string name, std::string const& vertexSource, std::string co
         glGetProgramInfoLog(program.Get(), length, nullptr, log.data());
         Core::Throw(std::runtime_error(fmt::format("program \"{}\" does not link: {}", programName, log.c_str())));
     }
+#ifndef NDEBUG
+    RequireAttributes(layout);
+#endif
 }
+
+#ifndef NDEBUG
+void Shader::RequireAttributes(VertexLayout layout) const {
+    GLint count = 0;
+    glGetProgramiv(program.Get(), GL_ACTIVE_ATTRIBUTES, &count);
+    std::size_t own = 0;
+    for (GLint i = 0; i < count; ++i) {
+        std::array<GLchar, 64> name{};
+        GLint size = 0;
+        GLenum type = 0;
+        glGetActiveAttrib(program.Get(), static_cast<GLuint>(i), static_cast<GLsizei>(name.size()), nullptr, &size,
+                          &type, name.data());
+        own += std::string_view(name.data()).starts_with("gl_") ? 0U : 1U;
+    }
+    for (VertexAttribute const& attribute : layout) {
+        if (glGetAttribLocation(program.Get(), attribute.name) < 0) {
+            Core::Throw(
+                std::logic_error(fmt::format("program \"{}\" has no attribute \"{}\"", programName, attribute.name)));
+        }
+    }
+    if (own != layout.size()) {
+        Core::Throw(std::logic_error(
+            fmt::format("program \"{}\" has {} attributes, its vertices {}", programName, own, layout.size())));
+    }
+}
+#endif
 
 void Shader::Use() const {
     OglManager::AssertOpenGLThread();
@@ -83,6 +117,11 @@ GLint Shader::Find(std::string_view name) const {
     }
     std::string text(name);
     GLint const location = glGetUniformLocation(program.Get(), text.c_str());
+#ifndef NDEBUG
+    if (location < 0) {
+        Core::Throw(std::logic_error(fmt::format("program \"{}\" has no uniform \"{}\"", programName, text)));
+    }
+#endif
     locations.emplace_back(std::move(text), location);
     return location;
 }

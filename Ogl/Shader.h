@@ -13,18 +13,26 @@
 #include <glm/vec4.hpp>
 
 #include "Ogl/GlObject.h"
+#include "Ogl/VertexLayout.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Ogl {
 
-/// A linked GLSL 1.20 program. Uniforms that it does not declare are ignored. GL thread only.
+/// A linked GLSL 1.20 program. GL thread only.
 class Shader {
 public:
-    /// Throws `std::runtime_error` with the program's name and the compiler's or linker's log.
-    Shader(std::string programName, std::string const& vertexSource, std::string const& fragmentSource);
+    /// The attributes of `layout` get their places in it as locations. Throws `std::runtime_error` with the program's
+    /// name and the compiler's or linker's log; debug builds throw `std::logic_error` where the program's own
+    /// attributes are not those of `layout`.
+    Shader(std::string programName, std::string const& vertexSource, std::string const& fragmentSource,
+           VertexLayout layout = {});
 
     /// Makes the program current. The setters of uniforms expect it to be.
     void Use() const;
+
+    // Debug builds throw `std::logic_error` for a uniform that the program does not have, be it that the text does not
+    // declare it or that nothing depends on it; release builds ignore it.
+
     void Uniform(std::string_view name, int value) const;
     void Uniform(std::string_view name, float value) const;
     void Uniform(std::string_view name, float x, float y) const;
@@ -46,6 +54,9 @@ public:
 
 private:
     GLint Find(std::string_view name) const;
+#ifndef NDEBUG
+    void RequireAttributes(VertexLayout layout) const;
+#endif
 
     std::string programName;
     GlObject program;

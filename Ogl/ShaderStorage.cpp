@@ -77,8 +77,8 @@ ShaderStorage::ShaderStorage() : unitQuad(GL_STATIC_DRAW), transfer(std::make_un
 
 ShaderStorage::~ShaderStorage() = default;
 
-Shader const& ShaderStorage::MakeShader(std::string_view name, std::string_view vertexSource,
-                                        std::string_view fragmentSource) const {
+Shader const& ShaderStorage::MakeShader(std::string_view name, GlslText const& vertexSource,
+                                        GlslText const& fragmentSource, VertexLayout layout) const {
     OglManager::AssertOpenGLThread();
     auto const found = programs.find(name);
 #ifdef NDEBUG
@@ -88,7 +88,7 @@ Shader const& ShaderStorage::MakeShader(std::string_view name, std::string_view 
     std::size_t const hash = 0;
 #else
     std::size_t const hash =
-        std::hash<std::string_view>()(vertexSource) ^ (std::hash<std::string_view>()(fragmentSource) << 1U);
+        std::hash<std::string>()(vertexSource.Join()) ^ (std::hash<std::string>()(fragmentSource.Join()) << 1U);
     if (found != programs.end()) {
         if (found->second.sourceHash != hash) {
             Core::Throw(std::logic_error(fmt::format("program \"{}\" was made before from other sources", name)));
@@ -96,7 +96,7 @@ Shader const& ShaderStorage::MakeShader(std::string_view name, std::string_view 
         return *found->second.shader;
     }
 #endif
-    auto shader = std::make_unique<Shader>(std::string(name), std::string(vertexSource), std::string(fragmentSource));
+    auto shader = std::make_unique<Shader>(std::string(name), vertexSource.Join(), fragmentSource.Join(), layout);
     return *programs.emplace(std::string(name), Entry{std::move(shader), hash}).first->second.shader;
 }
 

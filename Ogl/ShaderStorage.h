@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Conf/PixFmt.h"
+#include "Ogl/GlslText.h"
 #include "Ogl/Mesh.h"
 #include "Ogl/Shader.h"
 #include "Ogl/Surface.h"
@@ -26,9 +27,9 @@ public:
 
     /// The program of this name, compiled and linked on first use. The name is the program's identity: debug builds
     /// throw `std::logic_error` for a name that comes again with other sources. Throws `std::runtime_error` with the
-    /// log where it does not compile or link.
-    Shader const& MakeShader(std::string_view name, std::string_view vertexSource,
-                             std::string_view fragmentSource) const;
+    /// log where it does not compile or link. `layout`: see `Shader`.
+    Shader const& MakeShader(std::string_view name, GlslText const& vertexSource, GlslText const& fragmentSource,
+                             VertexLayout layout = {}) const;
 
     /// The program made before under this name, or null: spares the text of a generated program.
     Shader const* FindShader(std::string_view name) const;

@@ -1,5 +1,6 @@
 // Programs, their uniforms, meshes and the depth buffer: what lands where, and which way up.
 
+#include <array>
 #include <cmath>
 #include <stdexcept>
 
@@ -98,12 +99,12 @@ TEST_F(MeshTest, TrianglesInSpaceLandWhereTheirPointsSay) {
     });
     EXPECT_TRUE(IsNear(points, At(0, kHeight / 2), 0.0));
 
-    Ogl::PackedMesh3dDeprecated const arrays{{0, 1, 2, 0, 2, 3},
-                                             {-1, -1, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0},
-                                             {0, 0, 1, 0, 1, 1, 0, 1},
-                                             {0, 0, 1, 0, 0, 1, .2F, .4F, .6F, 0, 0, 1}};
+    Ogl::PackedLitMesh const arrays{{0, 1, 2, 0, 2, 3},
+                                    {-1, -1, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0},
+                                    {0, 0, 1, 0, 1, 1, 0, 1},
+                                    {0, 0, 1, 0, 0, 1, .2F, .4F, .6F, 0, 0, 1}};
     Picture const parallel = Show(kSpaceVertex, [&](ShaderStorage const&) {
-        Ogl::Mesh3dDeprecated const mesh(arrays);
+        Ogl::LitMesh const mesh(arrays);
         mesh.Activate();
         mesh.Draw();
     });
@@ -112,14 +113,82 @@ TEST_F(MeshTest, TrianglesInSpaceLandWhereTheirPointsSay) {
     // Of two triangles of different normals only the first three indices are drawn.
     Picture const normals = Drawn(2, 2, [](ShaderStorage const& storage) {
         storage.MakeShader("MeshTest_normal", kSpaceVertex, kShowNormal).Use();
-        Ogl::Mesh3dDeprecated mesh;
-        mesh.MakeMesh({0, 1, 2, 0, 2, 3}, {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0}, {0, 0, 0, 0, 0, 0, 0, 0},
-                      {.2F, .4F, .6F, .2F, .4F, .6F, .2F, .4F, .6F, 1, 1, 1});
+        Ogl::LitMesh const mesh({{0, 1, 2, 0, 2, 3},
+                                 {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0},
+                                 {0, 0, 0, 0, 0, 0, 0, 0},
+                                 {.2F, .4F, .6F, .2F, .4F, .6F, .2F, .4F, .6F, 1, 1, 1}});
         mesh.Activate();
         mesh.Draw(3);
     });
     EXPECT_EQ(normals.At(1, 1), (Rgba{0.2, 0.4, 0.6, 1})) << "right lower half";
     EXPECT_EQ(normals.At(0, 0), (Rgba{0, 0, 0, 0})) << "left upper half";
+}
+
+struct NamedVertex {
+    glm::vec2 place;
+    float red;
+    glm::vec3 rest;
+
+    static constexpr std::array<Ogl::VertexAttribute, 3> kLayout{{{"place", 2}, {"red", 1}, {"rest", 3}}};
+};
+// Not in the order of the layout.
+constexpr char kNamedVertex[] = R"glsl(#version 120
+attribute vec3 rest;
+attribute float red;
+attribute vec2 place;
+varying vec3 Normal;
+void main() {
+    gl_Position = vec4(place, rest.z, 1.0);
+    Normal = vec3(red, rest.xy);
+}
+)glsl";
+
+TEST_F(MeshTest, AttributesReachTheProgramByNameAndEndWithTheMesh) {
+    // Two triangles of different colours: the right lower half, then the left upper one.
+    Ogl::PackedMesh<NamedVertex> packed{{0, 1, 2, 3, 4, 5}, {}};
+    for (glm::vec2 const& corner : {glm::vec2(-1, -1), {1, -1}, {1, 1}}) {
+        packed.vertices.push_back({corner, 0.2F, {0.4F, 0.6F, 0.0F}});
+    }
+    for (glm::vec2 const& corner : {glm::vec2(-1, -1), {1, 1}, {-1, 1}}) {
+        packed.vertices.push_back({corner, 0.8F, {0.0F, 1.0F, 0.0F}});
+    }
+    Rgba const lower{0.2, 0.4, 0.6, 1};
+    for (auto const& [count, upper] : {std::pair{3, Rgba{0, 0, 0, 0}}, {Ogl::Mesh::kAll, Rgba{0.8, 0, 1, 1}}}) {
+        Picture const seen = Drawn(2, 2, [&packed, count = count](ShaderStorage const& storage) {
+            storage.MakeShader("MeshTest_named", kNamedVertex, kShowNormal, NamedVertex::kLayout).Use();
+            Ogl::AttributeMesh const mesh(packed, GL_STATIC_DRAW);
+            mesh.Activate();
+            mesh.Draw(count);
+        });
+        EXPECT_EQ(seen.At(1, 1), lower) << count << " indices, right lower half";
+        EXPECT_EQ(seen.At(0, 0), upper) << count << " indices, left upper half";
+    }
+
+    // Another kind of mesh after it shows what it would show alone.
+    Picture const after = Show(Ogl::kQuadVertex, [&](ShaderStorage const&) {
+        Ogl::AttributeMesh const mesh(packed, GL_STATIC_DRAW);
+        mesh.Activate();
+        mesh.Draw(0);
+        Ogl::Quad const quad({{0, 1, 3, 3, 1, 2}, {0, 0, -1, 0, 1, 0, 0, 0, 1, 1, 0, 1, 0, 1, -1, 1}}, GL_STATIC_DRAW);
+        quad.Activate();
+        quad.Draw();
+    });
+    EXPECT_TRUE(IsNear(after, At(0, 0), 0.0));
+
+#ifndef NDEBUG
+    // Another name, one attribute too few: the program and the vertices do not belong together.
+    static constexpr std::array<Ogl::VertexAttribute, 3> kOtherName{{{"place", 2}, {"blue", 1}, {"rest", 3}}};
+    static constexpr std::array<Ogl::VertexAttribute, 2> kTooFew{{{"place", 2}, {"red", 1}}};
+    for (auto const& [layout, message] : {std::pair{Ogl::VertexLayout(kOtherName), "\"blue\""},
+                                          {Ogl::VertexLayout(kTooFew), "3 attributes, its vertices 2"}}) {
+        std::string const what = Catch<std::logic_error>([layout = layout] {
+                                     OnGl([layout](ShaderStorage const& storage) {
+                                         storage.MakeShader("MeshTest_unlike", kNamedVertex, kShowNormal, layout);
+                                     });
+                                 }).what;
+        EXPECT_THAT(what, AllOf(HasSubstr("MeshTest_unlike"), HasSubstr(message)));
+    }
+#endif
 }
 
 TEST(Depth, NearerWinsInEitherOrderAndEachAttachmentStartsAnew) {
@@ -170,7 +239,12 @@ std::vector<int> Show(std::string const& type, std::string const& expression, Va
                         expression));
         shader.Use();
         shader.Uniform("u", values...);
+#ifdef NDEBUG
         shader.Uniform("no_such_uniform", values...);  // ignored
+#else
+        EXPECT_THAT(Catch<std::logic_error>([&] { shader.Uniform("no_such_uniform", values...); }).what,
+                    AllOf(HasSubstr(shader.GetName()), HasSubstr("\"no_such_uniform\"")));
+#endif
         storage.Quad().Activate();
         storage.Quad().Draw();
     });
@@ -205,6 +279,12 @@ TEST(Uniforms, OfEveryType) {
     glm::mat4 const four = glm::translate(glm::mat4(1.0F), glm::vec3(10, 20, 30));
     EXPECT_THAT(Show("mat4", "u * vec4(1.0, 2.0, 3.0, 1.0)", four), ElementsAre(11, 22, 33, 1));
     EXPECT_THAT(Show("mat4", "vec4(1.0, 2.0, 3.0, 1.0) * u", four, true), ElementsAre(11, 22, 33, 1));
+}
+
+TEST(Programs, PiecesOfTextAreJoinedInTheirOrder) {
+    EXPECT_EQ(Ogl::GlslText({"a", "", "b\n", "c"}).Join(), "ab\nc");
+    EXPECT_EQ(Ogl::GlslText("whole").Join(), "whole");
+    EXPECT_THROW(Ogl::GlslText({"1", "2", "3", "4", "5", "6", "7", "8", "9"}), std::length_error);
 }
 
 TEST(Programs, ErrorsNameTheProgramAndTellTheLogAndTheNameStaysFree) {

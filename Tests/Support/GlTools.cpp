@@ -96,6 +96,13 @@ GlState QueryGlState() {
     for (Switch const& one : kSwitches) {
         state.emplace_back(one.name, glIsEnabled(one.key) == GL_TRUE ? "on" : "off");
     }
+    GLint attributesOn = 0;
+    for (GLuint i = 0; i < Ogl::kMostAttributes; ++i) {
+        GLint isOn = 0;
+        glGetVertexAttribiv(i, GL_VERTEX_ATTRIB_ARRAY_ENABLED, &isOn);
+        attributesOn += isOn;
+    }
+    state.emplace_back("vertex attributes", std::to_string(attributesOn));
     std::array<GLboolean, 4> mask{};
     glGetBooleanv(GL_COLOR_WRITEMASK, mask.data());
     state.emplace_back("colour mask", fmt::format("{}", mask));
@@ -115,6 +122,7 @@ GlState GetInitialGlState() {
     for (Switch const& one : kSwitches) {
         state.emplace_back(one.name, "off");
     }
+    state.emplace_back("vertex attributes", "0");
     state.emplace_back("colour mask", fmt::format("{}", std::array<GLboolean, 4>{1, 1, 1, 1}));
     state.emplace_back("blend colour", fmt::format("{}", std::array<GLfloat, 4>{}));
     state.emplace_back("clear colour", fmt::format("{}", std::array<GLfloat, 4>{}));

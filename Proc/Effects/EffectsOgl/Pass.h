@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -11,33 +12,42 @@
 
 namespace Kaltor::Ogl {
 
-/// One pass over the whole target: a program by name, its samplers and uniforms, the target, the unit quad.
+/// One pass: a program by name, its samplers and uniforms, what is drawn and where to. Blending, culling and depth are
+/// those around it. Between its making and its last draw nothing else may be drawn with a program.
 class Pass {
 public:
-    Pass(ShaderStorage const& shaderStorage, std::string_view name, std::string_view fragment)
-        : storage(shaderStorage), shader(shaderStorage.MakeShader(name, kQuadVertex, fragment)) {
-        shader.Use();
-    }
-    /// The same with a program text that `generate()` makes when it is first needed.
+    /// Over the whole target.
+    Pass(ShaderStorage const& shaderStorage, std::string_view name, GlslText const& fragment)
+        : Pass(shaderStorage, name, kQuadVertex, fragment) {}
+    /// With a vertex program of its own, for meshes whose vertices have this layout.
+    Pass(ShaderStorage const& shaderStorage, std::string_view name, GlslText const& vertex, GlslText const& fragment,
+         VertexLayout layout = {})
+        : Pass(shaderStorage, shaderStorage.MakeShader(name, vertex, fragment, layout)) {}
+    /// Over the whole target, with a program text that `generate()` makes when it is first needed.
     template <typename Generate>
     requires std::is_invocable_r_v<std::string, Generate> Pass(ShaderStorage const& shaderStorage,
                                                                std::string_view name, Generate const& generate)
-        : storage(shaderStorage), shader(FindOrMake(shaderStorage, name, generate)) {
+        : Pass(shaderStorage, FindOrMake(shaderStorage, name, generate)) {}
+    /// With a program that was made before.
+    Pass(ShaderStorage const& shaderStorage, Shader const& program) : storage(shaderStorage), shader(program) {
         shader.Use();
     }
 
     /// The sampler `name` reads the first texture of `frame`, which must live until the pass is drawn. Nearest is
-    /// exact, and faster on software GL, where only the centres of texels are sampled.
+    /// exact, and faster on software GL, where only the centres of texels are sampled. Between draws another texture
+    /// can take the unit.
     Pass& Texture(std::string_view name, int unit, Frame const& frame, TextureFilter filter = TextureFilter::Linear) {
         return Texture(name, unit, frame.GetFirstTexture(), filter);
     }
     Pass& Texture(std::string_view name, int unit, Ogl::Texture const& texture,
                   TextureFilter filter = TextureFilter::Linear) {
         shader.Uniform(name, unit);
+        auto const same = [unit](Sampler const& sampler) { return sampler.unit == unit; };
+        samplers.erase(std::remove_if(samplers.begin(), samplers.end(), same), samplers.end());
         samplers.push_back({unit, &texture, filter});
         return *this;
     }
-    /// Sets a uniform; as the overloads of `Shader::Uniform`.
+    /// Sets a uniform; as the overloads of `Shader::Uniform`. Between draws it can change.
     template <typename... Values>
     Pass& Set(std::string_view name, Values const&... values) {
         shader.Uniform(name, values...);
@@ -49,16 +59,34 @@ public:
         std::uint32_t x, y, width, height;
     };
 
+    /// Attaches the target and draws the unit quad.
     void DrawTo(Ogl::Texture const& target) const {
-        DrawTo(target, {0, 0, target.GetForm().width, target.GetForm().height});
+        storage.FBO().Attach(target);
+        Draw();
     }
-    void DrawTo(Ogl::Texture const& target, Area const& area) const { Draw(target, area, storage.Quad()); }
+    void DrawTo(Ogl::Texture const& target, Area const& area) const {
+        storage.FBO().Attach(target);
+        glViewport(static_cast<GLint>(area.x), static_cast<GLint>(area.y), static_cast<GLsizei>(area.width),
+                   static_cast<GLsizei>(area.height));
+        Draw();
+    }
     void DrawTo(Frame const& target) const { DrawTo(target.GetFirstTexture()); }
     void DrawTo(DataVideoOGL& target) const { DrawTo(target.FrameData()); }
-    /// Through a mesh of (s, t, x, y) instead of the unit quad.
+    /// Attaches the target and draws a mesh.
     void DrawTo(DataVideoOGL& target, Mesh const& mesh) const {
-        Ogl::Texture const& texture = target.FrameData().GetFirstTexture();
-        Draw(texture, {0, 0, texture.GetForm().width, texture.GetForm().height}, mesh);
+        storage.FBO().Attach(target.FrameData().GetFirstTexture());
+        Draw(mesh);
+    }
+
+    /// Draws the unit quad to the target that is attached.
+    void Draw() const { Draw(storage.Quad()); }
+    /// The same with another mesh; see `Mesh::Draw`.
+    void Draw(Mesh const& mesh, int count = Mesh::kAll) const {
+        for (Sampler const& sampler : samplers) {
+            sampler.texture->Use(sampler.unit, sampler.filter);
+        }
+        mesh.Activate();
+        mesh.Draw(count);
     }
 
 private:
@@ -67,17 +95,6 @@ private:
         Ogl::Texture const* texture;
         TextureFilter filter;
     };
-
-    void Draw(Ogl::Texture const& target, Area const& area, Mesh const& mesh) const {
-        storage.FBO().Attach(target);
-        glViewport(static_cast<GLint>(area.x), static_cast<GLint>(area.y), static_cast<GLsizei>(area.width),
-                   static_cast<GLsizei>(area.height));
-        for (Sampler const& sampler : samplers) {
-            sampler.texture->Use(sampler.unit, sampler.filter);
-        }
-        mesh.Activate();
-        mesh.Draw();
-    }
 
     template <typename Generate>
     static Shader const& FindOrMake(ShaderStorage const& storage, std::string_view name, Generate const& generate) {

@@ -6,24 +6,23 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr std::size_t kIndices = 6;  // of a quad
-constexpr std::size_t kCorners = 4;
+constexpr std::size_t kQuadVertexFloats = 16;
 
 }  // namespace
 
 PackedQuad ReserveQuads(std::size_t count) {
     PackedQuad packed;
-    packed.indices.reserve(kIndices * count);
-    packed.vertices.reserve(4 * kCorners * count);
+    packed.indices.reserve(kQuadIndices * count);
+    packed.vertices.reserve(kQuadVertexFloats * count);
     return packed;
 }
 
-PackedMesh3dDeprecated ReserveLitQuads(std::size_t count) {
-    PackedMesh3dDeprecated packed;
-    packed.indices.reserve(kIndices * count);
-    packed.positions.reserve(3 * kCorners * count);
-    packed.texCoords.reserve(2 * kCorners * count);
-    packed.normals.reserve(3 * kCorners * count);
+PackedLitMesh ReserveLitQuads(std::size_t count) {
+    PackedLitMesh packed;
+    packed.indices.reserve(kQuadIndices * count);
+    packed.positions.reserve(kSpaceQuadFloats * count);
+    packed.texCoords.reserve(kPlaneQuadFloats * count);
+    packed.normals.reserve(kSpaceQuadFloats * count);
     return packed;
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <vector>
+
+#include <glm/vec2.hpp>
 
 #include "Ogl/Mesh.h"
 
@@ -10,9 +13,23 @@ namespace Kaltor::Ogl {
 // Rectangles in flat arrays of numbers, from which meshes are made. Corners go round counter-clockwise (y up): lower
 // left, lower right, upper right, upper left. Bounds are taken as given: reversed ones turn the winding round.
 
+constexpr int kQuadIndices = 6;
+constexpr int kPlaneQuadFloats = 8;   ///< of a quad of (x, y)
+constexpr int kSpaceQuadFloats = 12;  ///< of a quad of (x, y, z)
+
+/// The corners of a quad from -1 to 1.
+constexpr std::array<glm::vec2, 4> kQuadCorners{{{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}};
+
 /// An empty mesh with room for `count` quads.
 PackedQuad ReserveQuads(std::size_t count);
-PackedMesh3dDeprecated ReserveLitQuads(std::size_t count);
+PackedLitMesh ReserveLitQuads(std::size_t count);
+template <typename Vertex>
+PackedMesh<Vertex> ReserveMesh(std::size_t count) {
+    PackedMesh<Vertex> packed;
+    packed.indices.reserve(kQuadIndices * count);
+    packed.vertices.reserve(kQuadCorners.size() * count);
+    return packed;
+}
 
 /// Appends the two triangles (0, 1, 3) and (3, 1, 2) of the quad whose first corner has the number `counter`, which
 /// then moves on to the next quad's.

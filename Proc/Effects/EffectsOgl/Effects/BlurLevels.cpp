@@ -34,16 +34,6 @@ void main() {
 
 constexpr int kPairs = 4;  ///< of taps where the picture was reduced
 
-/// Sets the scissor box of a target of `width` x `height` pixels to the pixels that `area` touches: left, bottom,
-/// right, top, 0 to 1.
-void SetScissor(glm::dvec4 const& area, std::uint32_t width, std::uint32_t height) {
-    auto const floor = [](double at, std::uint32_t side) { return static_cast<GLint>(std::floor(at * side)); };
-    auto const ceil = [](double at, std::uint32_t side) { return static_cast<GLint>(std::ceil(at * side)); };
-    GLint const left = floor(area.x, width);
-    GLint const bottom = floor(area.y, height);
-    glScissor(left, bottom, std::max(ceil(area.z, width) - left, 0), std::max(ceil(area.w, height) - bottom, 0));
-}
-
 /// A scale that gives `EffectBlur` this many pairs of taps in a picture with this larger side.
 double GetScale(int pairs, double side) {
     return (pairs + 0.5) / side;
@@ -66,55 +56,79 @@ double GetSide(Frame const& frame) {
     return std::max(frame.GetWidth(), frame.GetHeight());
 }
 
+/// Texels of a copy around what is wanted of it: its taps, and what reducing to it takes.
+constexpr double kMargin = 12.0;
+
 }  // namespace
+
+/// Copies of the picture, each reduced from the one before.
+class BlurLevels::Reduction {
+public:
+    explicit Reduction(BlurLevels const& owner)
+        : levels(owner), pictureSide(Ogl::GetSide(owner.picture)), side(pictureSide), last(&owner.source.Get()) {}
+
+    /// Of the last copy, texels along the larger side; at first the picture's.
+    double GetSide() const { return side; }
+    /// By how much reducing to the last copy blurs, squares of the picture's larger side.
+    double GetVariance() const { return variance; }
+
+    /// The next copy, `wanted` texels along the larger side, drawn where the picture is blurred, with `margin` (sides
+    /// of the picture) around that.
+    Src Reduce(double wanted, double margin) {
+        double const ratio = wanted / pictureSide;
+        auto const shorten = [ratio](std::uint32_t length) {
+            return std::max(static_cast<std::uint32_t>(std::lround(length * ratio)), 1U);
+        };
+        Frame const& picture = levels.picture;
+        Conf::FrameInfo const info{shorten(picture.GetWidth()), shorten(picture.GetHeight())};
+        Src smaller = DataVideoOGL::Create(picture.GetPixFmt(), info);
+        levels.Cut([this](std::size_t cell) { return levels.cells.GetRange(cell).y > 0.0; }, margin, info);
+        Pass(levels.storage, "BlurLevels_reduce", kReduce)
+            .Texture("tex", 0, *last)
+            .Set("half_step", glm::vec2(0.5 / info.width, 0.5 / info.height))
+            .DrawTo(*smaller);
+        variance += kReduceVariance / std::pow(wanted, 2.0) + kLinearVariance / std::pow(side, 2.0);
+        kept = smaller->FrameData();
+        last = &kept.GetFirstTexture();
+        side = Ogl::GetSide(kept);
+        return smaller;
+    }
+
+private:
+    BlurLevels const& levels;
+    double pictureSide;
+    double side;
+    double variance = 0.0;
+    Texture const* last;
+    Frame kept;  ///< what `last` is of, unless it is the picture
+};
 
 BlurLevels::BlurLevels(Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
                        ShaderStorage const& shaderStorage)
     : picture(pictureToBlur), source(picture, shaderStorage), cells(amountCells), storage(shaderStorage) {
+    EnableState const scissor(GL_SCISSOR_TEST);
+    std::array<Copy, kCount> const copies = MakeCopies(scale);
+    for (std::size_t cell = 0; cell < cells.GetCount(); ++cell) {
+        spans.push_back(FindSpan(cells.GetRange(cell)));
+    }
+    for (std::size_t i = 0; i < kCount; ++i) {
+        auto const isWanted = [this, i](std::size_t cell) {
+            return spans[cell].first <= i + 1 && i < spans[cell].last;
+        };
+        if (copies[i].reduced && cells.GetBounds(isWanted)) {
+            levels[i] = MakeLevel(copies[i], isWanted);
+        }
+    }
+}
+
+std::array<BlurLevels::Copy, BlurLevels::kCount> BlurLevels::MakeCopies(double scale) {
     double const side = GetSide(picture);
     double const full = scale * 2.0 / 3.0;  // standard deviation; `EffectBlur` reaches 3 of them
     BlurKernel const kernel(1, 1, GetScale(kPairs, 1.0));
     double const reducedDeviation = std::sqrt(GetVariance(kernel) + kReduceVariance + 2.0 * kLinearVariance);
+    double const margin = kMargin * full / reducedDeviation + 2.0 / side;
 
-    EnableState const scissor(GL_SCISSOR_TEST);
-    constexpr double kMargin = 12.0;  // texels of a copy: its taps, and what reducing to it takes
-    // Draws only what the wanted cells see of a copy, with `margin` (sides of the picture) around them.
-    auto const cut = [&](AmountCells::Predicate const& isWanted, double margin, Conf::FrameInfo const& info) {
-        double const around = margin * side / std::min(picture.GetWidth(), picture.GetHeight());
-        glm::dvec4 const bounds = cells.GetBounds(isWanted).value_or(glm::dvec4(0.0));
-        SetScissor(glm::clamp(bounds + glm::dvec4(-around, -around, around, around), 0.0, 1.0), info.width,
-                   info.height);
-    };
-
-    // What the next copy is reduced from, and its larger side.
-    Texture const* last = &source.Get();
-    double lastSide = side;
-    double lastVariance = 0.0;  // square sides of the picture
-    std::vector<Frame> chain;   // keeps what is still to be read
-    auto const reduce = [&](double wanted) {
-        double const ratio = wanted / side;
-        auto const shorten = [ratio](std::uint32_t length) {
-            return std::max(static_cast<std::uint32_t>(std::lround(length * ratio)), 1U);
-        };
-        Conf::FrameInfo const info{shorten(picture.GetWidth()), shorten(picture.GetHeight())};
-        Src const smaller = DataVideoOGL::Create(picture.GetPixFmt(), info);
-        cut([this](std::size_t cell) { return cells.GetRange(cell).y > 0.0; },
-            kMargin * full / reducedDeviation + 2.0 / side, info);
-        Pass(storage, "BlurLevels_reduce", kReduce)
-            .Texture("tex", 0, *last)
-            .Set("half_step", glm::vec2(0.5 / info.width, 0.5 / info.height))
-            .DrawTo(*smaller);
-        lastVariance += kReduceVariance / std::pow(wanted, 2.0) + kLinearVariance / std::pow(lastSide, 2.0);
-        chain.push_back(smaller->FrameData());
-        last = &chain.back().GetFirstTexture();
-        lastSide = GetSide(chain.back());
-        return smaller;
-    };
-
-    struct Copy {
-        Src reduced;
-        int pairs = 0;
-    };
+    Reduction reduction(*this);
     std::array<Copy, kCount> copies;
     for (std::size_t i = 0; i < kCount; ++i) {
         double const deviation = full / std::pow(2.0, static_cast<double>(kCount - 1 - i));
@@ -123,43 +137,50 @@ BlurLevels::BlurLevels(Frame const& pictureToBlur, double scale, AmountCells con
         if (pixels < std::sqrt(kReduceVariance)) {
             continue;  // nothing to see yet
         }
-        while (lastSide > 2.0 * wanted + 1.0) {
-            reduce(std::ceil(lastSide / 2.0));
+        while (reduction.GetSide() > 2.0 * wanted + 1.0) {
+            reduction.Reduce(std::ceil(reduction.GetSide() / 2.0), margin);
         }
-        Src const reduced = reduce(wanted);
-        int const pairs =
-            wanted < side ? kPairs
-                          : static_cast<int>(std::lround(
-                                1.5 * std::sqrt(std::max(pixels * pixels - kReduceVariance - kLinearVariance, 0.0))));
-        copies[i] = {reduced, pairs};
-        double variance = lastVariance + kLinearVariance / (lastSide * lastSide);
+        copies[i].reduced = reduction.Reduce(wanted, margin);
+        int& pairs = copies[i].pairs;
+        pairs = wanted < side
+                    ? kPairs
+                    : static_cast<int>(std::lround(
+                          1.5 * std::sqrt(std::max(pixels * pixels - kReduceVariance - kLinearVariance, 0.0))));
+        double const squareTexels = std::pow(reduction.GetSide(), 2.0);
+        double variance = reduction.GetVariance() + kLinearVariance / squareTexels;
         if (pairs > 0) {
-            variance += GetVariance(BlurKernel(1, 1, GetScale(pairs, 1.0))) / (lastSide * lastSide);
+            variance += GetVariance(BlurKernel(1, 1, GetScale(pairs, 1.0))) / squareTexels;
         }
         variances[static_cast<int>(i)] = static_cast<float>(variance / (full * full));
     }
+    return copies;
+}
 
-    for (std::size_t cell = 0; cell < cells.GetCount(); ++cell) {
-        spans.push_back(FindSpan(cells.GetRange(cell)));
+Frame BlurLevels::MakeLevel(Copy const& copy, AmountCells::Predicate const& isWanted) const {
+    Frame const reduced = copy.reduced->FrameData();
+    if (copy.pairs == 0) {
+        return reduced;
     }
-    for (std::size_t i = 0; i < kCount; ++i) {
-        auto const& [reduced, pairs] = copies[i];
-        auto const isWanted = [this, i](std::size_t cell) {
-            return spans[cell].first <= i + 1 && i < spans[cell].last;
-        };
-        if (!reduced || !cells.GetBounds(isWanted)) {
-            continue;
-        }
-        levels[i] = reduced->FrameData();
-        if (pairs > 0) {
-            double const reducedSide = GetSide(levels[i]);
-            EffectBlur const blur(GetScale(pairs, reducedSide));
-            Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), reduced->GetFrameInfo());
-            cut(isWanted, kMargin / reducedSide, reduced->GetFrameInfo());
-            blur.Processing(blurred.get(), reduced, 0.0, 0.0, storage, nullptr);
-            levels[i] = blurred->FrameData();
-        }
-    }
+    double const side = GetSide(reduced);
+    EffectBlur const blur(GetScale(copy.pairs, side));
+    Conf::FrameInfo const info = copy.reduced->GetFrameInfo();
+    Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), info);
+    Cut(isWanted, kMargin / side, info);
+    blur.Processing(blurred.get(), copy.reduced, 0.0, 0.0, storage, nullptr);
+    return blurred->FrameData();
+}
+
+void BlurLevels::Cut(AmountCells::Predicate const& isWanted, double margin, Conf::FrameInfo const& info) const {
+    double const around = margin * GetSide(picture) / std::min(picture.GetWidth(), picture.GetHeight());
+    glm::dvec4 const bounds = cells.GetBounds(isWanted).value_or(glm::dvec4(0.0));
+    glm::dvec4 const area = glm::clamp(bounds + glm::dvec4(-around, -around, around, around), 0.0, 1.0);
+    // All the pixels that it touches.
+    auto const floor = [](double at, std::uint32_t length) { return static_cast<GLint>(std::floor(at * length)); };
+    auto const ceil = [](double at, std::uint32_t length) { return static_cast<GLint>(std::ceil(at * length)); };
+    GLint const left = floor(area.x, info.width);
+    GLint const bottom = floor(area.y, info.height);
+    glScissor(left, bottom, std::max(ceil(area.z, info.width) - left, 0),
+              std::max(ceil(area.w, info.height) - bottom, 0));
 }
 
 BlurLevels::Span BlurLevels::FindSpan(glm::dvec2 const& range) const {
@@ -205,7 +226,7 @@ std::string BlurLevels::MakeFunction(Span const& span) const {
 }
 
 void BlurLevels::DrawTo(DataVideoOGL& target, std::string_view name, std::string_view program,
-                        std::function<void(Pass& pass)> const& prepare) const {
+                        Preparation const& prepare) const {
     constexpr int kFirstUnit = 1;
     glm::vec4 const from(0.0F, variances.x, variances.y, variances.z);
     for (Span const& span : std::set<Span>(spans.begin(), spans.end())) {
@@ -216,8 +237,11 @@ void BlurLevels::DrawTo(DataVideoOGL& target, std::string_view name, std::string
             pass.Texture(fmt::format("blur_{}", level), kFirstUnit + static_cast<int>(level) - 1,
                          frame.IsValid() ? frame.GetFirstTexture() : source.Get());
         }
-        pass.Set("blur_from", from).Set("blur_slope", 1.0F / glm::max(variances - from, glm::vec4(1e-6F)));
-        prepare(pass);
+        bool const isMixed = span.first < span.last;
+        if (isMixed) {
+            pass.Set("blur_from", from).Set("blur_slope", 1.0F / glm::max(variances - from, glm::vec4(1e-6F)));
+        }
+        prepare(pass, isMixed && !span.isFull);
         pass.DrawTo(target, cells.MakeMesh([&](std::size_t cell) { return spans[cell] == span; }));
     }
 }

@@ -9,6 +9,7 @@
 
 #include <glm/vec4.hpp>
 
+#include "Proc/Effects/EffectsOgl/Algorithms.h"
 #include "Proc/Effects/EffectsOgl/Effects/AmountCells.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
@@ -24,12 +25,16 @@ public:
     BlurLevels(Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
                ShaderStorage const& shaderStorage);
 
+    /// Sets the uniforms of a program and one sampler, of unit 0. Where every pixel of the cells is blurred alike the
+    /// program does not use the amount, nor what only that depends on.
+    using Preparation = std::function<void(Pass& pass, bool usesAmount)>;
+
     /// Draws the whole picture. `program` is GLSL without a version that may call `vec4 Blurred(vec4 origin, vec2 uv,
     /// float amount)`: the colour (not premultiplied) at `uv`, blurred by `amount` (0 to 1) of the full width, with the
     /// picture's alpha; `origin` is the picture's pixel there. It becomes several programs, each for what some of the
-    /// cells need, whose names begin with `name`; `prepare` sets uniforms and one sampler, of unit 0.
+    /// cells need, whose names begin with `name`.
     void DrawTo(DataVideoOGL& target, std::string_view name, std::string_view program,
-                std::function<void(Pass& pass)> const& prepare) const;
+                Preparation const& prepare) const;
 
 private:
     static constexpr std::size_t kCount = 4;
@@ -43,6 +48,19 @@ private:
         auto operator<=>(Span const&) const = default;
     };
 
+    /// A copy of the picture, reduced, and the pairs of taps that are to blur it; none where there is nothing to see.
+    struct Copy {
+        Src reduced;
+        int pairs = 0;
+    };
+    class Reduction;
+
+    /// Finds `variances`, too.
+    std::array<Copy, kCount> MakeCopies(double scale);
+    Frame MakeLevel(Copy const& copy, AmountCells::Predicate const& isWanted) const;
+    /// From here on only those pixels of a target of this size are drawn that the wanted cells see, with `margin`
+    /// (larger sides of the picture) around them.
+    void Cut(AmountCells::Predicate const& isWanted, double margin, Conf::FrameInfo const& info) const;
     Span FindSpan(glm::dvec2 const& range) const;
     std::string MakeFunction(Span const& span) const;
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string>
 
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
@@ -11,7 +10,7 @@ namespace Kaltor::Ogl {
 namespace {
 
 // The weights of the texels -1, 0, 1, 2 for a point at `x` between the texels 0 and 1.
-constexpr char kWeights[] = R"glsl(#version 120
+constexpr char kWeights[] = R"glsl(
 uniform sampler2D tex;
 uniform vec2 size;        // texels
 uniform mat2 matrix;
@@ -67,8 +66,7 @@ void main() {
     vec4 x = (vec4(first.x) + vec4(-0.5, 0.5, 1.5, 2.5)) / size.x;
     vec4 y = (vec4(first.y) + vec4(-0.5, 0.5, 1.5, 2.5)) / size.y;
     vec4 sum = Row(y.x, x, wx) * wy.x + Row(y.y, x, wx) * wy.y + Row(y.z, x, wx) * wy.z + Row(y.w, x, wx) * wy.w;
-    // Alpha that is stored as 0 has no colour; what overshoots is no more than opaque.
-    gl_FragColor = sum.a < 0.5 / 255.0 ? vec4(0.0) : vec4(sum.rgb / sum.a, min(sum.a, 1.0));
+    gl_FragColor = Straight(sum.rgb / sum.a, min(sum.a, 1.0));  // what overshoots is no more than opaque
 }
 )glsl";
 
@@ -97,7 +95,7 @@ void DrawCubic(Frame const& picture, Placement const& placement, double scale, T
     bool const isOpaque = picture.GetFirstTexture().IsOpaque();
     double const footprint = std::clamp(1.0 / scale, 1.0, 1.0 / kLeastCubicScale);
     Pass(storage, isOpaque ? "Cubic_opaque" : "Cubic_alpha",
-         [isOpaque] { return std::string(kWeights) + (isOpaque ? kOpaque : kWithAlpha); })
+         {kGlslVersion, kStraightAlpha, kWeights, isOpaque ? kOpaque : kWithAlpha})
         .Texture("tex", 0, picture, isOpaque ? TextureFilter::Linear : TextureFilter::Nearest)
         .Set("size", static_cast<float>(picture.GetWidth()), static_cast<float>(picture.GetHeight()))
         .Set("matrix", placement.matrix)

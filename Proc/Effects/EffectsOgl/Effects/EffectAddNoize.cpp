@@ -3,8 +3,6 @@
 // a share p of independent grains goes with sqrt(p (1 - p)), most in the mid-tones, none in black and white. (P. G.
 // Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is kept.
 
-#include <string>
-
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -43,9 +41,8 @@ public:
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
-        Pass pass(storage, "EffectAddNoize", [] { return std::string(kFilmGrain) + kMain; });
-        SetFilmGrain(pass, storage, 1, picture, settings.size,
-                     settings.animated ? GetFilmFrame(time, kRate) : 0U);
+        Pass pass(storage, "EffectAddNoize", {kGlslVersion, kNoiseSizeGlsl, kFilmGrain, kMain});
+        SetFilmGrain(pass, storage, 1, picture, settings.size, settings.animated ? GetFilmFrame(time, kRate) : 0U);
         pass.Texture("tex", 0, picture, TextureFilter::Nearest)
             .Set("strength", settings.strength * kMostDeviation)
             .Set("monochrome", settings.monochrome ? 1.0F : 0.0F)

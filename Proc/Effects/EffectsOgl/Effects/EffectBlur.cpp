@@ -131,11 +131,13 @@ void BlurBySum(DataVideoOGL& dst, Frame const& source, BlurKernel const& kernel,
     auto const pass = [&](Frame const& from, glm::vec2 const& axis) {
         glm::vec2 const step{axis.x / static_cast<float>(source.GetWidth()),
                              axis.y / static_cast<float>(source.GetHeight())};
-        return Pass(storage, name, [&] { return isUnrolled ? MakeUnrolled(kernel.size) : std::string(kLoop); })
-            .Texture("tex", 0, from, TextureFilter::Nearest)
+        Pass made(storage, name, [&] { return isUnrolled ? MakeUnrolled(kernel.size) : std::string(kLoop); });
+        if (!isUnrolled) {
+            made.Set("size", kernel.size);
+        }
+        return made.Texture("tex", 0, from, TextureFilter::Nearest)
             .Set("sigma", kernel.sigma)
             .Set("norm", static_cast<float>(kernel.norm))
-            .Set("size", kernel.size)
             .Set("local_step", step);
     };
     pass(source, kX).DrawTo(middle);

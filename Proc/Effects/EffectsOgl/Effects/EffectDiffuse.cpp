@@ -20,7 +20,7 @@ namespace {
 
 // Two numbers of the noise texture added modulo 1 are as uniform as one; the second, from a coarser lattice that lies
 // aslant, does not repeat with the first.
-constexpr char kFragment[] = R"glsl(#version 120
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;
 uniform sampler2D noise;
 uniform vec2 reach;    // radius, in texture coordinates
@@ -32,7 +32,8 @@ varying vec2 TexCoord0;
 vec4 Grain(vec2 at) {
     vec2 cell = floor(at * grains) + vec2(0.5);
     vec2 aslant = vec2(0.737 * cell.x + 0.294 * cell.y, 0.739 * cell.y - 0.296 * cell.x);
-    vec2 random = fract(texture2D(noise, (cell + begin.xy) / 512.0).xy + texture2D(noise, (aslant + begin.zw) / 512.0).zw);
+    vec2 random = fract(texture2D(noise, (cell + begin.xy) / kNoiseSize).xy +
+                       texture2D(noise, (aslant + begin.zw) / kNoiseSize).zw);
     float angle = random.x * 6.2831853;
     vec2 from = at + reach * (sqrt(random.y) * vec2(cos(angle), sin(angle)));
     return texture2D(tex, abs(mod(from + vec2(1.0), vec2(2.0)) - vec2(1.0)));
@@ -42,10 +43,11 @@ void main() {
 )glsl";
 
 std::string MakeFragment(int parts) {
+    std::string source = GlslText{kGlslVersion, kNoiseSizeGlsl, kFragment}.Join();
     if (parts == 1) {
-        return std::string(kFragment) + "    gl_FragColor = Grain(TexCoord0);\n}\n";
+        return source + "    gl_FragColor = Grain(TexCoord0);\n}\n";
     }
-    std::string source = std::string(kFragment) + "    vec4 sum = vec4(0.0);\n    vec4 part;\n";
+    source += "    vec4 sum = vec4(0.0);\n    vec4 part;\n";
     double const middle = 0.5 * (parts - 1);
     for (int y = 0; y < parts; ++y) {
         for (int x = 0; x < parts; ++x) {
@@ -81,12 +83,14 @@ public:
         auto const begin = [frame](std::uint32_t coordinate) {
             return std::floor(HashToUnit(frame, coordinate, 0xD1FFU) * kNoiseSize);
         };
-        Pass(storage, fmt::format("EffectDiffuse_{}", parts), [parts] { return MakeFragment(parts); })
-            .Texture("tex", 0, picture, TextureFilter::Nearest)
+        Pass pass(storage, fmt::format("EffectDiffuse_{}", parts), [parts] { return MakeFragment(parts); });
+        if (parts > 1) {
+            pass.Set("next", glm::vec2(1.0 / (size * static_cast<double>(parts))));
+        }
+        pass.Texture("tex", 0, picture, TextureFilter::Nearest)
             .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
             .Set("reach", glm::vec2(settings.size * larger / size))
             .Set("grains", glm::vec2(size * (kGrains / larger)))
-            .Set("next", glm::vec2(1.0 / (size * static_cast<double>(parts))))
             .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)))
             .DrawTo(*dst);
     }

@@ -11,7 +11,6 @@
 #include <array>
 #include <cmath>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "Ogl/TexturePool.h"
@@ -48,7 +47,7 @@ void main() {
 )glsl";
 
 // How dark it is around the strip, by the distance from its edge.
-constexpr char kLightAround[] = R"glsl(#version 120
+constexpr char kLightAround[] = R"glsl(
 float LightAround(float beside) {
     return 0.5 - 0.3 * (1.0 - smoothstep(-0.02, 0.10, beside));
 }
@@ -62,7 +61,7 @@ void main() {
     vec4 color = texture2D(around, TexCoord0);
     float beside = abs(dot(TexCoord0 - vec2(0.5), across)) - 0.5;
     vec3 seen = color.rgb / max(color.a, 1.0e-4) * LightAround(beside);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(seen, color.a);
+    gl_FragColor = Straight(seen, color.a);
 }
 )glsl";
 
@@ -138,8 +137,7 @@ void main() {
 
     vec4 behind = texture2D(around, Screen);
     behind.rgb *= mix(LightAround(x - 0.5), 0.42, Cover(hole));
-    vec4 result = film + behind * (1.0 - film.a);
-    gl_FragColor = result.a < 0.5 / 255.0 ? vec4(0.0) : vec4(result.rgb / result.a, result.a);
+    gl_FragColor = Unmultiply(film + behind * (1.0 - film.a));
 }
 )glsl";
 
@@ -260,7 +258,7 @@ public:
         PooledTexture const around = MakeAround(source, storage);
         if (!layout.CoversFrame()) {
             auto const widths = static_cast<float>(layout.frameAcross / layout.width);
-            Pass(storage, "EffectFilmStrip_around", [] { return std::string(kLightAround) + kAround; })
+            Pass(storage, "EffectFilmStrip_around", {kGlslVersion, kStraightAlpha, kLightAround, kAround})
                 .Texture("around", 0, around.Get())
                 .Set("across", layout.isLevel ? glm::vec2(0.0F, widths) : glm::vec2(widths, 0.0F))
                 .DrawTo(*dst);
@@ -271,26 +269,20 @@ public:
         static constexpr std::array kSigns{1.0, -1.0, -1.0, 1.0};
         double const gone =
             std::fmod(kSigns.at(static_cast<std::size_t>(settings.direction)) * settings.speed * time, 1.0);
-        static std::string const fragment = std::string(kLightAround) + kStrip;
-        Shader const& shader = storage.MakeShader("EffectFilmStrip", kVertex, fragment);
-        shader.Use();
-        shader.Uniform("picture", 0);
-        shader.Uniform("around", 1);
-        shader.Uniform("isLevel", layout.isLevel ? 1.0F : 0.0F);
-        shader.Uniform("gone", gone);
-        shader.Uniform("pitch", layout.pitch);
-        shader.Uniform("share", layout.share);
-        shader.Uniform("holes", layout.holes);
-        shader.Uniform("texels", static_cast<float>(layout.pictureAcross), static_cast<float>(layout.pictureAlong));
-        shader.Uniform("perWidth", 1.0 / kWindow);
-        shader.Uniform("pixel", 1.0 / layout.width);
-        shader.Uniform("bend", layout.pitchAngle);
-        shader.Uniform("color", settings.color);
-        premultiplied.Get().Use(0, TextureFilter::Nearest);
-        around.Get().Use(1);
-        Mesh const& strip = strips.Get(layout);
-        strip.Activate();
-        strip.Draw();
+        Pass(storage, "EffectFilmStrip", kVertex, {kGlslVersion, kStraightAlpha, kLightAround, kStrip})
+            .Texture("picture", 0, premultiplied.Get(), TextureFilter::Nearest)
+            .Texture("around", 1, around.Get())
+            .Set("isLevel", layout.isLevel ? 1.0F : 0.0F)
+            .Set("gone", gone)
+            .Set("pitch", layout.pitch)
+            .Set("share", layout.share)
+            .Set("holes", layout.holes)
+            .Set("texels", static_cast<float>(layout.pictureAcross), static_cast<float>(layout.pictureAlong))
+            .Set("perWidth", 1.0 / kWindow)
+            .Set("pixel", 1.0 / layout.width)
+            .Set("bend", layout.pitchAngle)
+            .Set("color", settings.color)
+            .Draw(strips.Get(layout));
     }
 };
 

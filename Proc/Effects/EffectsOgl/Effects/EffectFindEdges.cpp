@@ -45,7 +45,7 @@ vec4 tap(float offset) {
 
 constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;      // averaged over the operator's cells
-uniform sampler2D origin;
+uniform sampler2D origin;   // where its colour or its alpha shows
 uniform vec2 cell;
 uniform float scale;
 uniform float strength;
@@ -76,7 +76,11 @@ void main() {
     // Rises slowly from the threshold on, so that noise close to it does not flicker, and saturates.
     float soft = over > 0.0 ? over * over / (over + 0.5 * threshold) : 0.0;
     float ink = 1.0 - exp(-10.0 * strength * soft);
+#ifdef HAS_ORIGIN
     vec4 c = texture2D(origin, TexCoord0);
+#else
+    vec4 c = vec4(1.0);
+#endif
 #ifdef IS_OPAQUE
     c.a = 1.0;
 #endif
@@ -92,8 +96,9 @@ void main() {
 )glsl";
 
 std::string MakeFragment(bool isOpaque, bool isColored) {
-    return fmt::format("#version 120\n{}{}{}", isOpaque ? "#define IS_OPAQUE\n" : "",
-                       isColored ? "#define IS_COLORED\n" : "", kFragment);
+    return fmt::format("#version 120\n{}{}{}{}", isOpaque ? "#define IS_OPAQUE\n" : "",
+                       isColored ? "#define IS_COLORED\n" : "", isOpaque && !isColored ? "" : "#define HAS_ORIGIN\n",
+                       kFragment);
 }
 
 /// `picture` averaged over squares of `side` pixels, 1 or more.
@@ -131,10 +136,12 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     bool const isAtTexels = cell == std::floor(cell);
     bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
     bool const isColored = settings.color;
-    Pass(storage, fmt::format("EffectFindEdges{}{}", isOpaque ? "_opaque" : "_alpha", isColored ? "_color" : ""),
-         [&] { return MakeFragment(isOpaque, isColored); })
-        .Texture("tex", 0, averaged, isAtTexels ? TextureFilter::Nearest : TextureFilter::Linear)
-        .Texture("origin", 1, picture, TextureFilter::Nearest)
+    Pass pass(storage, fmt::format("EffectFindEdges{}{}", isOpaque ? "_opaque" : "_alpha", isColored ? "_color" : ""),
+              [&] { return MakeFragment(isOpaque, isColored); });
+    if (!isOpaque || isColored) {
+        pass.Texture("origin", 1, picture, TextureFilter::Nearest);
+    }
+    pass.Texture("tex", 0, averaged, isAtTexels ? TextureFilter::Nearest : TextureFilter::Linear)
         .Set("cell", static_cast<float>(cell / picture.GetWidth()), static_cast<float>(cell / picture.GetHeight()))
         .Set("scale", std::clamp(wanted, kLeastScale, 1.0) / kWeights)
         .Set("strength", settings.strength)

@@ -46,8 +46,8 @@ double GetFraction(double value) {
     return value - std::floor(value);
 }
 
-/// Objects of a number that `seed` draws, the same for a larger count, as the vertex program takes them.
-PackedMesh3dDeprecated MakeObjects(std::uint32_t seed, std::uint32_t count) {
+/// Objects of a number that `seed` draws, the same for a larger count.
+PackedMesh<FlyingVertex> MakeObjects(std::uint32_t seed, std::uint32_t count) {
     struct Object {
         double across, along, laps;
         std::uint32_t number;
@@ -65,18 +65,14 @@ PackedMesh3dDeprecated MakeObjects(std::uint32_t seed, std::uint32_t count) {
     }
     std::stable_sort(objects.begin(), objects.end(), [](Object const& a, Object const& b) { return a.laps < b.laps; });
 
-    PackedMesh3dDeprecated packed = ReserveLitQuads(objects.size());
+    auto packed = ReserveMesh<FlyingVertex>(objects.size());
     int counter = 0;
     for (Object const& object : objects) {
         MakeQuadIdx(counter, packed.indices);
-        MakeQuad(-1.0F, -1.0F, 1.0F, 1.0F, packed.texCoords);
-        for (int corner = 0; corner < 4; ++corner) {
-            for (double const value : {object.across, object.along, object.laps}) {
-                packed.positions.push_back(static_cast<float>(value));
-            }
-            for (std::uint32_t const which : {3U, 4U, 5U}) {
-                packed.normals.push_back(static_cast<float>(HashToUnit(seed, object.number, which)));
-            }
+        auto const random = [&](std::uint32_t which) { return HashToUnit(seed, object.number, which); };
+        for (glm::vec2 const& corner : kQuadCorners) {
+            packed.vertices.push_back({glm::vec2(object.across, object.along), static_cast<float>(object.laps),
+                                       glm::vec3(random(3), random(4), random(5)), corner});
         }
     }
     return packed;
@@ -92,7 +88,7 @@ public:
     public:
         Mesh const& Get(std::uint32_t wanted) {
             if (!mesh || count != wanted) {
-                mesh.emplace(MakeObjects(seed, wanted));
+                mesh.emplace(MakeObjects(seed, wanted), GL_STATIC_DRAW);
                 count = wanted;
             }
             return *mesh;
@@ -101,7 +97,7 @@ public:
     private:
         std::uint32_t seed = static_cast<std::uint32_t>(std::rand());
         std::uint32_t count = 0;
-        std::optional<Mesh3dDeprecated> mesh;
+        std::optional<AttributeMesh> mesh;
     };
 
     OglCache* CreateCache() const override { return new CacheImpl; }
@@ -133,12 +129,6 @@ private:
     /// Into the attached target, which is opaque or premultiplied.
     void DrawObjects(CacheImpl& objects, Conf::FrameInfo const& info, double time, ShaderStorage const& storage) const {
         FlyingShape const& shape = GetFlyingShape(settings.kind);
-        std::string const name = std::string("EffectFlyingObjects_") + shape.name;
-        Shader const* const known = storage.FindShader(name);
-        Shader const& shader =
-            known != nullptr ? *known : storage.MakeShader(name, kFlyingVertex, MakeFlyingFragment(shape));
-        shader.Use();
-
         double const aspect = GetDisplayAspect(info);
         double const radius = 0.5 * settings.size * std::max(aspect, 1.0);
         constexpr double kReach = 1.8;  // of an object with its blur
@@ -147,23 +137,21 @@ private:
         auto const& heading = kHeadings.at(static_cast<std::size_t>(settings.moveDirection));
         double const way = (heading[0] != 0.0F ? aspect : 1.0) + 2.0 * margin;
         constexpr double kMinute = 60.0;
-        shader.Uniform("extent", static_cast<float>(aspect), 1.0F);
-        shader.Uniform("heading", heading[0], heading[1]);
-        shader.Uniform("margin", margin);
-        shader.Uniform("radius", radius);
-        shader.Uniform("height", static_cast<float>(info.height));
-        shader.Uniform("laps", GetFraction(settings.speed * time / (kNearestLaps * way)));
-        shader.Uniform("minute", GetFraction(time / kMinute));
-        shader.Uniform("turning", static_cast<float>(shape.spin), static_cast<float>(shape.tumble), shape.tilt,
-                       shape.rock);
-        shader.Uniform("swaying", glm::vec3(shape.sway, static_cast<float>(shape.swayRate), shape.isUpright ? 1 : 0));
-        shader.Uniform("color", settings.color);
-
         EnableState const blend(GL_BLEND);
         glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-        Mesh const& mesh = objects.Get(static_cast<std::uint32_t>(settings.count));
-        mesh.Activate();
-        mesh.Draw();
+        Pass(storage, std::string("EffectFlyingObjects_") + shape.name, kFlyingVertex,
+             {kFlyingBegin, shape.fragment, kFlyingEnd}, FlyingVertex::kLayout)
+            .Set("extent", static_cast<float>(aspect), 1.0F)
+            .Set("heading", heading[0], heading[1])
+            .Set("margin", margin)
+            .Set("radius", radius)
+            .Set("height", static_cast<float>(info.height))
+            .Set("laps", GetFraction(settings.speed * time / (kNearestLaps * way)))
+            .Set("minute", GetFraction(time / kMinute))
+            .Set("turning", static_cast<float>(shape.spin), static_cast<float>(shape.tumble), shape.tilt, shape.rock)
+            .Set("swaying", glm::vec3(shape.sway, static_cast<float>(shape.swayRate), shape.isUpright ? 1 : 0))
+            .Set("color", settings.color)
+            .Draw(objects.Get(static_cast<std::uint32_t>(settings.count)));
     }
 };
 

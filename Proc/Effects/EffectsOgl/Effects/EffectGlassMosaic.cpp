@@ -14,7 +14,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kFragment[] = R"glsl(#version 120
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;  // premultiplied
 uniform vec2 blocks;
 uniform vec2 first;
@@ -77,7 +77,7 @@ void main() {
     float alpha = max(color.a, 1.0e-4);
     vec3 seen = color.rgb / alpha * shade;
     seen = mix(seen + (vec3(1.0) - min(seen, vec3(1.0))) * shine, seen * 0.6, joint);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(seen, color.a);
+    gl_FragColor = Straight(seen, color.a);
 }
 )glsl";
 
@@ -97,7 +97,7 @@ public:
         Premultiplied const premultiplied(picture, storage);
         BlockGrid const grid(src->GetFrameInfo(), std::max(settings.count, 1));
         glm::dvec2 const pixel = grid.blocks / glm::dvec2(picture.GetWidth(), picture.GetHeight());
-        Pass(storage, "EffectGlassMosaic", kFragment)
+        Pass(storage, "EffectGlassMosaic", {kGlslVersion, kStraightAlpha, kFragment})
             .Texture("tex", 0, premultiplied.Get())
             .Set("blocks", glm::vec2(grid.blocks))
             .Set("first", glm::vec2(grid.first))

@@ -68,7 +68,7 @@ using Action = Proc::SettingsEffectMask::Action;
 
 /// Without the version.
 std::string MakeFragment(Shape shape, Action action) {
-    std::string source = shape == Shape::Ellipse ? std::string(kEllipse) : std::string(kRectangle);
+    std::string source = shape == Shape::Ellipse ? kEllipse : kRectangle;
     source += kMain;
     switch (action) {
         case Action::Blur:
@@ -142,15 +142,17 @@ public:
             glm::dvec2 const share = ramp * ramp * (3.0 - 2.0 * ramp);
             return glm::dvec2(std::min(share.x, share.y), std::max(share.x, share.y));
         });
-        auto const prepare = [&](Pass& pass) {
-            pass.Texture("tex", 0, picture, TextureFilter::Nearest)
-                .Set("turn", glm::mat2(turn))
-                .Set("begin", glm::vec2(begin))
-                .Set("radius", glm::vec2(radius))
-                .Set("slope", slope)
-                .Set("color", settings.color);
+        auto const prepare = [&](Pass& pass, bool usesShape) {
+            pass.Texture("tex", 0, picture, TextureFilter::Nearest);
+            if (usesShape) {
+                pass.Set("turn", glm::mat2(turn))
+                    .Set("begin", glm::vec2(begin))
+                    .Set("radius", glm::vec2(radius))
+                    .Set("slope", slope);
+            }
         };
-        std::string const name = fmt::format("EffectMask_{}_{}", static_cast<int>(settings.shape), static_cast<int>(settings.action));
+        std::string const name =
+            fmt::format("EffectMask_{}_{}", static_cast<int>(settings.shape), static_cast<int>(settings.action));
         std::string const program = MakeFragment(settings.shape, settings.action);
         if (settings.action == Action::Blur) {
             BlurLevels(picture, settings.blur, cells, storage).DrawTo(*dst, name, program, prepare);
@@ -158,7 +160,10 @@ public:
         }
         DrawUnchanged(*dst, *src, storage);
         Pass pass(storage, name, [&] { return "#version 120\n" + program; });
-        prepare(pass);
+        prepare(pass, true);
+        if (settings.action == Action::Fill) {
+            pass.Set("color", settings.color);
+        }
         pass.DrawTo(*dst, cells.MakeMesh([&cells](std::size_t cell) { return cells.GetRange(cell).y > 0.0; }));
     }
 

@@ -50,7 +50,7 @@ void main() {
 
 // Between two texels' centres linear sampling mixes by the place: a pixel that lies in two blocks samples between them
 // by its shares, any other one at a centre.
-constexpr char kSquares[] = R"glsl(#version 120
+constexpr char kSquares[] = R"glsl(
 uniform sampler2D lattice;
 uniform vec2 blocks;
 uniform vec2 first;
@@ -62,12 +62,12 @@ void main() {
     vec2 border = floor(p + vec2(0.5));
     vec2 shift = clamp((p - border) / pixel, vec2(-0.5), vec2(0.5));
     vec4 color = texture2D(lattice, (border + shift) / cells);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(color);
 }
 )glsl";
 
 // What the passes for hexagons share: (u, v) from the centre of hexagon (0, 0); `turn` exchanges the axes where u is t.
-constexpr char kLattice[] = R"glsl(#version 120
+constexpr char kLattice[] = R"glsl(
 uniform float isUpright;
 uniform vec2 texels;  // of the picture along u and v
 uniform vec2 unit;    // texels a unit
@@ -171,7 +171,7 @@ void main() {
     float far = Weigh(dot(q, other), other);
     vec4 color = (Find(centre) + Find(centre + side * up) * near + Find(centre + side * other) * far) /
                  (1.0 + near + far);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(color);
 }
 )glsl";
 
@@ -198,7 +198,7 @@ void DrawSquares(DataVideoOGL& dst, Frame const& picture, BlockGrid const& grid,
     };
     reduce(picture.GetFirstTexture(), wide.Get(), 0);
     reduce(wide.Get(), lattice.Get(), 1);
-    Pass(storage, "EffectMosaic_squares", kSquares)
+    Pass(storage, "EffectMosaic_squares", {kGlslVersion, kStraightAlpha, kSquares})
         .Texture("lattice", 0, lattice.Get())
         .Set("blocks", glm::vec2(grid.blocks))
         .Set("first", glm::vec2(grid.first))
@@ -226,23 +226,25 @@ void DrawHexagons(DataVideoOGL& dst, Frame const& picture, double aspect, int co
     };
     PooledTexture const runs = make(2.0 * cells.x, texels.y);
     PooledTexture const lattice = make(cells.x, cells.y);
-    auto const pass = [&](char const* name, char const* program, double covered) {
-        return Pass(storage, name, [&] { return std::string(kLattice) + program; })
+    auto const pass = [&](char const* name, char const* program) {
+        return Pass(storage, name, {kGlslVersion, kStraightAlpha, kLattice, program})
             .Set("isUpright", isUpright ? 1.0F : 0.0F)
             .Set("texels", glm::vec2(texels))
             .Set("unit", glm::vec2(unit))
             .Set("origin", glm::vec2(origin))
             .Set("first", glm::vec2(first))
-            .Set("cells", glm::vec2(cells))
-            .Set("taps", static_cast<int>(std::ceil(covered)) + 1);
+            .Set("cells", glm::vec2(cells));
     };
-    pass("EffectMosaic_runs", kRuns, unit.x).Texture("tex", 0, picture, TextureFilter::Nearest).DrawTo(runs.Get());
-    pass("EffectMosaic_cells", kCells, unit.y / kRow)
+    auto const touched = [](double covered) { return static_cast<int>(std::ceil(covered)) + 1; };
+    pass("EffectMosaic_runs", kRuns)
+        .Texture("tex", 0, picture, TextureFilter::Nearest)
+        .Set("taps", touched(unit.x))
+        .DrawTo(runs.Get());
+    pass("EffectMosaic_cells", kCells)
         .Texture("runs", 0, runs.Get(), TextureFilter::Nearest)
+        .Set("taps", touched(unit.y / kRow))
         .DrawTo(lattice.Get());
-    pass("EffectMosaic_hexagons", kHexagons, 0.0)
-        .Texture("lattice", 0, lattice.Get(), TextureFilter::Nearest)
-        .DrawTo(dst);
+    pass("EffectMosaic_hexagons", kHexagons).Texture("lattice", 0, lattice.Get(), TextureFilter::Nearest).DrawTo(dst);
 }
 
 }  // namespace

@@ -12,11 +12,9 @@
 // another.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <initializer_list>
 #include <numbers>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "Ogl/GlState.h"
@@ -49,28 +47,46 @@ void main() {
 }
 )glsl";
 
+struct DamageVertex {
+    glm::vec2 onScreen;
+    glm::vec2 local;  ///< a line's: along it in cells of noise, across it in pixels; a speck's: in radii
+    float seed;       ///< where its noise is
+    float tone;
+    float opacity;
+    float reach;  ///< half a line's width, or - a speck's radius; pixels
+
+    static constexpr std::array<VertexAttribute, 6> kLayout{
+        {{"on_screen", 2}, {"local", 2}, {"seed", 1}, {"tone", 1}, {"opacity", 1}, {"reach", 1}}};
+};
+
 constexpr char kDamageVertex[] = R"glsl(#version 120
+attribute vec2 on_screen;
+attribute vec2 local;
+attribute float seed;
+attribute float tone;
+attribute float opacity;
+attribute float reach;
 varying vec2 place;
 varying vec4 kind;
 void main() {
-    gl_Position = vec4(gl_Vertex.xy, 0.0, 1.0);
-    place = gl_MultiTexCoord0.xy;
-    kind = vec4(gl_Normal, gl_Vertex.z);
+    gl_Position = vec4(on_screen, 0.0, 1.0);
+    place = local;
+    kind = vec4(seed, tone, opacity, reach);
 }
 )glsl";
 
-constexpr char kDamage[] = R"glsl(#version 120
+constexpr char kDamage[] = R"glsl(
 uniform sampler2D noise;
-varying vec2 place;   // a line's: along it in cells of noise, across it in pixels; a speck's: in radii
-varying vec4 kind;    // where its noise is, its tone, its opacity, half a line's width or - a speck's radius in pixels
+varying vec2 place;
+varying vec4 kind;    // seed, tone, opacity, reach
 void main() {
     float cover;
     if (kind.w > 0.0) {
-        float rough = texture2D(noise, vec2(place.x, kind.x) / 512.0).r;
+        float rough = texture2D(noise, vec2(place.x, kind.x) / kNoiseSize).r;
         cover = clamp(kind.w + 0.5 - abs(place.y), 0.0, 1.0) * (0.45 + 0.55 * smoothstep(0.1, 0.6, rough));
     } else {
         vec2 at = place + vec2(kind.x, kind.x * 0.618);
-        float frayed = 0.75 * texture2D(noise, at * (1.1 / 512.0)).g + 0.35 * texture2D(noise, at * (3.7 / 512.0)).b;
+        float frayed = 0.75 * texture2D(noise, at * (1.1 / kNoiseSize)).g + 0.35 * texture2D(noise, at * (3.7 / kNoiseSize)).b;
         float soft = 0.12 + 0.7 / max(-kind.w, 0.7);
         cover = 1.0 - smoothstep(1.0 - soft, 1.0 + soft, length(place) * (0.55 + frayed));
     }
@@ -125,11 +141,11 @@ public:
     glm::dvec2 const& GetSize() const { return size; }
     /// Pixels of the larger side: what lengths are fractions of.
     double GetUnit() const { return unit; }
-    PackedMesh3dDeprecated const& GetMesh() const { return mesh; }
+    PackedMesh<DamageVertex> const& GetMesh() const { return mesh; }
 
     /// `tone`: 0 dark, 1 bright. `seed`: where its noise lies.
     void AddLine(std::vector<LinePoint> const& points, double tone, double seed) {
-        auto const first = static_cast<unsigned>(mesh.positions.size() / 3);
+        auto const first = static_cast<unsigned>(mesh.vertices.size());
         double along = seed * kNoiseSize;
         for (std::size_t i = 0; i < points.size(); ++i) {
             LinePoint const& point = points[i];
@@ -157,7 +173,7 @@ public:
         constexpr double kMargin = 2.0;  // radii: as far as its outline is frayed
         double const pixels = std::max(radius, 0.6);
         double const share = std::pow(radius / pixels, 2.0);
-        auto const first = static_cast<unsigned>(mesh.positions.size() / 3);
+        auto const first = static_cast<unsigned>(mesh.vertices.size());
         glm::dvec2 const along(std::cos(angle), std::sin(angle));
         glm::dvec2 const across(-along.y, along.x);
         for (auto const& [x, y] :
@@ -169,21 +185,15 @@ public:
     }
 
 private:
-    void AddVertex(glm::dvec2 const& place, double z, glm::dvec2 const& local, double seed, double tone,
+    void AddVertex(glm::dvec2 const& place, double reach, glm::dvec2 const& local, double seed, double tone,
                    double opacity) {
-        auto const add = [](std::vector<float>& to, std::initializer_list<double> values) {
-            for (double const value : values) {
-                to.push_back(static_cast<float>(value));
-            }
-        };
-        add(mesh.positions, {2.0 * place.x / size.x - 1.0, 2.0 * place.y / size.y - 1.0, z});
-        add(mesh.texCoords, {local.x, local.y});
-        add(mesh.normals, {seed, tone, opacity});
+        mesh.vertices.push_back({glm::vec2(2.0 * place / size - 1.0), glm::vec2(local), static_cast<float>(seed),
+                                 static_cast<float>(tone), static_cast<float>(opacity), static_cast<float>(reach)});
     }
 
     glm::dvec2 size;
     double unit;
-    PackedMesh3dDeprecated mesh;
+    PackedMesh<DamageVertex> mesh;
 };
 
 /// A place in the picture, pixels.
@@ -337,17 +347,11 @@ void AddDust(Damage& damage, std::uint32_t frame, double strength) {
 
 class EffectRetroArtefacts final : public EffectWithSettings<Proc::SettingsEffectRetroArtefacts> {
 public:
-    struct CacheImpl final : OglCache {
-        std::optional<Mesh3dDeprecated> damage;
-    };
-
-    OglCache* CreateCache() const override { return new CacheImpl; }
-
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
-                    OglCache* cache) const override {
+                    OglCache*) const override {
         std::uint32_t const frame = GetFilmFrame(time, settings.rate);
-        bool const isExposed = settings.flicker > 0.0 || settings.weave > 0.0 ||
-                               settings.vignette > 0.0 || settings.grain > 0.0;
+        bool const isExposed =
+            settings.flicker > 0.0 || settings.weave > 0.0 || settings.vignette > 0.0 || settings.grain > 0.0;
         if (isExposed) {
             Expose(*dst, src->FrameData().ConvertToRGBA(storage), frame, storage);
         } else {
@@ -362,7 +366,7 @@ public:
             AddDust(damage, frame, settings.dust);
         }
         if (!damage.GetMesh().indices.empty()) {
-            LayOver(target, damage.GetMesh(), GetCache<CacheImpl>(cache), storage);
+            LayOver(*dst, damage.GetMesh(), storage);
         }
     }
 
@@ -392,7 +396,7 @@ private:
         constexpr double kMostGrain = 0.16;
         constexpr double kMostVignette = 0.8;
         Premultiplied const source(picture, storage);
-        Pass pass(storage, "EffectRetroArtefacts", [] { return std::string(kFilmGrain) + kExposure; });
+        Pass pass(storage, "EffectRetroArtefacts", {kGlslVersion, kNoiseSizeGlsl, kFilmGrain, kExposure});
         SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame);
         pass.Texture("tex", 0, source.Get(), settings.weave > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest)
             .Set("gate", glm::vec4(factor, factor, offset.x, offset.y))
@@ -402,21 +406,13 @@ private:
             .DrawTo(dst);
     }
 
-    static void LayOver(Frame const& target, PackedMesh3dDeprecated const& packed, CacheImpl& cache,
-                        ShaderStorage const& storage) {
-        if (!cache.damage) {
-            cache.damage.emplace();
-        }
-        cache.damage->MakeMesh(packed.indices, packed.positions, packed.texCoords, packed.normals);
-        Shader const& shader = storage.MakeShader("EffectRetroArtefacts_damage", kDamageVertex, kDamage);
-        shader.Use();
-        shader.Uniform("noise", 0);
-        storage.FBO().Attach(target.GetFirstTexture());
-        storage.Noise().Use(0, TextureFilter::Linear);
+    static void LayOver(DataVideoOGL& target, PackedMesh<DamageVertex> const& damage, ShaderStorage const& storage) {
         EnableState const blend(GL_BLEND);
         glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
-        cache.damage->Activate();
-        cache.damage->Draw();
+        Pass(storage, "EffectRetroArtefacts_damage", kDamageVertex, {kGlslVersion, kNoiseSizeGlsl, kDamage},
+             DamageVertex::kLayout)
+            .Texture("noise", 0, storage.Noise())
+            .DrawTo(target, AttributeMesh(damage, GL_STREAM_DRAW));
     }
 };
 

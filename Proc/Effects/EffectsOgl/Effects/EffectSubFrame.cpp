@@ -67,7 +67,7 @@ void main() {
 }
 )glsl";
 
-constexpr char kColor[] = R"glsl(#version 120
+constexpr char kColor[] = R"glsl(
 uniform vec4 color;
 vec4 Background(vec2 at) {
     return vec4(color.rgb * color.a, color.a);
@@ -75,16 +75,15 @@ vec4 Background(vec2 at) {
 )glsl";
 
 // The mean of 2 x 2 texels also joins the even and the odd ones, which the blur keeps apart.
-constexpr char kBlurred[] = R"glsl(#version 120
+constexpr char kBlurred[] = R"glsl(
 uniform sampler2D blurred;
 uniform sampler2D noise;
 uniform vec2 half_texel;
-uniform float noise_scale;
 vec4 Background(vec2 at) {
     vec2 other = vec2(half_texel.x, -half_texel.y);
     vec4 sum = texture2D(blurred, at + half_texel) + texture2D(blurred, at - half_texel)
              + texture2D(blurred, at + other) + texture2D(blurred, at - other);
-    return 0.25 * sum + vec4((texture2D(noise, gl_FragCoord.xy * noise_scale).rgb - vec3(0.5)) / 255.0, 0.0);
+    return 0.25 * sum + vec4((texture2D(noise, gl_FragCoord.xy / kNoiseSize).rgb - vec3(0.5)) / 255.0, 0.0);
 }
 )glsl";
 
@@ -123,7 +122,7 @@ public:
         Src const blurred = isBlurred ? Blur(*src, picture, aspect, storage) : Src();
         Frame const back = isBlurred ? blurred->FrameData() : picture;
         Pass pass(storage, isBlurred ? "EffectSubFrame_blurred" : "EffectSubFrame_color",
-                  [isBlurred] { return std::string(isBlurred ? kBlurred : kColor) + kFragment; });
+                  {kGlslVersion, kNoiseSizeGlsl, isBlurred ? kBlurred : kColor, kFragment});
         pass.Texture("picture", 0, shown, TextureFilter::Nearest)
             .Set("size", glm::vec2(size))
             .Set("inner", box(inner, {}, {}))
@@ -136,8 +135,7 @@ public:
             pass.Texture("blurred", 1, back)
                 .Texture("noise", 2, storage.Noise(), TextureFilter::Nearest)
                 .Set("half_texel", 0.5F / static_cast<float>(back.GetWidth()),
-                     0.5F / static_cast<float>(back.GetHeight()))
-                .Set("noise_scale", 1.0F / static_cast<float>(kNoiseSize));
+                     0.5F / static_cast<float>(back.GetHeight()));
         } else {
             pass.Set("color", settings.color);
         }

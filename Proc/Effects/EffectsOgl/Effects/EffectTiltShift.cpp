@@ -19,8 +19,6 @@
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kVersion[] = "#version 120\n";
-
 // Without blur the function is not there.
 constexpr char kMain[] = R"glsl(
 uniform sampler2D tex;
@@ -57,7 +55,7 @@ public:
             pass.Texture("tex", 0, picture, TextureFilter::Nearest).Set("saturation", settings.saturation);
         };
         if (!isBlurred) {
-            Pass pass(storage, "EffectTiltShift_sharp", [] { return std::string(kVersion) + kMain; });
+            Pass pass(storage, "EffectTiltShift_sharp", {kGlslVersion, kMain});
             prepare(pass);
             pass.DrawTo(*dst);
             return;
@@ -80,10 +78,13 @@ public:
             return glm::clamp((beyond - halfSize) * slope, 0.0, 1.0);
         });
         BlurLevels const levels(picture, settings.blur, cells, storage);
-        levels.DrawTo(*dst, "EffectTiltShift", std::string("#define WITH_BLUR\n") + kMain, [&](Pass& pass) {
-            prepare(pass);
-            pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);
-        });
+        levels.DrawTo(
+            *dst, "EffectTiltShift", std::string("#define WITH_BLUR\n") + kMain, [&](Pass& pass, bool usesAmount) {
+                prepare(pass);
+                if (usesAmount) {
+                    pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);
+                }
+            });
     }
 };
 

@@ -30,7 +30,7 @@ constexpr std::uint32_t kSamples = 480;  // of a line
 
 // The left texel of a line: its shift (0.5: none), how much of it is snow, what is left of its chroma. The right one:
 // where it drops out, for how long, and how bright that is.
-constexpr char kLineFacts[] = R"glsl(#version 120
+constexpr char kLineFacts[] = R"glsl(
 uniform sampler2D noise;
 uniform vec2 field;        // where the field's random numbers are
 uniform float jitter;
@@ -43,10 +43,10 @@ varying vec2 TexCoord0;
 void main() {
     float y = TexCoord0.y;
     float line = floor(y * 240.0);
-    vec4 random = texture2D(noise, (vec2(line, 0.0) + field + vec2(0.5)) / 512.0);
-    vec4 more = texture2D(noise, (vec2(line, 7.0) + field + vec2(0.5)) / 512.0);
-    vec4 quick = texture2D(noise, vec2(line * 0.17 + field.x, field.y + 13.5) / 512.0);
-    vec4 slow = texture2D(noise, vec2(line * 0.021 + sway, 3.5) / 512.0);
+    vec4 random = texture2D(noise, (vec2(line, 0.0) + field + vec2(0.5)) / kNoiseSize);
+    vec4 more = texture2D(noise, (vec2(line, 7.0) + field + vec2(0.5)) / kNoiseSize);
+    vec4 quick = texture2D(noise, vec2(line * 0.17 + field.x, field.y + 13.5) / kNoiseSize);
+    vec4 slow = texture2D(noise, vec2(line * 0.021 + sway, 3.5) / kNoiseSize);
 
     float away = (y - band) / 0.05 + (random.w - 0.5) * 0.5;
     float lost = tracking * exp(-away * away);
@@ -85,7 +85,7 @@ void main() {{
 }}
 )glsl";
 
-constexpr char kPicture[] = R"glsl(#version 120
+constexpr char kPicture[] = R"glsl(
 uniform sampler2D tex;
 uniform sampler2D tape;
 uniform sampler2D lines;
@@ -111,8 +111,8 @@ void main() {
     luma = mix(luma, texture2D(tape, place).r, soft.x);
     chroma = mix(chroma, late, soft.y) * facts.z;
 
-    vec4 fine = texture2D(noise, (vec2(TexCoord0.x * 330.0, line + 0.5) + field.xy) / 512.0) - vec4(0.5);
-    vec4 coarse = texture2D(noise, (vec2(TexCoord0.x * 45.0, line * 0.3 + 0.5) + field.zw) / 512.0) - vec4(0.5);
+    vec4 fine = texture2D(noise, (vec2(TexCoord0.x * 330.0, line + 0.5) + field.xy) / kNoiseSize) - vec4(0.5);
+    vec4 coarse = texture2D(noise, (vec2(TexCoord0.x * 45.0, line * 0.3 + 0.5) + field.zw) / kNoiseSize) - vec4(0.5);
     luma += (fine.r + fine.g + coarse.r) * noisy.x;
     chroma += coarse.gb * noisy.y;
 
@@ -185,7 +185,7 @@ public:
         PooledTexture const lines(TextureForm{2, kLines, TexelFormat::Rgba16, false});
         // The band takes 9 s to drift through, and is out of sight for a third of them.
         double const turn = time / 9.0;
-        Pass(storage, "EffectVHS_lines", kLineFacts)
+        Pass(storage, "EffectVHS_lines", {kGlslVersion, kNoiseSizeGlsl, kLineFacts})
             .Texture("noise", 0, storage.Noise())
             .Set("field", glm::vec2(begin(0), begin(1)))
             .Set("jitter", strength)
@@ -207,11 +207,12 @@ public:
             };
             std::uint32_t const across = count(picture.GetWidth(), form.width);
             std::uint32_t const down = count(picture.GetHeight(), form.height);
-            Pass(storage, fmt::format("EffectVHS_signal_{}x{}", across, down),
-                 [&] { return fmt::format(kSignal, across, down, across * down); })
-                .Texture("tex", 0, source.Get())
-                .Set("extent", glm::vec2(1.0 / form.width, 1.0 / form.height))
-                .DrawTo(signal.Get());
+            Pass pass(storage, fmt::format("EffectVHS_signal_{}x{}", across, down),
+                      [&] { return fmt::format(kSignal, across, down, across * down); });
+            if (across * down > 1) {
+                pass.Set("extent", glm::vec2(1.0 / form.width, 1.0 / form.height));
+            }
+            pass.Texture("tex", 0, source.Get()).DrawTo(signal.Get());
             double const texelsALine = std::max(std::round(static_cast<double>(form.height) / kLines), 1.0);
             Pass(storage, "EffectVHS_tape", &MakeTape)
                 .Texture("tex", 0, signal.Get(), TextureFilter::Nearest)
@@ -223,7 +224,7 @@ public:
         double const pitch = static_cast<double>(kLines) / picture.GetHeight() * std::numbers::pi;
         double const seen = pitch < std::numbers::pi ? std::sin(pitch) / pitch : 0.0;
         constexpr glm::dvec2 kGap(0.35, 0.5);  // the lines bloom a little in return
-        Pass(storage, "EffectVHS", kPicture)
+        Pass(storage, "EffectVHS", {kGlslVersion, kNoiseSizeGlsl, kPicture})
             .Texture("tex", 0, picture, TextureFilter::Nearest)
             .Texture("tape", 1, tape.Get())
             .Texture("lines", 2, lines.Get(), TextureFilter::Nearest)

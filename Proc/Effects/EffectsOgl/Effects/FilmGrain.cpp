@@ -13,7 +13,7 @@
 
 namespace Kaltor::Ogl {
 
-char const* const kFilmGrain = R"glsl(#version 120
+char const* const kFilmGrain = R"glsl(
 uniform sampler2D grain_noise;
 uniform mat2 grain_first;   // from texture coordinates to points of the lattice
 uniform mat2 grain_second;
@@ -25,7 +25,7 @@ vec4 GrainLattice(vec2 at) {
     vec2 f = at - cell;
     f = f * f * (vec2(3.0) - 2.0 * f);
     vec2 norm = f * f + (vec2(1.0) - f) * (vec2(1.0) - f);
-    return (texture2D(grain_noise, (cell + f + vec2(0.5)) / 512.0) - vec4(0.5)) * inversesqrt(norm.x * norm.y);
+    return (texture2D(grain_noise, (cell + f + vec2(0.5)) / kNoiseSize) - vec4(0.5)) * inversesqrt(norm.x * norm.y);
 }
 
 vec4 FilmGrain(vec2 uv) {

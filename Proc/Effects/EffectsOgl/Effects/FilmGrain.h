@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Ogl/Noise.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"
 
 namespace Kaltor::Ogl {
@@ -11,7 +12,7 @@ namespace Kaltor::Ogl {
 std::uint32_t GetFilmFrame(double time, double rate);
 
 /// GLSL: `vec4 FilmGrain(vec2 uv)` gives four independent numbers with mean 0 and variance 1 (less where grains are
-/// smaller than pixels), about normal. To be followed by a program that is drawn with `SetFilmGrain`.
+/// smaller than pixels), about normal. Needs `kNoiseSizeGlsl` before it, and `SetFilmGrain`.
 extern char const* const kFilmGrain;
 
 /// Sets what `kFilmGrain` needs: grains of `size` (a fraction of the larger side of `picture`), a new layout for every

@@ -9,46 +9,6 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// Coordinates of a shape run from -1 to 1, y up; distances are negative within it.
-constexpr char kCommon[] = R"glsl(#version 120
-uniform vec4 color;
-varying vec2 Local;    // the place in the shape's plane
-varying vec4 Look;     // the side that is seen (1: front, -1: back), light on it (-1 to 1), its glint, opacity
-varying vec2 Scale;    // a pixel in the shape's units, blur in pixels
-varying vec4 Seed;     // random numbers
-varying vec2 Turn;     // cosine and sine of the turn in its plane
-
-// How far a step is done at distance `d` of a pixel's or a blurred edge's middle.
-float Step(float d, float pixel) {
-    return smoothstep(-0.5, 0.5, d / (pixel * (1.4 + 2.0 * Scale.y)));
-}
-// How much a shape covers where its distance is `d`, whatever it is scaled by.
-float Cover(float d) {
-    return 1.0 - Step(d, max(length(vec2(dFdx(d), dFdy(d))), 1.0e-4));
-}
-// How much a line of half width `h` covers at distance `d`.
-float Line(float d, float h) {
-    return Step(d + h, Scale.x) - Step(d - h, Scale.x);
-}
-// Where `d` grows to on the screen: which way a slope looks.
-vec2 FindSlope(float d) {
-    vec2 slope = vec2(dFdx(d), dFdy(d));
-    return slope / max(length(slope), 1.0e-6);
-}
-float FromSegment(vec2 p, vec2 to) {
-    return length(p - to * clamp(dot(p, to) / dot(to, to), 0.0, 1.0));
-}
-const vec2 kLight = vec2(-0.6, 0.8);  // on the screen
-)glsl";
-
-constexpr char kMain[] = R"glsl(
-void main() {
-    vec4 drawn = Draw(Local);
-    float alpha = clamp(drawn.a, 0.0, 1.0) * Look.w * color.a;
-    gl_FragColor = vec4(clamp(drawn.rgb, 0.0, 1.0) * color.rgb * alpha, alpha);
-}
-)glsl";
-
 // A crystal's sector, mirrored and repeated: an arm with three pairs of branches and a plate in the middle. What is too
 // small or too blurred to show one is a soft flake.
 constexpr char kSnow[] = R"glsl(
@@ -257,9 +217,51 @@ constexpr std::array kShapes{
 
 }  // namespace
 
-// gl_Vertex: where the object starts, across its way and along it (0 to 1), and how many laps it makes in the time that
-// the nearest ones make 64. gl_Normal: its random numbers. gl_MultiTexCoord0: the quad's corner.
+// Coordinates of a shape run from -1 to 1, y up; distances are negative within it.
+char const* const kFlyingBegin = R"glsl(#version 120
+uniform vec4 color;
+varying vec2 Local;    // the place in the shape's plane
+varying vec4 Look;     // the side that is seen (1: front, -1: back), light on it (-1 to 1), its glint, opacity
+varying vec2 Scale;    // a pixel in the shape's units, blur in pixels
+varying vec4 Seed;     // random numbers
+varying vec2 Turn;     // cosine and sine of the turn in its plane
+
+// How far a step is done at distance `d` of a pixel's or a blurred edge's middle.
+float Step(float d, float pixel) {
+    return smoothstep(-0.5, 0.5, d / (pixel * (1.4 + 2.0 * Scale.y)));
+}
+// How much a shape covers where its distance is `d`, whatever it is scaled by.
+float Cover(float d) {
+    return 1.0 - Step(d, max(length(vec2(dFdx(d), dFdy(d))), 1.0e-4));
+}
+// How much a line of half width `h` covers at distance `d`.
+float Line(float d, float h) {
+    return Step(d + h, Scale.x) - Step(d - h, Scale.x);
+}
+// Where `d` grows to on the screen: which way a slope looks.
+vec2 FindSlope(float d) {
+    vec2 slope = vec2(dFdx(d), dFdy(d));
+    return slope / max(length(slope), 1.0e-6);
+}
+float FromSegment(vec2 p, vec2 to) {
+    return length(p - to * clamp(dot(p, to) / dot(to, to), 0.0, 1.0));
+}
+const vec2 kLight = vec2(-0.6, 0.8);  // on the screen
+)glsl";
+
+char const* const kFlyingEnd = R"glsl(
+void main() {
+    vec4 drawn = Draw(Local);
+    float alpha = clamp(drawn.a, 0.0, 1.0) * Look.w * color.a;
+    gl_FragColor = vec4(clamp(drawn.rgb, 0.0, 1.0) * color.rgb * alpha, alpha);
+}
+)glsl";
+
 char const* const kFlyingVertex = R"glsl(#version 120
+attribute vec2 start;   // see FlyingVertex
+attribute float pace;
+attribute vec3 random;
+attribute vec2 quad_corner;
 uniform vec2 extent;    // of the picture, its height is 1
 uniform vec2 heading;   // where the objects drift to
 uniform float margin;   // how far beyond the picture they go
@@ -288,9 +290,8 @@ float PickRate(float most, float random) {
 }
 
 void main() {
-    vec3 random = gl_Normal;
     vec3 more = fract(random * 7.3125 + random.yzx * 3.71875);
-    float nearness = gl_Vertex.z / 64.0;
+    float nearness = pace / 64.0;
     float own = radius * nearness * (0.7 + 0.3 * more.x);
 
     float swayRate = floor(swaying.y * (0.5 + 0.5 * more.y) + 0.5);
@@ -298,8 +299,8 @@ void main() {
     vec2 across = vec2(-heading.y, heading.x);
     float way = dot(abs(heading), extent) + 2.0 * margin;
     float side = dot(abs(across), extent) + 2.0 * margin;
-    vec2 centre = heading * (fract(gl_Vertex.y + gl_Vertex.z * laps) - 0.5) * way +
-                  across * ((gl_Vertex.x - 0.5) * side + own * swaying.x * sin(swayPhase));
+    vec2 centre = heading * (fract(start.y + pace * laps) - 0.5) * way +
+                  across * ((start.x - 0.5) * side + own * swaying.x * sin(swayPhase));
 
     float spin = kTurn * (turning.x < 0.5 ? 0.0 : random.x) + kTurn * PickRate(turning.x, more.z) * minute +
                  turning.w * cos(swayPhase);
@@ -311,7 +312,7 @@ void main() {
 
     float pixel = 1.0 / (own * height);
     float blur = 0.30 * smoothstep(0.72, 1.0, nearness) / pixel * 0.5;
-    vec2 corner = gl_MultiTexCoord0.xy * (1.0 + (blur + 1.5) * pixel);
+    vec2 corner = quad_corner * (1.0 + (blur + 1.5) * pixel);
     vec2 turned = Rotate(corner, -axis);
     Local = Rotate(turned / vec2(1.0, narrowed), axis - spin);
 
@@ -331,10 +332,6 @@ void main() {
 
 FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind) {
     return kShapes.at(static_cast<std::size_t>(kind));
-}
-
-std::string MakeFlyingFragment(FlyingShape const& shape) {
-    return std::string(kCommon) + shape.fragment + kMain;
 }
 
 }  // namespace Kaltor::Ogl

@@ -1,7 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <string>
+
+#include <glm/vec2.hpp>
+#include <glm/vec3.hpp>
+
+#include "Ogl/VertexLayout.h"
 
 #include "Proc/Settings/SettingsStyleEffects.h"
 
@@ -23,8 +28,20 @@ struct FlyingShape {
 /// The shape of `kind` as in `SettingsEffectFlyingObjects`.
 FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind);
 
+/// A corner of an object.
+struct FlyingVertex {
+    glm::vec2 start;   ///< across its way and along it, 0 to 1
+    float pace;        ///< laps in the time that the nearest ones make 64
+    glm::vec3 random;  ///< the object's, 0 to 1
+    glm::vec2 corner;  ///< of its quad, -1 or 1
+
+    static constexpr std::array<VertexAttribute, 4> kLayout{
+        {{"start", 2}, {"pace", 1}, {"random", 3}, {"quad_corner", 2}}};
+};
+
 extern char const* const kFlyingVertex;
-/// The whole fragment program of a shape.
-std::string MakeFlyingFragment(FlyingShape const& shape);
+/// A shape's fragment program begins with the one and ends with the other.
+extern char const* const kFlyingBegin;
+extern char const* const kFlyingEnd;
 
 }  // namespace Kaltor::Ogl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include <glm/common.hpp>
 #include <glm/geometric.hpp>
@@ -27,7 +27,7 @@ void main() {
 /// A pass of such a program, `main` being the rest of it.
 inline Pass MakeGrowingDisc(ShaderStorage const& storage, std::string_view name, char const* main,
                             Frame const& outgoing, Frame const& incoming, glm::vec2 const& point, double progress) {
-    return Pass(storage, name, [main] { return std::string(kGrowingDisc) + main; })
+    return Pass(storage, name, {kGrowingDisc, main})
         .Texture("tex_top", 0, outgoing)
         .Texture("tex_bot", 1, incoming, TextureFilter::Nearest)
         .Set("v_src", point)

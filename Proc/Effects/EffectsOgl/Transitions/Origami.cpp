@@ -1,8 +1,7 @@
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 
+#include <algorithm>
 #include <string>
-
-#include "Proc/Effects/EffectsOgl/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -42,20 +41,15 @@ void main() {
 
 }  // namespace
 
-void UseOrigamiProgram(std::string_view name, OrigamiCamera const& camera, ShaderStorage const& storage) {
-    Shader const& shader = storage.MakeShader(name, kVertex, kFragment);
-    shader.Use();
-    shader.Uniform("tex", 0);
-    shader.Uniform("NormalMatrix", camera.NormalMatrix);
-    shader.Uniform("MVP", camera.MVP);
-    shader.Uniform("vert_to_light_in_camspace", camera.vert_to_light_in_camspace);
+Pass MakeOrigamiPass(std::string_view name, OrigamiCamera const& camera, ShaderStorage const& storage) {
+    return Pass(storage, name, kVertex, kFragment)
+        .Set("NormalMatrix", camera.NormalMatrix)
+        .Set("MVP", camera.MVP)
+        .Set("vert_to_light_in_camspace", camera.vert_to_light_in_camspace);
 }
 
-void DrawPaper(OrigamiPaper const& paper, TextureFilter filter, int count) {
-    paper.picture.GetFirstTexture().Use(0, filter);
-    Mesh3dDeprecated const mesh(paper.mesh);
-    mesh.Activate();
-    mesh.Draw(count);
+void DrawPaper(Pass& pass, OrigamiPaper const& paper, TextureFilter filter, int count) {
+    pass.Texture("tex", 0, paper.picture, filter).Draw(LitMesh(paper.mesh), count);
 }
 
 void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& camera, OrigamiPaper const& below,
@@ -63,9 +57,9 @@ void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& 
     Frame fine = Frame::Create();
     fine.Allocate(below.picture.GetPixFmt(), 2 * above.picture.GetWidth(), 2 * above.picture.GetHeight());
     storage.FBO().Attach(fine.GetFirstTexture());  // clears it
-    UseOrigamiProgram(name, camera, storage);
-    DrawPaper(below);
-    DrawPaper(above);
+    Pass pass = MakeOrigamiPass(name, camera, storage);
+    DrawPaper(pass, below);
+    DrawPaper(pass, above);
     Pass(storage, std::string(name) + "Draw", kDrawFragment).Texture("tex", 0, fine).DrawTo(dst);
 }
 
@@ -73,6 +67,12 @@ void AppendNormals(glm::vec3 const& normal, std::vector<float>& normals) {
     for (int corner = 0; corner < 4; ++corner) {
         normals.insert(normals.end(), {normal.x, normal.y, normal.z});
     }
+}
+
+void InsertNormals(glm::vec3 const& normal, std::vector<float>& normals, int position) {
+    std::vector<float> quad;
+    AppendNormals(normal, quad);
+    std::copy(quad.begin(), quad.end(), normals.begin() + position);
 }
 
 }  // namespace Kaltor::Ogl

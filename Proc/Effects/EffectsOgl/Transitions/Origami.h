@@ -11,6 +11,7 @@
 #include "Ogl/Frame.h"
 #include "Ogl/Mesh.h"
 #include "Ogl/ShaderStorage.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Transitions/FlatDepth.h"
 
 namespace Kaltor::Ogl {
@@ -26,18 +27,19 @@ struct OrigamiCamera {
     glm::mat4 MVP = MakeFlatPerspective(1.0F) * glm::translate(glm::mat4(1.0F), glm::vec3(0.0F, 0.0F, -1.0F));
 };
 
-/// Makes the lit program current, under a name of the transition's own: a texture on unit 0, of which paper that faces
-/// the light keeps everything and paper edge-on 0.3 (alpha too).
-void UseOrigamiProgram(std::string_view name, OrigamiCamera const& camera, ShaderStorage const& storage);
+/// A pass of the lit program under a name of the transition's own: of the picture `tex` paper that faces the light
+/// keeps everything and paper edge-on 0.3 (alpha too).
+Pass MakeOrigamiPass(std::string_view name, OrigamiCamera const& camera, ShaderStorage const& storage);
 
 /// A mesh and the picture on it.
 struct OrigamiPaper {
-    PackedMesh3dDeprecated const& mesh;
+    PackedLitMesh const& mesh;
     Frame const& picture;
 };
 
-/// Draws it with the lit program; of its mesh the first `count` indices, -1: all.
-void DrawPaper(OrigamiPaper const& paper, TextureFilter filter = TextureFilter::Linear, int count = -1);
+/// Draws it to the attached target; of its mesh the first `count` indices, or all.
+void DrawPaper(Pass& pass, OrigamiPaper const& paper, TextureFilter filter = TextureFilter::Linear,
+               int count = Mesh::kAll);
 
 /// Draws `below`, then `above` over it, into a frame of twice the size of the picture above, and that frame, each 2x2
 /// texels averaged, into `dst`: smooth edges of the folds. That frame has the format of `below`: light dims alpha, too,
@@ -47,5 +49,8 @@ void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& 
 
 /// Appends the same normal for the four corners of a quad.
 void AppendNormals(glm::vec3 const& normal, std::vector<float>& normals);
+
+/// Replaces the normals of the quad whose 12 floats begin at `position` by the same one.
+void InsertNormals(glm::vec3 const& normal, std::vector<float>& normals, int position);
 
 }  // namespace Kaltor::Ogl

@@ -44,7 +44,7 @@ double CurveLength(BezierCurve const& points, int depth, int maxDepth);
 
 /// The mesh of the page, drawn as a list of triangles in the order of its vertices.
 struct SoftMesh {
-    PackedMesh3dDeprecated arrays;
+    PackedLitMesh arrays;
 
     /// Empty, with the room kept.
     void Clear();

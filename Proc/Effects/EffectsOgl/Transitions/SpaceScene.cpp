@@ -1,17 +1,15 @@
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 
 #include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kDivide[] = R"glsl(#version 120
+constexpr char kDivide[] = R"glsl(
 uniform sampler2D tex;
 varying vec2 TexCoord0;
 void main() {
-    vec4 color = texture2D(tex, TexCoord0);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(texture2D(tex, TexCoord0));
 }
 )glsl";
 
@@ -62,13 +60,11 @@ SpaceScene::SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& 
     glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
 }
 
-void SpaceScene::UsePictures(Shader const& shader) const {
-    shader.Uniform("tex1", 0);
-    shader.Uniform("tex2", 1);
+void SpaceScene::UsePictures(Pass& pass) const {
     TextureForm const& form = GetOutgoing().GetForm();
-    shader.Uniform("picture_size", static_cast<float>(form.width), static_cast<float>(form.height));
-    GetOutgoing().Use(0);
-    GetIncoming().Use(1);
+    pass.Texture("tex1", 0, GetOutgoing())
+        .Texture("tex2", 1, GetIncoming())
+        .Set("picture_size", static_cast<float>(form.width), static_cast<float>(form.height));
 }
 
 void SpaceScene::DrawFlat(Texture const& picture, glm::vec2 const& from, glm::vec2 const& to) const {
@@ -77,17 +73,15 @@ void SpaceScene::DrawFlat(Texture const& picture, glm::vec2 const& from, glm::ve
     Quad part(GL_STREAM_DRAW);
     part.SetCorners({from.x, from.y, low.x, low.y, to.x, from.y, high.x, low.y,  //
                      to.x, to.y, high.x, high.y, from.x, to.y, low.x, high.y});
-    storage.Copy().Use();
-    storage.Copy().Uniform("tex", 0);
-    picture.Use(0, TextureFilter::Nearest);
-    part.Activate();
-    part.Draw();
+    Pass(storage, storage.Copy()).Texture("tex", 0, picture, TextureFilter::Nearest).Draw(part);
 }
 
 void SpaceScene::Finish() {
     blend.reset();
     if (layers) {
-        Pass(storage, "SpaceScene", kDivide).Texture("tex", 0, layers->Get(), TextureFilter::Nearest).DrawTo(dst);
+        Pass(storage, "SpaceScene", {kGlslVersion, kStraightAlpha, kDivide})
+            .Texture("tex", 0, layers->Get(), TextureFilter::Nearest)
+            .DrawTo(dst);
     }
 }
 

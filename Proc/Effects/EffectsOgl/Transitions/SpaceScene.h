@@ -7,6 +7,7 @@
 #include "Ogl/ShaderStorage.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Premultiplied.h"
 
 namespace Kaltor::Ogl {
@@ -36,9 +37,9 @@ public:
 
     Texture const& GetOutgoing() const { return outgoing.Get(); }
     Texture const& GetIncoming() const { return incoming.Get(); }
-    /// The samplers `tex1` and `tex2` of the current program and `picture_size`.
-    void UsePictures(Shader const& shader) const;
-    /// Shows a part of a picture where it belongs, texel by pixel. Leaves a program of its own current.
+    /// Sets the samplers `tex1` and `tex2` and `picture_size`.
+    void UsePictures(Pass& pass) const;
+    /// Shows a part of a picture where it belongs, texel by pixel.
     void DrawFlat(Texture const& picture, glm::vec2 const& from, glm::vec2 const& to) const;
     /// Brings the result to the output; nothing can be drawn any more.
     void Finish();

@@ -10,6 +10,7 @@
 #include "Ogl/GlState.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/Transitions/FlatDepth.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
@@ -66,18 +67,12 @@ public:
         glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
         EnableState const cull(GL_CULL_FACE);
         glCullFace(GL_BACK);
-        Shader const& shader = storage.MakeShader("TransitionCube", kVertex, kFragment);
-        shader.Use();
-        shader.Uniform("tex", 0);
-        shader.Uniform("MVP", MakeCamera(progress));
         // One over the feather's width in faces: 1 % at the ends, half of it in the middle.
-        shader.Uniform("eps_1", (progress - progress * progress) * 400.0 + 100.0);
-        outgoing.GetFirstTexture().Use(0);
-        faces.front.Activate();
-        faces.front.Draw();
-        incoming.GetFirstTexture().Use(0);
-        faces.right.Activate();
-        faces.right.Draw();
+        double const sharpness = (progress - progress * progress) * 400.0 + 100.0;
+        Pass pass(storage, "TransitionCube", kVertex, kFragment);
+        pass.Set("MVP", MakeCamera(progress)).Set("eps_1", sharpness);
+        pass.Texture("tex", 0, outgoing).Draw(faces.front);
+        pass.Texture("tex", 0, incoming).Draw(faces.right);
     }
 
 private:

@@ -22,7 +22,7 @@ namespace {
 
 // A cell: which glyph (1/64), how bright (above 0.6: the head), how far the head has come since it entered (-1 to 7
 // cells), how dark the picture is behind. Rows count from the top.
-constexpr char kCells[] = R"glsl(#version 120
+constexpr char kCells[] = R"glsl(
 uniform sampler2D columns;  // rows of the table: begin, duration, length of the trail as a part of the picture
 uniform sampler2D noise;
 uniform vec2 grid;
@@ -30,7 +30,7 @@ uniform vec2 offset;        // into the noise
 uniform float now;
 varying vec2 TexCoord0;
 vec4 Random(vec2 at) {
-    return texture2D(noise, (at + offset + vec2(0.5)) / 512.0);
+    return texture2D(noise, (at + offset + vec2(0.5)) / kNoiseSize);
 }
 void main() {
     vec2 cell = floor(vec2(TexCoord0.x, 1.0 - TexCoord0.y) * grid);
@@ -68,7 +68,7 @@ void main() {
 }
 )glsl";
 
-constexpr char kFragment[] = R"glsl(#version 120
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform sampler2D cells;
@@ -109,7 +109,7 @@ void main() {
     result.rgb += (vec3(result.a) - result.rgb) * color.rgb * (color.a * min(0.7 * bloom + 0.6 * halo, 1.0));
     float ink = color.a * min(1.6 * cell.g, 1.0) * clamp((inside - 0.5) * sharpness + 0.5, 0.0, 1.0);
     result = mix(result, vec4(light, 1.0), ink);
-    gl_FragColor = result.a < 0.5 / 255.0 ? vec4(0.0) : vec4(result.rgb / result.a, result.a);
+    gl_FragColor = Unmultiply(result);
 }
 )glsl";
 
@@ -161,7 +161,7 @@ public:
             cached.columns = MakeTable(across);
         }
         PooledTexture const cells({across, rows, TexelFormat::Rgba16, false});
-        Pass(storage, "TransitionMatrixCells", kCells)
+        Pass(storage, "TransitionMatrixCells", {kGlslVersion, kNoiseSizeGlsl, kCells})
             .Texture("columns", 0, cached.columns)
             .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
             .Set("grid", grid)
@@ -173,7 +173,7 @@ public:
             .Texture("cells", 0, cells.Get(), TextureFilter::Nearest)
             .Set("texel", glm::vec2(1.0F) / grid)
             .DrawTo(glow.Get());
-        Pass(storage, "TransitionMatrix", kFragment)
+        Pass(storage, "TransitionMatrix", {kGlslVersion, kStraightAlpha, kFragment})
             .Texture("tex1", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex2", 1, incoming, TextureFilter::Nearest)
             .Texture("cells", 2, cells.Get(), TextureFilter::Nearest)

@@ -8,11 +8,11 @@
 // which makes them smooth.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <numeric>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "Ogl/Noise.h"
@@ -28,7 +28,12 @@ namespace Kaltor::Ogl {
 namespace {
 
 // Lengths are in halves of the picture's shorter side. In a tile's own coordinates x runs along its axis and y across.
-constexpr char kVertexBody[] = R"glsl(
+constexpr char kVertex[] = R"glsl(
+attribute vec2 at_rest;     // on the screen
+attribute float start;      // of the turn
+attribute vec2 tile_corner; // -1 or 1
+attribute float upright;    // 1: the axis is vertical
+attribute float sense;      // of the turn
 uniform float progress;
 uniform float duration;   // of a tile's turn
 uniform vec2 extent;      // half the picture
@@ -40,11 +45,10 @@ varying vec2 light;
 varying vec4 edges;       // pixels to them times w: above, below, on the left, on the right
 varying vec2 state;       // whether the tile is at rest; the side that is seen, above 0: the outgoing picture
 void main() {
-    vec2 corner = gl_MultiTexCoord0.xy;
-    bool is_upright = gl_Normal.x > 0.5;
-    float sense = gl_Normal.y;
-    float c = clamp((progress - gl_Vertex.z) / duration, 0.0, 1.0);
-    vec2 center = gl_Vertex.xy * extent - corner * half_tile;
+    vec2 corner = tile_corner;
+    bool is_upright = upright > 0.5;
+    float c = clamp((progress - start) / duration, 0.0, 1.0);
+    vec2 center = at_rest * extent - corner * half_tile;
     vec2 size = half_tile;
     vec2 px = pixels;
     if (is_upright) {
@@ -101,7 +105,7 @@ void main() {
     light = shine(normal, normalize(vec3(0.0, 0.0, camera) - place));
 
     if (c <= 0.0 || c >= 1.0) {
-        gl_Position = vec4(gl_Vertex.xy, 0.0, 1.0);
+        gl_Position = vec4(at_rest, 0.0, 1.0);
         light = vec2(1.0, 0.0);
         edges = vec4(8.0);
         state.x = 1.0;
@@ -109,7 +113,7 @@ void main() {
 }
 )glsl";
 
-constexpr char kFragmentBody[] = R"glsl(
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 varying vec2 coords;
@@ -129,6 +133,17 @@ void main() {
 )glsl";
 
 using Axis = Proc::SettingsTransitionMosaic::Axis;
+
+struct TileVertex {
+    glm::vec2 atRest;
+    float start;
+    glm::vec2 corner;
+    float upright;
+    float sense;
+
+    static constexpr std::array<VertexAttribute, 5> kLayout{
+        {{"at_rest", 2}, {"start", 1}, {"tile_corner", 2}, {"upright", 1}, {"sense", 1}}};
+};
 
 }  // namespace
 
@@ -151,19 +166,17 @@ public:
         tiles.Prepare(grid, settings.axis, order);
 
         SpaceScene scene(*dst, *first, *second, storage);
-        static std::string const vertex = std::string("#version 120\n") + kShineFunction + kVertexBody;
-        static std::string const fragment = std::string("#version 120\n") + kStretchFunctions + kFragmentBody;
-        Shader const& shader = storage.MakeShader("TransitionMosaic", vertex, fragment);
-        shader.Use();
-        scene.UsePictures(shader);
         glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
-        shader.Uniform("progress", progress);
-        shader.Uniform("duration", tiles.GetDuration());
-        shader.Uniform("extent", extent);
-        shader.Uniform("half_tile", extent / glm::vec2(grid.columns, grid.rows));
-        shader.Uniform("pixels", 0.5F * glm::vec2(target.GetWidth(), target.GetHeight()) / extent);
-        shader.Uniform("camera", kCameraDistance);
-        tiles.Draw();
+        Pass pass(storage, "TransitionMosaic", {kGlslVersion, kShineFunction, kVertex},
+                  {kGlslVersion, kStretchFunctions, kFragment}, TileVertex::kLayout);
+        scene.UsePictures(pass);
+        pass.Set("progress", progress)
+            .Set("duration", tiles.GetDuration())
+            .Set("extent", extent)
+            .Set("half_tile", extent / glm::vec2(grid.columns, grid.rows))
+            .Set("pixels", 0.5F * glm::vec2(target.GetWidth(), target.GetHeight()) / extent)
+            .Set("camera", kCameraDistance)
+            .Draw(tiles.GetMesh());
         scene.Finish();
     }
 
@@ -185,16 +198,9 @@ private:
             return kLeast + (1.0F - kLeast) / static_cast<float>(grid.columns * grid.rows);
         }
 
-        void Draw() const {
-            mesh->Activate();
-            mesh->Draw();
-        }
+        Mesh const& GetMesh() const { return *mesh; }
 
     private:
-        /// Points of (x, y on the screen at rest, start of the turn), (corner of the tile, -1 or 1) and (whether the
-        /// axis is vertical, sense of the turn).
-        std::optional<Mesh3dDeprecated> mesh;
-
         void Build(std::uint32_t order) {
             auto const columns = static_cast<std::uint32_t>(grid.columns);
             std::vector<std::uint32_t> tiles(std::size_t{columns} * static_cast<std::size_t>(grid.rows));
@@ -216,7 +222,7 @@ private:
                        std::abs(2 * static_cast<int>(tile / columns) + 1 - grid.rows);
             });
 
-            PackedMesh3dDeprecated packed = ReserveLitQuads(tiles.size());
+            auto packed = ReserveMesh<TileVertex>(tiles.size());
             auto const lineOf = [](std::uint32_t index, int count) {
                 return 2.0F * static_cast<float>(index) / static_cast<float>(count) - 1.0F;
             };
@@ -229,19 +235,16 @@ private:
                 bool const isUpright = axis == Axis::Vertical || (isMixed && (chance & 0x40000000U) != 0);
                 float const sense = isMixed && (chance & 0x80000000U) != 0 ? -1.0F : 1.0F;
                 MakeQuadIdx(counter, packed.indices);
-                MakeQuad(-1.0F, -1.0F, 1.0F, 1.0F, packed.texCoords);
-                for (std::uint32_t const corner : {0U, 1U, 2U, 3U}) {
-                    bool const isRight = corner == 1 || corner == 2;
-                    bool const isUpper = corner >= 2;
-                    packed.positions.insert(packed.positions.end(),
-                                            {lineOf(column + (isRight ? 1U : 0U), grid.columns),
-                                             lineOf(row + (isUpper ? 1U : 0U), grid.rows), starts[tile]});
-                    packed.normals.insert(packed.normals.end(), {isUpright ? 1.0F : 0.0F, sense, 0.0F});
+                for (glm::vec2 const& corner : kQuadCorners) {
+                    glm::vec2 const atRest(lineOf(column + (corner.x > 0.0F ? 1U : 0U), grid.columns),
+                                           lineOf(row + (corner.y > 0.0F ? 1U : 0U), grid.rows));
+                    packed.vertices.push_back({atRest, starts[tile], corner, isUpright ? 1.0F : 0.0F, sense});
                 }
             }
-            mesh.emplace(packed);
+            mesh.emplace(packed, GL_STATIC_DRAW);
         }
 
+        std::optional<AttributeMesh> mesh;
         TileGrid grid;
         Axis axis = Axis::Horizontal;
     };

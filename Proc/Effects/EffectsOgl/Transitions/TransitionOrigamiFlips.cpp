@@ -52,19 +52,20 @@ public:
         Phase const phase = FindPhase(progress, paper.num);
         paper.Flatten();
         AttachTarget(*dst, storage);  // clears it
-        UseOrigamiProgram("TransitionOrigami Flips", paper.camera, storage);
+        Pass pass = MakeOrigamiPass("TransitionOrigami Flips", paper.camera, storage);
         // What lies flat in its place is shown texel by pixel.
-        DrawPaper({paper.underneath, incoming}, TextureFilter::Nearest);
+        DrawPaper(pass, {paper.underneath, incoming}, TextureFilter::Nearest);
         if (phase.strip < 1) {
             paper.DipTop(phase.fraction);
-            DrawPaper({paper.top, incoming}, phase.fraction > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest);
+            DrawPaper(pass, {paper.top, incoming},
+                      phase.fraction > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest);
             return;
         }
-        DrawPaper({paper.top, outgoing}, TextureFilter::Nearest);
+        DrawPaper(pass, {paper.top, outgoing}, TextureFilter::Nearest);
         bool const isTopsBack = paper.Flip(phase);
         bool const isUntouched = phase.fraction == 0.0 && phase.strip == paper.num - 1;
-        DrawPaper({paper.strips, isTopsBack ? incoming : outgoing},
-                  isUntouched ? TextureFilter::Nearest : TextureFilter::Linear, 6 * phase.strip);
+        DrawPaper(pass, {paper.strips, isTopsBack ? incoming : outgoing},
+                  isUntouched ? TextureFilter::Nearest : TextureFilter::Linear, kQuadIndices * phase.strip);
     }
 
 private:
@@ -109,11 +110,8 @@ private:
         /// The top strip's upper edge goes down a little and back in depth, and comes up again.
         void DipTop(double fraction) {
             auto const dip = static_cast<float>(0.1 * std::sin(fraction * std::numbers::pi));
-            top.positions.clear();
-            MakeQuad(-1.0F, LineY(dip), 0.0F, 1.0F, LineY(1.0F), 0.0F, top.positions);
-            for (std::size_t const upperCorner : {0U, 1U}) {
-                top.positions[3 * upperCorner + 2] = -dip;
-            }
+            float const lower = LineY(1.0F);
+            top.positions = {-1.0F, LineY(dip), -dip, 1.0F, LineY(dip), -dip, 1.0F, lower, 0.0F, -1.0F, lower, 0.0F};
             top.normals.clear();
             AppendNormals({0, 4.0F * dip, 1.0F - 4.0F * dip}, top.normals);
         }
@@ -121,22 +119,22 @@ private:
         /// Returns whether the strip shows the incoming picture.
         bool Flip(Phase const& phase) {
             std::int32_t const m = phase.strip;
+            std::int32_t const quad = m - 1;  // the top strip is not among them
             auto const hinge = static_cast<float>(m);
             bool const isTopsBack = phase.fraction > 0.5 && m == 1;
             // Upside down, since what was its lower edge is now up.
             if (isTopsBack) {
-                InsertQuad(0.0F, LineT(1), 1.0F, 1.0F, strips.texCoords, (m - 1) * 8);
+                InsertQuad(0.0F, LineT(1), 1.0F, 1.0F, strips.texCoords, quad * kPlaneQuadFloats);
             } else if (m + 1 < num) {
-                InsertQuad(0.0F, LineT(m + 2), 1.0F, LineT(m + 1), strips.texCoords, (m - 1) * 8);
+                InsertQuad(0.0F, LineT(m + 2), 1.0F, LineT(m + 1), strips.texCoords, quad * kPlaneQuadFloats);
             }
             // Flat all the way, only foreshortened.
             auto const c = static_cast<float>(std::cos(phase.fraction * std::numbers::pi));
-            InsertQuad(-1.0F, LineY(hinge), 0.0F, 1.0F, LineY(hinge + c), 0.0F, strips.positions, (m - 1) * 12);
+            InsertQuad(-1.0F, LineY(hinge), 0.0F, 1.0F, LineY(hinge + c), 0.0F, strips.positions,
+                       quad * kSpaceQuadFloats);
             auto const s = static_cast<float>(std::sin(phase.fraction * std::numbers::pi));
             float const side = c > 0.0F ? 1.0F : (c < 0.0F ? -1.0F : 0.0F);
-            std::vector<float> normals;
-            AppendNormals({0, side * s, 1.0F - s}, normals);
-            std::copy(normals.begin(), normals.end(), strips.normals.begin() + std::ptrdiff_t{m - 1} * 12);
+            InsertNormals({0, side * s, 1.0F - s}, strips.normals, quad * kSpaceQuadFloats);
             return isTopsBack;
         }
 
@@ -148,9 +146,9 @@ private:
 
         std::int32_t num = 0;
         OrigamiCamera camera;
-        PackedMesh3dDeprecated strips;
-        PackedMesh3dDeprecated underneath;
-        PackedMesh3dDeprecated top;
+        PackedLitMesh strips;
+        PackedLitMesh underneath;
+        PackedLitMesh top;
     };
 };
 

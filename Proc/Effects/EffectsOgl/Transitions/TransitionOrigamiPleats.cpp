@@ -78,8 +78,8 @@ private:
         std::int32_t num = 0;
         std::int32_t dir = 0;
         OrigamiCamera camera;
-        PackedMesh3dDeprecated sliding;
-        PackedMesh3dDeprecated pleats;
+        PackedLitMesh sliding;
+        PackedLitMesh pleats;
     };
 };
 

@@ -14,8 +14,8 @@ namespace Kaltor::Ogl {
 namespace {
 
 /// Two quads with the left and the right half of a picture, yet without places.
-PackedMesh3dDeprecated MakeHalves() {
-    PackedMesh3dDeprecated halves;
+PackedLitMesh MakeHalves() {
+    PackedLitMesh halves;
     int counter = 0;
     MakeQuadIdx(counter, halves.indices);
     MakeQuadIdx(counter, halves.indices);
@@ -67,8 +67,8 @@ private:
         }
 
         OrigamiCamera camera;
-        PackedMesh3dDeprecated sliding;
-        PackedMesh3dDeprecated unfolding;
+        PackedLitMesh sliding;
+        PackedLitMesh unfolding;
     };
 };
 

@@ -4,6 +4,7 @@
 
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Pass.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
 #include "Proc/Effects/EffectsOgl/Transitions/PageCurl.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
@@ -71,22 +72,18 @@ public:
         bool const isUpright = book.pose.MVP == MakePagePose(0.0, aspect, false).MVP;
 
         AttachTarget(*dst, storage);  // clears it
-        UseProgram("TransitionPageTurnDraw", book.pose, storage);
         // Texel by pixel where the picture lies flat in its place.
-        incoming.GetFirstTexture().Use(0, isUpright ? TextureFilter::Nearest : TextureFilter::Linear);
-        Mesh3dDeprecated const background(book.background);
-        background.Activate();
-        background.Draw();
+        MakePass("TransitionPageTurnDraw", book.pose, storage)
+            .Texture("tex", 0, incoming, isUpright ? TextureFilter::Nearest : TextureFilter::Linear)
+            .Draw(LitMesh(book.background));
 
         DepthBuffer const depth(storage.FBO());
-        Shader const& shader = UseProgram("TransitionPageTurn", book.pose, storage);
-        shader.Uniform("opacity", 200.0F / 255.0F);
-        shader.Uniform("specular_color", glm::vec3(100.0F / 255.0F));
-        shader.Uniform("back_side_light", direction.backLight);
-        outgoing.GetFirstTexture().Use(0, progress <= 0.0 ? TextureFilter::Nearest : TextureFilter::Linear);
-        Mesh3dDeprecated const page(book.page.arrays);
-        page.Activate();
-        page.Draw(book.page.GetVertexCount());
+        MakePass("TransitionPageTurn", book.pose, storage)
+            .Set("opacity", 200.0F / 255.0F)
+            .Set("specular_color", glm::vec3(100.0F / 255.0F))
+            .Set("back_side_light", direction.backLight)
+            .Texture("tex", 0, outgoing, progress <= 0.0 ? TextureFilter::Nearest : TextureFilter::Linear)
+            .Draw(LitMesh(book.page.arrays), book.page.GetVertexCount());
     }
 
 private:
@@ -106,17 +103,12 @@ private:
 
         PageCurl curl;
         PagePose pose;
-        PackedMesh3dDeprecated background;
+        PackedLitMesh background;
         SoftMesh page;
     };
 
-    static Shader const& UseProgram(std::string_view name, PagePose const& pose, ShaderStorage const& storage) {
-        Shader const& shader = storage.MakeShader(name, kVertex, kFragment);
-        shader.Use();
-        shader.Uniform("tex", 0);
-        shader.Uniform("NormalMatrix", pose.NormalMatrix);
-        shader.Uniform("MVP", pose.MVP);
-        return shader;
+    static Pass MakePass(std::string_view name, PagePose const& pose, ShaderStorage const& storage) {
+        return Pass(storage, name, kVertex, kFragment).Set("NormalMatrix", pose.NormalMatrix).Set("MVP", pose.MVP);
     }
 };
 

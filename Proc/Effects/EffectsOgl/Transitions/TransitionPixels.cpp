@@ -23,7 +23,7 @@ namespace Kaltor::Ogl {
 namespace {
 
 // Texels shown large, with edges that are one pixel soft: a pixel on an edge is the mean of what it covers.
-constexpr char kCoarsen[] = R"glsl(#version 120
+constexpr char kCoarsen[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform vec2 size1;   // texels
@@ -38,11 +38,11 @@ vec2 Snap(vec2 size) {
 }
 void main() {
     vec4 color = mix(texture2D(tex1, Snap(size1)), texture2D(tex2, Snap(size2)), weight);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(color);
 }
 )glsl";
 
-constexpr char kScatter[] = R"glsl(#version 120
+constexpr char kScatter[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform sampler2D order;  // when each pixel begins to change, 0 to 1
@@ -60,7 +60,7 @@ void main() {
     from.rgb *= from.a;
     to.rgb *= to.a;
     vec4 color = mix(from, to, weight);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(color);
 }
 )glsl";
 
@@ -151,7 +151,7 @@ public:
             return;
         }
         constexpr float kSoftness = 0.1F;
-        Pass(storage, "TransitionPixels_1", kScatter)
+        Pass(storage, "TransitionPixels_1", {kGlslVersion, kStraightAlpha, kScatter})
             .Texture("tex1", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex2", 1, incoming, TextureFilter::Nearest)
             .Texture("order", 2, order.Get(lattice, seed))
@@ -186,7 +186,7 @@ private:
         };
         Premultiplied const from(a, storage);
         Premultiplied const to(b, storage);
-        Pass(storage, "TransitionPixels_0", kCoarsen)
+        Pass(storage, "TransitionPixels_0", {kGlslVersion, kStraightAlpha, kCoarsen})
             .Texture("tex1", 0, from.Get())
             .Texture("tex2", 1, to.Get())
             .Set("size1", size(a))

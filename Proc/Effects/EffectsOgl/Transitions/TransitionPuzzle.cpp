@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <numeric>
 #include <optional>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "Ogl/GlState.h"
@@ -38,7 +38,7 @@ constexpr double kPieceMargin = 0.38;
 // Lengths are in halves of the picture's shorter side. The mesh: a quad a piece, of (x, y; column, row). The signs of
 // x and y tell the corner, what they are above 1 when the piece lifts off, 0 to 1, and a random number; the fractions
 // of column and row are two more.
-constexpr char kFindPiece[] = R"glsl(#version 120
+constexpr char kFindPiece[] = R"glsl(
 uniform float progress;
 uniform float duration;  // of a piece's way
 uniform vec2 grid;
@@ -66,7 +66,7 @@ void find_piece() {
 }
 )glsl";
 
-constexpr char kInside[] = R"glsl(#version 120
+constexpr char kInside[] = R"glsl(
 uniform sampler2D shapes;
 varying vec2 shape_at;
 // The distance to the outline, positive inside of the piece.
@@ -105,7 +105,6 @@ void main() {
 )glsl";
 
 constexpr char kFly[] = R"glsl(
-uniform float camera;
 uniform float lift_height;
 uniform vec2 leave;      // the way out: across and up, of all pieces
 uniform float burst;     // the way out from the middle
@@ -125,6 +124,7 @@ void fly() {
 )glsl";
 
 constexpr char kPieceVertex[] = R"glsl(
+uniform float camera;
 varying vec2 coords;
 varying vec2 light;
 varying float scale;     // by how much the piece looks larger
@@ -220,58 +220,50 @@ public:
         glm::vec2 const size(target.GetWidth(), target.GetHeight());
         glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
         pieces.Prepare(MakePuzzleGrid(settings.num, aspect, target), extent, settings.dir);
-        auto const use = [&](std::string_view name, std::string const& vertex, std::string const& fragment,
-                             double margin) {
-            Shader const& shader = storage.MakeShader(name, vertex, fragment);
-            shader.Use();
-            shader.Uniform("shapes", 1);
-            shader.Uniform("progress", progress);
-            shader.Uniform("extent", extent);
-            glm::vec2 const pixels = 0.5F * size / extent * pieces.GetUnit();
-            shader.Uniform("pixels", std::sqrt(pixels.x * pixels.y));
-            pieces.SetUniforms(shader, static_cast<float>(margin));
-            pieces.GetShapes().Use(1);
-            return &shader;
+        auto const make = [&](std::string_view name, GlslText const& vertex, GlslText const& fragment, double margin) {
+            Pass pass(storage, name, vertex, fragment);
+            pass.Texture("shapes", 1, pieces.GetShapes()).Set("progress", progress).Set("extent", extent);
+            pieces.SetPlaces(pass, static_cast<float>(margin));
+            return pass;
         };
+        glm::vec2 const texels = 0.5F * size / extent * pieces.GetUnit();
+        float const pixels = std::sqrt(texels.x * texels.y);
 
         PooledTexture const holes({target.GetWidth(), target.GetHeight(), TexelFormat::R8, false});
         storage.FBO().Attach(holes.Get());
         {
-            static std::string const vertex = std::string(kFindPiece) + kHoleVertex;
-            static std::string const fragment = std::string(kInside) + kHoleFragment;
-            use("TransitionPuzzle_holes", vertex, fragment, kPieceMargin);
             EnableState const blend(GL_BLEND);
             glBlendFunc(GL_ONE, GL_ONE);
             glBlendEquation(GL_MAX);
-            pieces.Draw();
+            make("TransitionPuzzle_holes", {kGlslVersion, kFindPiece, kHoleVertex},
+                 {kGlslVersion, kInside, kHoleFragment}, kPieceMargin)
+                .Set("pixels", pixels)
+                .Draw(pieces.GetMesh());
             glBlendEquation(GL_FUNC_ADD);
         }
 
         SpaceScene scene(*dst, *first, *second, storage);
-        Shader const& flat = storage.MakeShader("TransitionPuzzle", kQuadVertex, kFlatFragment);
-        flat.Use();
-        flat.Uniform("tex1", 0);
-        flat.Uniform("tex2", 1);
-        flat.Uniform("holes", 2);
-        scene.GetOutgoing().Use(0, TextureFilter::Nearest);
-        scene.GetIncoming().Use(1, TextureFilter::Nearest);
-        holes.Get().Use(2, TextureFilter::Nearest);
-        storage.Quad().Activate();
-        storage.Quad().Draw();
+        Pass(storage, "TransitionPuzzle", kFlatFragment)
+            .Texture("tex1", 0, scene.GetOutgoing(), TextureFilter::Nearest)
+            .Texture("tex2", 1, scene.GetIncoming(), TextureFilter::Nearest)
+            .Texture("holes", 2, holes.Get(), TextureFilter::Nearest)
+            .Draw();
 
-        static std::string const shadowVertex = std::string(kFindPiece) + kFly + kShadowVertex;
-        static std::string const shadowFragment = std::string(kInside) + kShadowFragment;
-        use("TransitionPuzzle_shadows", shadowVertex, shadowFragment, kTableMargin);
         // Darker, not denser: where nothing lies, no shadow does.
         glBlendFuncSeparate(GL_ZERO, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
-        pieces.Draw();
+        Pass shadows = make("TransitionPuzzle_shadows", {kGlslVersion, kFindPiece, kFly, kShadowVertex},
+                            {kGlslVersion, kInside, kShadowFragment}, kTableMargin);
+        pieces.SetFlight(shadows);
+        shadows.Draw(pieces.GetMesh());
 
-        static std::string const pieceVertex = std::string(kFindPiece) + kFly + kShineFunction + kPieceVertex;
-        static std::string const pieceFragment = std::string(kInside) + kPieceFragment;
-        use("TransitionPuzzle_pieces", pieceVertex, pieceFragment, kPieceMargin)->Uniform("tex1", 0);
-        scene.GetOutgoing().Use(0);
         glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-        pieces.Draw();
+        Pass flying = make("TransitionPuzzle_pieces", {kGlslVersion, kFindPiece, kFly, kShineFunction, kPieceVertex},
+                           {kGlslVersion, kInside, kPieceFragment}, kPieceMargin);
+        pieces.SetFlight(flying);
+        flying.Texture("tex1", 0, scene.GetOutgoing())
+            .Set("camera", kCameraDistance)
+            .Set("pixels", pixels)
+            .Draw(pieces.GetMesh());
         scene.Finish();
     }
 
@@ -298,29 +290,29 @@ private:
         float GetUnit() const { return std::min(cell.x, cell.y); }
         Texture const& GetShapes() const { return shapes; }
 
-        /// `margin` around a cell, in its shorter sides.
-        void SetUniforms(Shader const& shader, float margin) const {
-            shader.Uniform("duration", GetDuration());
-            shader.Uniform("grid", glm::vec2(grid.columns, grid.rows));
-            shader.Uniform("cell", cell);
-            shader.Uniform("tiles", glm::vec2(tiles.columns, tiles.rows));
-            shader.Uniform("box", 0.5F * cell + margin * GetUnit());
-            shader.Uniform("table_box", 0.5F * cell + static_cast<float>(kTableMargin) * GetUnit());
-            shader.Uniform("camera", kCameraDistance);
-            shader.Uniform("lift_height", std::clamp(0.8F * GetUnit(), 0.05F, 0.3F));
+        /// What `kFindPiece` needs; `margin` around a cell, in its shorter sides.
+        void SetPlaces(Pass& pass, float margin) const {
+            pass.Set("duration", GetDuration())
+                .Set("grid", glm::vec2(grid.columns, grid.rows))
+                .Set("cell", cell)
+                .Set("tiles", glm::vec2(tiles.columns, tiles.rows))
+                .Set("box", 0.5F * cell + margin * GetUnit())
+                .Set("table_box", 0.5F * cell + static_cast<float>(kTableMargin) * GetUnit());
+        }
+
+        /// What `kFly` needs.
+        void SetFlight(Pass& pass) const {
             // All leave with the same speed, the furthest of them just in time; those that scatter come towards the
             // camera, which brings them out sooner.
             float const far = 2.0F * extent.y + 0.6F * GetUnit();
             float const up = leaving == Leaving::Fall ? -far : leaving == Leaving::Rise ? far : 0.0F;
-            shader.Uniform("leave", glm::vec2(0.0F, up));
-            shader.Uniform("burst",
-                           leaving == Leaving::Scatter ? 0.62F * glm::length(extent) + 1.3F * GetUnit() : 0.0F);
+            float const burst = leaving == Leaving::Scatter ? 0.62F * glm::length(extent) + 1.3F * GetUnit() : 0.0F;
+            pass.Set("lift_height", std::clamp(0.8F * GetUnit(), 0.05F, 0.3F))
+                .Set("leave", glm::vec2(0.0F, up))
+                .Set("burst", burst);
         }
 
-        void Draw() const {
-            quads->Activate();
-            quads->Draw();
-        }
+        Mesh const& GetMesh() const { return *quads; }
 
     private:
         std::size_t CountPieces() const {

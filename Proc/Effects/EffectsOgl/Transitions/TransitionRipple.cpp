@@ -22,7 +22,7 @@ namespace {
 
 // Lengths are parts of the picture's longer side. u runs through the ring, from 0 at its front to 1 at its back; the
 // envelope u^2 (1 - u)^3, 1 where it is highest, leaves neither end with a line.
-constexpr char kFragment[] = R"glsl(#version 120
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform vec2 drop;
@@ -53,7 +53,7 @@ void main() {
     float glint = clamp(3.0 * facing - 0.3, 0.0, 1.0);
     color.rgb *= 1.0 + 0.7 * facing;
     color.rgb += (vec3(color.a) - color.rgb) * (0.6 * glint * glint);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(color);
 }
 )glsl";
 
@@ -85,7 +85,7 @@ public:
 
         Premultiplied const from(outgoing, storage);
         Premultiplied const to(incoming, storage);
-        Pass(storage, "TransitionRipple", kFragment)
+        Pass(storage, "TransitionRipple", {kGlslVersion, kStraightAlpha, kFragment})
             .Texture("tex1", 0, from.Get())
             .Texture("tex2", 1, to.Get())
             .Set("drop", drop)

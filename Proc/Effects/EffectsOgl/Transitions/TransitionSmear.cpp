@@ -7,11 +7,10 @@
 #include <cmath>
 #include <numbers>
 #include <optional>
-#include <string_view>
 
-#include <fmt/format.h>
 #include <glm/geometric.hpp>
 
+#include "Ogl/Noise.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -24,14 +23,14 @@ namespace {
 
 // Value noise of several scales, from (across, along): how far paint is drawn, the lead of the edge, the light on
 // ridges (one half where there is none), where between its taps a bristle samples.
-constexpr char kStreaks[] = R"glsl(#version 120
+constexpr char kStreaks[] = R"glsl(
 uniform sampler2D noise;
 varying vec2 TexCoord0;
 vec4 Noise(vec2 cells, vec2 offset) {
     vec2 at = TexCoord0 * cells + offset;
     vec2 cell = floor(at);
     vec2 f = at - cell;
-    return texture2D(noise, (cell + f * f * (vec2(3.0) - 2.0 * f) + vec2(0.5)) / 512.0);
+    return texture2D(noise, (cell + f * f * (vec2(3.0) - 2.0 * f) + vec2(0.5)) / kNoiseSize);
 }
 void main() {
     vec4 broad = Noise(vec2(14.0, 3.0), vec2(0.0));
@@ -109,7 +108,7 @@ void main() {
     vec4 to = Smear(tex2, blurred2, way * wet, streak.a, wet * streak.r);
     vec4 color = mix(from, to, weight);
     color.rgb *= 1.0 + light * mix(drawn, wet, weight) * (streak.b - 0.5);
-    gl_FragColor = color.a < 0.5 / 255.0 ? vec4(0.0) : vec4(color.rgb / color.a, color.a);
+    gl_FragColor = Unmultiply(color);
 }
 )glsl";
 
@@ -155,6 +154,10 @@ public:
           reachAlong(glm::dot(glm::abs(direction), scale) / 2.0F),
           reachAcross(glm::length(scale) / 2.0F) {}
 
+    glm::vec2 const& GetDirection() const { return direction; }
+    glm::vec2 const& GetScale() const { return scale; }
+    /// The brush's way over a unit of length, in texture coordinates.
+    glm::vec2 GetWay() const { return direction / scale; }
     double GetReach() const { return static_cast<double>(reachAlong); }
     bool IsSeen(double from, double to) const { return from < to && from < GetReach() && to > -GetReach(); }
     /// What of the unit quad lies between `from` and `to`, and some beyond the picture.
@@ -182,6 +185,107 @@ private:
     float reachAcross;
 };
 
+/// What the brush does, and where it has come to. Lengths as those of `Stretches`.
+struct Stroke {
+    Stroke(double strength, double softness, double progress, double reach)
+        : pull(0.5 * strength),
+          border(std::max(softness, 0.01)),
+          ragged(0.5 * strength),
+          ahead(0.16 * strength),
+          settling(border + pull),
+          light(1.2 * std::min(5.0 * strength, 1.0)) {
+        // From where nothing has begun anywhere to where all has settled.
+        double const begin = -reach - 0.5 * ragged - ahead;
+        double const end = reach + 0.5 * ragged + settling;
+        front = begin + progress * (end - begin);
+        settled = front - 0.5 * ragged - settling;
+        covered = front - 0.5 * ragged - border;
+        reached = front + 0.5 * ragged;
+        drawn = reached + ahead;
+    }
+
+    double pull, border, ragged, ahead, settling, light;  ///< see `kFragment`
+    double front;
+    // Along the brush's way: the incoming picture at rest up to `settled`, from there alone but wet up to `covered`,
+    // both up to `reached`, the outgoing one alone, wet, up to `drawn`, at rest from there.
+    double settled, covered, reached, drawn;
+};
+
+/// A program of paint: the pictures that it shows.
+struct Mixture {
+    char const* name;
+    char const* weight;
+    bool showsOutgoing;
+    bool showsIncoming;
+};
+constexpr Mixture kOutgoingAlone{"TransitionSmear_from", "0.0", true, false};
+constexpr Mixture kIncomingAlone{"TransitionSmear_to", "1.0", false, true};
+constexpr Mixture kBoth{"TransitionSmear", "smoothstep(0.0, border, behind)", true, true};
+
+/// The output, drawn stretch by stretch.
+class Painting {
+public:
+    Painting(DataVideoOGL& output, Frame const& outgoing, Frame const& incoming, Stretches const& stretchesOfPicture,
+             Stroke const& brushStroke, ShaderStorage const& shaderStorage)
+        : dst(output), storage(shaderStorage), stretches(stretchesOfPicture), stroke(brushStroke) {
+        glm::vec2 const way = stretches.GetWay() * static_cast<float>(stroke.pull / 5.0);
+        if (stretches.IsSeen(stroke.covered, stroke.drawn)) {
+            from.emplace(outgoing, way, storage);
+        }
+        if (stretches.IsSeen(stroke.settled, stroke.reached)) {
+            to.emplace(incoming, way, storage);
+        }
+    }
+
+    void DrawStill(Frame const& picture, double low, double high) {
+        if (stretches.IsSeen(low, high)) {
+            AttachTarget(dst, storage);
+            stretch.SetCorners(stretches.GetCorners(low, high));
+            picture.Draw(stretch, storage);
+        }
+    }
+
+    void DrawPaint(Mixture const& mixture, Texture const& streaks, double low, double high) {
+        if (!stretches.IsSeen(low, high)) {
+            return;
+        }
+        Pass pass(storage, mixture.name,
+                  {kGlslVersion, "#define WEIGHT ", mixture.weight, "\n", kStraightAlpha, kFragment});
+        if (mixture.showsOutgoing) {
+            pass.Texture("tex1", 0, from->GetSharp())
+                .Texture("blurred1", 2, from->GetBlurred())
+                .Set("ahead", stroke.ahead);
+        }
+        if (mixture.showsIncoming) {
+            pass.Texture("tex2", 1, to->GetSharp())
+                .Texture("blurred2", 3, to->GetBlurred())
+                .Set("settling", stroke.settling);
+        }
+        if (mixture.showsOutgoing && mixture.showsIncoming) {
+            pass.Set("border", stroke.border);
+        }
+        stretch.SetCorners(stretches.GetCorners(low, high));
+        pass.Texture("streaks", 4, streaks)
+            .Set("scale", stretches.GetScale())
+            .Set("direction", stretches.GetDirection())
+            .Set("extent", kExtent)
+            .Set("front", stroke.front)
+            .Set("ragged", stroke.ragged)
+            .Set("pull", stroke.pull)
+            .Set("light", stroke.light)
+            .DrawTo(dst, stretch);
+    }
+
+private:
+    DataVideoOGL& dst;
+    ShaderStorage const& storage;
+    Stretches const& stretches;
+    Stroke const& stroke;
+    std::optional<Paint> from;  ///< there where their paint is seen
+    std::optional<Paint> to;
+    Quad stretch{GL_STREAM_DRAW};
+};
+
 }  // namespace
 
 class TransitionSmear final : public TransitionWithSettings<Proc::SettingsTransitionSmear> {
@@ -193,7 +297,9 @@ public:
                 constexpr std::uint32_t kAcross = 1024;
                 constexpr std::uint32_t kAlong = 64;
                 streaks = Texture({kAcross, kAlong, TexelFormat::Rgba16, false});
-                Pass(storage, "TransitionSmearStreaks", kStreaks).Texture("noise", 0, storage.Noise()).DrawTo(streaks);
+                Pass(storage, "TransitionSmearStreaks", {kGlslVersion, kNoiseSizeGlsl, kStreaks})
+                    .Texture("noise", 0, storage.Noise())
+                    .DrawTo(streaks);
             }
             return streaks;
         }
@@ -217,77 +323,18 @@ public:
         double const angle = settings.angle * std::numbers::pi / 180.0;
         glm::vec2 const direction(std::cos(angle), std::sin(angle));
         Stretches const stretches(direction, scale);
-
-        double const strength = settings.strength;
-        double const pull = 0.5 * strength;
-        double const border = std::max(settings.softness, 0.01);
-        double const ragged = 0.5 * strength;
-        double const ahead = 0.16 * strength;
-        double const settling = border + pull;
-        // From where nothing has begun anywhere to where all has settled.
-        double const begin = -stretches.GetReach() - 0.5 * ragged - ahead;
-        double const end = stretches.GetReach() + 0.5 * ragged + settling;
-        double const front = begin + progress * (end - begin);
-
-        // Along the brush's way: the incoming picture at rest, alone but wet, both, the outgoing one alone, at rest.
-        constexpr double kFar = 10.0;
-        double const settled = front - 0.5 * ragged - settling;
-        double const covered = front - 0.5 * ragged - border;
-        double const reached = front + 0.5 * ragged;
-        double const drawn = reached + ahead;
-
-        glm::vec2 const way = direction / scale * static_cast<float>(pull / 5.0);
-        std::optional<Paint> from;
-        std::optional<Paint> to;
-        if (stretches.IsSeen(covered, drawn)) {
-            from.emplace(outgoing, way, storage);
-        }
-        if (stretches.IsSeen(settled, reached)) {
-            to.emplace(incoming, way, storage);
-        }
+        Stroke const stroke(settings.strength, settings.softness, progress, stretches.GetReach());
+        Painting painting(*dst, outgoing, incoming, stretches, stroke, storage);
         Texture const& map = streaks.Get(storage);
-        Quad stretch(GL_STREAM_DRAW);
-        auto const drawStill = [&](Frame const& picture, double low, double high) {
-            if (stretches.IsSeen(low, high)) {
-                AttachTarget(*dst, storage);
-                stretch.SetCorners(stretches.GetCorners(low, high));
-                picture.Draw(stretch, storage);
-            }
-        };
-        auto const drawPaint = [&](std::string_view name, std::string_view weight, double low, double high) {
-            if (!stretches.IsSeen(low, high)) {
-                return;
-            }
-            Pass pass(storage, name,
-                      [&] { return fmt::format("#version 120\n#define WEIGHT {}\n{}", weight, kFragment); });
-            if (from) {
-                pass.Texture("tex1", 0, from->GetSharp()).Texture("blurred1", 2, from->GetBlurred());
-            }
-            if (to) {
-                pass.Texture("tex2", 1, to->GetSharp()).Texture("blurred2", 3, to->GetBlurred());
-            }
-            stretch.SetCorners(stretches.GetCorners(low, high));
-            pass.Texture("streaks", 4, map)
-                .Set("scale", scale)
-                .Set("direction", direction)
-                .Set("extent", kExtent)
-                .Set("front", front)
-                .Set("ahead", ahead)
-                .Set("border", border)
-                .Set("ragged", ragged)
-                .Set("settling", settling)
-                .Set("pull", pull)
-                .Set("light", 1.2 * std::min(5.0 * strength, 1.0))
-                .DrawTo(*dst, stretch);
-        };
+        constexpr double kFar = 10.0;
         // Each reaches a little under the one that is drawn after it: so there are no seams.
-        double const overlap =
-            std::min(2.0 / std::max(outgoing.GetWidth(), outgoing.GetHeight()), 0.5 * (reached - covered));
-        drawStill(incoming, -kFar, settled + overlap);
-        drawStill(outgoing, drawn - overlap, kFar);
-        drawPaint("TransitionSmear_to", "1.0", settled, covered + overlap);
-        drawPaint("TransitionSmear_from", "0.0", reached - overlap, drawn);
-        drawPaint("TransitionSmear", "smoothstep(0.0, border, behind)", covered, reached);
+        double const overlap = std::min(2.0 / std::max(outgoing.GetWidth(), outgoing.GetHeight()),
+                                        0.5 * (stroke.reached - stroke.covered));
+        painting.DrawStill(incoming, -kFar, stroke.settled + overlap);
+        painting.DrawStill(outgoing, stroke.drawn - overlap, kFar);
+        painting.DrawPaint(kIncomingAlone, map, stroke.settled, stroke.covered + overlap);
+        painting.DrawPaint(kOutgoingAlone, map, stroke.reached - overlap, stroke.drawn);
+        painting.DrawPaint(kBoth, map, stroke.covered, stroke.reached);
     }
 };
 

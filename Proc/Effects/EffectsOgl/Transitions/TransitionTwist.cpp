@@ -17,7 +17,7 @@
 #include <array>
 #include <cmath>
 #include <numbers>
-#include <string>
+#include <optional>
 #include <vector>
 
 #include "Proc/Effects/EffectsOgl/Aspect.h"
@@ -32,7 +32,9 @@ namespace {
 // At a fold the projection's Jacobian determinant is 0, and the distance to the fold on the screen is its square
 // divided by twice the length of (adjugate of the Jacobian, transposed) * (gradient of the determinant). The square
 // root of that is smooth across the fold and has the sign of the side that is seen.
-constexpr char kVertexBody[] = R"glsl(
+constexpr char kVertex[] = R"glsl(
+attribute vec2 place;     // in the range, and across
+attribute vec2 beyond;    // the end, an edge: pixels
 uniform vec2 range;       // along the picture, 0 to 1: from the outer end of this part of the mesh to the inner one
 uniform float outer_edge; // 1 where the outer end is the ribbon's
 uniform float front;      // of the twist, along the picture
@@ -46,11 +48,10 @@ varying vec4 coords;      // on the outgoing picture, on the incoming one
 varying vec4 lights;      // of the front, of the back
 varying vec4 edges;       // pixels to the ribbon's two edges and to its end; the fold
 void main() {
-    // The mesh: (place in the range, place across; beyond the end, beyond an edge).
-    float u = range.x * (1.0 - gl_Vertex.x) + range.y * gl_Vertex.x;
-    float v = gl_Vertex.y;
-    float beyond_end = gl_Vertex.z * outer_edge;
-    float beyond_edge = gl_MultiTexCoord0.x;
+    float u = range.x * (1.0 - place.x) + range.y * place.x;
+    float v = place.y;
+    float beyond_end = beyond.x * outer_edge;
+    float beyond_edge = beyond.y;
 
     float c = clamp((front - u) / width, 0.0, 1.0);
     float c_x = -0.5 / (half_length * width);
@@ -89,8 +90,8 @@ void main() {
     vec2 out_x = normalize(normal_x + vec2(1e-6, 0.0)) * (dot(normal_x, at_x) * inwards < 0.0 ? 1.0 : -1.0);
     at += out_v * beyond_edge + out_x * beyond_end;
 
-    vec2 place = axes * (at / pixels / vec2(half_length, 1.0));
-    gl_Position = vec4(place * w, 0.0, w);
+    vec2 on_screen = axes * (at / pixels / vec2(half_length, 1.0));
+    gl_Position = vec4(on_screen * w, 0.0, w);
     coords = 0.5 + 0.5 * vec4(axes * vec2(2.0 * u - 1.0, v), axes * vec2(2.0 * u - 1.0, -v));
 
     vec3 normal = normalize(vec3(-v * theta_x, -sine, cosine));
@@ -101,7 +102,7 @@ void main() {
 }
 )glsl";
 
-constexpr char kFragmentBody[] = R"glsl(
+constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
 varying vec4 coords;
@@ -124,8 +125,15 @@ void main() {
 constexpr int kColumns = 160;  // of half a ribbon's mesh
 constexpr int kRows = 24;
 
-/// Points of (place along, place across, beyond the end) and (beyond an edge, 0), columns from the outer end inwards.
-PackedMesh3d MakeRibbon() {
+struct RibbonVertex {
+    glm::vec2 place;
+    glm::vec2 beyond;
+
+    static constexpr std::array<VertexAttribute, 2> kLayout{{{"place", 2}, {"beyond", 2}}};
+};
+
+/// Columns from the outer end inwards.
+PackedMesh<RibbonVertex> MakeRibbon() {
     struct Line {
         float place;
         float beyond;
@@ -140,18 +148,18 @@ PackedMesh3d MakeRibbon() {
     }
     rows.push_back({1.0F, 1.0F});
 
-    PackedMesh3d ribbon;
+    PackedMesh<RibbonVertex> ribbon;
     for (Line const& column : columns) {
         for (Line const& row : rows) {
-            ribbon.points.push_back({column.place, row.place, column.beyond, row.beyond, 0.0F});
+            ribbon.vertices.push_back({{column.place, row.place}, {column.beyond, row.beyond}});
         }
     }
     auto const height = static_cast<unsigned>(rows.size());
     for (unsigned i = 0; i + 1 < columns.size(); ++i) {
         for (unsigned j = 0; j + 1 < height; ++j) {
             unsigned const corner = i * height + j;
-            ribbon.triangles.push_back({corner, corner + height, corner + 1});
-            ribbon.triangles.push_back({corner + 1, corner + height, corner + height + 1});
+            ribbon.indices.insert(ribbon.indices.end(), {corner, corner + height, corner + 1});
+            ribbon.indices.insert(ribbon.indices.end(), {corner + 1, corner + height, corner + height + 1});
         }
     }
     return ribbon;
@@ -169,8 +177,8 @@ public:
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {
             return;
         }
-        if (ribbon.IsEmpty()) {
-            ribbon.Build(MakeRibbon(), GL_STATIC_DRAW);
+        if (!ribbon) {
+            ribbon.emplace(MakeRibbon(), GL_STATIC_DRAW);
         }
         Direction const& direction = kDirections.at(static_cast<std::size_t>(settings.dir));
         auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
@@ -192,18 +200,16 @@ public:
                 drawArrived();
             }
         }
-        UseProgram(scene, twist, direction, direction.isUpright ? glm::vec2(size.y, size.x) : size, storage);
-        ribbon.Activate();
-        Shader const& shader = *storage.FindShader(kName);
+        Pass pass = MakePass(scene, twist, direction, direction.isUpright ? glm::vec2(size.y, size.x) : size, storage);
         if (twist.begin < kMiddle) {
-            shader.Uniform("range", twist.begin, std::min(twist.end, kMiddle));
-            shader.Uniform("outer_edge", twist.begin <= 0.0F ? 1.0F : 0.0F);
-            ribbon.Draw();
+            pass.Set("range", twist.begin, std::min(twist.end, kMiddle))
+                .Set("outer_edge", twist.begin <= 0.0F ? 1.0F : 0.0F)
+                .Draw(*ribbon);
         }
         if (twist.end > kMiddle) {
-            shader.Uniform("range", twist.end, std::max(twist.begin, kMiddle));
-            shader.Uniform("outer_edge", twist.end >= 1.0F ? 1.0F : 0.0F);
-            ribbon.Draw();
+            pass.Set("range", twist.end, std::max(twist.begin, kMiddle))
+                .Set("outer_edge", twist.end >= 1.0F ? 1.0F : 0.0F)
+                .Draw(*ribbon);
         }
         if (twist.end <= kMiddle) {
             drawWaiting();
@@ -214,10 +220,8 @@ public:
     }
 
 private:
-    static constexpr std::string_view kName = "TransitionTwist";
-
     struct CacheImpl final : OglCache {
-        Mesh3d ribbon;
+        std::optional<AttributeMesh> ribbon;
     };
 
     struct Direction {
@@ -266,20 +270,19 @@ private:
     }
 
     /// `size` of the picture in pixels along the ribbon and across.
-    static void UseProgram(SpaceScene const& scene, Twist const& twist, Direction const& direction,
-                           glm::vec2 const& size, ShaderStorage const& storage) {
-        static std::string const vertex = std::string("#version 120\n") + kShineFunction + kVertexBody;
-        static std::string const fragment = std::string("#version 120\n") + kStretchFunctions + kFragmentBody;
-        Shader const& shader = storage.MakeShader(kName, vertex, fragment);
-        shader.Use();
-        scene.UsePictures(shader);
-        shader.Uniform("front", twist.front);
-        shader.Uniform("width", twist.width);
-        shader.Uniform("angle", twist.angle);
-        shader.Uniform("half_length", twist.halfLength);
-        shader.Uniform("camera", kCameraDistance);
-        shader.Uniform("pixels", 0.5F * size / glm::vec2(twist.halfLength, 1.0F));
-        shader.Uniform("axes", direction.GetAxes());
+    static Pass MakePass(SpaceScene const& scene, Twist const& twist, Direction const& direction, glm::vec2 const& size,
+                         ShaderStorage const& storage) {
+        Pass pass(storage, "TransitionTwist", {kGlslVersion, kShineFunction, kVertex},
+                  {kGlslVersion, kStretchFunctions, kFragment}, RibbonVertex::kLayout);
+        scene.UsePictures(pass);
+        pass.Set("front", twist.front)
+            .Set("width", twist.width)
+            .Set("angle", twist.angle)
+            .Set("half_length", twist.halfLength)
+            .Set("camera", kCameraDistance)
+            .Set("pixels", 0.5F * size / glm::vec2(twist.halfLength, 1.0F))
+            .Set("axes", direction.GetAxes());
+        return pass;
     }
 };
 
