@@ -86,9 +86,9 @@ Ends ReadToEnd(Demuxer& demuxer, AVStream const& video, AVRational frameRate) {
         std::int64_t end = AV_NOPTS_VALUE;
         if (time != AV_NOPTS_VALUE) {
             std::int64_t const duration = packet->duration > 0
-                                              ? av_rescale_q(packet->duration, stream.time_base, AV_TIME_BASE_Q)
+                                              ? av_rescale_q(packet->duration, stream.time_base, kMicrosecondBase)
                                               : (isVideo ? frameDuration : 0);
-            end = av_rescale_q(time, stream.time_base, AV_TIME_BASE_Q) + duration;
+            end = av_rescale_q(time, stream.time_base, kMicrosecondBase) + duration;
         } else if (isVideo) {
             end = demuxer.GetOrigin() + ends.videoPackets * frameDuration;
         }
@@ -115,7 +115,7 @@ Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
     bool const isShort = declared != AV_NOPTS_VALUE && declared < 2 * AV_TIME_BASE;
     if (declared != AV_NOPTS_VALUE && !isShort) {
         std::int64_t const last =
-            av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, AV_TIME_BASE_Q, video->time_base);
+            av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, kMicrosecondBase, video->time_base);
         if (av_seek_frame(&demuxer->Get(), video->index, last, AVSEEK_FLAG_BACKWARD) >= 0) {
             Ends const ends = ReadToEnd(*demuxer, *video, frameRate);
             if (ends.videoPackets > 0 && ends.video != AV_NOPTS_VALUE) {
