@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Core/ParseNumber.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -30,7 +31,7 @@ std::string ShowNumber(double value) {
 
 /// Rounded to four digits: more is noise.
 double Rounded(double value) {
-    return std::stod(fmt::format("{:.4g}", value));
+    return *Core::ParseNumber<double>(fmt::format("{:.4g}", value));
 }
 
 ordered_json ToJson(Timing const& timing) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -11,22 +10,18 @@
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
+#include "Core/ParseNumber.h"
+
 namespace Kaltor::Cli {
 namespace {
+
+using Core::ParseNumber;
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 constexpr char kFileMark = '@';
 
 bool IsDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-template <typename T>
-std::optional<T> ParseNumber(std::string_view text) {
-    T value{};
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    bool const isWhole = error == std::errc() && end == text.data() + text.size();
-    return isWhole ? std::optional(value) : std::nullopt;
 }
 
 /// Digits with at most one point: no sign, no exponent, no "inf".
