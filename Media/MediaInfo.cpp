@@ -100,14 +100,14 @@ Ends ReadToEnd(Demuxer& demuxer, AVStream const& video, AVRational frameRate) {
     return ends;
 }
 
-/// The duration that the file's header tells, or AV_NOPTS_VALUE where FFmpeg only estimates one.
+/// The duration that the file's header gives, or AV_NOPTS_VALUE where FFmpeg only estimates one.
 std::int64_t GetHeaderDuration(AVFormatContext const& context) {
     bool const isTold = context.duration != AV_NOPTS_VALUE && context.duration > 0 &&
                         context.duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
     return isTold ? context.duration : AV_NOPTS_VALUE;
 }
 
-/// Looks at the last packets where the header tells where they are, at all packets otherwise.
+/// Reads the last packets where the header says where they are, and all packets otherwise.
 Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
     std::string const path = demuxer->GetName();
     AVStream const* video = demuxer->FindVideo();

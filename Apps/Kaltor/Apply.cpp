@@ -29,7 +29,8 @@ void AddApply(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("apply", "Run an effect, transition or service on pictures");
     auto const options = std::make_shared<Options>();
     options->AddTo(*verb);
-    AddNumber<double>(*verb, "--progress", options->progress, "make progress exactly this (default: from the time)")
+    AddNumber<double>(*verb, "--progress", options->progress,
+                      "set progress to exactly this (default: it follows from the time)")
         ->type_name("P");
     verb->add_option("--time", options->time, "the frame's time: seconds or [HH:]MM:SS (default 0)")
         ->type_name("SECONDS");

@@ -145,7 +145,7 @@ void AddBench(CLI::App& app, Action& action) {
         ->type_name("OLD.json");
     verb->footer(
         "The ratio \"copies\" compares with one plain copy of a frame, measured in turn with the effect: machines are\n"
-        "noisy, ratios less so.\n\n"
+        "noisy, ratios are less so.\n\n"
         "Examples:\n"
         "  kaltor bench\n"
         "  kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json\n"

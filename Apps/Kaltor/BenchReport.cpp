@@ -73,7 +73,7 @@ std::string ShowTable(std::vector<BenchRow const*> const& rows) {
     return text + notes;
 }
 
-/// Two ratios of one figure are told apart.
+/// Whether two ratios of one figure differ by more than noise.
 bool HasChanged(double before, double now) {
     constexpr double kTenth = 0.1;
     constexpr double kNoise = 0.02;  // copies

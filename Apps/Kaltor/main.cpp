@@ -63,7 +63,7 @@ int Run(int count, char** words) {
     app.set_version_flag("--version", "kaltor " KALTOR_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "\"kaltor VERB --help\" tells more of each verb.\n\n"
+        "\"kaltor VERB --help\" shows the options of each verb.\n\n"
         "Examples:\n"
         "  kaltor list\n"
         "  kaltor apply EffectBlurGaussian in.png -o out.png --set scale=0.02\n"
