@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -29,9 +30,8 @@ T ParseOptionNumber(std::string const& option, std::string const& text, NumberRa
     }
     constexpr NumberRange<T> kAny;
     char const* const what = std::integral<T> ? "a whole number" : "a number";
-    std::string const ends = range.least == kAny.least && range.most == kAny.most
-                                 ? ""
-                                 : fmt::format(" from {} to {}", range.least, range.most);
+    bool const isAnyNumber = std::is_signed_v<T> && range.least == kAny.least && range.most == kAny.most;
+    std::string const ends = isAnyNumber ? "" : fmt::format(" from {} to {}", range.least, range.most);
     throw UsageError(fmt::format("\"{}\" is not accepted for {}: it takes {}{}", text, option, what, ends));
 }
 
