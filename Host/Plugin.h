@@ -10,9 +10,9 @@ namespace Kaltor::Host {
 /// The environment variable that names the plug-in's file, before any other place.
 constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
 
-/// The plug-in's file: what `KALTOR_PLUGIN` names; else the first there is of: beside the running program, beside the
-/// host's library (a build tree), in its folder `kaltor` (an installation). Throws `std::runtime_error` that tells
-/// the places where it is not.
+/// The plug-in's file: what `KALTOR_PLUGIN` names; else the first that exists beside the running program, beside the
+/// host's library (a build tree) or in its folder `kaltor` (an installation). Throws `std::runtime_error` with the
+/// places that were searched.
 std::filesystem::path FindPlugin();
 
 /// Loads a plug-in, for the rest of the process, and lets it register its effects. Throws `std::runtime_error` where

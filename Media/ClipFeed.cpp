@@ -24,7 +24,7 @@ ClipFeed::~ClipFeed() {
 }
 
 void ClipFeed::Run(PlannedClip const& clip, VideoTarget const& target, Pipeline& pipeline) {
-    // A file that is cut off was told of when it was looked at.
+    // A file that is cut off was reported when it was examined.
     WarningFn warn;
     if (!clip.info.declaredDuration) {
         warn = [&pipeline](std::string const& message) { pipeline.Warn(message); };

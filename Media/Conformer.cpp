@@ -121,7 +121,8 @@ Conformer::Box Conformer::FitInto(Source const& source, Orientation const& orien
     int const fullHeight = static_cast<int>(frame.height);
     double const shape = width * aspect / av_q2d(PixelAspect(frame)) / height;
     double const scale = std::min(fullWidth / shape, static_cast<double>(fullHeight));
-    // Even numbers keep the chroma samples in place; a bar of a pixel on each side would be a rounding error's.
+    // Even numbers keep the chroma samples in place; a bar one pixel wide on each side would only show a rounding
+    // error.
     auto const round = [](double size, int full) {
         int const even = std::max(2, 2 * static_cast<int>(std::lround(size / 2.0)));
         return even + 2 >= full ? full : even;

@@ -18,7 +18,7 @@ public:
     void Push(Proc::AvFramePtr picture);
     /// The next whole picture; null where another one has to be pushed first.
     Proc::AvFramePtr Pull();
-    /// Forgets all pictures, as after a seek.
+    /// Forgets all pictures; to be called after a seek.
     void Reset();
 
 private:

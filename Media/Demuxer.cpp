@@ -198,7 +198,7 @@ std::int64_t Demuxer::GetOrigin() const {
     if (video == nullptr || video->start_time == AV_NOPTS_VALUE) {
         return 0;
     }
-    return av_rescale_q(video->start_time, video->time_base, AV_TIME_BASE_Q);
+    return av_rescale_q(video->start_time, video->time_base, kMicrosecondBase);
 }
 
 int Demuxer::Read(AVPacket& packet) {
@@ -212,7 +212,7 @@ int Demuxer::Read(AVPacket& packet) {
 }
 
 bool Demuxer::Seek(AVStream const& stream, Microseconds time) {
-    std::int64_t const target = av_rescale_q(GetOrigin() + time.count(), AV_TIME_BASE_Q, stream.time_base);
+    std::int64_t const target = av_rescale_q(GetOrigin() + time.count(), kMicrosecondBase, stream.time_base);
     return av_seek_frame(context, stream.index, target, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 

@@ -16,6 +16,9 @@ extern "C" {
 // Owners of FFmpeg's objects, and its messages.
 namespace Kaltor::Media {
 
+/// Microseconds, FFmpeg's own time base; its AV_TIME_BASE_Q is C, not C++.
+constexpr AVRational kMicrosecondBase{1, AV_TIME_BASE};
+
 struct PacketDeleter {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };

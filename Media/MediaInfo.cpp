@@ -86,9 +86,9 @@ Ends ReadToEnd(Demuxer& demuxer, AVStream const& video, AVRational frameRate) {
         std::int64_t end = AV_NOPTS_VALUE;
         if (time != AV_NOPTS_VALUE) {
             std::int64_t const duration = packet->duration > 0
-                                              ? av_rescale_q(packet->duration, stream.time_base, AV_TIME_BASE_Q)
+                                              ? av_rescale_q(packet->duration, stream.time_base, kMicrosecondBase)
                                               : (isVideo ? frameDuration : 0);
-            end = av_rescale_q(time, stream.time_base, AV_TIME_BASE_Q) + duration;
+            end = av_rescale_q(time, stream.time_base, kMicrosecondBase) + duration;
         } else if (isVideo) {
             end = demuxer.GetOrigin() + ends.videoPackets * frameDuration;
         }
@@ -100,14 +100,14 @@ Ends ReadToEnd(Demuxer& demuxer, AVStream const& video, AVRational frameRate) {
     return ends;
 }
 
-/// The duration that the file's header tells, or AV_NOPTS_VALUE where FFmpeg only estimates one.
+/// The duration that the file's header gives, or AV_NOPTS_VALUE where FFmpeg only estimates one.
 std::int64_t GetHeaderDuration(AVFormatContext const& context) {
     bool const isTold = context.duration != AV_NOPTS_VALUE && context.duration > 0 &&
                         context.duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
     return isTold ? context.duration : AV_NOPTS_VALUE;
 }
 
-/// Looks at the last packets where the header tells where they are, at all packets otherwise.
+/// Reads the last packets where the header says where they are, and all packets otherwise.
 Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
     std::string const path = demuxer->GetName();
     AVStream const* video = demuxer->FindVideo();
@@ -115,7 +115,7 @@ Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
     bool const isShort = declared != AV_NOPTS_VALUE && declared < 2 * AV_TIME_BASE;
     if (declared != AV_NOPTS_VALUE && !isShort) {
         std::int64_t const last =
-            av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, AV_TIME_BASE_Q, video->time_base);
+            av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, kMicrosecondBase, video->time_base);
         if (av_seek_frame(&demuxer->Get(), video->index, last, AVSEEK_FLAG_BACKWARD) >= 0) {
             Ends const ends = ReadToEnd(*demuxer, *video, frameRate);
             if (ends.videoPackets > 0 && ends.video != AV_NOPTS_VALUE) {

@@ -31,7 +31,7 @@ struct MediaInfo {
     Conf::FrameInfo frame;
     /// Degrees by which the stored picture is turned clockwise for display: 0, 90, 180 or 270.
     int rotation = 0;
-    /// 0/1 where there is none to be known, as of stills.
+    /// 0/1 where there is none, for example in stills.
     AVRational frameRate{0, 1};
     /// From the first picture to the end of the last one that is there; zero for stills.
     Microseconds duration{0};

@@ -14,7 +14,7 @@ Orientation Orientation::FromMatrix(std::int32_t const* matrix) {
     if (std::isnan(counterClockwise)) {
         return {};
     }
-    // The rotation that it reports leaves a mirror open; the signs of the matrix tell.
+    // The rotation that it reports leaves a mirror open; the signs of the matrix decide.
     int const clockwise = ((static_cast<int>(std::lround(-counterClockwise / 90.0)) * 90) % 360 + 360) % 360;
     switch (clockwise) {
         case 90:

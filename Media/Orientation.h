@@ -11,7 +11,7 @@ namespace Kaltor::Media {
 
 /// How a stored picture is to be turned for display.
 struct Orientation {
-    /// One of FFmpeg's nine-element display matrices' eight right-angled cases, as filters; "" for none.
+    /// The filters for one of the eight right-angled cases of FFmpeg's display matrix (nine elements); "" for none.
     char const* filter = "";
     /// Clockwise degrees: 0, 90, 180, 270.
     int rotation = 0;
@@ -21,9 +21,9 @@ struct Orientation {
     static Orientation FromMatrix(std::int32_t const* matrix);
     /// 1 to 8; other numbers are none.
     static Orientation FromExif(int number);
-    /// Of a stream's side data.
+    /// The orientation in a stream's side data.
     static Orientation Of(AVStream const& stream);
-    /// Of a decoded still: its side data or metadata.
+    /// The orientation of a decoded still, from its side data or metadata.
     static Orientation Of(AVFrame const& frame);
 };
 

@@ -13,11 +13,11 @@ namespace Kaltor::Media {
 constexpr std::uint32_t kAnySide = std::numeric_limits<std::uint32_t>::max();
 
 /// Reads a still picture of any format that FFmpeg decodes, upright (EXIF orientation applied), as `PixFmt::Rgba` where
-/// the file has alpha and as `PixFmt::Rgb24` otherwise. Of an animation, the first frame. Throws `MediaError`, also
+/// the file has alpha and as `PixFmt::Rgb24` otherwise. An animation gives its first frame. Throws `MediaError`, also
 /// for pictures with a side over `maximumSide` pixels.
 boost::intrusive_ptr<Proc::DataVideoFF> ReadPicture(std::string const& path, std::uint32_t maximumSide = kAnySide);
 
-/// The same for a file's content, as from a pipe; `name` stands for it in messages.
+/// The same for the content of a file, for example from a pipe; `name` stands for it in messages.
 boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> const& content, std::string const& name,
                                                       std::uint32_t maximumSide = kAnySide);
 

@@ -58,7 +58,7 @@ void Tag(AVCodecContext& codec, VideoTarget const& form) {
 
 void CheckFrameRate(AVCodec const& encoder, AVRational rate) {
     if (rate.num <= 0 || rate.den <= 0) {
-        Refuse(fmt::format("a frame rate of {}/{} cannot be", rate.num, rate.den));
+        Refuse(fmt::format("{}/{} is not accepted as a frame rate", rate.num, rate.den));
     }
     if (encoder.supported_framerates == nullptr) {
         return;
@@ -90,7 +90,7 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     CheckFrameRate(encoder, options.video.frameRate);
     VideoTarget form = options.video;
     if (form.frame.width == 0 || form.frame.height == 0) {
-        Refuse(fmt::format("a video of {}x{} pixels cannot be", form.frame.width, form.frame.height));
+        Refuse(fmt::format("a video cannot have {}x{} pixels", form.frame.width, form.frame.height));
     }
     form.colorSpec = form.colorSpec.Resolved(form.frame.height);
     if (IsPaletteEncoder(encoder)) {

@@ -9,7 +9,7 @@ namespace Kaltor::Media {
 /// Takes pictures of one form into an encoder, converted where it has no such form.
 class PictureEncoder {
 public:
-    /// Throws `std::invalid_argument` for options that cannot be, and `MediaError`.
+    /// Throws `std::invalid_argument` for options that are not valid, and `MediaError`.
     PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file);
 
     void Write(AVFrame const& picture);

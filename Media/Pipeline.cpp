@@ -39,7 +39,7 @@ void Pipeline::Start(std::function<void()> work) {
 void Pipeline::Fail(std::exception_ptr const& error) {
     {
         std::lock_guard const lock(mutex);
-        // What fails because the others were told to stop is no error of its own.
+        // What fails because the others were stopped is no error of its own.
         if (!firstError && !stop.IsTripped()) {
             firstError = error;
         }

@@ -20,15 +20,15 @@ namespace Kaltor::Media {
 struct Clip {
     std::string path;
     std::optional<Microseconds> start;
-    /// Of a still, only end - start counts.
+    /// For a still, only end - start counts.
     std::optional<Microseconds> end;
-    /// Of a still without `end`.
+    /// Duration of a still without `end`.
     Microseconds stillDuration = std::chrono::seconds(3);
 };
 
 /// How one clip goes over into the next.
 struct Transition {
-    /// Of a registered transition; null is a plain cut.
+    /// Settings of a registered transition; null is a plain cut.
     std::shared_ptr<Proc::Settings const> settings;
     Microseconds duration = std::chrono::seconds(1);
 };

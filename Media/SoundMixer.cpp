@@ -18,7 +18,7 @@ std::unique_ptr<AudioReader> SoundMixer::Open(PlannedClip const& clip) const {
     if (!clip.info.sound) {
         return nullptr;
     }
-    // What is missing at the end of a file was told when it was looked at.
+    // What is missing at the end of a file was reported when the file was examined.
     WarningFn const ownWarn = clip.info.declaredDuration ? WarningFn{} : warn;
     try {
         return std::make_unique<AudioReader>(clip.path, format, clip.start, ownWarn, stop);

@@ -8,7 +8,7 @@
 
 namespace Kaltor::Media {
 
-/// Tells the threads of one pipeline to end. Thread-safe.
+/// Asks the threads of one pipeline to end. Thread-safe.
 class StopSignal {
 public:
     /// Calls all listeners, once.

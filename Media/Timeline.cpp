@@ -45,16 +45,16 @@ void CheckJob(RenderJob const& job) {
     }
     for (Transition const& transition : job.transitions) {
         if (transition.duration < Microseconds(0)) {
-            Refuse("a transition cannot last less than no time");
+            Refuse("the duration of a transition cannot be negative");
         }
     }
     if (job.size &&
         (job.size->width == 0 || job.size->height == 0 || job.size->width % 2 != 0 || job.size->height % 2 != 0)) {
-        Refuse(fmt::format("a size of {}x{} cannot be: both numbers must be even and above 0", job.size->width,
+        Refuse(fmt::format("{}x{} is not accepted as a size: both numbers must be even and above 0", job.size->width,
                            job.size->height));
     }
     if (job.frameRate && (job.frameRate->num <= 0 || job.frameRate->den <= 0)) {
-        Refuse(fmt::format("a frame rate of {}/{} cannot be", job.frameRate->num, job.frameRate->den));
+        Refuse(fmt::format("{}/{} is not accepted as a frame rate", job.frameRate->num, job.frameRate->den));
     }
 }
 
@@ -81,7 +81,7 @@ void WarnOfOtherRange(PlannedClip const& clip, VideoTarget const& target, Warnin
     std::string_view const wanted = GetDynamicRange(target.transfer);
     if (own != wanted) {
         warn(fmt::format(
-            "{}: its colours will be off: they are {}, the video's are {} as the first clip's, and they are "
+            "{}: its colours will be off: they are {}, the video's are {} like the first clip's, and they are "
             "not tone-mapped",
             clip.path, own, wanted));
     }
@@ -96,7 +96,7 @@ struct Piece {
 Piece CutPiece(Clip const& clip, MediaInfo const& info, WarningFn const& warn) {
     Microseconds const start = clip.start.value_or(Microseconds(0));
     if (start < Microseconds(0) || (clip.end && *clip.end <= start)) {
-        Refuse(fmt::format("{}: a piece from {:.3f} s to {:.3f} s cannot be", clip.path, Seconds(start),
+        Refuse(fmt::format("{}: a piece cannot go from {:.3f} s to {:.3f} s", clip.path, Seconds(start),
                            Seconds(clip.end.value_or(Microseconds(0)))));
     }
     if (info.isStill) {

@@ -1,6 +1,6 @@
-#include <cmath>
 #include <memory>
 
+#include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PictureEffect.h"
 #include "Apps/Kaltor/Specs.h"
 #include "Apps/Kaltor/Verbs.h"
@@ -15,9 +15,6 @@ struct Options : PictureOptions {
 
 int Apply(Options const& options) {
     std::int64_t const time = ParseTime(options.time);
-    if (options.progress && !std::isfinite(*options.progress)) {
-        throw UsageError("--progress takes a number, as 0.5");
-    }
     PictureJob job = MakePictureJob(options, "apply");
     if (options.progress) {
         job.effect.SetProgress(*options.progress);
@@ -32,7 +29,8 @@ void AddApply(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("apply", "Run an effect, transition or service on pictures");
     auto const options = std::make_shared<Options>();
     options->AddTo(*verb);
-    verb->add_option("--progress", options->progress, "make progress exactly this (default: from the time)")
+    AddNumber<double>(*verb, "--progress", options->progress,
+                      "set progress to exactly this (default: it follows from the time)")
         ->type_name("P");
     verb->add_option("--time", options->time, "the frame's time: seconds or [HH:]MM:SS (default 0)")
         ->type_name("SECONDS");

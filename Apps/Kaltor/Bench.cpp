@@ -7,6 +7,7 @@
 
 #include "Apps/Kaltor/BenchReport.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
 #include "Measure/EffectRun.h"
@@ -124,16 +125,17 @@ int Bench(Options const& options) {
 }  // namespace
 
 void AddBench(CLI::App& app, Action& action) {
-    constexpr double kShortest = 0.01;
-    constexpr double kLongest = 600.0;
+    constexpr NumberRange<double> kSeconds{0.01, 600.0};
     CLI::App* const verb = app.add_subcommand("bench", "Measure what effects, transitions and services cost");
     auto const options = std::make_shared<Options>();
     verb->add_option("NAME", options->names, "what to measure; \"kaltor list\" shows what there is (default: all)");
     verb->add_option("--size", options->sizes, "may be repeated (default 1920x1080 and 3840x2160)")
         ->type_name("WxH")
         ->allow_extra_args(false);
-    verb->add_option("--seconds", options->seconds, "how long each figure is measured (default 0.5)")
-        ->check(CLI::Range(kShortest, kLongest))
+    AddNumber<double>(
+        *verb, "--seconds", options->seconds,
+        fmt::format("how long each figure is measured, {} to {} (default 0.5)", kSeconds.least, kSeconds.most),
+        kSeconds)
         ->type_name("S");
     verb->add_option("--json", options->json,
                      "a report for machines; - writes it to standard output instead of the table")
@@ -143,7 +145,7 @@ void AddBench(CLI::App& app, Action& action) {
         ->type_name("OLD.json");
     verb->footer(
         "The ratio \"copies\" compares with one plain copy of a frame, measured in turn with the effect: machines are\n"
-        "noisy, ratios less so.\n\n"
+        "noisy, ratios are less so.\n\n"
         "Examples:\n"
         "  kaltor bench\n"
         "  kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json\n"

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Core/ParseNumber.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -30,7 +31,7 @@ std::string ShowNumber(double value) {
 
 /// Rounded to four digits: more is noise.
 double Rounded(double value) {
-    return std::stod(fmt::format("{:.4g}", value));
+    return *Core::ParseNumber<double>(fmt::format("{:.4g}", value));
 }
 
 ordered_json ToJson(Timing const& timing) {
@@ -72,7 +73,7 @@ std::string ShowTable(std::vector<BenchRow const*> const& rows) {
     return text + notes;
 }
 
-/// Two ratios of one figure are told apart.
+/// Whether two ratios of one figure differ by more than noise.
 bool HasChanged(double before, double now) {
     constexpr double kTenth = 0.1;
     constexpr double kNoise = 0.02;  // copies

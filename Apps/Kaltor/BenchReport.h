@@ -29,7 +29,7 @@ struct BenchReport {
     std::vector<BenchRow> rows;
 };
 
-/// The GL as `doctor` and `bench` tell it.
+/// The GL as `doctor` and `bench` report it.
 nlohmann::ordered_json ToJson(Ogl::GlInfo const& info);
 
 nlohmann::ordered_json ToJson(BenchReport const& report);

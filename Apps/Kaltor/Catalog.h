@@ -35,8 +35,8 @@ public:
     boost::intrusive_ptr<Proc::IEffectFactory const> const& GetFactory() const { return factory; }
 
     /// By the whole name or by the name without its "Effect" or "Transition", in any case of letters. Throws
-    /// `UsageError` where there is none (with the nearest one) or more than one. Of an effect and a transition called
-    /// alike, the number of inputs chooses, where it is given.
+    /// `UsageError` where there is none (with the nearest one) or more than one. Between an effect and a transition of
+    /// one name the number of inputs decides, where it is given.
     CatalogEntry const& Find(std::string const& name, std::size_t inputs = 0) const;
     /// The same among the transitions only.
     CatalogEntry const& FindTransition(std::string const& name) const;

@@ -14,7 +14,7 @@ void WriteOut(std::string_view bytes);
 /// output; devices and pipes are written to, not replaced. Throws where that fails.
 void WriteFile(std::string const& path, std::string_view bytes);
 
-/// `text` emphasised, on a terminal that shows colours; as it is elsewhere and where NO_COLOR is set.
+/// `text` emphasised on a terminal that shows colours; unchanged elsewhere and where NO_COLOR is set.
 std::string Bold(std::string_view text);
 
 /// "kaltor: " and the message as one line on standard error.
@@ -31,7 +31,7 @@ public:
 
     bool IsShown() const { return isShown; }
     void Show(std::int64_t done, std::int64_t total);
-    /// Takes the bar off the screen, as before any other line.
+    /// Takes the bar off the screen, which has to be done before any other line is printed.
     void Clear();
 
     /// What the bar shows, `columns` wide at most.

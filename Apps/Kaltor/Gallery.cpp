@@ -93,8 +93,8 @@ Conf::FrameInfo ReadSize(std::string const& text) {
     constexpr std::uint32_t kSmallest = 16;
     bool const isEven = size.width % 2 == 0 && size.height % 2 == 0;
     if (!isEven || std::min(size.width, size.height) < kSmallest || std::max(size.width, size.height) > limit) {
-        throw UsageError(
-            fmt::format("--size {} cannot be: both numbers must be even, from {} to {}", text, kSmallest, limit));
+        throw UsageError(fmt::format("\"{}\" is not accepted for --size: both numbers must be even, from {} to {}",
+                                     text, kSmallest, limit));
     }
     return {size.width, size.height, 1, 1};
 }
@@ -162,7 +162,7 @@ void AddGallery(CLI::App& app, Action& action) {
         ->required();
     verb->add_option("--input", options->inputs,
                      "what to show them on, videos or pictures: once for the first clip, again for the second one "
-                     "(default: clips that it makes by itself)")
+                     "(default: two scenes of its own)")
         ->type_name("CLIP")
         ->allow_extra_args(false);
     verb->add_option("--size", options->size, "of the previews, even numbers (default 480x270)")->type_name("WxH");

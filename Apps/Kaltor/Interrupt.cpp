@@ -51,7 +51,7 @@ std::atomic<bool> const& CatchInterrupts() {
 }
 
 int ReportInterrupt() {
-    constexpr int kSignalBase = 128;  // as shells tell of a signal
+    constexpr int kSignalBase = 128;  // as shells report a signal
     WriteError("stopped; nothing was written");
     return kSignalBase + cancelSignal;
 }

@@ -164,7 +164,7 @@ void AddList(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("list", "Show every effect, transition and service, and what can be set");
     auto const options = std::make_shared<ListOptions>();
     verb->add_option("WORD", options->words, "only what has all of these in its name, kind or summary");
-    CLI::Option* const names = verb->add_flag("--names", options->hasNamesOnly, "names only, one a line");
+    CLI::Option* const names = verb->add_flag("--names", options->hasNamesOnly, "only the names, each on its own line");
     verb->add_flag("--json", options->isJson, "for machines")->excludes(names);
     verb->footer(
         "Examples:\n"
@@ -181,7 +181,7 @@ void AddDescribe(CLI::App& app, Action& action) {
     };
     CLI::App* const verb = app.add_subcommand("describe", "Show one effect, transition or service");
     auto const options = std::make_shared<Options>();
-    verb->add_option("NAME", options->name, "as \"kaltor list\" shows it; Effect or Transition may be left out")
+    verb->add_option("NAME", options->name, "a name that \"kaltor list\" shows; Effect or Transition may be left out")
         ->required();
     verb->add_flag("--json", options->isJson, "for machines");
     verb->footer("Example:\n  kaltor describe EffectBlurGaussian");

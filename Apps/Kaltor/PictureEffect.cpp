@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Specs.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
@@ -136,7 +137,7 @@ void PictureOptions::AddTo(CLI::App& verb) {
     verb.add_option("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
         ->type_name("FIELD=VALUE")
         ->allow_extra_args(false);
-    verb.add_option("--seed", seed, "seed of what is random (default: the clock)")->type_name("N");
+    AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)")->type_name("N");
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {

@@ -14,8 +14,8 @@ namespace Kaltor::Cli {
 
 using Picture = boost::intrusive_ptr<Proc::DataVideoFF>;
 
-/// One registered effect, transition or service, run on pictures by the road that video takes: wrapper, uploader,
-/// GL thread, downloader.
+/// One registered effect, transition or service, run on pictures as on video: wrapper, uploader, GL thread,
+/// downloader.
 class PictureEffect {
 public:
     PictureEffect(Catalog const& catalog, CatalogEntry const& what, Proc::Settings const& settings);
@@ -34,7 +34,7 @@ private:
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> converter;
 };
 
-/// What the verbs that run something on pictures and write a PNG file are told.
+/// The options of the verbs that run something on pictures and write a PNG file.
 struct PictureOptions {
     std::string name;
     std::vector<std::string> inputs;  ///< "-": standard input

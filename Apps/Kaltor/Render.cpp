@@ -7,6 +7,7 @@
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Interrupt.h"
+#include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
@@ -75,13 +76,13 @@ void AddRender(CLI::App& app, Action& action) {
         ->allow_extra_args(false);
     verb->add_option("--still-duration", options->stillDuration, "how long a still picture is shown (default 3)")
         ->type_name("SECONDS");
-    verb->add_option("--size", options->size, "of the video (default: the first clip's)")->type_name("WxH");
+    verb->add_option("--size", options->size, "size of the video (default: the first clip's)")->type_name("WxH");
     verb->add_option("--fps", options->rate, "frames per second (default: the first clip's)")->type_name("RATE");
     verb->add_option("--codec", options->codec, "the video encoder (default: H.264 where the container takes it)")
         ->type_name("NAME");
-    verb->add_option("--crf", options->crf, "quality in the encoder's own scale; lower is better")->type_name("N");
-    verb->add_flag("--no-audio", options->hasNoAudio, "leave the sound out");
-    verb->add_option("--seed", options->seed, "seed of what is random (default: the clock)")->type_name("N");
+    AddNumber<int>(*verb, "--crf", options->crf, "quality in the encoder's own scale; lower is better")->type_name("N");
+    verb->add_flag("--no-audio", options->hasNoAudio, "leave out the sound");
+    AddNumber<unsigned>(*verb, "--seed", options->seed, "seed of what is random (default: the clock)")->type_name("N");
     verb->add_flag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb->add_flag("-q,--quiet", options->isQuiet, "show no progress");
     verb->footer(

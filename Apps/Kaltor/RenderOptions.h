@@ -9,7 +9,7 @@
 
 namespace Kaltor::Cli {
 
-/// What `render` is told, as it is typed.
+/// The options of `render` as they are typed.
 struct RenderOptions {
     std::vector<std::string> clips;
     std::string output;

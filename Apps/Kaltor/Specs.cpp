@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -11,22 +10,18 @@
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
+#include "Core/ParseNumber.h"
+
 namespace Kaltor::Cli {
 namespace {
+
+using Core::ParseNumber;
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 constexpr char kFileMark = '@';
 
 bool IsDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-template <typename T>
-std::optional<T> ParseNumber(std::string_view text) {
-    T value{};
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    bool const isWhole = error == std::errc() && end == text.data() + text.size();
-    return isWhole ? std::optional(value) : std::nullopt;
 }
 
 /// Digits with at most one point: no sign, no exponent, no "inf".
@@ -68,7 +63,7 @@ std::optional<std::int64_t> TryParseTime(std::string_view text) {
     return std::llround(seconds * static_cast<double>(kMicroseconds));
 }
 
-/// A value of JSON as it would be typed.
+/// A JSON value as a user would type it.
 std::string ToText(nlohmann::ordered_json const& value) {
     if (value.is_string()) {
         return value.get<std::string>();
@@ -86,11 +81,12 @@ std::string ToText(nlohmann::ordered_json const& value) {
 std::vector<Assignment> ReadSettings(std::string const& path) {
     std::ifstream file(path);
     if (!file) {
-        throw UsageError(fmt::format("{}: cannot be read, so there are no settings", path));
+        throw UsageError(fmt::format("{}: cannot be read as a file of settings", path));
     }
     nlohmann::ordered_json const fields = nlohmann::ordered_json::parse(file, nullptr, false);
     if (!fields.is_object()) {
-        throw UsageError(fmt::format("{}: is no JSON object of fields and their values, as {{\"scale\": 0.02}}", path));
+        throw UsageError(
+            fmt::format("{}: is no JSON object of fields and their values, such as {{\"scale\": 0.02}}", path));
     }
     std::vector<Assignment> values;
     for (auto const& [field, value] : fields.items()) {
@@ -131,7 +127,7 @@ Size ParseSize(std::string_view text) {
     std::optional<std::uint32_t> const height =
         cross == std::string_view::npos ? std::nullopt : ParseNumber<std::uint32_t>(text.substr(cross + 1));
     if (!width || !height || *width == 0 || *height == 0) {
-        throw UsageError(fmt::format("\"{}\" is not a size: it takes WIDTHxHEIGHT, as 1280x720", text));
+        throw UsageError(fmt::format("\"{}\" is not a size: it takes WIDTHxHEIGHT, such as 1280x720", text));
     }
     return {*width, *height};
 }
@@ -157,7 +153,7 @@ Rate ParseRate(std::string_view text) {
         }
     }
     throw UsageError(fmt::format(
-        "\"{}\" is not a frame rate: it takes frames per second up to 1000, as 25, 29.97 or 30000/1001", text));
+        "\"{}\" is not a frame rate: it takes frames per second up to 1000, such as 25, 29.97 or 30000/1001", text));
 }
 
 std::vector<Assignment> ParseAssignments(std::string_view text) {
@@ -182,7 +178,7 @@ IndexedSpec ParseIndexedSpec(std::string_view text) {
     }
     std::optional<std::size_t> const index = ParseNumber<std::size_t>(parts.front());
     if (!index || *index == 0) {
-        throw UsageError(fmt::format("\"{}\" in \"{}\" does not count: the first one is 1", parts.front(), text));
+        throw UsageError(fmt::format("\"{}\" in \"{}\" is no index: the first one is 1", parts.front(), text));
     }
     return {index, ParseNameParts(parts, 1, text)};
 }
@@ -197,7 +193,7 @@ ClipSpec ParseClip(std::string_view text) {
     std::string_view const piece = text.substr(at + 1);
     bool const looksLikePiece = piece.find_first_not_of("0123456789:.-") == std::string_view::npos;
     if (path.empty() || (!looksLikePiece && !std::filesystem::exists(path, error))) {
-        return {std::string(text), std::nullopt, std::nullopt};  // the reader tells that there is no such file
+        return {std::string(text), std::nullopt, std::nullopt};  // the reader reports that there is no such file
     }
 
     std::size_t const dash = piece.find('-');

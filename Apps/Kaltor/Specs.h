@@ -28,7 +28,7 @@ struct Size {
 };
 Size ParseSize(std::string_view text);
 
-/// Frames per second: "25", "29.97" (read as 30000/1001, and its kin likewise) or "30000/1001".
+/// Frames per second: "25", "29.97" (read as 30000/1001; 23.976 and so on likewise) or "30000/1001".
 struct Rate {
     int numerator;
     int denominator;
@@ -48,7 +48,7 @@ NameSpec ParseNameSpec(std::string_view text);
 
 /// "[INDEX:]NAME[:field=value...]".
 struct IndexedSpec {
-    std::optional<std::size_t> index;  ///< of a clip or a joint, counted from 1; none: all
+    std::optional<std::size_t> index;  ///< a clip or a joint, counted from 1; all of them where there is none
     NameSpec spec;
 };
 IndexedSpec ParseIndexedSpec(std::string_view text);

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/FilmStrip.h"
+#include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PictureEffect.h"
 #include "Apps/Kaltor/Verbs.h"
 
@@ -41,18 +42,18 @@ int Strip(Options const& options) {
 }  // namespace
 
 void AddStrip(CLI::App& app, Action& action) {
-    constexpr unsigned kFewestSteps = 2;
-    constexpr unsigned kMostSteps = 200;
-    constexpr unsigned kNarrowest = 48;
-    constexpr unsigned kWidest = 4096;
+    constexpr NumberRange<unsigned> kSteps{2, 200};
+    constexpr NumberRange<std::uint32_t> kWidths{48, 4096};
     CLI::App* const verb = app.add_subcommand("strip", "Show an effect or transition over time as a film strip");
     auto const options = std::make_shared<Options>();
     options->AddTo(*verb);
-    verb->add_option("--steps", options->steps, "how many pictures, from progress 0 to 1 (default 5)")
-        ->check(CLI::Range(kFewestSteps, kMostSteps))
+    AddNumber<unsigned>(
+        *verb, "--steps", options->steps,
+        fmt::format("how many pictures, {} to {}, from progress 0 to 1 (default 5)", kSteps.least, kSteps.most), kSteps)
         ->type_name("N");
-    verb->add_option("--width", options->width, "width of each picture in pixels (default 240)")
-        ->check(CLI::Range(kNarrowest, kWidest))
+    AddNumber<std::uint32_t>(
+        *verb, "--width", options->width,
+        fmt::format("width of each picture in pixels, {} to {} (default 240)", kWidths.least, kWidths.most), kWidths)
         ->type_name("PX");
     verb->footer(
         "Progress and time run alike, over one second. Each picture has its value below it.\n\n"

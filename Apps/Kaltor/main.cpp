@@ -3,6 +3,7 @@
 #include <new>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Specs.h"
@@ -45,18 +46,15 @@ std::string DescribeUnknown(CLI::App const& app, std::string const& word) {
     return fmt::format("there is no {} \"{}\"; {}", what, word, hint);
 }
 
-/// The library's words for a value that cannot be read, "Could not convert: --option = value", in this program's.
-std::string DescribeUnreadable(std::string const& message) {
-    constexpr std::string_view kBefore = ": ";
-    constexpr std::string_view kBetween = " = ";
-    std::size_t const option = message.find(kBefore);
-    std::size_t const value = message.find(kBetween);
-    if (option == std::string::npos || value == std::string::npos || value < option) {
-        return message;
+/// "list, describe, ... or doctor".
+std::string ListVerbs(CLI::App const& app) {
+    std::vector<std::string> names;
+    for (CLI::App const* const verb : app.get_subcommands(nullptr)) {
+        names.push_back(verb->get_name());
     }
-    std::size_t const start = option + kBefore.size();
-    return fmt::format("\"{}\" is not accepted for {}", message.substr(value + kBetween.size()),
-                       message.substr(start, value - start));
+    std::string const last = names.back();
+    names.pop_back();
+    return fmt::format("{} or {}", fmt::join(names, ", "), last);
 }
 
 int Run(int count, char** words) {
@@ -65,7 +63,7 @@ int Run(int count, char** words) {
     app.set_version_flag("--version", "kaltor " KALTOR_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "\"kaltor VERB --help\" tells more of each verb.\n\n"
+        "\"kaltor VERB --help\" shows the options of each verb.\n\n"
         "Examples:\n"
         "  kaltor list\n"
         "  kaltor apply EffectBlurGaussian in.png -o out.png --set scale=0.02\n"
@@ -102,12 +100,9 @@ int Run(int count, char** words) {
         throw UsageError(DescribeUnknown(app, extras.front()));
     } catch (CLI::RequiredError const& error) {
         if (app.get_subcommands().empty()) {
-            throw UsageError(
-                "say what to do: list, describe, apply, strip, render, gallery, bench or doctor; see kaltor --help");
+            throw UsageError(fmt::format("say what to do: {}; see kaltor --help", ListVerbs(app)));
         }
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
-    } catch (CLI::ConversionError const& error) {
-        throw UsageError(fmt::format("{}; see {} --help", DescribeUnreadable(error.what()), TypedSoFar(app)));
     } catch (CLI::ParseError const& error) {
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(app)));
     }

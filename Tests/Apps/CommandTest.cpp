@@ -1,9 +1,9 @@
 // The command as its users meet it: as a process.
+#include "CommandTest.h"
+
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include <boost/algorithm/string/replace.hpp>
@@ -15,7 +15,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "Media/Picture.h"
 #include "Proc/Settings/Settings.h"
 #include "Tests/Support/TransitionFixture.h"
 
@@ -27,82 +26,11 @@ using nlohmann::json;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using Tests::CommandTest;
 using Tests::IsNear;
+using Tests::Outcome;
 using Tests::Picture;
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string ReadAll(fs::path const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-class CommandTest : public testing::Test {
-protected:
-    CommandTest() {
-        std::string pattern = (fs::path(testing::TempDir()) / "kaltor-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-        fs::create_directory(folder / "work");
-        fs::create_directory(folder / "log");
-        for (auto const& [name, picture] :
-             {std::pair{"a.png", &first}, {"b.png", &second}, {"c.png", &translucent}, {"small.png", &small}}) {
-            Media::WritePng(In(name), *picture->ToFrame(), true);
-        }
-    }
-    ~CommandTest() override { fs::remove_all(folder); }
-
-    /// Runs it in the folder of the pictures; `line` and `environment` are a shell's words.
-    Outcome Run(std::string const& line, std::string const& environment = "") const {
-        fs::path const out = folder / "log" / "out";
-        fs::path const err = folder / "log" / "err";
-        std::string const command =
-            fmt::format("cd '{}' && env NO_COLOR=1 {} '{}' {} > '{}' 2> '{}'", (folder / "work").string(), environment,
-                        KALTOR_COMMAND, line, out.string(), err.string());
-        int const status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
-    }
-    /// What it says when all goes well, without a word on standard error: no bar where there is no terminal.
-    std::string Succeed(std::string const& line) const {
-        Outcome const outcome = Run(line);
-        EXPECT_EQ(outcome.status, 0) << line;
-        EXPECT_EQ(outcome.err, "") << line;
-        return outcome.out;
-    }
-    /// What it says where it cannot be: one line and nothing else.
-    std::string Fail(std::string const& line, int status, std::string const& environment = "") const {
-        std::vector<std::string> const before = Files();
-        Outcome const outcome = Run(line, environment);
-        EXPECT_EQ(outcome.status, status) << line << "\n" << outcome.err;
-        EXPECT_EQ(outcome.out, "") << line;
-        EXPECT_TRUE(outcome.err.starts_with("kaltor: ")) << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-        EXPECT_EQ(Files(), before) << line;
-        return outcome.err;
-    }
-
-    std::string In(std::string const& name) const { return (folder / "work" / name).string(); }
-    Picture Read(std::string const& name) const { return Picture::FromFrame(*Media::ReadPicture(In(name))); }
-
-    std::vector<std::string> Files() const {
-        std::vector<std::string> names;
-        for (fs::directory_entry const& entry : fs::directory_iterator(folder / "work")) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    Picture first = Picture::Corners(24, 14);
-    Picture second = Picture::Noise(24, 14);
-    Picture translucent = Picture::Noise(24, 14, true);
-    Picture small = Picture::Noise(8, 8);
-    fs::path folder;
-};
+using Tests::ReadAll;
 
 TEST_F(CommandTest, ListJsonIsWholeAndItsDefaultsAreAccepted) {
     std::vector<std::string> names;
@@ -188,6 +116,14 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"apply BlurGausian a.png -o x.png", 2, "did you mean EffectBlurGaussian?"},
              {"apply EffectCrossfade a.png b.png -o x.png", 2, "did you mean TransitionCrossfade?"},
              {"apply EffectBlurGaussian a.png -o x.png --seed x", 2, "\"x\" is not accepted for --seed"},
+             {"apply EffectBlurGaussian a.png -o x.png --seed -1", 2, "\"-1\" is not accepted for --seed"},
+             {"apply EffectBlurGaussian a.png -o x.png --seed 4294967296", 2, "from 0 to 4294967295"},
+             {"apply EffectBlurGaussian a.png -o x.png --seed", 2, "--seed"},
+             {"apply EffectBlurGaussian a.png -o x.png --progress 0.5x", 2, "\"0.5x\" is not accepted for --progress"},
+             {"apply EffectBlurGaussian a.png -o x.png --progress inf", 2, "takes a number"},
+             {"render a.png -o x.mp4 --crf 1.5", 2, "--crf: it takes a whole number"},
+             {"list --json --names", 2, "--names"},
+             {"bench crossfade --seconds 601", 2, "0.01 to 600"},
              {"list blurr", 1, "blurr"},
              {"apply EffectBlurGaussian a.png -o x.png --set scal=1", 2, "did you mean \"scale\"?"},
              {"apply EffectBlurGaussian a.png -o x.png --set scale=1.01", 2, "0 to 1"},
@@ -198,7 +134,8 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"apply EffectBlurGaussian a.png -o x.jpg", 2, ".png"},
              {"apply EffectBlurGaussian a.png b.png -o x.png", 2, "one picture"},
              {"strip TransitionCrossfade a.png -o x.png", 2, "two pictures"},
-             {"strip TransitionCrossfade a.png b.png -o x.png --steps 1", 2, "--steps"},
+             {"strip TransitionCrossfade a.png b.png -o x.png --steps 1", 2,
+              "--steps: it takes a whole number from 2 to 200"},
              {"apply TransitionCrossfade a.png small.png -o x.png", 1, "8x8"},
              {"apply EffectBlurGaussian missing.png -o x.png", 1, "missing.png"},
              {"apply EffectBlurGaussian empty.png -o x.png", 1, "empty.png"},

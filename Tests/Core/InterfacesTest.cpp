@@ -1,3 +1,5 @@
+#include <cstdint>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -8,6 +10,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Core/Interfaces/Property.h"
 #include "Core/Interfaces/RefCount.h"
+#include "Core/ParseNumber.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Interfaces/TimeToProgress.h"
 #include "Tests/Support/Caught.h"
@@ -122,6 +125,19 @@ TEST(TimeToProgress, IsLinearAndNotClamped) {
     progress.stop = progress.start;
     EXPECT_TRUE(std::isinf(progress.GetProgress(3)));
     EXPECT_TRUE(std::isnan(progress.GetProgress(progress.start)));
+}
+
+TEST(ParseNumber, TakesTheWholeTextOrNothing) {
+    EXPECT_EQ(Core::ParseNumber<double>("-2.5e-1"), -0.25);
+    EXPECT_EQ(Core::ParseNumber<double>("+.5"), 0.5);
+    EXPECT_EQ(Core::ParseNumber<std::int32_t>("-2147483648"), std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(Core::ParseNumber<std::uint32_t>("4294967295"), std::numeric_limits<std::uint32_t>::max());
+    for (char const* const text : {"", "+", "++1", "+-1", " 1", "1 ", "1x", "0x10", "1,5", "1.5.", "1e400"}) {
+        EXPECT_EQ(Core::ParseNumber<double>(text), std::nullopt) << text;
+    }
+    for (char const* const text : {"-1", "1.0", "4294967296", "1e2"}) {
+        EXPECT_EQ(Core::ParseNumber<std::uint32_t>(text), std::nullopt) << text;
+    }
 }
 
 }  // namespace

@@ -47,7 +47,8 @@ protected:
                 return color;
             });
             for (double const progress : progresses) {
-                auto const check = [&](Picture const& from, Picture const& to, double tolerance) {
+                auto const check = [&, width = width, height = height](Picture const& from, Picture const& to,
+                                                                       double tolerance) {
                     Scene const scene = makeScene(from, to, progress);
                     Picture const expected =
                         isFine ? Halve(scene.Draw(2 * width, 2 * height, from.hasAlpha)) : scene.DrawLike(from);

@@ -207,7 +207,7 @@ TEST_F(MotionTransitionsTest, RollWindsTheSheetUp) {
                     Picture const smooth = Picture::Corners(width, height, width == 64);
                     Picture const noise = Picture::Noise(width, height, width == 64);
                     double const p = type == 1 ? 1 - progress : progress;
-                    Picture const expected = ForEachPixel(smooth, [&](double s, double t) {
+                    auto const draw = [&, size = size, progress = progress](double s, double t) {
                         bool const isAcross = direction < 2;
                         // Type 0 travels in its direction; type 1 comes back on that way with time reversed.
                         bool const isMirrored = (direction % 2 == 0) != (type == 1);
@@ -218,7 +218,8 @@ TEST_F(MotionTransitionsTest, RollWindsTheSheetUp) {
                         };
                         return RollAt(isMirrored ? 1 - along : along, progress, size * 0.4 / 600, sheet,
                                       noise.SampleNearest(s, t));
-                    });
+                    };
+                    Picture const expected = ForEachPixel(smooth, draw);
                     ExpectDrawn(settings, type == 0 ? smooth : noise, type == 0 ? noise : smooth, p, expected);
                 }
             }

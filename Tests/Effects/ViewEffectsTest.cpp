@@ -349,8 +349,9 @@ TEST_F(ViewEffectsTest, VertigoGhostsCircleBehindThePictureAndKeepItsColour) {
             double const phase = M_PI * seconds;
             double const growth = 0.1 * (0.6 + 0.4 * std::sin(0.45 * (phase - 0.55)));
             double const ghost = kGhost * std::pow(1 + growth, 2);  // a larger dot has more light
+            double const longer = std::max(w, h);
             auto const place = [&](auto const& wave) {
-                return 0.07 * std::max(w, h) * (0.25 * wave(phase) + ghost * wave(phase - 0.55)) / (1 + ghost);
+                return 0.07 * longer * (0.25 * wave(phase) + ghost * wave(phase - 0.55)) / (1 + ghost);
             };
             EXPECT_NEAR(sum[1] / sum[0], place([](double at) { return std::cos(at); }), 0.25) << seconds;
             EXPECT_NEAR(sum[2] / sum[0], place([](double at) { return std::sin(at); }), 0.25) << seconds;

@@ -94,7 +94,7 @@ std::string MakeTitle(std::string const& name) {
         auto const isUpper = [&rest](std::size_t at) {
             return at < rest.size() && std::isupper(static_cast<unsigned char>(rest[at])) != 0;
         };
-        // Initials, as of VHS, stay together.
+        // Initials such as VHS stay together.
         bool const isWord = i > 0 && isUpper(i) && !isUpper(i - 1);
         bool const isInitial = isUpper(i + 1) || (i > 0 && i + 1 == rest.size() && isUpper(i - 1));
         title += isWord ? " " : "";

@@ -73,7 +73,7 @@ std::vector<Assignment> ValuesOf(std::string const& name, Conf::FrameInfo const&
     return {};
 }
 
-/// As a word of a shell, where # may begin a comment.
+/// Quoted where a shell needs it: # may begin a comment.
 std::string Quoted(std::string const& text) {
     return text.find('#') == std::string::npos ? text : "'" + text + "'";
 }
@@ -126,7 +126,7 @@ std::string WithValues(std::string const& name, std::vector<Assignment> const& v
     return text;
 }
 
-/// An effect's or a transition's video by the road that `render` takes.
+/// The video of an effect or transition, made in the way that `render` makes it.
 Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
                   Conf::FrameInfo const& size, std::atomic<bool> const& cancel) {
     Preview preview;
@@ -163,7 +163,7 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     return preview;
 }
 
-/// A service's picture by the road that `apply` takes.
+/// The picture of a service, made in the way that `apply` makes it.
 Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
                   Conf::FrameInfo const& size) {
     std::vector<Assignment> const values = ValuesOf(entry.name, size);

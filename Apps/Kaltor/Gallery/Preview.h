@@ -29,8 +29,8 @@ struct Preview {
 /// Makes the clips. All throw `Media::Cancelled` soon after `cancel` is true.
 void MakeSources(std::filesystem::path const& folder, SourceOptions const& options, std::atomic<bool> const& cancel);
 
-/// Makes an entry's files from the clips: of an effect a loop through the first clip, of a transition one from the
-/// first to the second and back, of a service a still.
+/// Makes an entry's files from the clips: a loop through the first clip for an effect, a loop from the first to the
+/// second and back for a transition, a still for a service.
 Preview MakePreview(std::filesystem::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
                     Conf::FrameInfo const& size, std::atomic<bool> const& cancel);
 

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace Kaltor::Core {
+
+/// The number that `text` is as a whole, in any locale with a point; one leading + is allowed. Nothing where the text
+/// is anything else (blanks around it, too) or the number does not fit `T`. Infinity and NaN are numbers here.
+template <typename T>
+requires std::integral<T> || std::floating_point<T> std::optional<T> ParseNumber(std::string_view text) {
+    if (text.starts_with('+') && !text.starts_with("+-")) {
+        text.remove_prefix(1);
+    }
+    T value{};
+    char const* const end = text.data() + text.size();
+    auto const [read, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && read == end ? std::optional(value) : std::nullopt;
+}
+
+}  // namespace Kaltor::Core

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "Media/Picture.h"
+#include "Tests/Support/Picture.h"
+
+namespace Kaltor::Tests {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+inline std::string ReadAll(fs::path const& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+/// The command as a process, in a folder of its own with small pictures.
+class CommandTest : public testing::Test {
+protected:
+    CommandTest() {
+        std::string pattern = (fs::path(testing::TempDir()) / "kaltor-XXXXXX").string();
+        folder = mkdtemp(pattern.data());
+        fs::create_directory(folder / "work");
+        fs::create_directory(folder / "log");
+        for (auto const& [name, picture] :
+             {std::pair{"a.png", &first}, {"b.png", &second}, {"c.png", &translucent}, {"small.png", &small}}) {
+            Media::WritePng(In(name), *picture->ToFrame(), true);
+        }
+    }
+    ~CommandTest() override { fs::remove_all(folder); }
+
+    /// Runs it in the folder of the pictures; `line` and `environment` are a shell's words.
+    Outcome Run(std::string const& line, std::string const& environment = "") const {
+        fs::path const out = folder / "log" / "out";
+        fs::path const err = folder / "log" / "err";
+        std::string const command =
+            fmt::format("cd '{}' && env NO_COLOR=1 {} '{}' {} > '{}' 2> '{}'", (folder / "work").string(), environment,
+                        KALTOR_COMMAND, line, out.string(), err.string());
+        int const status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
+    }
+    /// What it says when all goes well, without a word on standard error: no bar where there is no terminal.
+    std::string Succeed(std::string const& line) const {
+        Outcome const outcome = Run(line);
+        EXPECT_EQ(outcome.status, 0) << line;
+        EXPECT_EQ(outcome.err, "") << line;
+        return outcome.out;
+    }
+    /// What it says where it cannot be: one line and nothing else.
+    std::string Fail(std::string const& line, int status, std::string const& environment = "") const {
+        std::vector<std::string> const before = Files();
+        Outcome const outcome = Run(line, environment);
+        EXPECT_EQ(outcome.status, status) << line << "\n" << outcome.err;
+        EXPECT_EQ(outcome.out, "") << line;
+        EXPECT_TRUE(outcome.err.starts_with("kaltor: ")) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        EXPECT_EQ(Files(), before) << line;
+        return outcome.err;
+    }
+
+    std::string In(std::string const& name) const { return (folder / "work" / name).string(); }
+    Picture Read(std::string const& name) const { return Picture::FromFrame(*Media::ReadPicture(In(name))); }
+
+    std::vector<std::string> Files() const {
+        std::vector<std::string> names;
+        for (fs::directory_entry const& entry : fs::directory_iterator(folder / "work")) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    Picture first = Picture::Corners(24, 14);
+    Picture second = Picture::Noise(24, 14);
+    Picture translucent = Picture::Noise(24, 14, true);
+    Picture small = Picture::Noise(8, 8);
+    fs::path folder;
+};
+
+}  // namespace Kaltor::Tests

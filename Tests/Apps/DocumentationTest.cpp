@@ -1,0 +1,150 @@
+// The commands that the documents and the help texts show, run as they stand there.
+#include <map>
+#include <regex>
+#include <set>
+
+#include <boost/algorithm/string/trim.hpp>
+#include <gmock/gmock.h>
+
+#include "CommandTest.h"
+
+namespace Kaltor {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "gallery", "bench", "doctor"};
+
+// What takes minutes as it stands, with the words that make it short.
+std::map<std::string, std::string> const kShortened{
+    {"kaltor gallery gallery", "--size 32x18 --only Invert"},
+    {"kaltor gallery gallery --input a.mp4 --input b.mp4 --only Crossfade Pageturn BlurGaussian", "--size 32x18"},
+    {"kaltor bench", "Invert --size 32x18 --seconds 0.01"},
+    {"kaltor bench BlurGaussian --seconds 2", "--size 32x18"},
+    {"kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json", "--seconds 0.01"},
+    {"kaltor bench --size 1920x1080 --compare yesterday.json", "Invert --seconds 0.01"},
+    {"kaltor bench --size 1920x1080 --json new.json --compare old.json", "Invert --seconds 0.01"},
+};
+
+// What is not run, with the reason.
+std::map<std::string, std::string> const kNotRun{
+    {"kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'", "jq need not be installed"},
+};
+
+/// Lines that begin with "kaltor ", without their comments; in Markdown only those of fenced blocks. A line that ends
+/// in a backslash goes on in the next one.
+std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
+    std::vector<std::string> commands;
+    bool isWanted = !isMarkdown;
+    bool isContinued = false;
+    for (std::string line; std::getline(text, line);) {
+        boost::trim(line);
+        if (isMarkdown && line.starts_with("```")) {
+            isWanted = !isWanted;
+        }
+        bool const isCommand = isWanted && line.starts_with("kaltor ") && std::isdigit(line[7]) == 0;  // no version
+        if (isContinued) {
+            commands.back() += " " + line;
+        } else if (isCommand) {
+            commands.push_back(line.substr(0, line.find(" #")));
+        }
+        isContinued = (isContinued || isCommand) && line.ends_with('\\');
+        if (isContinued) {
+            commands.back().pop_back();
+        }
+        if (isContinued || isCommand) {
+            boost::trim(commands.back());
+        }
+    }
+    return commands;
+}
+
+class DocumentationTest : public Tests::CommandTest {
+protected:
+    DocumentationTest() {
+        fs::copy(In("a.png"), In("in.png"));
+        fs::copy(In("b.png"), In("photo.jpg"));  // a picture's format is known by its content
+        for (auto const& [clip, seconds] : {std::pair{"a.mp4", 13}, {"b.mp4", 3}, {"c.mp4", 3}, {"b.mov", 92}}) {
+            Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
+        }
+        for (char const* const report : {"yesterday.json", "old.json"}) {
+            Run(fmt::format("bench Invert --size 32x18 --seconds 0.01 --json {}", report));
+        }
+    }
+
+    /// Runs a whole line of a shell in a fresh copy of the folder.
+    void RunLine(std::string const& line) {
+        fs::path const scratch = folder / "scratch";
+        fs::copy(folder / "work", scratch);
+        std::string const script = fmt::format("cd '{}' && PATH='{}':\"$PATH\" && {{ {}\n}} > ../log/out 2> ../log/err",
+                                               scratch.string(), fs::path(KALTOR_COMMAND).parent_path().string(), line);
+        int const status = std::system(script.c_str());
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(Tests::ReadAll(folder / "log" / "err"), "");
+        std::smatch output;
+        if (status == 0 && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {
+            EXPECT_GT(fs::file_size(scratch / output[1].str()), 0U);
+        }
+        fs::remove_all(scratch);
+    }
+
+    /// What stands for many commands: its options are there, at least.
+    void CheckSynopsis(std::string const& line) const {
+        std::string const verb = line.substr(7, line.find(' ', 7) - 7);
+        std::string const help = Succeed(verb + " --help");
+        std::regex const option("--[a-z-]+");
+        for (std::sregex_iterator found(line.begin(), line.end(), option); found != std::sregex_iterator(); ++found) {
+            EXPECT_THAT(help, testing::ContainsRegex(found->str() + "[^a-z-]"));
+        }
+    }
+};
+
+TEST_F(DocumentationTest, EveryCommandWorks) {
+    std::vector<std::pair<std::string, std::string>> commands;
+    auto const add = [&commands](std::string const& place, std::istream& text, bool isMarkdown) {
+        for (std::string const& command : FindCommands(text, isMarkdown)) {
+            commands.emplace_back(place, command);
+        }
+    };
+    std::vector<fs::path> documents{fs::path(KALTOR_SOURCE_DIR) / "README.md"};
+    for (fs::directory_entry const& entry : fs::directory_iterator(fs::path(KALTOR_SOURCE_DIR) / "docs")) {
+        documents.push_back(entry.path());
+    }
+    for (fs::path const& document : documents) {
+        if (document.extension() == ".md") {
+            std::ifstream text(document);
+            add(document.filename().string(), text, true);
+        }
+    }
+    std::size_t const inDocuments = commands.size();
+    EXPECT_GE(inDocuments, 20U);
+    for (char const* const verb : kVerbs) {
+        std::string const help = Succeed(std::string(verb) + " --help");
+        std::istringstream examples(help.substr(std::min(help.find("Example"), help.size())));
+        add(std::string(verb) + " --help", examples, false);
+    }
+    EXPECT_GE(commands.size(), inDocuments + 10U);
+
+    std::set<std::string> seen;
+    for (auto const& [place, command] : commands) {
+        SCOPED_TRACE(place + ": " + command);
+        if (!seen.insert(command).second || kNotRun.contains(command)) {
+            continue;
+        }
+        auto const shortened = kShortened.find(command);
+        bool const isSynopsis = command.find('[') != std::string::npos || command.find("...") != std::string::npos;
+        if (isSynopsis) {
+            CheckSynopsis(command);
+        } else {
+            RunLine(shortened == kShortened.end() ? command : command + " " + shortened->second);
+        }
+    }
+    for (auto const* const table : {&kShortened, &kNotRun}) {
+        for (auto const& [command, detail] : *table) {
+            EXPECT_TRUE(seen.contains(command)) << "no text shows " << command << " (" << detail << ")";
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Kaltor
