@@ -68,7 +68,7 @@ using Action = Proc::SettingsEffectMask::Action;
 
 /// Without the version.
 std::string MakeFragment(Shape shape, Action action) {
-    std::string source = shape == Shape::Ellipse ? kEllipse : kRectangle;
+    std::string source = shape == Shape::Ellipse ? std::string(kEllipse) : std::string(kRectangle);
     source += kMain;
     switch (action) {
         case Action::Blur:
