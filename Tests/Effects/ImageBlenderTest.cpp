@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Conf/IPreset.h"
-#include "Proc/Interfaces/IBlend.h"
+#include "Proc/Settings/IBlend.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Tests/Support/Caught.h"

@@ -4,7 +4,7 @@
 #include "Conf/IPreset.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
-#include "Proc/Interfaces/IResize.h"
+#include "Proc/Settings/IResize.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Ogl/TaskTimer.h"
-#include "Proc/Interfaces/IBlend.h"
+#include "Proc/Settings/IBlend.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 #include "Proc/Settings/SettingsServices.h"
 
