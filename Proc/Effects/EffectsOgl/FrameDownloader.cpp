@@ -74,10 +74,10 @@ public:
         intrusive_ptr<DataVideoFF> const cpu = DataVideoFF::Create(format, gpu->GetFrameInfo());
         cpu->SetTimestamp(gpu->GetTimestamp());
         cpu->SetDuration(gpu->GetDuration());
-        data = cpu;
         intrusive_ptr<Ogl::IOglTask> const task(new DownloadTask(timer, gpu, cpu));
         Ogl::OglManager::GetInstance().DoBackgroundTask(task);
         task->WaitForComplete();
+        data = cpu;  // not before: a frame that failed to arrive would pass for a picture
         ++processedFrames;
     }
 
