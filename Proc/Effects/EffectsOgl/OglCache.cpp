@@ -26,12 +26,13 @@ void DestroyOglCache(boost::shared_ptr<OglCache>& cache) {
     if (!cache) {
         return;
     }
-    OglManager& manager = OglManager::GetInstance();
-    if (manager.IsOpenGLThread()) {
+    OglManager* const manager = OglManager::FindInstance();
+    // Without a manager there is no GL to free anything in: the names went with the context.
+    if (manager == nullptr || manager->IsOpenGLThread()) {
         boost::shared_ptr<OglCache>(std::move(cache)).reset();
         return;
     }
-    manager.DoBackgroundTask(boost::intrusive_ptr<IOglTask>(new CacheDestroyer(std::move(cache))));
+    manager->DoBackgroundTask(boost::intrusive_ptr<IOglTask>(new CacheDestroyer(std::move(cache))));
 }
 
 void details::throwOnNullptr(OglCache* cache) {
