@@ -5,6 +5,7 @@
 #include "Proc/Data/DataVideoFF.h"
 #include "Proc/Effects/EffectsOgl/FrameService.h"
 #include "Proc/Interfaces/FilterException.h"
+#include "Proc/Interfaces/SourceLocations.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace {
@@ -14,7 +15,6 @@ using boost::intrusive_ptr;
 using Proc::DataVideoFF;
 using Proc::IDataVideo;
 
-constexpr char kSource[] = "Proc/Effects/EffectsOgl/FrameDownloader";
 constexpr std::int32_t kModeYuv420 = 1;
 
 class DownloadTask final : public Ogl::IOglTask {
@@ -43,15 +43,11 @@ public:
     FrameDownloader() : FrameService("FrameDownloader") {}
 
     Core::Property GetSettings() const override {
-        Proc::ThrowFilterException(
-            "Method not implemented",
-            {"virtual Kaltor::Core::Property FrameDownloader::GetSettings() const", kSource, 51});
+        Proc::ThrowFilterException("Method not implemented", Proc::SourceLocations::kDownloaderGetSettings);
     }
 
     void SetSettings(Core::Property const&) override {
-        Proc::ThrowFilterException(
-            "Method not implemented",
-            {"virtual void FrameDownloader::SetSettings(const Kaltor::Core::Property &)", kSource, 52});
+        Proc::ThrowFilterException("Method not implemented", Proc::SourceLocations::kDownloaderSetSettings);
     }
 
     void SetSettings(Proc::Settings const& value) override {
@@ -78,7 +74,7 @@ public:
         Ogl::OglManager::GetInstance().DoBackgroundTask(task);
         task->WaitForComplete();
         data = cpu;  // not before: a frame that failed to arrive would pass for a picture
-        ++processedFrames;
+        ++counters.processedFrames;
     }
 
 private:

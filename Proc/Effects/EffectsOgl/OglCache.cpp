@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Core/Interfaces/Exception.h"
 #include "Ogl/OglManager.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -37,9 +37,7 @@ void DestroyOglCache(boost::shared_ptr<OglCache>& cache) {
 
 void details::throwOnNullptr(OglCache* cache) {
     if (cache == nullptr) {
-        Core::Throw(std::logic_error("Wrong effect cache"),
-                    {"void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)",
-                     "Proc/Effects/EffectsOgl/OglCache", 13});
+        Core::Throw(std::logic_error("Wrong effect cache"), Proc::SourceLocations::kMissingCache);
     }
 }
 
