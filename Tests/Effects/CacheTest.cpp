@@ -9,6 +9,7 @@
 #include <thread>
 #include <typeinfo>
 
+#include <boost/smart_ptr/make_shared.hpp>
 #include <gmock/gmock.h>
 
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
