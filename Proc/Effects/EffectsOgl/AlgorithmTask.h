@@ -33,7 +33,7 @@ public:
     /// The cache goes first, on the GL thread; then the inputs and the algorithm.
     ~AlgorithmTask() override {
         Ogl::DestroyOglCache(cache);
-        Release();
+        DropReferences();
     }
 
     void Run(Ogl::OglCapability, Ogl::ShaderStorage const& storage) override {
@@ -42,11 +42,11 @@ public:
         } else {
             algorithm->Processing(dst, src[0], src[1], time, progress, storage, cache.get());
         }
-        Release();
+        DropReferences();
     }
 
 private:
-    void Release() noexcept {
+    void DropReferences() noexcept {
         for (Ogl::Src& input : src) {
             input.reset();
         }
