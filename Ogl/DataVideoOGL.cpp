@@ -1,5 +1,7 @@
 #include "Ogl/DataVideoOGL.h"
 
+#include <utility>
+
 #include "Ogl/OglManager.h"
 
 namespace Kaltor::Ogl {
@@ -17,9 +19,18 @@ private:
     boost::intrusive_ptr<DataVideoOGL> frame;
 };
 
+/// Stands in a chain for what failed before.
+class DataVideoOGL::FailedTask final : public IOglTask {
+public:
+    explicit FailedTask(std::exception_ptr const& reason) : IOglTask(OglCapability::Render, nullptr) { Fail(reason); }
+    void Run(OglCapability, ShaderStorage const&) override {}
+};
+
 void DataVideoOGL::AttachTask(boost::intrusive_ptr<IOglTask> task) {
     std::lock_guard const lock(mutex);
-    ownTasks.push_back(std::move(task));
+    if (!error) {
+        ownTasks.push_back(std::move(task));
+    }
 }
 
 void DataVideoOGL::ConcatenateTasks(boost::intrusive_ptr<DataVideoOGL> const& source) {
@@ -28,6 +39,12 @@ void DataVideoOGL::ConcatenateTasks(boost::intrusive_ptr<DataVideoOGL> const& so
     }
     // The source keeps its tasks: another frame may be made from it, and whichever runs first draws it for both.
     std::scoped_lock const lock(mutex, source->mutex);
+    if (error) {
+        return;
+    }
+    if (source->error) {
+        inputTasks.push_back({new FailedTask(source->error)});
+    }
     inputTasks.insert(inputTasks.end(), source->inputTasks.begin(), source->inputTasks.end());
     inputTasks.insert(inputTasks.end(), source->ownTasks.begin(), source->ownTasks.end());
     if (GetColorSpec() == ColorSpec{}) {
@@ -36,8 +53,14 @@ void DataVideoOGL::ConcatenateTasks(boost::intrusive_ptr<DataVideoOGL> const& so
 }
 
 void DataVideoOGL::Execute() {
-    if (GetPendingTaskCount() == 0) {
-        return;
+    {
+        std::lock_guard const lock(mutex);
+        if (error) {
+            std::rethrow_exception(error);
+        }
+        if (inputTasks.empty() && ownTasks.empty()) {
+            return;
+        }
     }
     OglManager& manager = OglManager::GetInstance();
     manager.RequireOtherThread();
@@ -47,25 +70,39 @@ void DataVideoOGL::Execute() {
 }
 
 void DataVideoOGL::RunTasks(ShaderStorage const& storage) {
-    std::vector<boost::intrusive_ptr<IOglTask>> tasks;
-    {
-        // Only here, on the GL thread, do tasks leave the frame: as long as one is pending, whoever concatenates sees
-        // it.
-        std::lock_guard const lock(mutex);
-        tasks.swap(inputTasks);
-        tasks.insert(tasks.end(), ownTasks.begin(), ownTasks.end());
-        ownTasks.clear();
+    using Tasks = std::vector<boost::intrusive_ptr<IOglTask>>;
+    // Tasks leave the frame on the GL thread only, and only when they have run: whoever concatenates until then sees
+    // them, and afterwards sees the error.
+    Tasks tasks;
+    std::unique_lock lock(mutex);
+    tasks = inputTasks;
+    auto const inputs = static_cast<Tasks::difference_type>(tasks.size());
+    tasks.insert(tasks.end(), ownTasks.begin(), ownTasks.end());
+    auto const own = static_cast<Tasks::difference_type>(tasks.size()) - inputs;
+    std::exception_ptr failure = error;
+    lock.unlock();
+    for (auto task = tasks.begin(); task != tasks.end() && !failure; ++task) {
+        (*task)->Perform(storage);
+        failure = (*task)->GetError();
     }
-    for (boost::intrusive_ptr<IOglTask> const& task : tasks) {
-        task->Perform(storage);
-        if (std::exception_ptr const error = task->GetError()) {
-            std::rethrow_exception(error);
-        }
+    lock.lock();
+    if (!failure) {
+        inputTasks.erase(inputTasks.begin(), inputTasks.begin() + inputs);
+        ownTasks.erase(ownTasks.begin(), ownTasks.begin() + own);
+        return;
     }
+    error = failure;
+    Tasks const droppedInputs = std::exchange(inputTasks, {});
+    Tasks const droppedOwn = std::exchange(ownTasks, {});
+    lock.unlock();
+    std::rethrow_exception(failure);
 }
 
 Frame DataVideoOGL::FrameData() {
     OglManager::AssertOpenGLThread();
+    if (error) {
+        std::rethrow_exception(error);
+    }
     if (!frame.IsValid()) {
         frame.Allocate(GetPixFmt(), GetFrameInfo().width, GetFrameInfo().height);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <mutex>
 #include <vector>
 
@@ -10,7 +11,8 @@
 namespace Kaltor::Ogl {
 
 /// A video frame on the GPU with the tasks that are still to draw it. The tasks of one frame run in the order in which
-/// they were attached; a task that several frames wait for runs once. Any thread, but for `FrameData`.
+/// they were attached; a task that several frames wait for runs once. A frame with a task that failed has no picture:
+/// it keeps the error, and everyone who uses it from then on gets that. Any thread, but for `FrameData`.
 class DataVideoOGL final : public Proc::DataVideoBase<Proc::IDataVideo> {
 public:
     /// An empty frame: its textures are made when it is first drawn.
@@ -19,20 +21,21 @@ public:
     }
 
     void AttachTask(boost::intrusive_ptr<IOglTask> task);
-    /// Puts what is pending on `source` in front of this frame's own tasks, behind what was put there before. Takes
-    /// the source's colour tags where this frame has none. A null source changes nothing.
+    /// Puts what is pending on `source`, or its error, in front of this frame's own tasks, behind what was put there
+    /// before. Takes the source's colour tags where this frame has none. A null source changes nothing.
     void ConcatenateTasks(boost::intrusive_ptr<DataVideoOGL> const& source);
-    /// Runs the pending tasks on the GL thread and waits for them. Rethrows what the first failing one throws; those
-    /// behind it are dropped.
+    /// Runs the pending tasks on the GL thread and waits for them. Rethrows what the first failing one throws, and
+    /// again in every later call; the tasks behind it are dropped.
     void Execute();
 
-    /// The frame's picture. GL thread only.
+    /// The frame's picture. Rethrows the frame's error. GL thread only.
     Frame FrameData();
 
     std::size_t GetPendingTaskCount() const;
 
 private:
     class ChainTask;
+    class FailedTask;
 
     DataVideoOGL(PixFmt format, Conf::FrameInfo const& info) : DataVideoBase(format, info) {}
     void RunTasks(ShaderStorage const& storage);
@@ -40,6 +43,7 @@ private:
     mutable std::mutex mutex;
     std::vector<boost::intrusive_ptr<IOglTask>> inputTasks;
     std::vector<boost::intrusive_ptr<IOglTask>> ownTasks;
+    std::exception_ptr error;  ///< written on the GL thread only
     Frame frame;
 };
 

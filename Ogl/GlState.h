@@ -30,7 +30,8 @@ private:
     GLint target = 0;
 };
 
-/// Enables a client-side vertex array (`GL_VERTEX_ARRAY` and its kin) for its own lifetime.
+/// Enables a client-side vertex array (`GL_VERTEX_ARRAY` and its kin) for its own lifetime. For plug-ins that draw with
+/// arrays of their own; a `Mesh` leaves its arrays on until the next one is activated.
 class EnableClientState {
 public:
     explicit EnableClientState(GLenum vertexArray);

@@ -11,13 +11,13 @@ namespace Kaltor::Ogl {
 
 class ShaderStorage;
 
-/// What a task does with the GL.
+/// What a task does with the GL. When the manager stops, tasks that clean up are still run and all others fail.
 enum class OglCapability : std::int32_t { Cleanup = 1, Transfer = 2, Render = 3 };
 
 /// A piece of work for the GL thread. It runs at most once, however many frames wait for it.
 class IOglTask : public RefCountImpl<IRefCount> {
 public:
-    /// Draws. GL thread only.
+    /// Does the work; `capability` is the task's own. GL thread only.
     virtual void Run(OglCapability capability, ShaderStorage const& storage) = 0;
 
     /// Blocks until the task has run; rethrows what it threw. Throws `std::logic_error` on the GL thread, where the

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 #include "Core/Interfaces/Exception.h"
 #include "Ogl/ShaderStorage.h"
@@ -30,6 +31,10 @@ std::vector<PixFmt> GetSupportedPxlFmt() {
 OglManager& OglManager::GetInstance() {
     static OglManager manager;
     return manager;
+}
+
+OglManager* OglManager::FindInstance() noexcept {
+    return liveManager;
 }
 
 OglManager::OglManager() : pool(std::make_unique<TexturePool>()) {
@@ -88,14 +93,18 @@ void OglManager::RunThread() {
         task.reset();
         lock.lock();
     }
-    // Whoever waits for what was not run is told so, before the context goes.
-    std::deque<boost::intrusive_ptr<IOglTask>> const rest = std::move(queue);
-    queue.clear();
+    // As long as there is a context, GL objects are still freed; whoever waits for anything else gets an error.
+    std::deque<boost::intrusive_ptr<IOglTask>> rest = std::exchange(queue, {});
     state = State::Stopped;
     lock.unlock();
     for (boost::intrusive_ptr<IOglTask> const& task : rest) {
-        task->Fail(std::make_exception_ptr(std::runtime_error("the GL manager has stopped")));
+        if (task->GetCapability() == OglCapability::Cleanup) {
+            task->Perform(*storage);
+        } else {
+            task->Fail(std::make_exception_ptr(std::runtime_error("the GL manager has stopped")));
+        }
     }
+    rest.clear();
     storage.reset();
     pool->Clear();
     std::vector<GlObject>().swap(idleBuffers);

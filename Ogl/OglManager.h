@@ -40,6 +40,10 @@ public:
     /// Starts the GL thread on first use. Throws `std::runtime_error` where there is no usable GL, each time anew.
     static OglManager& GetInstance();
 
+    /// The manager while its GL thread runs: null before the first use, and after the stop at the program's end. Never
+    /// starts one. For destructors, which may come that late.
+    static OglManager* FindInstance() noexcept;
+
     ~OglManager();
     OglManager(OglManager const&) = delete;
     OglManager& operator=(OglManager const&) = delete;
@@ -48,7 +52,8 @@ public:
     /// Throws `std::logic_error` on the GL thread, where waiting for a task would never end. To be called before what
     /// is to be waited for is submitted.
     void RequireOtherThread() const;
-    /// Submits a task and returns at once. After the manager has stopped the task fails instead of running.
+    /// Submits a task and returns at once. After the manager has stopped the task fails instead of running; of those
+    /// that are still queued then, the ones that clean up run.
     void DoBackgroundTask(boost::intrusive_ptr<IOglTask> task);
     /// Runs `action(storage)` on the GL thread and waits for it; rethrows what it throws.
     template <typename Action>

@@ -2,16 +2,13 @@
 
 #include <stdexcept>
 
-#include "Core/Interfaces/Exception.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Proc {
 
 boost::intrusive_ptr<IData> IOneInputEffect::ProcessData(std::vector<boost::intrusive_ptr<IData>> const& data) {
     if (data.size() != 1) {
-        Core::Throw(std::logic_error("incorrect data count"),
-                    {"virtual boost::intrusive_ptr<IData> Kaltor::Proc::IOneInputEffect::ProcessData(const "
-                     "std::vector<boost::intrusive_ptr<IData> > &)",
-                     "Proc/Interfaces/IOneInputEffect", 21});
+        Core::Throw(std::logic_error("incorrect data count"), SourceLocations::kOneInputProcessData);
     }
     boost::intrusive_ptr<IData> result = data.front();
     ProcessData(result);

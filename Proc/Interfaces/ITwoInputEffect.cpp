@@ -2,16 +2,13 @@
 
 #include <stdexcept>
 
-#include "Core/Interfaces/Exception.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Proc {
 
 boost::intrusive_ptr<IData> ITwoInputEffect::ProcessData(std::vector<boost::intrusive_ptr<IData>> const& data) {
     if (data.size() != 2) {
-        Core::Throw(std::logic_error("invalid data count"),
-                    {"virtual boost::intrusive_ptr<IData> Kaltor::Proc::ITwoInputEffect::ProcessData(const "
-                     "std::vector<boost::intrusive_ptr<IData> > &)",
-                     "Proc/Interfaces/ITwoInputEffect", 22});
+        Core::Throw(std::logic_error("invalid data count"), SourceLocations::kTwoInputProcessData);
     }
     boost::intrusive_ptr<IData> result = data[0];
     ProcessData(result, data[1]);

@@ -1,7 +1,6 @@
 #include "Proc/Settings/SettingsServices.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -11,8 +10,6 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
-#include "Proc/Interfaces/IBlend.h"
-#include "Proc/Settings/SettingsProperty.h"
 
 namespace Kaltor::Proc {
 namespace {
@@ -125,39 +122,6 @@ Conf::FrameInfo SettingsResizer::GetROI(Conf::FrameInfo const& input, CropInfo& 
         }
     }
     return output;
-}
-
-Core::Property IResize::Settings2Property(SettingsResizer const& settings) {
-    Core::Property property = ToProperty(settings);
-    property.SetChild("implName", Core::Property::Of(settings.GetImplName()));
-    return property;
-}
-
-SettingsResizer IResize::Property2Settings(Core::Property const& property) {
-    SettingsResizer settings;
-    FromProperty(settings, property);
-    if (property.HasChild("implName")) {
-        settings.SetImplName(property.GetChild("implName").Get<std::string>());
-    }
-    return settings;
-}
-
-std::string IResize::ResizeMethods2String(int method) {
-    static constexpr std::array kNames{"nearest", "bilinear", "bicubic"};
-    if (method < 0 || method >= static_cast<int>(kNames.size())) {
-        Core::Throw(std::invalid_argument(fmt::format("there is no interpolation method {}", method)));
-    }
-    return kNames[static_cast<std::size_t>(method)];
-}
-
-Core::Property IBlend::Settings2Property(SettingsEffectImageBlender const& settings) {
-    return ToProperty(settings);
-}
-
-SettingsEffectImageBlender IBlend::Property2Settings(Core::Property const& property) {
-    SettingsEffectImageBlender settings;
-    FromProperty(settings, property);
-    return settings;
 }
 
 }  // namespace Kaltor::Proc

@@ -4,7 +4,7 @@
 
 #include "Conf/FrameInfo.h"
 #include "Conf/PixFmt.h"
-#include "Proc/Interfaces/IResize.h"
+#include "Proc/Settings/IResize.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Proc {

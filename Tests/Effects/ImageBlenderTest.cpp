@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Conf/IPreset.h"
-#include "Proc/Interfaces/IBlend.h"
+#include "Proc/Settings/IBlend.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Tests/Support/Caught.h"
@@ -138,6 +138,17 @@ TEST_F(ImageBlenderTest, QueuedFramesKeepTheSettingsOfTheirTime) {
     effect->Process(data, overlay.ToFrame());
     effect->SetSettings(MakeSettings(10, 9, 9));
     EXPECT_TRUE(IsNear(Picture::FromFrame(*Download(data)), Expect(then, {base, overlay}), 0.0));
+}
+
+TEST_F(ImageBlenderTest, TakesItsSettingsFromATree) {
+    std::vector<Picture> const pictures{Picture::Noise(20, 20, false, 1), Picture::Noise(6, 6, false, 2)};
+    SettingsEffectImageBlender const wanted = MakeSettings(100, 7, -3);
+    intrusive_ptr<ITwoInputEffectVideo> const effect = MakeTransition(MakeSettings(255, 1, 2));
+    effect->SetSettings(IBlend::Settings2Property(wanted));
+    EXPECT_EQ(IBlend::Property2Settings(effect->GetSettings()), wanted);
+    intrusive_ptr<IData> const result = effect->ProcessData(ToItems(pictures));
+    EXPECT_TRUE(IsNear(Picture::FromFrame(*Download(boost::dynamic_pointer_cast<IDataVideo>(result))),
+                       Expect(wanted, pictures), 2 / 255.0));  // alpha is rounded in between
 }
 
 TEST_F(ImageBlenderTest, RefusesMissingItemsAndForeignSettings) {

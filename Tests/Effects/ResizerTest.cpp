@@ -1,10 +1,15 @@
+#include <array>
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "Conf/IPreset.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
-#include "Proc/Interfaces/IResize.h"
+#include "Proc/Settings/IResize.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
@@ -63,6 +68,7 @@ TEST(ResizerGeometry, FitsCentredToThePixelAndFillsByCuttingTheSides) {
           {"mode=1 width=800 height=576 pixelAspectX=1 pixelAspectY=1", {720, 576, 16, 15}, {}, {16, 16, 0, 0}},
           {"mode=2 width=90 height=90", {160, 90, 1, 1}, {35, 35, 0, 0}, {}},
           {"mode=2 width=160 height=45", {160, 91, 1, 1}, {0, 0, 23, 23}, {}},
+          {"mode=2 width=160 height=45", {160, 92, 1, 1}, {0, 0, 24, 23}, {}},
           {"mode=2 width=50 height=50 cropLeft=10 cropTop=40", {160, 90, 1, 1}, {60, 50, 40, 0}, {}},
           {"mode=2 width=1 height=5000", {40, 40, 1, 1}, {19, 20, 0, 0}, {}},
           {"mode=0 width=90 height=30", {160, 90, 1, 1}, {}, {}}}) {
@@ -126,6 +132,8 @@ TEST_F(ResizerTest, StretchesFitsFillsAndCrops) {
     expect("mode=1 width=32 height=25 background=#00FF0080", 32, 25, true, fit({0, 1, 0, 128 / 255.0}));
     expect("mode=2 width=27 height=27", 27, 27, false,
            [&](unsigned x, unsigned y) { return Mean(input, 21 + 2 * x, 2 * y, 2, 2); });
+    expect(  // three lines too many: two of them on top
+        "mode=2 width=96 height=51", 96, 51, false, [&](unsigned x, unsigned y) { return input.At(x, y + 2); }, 0.0);
     expect(
         "cropLeft=10 cropRight=3 cropTop=1 cropBottom=20", 83, 33, false,
         [&](unsigned x, unsigned y) { return input.At(x + 10, y + 1); }, 0.0);
@@ -220,6 +228,45 @@ TEST_F(ResizerTest, SettingsTravelAsATreeAndStatisticsNameTheMethod) {
     EXPECT_EQ(statistics.GetChild("Impl ID").Get<std::string>(), ImplNames::OGL);
     EXPECT_EQ(statistics.GetChild("Count").Get<std::uint64_t>(), 0U);
     EXPECT_THROW(IResize::ResizeMethods2String(99), std::invalid_argument);
+}
+
+TEST_F(ResizerTest, SeveralThreadsSeeSettingsThatBelongTogether) {
+    // They differ in everything, so that a mixture shows.
+    std::array const settings{
+        Resizer("mode=1 width=300 height=200 pixelAspectX=2 cropLeft=1 background=#01010101"),
+        Resizer("mode=2 width=44 height=55 pixelAspectX=3 cropLeft=9 cropTop=4 background=#FEFEFEFE")};
+    FrameInfo const input{100, 100, 1, 1};
+    std::array<Core::Property, 2> trees;
+    std::array<FrameInfo, 2> outputs;
+    for (std::size_t i = 0; i < 2; ++i) {
+        trees[i] = MakeEffect(settings[i])->GetSettings();
+        trees[i].SetChild("implName", Core::Property::Of(std::string(100, static_cast<char>('a' + i))));
+        outputs[i] = settings[i].GetOutputFrameSize(input);
+    }
+    intrusive_ptr<IOneInputEffectVideo> const effect = MakeEffect(settings[0]);
+    effect->SetSettings(trees[0]);
+    constexpr std::size_t kRounds = 2000;
+    std::atomic<int> mixed = 0;
+    std::vector<std::jthread> threads;
+    for (std::size_t thread = 0; thread < 2; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (std::size_t round = 0; round < kRounds; ++round) {
+                effect->SetSettings(trees[(round + thread) % 2]);
+            }
+        });
+        threads.emplace_back([&] {
+            for (std::size_t round = 0; round < kRounds; ++round) {
+                Core::Property const seen = effect->GetSettings();
+                intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(PixFmt::Rgb24, input);
+                effect->UpdateFormatCodec(codec);
+                FrameInfo const size = codec->GetFrameInfo();
+                mixed += seen != trees[0] && seen != trees[1] ? 1 : 0;
+                mixed += size != outputs[0] && size != outputs[1] ? 1 : 0;
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(mixed, 0);
 }
 
 TEST_F(ResizerTest, WhatCannotBeMadeIsRefused) {

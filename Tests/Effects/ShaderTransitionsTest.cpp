@@ -187,6 +187,51 @@ TEST_F(ShaderTransitionsTest, SmearDrawsPaintAlongItsWayAndSettles) {
     }
 }
 
+TEST_F(ShaderTransitionsTest, SmearDrawsTheIncomingPictureOutBehindItsFront) {
+    // Of what comes, blue is even and green begins at an edge. Their quotient shows how far the paint before the edge
+    // was drawn over it, whatever the light on it is and how much of the outgoing picture is left.
+    Picture const first = Picture::Flat(192, 160, {0.5, 0, 0, 1});
+    constexpr double kPull = 0.2;   // half the strength
+    constexpr double kBlur = 0.02;  // of the paint: a twelfth of the pull, and a pixel
+    for (double const degrees : {0.0, 90.0, 60.0}) {
+        SCOPED_TRACE(degrees);
+        auto const along = [&](double s, double t) { return GetAlong(first, degrees, s, t); };
+        double const reach = std::max(std::fabs(along(1, 1)), std::fabs(along(1, 0)));
+        double const p = 0.6;
+        double const front = (reach + 0.1 + 0.064) * (p - 1) + p * (reach + 0.1 + 0.3);
+        // The mean length of what is drawn over an edge that lies so far behind the front.
+        auto const measure = [&](double behind) {
+            double const edge = front - behind;
+            Picture const second = ForEachPixel(first, [&](double s, double t) {
+                return Rgba{0, along(s, t) < edge ? 0 : 0.5, 0.5, 1};
+            });
+            Picture const drawn = Run(fmt::format("TransitionSmear strength=0.4 softness=0.1 angle={}", degrees), first,
+                                      second, {.progress = p});
+            double covered = 0.0;
+            double seen = 0.0;
+            ForEachPixel(first, [&](double s, double t) {
+                Rgba const color = drawn.SampleNearest(s, t);
+                double const beyond = along(s, t) - edge;
+                if (color[2] > 0.1) {
+                    double const share = 1 - color[1] / color[2];
+                    EXPECT_TRUE(beyond > -kBlur || share == 1) << "drawn backwards at " << s << ", " << t;
+                    EXPECT_TRUE(beyond < kPull + kBlur || share < 0.05) << "drawn too far at " << s << ", " << t;
+                    bool const counts = beyond > 0 && beyond < 0.1;
+                    covered += counts ? share : 0;
+                    seen += counts ? 1 : 0;
+                }
+                return color;
+            });
+            return 0.1 * covered / seen;
+        };
+        // In the mean a bristle draws by half of the pull, and a sample comes from half as far; the less the farther it
+        // is from the front, and from nowhere else where all has settled.
+        EXPECT_NEAR(measure(0.15), 0.038, 0.007);
+        EXPECT_NEAR(measure(0.28), 0.0045, 0.003);
+        EXPECT_EQ(measure(0.45), 0);
+    }
+}
+
 /// What a column draws when a transition is made after `std::srand`.
 struct FallingColumn {
     double begin, duration, trail;

@@ -296,6 +296,9 @@ TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
                                             "both data must be present", kFile, 96, kProcess);
         EXPECT_EQ(first, given);
     }
+    // A list is no way round.
+    EXPECT_THROW(transition->ProcessData({frame, nullptr}), std::invalid_argument);
+    EXPECT_THROW(transition->ProcessData({nullptr, frame}), std::invalid_argument);
     EXPECT_EQ(notes->cachesMade, 0);
     for (Conf::FrameInfo const& size : {Conf::FrameInfo{7, 4, 1, 1}, Conf::FrameInfo{6, 5, 1, 1}}) {
         intrusive_ptr<IDataVideo> first = frame;
@@ -332,10 +335,12 @@ TEST_F(WrapperTest, AnEffectMapsTheTimestampATransitionItsEnd) {
     Effect()->Process(data);
     EXPECT_EQ(data->GetTimestamp(), 250000);
     EXPECT_EQ(data->GetDuration(), 40000);
+    data->SetTimestamp(900000);  // too late: a task has the time of its making
     Execute(data);
     Transition()->Process(first, Cpu(6, PixFmt::Rgb24, 999, 999));
     EXPECT_EQ(first->GetTimestamp(), 250000);
     EXPECT_EQ(first->GetDuration(), 40000);
+    first->SetTimestamp(900000);
     Execute(first);
     EXPECT_THAT(notes->moments,
                 ElementsAre(Pair(DoubleEq(0.25), DoubleEq(0.25)), Pair(DoubleEq(0.25), DoubleEq(0.29))));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -98,6 +99,33 @@ std::string MediaTest::Remux(std::string const& from, std::string const& name,
     avio_closep(&output->pb);
     avformat_free_context(output);
     return to;
+}
+
+Watchdog::Watchdog(std::chrono::milliseconds patience) {
+    testing::TestInfo const& test = *testing::UnitTest::GetInstance()->current_test_info();
+    thread = std::thread([&test, patience, isDone = done.get_future()] {
+        if (isDone.wait_for(patience) == std::future_status::timeout) {
+            fmt::print(stderr, "{}.{} hangs: not done after {} ms\n", test.test_suite_name(), test.name(),
+                       patience.count());
+            std::abort();
+        }
+    });
+}
+
+Watchdog::~Watchdog() {
+    done.set_value();
+    thread.join();
+}
+
+TEST(WatchdogDeathTest, EndsWhatHangsByName) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    { Watchdog const patient; }
+    EXPECT_DEATH(
+        {
+            Watchdog const watchdog(std::chrono::milliseconds(50));
+            std::this_thread::sleep_for(std::chrono::seconds(20));
+        },
+        "WatchdogDeathTest.EndsWhatHangsByName hangs: not done after 50 ms");
 }
 
 void DrawNoise(AVFrame& picture, int frame) {

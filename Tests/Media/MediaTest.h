@@ -1,12 +1,15 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -68,6 +71,20 @@ protected:
                       std::int32_t const* matrix = nullptr) const;
 
     std::filesystem::path folder;
+};
+
+/// Ends the process with the running test's name where the watchdog is still there after the time: what hangs fails by
+/// name, and soon.
+class Watchdog {
+public:
+    explicit Watchdog(std::chrono::milliseconds patience = std::chrono::minutes(1));
+    ~Watchdog();
+    Watchdog(Watchdog const&) = delete;
+    Watchdog& operator=(Watchdog const&) = delete;
+
+private:
+    std::promise<void> done;
+    std::thread thread;
 };
 
 /// Noise for `ClipSpec::draw`, so that a file's size grows evenly.

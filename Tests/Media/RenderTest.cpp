@@ -39,6 +39,7 @@ protected:
     RenderResult Run(RenderJob job) {
         warnings.clear();
         job.onWarning = [this](std::string const& text) { warnings.push_back(text); };
+        Watchdog const watchdog;
         return Render(job, MakeFakeFactory(log));
     }
 
@@ -167,6 +168,51 @@ TEST_F(RenderTest, FollowsTheFirstClipsFormAlsoWhereEffectsChangeTheSize) {
     info = Probe(At("out.mp4"));
     EXPECT_EQ(info.frame, (Conf::FrameInfo{96, 54, 1, 1}));
     EXPECT_EQ(av_cmp_q(info.frameRate, {50, 1}), 0);
+}
+
+TEST_F(RenderTest, PixelsThatAreNotSquareKeepTheirShape) {
+    // What is seen as a square, as a picture twice as wide as high, and as a square again.
+    Codes const plain{200, 90, 150};
+    auto const color = [&](int) { return plain; };
+    std::string const wide = Make("a.mkv", {.frame = {48, 64, 4, 3}, .frames = 1, .color = color});
+    std::string const flat = Make("b.mkv", {.frame = {128, 64, 1, 1}, .frames = 1, .color = color});
+    std::string const narrow = Make("c.mkv", {.frame = {64, 48, 3, 4}, .frames = 1, .color = color});
+    RenderJob job = MakeJob({wide, flat, narrow}, At("out.mkv"));
+    job.transitions.assign(2, {});
+    job.codec = "ffv1";
+    job.overwrite = true;
+    // The bars that each clip gets, pixels on the left and on top.
+    auto const expect = [&](Conf::FrameInfo const& frame, std::vector<std::pair<int, int>> const& bars) {
+        EXPECT_EQ(Run(job).frames, 3);
+        EXPECT_EQ(Probe(At("out.mkv")).frame, frame);
+        VideoReader reader(At("out.mkv"), {frame, {30, 1}, ClipSpec().colorSpec, PixFmt::Yuv420p});
+        for (auto const& [left, top] : bars) {
+            Proc::AvFramePtr const picture = reader.Read();
+            auto const at = [&, l = left, t = top](double x, double y) {
+                bool const isInside = x >= l && x < frame.width - l && y >= t && y < frame.height - t;
+                return isInside ? plain : Grey(16);
+            };
+            EXPECT_TRUE(Shows(*picture, at, 1))
+                << frame.width << "x" << frame.height << ", bars " << left << ", " << top;
+        }
+    };
+    expect({48, 64, 4, 3}, {{0, 0}, {0, 16}, {0, 0}});
+    job.size = Conf::FrameInfo{96, 64, 1, 1};
+    expect({96, 64, 1, 1}, {{16, 0}, {0, 8}, {16, 0}});
+    // An effect's picture counts by what is seen of it, too: its pixels are square now.
+    job.size.reset();
+    job.clips = {{wide, {}, {}}};
+    job.transitions.clear();
+    job.effects = {{Proc::MakeSettings(kTint), {}}};
+    for (auto const& [size, top] :
+         {std::pair{Conf::FrameInfo{64, 64, 1, 1}, 0}, {Conf::FrameInfo{128, 64, 1, 1}, 16}}) {
+        log.size = size;
+        Run(job);
+        VideoReader reader(At("out.mkv"), {{48, 64, 4, 3}, {30, 1}, ClipSpec().colorSpec, PixFmt::Yuv420p});
+        Proc::AvFramePtr const picture = reader.Read();
+        auto const at = [t = top](double, double y) { return y >= t && y < 64 - t ? Codes{200, 100, 160} : Grey(16); };
+        EXPECT_TRUE(Shows(*picture, at, 1)) << "bars " << top;
+    }
 }
 
 TEST_F(RenderTest, KeepsHdrTagsAndTellsOfClipsOfAnotherRange) {
@@ -310,6 +356,7 @@ TEST_F(RenderTest, AnErrorInAnEffectOrACallbackEndsEverything) {
 }
 
 TEST(PipelineTest, TellsTheErrorThatEndedItNotWhatFollowsFromIt) {
+    Watchdog const watchdog;
     Pipeline pipeline;
     pipeline.Start([&] {
         while (!pipeline.GetStop().IsTripped()) {

@@ -51,8 +51,8 @@ intrusive_ptr<IOglTask> Count(std::atomic<int>& runs) {
     return LambdaTask::Make([&runs](ShaderStorage const&) { ++runs; });
 }
 
-intrusive_ptr<IOglTask> Fail() {
-    return LambdaTask::Make([](ShaderStorage const&) { Core::Throw(Wrong("wrong")); });
+intrusive_ptr<IOglTask> Fail(char const* what) {
+    return LambdaTask::Make([what](ShaderStorage const&) { Core::Throw(Wrong(what)); });
 }
 
 /// Until the GL thread has let go of what it ran.
@@ -76,7 +76,7 @@ TEST(Tasks, RunInTheOrderOfTheirSubmissionOnOneThread) {
 }
 
 TEST(Tasks, HandTheirExceptionToWhoeverWaits) {
-    intrusive_ptr<IOglTask> const task = Fail();
+    intrusive_ptr<IOglTask> const task = Fail("wrong");
     OglManager::GetInstance().DoBackgroundTask(task);
     Caught const caught = Catch<Wrong>([&] { task->WaitForComplete(); });
     EXPECT_EQ(caught.what, "wrong");
@@ -122,22 +122,49 @@ TEST(Chains, RunInputsFirstInOrderAndOnce) {
     EXPECT_THAT(notes, ElementsAre(0, 1, 2, 3, 4, 5, 6));
 }
 
-TEST(Chains, AFailureReachesEachWaitingFrameOnceAndDropsTheRest) {
+void ExpectFailed(FramePtr const& frame, std::string const& what) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_EQ(Catch<Wrong>([&] { frame->Execute(); }).what, what) << "attempt " << attempt;
+        EXPECT_EQ(frame->GetPendingTaskCount(), 0U);
+    }
+    OnGl([&](ShaderStorage const&) { EXPECT_THROW(frame->FrameData(), Wrong) << "there is no picture"; });
+}
+
+TEST(Chains, AFailureDropsTheRestAndStaysWithEveryFrameThatNeedsThePicture) {
     std::vector<int> notes;
     intrusive_ptr<IOglTask> const dropped = Note(notes, 2);
-    FramePtr const source = Make({}, {Note(notes, 1), Fail()});
+    FramePtr const source = Make({}, {Note(notes, 1), Fail("wrong")});
     FramePtr const left = Make({source}, {dropped});
     FramePtr const right = Make({source}, {Note(notes, 3)});
-    for (FramePtr const& frame : {left, right}) {
-        EXPECT_EQ(Catch<Wrong>([&] { frame->Execute(); }).what, "wrong");
-        EXPECT_EQ(frame->GetPendingTaskCount(), 0U);
-        EXPECT_NO_THROW(frame->Execute());
+    for (FramePtr const& frame : {left, right, source}) {
+        ExpectFailed(frame, "wrong");
     }
     Settle();
     EXPECT_EQ(dropped->GetRefCount(), 1);
     left->AttachTask(Note(notes, 4));
-    EXPECT_NO_THROW(left->Execute());
-    EXPECT_THAT(notes, ElementsAre(1, 4));
+    ExpectFailed(left, "wrong");
+    // What is made of them later fails, too, each time with the first error of its chain.
+    FramePtr const late = Make({Make({}, {Note(notes, 5)}), left, Make({}, {Fail("second")})}, {Note(notes, 6)});
+    ExpectFailed(Make({Make({}, {Fail("first")}), late}, {}), "first");
+    ExpectFailed(late, "wrong");
+    ExpectFailed(Make({late}, {}), "wrong");
+    EXPECT_THAT(notes, ElementsAre(1, 5));
+}
+
+TEST(Chains, AFrameMadeWhileItsInputIsFailingFailsToo) {
+    std::vector<int> notes;
+    std::barrier gate(2);
+    FramePtr const source = Make({}, {LambdaTask::Make([&gate](ShaderStorage const&) {
+                                     gate.arrive_and_wait();
+                                     gate.arrive_and_wait();
+                                     Core::Throw(Wrong("wrong"));
+                                 })});
+    std::jthread const executing([&] { EXPECT_THROW(source->Execute(), Wrong); });
+    gate.arrive_and_wait();
+    FramePtr const output = Make({source}, {Note(notes, 1)});
+    gate.arrive_and_wait();
+    ExpectFailed(output, "wrong");
+    EXPECT_THAT(notes, ElementsAre());
 }
 
 TEST(Chains, SeveralThreadsMayExecuteAtOnce) {

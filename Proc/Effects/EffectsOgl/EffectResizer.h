@@ -15,7 +15,8 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override;
     OglCache* CreateCache() const override;
-    /// With alpha also where the background is translucent.
+    /// With alpha also where the background is translucent. The codec follows the common rule for formats all the same:
+    /// it is rewritten from what comes in, not from the settings.
     boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override;
 };
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Proc/Effects/EffectsOgl/AlgorithmTask.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Proc {
 
@@ -15,13 +16,11 @@ intrusive_ptr<IOneInputEffectVideo> EffectWrapper::Create(intrusive_ptr<IEffectF
 }
 
 Core::Property EffectWrapper::GetSettings() const {
-    ThrowDeprecated({"virtual Kaltor::Core::Property Kaltor::Proc::EffectWrapper::GetSettings() const",
-                     "Proc/Effects/EffectsOgl/EffectWrapper", 68});
+    ThrowDeprecated(SourceLocations::kEffectGetSettings);
 }
 
 void EffectWrapper::SetSettings(Core::Property const&) {
-    ThrowDeprecated({"virtual void Kaltor::Proc::EffectWrapper::SetSettings(const Kaltor::Core::Property &)",
-                     "Proc/Effects/EffectsOgl/EffectWrapper", 73});
+    ThrowDeprecated(SourceLocations::kEffectSetSettings);
 }
 
 void EffectWrapper::Process(intrusive_ptr<IDataVideo>& data) {
@@ -37,7 +36,7 @@ void EffectWrapper::Process(intrusive_ptr<IDataVideo>& data) {
     dst->SetDuration(data->GetDuration());
     dst->AttachTask(
         {new EffectTask(timer, algorithm, cache, {std::move(src)}, *dst, progress.GetProgress(data->GetTimestamp()))});
-    ++processedFrames;
+    ++counters.processedFrames;
     data = std::move(dst);
 }
 

@@ -5,6 +5,7 @@
 #include "Proc/Data/DataVideoFF.h"
 #include "Proc/Effects/EffectsOgl/FrameService.h"
 #include "Proc/Interfaces/FilterException.h"
+#include "Proc/Interfaces/SourceLocations.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace {
@@ -14,7 +15,6 @@ using boost::intrusive_ptr;
 using Proc::DataVideoFF;
 using Proc::IDataVideo;
 
-constexpr char kSource[] = "Proc/Effects/EffectsOgl/FrameDownloader";
 using Mode = Proc::SettingsFrameDownloader::Mode;
 
 class DownloadTask final : public Ogl::IOglTask {
@@ -43,15 +43,11 @@ public:
     FrameDownloader() : FrameService("FrameDownloader") {}
 
     Core::Property GetSettings() const override {
-        Proc::ThrowFilterException(
-            "Method not implemented",
-            {"virtual Kaltor::Core::Property FrameDownloader::GetSettings() const", kSource, 51});
+        Proc::ThrowFilterException("Method not implemented", Proc::SourceLocations::kDownloaderGetSettings);
     }
 
     void SetSettings(Core::Property const&) override {
-        Proc::ThrowFilterException(
-            "Method not implemented",
-            {"virtual void FrameDownloader::SetSettings(const Kaltor::Core::Property &)", kSource, 52});
+        Proc::ThrowFilterException("Method not implemented", Proc::SourceLocations::kDownloaderSetSettings);
     }
 
     void SetSettings(Proc::Settings const& value) override {
@@ -74,11 +70,11 @@ public:
         intrusive_ptr<DataVideoFF> const cpu = DataVideoFF::Create(format, gpu->GetFrameInfo());
         cpu->SetTimestamp(gpu->GetTimestamp());
         cpu->SetDuration(gpu->GetDuration());
-        data = cpu;
         intrusive_ptr<Ogl::IOglTask> const task(new DownloadTask(timer, gpu, cpu));
         Ogl::OglManager::GetInstance().DoBackgroundTask(task);
         task->WaitForComplete();
-        ++processedFrames;
+        data = cpu;  // not before: a frame that failed to arrive would pass for a picture
+        ++counters.processedFrames;
     }
 
 private:

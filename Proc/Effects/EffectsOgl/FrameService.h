@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "Core/Interfaces/Statistics.h"
 #include "Ogl/TaskTimer.h"
 #include "Proc/Interfaces/IOneInputEffect.h"
@@ -14,17 +12,14 @@ public:
     explicit FrameService(char const* name) : timer(Ogl::TaskTimer::Create(name)) {}
 
     void Reset() override {}
-    Core::Property GetStatistic() const override {
-        return Core::MakeStatistics("GetStatistic", accumulatedTime, processedFrames);
-    }
+    Core::Property GetStatistic() const override { return counters.MakeStatistics(); }
     TimeToProgress& GetProgress() override { return progress; }
     TimeToProgress const& GetProgress() const override { return progress; }
     void SetProgress(TimeToProgress const& value) override { progress = value; }
 
 protected:
     boost::intrusive_ptr<Ogl::TaskTimer> timer;
-    std::int64_t accumulatedTime = 0;
-    std::uint64_t processedFrames = 0;
+    Core::FrameCounters counters;
 
 private:
     TimeToProgress progress;

@@ -6,6 +6,7 @@
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Effects/EffectsOgl/FrameService.h"
+#include "Proc/Interfaces/SourceLocations.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace {
@@ -45,8 +46,7 @@ public:
         if (property.GetClassId() != Proc::SettingsFrameUploader::CLASS_ID) {
             Core::Throw(
                 std::invalid_argument("Effect was initialized with incorrect class (" + property.GetClassId() + ")!"),
-                {"virtual void FrameUploader::SetSettings(const Kaltor::Core::Property &)",
-                 "Proc/Effects/EffectsOgl/FrameUploader", 66});
+                Proc::SourceLocations::kUploaderSetSettings);
         }
         SetSettings(Proc::SettingsFrameUploader());
     }
@@ -72,7 +72,7 @@ public:
         // Of what became RGB, the tags tell what it came from and goes back to.
         gpu->SetColorSpec(tags);
         gpu->AttachTask({new UploadTask(timer, data, *gpu)});
-        ++processedFrames;
+        ++counters.processedFrames;
         data = std::move(gpu);
     }
 

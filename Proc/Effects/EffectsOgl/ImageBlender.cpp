@@ -5,12 +5,12 @@
 
 #include "Conf/IPreset.h"
 #include "Core/Interfaces/Exception.h"
-#include "Core/Interfaces/Statistics.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/GlState.h"
 #include "Ogl/IOglTask.h"
 #include "Proc/Effects/EffectsOgl/Algorithms.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -115,11 +115,6 @@ private:
     Proc::SettingsEffectImageBlender settings;
 };
 
-constexpr char kProcess[] =
-    "virtual boost::intrusive_ptr<IData> Kaltor::Ogl::ImageBlender::ProcessData(const "
-    "std::vector<boost::intrusive_ptr<IData>> &)";
-constexpr char kSource[] = "Proc/Effects/EffectsOgl/ImageBlender";
-
 }  // namespace
 
 intrusive_ptr<Proc::ITwoInputEffectVideo> ImageBlender::Create(
@@ -153,16 +148,12 @@ void ImageBlender::SetSettings(Proc::SettingsEffectImageBlender const& value) {
     }
 }
 
-Core::Property ImageBlender::GetStatistic() const {
-    return Core::MakeStatistics("GetStatistic", accumulatedTime, processedFrames);
-}
-
 intrusive_ptr<Proc::IData> ImageBlender::ProcessData(Items const& items) {
     if (items.empty()) {
         Core::Throw(std::logic_error("invalid data count"));
     }
     if (items.size() > 1 && std::find(items.begin(), items.end(), nullptr) != items.end()) {
-        Core::Throw(std::invalid_argument("All data must be present"), {kProcess, kSource, 126});
+        Core::Throw(std::invalid_argument("All data must be present"), Proc::SourceLocations::kBlenderMissingItem);
     }
     if (settings.opacity == 0 || !items.front()) {
         return items.front();
@@ -189,7 +180,7 @@ intrusive_ptr<Proc::IData> ImageBlender::ProcessData(Items const& items) {
             dst->AttachTask({new DrawSrc(timer, std::move(source), *dst, settings)});
         }
     }
-    ++processedFrames;
+    ++counters.processedFrames;
     return dst;
 }
 

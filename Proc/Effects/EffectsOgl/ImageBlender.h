@@ -1,11 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
+#include "Core/Interfaces/Statistics.h"
 #include "Ogl/TaskTimer.h"
-#include "Proc/Interfaces/IBlend.h"
 #include "Proc/Interfaces/IEffectFactory.h"
+#include "Proc/Settings/IBlend.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Ogl {
@@ -24,7 +24,7 @@ public:
     void SetSettings(Proc::SettingsEffectImageBlender const& value) override;
     Proc::Settings const* GetSettingsBase() const override { return &settings; }
     void Reset() override {}
-    Core::Property GetStatistic() const override;
+    Core::Property GetStatistic() const override { return counters.MakeStatistics(); }
     Proc::TimeToProgress& GetProgress() override { return progress; }
     Proc::TimeToProgress const& GetProgress() const override { return progress; }
     void SetProgress(Proc::TimeToProgress const& value) override { progress = value; }
@@ -42,8 +42,7 @@ private:
 
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> uploader;
     boost::intrusive_ptr<TaskTimer> timer;
-    std::int64_t accumulatedTime = 0;
-    std::uint64_t processedFrames = 0;
+    Core::FrameCounters counters;
     Proc::SettingsEffectImageBlender settings;
     Proc::TimeToProgress progress;
 };

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Core/Interfaces/Exception.h"
 #include "Ogl/OglManager.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -26,19 +26,18 @@ void DestroyOglCache(boost::shared_ptr<OglCache>& cache) {
     if (!cache) {
         return;
     }
-    OglManager& manager = OglManager::GetInstance();
-    if (manager.IsOpenGLThread()) {
+    OglManager* const manager = OglManager::FindInstance();
+    // Without a manager there is no GL to free anything in: the names went with the context.
+    if (manager == nullptr || manager->IsOpenGLThread()) {
         boost::shared_ptr<OglCache>(std::move(cache)).reset();
         return;
     }
-    manager.DoBackgroundTask(boost::intrusive_ptr<IOglTask>(new CacheDestroyer(std::move(cache))));
+    manager->DoBackgroundTask(boost::intrusive_ptr<IOglTask>(new CacheDestroyer(std::move(cache))));
 }
 
 void details::throwOnNullptr(OglCache* cache) {
     if (cache == nullptr) {
-        Core::Throw(std::logic_error("Wrong effect cache"),
-                    {"void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)",
-                     "Proc/Effects/EffectsOgl/OglCache", 13});
+        Core::Throw(std::logic_error("Wrong effect cache"), Proc::SourceLocations::kMissingCache);
     }
 }
 

@@ -15,7 +15,8 @@ public:
 };
 
 /// Drops the caller's reference, so that the cache's destructor runs on the GL thread. `cache` is empty at once; the
-/// caller does not wait. Any thread.
+/// caller does not wait. Where no GL manager runs, before the first use or at the program's end, the cache goes right
+/// there. Any thread.
 void DestroyOglCache(boost::shared_ptr<OglCache>& cache);
 
 namespace details {

@@ -7,7 +7,7 @@
 #include "Conf/IPreset.h"
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
 #include "Proc/Effects/EffectsOgl/EffectWrapper.h"
-#include "Proc/Interfaces/IResize.h"
+#include "Proc/Settings/IResize.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Proc {

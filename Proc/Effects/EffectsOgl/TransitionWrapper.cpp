@@ -3,16 +3,9 @@
 #include <stdexcept>
 
 #include "Proc/Effects/EffectsOgl/AlgorithmTask.h"
+#include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Proc {
-namespace {
-
-constexpr char kSource[] = "Proc/Effects/EffectsOgl/TransitionWrapper";
-constexpr char kProcess[] =
-    "virtual void Kaltor::Proc::TransitionWrapper::Process(boost::intrusive_ptr<IDataVideo> &, const "
-    "boost::intrusive_ptr<const IDataVideo> &)";
-
-}  // namespace
 
 using boost::intrusive_ptr;
 
@@ -23,13 +16,11 @@ intrusive_ptr<ITwoInputEffectVideo> TransitionWrapper::Create(intrusive_ptr<IEff
 }
 
 Core::Property TransitionWrapper::GetSettings() const {
-    ThrowDeprecated(
-        {"virtual Kaltor::Core::Property Kaltor::Proc::TransitionWrapper::GetSettings() const", kSource, 72});
+    ThrowDeprecated(SourceLocations::kTransitionGetSettings);
 }
 
 void TransitionWrapper::SetSettings(Core::Property const&) {
-    ThrowDeprecated(
-        {"virtual void Kaltor::Proc::TransitionWrapper::SetSettings(const Kaltor::Core::Property &)", kSource, 77});
+    ThrowDeprecated(SourceLocations::kTransitionSetSettings);
 }
 
 void TransitionWrapper::Process(intrusive_ptr<IDataVideo>& first, intrusive_ptr<IDataVideo const> const& second) {
@@ -37,13 +28,13 @@ void TransitionWrapper::Process(intrusive_ptr<IDataVideo>& first, intrusive_ptr<
         return;
     }
     if (!first || !second) {
-        Core::Throw(std::invalid_argument("both data must be present"), {kProcess, kSource, 96});
+        Core::Throw(std::invalid_argument("both data must be present"), SourceLocations::kTransitionMissingInput);
     }
     RequireCache();
     Conf::FrameInfo const info = first->GetFrameInfo();
     Conf::FrameInfo const& secondInfo = second->GetFrameInfo();
     if (info.width != secondInfo.width || info.height != secondInfo.height) {
-        Core::Throw(std::logic_error("different data size"), {kProcess, kSource, 110});
+        Core::Throw(std::logic_error("different data size"), SourceLocations::kTransitionOtherSize);
     }
     intrusive_ptr<Ogl::DataVideoOGL> dst = Ogl::DataVideoOGL::Create(OutputFormat(first->GetPixFmt()), info);
 
@@ -59,7 +50,7 @@ void TransitionWrapper::Process(intrusive_ptr<IDataVideo>& first, intrusive_ptr<
     dst->SetDuration(first->GetDuration());
     double const position = progress.GetProgress(first->GetTimestamp() + first->GetDuration());
     dst->AttachTask({new TransitionTask(timer, algorithm, cache, {std::move(src1), std::move(src2)}, *dst, position)});
-    ++processedFrames;
+    ++counters.processedFrames;
     first = std::move(dst);
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -36,9 +35,7 @@ public:
         Ogl::DestroyOglCache(cache);
         timer->LogAndReset();
     }
-    Core::Property GetStatistic() const override {
-        return Core::MakeStatistics("GetStatistic", accumulatedTime, processedFrames);
-    }
+    Core::Property GetStatistic() const override { return counters.MakeStatistics(); }
     void SetSettings(Settings const& settings) override { algorithm->SetSettings(settings); }
     TimeToProgress& GetProgress() override { return progress; }
     TimeToProgress const& GetProgress() const override { return progress; }
@@ -59,8 +56,7 @@ protected:
     boost::intrusive_ptr<Ogl::TaskTimer> timer;
     boost::shared_ptr<Algorithm> algorithm;
     boost::shared_ptr<Ogl::OglCache> cache;
-    std::int64_t accumulatedTime = 0;
-    std::uint64_t processedFrames = 0;
+    Core::FrameCounters counters;
     TimeToProgress progress;
     boost::intrusive_ptr<IOneInputEffectVideo> uploader;
 };
