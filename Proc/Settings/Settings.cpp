@@ -11,26 +11,16 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/ParseNumber.h"
 
 namespace Kaltor::Proc {
 namespace {
 
+using Core::ParseNumber;
+
 /// The shortest text that reads back as the same number.
 std::string FormatNumber(double value) {
     return fmt::format("{}", value);
-}
-
-template <typename T>
-std::optional<T> ParseNumber(std::string_view text) {
-    T value{};
-    if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
-        text.remove_prefix(1);
-    }
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return value;
 }
 
 std::optional<std::uint8_t> ParseHexByte(std::string_view text) {

@@ -67,13 +67,16 @@ struct Field {
     FieldValue Parse(std::string_view text) const;
 };
 
-/// Base of all settings classes. Each has a static `CLASS_ID`, whose text is the class's short name, and a `SUMMARY`.
+/// Base of all settings classes. Each has a static `CLASS_ID`, whose text is the class's short name, and a `SUMMARY`;
+/// those that can leave a picture as it is say how in `NEUTRAL`.
 class Settings {
 public:
     virtual ~Settings() = default;
     virtual std::string const& GetClassId() const = 0;
     /// One sentence for people: what a viewer sees.
     virtual std::string_view GetSummary() const = 0;
+    /// What a user would type to have every picture left as it is, to the byte: "key=value ..."; "" where nothing does.
+    virtual std::string_view GetNeutral() const = 0;
     /// In order of declaration.
     virtual std::vector<Field> const& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Clone() const = 0;
@@ -108,6 +111,13 @@ class SettingsOf : public Settings {
 public:
     std::string const& GetClassId() const override { return Derived::CLASS_ID; }
     std::string_view GetSummary() const override { return Derived::SUMMARY; }
+    std::string_view GetNeutral() const override {
+        if constexpr (requires { Derived::NEUTRAL; }) {
+            return Derived::NEUTRAL;
+        } else {
+            return {};
+        }
+    }
     std::vector<Field> const& GetFields() const override {
         static std::vector<Field> const fields = Derived::DeclareFields();
         return fields;

@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 struct SettingsEffectColorMixBurn final : SettingsOf<SettingsEffectColorMixBurn> {
     static inline std::string const CLASS_ID = "EffectColorMixBurn";
     static constexpr std::string_view SUMMARY = "Burns the colours in: shadows sink to black, and what is left glows.";
+    static constexpr std::string_view NEUTRAL = "strength=0";
 
     double strength = 0.5;
 
@@ -32,6 +33,7 @@ struct SettingsEffectColorMixExchange final : SettingsOf<SettingsEffectColorMixE
     static inline std::string const CLASS_ID = "EffectColorMixExchange";
     static constexpr std::string_view SUMMARY =
         "Inverts each channel by an amount of its own, for colours that change places.";
+    static constexpr std::string_view NEUTRAL = "color=#000000";
 
     Color color{0xFF, 0x00, 0x80, 0xFF};
 
@@ -112,6 +114,7 @@ struct SettingsEffectPopArt final : SettingsOf<SettingsEffectPopArt> {
 struct SettingsEffectOpacity final : SettingsOf<SettingsEffectOpacity> {
     static inline std::string const CLASS_ID = "EffectOpacity";
     static constexpr std::string_view SUMMARY = "Makes the picture translucent.";
+    static constexpr std::string_view NEUTRAL = "opacity=1";
 
     double opacity = 0.5;
 
@@ -132,6 +135,7 @@ struct SettingsEffectChromakey final : SettingsOf<SettingsEffectChromakey> {
     static inline std::string const CLASS_ID = "EffectChromakey";
     static constexpr std::string_view SUMMARY =
         "Makes a key colour transparent, as of a green screen, with soft edges and no green rims.";
+    static constexpr std::string_view NEUTRAL = "tolerance=0 softness=0 spill=0";
 
     Color color{0x00, 0xC0, 0x40, 0xFF};
     double tolerance = 0.2;

@@ -21,6 +21,7 @@ struct SettingsEffectTiltShiftQEL final : SettingsOf<SettingsEffectTiltShiftQEL>
     static inline std::string const CLASS_ID = "EffectTiltShiftQEL";
     static constexpr std::string_view SUMMARY =
         "Makes a miniature: a band stays sharp, all else blurs away in livelier colours.";
+    static constexpr std::string_view NEUTRAL = "blur=0 saturation=1";
 
     double position = 0.5;
     double size = 0.2;
@@ -43,6 +44,7 @@ struct SettingsEffectTiltShiftQEL final : SettingsOf<SettingsEffectTiltShiftQEL>
 struct SettingsEffectErosion final : SettingsOf<SettingsEffectErosion> {
     static inline std::string const CLASS_ID = "EffectErosion";
     static constexpr std::string_view SUMMARY = "Lets dark areas grow over bright ones, or bright ones over dark.";
+    static constexpr std::string_view NEUTRAL = "size=0";
 
     enum class Mode : std::int32_t { Erosion, Dilation };
     enum class Shape : std::int32_t { Square, Disc };
@@ -64,6 +66,7 @@ struct SettingsEffectGlassMosaic final : SettingsOf<SettingsEffectGlassMosaic> {
     static inline std::string const CLASS_ID = "EffectGlassMosaic";
     static constexpr std::string_view SUMMARY =
         "Shows the picture through a wall of glass bricks, each a small lens with a bright rim.";
+    static constexpr std::string_view NEUTRAL = "strength=0 bevel=0";
 
     std::int32_t count = 20;
     double strength = 0.5;
@@ -80,6 +83,7 @@ struct SettingsEffectOilPaint final : SettingsOf<SettingsEffectOilPaint> {
     static inline std::string const CLASS_ID = "EffectOilPaint";
     static constexpr std::string_view SUMMARY =
         "Turns the picture into brush-like patches of even colour with crisp edges.";
+    static constexpr std::string_view NEUTRAL = "size=0";
 
     double size = 0.006;
     double sharpness = 8.0;
@@ -110,6 +114,7 @@ struct SettingsEffectFindEdges final : SettingsOf<SettingsEffectFindEdges> {
 struct SettingsEffectMosaic final : SettingsOf<SettingsEffectMosaic> {
     static inline std::string const CLASS_ID = "EffectMosaic";
     static constexpr std::string_view SUMMARY = "Builds the picture from square or hexagonal blocks of even colour.";
+    static constexpr std::string_view NEUTRAL = "count=1000";
 
     enum class Shape : std::int32_t { Square, Hexagon };
 
@@ -126,6 +131,7 @@ struct SettingsEffectMosaic final : SettingsOf<SettingsEffectMosaic> {
 struct SettingsEffectDiffuse final : SettingsOf<SettingsEffectDiffuse> {
     static inline std::string const CLASS_ID = "EffectDiffuse";
     static constexpr std::string_view SUMMARY = "Shows the picture through frosted glass.";
+    static constexpr std::string_view NEUTRAL = "size=0";
 
     double size = 0.01;
     bool animated = false;
@@ -141,6 +147,7 @@ struct SettingsEffectMask final : SettingsOf<SettingsEffectMask> {
     static inline std::string const CLASS_ID = "EffectMask";
     static constexpr std::string_view SUMMARY =
         "Blurs, fills or cuts out the inside or the outside of a soft-edged shape.";
+    static constexpr std::string_view NEUTRAL = "blur=0";
 
     enum class Shape : std::int32_t { Ellipse, Rectangle };
     enum class Action : std::int32_t { Blur, Fill, Transparent };
@@ -178,6 +185,7 @@ struct SettingsEffectMask final : SettingsOf<SettingsEffectMask> {
 struct SettingsEffectSharpen final : SettingsOf<SettingsEffectSharpen> {
     static inline std::string const CLASS_ID = "EffectSharpen";
     static constexpr std::string_view SUMMARY = "Makes detail crisper without coloured rims.";
+    static constexpr std::string_view NEUTRAL = "strength=0";
 
     enum class Kernel : std::int32_t { ThreeByThree, FiveByFive };
 

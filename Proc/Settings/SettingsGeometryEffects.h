@@ -7,6 +7,7 @@ namespace Kaltor::Proc {
 struct SettingsEffectFlip final : SettingsOf<SettingsEffectFlip> {
     static inline std::string const CLASS_ID = "EffectFlip";
     static constexpr std::string_view SUMMARY = "Mirrors the picture left to right, top to bottom or both.";
+    static constexpr std::string_view NEUTRAL = "horizontal=false";
 
     bool horizontal = true;
     bool vertical = false;
@@ -83,6 +84,7 @@ struct SettingsEffectVertigo final : SettingsOf<SettingsEffectVertigo> {
     static inline std::string const CLASS_ID = "EffectVertigo";
     static constexpr std::string_view SUMMARY =
         "Lets the picture sway while turned and zoomed ghosts of it circle around, as in dizziness.";
+    static constexpr std::string_view NEUTRAL = "strength=0";
 
     double strength = 0.5;
     double speed = 0.5;
@@ -98,6 +100,7 @@ struct SettingsEffectVertigo final : SettingsOf<SettingsEffectVertigo> {
 struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     static inline std::string const CLASS_ID = "EffectPanAndZoom";
     static constexpr std::string_view SUMMARY = "Lets the camera glide from one view of the picture to another.";
+    static constexpr std::string_view NEUTRAL = "endZoom=1";
 
     double startX = 0.5;
     double startY = 0.5;
@@ -121,6 +124,7 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
 struct SettingsEffectZoom final : SettingsOf<SettingsEffectZoom> {
     static inline std::string const CLASS_ID = "EffectZoom";
     static constexpr std::string_view SUMMARY = "Enlarges or reduces the picture about a point.";
+    static constexpr std::string_view NEUTRAL = "zoom=1";
 
     double x = 0.5;
     double y = 0.5;
@@ -139,6 +143,7 @@ struct SettingsEffectCameraShake final : SettingsOf<SettingsEffectCameraShake> {
     static inline std::string const CLASS_ID = "EffectCameraShake";
     static constexpr std::string_view SUMMARY =
         "Shakes the picture as a hand-held camera does, enlarged so that no border shows.";
+    static constexpr std::string_view NEUTRAL = "amplitude=0 rotation=0";
 
     double amplitude = 0.01;
     double frequency = 3.0;
@@ -175,6 +180,7 @@ struct SettingsEffectSubFrame final : SettingsOf<SettingsEffectSubFrame> {
     static inline std::string const CLASS_ID = "EffectSubFrame";
     static constexpr std::string_view SUMMARY =
         "Shows the picture smaller inside its frame, over its own blur or a colour, with border and shadow.";
+    static constexpr std::string_view NEUTRAL = "size=1 border=0 shadow=0";
 
     enum class Background : std::int32_t { Blurred, Color };
 

@@ -23,6 +23,7 @@ struct SettingsEffectColorBrush final : SettingsOf<SettingsEffectColorBrush> {
 struct SettingsEffectVHS final : SettingsOf<SettingsEffectVHS> {
     static inline std::string const CLASS_ID = "EffectVHS";
     static constexpr std::string_view SUMMARY = "Plays the picture from a worn video tape.";
+    static constexpr std::string_view NEUTRAL = "strength=0 noise=0 tracking=0 scanlines=0";
 
     double strength = 0.6;
     double noise = 0.4;
@@ -41,6 +42,7 @@ struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
     static inline std::string const CLASS_ID = "EffectStripes";
     static constexpr std::string_view SUMMARY =
         "Lays coloured stripes over the picture, at an angle and adrift if wanted.";
+    static constexpr std::string_view NEUTRAL = "fill=0";
 
     double angle = 45.0;
     std::int32_t count = 12;
@@ -64,6 +66,7 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
     static inline std::string const CLASS_ID = "EffectFlyingObjects";
     static constexpr std::string_view SUMMARY =
         "Lets snow, leaves, petals, hearts, stars, bubbles or confetti drift over the picture.";
+    static constexpr std::string_view NEUTRAL = "color=#FFFFFF00";
 
     enum class Direction : std::int32_t { Down, Up, Left, Right };
     enum class Kind : std::int32_t { Snow, Leaves, Petals, Hearts, Stars, Bubbles, Confetti };
@@ -101,6 +104,7 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
 struct SettingsEffectAddNoize final : SettingsOf<SettingsEffectAddNoize> {
     static inline std::string const CLASS_ID = "EffectAddNoize";
     static constexpr std::string_view SUMMARY = "Adds grain, as on film.";
+    static constexpr std::string_view NEUTRAL = "strength=0";
 
     double strength = 0.15;
     double size = 0.0008;
@@ -119,6 +123,7 @@ struct SettingsEffectRetroArtefacts final : SettingsOf<SettingsEffectRetroArtefa
     static inline std::string const CLASS_ID = "EffectRetroArtefacts";
     static constexpr std::string_view SUMMARY =
         "Plays the picture from an old film, with scratches, dust, hairs, flicker and weave.";
+    static constexpr std::string_view NEUTRAL = "scratches=0 dust=0 flicker=0 weave=0 vignette=0 grain=0";
 
     double scratches = 0.5;
     double dust = 0.5;
