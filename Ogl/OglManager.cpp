@@ -17,7 +17,11 @@ std::atomic<OglManager*> liveManager{nullptr};
 }  // namespace
 
 FrameStrategy FrameStrategy::For(GlInfo const& info) {
-    return {info.isSoftware, info.isSoftware, !info.isSoftware, info.isSoftware};
+    return {.convertsOnCpu = info.isSoftware,
+            .isBlueFirst = info.isSoftware,
+            .usesPixelBuffers = !info.isSoftware,
+            .areFetchesDear = info.isSoftware,
+            .finishesTargets = info.isSoftware};
 }
 
 std::vector<PixFmt> GetSupportedPxlFmt() {

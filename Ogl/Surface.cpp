@@ -10,6 +10,9 @@ namespace Kaltor::Ogl {
 
 void Surface::Attach(Texture const& texture) {
     OglManager::AssertOpenGLThread();
+    if (OglManager::GetInstance().GetStrategy().finishesTargets) {
+        glFinish();
+    }
     width = texture.GetForm().width;
     height = texture.GetForm().height;
     glBindFramebuffer(GL_FRAMEBUFFER, object.Get());
