@@ -169,6 +169,13 @@ void OglManager::RequireOtherThread() const {
     }
 }
 
+void OglManager::FinishTarget() {
+    OglManager const* const manager = liveManager;
+    if (manager != nullptr && manager->GetStrategy().finishesTargets) {
+        glFinish();
+    }
+}
+
 void OglManager::AssertOpenGLThread() {
 #ifndef NDEBUG
     OglManager const* const manager = liveManager;

@@ -71,6 +71,9 @@ public:
     /// For tests and measurements: frames made before keep their layout. Any thread, with nothing in flight.
     void SetStrategy(FrameStrategy const& strategy);
 
+    /// To be called before the target changes: finishes what was drawn, where the strategy says so. GL thread.
+    static void FinishTarget();
+
     /// Debug builds end the process where the calling thread is not the GL thread.
     static void AssertOpenGLThread();
     /// Hands over a name that is to be deleted: at once on the GL thread, soon after from any other.

@@ -10,9 +10,7 @@ namespace Kaltor::Ogl {
 
 void Surface::Attach(Texture const& texture) {
     OglManager::AssertOpenGLThread();
-    if (OglManager::GetInstance().GetStrategy().finishesTargets) {
-        glFinish();
-    }
+    OglManager::FinishTarget();
     width = texture.GetForm().width;
     height = texture.GetForm().height;
     glBindFramebuffer(GL_FRAMEBUFFER, object.Get());
@@ -46,6 +44,7 @@ void Surface::AttachDepth() {
         depthWidth = width;
         depthHeight = height;
     }
+    OglManager::FinishTarget();
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, depth.Get());
     hasDepth = true;
     glEnable(GL_DEPTH_TEST);
@@ -57,6 +56,7 @@ void Surface::AttachDepth() {
 
 void Surface::DetachDepth() {
     glDisable(GL_DEPTH_TEST);
+    OglManager::FinishTarget();
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, 0);
     hasDepth = false;
 }

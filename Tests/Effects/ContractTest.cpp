@@ -192,8 +192,9 @@ protected:
     Picture const second = Picture::Noise(kWidth, kHeight, false, 2);
 
     Effect Make(Settings const& settings) const {
-        std::srand(7);
-        return hasTwoInputs ? Effect(MakeTransition(settings)) : Effect(MakeEffect(settings));
+        Effect const effect = hasTwoInputs ? Effect(MakeTransition(settings)) : Effect(MakeEffect(settings));
+        Proc::Seed(*effect, 7);
+        return effect;
     }
     Effect Make() const { return Make(*Proc::MakeSettings(name)); }
     intrusive_ptr<IDataVideo> Process(Effect const& effect, intrusive_ptr<IDataVideo> const& from,
@@ -305,11 +306,15 @@ TEST_P(EffectContract, IsTheSameForTheSameInputInAnyOrder) {
     std::vector<Picture> const once = draw(false);
     std::vector<Picture> const again = draw(false);
     std::vector<Picture> const inFlight = draw(true);
+    // Software GL filters moved pictures in one of two ways, a little apart, and takes the other one for the very first
+    // frame of a process.
+    bool const isSoftware = Ogl::OglManager::GetInstance().GetInfo().isSoftware;
+    double const tolerance = isSoftware ? kFiltered : 0.0;
     for (std::size_t i = 0; i < once.size(); ++i) {
-        EXPECT_TRUE(IsNear(again[i], once[i], 0)) << "frame " << i << ", drawn again";
-        EXPECT_TRUE(IsNear(inFlight[i], once[i], 0)) << "frame " << i << ", with all frames queued before";
+        EXPECT_TRUE(IsNear(again[i], once[i], tolerance)) << "frame " << i << ", drawn again";
+        EXPECT_TRUE(IsNear(inFlight[i], once[i], tolerance)) << "frame " << i << ", with all frames queued before";
     }
-    EXPECT_TRUE(IsNear(once[2], once[0], 0)) << "after an earlier moment";
+    EXPECT_TRUE(IsNear(once[2], once[0], tolerance)) << "after an earlier moment";
 }
 
 TEST_P(EffectContract, TheSameSeedGivesTheSameFrames) {
