@@ -1,5 +1,7 @@
 #include "Media/Composer.h"
 
+#include "Ogl/Random.h"
+
 namespace Kaltor::Media {
 namespace {
 
@@ -11,8 +13,13 @@ constexpr std::size_t kMostOpen = 3;
 }  // namespace
 
 Composer::Composer(RenderJob const& renderJob, Timeline const& plan, FactoryPtr const& effectFactory, Pipeline& threads,
-                   bool hasEffects)
-    : job(renderJob), timeline(plan), factory(effectFactory), pipeline(threads), clipTarget(plan.target) {
+                   bool hasEffects, std::uint32_t jobSeed)
+    : job(renderJob),
+      timeline(plan),
+      factory(effectFactory),
+      pipeline(threads),
+      seed(jobSeed),
+      clipTarget(plan.target) {
     clipTarget.keepsSize = hasEffects;
 }
 
@@ -42,7 +49,9 @@ Composed Composer::Take(Active& clip) {
                 settings.push_back(effect.settings.get());
             }
         }
-        clip.effects = std::make_unique<ClipEffects>(factory, timeline, timeline.clips[clip.index], settings);
+        clip.effects = std::make_unique<ClipEffects>(
+            factory, timeline, timeline.clips[clip.index], settings,
+            [this, &clip](std::size_t number) { return Ogl::SeedOfEffect(seed, clip.index, number); });
     }
     bool const isSized = !NeedsSizing(Proc::GetFrameInfo(*composed.picture), timeline.target);
     if (!clip.effects->IsEmpty() || !isSized) {
@@ -83,7 +92,8 @@ Composed Composer::Next() {
         }
         if (!joint) {
             joint = std::make_unique<JointEffect>(factory, timeline, timeline.clips[active[1].index],
-                                                  *job.transitions[active[0].index].settings);
+                                                  *job.transitions[active[0].index].settings,
+                                                  Ogl::SeedOfTransition(seed, active[0].index));
         }
         FramePtr first = ToFrame(std::move(result));
         joint->Process(first, ToFrame(std::move(incoming)));

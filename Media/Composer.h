@@ -20,9 +20,10 @@ struct Composed {
 class Composer {
 public:
     /// All must outlive it.
-    /// `hasEffects`: frames may be drawn; otherwise all are brought to the output's form on the processor.
+    /// `hasEffects`: frames may be drawn; otherwise all are brought to the output's form on the processor. `seed`: the
+    /// job's, from which each effect's follows.
     Composer(RenderJob const& job, Timeline const& timeline, FactoryPtr const& factory, Pipeline& pipeline,
-             bool hasEffects);
+             bool hasEffects, std::uint32_t seed);
 
     /// The next frame; empty where the pipeline was stopped.
     Composed Next();
@@ -47,6 +48,7 @@ private:
     Timeline const& timeline;
     FactoryPtr factory;
     Pipeline& pipeline;
+    std::uint32_t seed;
     std::int64_t position = 0;
     std::size_t nextClip = 0;
     std::deque<Active> active;

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "Core/Interfaces/Exception.h"
+#include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Media {
@@ -29,9 +30,11 @@ Proc::TimeToProgress MakeProgress(Timeline const& timeline, std::int64_t first, 
 }
 
 ClipEffects::ClipEffects(FactoryPtr const& factory, Timeline const& timeline, PlannedClip const& clip,
-                         std::vector<Proc::Settings const*> const& settings) {
+                         std::vector<Proc::Settings const*> const& settings,
+                         std::function<std::uint32_t(std::size_t)> const& seedOf) {
     for (Proc::Settings const* const one : settings) {
         effects.push_back(factory->CreateOneInputEffect(one->GetClassId(), Proc::ImplNames::OGL));
+        Proc::Seed(*effects.back(), seedOf(effects.size() - 1));
         effects.back()->SetSettings(*one);
         effects.back()->SetProgress(MakeProgress(timeline, clip.first, clip.frames, 0));
     }
@@ -44,8 +47,9 @@ void ClipEffects::Process(FramePtr& frame) {
 }
 
 JointEffect::JointEffect(FactoryPtr const& factory, Timeline const& timeline, PlannedClip const& incoming,
-                         Proc::Settings const& settings)
+                         Proc::Settings const& settings, std::uint32_t seed)
     : effect(factory->CreateTwoInputEffect(settings.GetClassId(), Proc::ImplNames::OGL)) {
+    Proc::Seed(*effect, seed);
     effect->SetSettings(settings);
     // Transitions map the end of a frame, where the next one begins.
     effect->SetProgress(MakeProgress(timeline, incoming.first, incoming.fadeIn, 1));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "Media/Conformer.h"
@@ -22,8 +24,10 @@ Proc::TimeToProgress MakeProgress(Timeline const& timeline, std::int64_t first, 
 /// The effects of one clip.
 class ClipEffects {
 public:
+    /// `seedOf(k)`: the seed of the effect number k.
     ClipEffects(FactoryPtr const& factory, Timeline const& timeline, PlannedClip const& clip,
-                std::vector<Proc::Settings const*> const& settings);
+                std::vector<Proc::Settings const*> const& settings,
+                std::function<std::uint32_t(std::size_t)> const& seedOf);
     bool IsEmpty() const { return effects.empty(); }
     void Process(FramePtr& frame);
 
@@ -35,7 +39,7 @@ private:
 class JointEffect {
 public:
     JointEffect(FactoryPtr const& factory, Timeline const& timeline, PlannedClip const& incoming,
-                Proc::Settings const& settings);
+                Proc::Settings const& settings, std::uint32_t seed);
     void Process(FramePtr& outgoing, FramePtr const& incoming);
 
 private:

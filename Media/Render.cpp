@@ -1,5 +1,6 @@
 #include "Media/Render.h"
 
+#include <chrono>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -57,6 +58,10 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Timeline const& timeline) 
     return options;
 }
 
+std::uint32_t SeedFromClock() {
+    return static_cast<std::uint32_t>(std::chrono::system_clock::now().time_since_epoch().count());
+}
+
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
 class Stages {
 public:
@@ -92,7 +97,7 @@ public:
 
 private:
     void Compose(bool needsEffects) {
-        Composer composer(job, timeline, factory, pipeline, needsEffects);
+        Composer composer(job, timeline, factory, pipeline, needsEffects, job.seed.value_or(SeedFromClock()));
         for (std::int64_t i = 0; i < timeline.frames; ++i) {
             Composed item = composer.Next();
             bool const isThere = item.picture || item.frame;

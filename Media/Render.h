@@ -57,6 +57,8 @@ struct RenderJob {
     bool audio = true;
     std::string output;
     bool overwrite = false;
+    /// What is random follows from it and from an effect's place in the job; without it, from the clock.
+    std::optional<std::uint32_t> seed;
 
     /// The largest side of a picture that the effects can take, in pixels. Asked once, and only where an effect or a
     /// transition has work to do.

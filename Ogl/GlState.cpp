@@ -56,6 +56,7 @@ Interlude::Interlude() {
 }
 
 Interlude::~Interlude() {
+    OglManager::FinishTarget();
     glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(target));
     glPopAttrib();
 }

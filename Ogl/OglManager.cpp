@@ -17,7 +17,11 @@ std::atomic<OglManager*> liveManager{nullptr};
 }  // namespace
 
 FrameStrategy FrameStrategy::For(GlInfo const& info) {
-    return {info.isSoftware, info.isSoftware, !info.isSoftware, info.isSoftware};
+    return {.convertsOnCpu = info.isSoftware,
+            .isBlueFirst = info.isSoftware,
+            .usesPixelBuffers = !info.isSoftware,
+            .areFetchesDear = info.isSoftware,
+            .finishesTargets = info.isSoftware};
 }
 
 std::vector<PixFmt> GetSupportedPxlFmt() {
@@ -162,6 +166,13 @@ void OglManager::SetStrategy(FrameStrategy const& wanted) {
 void OglManager::RequireOtherThread() const {
     if (IsOpenGLThread()) {
         Core::Throw(std::logic_error("a GL task cannot be waited for on the GL thread"));
+    }
+}
+
+void OglManager::FinishTarget() {
+    OglManager const* const manager = liveManager;
+    if (manager != nullptr && manager->GetStrategy().finishesTargets) {
+        glFinish();
     }
 }
 

@@ -29,6 +29,9 @@ struct FrameStrategy {
     bool usesPixelBuffers = true;
     /// A texel fetch costs more than the arithmetic around it: wide filters are worth cleverer ways.
     bool areFetchesDear = false;
+    /// What was drawn is finished before another texture becomes the target. Software GL draws in batches, and what
+    /// shares a batch decides how it rounds; without this the progress of its threads would decide what does.
+    bool finishesTargets = false;
 
     static FrameStrategy For(GlInfo const& info);
     bool operator==(FrameStrategy const&) const = default;
@@ -67,6 +70,9 @@ public:
     FrameStrategy GetStrategy() const;
     /// For tests and measurements: frames made before keep their layout. Any thread, with nothing in flight.
     void SetStrategy(FrameStrategy const& strategy);
+
+    /// To be called before the target changes: finishes what was drawn, where the strategy says so. GL thread.
+    static void FinishTarget();
 
     /// Debug builds end the process where the calling thread is not the GL thread.
     static void AssertOpenGLThread();

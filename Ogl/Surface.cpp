@@ -10,6 +10,7 @@ namespace Kaltor::Ogl {
 
 void Surface::Attach(Texture const& texture) {
     OglManager::AssertOpenGLThread();
+    OglManager::FinishTarget();
     width = texture.GetForm().width;
     height = texture.GetForm().height;
     glBindFramebuffer(GL_FRAMEBUFFER, object.Get());
@@ -43,6 +44,7 @@ void Surface::AttachDepth() {
         depthWidth = width;
         depthHeight = height;
     }
+    OglManager::FinishTarget();
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, depth.Get());
     hasDepth = true;
     glEnable(GL_DEPTH_TEST);
@@ -54,6 +56,7 @@ void Surface::AttachDepth() {
 
 void Surface::DetachDepth() {
     glDisable(GL_DEPTH_TEST);
+    OglManager::FinishTarget();
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, 0);
     hasDepth = false;
 }

@@ -50,12 +50,14 @@ void Clear(GLuint texture, bool isOpaque) {
     GLint before = 0;
     glGetIntegerv(GL_FRAMEBUFFER_BINDING, &before);
     GlObject const target(GlKind::Framebuffer);
+    OglManager::FinishTarget();
     glBindFramebuffer(GL_FRAMEBUFFER, target.Get());
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
     std::array<GLboolean, 4> mask{};
     glGetBooleanv(GL_COLOR_WRITEMASK, mask.data());
     ClearAttached(isOpaque);
     glColorMask(mask[0], mask[1], mask[2], mask[3]);
+    OglManager::FinishTarget();
     glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(before));
 }
 

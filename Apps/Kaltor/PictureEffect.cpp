@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 
@@ -14,6 +13,7 @@
 #include "Apps/Kaltor/Specs.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
+#include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Cli {
@@ -101,6 +101,10 @@ PictureEffect::PictureEffect(Catalog const& catalog, CatalogEntry const& what, P
     converter->SetSettings(Proc::SettingsColorspaceConverter({PixFmt::Rgb24, PixFmt::Rgba}, true));
 }
 
+void PictureEffect::SetSeed(std::uint32_t seed) {
+    Proc::Seed(*effect, seed);
+}
+
 void PictureEffect::SetProgress(double progress) {
     Proc::TimeToProgress mapping;
     mapping.mapping = [progress](long long const&, long long const&, long long const&) { return progress; };
@@ -148,14 +152,15 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
         values.insert(values.end(), parsed.begin(), parsed.end());
     }
     Catalog const catalog = Catalog::Load();
-    if (options.seed) {
-        std::srand(*options.seed);
-    }
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, values);
     std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
-    return {std::move(inputs), PictureEffect(catalog, entry, *settings)};
+    PictureEffect effect(catalog, entry, *settings);
+    if (options.seed) {
+        effect.SetSeed(*options.seed);
+    }
+    return {std::move(inputs), std::move(effect)};
 }
 
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {

@@ -20,6 +20,9 @@ class PictureEffect {
 public:
     PictureEffect(Catalog const& catalog, CatalogEntry const& what, Proc::Settings const& settings);
 
+    /// Makes what is random follow from this seed alone; without it, from the clock.
+    void SetSeed(std::uint32_t seed);
+
     /// Makes progress exactly this, whatever the time; without it progress follows from the time.
     void SetProgress(double progress);
 

@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #include <fmt/format.h>
@@ -21,9 +20,6 @@ struct Options : RenderOptions {
 
 int Render(Options const& options) {
     Catalog const catalog = Catalog::Load();
-    if (options.seed) {
-        std::srand(*options.seed);
-    }
     Media::RenderJob job = MakeRenderJob(options, catalog);
     job.cancel = &CatchInterrupts();
 

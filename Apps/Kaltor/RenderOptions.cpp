@@ -113,6 +113,7 @@ Media::RenderJob MakeRenderJob(RenderOptions const& options, Catalog const& cata
     job.audio = !options.hasNoAudio;
     job.output = options.output;
     job.overwrite = options.overwrite;
+    job.seed = options.seed;
     job.getMaximumSide = [] {
         return static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
     };

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -53,6 +55,15 @@ TEST_F(BlendTransitionsTest, BlurTakesPicturesOutOfFocusAndBack) {
         };
         Expect(settings, {0.3, 0.86}, expectation, kUnfiltered);
         Expect(settings, {0.0, 1.0}, expectation, 0);
+        // Before and after its span it stays as it is there; the radius does not grow on.
+        using Limits = std::numeric_limits<double>;
+        for (auto const& [end, beyond] : {std::pair{0.0, std::vector{-3.6e4, -Limits::infinity(), Limits::quiet_NaN()}},
+                                          {1.0, {3.6e4, Limits::infinity()}}}) {
+            auto const atEnd = [&, p = end](Picture const& first, Picture const& second, double) {
+                return expectation(first, second, p);
+            };
+            Expect(settings, beyond, atEnd, 0, {{64, 36}});
+        }
     }
 }
 

@@ -2,7 +2,10 @@
 // one is tested with it; who cannot keep a promise stands in one of the tables below, with the reason.
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <limits>
+#include <thread>
 #include <typeinfo>
 
 #include <fmt/format.h>
@@ -10,6 +13,7 @@
 
 #include "Host/Plugin.h"
 #include "Ogl/DataVideoOGL.h"
+#include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/Settings.h"
 #include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
@@ -127,6 +131,10 @@ std::array const kNoEnds{Exemption{"TransitionSlide direction=none"}, Exemption{
                          Exemption{"TransitionSpin mode=out", "opaque from the start"},
                          Exemption{"TransitionWaterbrush type=plain angle=30 size=12 rough=50", "is never done"}};
 
+/// What draws random numbers, by settings that show it.
+constexpr std::array kRandom{"EffectCameraShake",       "EffectFlyingObjects", "TransitionMatrix", "TransitionMosaic",
+                             "TransitionPixels type=1", "TransitionPuzzle",    "TransitionShatter"};
+
 /// Effects that draw another picture at another size.
 constexpr std::array kOfPixels{
     Exemption{"EffectSharpen", "its kernels count pixels"},
@@ -161,8 +169,9 @@ protected:
     Picture const second = Picture::Noise(kWidth, kHeight, false, 2);
 
     Effect Make(Settings const& settings) const {
-        std::srand(7);
-        return hasTwoInputs ? Effect(MakeTransition(settings)) : Effect(MakeEffect(settings));
+        Effect const effect = hasTwoInputs ? Effect(MakeTransition(settings)) : Effect(MakeEffect(settings));
+        Proc::Seed(*effect, 7);
+        return effect;
     }
     Effect Make() const { return Make(*Proc::MakeSettings(name)); }
     intrusive_ptr<IDataVideo> Process(Effect const& effect, intrusive_ptr<IDataVideo> const& from,
@@ -274,7 +283,8 @@ TEST_P(EffectContract, IsTheSameForTheSameInputInAnyOrder) {
     std::vector<Picture> const once = draw(false);
     std::vector<Picture> const again = draw(false);
     std::vector<Picture> const inFlight = draw(true);
-    // Software GL filters moved pictures in one of two ways, a little apart, as its threads have it.
+    // Software GL filters moved pictures in one of two ways, a little apart, and takes the other one for the very first
+    // frame of a process.
     bool const isSoftware = Ogl::OglManager::GetInstance().GetInfo().isSoftware;
     double const tolerance = isSoftware ? kFiltered : 0.0;
     for (std::size_t i = 0; i < once.size(); ++i) {
@@ -282,6 +292,66 @@ TEST_P(EffectContract, IsTheSameForTheSameInputInAnyOrder) {
         EXPECT_TRUE(IsNear(inFlight[i], once[i], tolerance)) << "frame " << i << ", with all frames queued before";
     }
     EXPECT_TRUE(IsNear(once[2], once[0], tolerance)) << "after an earlier moment";
+}
+
+TEST_P(EffectContract, TheSameSeedGivesTheSameFrames) {
+    auto const* const known = std::find_if(kRandom.begin(), kRandom.end(), [this](std::string_view settings) {
+        return settings.substr(0, settings.find(' ')) == name;
+    });
+    bool const isRandom = known != kRandom.end();
+    std::unique_ptr<Settings> const settings = Typed(isRandom ? *known : name);
+    Picture const from = Picture::Noise(4 * kWidth, 4 * kHeight, true, 1);
+    Picture const to = Picture::Noise(4 * kWidth, 4 * kHeight, true, 2);
+    auto const make = [&](std::uint32_t seed) {
+        Effect const effect = Make(*settings);
+        Proc::Seed(*effect, seed);
+        return effect;
+    };
+    Effect const effect = make(5);
+    Picture const early = Draw(effect, from, to, 0.3);
+    Picture const late = Draw(effect, from, to, 0.6);
+    EXPECT_TRUE(IsNear(Draw(effect, from, to, 0.3), early, 0)) << "after a later frame";
+    effect->Reset();
+    EXPECT_TRUE(IsNear(Draw(effect, from, to, 0.6), late, 0)) << "from the middle, after a reset";
+    std::thread([&] {
+        Draw(Make(*settings), from, to, 0.5);
+        std::rand();
+        EXPECT_TRUE(IsNear(Draw(make(5), from, to, 0.6), late, 0)) << "from the middle, after others, on a thread";
+    }).join();
+    Effect const other = make(6);
+    EXPECT_EQ(!IsNear(Draw(other, from, to, 0.6), late, 0), isRandom) << "with another seed";
+    Proc::Seed(*other, 5);
+    EXPECT_TRUE(IsNear(Draw(other, from, to, 0.6), late, 0)) << "seeded anew, with a cache of the other seed";
+}
+
+TEST_P(EffectContract, DrawsAtAnyProgressAndTime) {
+    using Limits = std::numeric_limits<double>;
+    auto const check = [this](Settings const& settings) {
+        Effect const effect = Make(settings);
+        Draw(effect, 0.3);  // programs are made
+        for (double const progress : {Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity(), -1e9, 1e9, 3.6e4}) {
+            effect->SetProgress(Always(progress));
+            for (std::int64_t const time : {std::int64_t{0}, std::int64_t{9} << 59U, -(std::int64_t{9} << 59U)}) {
+                intrusive_ptr<IDataVideo> const data = first.ToFrame();
+                data->SetTimestamp(time);
+                auto const start = std::chrono::steady_clock::now();
+                EXPECT_NO_THROW(Download(Process(effect, data, second.ToFrame())))
+                    << Describe(settings) << " at progress " << progress << ", time " << time;
+                EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10))
+                    << Describe(settings) << " at progress " << progress << ", time " << time;
+            }
+        }
+        EXPECT_TRUE(IsNear(Draw(effect, 0.3), Draw(Make(settings), 0.3), kUnfiltered))
+            << Describe(settings) << ": what was kept was spoilt";
+    };
+    std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
+    check(*settings);
+    for (Proc::Field const& field : settings->GetFields()) {
+        for (std::unique_ptr<Settings> const& chosen :
+             field.labels.empty() ? std::vector<std::unique_ptr<Settings>>() : MakeVariants(*settings, field)) {
+            check(*chosen);
+        }
+    }
 }
 
 TEST_P(EffectContract, LeavesNothingBehind) {

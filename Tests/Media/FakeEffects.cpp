@@ -4,6 +4,7 @@
 #include "Host/EffectRegistry.h"
 #include "Media/Conformer.h"
 #include "MediaTest.h"
+#include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Media::Tests {
@@ -25,7 +26,7 @@ FramePtr MakeLike(Proc::IDataVideo const& like, Proc::AvFramePtr picture) {
 
 /// What both kinds of fake effect share.
 template <typename Interface>
-class FakeEffect : public RefCountImpl<Interface> {
+class FakeEffect : public RefCountImpl<Interface>, public Proc::ISeeded {
 public:
     FakeEffect(FakeLog& logOfTest, std::string id) : log(logOfTest), classId(std::move(id)) { ++log.liveEffects; }
     ~FakeEffect() override { --log.liveEffects; }
@@ -46,6 +47,10 @@ public:
     Proc::TimeToProgress const& GetProgress() const override { return progress; }
     void SetProgress(Proc::TimeToProgress const& value) override { progress = value; }
     void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo>&) override {}
+    void SetSeed(std::uint32_t seed) override {
+        std::lock_guard const lock(log.mutex);
+        log.seeds[classId].push_back(seed);
+    }
 
 protected:
     /// Notes the call, whose progress is that of `time`, and returns a picture of the colour that `color(progress)`

@@ -178,14 +178,34 @@ testing::AssertionResult Shows(AVFrame const& picture, Kaltor::Tests::CodesAt co
         *seen, *Kaltor::Tests::MakeYuv(PixFmt::Yuv420p, info.width, info.height, {}, expected), tolerance);
 }
 
-std::vector<int> ReadLumas(std::string const& path) {
+namespace {
+
+template <typename T, typename Map>
+std::vector<T> ReadEach(std::string const& path, Map const& map) {
     MediaInfo const info = Probe(path);
     VideoReader reader(path, {info.frame, info.frameRate, info.resolvedColorSpec, PixFmt::Yuv420p});
-    std::vector<int> lumas;
-    while (!reader.IsAtEnd() && lumas.size() < 1000) {
-        lumas.push_back(static_cast<int>(std::lround(MeanLuma(*reader.Read()))));
+    std::vector<T> results;
+    while (!reader.IsAtEnd() && results.size() < 1000) {
+        results.push_back(map(*reader.Read()));
     }
-    return lumas;
+    return results;
+}
+
+}  // namespace
+
+std::vector<std::vector<std::uint8_t>> ReadPlanes(std::string const& path) {
+    return ReadEach<std::vector<std::uint8_t>>(path, [](AVFrame const& picture) {
+        std::vector<std::uint8_t> plane;
+        for (int y = 0; y < picture.height; ++y) {
+            std::uint8_t const* const row = picture.data[0] + std::ptrdiff_t{picture.linesize[0]} * y;
+            plane.insert(plane.end(), row, row + picture.width);
+        }
+        return plane;
+    });
+}
+
+std::vector<int> ReadLumas(std::string const& path) {
+    return ReadEach<int>(path, [](AVFrame const& picture) { return static_cast<int>(std::lround(MeanLuma(picture))); });
 }
 
 std::vector<std::vector<float>> ReadSound(std::string const& path, SoundFormat const& format, std::size_t samples,

@@ -101,6 +101,8 @@ double MeanLuma(AVFrame const& picture);
 /// Whether each sample is within `tolerance` of `expected`; tells the first that is not.
 testing::AssertionResult Shows(AVFrame const& picture, Kaltor::Tests::CodesAt const& expected, int tolerance);
 
+/// The luma planes of all pictures of a file, read in its own form.
+std::vector<std::vector<std::uint8_t>> ReadPlanes(std::string const& path);
 /// The rounded lumas of all pictures of a file, read in its own form.
 std::vector<int> ReadLumas(std::string const& path);
 /// Samples of a file from `start` on, plane by plane.
@@ -115,7 +117,8 @@ struct FakeLog {
     };
 
     std::mutex mutex;
-    std::map<std::string, std::vector<Call>> calls;  ///< by settings class
+    std::map<std::string, std::vector<Call>> calls;           ///< by settings class
+    std::map<std::string, std::vector<std::uint32_t>> seeds;  ///< those that effects got, in the order of their making
     std::atomic<int> liveEffects{0};
     /// Called by every effect, before it makes its picture.
     std::function<void(std::string const& classId, Call const&)> onCall;

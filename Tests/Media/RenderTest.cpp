@@ -1,14 +1,19 @@
+#include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <numbers>
+#include <set>
 #include <sstream>
 #include <thread>
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include "Host/Plugin.h"
 #include "Media/BoundedQueue.h"
+#include "Media/EffectStage.h"
 #include "Media/Pipeline.h"
 #include "MediaTest.h"
 #include "Tests/Support/Caught.h"
@@ -127,6 +132,65 @@ TEST_F(RenderTest, ProgressAndTimesAreExact) {
         EXPECT_THAT(log.calls[kTint], SizeIs(frames)) << "on its clip only";
         EXPECT_THAT(log.calls[kAll], SizeIs(3 * frames));
     }
+}
+
+TEST_F(RenderTest, EachPlaceHasASeedOfItsOwn) {
+    std::string const clip = Make("a.mkv", {.frames = 20});
+    auto const run = [&](std::optional<std::uint32_t> seed, std::size_t effects) {
+        log.seeds.clear();
+        RenderJob job = MakeJob({clip, clip, clip}, At("out.mkv"), milliseconds(100));
+        job.overwrite = true;
+        job.seed = seed;
+        std::shared_ptr<Proc::Settings const> const tint = Proc::MakeSettings(kTint);
+        job.effects = {{tint, {}}, {tint, 1}};
+        job.effects.resize(effects);
+        Run(job);
+        return log.seeds;
+    };
+    auto const seeds = run(7, 2);
+    ASSERT_THAT(seeds.at(kTint), SizeIs(4)) << "one on the first clip, two on the second, one on the last";
+    ASSERT_THAT(seeds.at(kMix), SizeIs(2));
+    EXPECT_EQ(seeds.at(kTint)[0], 7U);
+    EXPECT_EQ(seeds.at(kMix)[0], 7U);
+    EXPECT_THAT((std::set<std::uint32_t>(seeds.at(kTint).begin(), seeds.at(kTint).end())), SizeIs(4));
+    EXPECT_NE(seeds.at(kMix)[1], seeds.at(kMix)[0]);
+    EXPECT_EQ(run(7, 2), seeds);
+    auto const fewer = run(7, 1);
+    EXPECT_THAT(fewer.at(kTint), ElementsAre(seeds.at(kTint)[0], seeds.at(kTint)[1], seeds.at(kTint)[3]));
+    EXPECT_EQ(fewer.at(kMix), seeds.at(kMix)) << "an effect more or less changes no other place";
+    EXPECT_NE(run(8, 2).at(kMix)[1], seeds.at(kMix)[1]);
+    EXPECT_NE(run({}, 2), run({}, 2)) << "the clock";
+}
+
+TEST_F(RenderTest, TheSameSeedGivesTheSameVideo) {
+    // One still, so that the two transitions differ by what is random alone.
+    std::string const clip =
+        Make("a.mkv",
+             {.frame = {160, 90, 1, 1}, .frames = 40, .draw = [](AVFrame& picture, int) { DrawNoise(picture, 1); }});
+    RenderJob job = MakeJob({clip, clip, clip}, At("out.mkv"));
+    job.codec = "ffv1";
+    job.overwrite = true;
+    job.seed = 5;
+    for (Transition& transition : job.transitions) {
+        transition.settings = Proc::MakeSettings("TransitionShatter");
+    }
+    FactoryPtr const factory = Host::MakeRegistry()->GetFactory();
+    auto const render = [&] {
+        Render(job, factory);
+        return ReadPlanes(At("out.mkv"));
+    };
+    auto const first = render();
+    ASSERT_THAT(first, SizeIs(3 * 40 - 2 * 15));
+    EXPECT_NE(first[25 + 7], first[50 + 7]) << "the two transitions in their middle";
+    for (int i = 0; i < 3; ++i) {
+        std::srand(static_cast<unsigned>(i));
+        EXPECT_TRUE(render() == first) << "again, " << i;
+    }
+    job.effects = {{Proc::MakeSettings("EffectCameraShake"), 1}, {Proc::MakeSettings("EffectCameraShake"), 1}};
+    auto const shaken = render();
+    EXPECT_TRUE(render() == shaken) << "with two effects of one name on the second clip";
+    EXPECT_TRUE(std::equal(first.begin(), first.begin() + 25, shaken.begin())) << "the first clip";
+    EXPECT_NE(first[45], shaken[45]);
 }
 
 TEST_F(RenderTest, TakesPieces) {

@@ -65,8 +65,8 @@ private:
 };
 
 /// As on software GL, and as on a GPU.
-constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true};
-constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false};
+constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true, true};
+constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false, false};
 
 /// Objects in use: those alive but for what lies idle in the pools.
 Ogl::GlObjectCounts CountObjectsInUse();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <optional>
 
 #include <fmt/format.h>
@@ -155,7 +154,7 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     options.output = (folder / preview.video).string();
     options.codec = "h264";
     options.crf = kSmall;
-    std::srand(kSeed);
+    options.seed = kSeed;
     Media::RenderJob job = MakeRenderJob(options, catalog);
     job.cancel = &cancel;
     Media::Render(job, catalog.GetFactory());

@@ -18,8 +18,12 @@ PixFmt IEffectAlgorithm::GetOutputFormat(PixFmt srcFormat) const {
     return OutputFormat(srcFormat);
 }
 
+void IEffectAlgorithm::SetSeed(std::uint32_t) {}
+
 OglCache* ITransitionAlgorithm::CreateCache() const {
     return new OglCache;
 }
+
+void ITransitionAlgorithm::SetSeed(std::uint32_t) {}
 
 }  // namespace Kaltor::Ogl

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include <boost/intrusive_ptr.hpp>
@@ -39,6 +40,9 @@ public:
     virtual boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info);
     /// The output's format for an input of this one.
     virtual PixFmt GetOutputFormat(PixFmt srcFormat) const;
+    /// Draws what is random anew, from this seed alone; so do the caches made from now on. Without it the numbers are
+    /// the C library's. Empty by default: most draw none. Processing thread.
+    virtual void SetSeed(std::uint32_t seed);
 };
 
 /// One transition: how an output frame is drawn from two inputs of the same size.
@@ -57,6 +61,8 @@ public:
                             ShaderStorage const& storage, OglCache* cache) const = 0;
     /// As `IEffectAlgorithm::CreateCache`.
     virtual OglCache* CreateCache() const;
+    /// As `IEffectAlgorithm::SetSeed`.
+    virtual void SetSeed(std::uint32_t seed);
 };
 
 /// A new algorithm object. Each unit instantiates the one for its class (see MakeAlgorithm.h); the registration needs

@@ -11,6 +11,7 @@
 #include "Ogl/TaskTimer.h"
 #include "Proc/Effects/EffectsOgl/OglCache.h"
 #include "Proc/Interfaces/IEffectFactory.h"
+#include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Proc {
@@ -18,7 +19,7 @@ namespace Kaltor::Proc {
 /// What the wrappers of effects and of transitions have in common: the algorithm with its cache, timer and counters,
 /// the progress mapping and the uploader. Processing thread.
 template <typename Interface, typename Algorithm>
-class WrapperBase : public RefCountImpl<Interface> {
+class WrapperBase : public RefCountImpl<Interface>, public ISeeded {
 public:
     WrapperBase(char const* name, boost::intrusive_ptr<IEffectFactory const> const& factory,
                 std::unique_ptr<Algorithm> owned)
@@ -40,6 +41,11 @@ public:
     TimeToProgress& GetProgress() override { return progress; }
     TimeToProgress const& GetProgress() const override { return progress; }
     void SetProgress(TimeToProgress const& value) override { progress = value; }
+    /// The cache goes, since what is in it may have been drawn already.
+    void SetSeed(std::uint32_t seed) override {
+        Ogl::DestroyOglCache(cache);
+        algorithm->SetSeed(seed);
+    }
 
 protected:
     /// The cache of the frames to come: a new one after the start and after each reset.

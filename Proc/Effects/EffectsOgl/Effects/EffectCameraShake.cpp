@@ -4,12 +4,12 @@
 // for no border of the picture to show.
 
 #include <cmath>
-#include <cstdlib>
 
 #include <glm/geometric.hpp>
 #include <glm/trigonometric.hpp>
 
 #include "Ogl/Noise.h"
+#include "Ogl/Random.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
@@ -54,6 +54,8 @@ T Limit(T const& value, double length) {
 
 class EffectCameraShake final : public EffectWithSettings<Proc::SettingsEffectCameraShake> {
 public:
+    void SetSeed(std::uint32_t given) override { seed = Random(given).Draw(); }
+
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
         double const amplitude = settings.amplitude;
@@ -75,7 +77,7 @@ public:
     }
 
 private:
-    std::uint32_t seed = static_cast<std::uint32_t>(std::rand());
+    std::uint32_t seed = Random().Draw();
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectCameraShake>();

@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Ogl/GlState.h"
 #include "Ogl/Noise.h"
+#include "Ogl/Random.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
@@ -86,6 +86,8 @@ public:
 
     class CacheImpl final : public OglCache {
     public:
+        explicit CacheImpl(Random random) : seed(random.Draw()) {}
+
         Mesh const& Get(std::uint32_t wanted) {
             if (!mesh || count != wanted) {
                 mesh.emplace(MakeObjects(seed, wanted), GL_STATIC_DRAW);
@@ -95,12 +97,13 @@ public:
         }
 
     private:
-        std::uint32_t seed = static_cast<std::uint32_t>(std::rand());
+        std::uint32_t seed;
         std::uint32_t count = 0;
         std::optional<AttributeMesh> mesh;
     };
 
-    OglCache* CreateCache() const override { return new CacheImpl; }
+    void SetSeed(std::uint32_t seed) override { random = Random(seed); }
+    OglCache* CreateCache() const override { return new CacheImpl(random); }
 
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache* cache) const override {
@@ -153,6 +156,8 @@ private:
             .Set("color", settings.color)
             .Draw(objects.Get(static_cast<std::uint32_t>(settings.count)));
     }
+
+    Random random;
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectFlyingObjects>();

@@ -6,6 +6,7 @@
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Progress.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -24,8 +25,9 @@ void Blur(DataVideoOGL* target, Src const& picture, double time, double strength
 
 class TransitionBlur final : public TransitionWithSettings<Proc::SettingsTransitionBlur> {
 public:
-    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double progress,
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double given,
                     ShaderStorage const& storage, OglCache*) const override {
+        double const progress = LimitProgress(given);  // a radius has to have an end
         if (settings.mode == Mode::Both) {
             Src const middle = DataVideoOGL::Create(dst->GetPixFmt(), second->GetFrameInfo());
             Blur(middle.get(), second, time, 1.0 - progress, storage);

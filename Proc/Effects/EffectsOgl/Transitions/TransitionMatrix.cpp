@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <vector>
 
 #include "Ogl/Noise.h"
+#include "Ogl/Random.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
@@ -117,17 +117,8 @@ void main() {
 
 class TransitionMatrix final : public TransitionWithSettings<Proc::SettingsTransitionMatrix> {
 public:
-    TransitionMatrix() {
-        auto const draw = [](double low, double high) {
-            return static_cast<float>(low + (high - low) * (std::rand() / (RAND_MAX + 1.0)));
-        };
-        for (Column& column : columns) {
-            column.duration = draw(0.4, 0.8);
-            column.begin = draw(0.0, 1.0) * (1.0F - column.duration);
-            column.trail = draw(0.25, 0.65);
-        }
-        noiseOffset = {std::floor(draw(0.0, kNoiseSize)), std::floor(draw(0.0, kNoiseSize))};
-    }
+    TransitionMatrix() { DrawColumns({}); }
+    void SetSeed(std::uint32_t seed) override { DrawColumns(Random(seed)); }
 
     class CacheImpl final : public OglCache {
     public:
@@ -191,6 +182,19 @@ private:
     struct Column {
         float begin, duration, trail;
     };
+
+    void DrawColumns(Random random) {
+        auto const draw = [&random](double low, double high) {
+            constexpr double kUnit = 1.0 / 2147483648.0;
+            return static_cast<float>(low + (high - low) * (random.Draw() * kUnit));
+        };
+        for (Column& column : columns) {
+            column.duration = draw(0.4, 0.8);
+            column.begin = draw(0.0, 1.0) * (1.0F - column.duration);
+            column.trail = draw(0.25, 0.65);
+        }
+        noiseOffset = {std::floor(draw(0.0, kNoiseSize)), std::floor(draw(0.0, kNoiseSize))};
+    }
 
     Texture MakeTable(std::uint32_t count) const {
         std::vector<float> values(std::size_t{3} * count);

@@ -10,12 +10,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <optional>
 #include <vector>
 
 #include "Ogl/Noise.h"
+#include "Ogl/Random.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -149,7 +149,7 @@ struct TileVertex {
 
 class TransitionMosaic final : public TransitionWithSettings<Proc::SettingsTransitionMosaic> {
 public:
-    TransitionMosaic() : order(static_cast<std::uint32_t>(std::rand())) {}
+    void SetSeed(std::uint32_t seed) override { order = Random(seed).Draw(); }
 
     OglCache* CreateCache() const override { return new CacheImpl; }
 
@@ -249,7 +249,7 @@ private:
         Axis axis = Axis::Horizontal;
     };
 
-    std::uint32_t order;
+    std::uint32_t order = Random().Draw();
 };
 
 template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionMosaic>();

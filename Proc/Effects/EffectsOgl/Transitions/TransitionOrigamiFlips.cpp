@@ -13,6 +13,7 @@
 
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/EffectsOgl/Progress.h"
 #include "Proc/Effects/EffectsOgl/QuadBuilders.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
@@ -29,7 +30,7 @@ struct Phase {
 Phase FindPhase(double progress, std::int32_t num) {
     auto const n = static_cast<float>(num);
     // Before the start nothing flips, and nothing more after the end.
-    float const x = std::clamp(static_cast<float>(progress) * n, 0.0F, n);
+    float const x = static_cast<float>(LimitProgress(progress)) * n;
     std::int32_t const strip = num - static_cast<std::int32_t>(std::ceil(x));
     bool const isWhole = x == std::floor(x);
     return isWhole ? Phase{strip - 1, 0.0} : Phase{strip, static_cast<double>(x) - std::floor(static_cast<double>(x))};

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <utility>
 #include <vector>
 
 #include "Ogl/Noise.h"
+#include "Ogl/Random.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -105,7 +105,7 @@ struct Coarseness {
 
 class TransitionPixels final : public TransitionWithSettings<Proc::SettingsTransitionPixels> {
 public:
-    TransitionPixels() : seed(static_cast<std::uint32_t>(std::rand())) {}
+    void SetSeed(std::uint32_t given) override { seed = Random(given).Draw(); }
 
     /// The order for the lattice that was asked for last.
     class CacheImpl final : public OglCache {
@@ -196,7 +196,7 @@ private:
             .DrawTo(dst);
     }
 
-    std::uint32_t seed;
+    std::uint32_t seed = Random().Draw();
 };
 
 template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionPixels>();

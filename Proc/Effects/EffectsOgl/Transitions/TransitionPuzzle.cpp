@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <optional>
 #include <string_view>
@@ -19,6 +18,7 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/Noise.h"
+#include "Ogl/Random.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Aspect.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
@@ -207,7 +207,8 @@ TileGrid MakePuzzleGrid(int num, double aspect, Frame const& picture) {
 
 class TransitionPuzzle final : public TransitionWithSettings<Proc::SettingsTransitionPuzzle> {
 public:
-    OglCache* CreateCache() const override { return new CacheImpl; }
+    void SetSeed(std::uint32_t seed) override { random = Random(seed); }
+    OglCache* CreateCache() const override { return new CacheImpl(random); }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache* cache) const override {
@@ -270,7 +271,7 @@ public:
 private:
     class CacheImpl final : public OglCache {
     public:
-        CacheImpl() : seed(static_cast<std::uint32_t>(std::rand())) {}
+        explicit CacheImpl(Random random) : seed(random.Draw()) {}
 
         /// `halfPicture`: in halves of its shorter side.
         void Prepare(TileGrid const& wanted, glm::vec2 const& halfPicture, Leaving how) {
@@ -409,6 +410,8 @@ private:
         Texture shapes;
         std::optional<Quad> quads;
     };
+
+    Random random;
 };
 
 template std::unique_ptr<ITransitionAlgorithm> MakeTransition<TransitionPuzzle>();

@@ -3,8 +3,6 @@
 
 #include "Proc/Effects/EffectsOgl/Transitions/TransitionShatter.h"
 
-#include <cstdlib>
-
 #include "Ogl/GlState.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
@@ -16,9 +14,10 @@ void TransitionShatter::CacheImpl::Reset(int columnCount, int rowCount) {
     impulses.clear();
     auto const count = static_cast<std::size_t>(std::int64_t{columnCount} * rowCount);
     impulses.reserve(count);
-    auto const random = [] {
+    Random numbers = beginning;
+    auto const random = [&numbers] {
         constexpr float kUnit = 4.656613e-10F;  // 2^-31
-        return static_cast<float>(std::rand()) * kUnit;
+        return static_cast<float>(numbers.Draw()) * kUnit;
     };
     for (std::size_t i = 0; i < count; ++i) {
         float const spin = (2.0F * random() + 1.0F) * 5.0F;

@@ -1,0 +1,56 @@
+#include <cstdlib>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "Ogl/Random.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+TEST(Random, HasTheNumbersOfTheCLibraryInASequenceOfItsOwn) {
+    for (std::uint32_t const seed : {0U, 1U, 7U, 2147483646U, 2147483647U, 2147483648U, 4294967295U}) {
+        Ogl::Random random(seed);
+        std::srand(seed);
+        for (int i = 0; i < 100; ++i) {
+            ASSERT_EQ(random.Draw(), static_cast<std::uint32_t>(std::rand())) << "seed " << seed << ", number " << i;
+        }
+    }
+    Ogl::Random first(3);
+    first.Draw();
+    Ogl::Random copy = first;
+    std::uint32_t const next = first.Draw();
+    first.Draw();
+    EXPECT_EQ(copy.Draw(), next) << "a copy goes on by itself";
+}
+
+TEST(Random, IsTheProcessesWithoutASeed) {
+    std::srand(9);
+    int const first = std::rand();
+    int const second = std::rand();
+    std::srand(9);
+    EXPECT_EQ(Ogl::Random().Draw(), static_cast<std::uint32_t>(first));
+    Ogl::Random(4).Draw();  // takes none of them
+    EXPECT_EQ(Ogl::Random().Draw(), static_cast<std::uint32_t>(second));
+}
+
+TEST(Random, EachPlaceInAJobHasASeedOfItsOwn) {
+    for (std::uint32_t const job : {0U, 1U, 4294967295U}) {
+        EXPECT_EQ(Ogl::SeedOfEffect(job, 0, 0), job);
+        EXPECT_EQ(Ogl::SeedOfTransition(job, 0), job);
+        std::set<std::uint32_t> seeds{job};
+        std::size_t places = 1;
+        for (std::size_t clip = 0; clip < 20; ++clip) {
+            for (std::size_t number = 0; number < 5; ++number) {
+                seeds.insert(Ogl::SeedOfEffect(job, clip, number));
+                places += clip + number == 0 ? 0 : 1;
+            }
+            seeds.insert(Ogl::SeedOfTransition(job, clip + 1));
+            ++places;
+        }
+        EXPECT_EQ(seeds.size(), places);
+    }
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests
