@@ -365,7 +365,8 @@ private:
             shapes.SetFresh(false);
         }
 
-        /// Pieces that leave first come last. The order is random, but a piece leaves only when no other is in its way.
+        /// Pieces that leave first come last. The order is partly random; pieces with fewer others in their way tend to
+        /// leave earlier.
         void MakeQuads() {
             auto const columns = static_cast<std::uint32_t>(grid.columns);
             auto const chance = [&](std::uint32_t piece, std::uint32_t number) {

@@ -86,7 +86,7 @@ double FractalNoise(double x) {
 
 using Point = glm::dvec2;
 
-/// Appends strokes from their lower to their upper ends, one after the other along one path, and adds their lengths to
+/// The strokes, each from its lower to its upper end, one after the other along one path. Adds the path's length to
 /// `path`.
 std::vector<TransitionWaterbrush::CacheImpl::segment> LayOut(std::array<Point, 4> const& area, double low, double high,
                                                              int strokes, double& path) {
