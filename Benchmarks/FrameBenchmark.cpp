@@ -1,5 +1,5 @@
 // What frames, transfers, passes and effects cost, in milliseconds and as a ratio to the plain copy ("copies"),
-// measured in turn with it: machines are noisy, ratios less so. `kaltor bench` reports the effects alone.
+// measured in turn with it, since ratios vary less between runs than times. `kaltor bench` reports the effects alone.
 
 #include <string>
 #include <utility>
@@ -49,7 +49,7 @@ void TimeBatches(benchmark::State& state, FrameInfo const& size, Measure::Batch 
     state.counters["copies"] = timer.GetTiming().copies;
 }
 
-/// The same for what does one frame.
+/// The same for a function that draws one frame.
 template <typename Action>
 void TimeFrames(benchmark::State& state, FrameInfo const& size, Action action) {
     TimeBatches(state, size, [&action](int count) {
@@ -71,7 +71,7 @@ void Upload(benchmark::State& state, FrameInfo size) {
     });
 }
 
-/// The uploader's conversion on the processor, from 4:2:0; nothing where the GPU takes such frames as they are.
+/// The uploader's conversion on the processor, from 4:2:0; does nothing where the GPU takes such frames unconverted.
 void Convert(benchmark::State& state, FrameInfo size) {
     auto const converter =
         Factory()->CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, Proc::ImplNames::DEFAULT);
@@ -85,7 +85,7 @@ void Convert(benchmark::State& state, FrameInfo size) {
 
 void Copy(benchmark::State& state, FrameInfo size) {
     FramePtr const source = Measure::ToGpu(*Factory(), Measure::MakeNoise(kOpaqueFormat, size, 1));
-    Ogl::Frame last;  // lives on, or the driver may leave out what is overdrawn
+    Ogl::Frame last;  // kept alive: the driver may skip drawing that is overwritten
     TimeFrames(state, size, [&] {
         Manager().Invoke([&](ShaderStorage const& storage) {
             Ogl::Frame target;
@@ -119,7 +119,7 @@ void EndToEnd(benchmark::State& state, FrameInfo size) {
     TimeBatches(state, size, [&run](int count) { run.DrawEndToEnd(count); });
 }
 
-/// What a frame costs beside its drawing: wrapper, task, thread change, storage, on a picture of one pixel.
+/// What a frame costs besides its drawing (wrapper, task, thread change, storage), measured on a picture of one pixel.
 void Overhead(benchmark::State& state) {
     NoiseFrames const frames(Factory(), {1, 1, 1, 1});
     auto const transition =
@@ -131,7 +131,7 @@ void Overhead(benchmark::State& state) {
     }
 }
 
-/// Rounds that a row takes. Fixed, since the time of the reference between them does not count as the row's.
+/// Rounds for each row. Fixed, since the reference's time between them does not count towards the row's.
 constexpr int kIterations = 12;
 
 template <typename Function, typename... Arguments>

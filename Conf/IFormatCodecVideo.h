@@ -6,7 +6,7 @@
 
 namespace Kaltor::Conf {
 
-/// The format that a stage of a processing graph hands on; effects rewrite it to tell what they will produce.
+/// The format that a stage of a processing graph hands on; effects rewrite it to the format that they will produce.
 class IFormatCodecVideo : public IRefCount {
 public:
     virtual PixFmt GetPixFmt() const = 0;
@@ -17,7 +17,7 @@ public:
                                    std::uint32_t aspectY) = 0;
 };
 
-/// A plain one.
+/// A plain implementation.
 boost::intrusive_ptr<IFormatCodecVideo> MakeFormatCodecVideo(PixFmt format, FrameInfo const& info);
 
 }  // namespace Kaltor::Conf

@@ -27,24 +27,24 @@ enum class PixFmt : std::int32_t {
 constexpr PixFmt kOpaqueFormat = PixFmt::Rgb24;
 constexpr PixFmt kAlphaFormat = PixFmt::Rgba;
 
-/// What is to be known of a pixel format.
+/// The properties of a pixel format.
 struct PixFmtDescription {
     static constexpr std::uint32_t kYuv = 1;     ///< luma and chroma, or luma alone
-    static constexpr std::uint32_t kPlanar = 2;  ///< one plane a component, or luma and interleaved chroma
+    static constexpr std::uint32_t kPlanar = 2;  ///< one plane per component, or luma and interleaved chroma
     static constexpr std::uint32_t kAlpha = 8;
 
     PixFmt format;
     char const* name;
     std::uint32_t flags;
     std::uint8_t planes;
-    std::uint8_t bits;         ///< of one component
+    std::uint8_t bits;         ///< bits of one component
     std::uint8_t chromaXLog2;  ///< chroma is 1 / 2^this as wide as luma
     std::uint8_t chromaYLog2;
 
     bool HasAlpha() const { return (flags & kAlpha) != 0; }
     bool IsYuv() const { return (flags & kYuv) != 0; }
 
-    /// Throws `std::invalid_argument` for a number that is no format.
+    /// Throws `std::invalid_argument` for a number that is not a format.
     static PixFmtDescription const& Find(PixFmt format);
 };
 
@@ -55,14 +55,14 @@ PixFmt OutputFormat(PixFmt source);
 enum class ColorMatrix : std::uint8_t { Unspecified, Bt601, Bt709, Bt2020 };
 enum class ColorRange : std::uint8_t { Unspecified, Limited, Full };
 
-/// How a frame's YUV samples are to be read.
+/// How a frame's YUV samples are to be interpreted.
 struct ColorSpec {
     ColorMatrix matrix = ColorMatrix::Unspecified;
     ColorRange range = ColorRange::Unspecified;
 
     bool operator==(ColorSpec const&) const = default;
 
-    /// With what is unspecified filled in by practice: BT.709 from 720 lines up, BT.601 below; limited range.
+    /// A copy with the unspecified parts filled in as is usual: BT.709 from 720 lines up, BT.601 below; limited range.
     ColorSpec Resolved(std::uint32_t height) const;
 };
 

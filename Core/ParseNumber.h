@@ -8,8 +8,9 @@
 
 namespace Kaltor::Core {
 
-/// The number that `text` is as a whole, in any locale with a point; one leading + is allowed. Nothing where the text
-/// is anything else (blanks around it, too) or the number does not fit `T`. Infinity and NaN are numbers here.
+/// Parses the whole of `text` as a number, with a decimal point in any locale; one leading + is allowed. Empty if the
+/// text is anything else (surrounding blanks count, too) or the number does not fit `T`. Infinity and NaN are numbers
+/// here.
 template <typename T>
 requires std::integral<T> || std::floating_point<T> std::optional<T> ParseNumber(std::string_view text) {
     if (text.starts_with('+') && !text.starts_with("+-")) {

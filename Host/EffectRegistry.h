@@ -33,7 +33,7 @@ public:
     /// In order of registration; a replaced registration keeps its place.
     std::vector<RegisteredEffect> List() const;
 
-    /// Makes what is registered here, also what is registered later; it may outlive the registry.
+    /// A factory for everything that is registered here, now or later. It may outlive the registry.
     boost::intrusive_ptr<Proc::IEffectFactory const> GetFactory() const;
 
 private:

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The folder of the shared library that the host and the plug-in have in common, or "" where it is not known.
+/// The folder of the shared library that the host and the plug-in both use, or "" if it is not known.
 fs::path LibraryFolder() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
@@ -60,7 +60,7 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     if (!fs::exists(file, error)) {
         Core::Throw(std::runtime_error(fmt::format("the plug-in {} does not exist", file.string())));
     }
-    // A path without a slash would be searched for in the system's folders.
+    // The loader would look for a path without a slash in the system's folders.
     fs::path const absolute = fs::absolute(file);
     // Never unloaded: effects, caches and exceptions of the plug-in may live until the process ends.
     void* const library = dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
@@ -70,8 +70,8 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     void* const symbol = dlsym(library, Proc::kRegistratorSymbol);
     if (symbol == nullptr) {
         dlclose(library);
-        Core::Throw(std::runtime_error(fmt::format("{} is no plug-in: it does not export the symbol {}", file.string(),
-                                                   Proc::kRegistratorSymbol)));
+        Core::Throw(std::runtime_error(fmt::format("{} is not a plug-in: it does not export the symbol {}",
+                                                   file.string(), Proc::kRegistratorSymbol)));
     }
     reinterpret_cast<Proc::RegistratorFn>(symbol)(registry);
 }

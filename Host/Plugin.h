@@ -7,7 +7,7 @@
 
 namespace Kaltor::Host {
 
-/// The environment variable that names the plug-in's file, before any other place.
+/// The environment variable that names the plug-in's file. It is looked at before any other place.
 constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
 
 /// The plug-in's file: what `KALTOR_PLUGIN` names; else the first that exists beside the running program, beside the
@@ -16,7 +16,7 @@ constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
 std::filesystem::path FindPlugin();
 
 /// Loads a plug-in, for the rest of the process, and lets it register its effects. Throws `std::runtime_error` where
-/// the file is missing, does not load, or exports no `Registrator`; what the plug-in throws passes through.
+/// the file is missing, does not load, or exports no `Registrator`; exceptions of the plug-in pass through.
 void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& registry);
 
 /// The default effects and those of the plug-in.

@@ -81,7 +81,7 @@ FramePtr EffectRun::Process(std::array<FramePtr, 2> const& inputs, int number) {
 
 void EffectRun::Draw(int count) {
     for (int done = 0; done < count; done += kPositions) {
-        // Some frames as one task, so that waiting for the GL thread does not count as drawing.
+        // Several frames run as one task, so that waiting for the GL thread does not count as drawing.
         intrusive_ptr<DataVideoOGL> const all = DataVideoOGL::Create(kOpaqueFormat, {1, 1, 1, 1});
         std::vector<FramePtr> drawn;
         for (int i = 0; i < kPositions && done + i < count; ++i) {
@@ -91,7 +91,8 @@ void EffectRun::Draw(int count) {
             }
         }
         all->Execute();
-        // A frame drawn last must live on, or the next is drawn into its texture and the driver may leave it out.
+        // The last frame stays alive. Otherwise the next one is drawn into its texture, and the driver may skip the
+        // first drawing.
         last = drawn.back();
     }
 }

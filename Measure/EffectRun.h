@@ -15,10 +15,10 @@ namespace Kaltor::Measure {
 using FactoryPtr = boost::intrusive_ptr<Proc::IEffectFactory const>;
 using FramePtr = boost::intrusive_ptr<Proc::IDataVideo>;
 
-/// A picture that nothing can compress or skip.
+/// A picture of noise, which no driver can compress or skip.
 boost::intrusive_ptr<Proc::DataVideoFF> MakeNoise(PixFmt format, Conf::FrameInfo const& size, unsigned seed);
 
-/// The picture on the GPU, uploaded when this returns.
+/// The picture on the GPU. The upload is complete when this returns.
 FramePtr ToGpu(Proc::IEffectFactory const& factory, FramePtr frame);
 
 /// What effects are measured on: two pictures of noise, each in main memory and on the GPU.
@@ -30,8 +30,8 @@ struct NoiseFrames {
     std::array<FramePtr, 2> gpu;     ///< opaque RGB
 };
 
-/// One registered effect, transition or service on frames whose time goes round `kPositions` places within one second:
-/// 1/8, 3/8, 5/8 and 7/8; progress follows it.
+/// One registered effect, transition or service on frames whose time cycles through `kPositions` places within one
+/// second: 1/8, 3/8, 5/8 and 7/8. Progress follows the time.
 class EffectRun {
 public:
     static constexpr int kPositions = 4;
@@ -39,10 +39,10 @@ public:
     /// `frames` must outlive it.
     EffectRun(FactoryPtr const& factory, Proc::Settings const& settings, bool isTwoInput, NoiseFrames const& frames);
 
-    /// The work of the effect alone: frames on the GPU in and out. (The uploader's begin, the downloader's end in main
-    /// memory.) Does not wait until they are drawn.
+    /// The work of the effect alone, with frames on the GPU in and out. (The uploader takes frames in main memory, the
+    /// downloader returns them there.) Does not wait until they are drawn.
     void Draw(int count);
-    /// From frames in main memory to frames in main memory, 4:2:0 both, one after the other.
+    /// From 4:2:0 frames in main memory to 4:2:0 frames in main memory, one after the other.
     void DrawEndToEnd(int count);
 
 private:
@@ -51,7 +51,7 @@ private:
     NoiseFrames const& frames;
     bool isUploader;
     boost::intrusive_ptr<Proc::IOneInputEffectVideo>
-        uploader;  ///< before a downloader, which leaves other frames alone
+        uploader;  ///< used before a downloader, which ignores frames in main memory
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> one;
     boost::intrusive_ptr<Proc::ITwoInputEffectVideo> two;
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> downloader;

@@ -39,7 +39,7 @@ void ReferenceCopy::Draw(int times) {
         storage.Copy().Use();
         storage.Copy().Uniform("tex", 0);
         for (int i = 0; i < times; ++i) {
-            // Targets in turn, or the driver may leave out what is overdrawn.
+            // Two targets in turn: the driver may skip drawing that is overwritten.
             storage.FBO().Attach(textures[1 + static_cast<std::size_t>(i % 2)]);
             textures[0].Use(0);
             storage.Quad().Activate();
@@ -52,7 +52,7 @@ PairedTimer::PairedTimer(ReferenceCopy& reference, Batch drawFrames, int step, d
     : draw(std::move(drawFrames)), copy([&reference](int count) { reference.Draw(count); }) {
     constexpr int kFewestCopies = 2;
     constexpr int kMost = 4096;
-    Time(draw, step);  // programs are compiled, pools are filled
+    Time(draw, step);  // compiles programs and fills pools
     Time(copy, kFewestCopies);
     auto const choose = [&](Batch const& batch, int multiple, double seconds) {
         double const steps = seconds / (Time(batch, multiple) * multiple);

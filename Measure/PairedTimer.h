@@ -9,44 +9,44 @@
 
 namespace Kaltor::Measure {
 
-/// The pass that everything is compared with: one plain full-frame pass from an RGBA8 texture to an RGBA8 texture with
-/// linear filter.
+/// The pass that everything is compared with: one plain full-frame copy from an RGBA8 texture to another, with linear
+/// filtering.
 class ReferenceCopy {
 public:
     explicit ReferenceCopy(Conf::FrameInfo const& size);
-    /// Draws it so many times, without waiting for the GL.
+    /// Draws it this many times, without waiting for the GL.
     void Draw(int times);
 
 private:
     std::array<Ogl::Texture, 3> textures;
 };
 
-/// Draws `count` frames. They may still be on their way through the GL when it returns.
+/// Draws `count` frames. The GL may not have finished them when it returns.
 using Batch = std::function<void(int count)>;
 
-/// Times a batch of frames against the copy, round by round: each batch stands between two of copies, so that what
-/// slows the machine down slows both. The GL's pipeline is drained once a batch.
+/// Times a batch of frames against the copy, round by round. Each batch lies between two batches of copies, so that a
+/// slow moment of the machine slows both. The GL's pipeline is drained once per batch.
 class PairedTimer {
 public:
     struct Timing {
-        double milliseconds;      ///< a frame
-        double copyMilliseconds;  ///< a copy
+        double milliseconds;      ///< per frame
+        double copyMilliseconds;  ///< per copy
         double copies;            ///< their ratio
     };
 
-    /// Draws some frames before anything counts. A batch has a multiple of `step` frames and takes about
-    /// `batchSeconds`. All must outlive it.
+    /// First draws some frames that are not timed. A batch has a multiple of `step` frames and takes about
+    /// `batchSeconds`. All arguments must outlive it.
     PairedTimer(ReferenceCopy& reference, Batch draw, int step, double batchSeconds);
 
-    /// Gives the seconds of one frame in this round.
+    /// Returns the seconds of one frame in this round.
     double Round();
-    /// Rounds until `seconds` have gone by, three at least.
+    /// Runs rounds until `seconds` have passed, at least three.
     Timing Run(double seconds);
     /// Medians of the rounds so far.
     Timing GetTiming() const;
 
 private:
-    /// Seconds of one of `count`, drained.
+    /// Seconds per frame of `count` frames, including the draining.
     static double Time(Batch const& batch, int count);
 
     Batch draw;

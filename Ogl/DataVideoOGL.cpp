@@ -6,7 +6,7 @@
 
 namespace Kaltor::Ogl {
 
-/// Runs the chain of one frame.
+/// Runs the task chain of one frame.
 class DataVideoOGL::ChainTask final : public IOglTask {
 public:
     explicit ChainTask(DataVideoOGL& owner) : IOglTask(OglCapability::Render, nullptr), frame(&owner) {}
@@ -19,7 +19,7 @@ private:
     boost::intrusive_ptr<DataVideoOGL> frame;
 };
 
-/// Stands in a chain for what failed before.
+/// A task that carries an earlier error through a chain.
 class DataVideoOGL::FailedTask final : public IOglTask {
 public:
     explicit FailedTask(std::exception_ptr const& reason) : IOglTask(OglCapability::Render, nullptr) { Fail(reason); }
@@ -71,8 +71,8 @@ void DataVideoOGL::Execute() {
 
 void DataVideoOGL::RunTasks(ShaderStorage const& storage) {
     using Tasks = std::vector<boost::intrusive_ptr<IOglTask>>;
-    // Tasks leave the frame on the GL thread only, and only when they have run: whoever concatenates until then sees
-    // them, and afterwards sees the error.
+    // Tasks leave the frame only on the GL thread, after they have run. A caller that concatenates before that gets the
+    // tasks; one that comes later gets the error.
     Tasks tasks;
     std::unique_lock lock(mutex);
     tasks = inputTasks;

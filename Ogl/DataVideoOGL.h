@@ -12,7 +12,7 @@ namespace Kaltor::Ogl {
 
 /// A video frame on the GPU with the tasks that are still to draw it. The tasks of one frame run in the order in which
 /// they were attached; a task that several frames wait for runs once. A frame with a task that failed has no picture:
-/// it keeps the error, and everyone who uses it from then on gets that. Any thread, but for `FrameData`.
+/// it keeps the error, and every later use throws it. Any thread, except for `FrameData`.
 class DataVideoOGL final : public Proc::DataVideoBase<Proc::IDataVideo> {
 public:
     /// An empty frame: its textures are made when it is first drawn.
@@ -21,11 +21,11 @@ public:
     }
 
     void AttachTask(boost::intrusive_ptr<IOglTask> task);
-    /// Puts what is pending on `source`, or its error, in front of this frame's own tasks, behind what was put there
-    /// before. Takes the source's colour tags where this frame has none. A null source changes nothing.
+    /// Puts the pending tasks of `source`, or its error, in front of this frame's own tasks and behind those that were
+    /// put there before. Takes the source's colour tags if this frame has none. A null source changes nothing.
     void ConcatenateTasks(boost::intrusive_ptr<DataVideoOGL> const& source);
-    /// Runs the pending tasks on the GL thread and waits for them. Rethrows what the first failing one throws, and
-    /// again in every later call; the tasks behind it are dropped.
+    /// Runs the pending tasks on the GL thread and waits for them. Rethrows the error of the first task that fails, now
+    /// and in every later call; the tasks behind it are dropped.
     void Execute();
 
     /// The frame's picture. Rethrows the frame's error. GL thread only.

@@ -37,7 +37,7 @@ glm::mat3 ToMat3(ColorTransform const& transform) {
     return result;
 }
 
-/// Fills what a picture of four bytes a pixel has beyond `width` and `height` with its last column and row.
+/// Fills the part of a picture (four bytes per pixel) beyond `width` and `height` with its last column and row.
 void RepeatEdges(AVFrame& frame, std::uint32_t width, std::uint32_t height) {
     constexpr std::ptrdiff_t kPixel = 4;
     auto const row = [&frame](std::ptrdiff_t y) { return frame.data[0] + frame.linesize[0] * y; };
@@ -148,8 +148,8 @@ void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, Shad
     };
     if (picture->isConvertedLater) {
         constexpr int kThreads = 2;
-        // Of odd sides libswscale would read beyond the last column and squeeze chroma a little along the rows: the
-        // picture is converted with even ones.
+        // With odd sides libswscale would read beyond the last column and squeeze chroma a little along the rows. So
+        // the picture is converted with even sides.
         Conf::FrameInfo const info = target->GetFrameInfo();
         Conf::FrameInfo const even{info.width + info.width % 2, info.height + info.height % 2, 1, 1};
         bool const isEven = info.width == even.width && info.height == even.height;
@@ -197,7 +197,7 @@ Frame Frame::ConvertToYUV420(ShaderStorage const& storage) const {
     ColorSpec const spec = picture->colorSpec.Resolved(picture->height);
     Frame rgb = ConvertToRGBA(storage);
     if (PixFmtDescription::Find(rgb.GetPixFmt()).HasAlpha()) {
-        // Before chroma is averaged: the colour under what is transparent must not bleed.
+        // Done before chroma is averaged: colours under transparent pixels must not bleed.
         rgb = Flatten(rgb, storage);
     }
     if (OglManager::GetInstance().GetStrategy().convertsOnCpu) {

@@ -20,11 +20,11 @@ class ShaderStorage;
 class Surface;
 
 /// A picture on the GPU: a reference to its textures, cheap to copy. The textures go back to the manager's pool with
-/// the last reference. The picture stands upright: its top row is at t = 1. GL thread only, but for copies and the
+/// the last reference. The picture stands upright: its top row is at t = 1. GL thread only, except for copies and the
 /// destructor.
 class Frame {
 public:
-    /// Without a picture.
+    /// A frame without a picture.
     Frame() = default;
     static Frame Create() { return {}; }
 
@@ -36,27 +36,27 @@ public:
     PixFmt GetPixFmt() const;
     std::uint32_t GetWidth() const;
     std::uint32_t GetHeight() const;
-    /// The tags of YUV samples; on RGB, those that a conversion to YUV is to be made with.
+    /// The tags of YUV samples. On RGB: the tags for a conversion to YUV.
     ColorSpec GetColorSpec() const;
     void SetColorSpec(ColorSpec const& spec);
 
     /// Fills the frame with a CPU frame of its own format and size.
     void Upload(boost::intrusive_ptr<Proc::IDataVideo> const& source, ShaderStorage const& storage);
-    /// Fills a CPU frame of the same size: an RGB one from an RGB frame, a YUV one from a frame of the same format; and
-    /// tags it. Blocks until the GL has drawn the frame.
+    /// Fills and tags a CPU frame of the same size: an RGB one from an RGB frame, a YUV one from a frame of the same
+    /// format. Blocks until the GL has drawn the frame.
     void Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, ShaderStorage const& storage) const;
 
-    /// The same picture as one RGBA texture: itself where it is one.
+    /// The same picture as one RGBA texture; the frame itself if it is one already.
     Frame ConvertToRGBA(ShaderStorage const& storage) const;
-    /// The same picture in planar 4:2:0, with the frame's colour tags (resolved by practice); what is transparent is
-    /// laid over black. Where conversions run on the processor it is made while it is downloaded.
+    /// The same picture in planar 4:2:0, with the frame's colour tags (resolved as is usual); transparent parts are
+    /// laid over black. Where conversions run on the processor, the conversion happens during the download.
     Frame ConvertToYUV420(ShaderStorage const& storage) const;
 
     /// The texture of an RGB frame, the luma plane of a YUV one.
     Texture const& GetFirstTexture() const;
     /// Draws the picture, whatever its format, through `mesh` of (s, t, x, y) into the attached target, under the
-    /// current blend state. A quad whose corners are known shows it to the byte where its texels meet the pixels one by
-    /// one, and where it is made smaller, each pixel as the mean of the texels that it covers.
+    /// current blend state. With a quad whose corners are known, the result is exact to the byte where texels and
+    /// pixels coincide; where the picture is made smaller, each pixel is the mean of the texels that it covers.
     void Draw(Mesh const& mesh, ShaderStorage const& storage) const;
 
 private:

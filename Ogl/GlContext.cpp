@@ -44,7 +44,7 @@ struct GlContext::Egl {
 namespace {
 
 constexpr char const* kInstall =
-    "on Debian and its kin install libegl1 libgl1 libgl1-mesa-dri (software GL), or the GPU's own driver";
+    "on Debian and similar systems install libegl1 libgl1 libgl1-mesa-dri (software GL), or the GPU's own driver";
 
 /// One way to reach a display.
 struct Candidate {
@@ -94,7 +94,7 @@ std::vector<Candidate> ListCandidates() {
     return candidates;
 }
 
-/// Makes a context on the candidate's display current. Returns why it cannot, or "".
+/// Makes a context on the candidate's display current. Returns the reason if it cannot, or "".
 std::string MakeCurrent(Candidate const& candidate, EGLDisplay& display, EGLContext& context, EGLSurface& surface) {
     display = candidate.open();
     EGLint major = 0;
@@ -155,7 +155,7 @@ GlInfo QueryInfo(std::string const& platform) {
     return info;
 }
 
-/// What the current context lacks of what the frames need, or "".
+/// The features that frames need and the current context lacks, or "".
 std::string FindMissing() {
     constexpr int kVersion21 = 21;
     constexpr int kVersion30 = 30;
@@ -204,7 +204,7 @@ GlContext::GlContext() {
     };
     for (Candidate const& candidate : candidates) {
         if (softwareCandidate != nullptr && candidate.isPbuffer) {
-            break;  // a window system's display is the last resort, not a way to better hardware
+            break;  // a window system's display is only a last resort
         }
         std::unique_ptr<Egl> made = attempt(candidate);
         if (!made) {
@@ -220,7 +220,7 @@ GlContext::GlContext() {
         }
     }
     if (softwareCandidate != nullptr) {
-        // Made again rather than kept: displays of one vendor share state that ending another one would take away.
+        // Made again rather than kept: displays of one vendor share state, which ending another display would destroy.
         egl = attempt(*softwareCandidate);
     }
     if (!egl) {

@@ -5,7 +5,7 @@
 
 namespace Kaltor::Ogl {
 
-/// What is to be known of the GL in use.
+/// The properties of the GL in use.
 struct GlInfo {
     std::string platform;  ///< "surfaceless", "device" or "pbuffer" (EGL)
     std::string vendor;
@@ -17,12 +17,11 @@ struct GlInfo {
     bool isSoftware = false;  ///< drawn by the processor
 };
 
-/// A desktop GL context of 2.1 or later, compatibility profile, with framebuffer objects and float textures, that
-/// needs no window. Prefers hardware over software. Thread: made, used and destroyed on one thread, where it is
-/// current all the while.
+/// A desktop GL context of 2.1 or later, compatibility profile, with framebuffer objects and float textures, that needs
+/// no window. Prefers hardware over software. Made, used and destroyed on one thread, where it is always current.
 class GlContext {
 public:
-    /// Throws `std::runtime_error` with one message that says what is missing and what to install.
+    /// Throws `std::runtime_error` with a message that says what is missing and what to install.
     GlContext();
     ~GlContext();
     GlContext(GlContext const&) = delete;

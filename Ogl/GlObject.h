@@ -35,7 +35,7 @@ private:
     GLuint name = 0;
 };
 
-/// How many objects of each kind exist now and were ever made; tests look for leaks and for churn.
+/// How many objects of each kind exist now, and how many were ever made. Tests look for leaks and needless new objects.
 struct GlObjectCounts {
     std::array<std::int64_t, kGlKinds> alive{};
     std::array<std::int64_t, kGlKinds> made{};

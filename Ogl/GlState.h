@@ -17,8 +17,8 @@ private:
     bool wasEnabled;
 };
 
-/// Lets something else be drawn in between: for its own lifetime no capability is on; its destructor brings back the
-/// target, the viewport, the capabilities, blending, the colour mask and the clear colour. GL thread.
+/// Allows other drawing in between: for its own lifetime no capability is enabled. Its destructor restores the target,
+/// the viewport, the capabilities, blending, the colour mask and the clear colour. GL thread.
 class Interlude {
 public:
     Interlude();
@@ -30,7 +30,7 @@ private:
     GLint target = 0;
 };
 
-/// Enables a client-side vertex array (`GL_VERTEX_ARRAY` and its kin) for its own lifetime. For plug-ins that draw with
+/// Enables a client-side vertex array (such as `GL_VERTEX_ARRAY`) for its own lifetime. For plug-ins that draw with
 /// arrays of their own; a `Mesh` leaves its arrays on until the next one is activated.
 class EnableClientState {
 public:
@@ -44,9 +44,9 @@ private:
     bool wasEnabled;
 };
 
-/// The state that every task starts from and leaves behind: no program, target, buffer or vertex array, nothing
-/// enabled, unit 0 active. (Textures stay bound; whoever samples binds its own.) Its destructor brings the GL back
-/// there, also when an exception passes. GL thread.
+/// The state in which every task starts and ends: no program, target, buffer or vertex array, nothing enabled, unit 0
+/// active. (Textures stay bound; code that samples binds its own.) The destructor restores this state, also when an
+/// exception passes. GL thread.
 class CleanState {
 public:
     CleanState() = default;
@@ -54,15 +54,16 @@ public:
     CleanState(CleanState const&) = delete;
     CleanState& operator=(CleanState const&) = delete;
 
-    /// Throws `std::runtime_error` where the GL reports an error; debug builds only, since asking costs.
+    /// Throws `std::runtime_error` if the GL reports an error; debug builds only, since the query takes time.
     void Check() const;
 };
 
-/// Clears the whole of the attached target to black, transparent or opaque, whatever the clear colour, the colour mask
-/// and the scissor test are; the first and the last of these stay as they are. Leaves all channels open to drawing.
+/// Clears the whole of the attached target to black, transparent or opaque, regardless of the clear colour, the colour
+/// mask and the scissor test. The clear colour and the scissor test stay unchanged; the colour mask is left with all
+/// channels enabled.
 void ClearAttached(bool isOpaque);
 
-/// Throws `std::runtime_error` that names `action` where the GL reports an error; its memory running out included.
+/// Throws `std::runtime_error` with the name `action` if the GL reports an error, such as running out of memory.
 void ThrowOnGlError(char const* action);
 
 }  // namespace Kaltor::Ogl

@@ -8,11 +8,11 @@
 
 namespace Kaltor::Ogl {
 
-/// The first line of every program's text that is put together from pieces.
+/// The first line of every program text that is put together from pieces.
 constexpr char kGlslVersion[] = "#version 120\n";
 
-/// GLSL: `vec4 Straight(vec3 color, float alpha)` is what a frame with straight alpha is to hold: no colour where alpha
-/// is stored as 0, since rounding may have left some next to none. `vec4 Unmultiply(vec4 color)` is that for a
+/// GLSL: `vec4 Straight(vec3 color, float alpha)` is the value to store in a frame with straight alpha: colour is 0
+/// where alpha is stored as 0, since a tiny alpha is rounded to 0. `vec4 Unmultiply(vec4 color)` does the same for a
 /// premultiplied colour.
 constexpr char kStraightAlpha[] = R"glsl(
 vec4 Straight(vec3 color, float alpha) {
@@ -23,8 +23,8 @@ vec4 Unmultiply(vec4 color) {
 }
 )glsl";
 
-/// The text of one stage of a program: whole, or in pieces that are joined when the program is compiled. Refers to the
-/// pieces and keeps none of them: for arguments only.
+/// The text of one stage of a program, whole or in pieces that are joined when the program is compiled. Refers to the
+/// pieces without copying them: for arguments only.
 class GlslText {
 public:
     GlslText(char const* whole) : pieces{whole}, count(1) {}
@@ -33,7 +33,7 @@ public:
     GlslText(std::initializer_list<char const*> parts) {
         for (char const* const part : parts) {
             if (count == kMostPieces) {
-                throw std::length_error("too many pieces of a program");
+                throw std::length_error("too many pieces of program text");
             }
             pieces[count++] = part;
         }

@@ -20,16 +20,16 @@ public:
     /// Does the work; `capability` is the task's own. GL thread only.
     virtual void Run(OglCapability capability, ShaderStorage const& storage) = 0;
 
-    /// Blocks until the task has run; rethrows what it threw. Throws `std::logic_error` on the GL thread, where the
-    /// wait would never end.
+    /// Blocks until the task has run; rethrows what it threw. Throws `std::logic_error` on the GL thread, where it
+    /// would wait forever.
     void WaitForComplete();
     OglCapability GetCapability() const { return capability; }
 
     /// Runs the task unless it has run, and keeps what it throws. GL thread, for the manager and the frames.
     void Perform(ShaderStorage const& storage) noexcept;
-    /// Ends a task that will not be run any more. Any thread.
+    /// Fails a task that will not be run any more. Any thread.
     void Fail(std::exception_ptr reason) noexcept;
-    /// What the task threw; null where it completed, or has not run yet.
+    /// What the task threw; null if it completed or has not run yet.
     std::exception_ptr GetError() const { return IsComplete() ? error : nullptr; }
     bool IsComplete() const { return isComplete.load(std::memory_order_acquire); }
 

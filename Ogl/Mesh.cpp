@@ -10,7 +10,7 @@ namespace {
 
 constexpr GLsizei kFloat = sizeof(float);
 
-/// Exactly these of the GL's own arrays are on from here.
+/// From here on exactly these built-in arrays of the GL are enabled.
 void EnableArrays(bool hasVertices, bool hasTexCoords, bool hasNormals) {
     auto const set = [](GLenum array, bool isOn) { isOn ? glEnableClientState(array) : glDisableClientState(array); };
     set(GL_VERTEX_ARRAY, hasVertices);
@@ -30,12 +30,12 @@ GLsizei Limit(int count, GLsizei all) {
     return count < 0 ? all : std::min(static_cast<GLsizei>(count), all);
 }
 
-/// From the bound buffer of indices.
+/// Draws from the bound index buffer.
 void DrawIndexed(int count, GLsizei all) {
     glDrawElements(GL_TRIANGLES, Limit(count, all), GL_UNSIGNED_INT, nullptr);
 }
 
-/// With a copy of `values`.
+/// A buffer with a copy of `values`.
 template <typename Value>
 GLBuffer MakeBuffer(GLenum target, GLenum usage, std::vector<Value> const& values) {
     GLBuffer buffer(target, usage);

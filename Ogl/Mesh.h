@@ -19,18 +19,18 @@ public:
     virtual ~Mesh() = default;
     /// Sets the vertex arrays; another mesh's activation ends it.
     virtual void Activate() const = 0;
-    /// Draws the triangles of the active mesh: of its indices the first `count`, or all.
+    /// Draws the triangles of the active mesh: the first `count` of its indices, or all.
     virtual void Draw(int count) const = 0;
     void Draw() const { Draw(kAll); }
     static constexpr int kAll = -1;
 
     /// Four corners of (s, t, x, y): lower left, lower right, upper right, upper left.
     using Corners = std::array<float, 16>;
-    /// Where the mesh is one quad whose place is known: its corners. Null by default.
+    /// The corners if the mesh is one quad whose position is known. Null by default.
     virtual Corners const* GetCorners() const { return nullptr; }
 };
 
-/// Indices (three a triangle) and vertices of four floats: s, t, x, y. Textures have (0, 0) at the lower left, clip
+/// Indices (three per triangle) and vertices of four floats: s, t, x, y. Textures have (0, 0) at the lower left, clip
 /// space runs from -1 to 1.
 struct PackedQuad {
     std::vector<unsigned> indices;
@@ -45,11 +45,11 @@ public:
     explicit Quad(GLenum usage);
     Quad(PackedQuad const& packed, GLenum usage);
 
-    /// Writes the one quad's vertices and remembers them, so that a frame drawn through it knows by how much it is
-    /// made smaller.
+    /// Writes the one quad's vertices and remembers them, so that a frame that is drawn through it knows by how much it
+    /// shrinks.
     void SetCorners(Corners const& value);
     Corners const* GetCorners() const override { return corners ? &*corners : nullptr; }
-    /// For vertices that are not one known quad's.
+    /// For vertices that do not form one known quad.
     GLBuffer& GetVertexBuffer() { return vertices; }
     void Activate() const override;
     using Mesh::Draw;
@@ -79,7 +79,7 @@ public:
     /// Empty: holds no points yet and draws nothing.
     Mesh3d();
 
-    /// Uploads `packed` in place of what was there.
+    /// Uploads `packed` in place of the former content.
     void Build(PackedMesh3d const& packed, GLenum usage);
     bool IsEmpty() const { return indexCount == 0; }
     void Activate() const override;
@@ -117,8 +117,8 @@ private:
     GLsizei indexCount;
 };
 
-/// A triangle mesh whose vertices carry what one vertex program needs. `Vertex` is a struct of floats with a static
-/// array of `VertexAttribute`s, `kLayout`, which names them in their order.
+/// A triangle mesh whose vertices carry the attributes that one vertex program needs. `Vertex` is a struct of floats
+/// with a static array of `VertexAttribute`s, `kLayout`, which names them in their order.
 template <typename Vertex>
 struct PackedMesh {
     std::vector<unsigned> indices;

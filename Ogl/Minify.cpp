@@ -1,7 +1,7 @@
 // A picture that is made smaller by more than 2 with linear filtering leaves texels out: fine detail turns to moire and
 // flickers when it moves. Here each pixel is the exact mean over its footprint. Without alpha one linear sample reads
-// four texels, at the place between them where they have the right weights to one another. With alpha each texel is
-// read alone, since colours have to be weighed by alpha before they are added.
+// four texels; it is placed between them so that their relative weights are right. With alpha each texel is read alone,
+// since colours have to be weighted by alpha before they are added.
 
 #include "Ogl/Minify.h"
 
@@ -76,7 +76,8 @@ void main() {
 }
 )glsl";
 
-/// Samples along one axis. Few are written into the program, whose loops are unrolled; many are a uniform's matter.
+/// Samples along one axis. Small counts are constants in the program, so that its loops are unrolled; larger ones are
+/// uniforms.
 constexpr int kMostWritten = 4;
 
 bool IsWritten(std::array<int, 2> const& counts) {
@@ -140,19 +141,19 @@ Footprint::Footprint(Mesh::Corners const& corners, std::uint32_t width, std::uin
     if (!one.hasArea || !two.hasArea) {
         return;
     }
-    // Where the quad is bent, what is made smaller the less decides: rather sharp than blurred. Of a quad smaller than
-    // a pixel the whole picture is the mean.
+    // If the quad is bent, the side that shrinks less decides: sharpness matters more than smoothness. For a quad
+    // smaller than a pixel the mean covers the whole picture.
     auto const texels = [](double x1, double y1, double x2, double y2, double count) {
         return std::clamp(std::min(std::hypot(x1, y1), std::hypot(x2, y2)) * count, 1.0, count);
     };
     s = texels(one.sx, one.sy, two.sx, two.sy, columns);
     t = texels(one.tx, one.ty, two.tx, two.ty, rows);
-    // Along the whole quad rounding may add up to a little.
+    // Rounding errors may add up a little along the whole quad.
     isMinified = (s - 1.0) * pixelsX > kDrift || (t - 1.0) * pixelsY > kDrift;
 
     bool const isUpright =
         std::fabs(one.sy * pixelsY * columns) < kDrift && std::fabs(one.tx * pixelsX * rows) < kDrift;
-    // Whether a whole number of texels falls on each pixel, edge on edge. The first corner's edges decide.
+    // Whether each pixel covers a whole number of texels, with edges aligned. The first corner's edges decide.
     auto const isAligned = [](double texelsPerPixel, double pixels, double texel, double edge) {
         double const whole = std::round(texelsPerPixel);
         return whole != 0.0 && std::fabs(texelsPerPixel - whole) * pixels < kDrift && IsWhole(texel - whole * edge);

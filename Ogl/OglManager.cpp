@@ -10,7 +10,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// The manager while its GL thread lives. Objects that outlive it have nothing left to free: their names went with
+/// The manager while its GL thread runs. Objects that outlive it have nothing to free: their names were deleted with
 /// the context.
 std::atomic<OglManager*> liveManager{nullptr};
 
@@ -97,7 +97,7 @@ void OglManager::RunThread() {
         task.reset();
         lock.lock();
     }
-    // As long as there is a context, GL objects are still freed; whoever waits for anything else gets an error.
+    // As long as there is a context, GL objects are still freed. Waiting for any other task ends with an error.
     std::deque<boost::intrusive_ptr<IOglTask>> rest = std::exchange(queue, {});
     state = State::Stopped;
     lock.unlock();

@@ -19,7 +19,7 @@
 
 namespace Kaltor::Ogl {
 
-/// How frames are stored and moved: the one place where software GL and GPUs part.
+/// How frames are stored and moved: the one place that distinguishes software GL from GPUs.
 struct FrameStrategy {
     /// Colour conversions run on the processor's own threads (libswscale), not in shaders.
     bool convertsOnCpu = false;
@@ -27,7 +27,7 @@ struct FrameStrategy {
     bool isBlueFirst = false;
     /// Transfers go through pixel buffer objects.
     bool usesPixelBuffers = true;
-    /// A texel fetch costs more than the arithmetic around it: wide filters are worth cleverer ways.
+    /// A texel fetch costs more than the arithmetic around it, so that wide filters need special methods.
     bool areFetchesDear = false;
     /// What was drawn is finished before another texture becomes the target. Software GL draws in batches, and what
     /// shares a batch decides how it rounds; without this the progress of its threads would decide what does.
@@ -40,11 +40,11 @@ struct FrameStrategy {
 /// Owns the GL context and the one thread that uses it. Tasks run in the order in which they are submitted.
 class OglManager {
 public:
-    /// Starts the GL thread on first use. Throws `std::runtime_error` where there is no usable GL, each time anew.
+    /// Starts the GL thread on first use. Throws `std::runtime_error` if there is no usable GL; every call tries again.
     static OglManager& GetInstance();
 
     /// The manager while its GL thread runs: null before the first use, and after the stop at the program's end. Never
-    /// starts one. For destructors, which may come that late.
+    /// starts one. For destructors, which may run that late.
     static OglManager* FindInstance() noexcept;
 
     ~OglManager();
@@ -52,11 +52,11 @@ public:
     OglManager& operator=(OglManager const&) = delete;
 
     bool IsOpenGLThread() const { return std::this_thread::get_id() == threadId.load(); }
-    /// Throws `std::logic_error` on the GL thread, where waiting for a task would never end. To be called before what
-    /// is to be waited for is submitted.
+    /// Throws `std::logic_error` on the GL thread, where waiting for a task would never end. Call it before submitting
+    /// a task to wait for.
     void RequireOtherThread() const;
-    /// Submits a task and returns at once. After the manager has stopped the task fails instead of running; of those
-    /// that are still queued then, the ones that clean up run.
+    /// Submits a task and returns at once. After the manager has stopped the task fails instead of running; of the
+    /// tasks that are still queued then, only those that clean up run.
     void DoBackgroundTask(boost::intrusive_ptr<IOglTask> task);
     /// Runs `action(storage)` on the GL thread and waits for it; rethrows what it throws.
     template <typename Action>
@@ -76,10 +76,10 @@ public:
 
     /// Debug builds end the process where the calling thread is not the GL thread.
     static void AssertOpenGLThread();
-    /// Hands over a name that is to be deleted: at once on the GL thread, soon after from any other.
+    /// Takes a name to be deleted: at once on the GL thread, soon after on any other.
     static void Discard(GlKind kind, GLuint name) noexcept;
     static void CountMade(GlKind kind);
-    /// The name of a buffer object, one used before where there is one. GL thread.
+    /// The name of a buffer object; a former one is used again if there is one. GL thread.
     static GlObject TakeBuffer();
     static void GiveBack(GlObject buffer) noexcept;
     /// Gives a texture back to the pool.
@@ -106,7 +106,7 @@ private:
     std::thread thread;
 };
 
-/// The pixel formats in which `Frame::Upload` takes frames without a detour, best first.
+/// The pixel formats in which `Frame::Upload` takes frames without an extra conversion, best first.
 std::vector<PixFmt> GetSupportedPxlFmt();
 
 template <typename Action>

@@ -9,7 +9,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// Copies a plane row by row; each side's rows lie a step of its own apart.
+/// Copies a plane row by row. Source and target each have their own row step.
 void CopyRows(PlaneLayout const& layout, std::uint8_t* to, std::ptrdiff_t toStep, std::uint8_t const* from,
               std::ptrdiff_t fromStep) {
     for (std::uint32_t row = 0; row < layout.height; ++row) {
@@ -17,9 +17,9 @@ void CopyRows(PlaneLayout const& layout, std::uint8_t* to, std::ptrdiff_t toStep
     }
 }
 
-/// Calls move(firstRow, rows, memory) for a plane in main memory, whose rows lie a step apart from the lowest one up:
-/// once where the GL can take such steps, else row by row, which costs less than a copy of the plane in the other
-/// order. `rowLength` is the GL's parameter for the step in texels.
+/// Calls move(firstRow, rows, memory) for a plane in main memory whose rows are a step apart, from the lowest one up.
+/// That is one call if the GL can handle the step. Otherwise it is one call for each row, which costs less than a copy
+/// of the plane in the other order. `rowLength` is the GL's parameter for the step in texels.
 template <typename Byte, typename Move>
 void MoveRows(PlaneLayout const& layout, Byte* lowest, std::ptrdiff_t step, GLenum rowLength, Move const& move) {
     auto const texel = static_cast<std::ptrdiff_t>(layout.bytes);
@@ -34,7 +34,7 @@ void MoveRows(PlaneLayout const& layout, Byte* lowest, std::ptrdiff_t step, GLen
     }
 }
 
-/// A mapped pixel buffer; unmapped in the end.
+/// A mapped pixel buffer; the destructor unmaps it.
 class Mapping {
 public:
     Mapping(GLenum bufferTarget, GLenum access)

@@ -16,7 +16,7 @@ namespace Kaltor::Ogl {
 struct PlaneLayout {
     GLenum format;
     GLenum type;
-    std::uint32_t bytes;  ///< of one texel
+    std::uint32_t bytes;  ///< per texel
     TexelFormat texels;
     std::uint32_t width;
     std::uint32_t height;
@@ -24,9 +24,9 @@ struct PlaneLayout {
 /// The layout of a plane of a picture of this format and size.
 PlaneLayout GetPlaneLayout(PixFmt format, std::size_t plane, std::uint32_t width, std::uint32_t height);
 
-/// Moves planes between main memory and textures. A plane in memory is told by its top row and the distance to the
-/// next row below, which may be negative; in textures the bottom row comes first. A plane whose memory order is bottom
-/// first (a negative distance) goes in one piece. GL thread only.
+/// Moves planes between main memory and textures. A plane in memory is given by its top row and the distance to the
+/// next row below, which may be negative; in textures the bottom row comes first. A plane with the bottom row first in
+/// memory (a negative distance) is moved in one piece. GL thread only.
 class PixelTransfer {
 public:
     void Upload(Texture const& texture, PlaneLayout const& layout, std::uint8_t const* top, std::ptrdiff_t stride,
@@ -40,7 +40,7 @@ private:
     GLBuffer& GetPixelBuffer(GLenum target);
 
     std::vector<GLBuffer> packBuffers;    ///< made on first use
-    std::vector<GLBuffer> unpackBuffers;  ///< used in turn, so that one can be filled while another is read
+    std::vector<GLBuffer> unpackBuffers;  ///< used in turn: one is filled while another is read
     std::size_t nextUnpackBuffer = 0;
     Proc::SampleConverter converter;
 };

@@ -13,7 +13,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// A compiled stage, for as long as it takes to link it.
+/// A compiled stage, kept until the program is linked.
 class Stage {
 public:
     Stage(GLenum type, std::string const& programName, std::string const& source) : shader(glCreateShader(type)) {

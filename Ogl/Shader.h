@@ -21,23 +21,23 @@ namespace Kaltor::Ogl {
 /// A linked GLSL 1.20 program. GL thread only.
 class Shader {
 public:
-    /// The attributes of `layout` get their places in it as locations. Throws `std::runtime_error` with the program's
-    /// name and the compiler's or linker's log; debug builds throw `std::logic_error` where the program's own
-    /// attributes are not those of `layout`.
+    /// The attributes of `layout` get their indices in it as locations. Throws `std::runtime_error` with the program's
+    /// name and the compiler's or linker's log; debug builds throw `std::logic_error` if the program's own attributes
+    /// are not those of `layout`.
     Shader(std::string programName, std::string const& vertexSource, std::string const& fragmentSource,
            VertexLayout layout = {});
 
     /// Makes the program current. The setters of uniforms expect it to be.
     void Use() const;
 
-    // Debug builds throw `std::logic_error` for a uniform that the program does not have, be it that the text does not
-    // declare it or that nothing depends on it; release builds ignore it.
+    // Debug builds throw `std::logic_error` for a uniform that the program does not have, because the text does not
+    // declare it or because nothing depends on it. Release builds ignore it.
 
     void Uniform(std::string_view name, int value) const;
     void Uniform(std::string_view name, float value) const;
     void Uniform(std::string_view name, float x, float y) const;
     void Uniform(std::string_view name, float x, float y, float z, float w) const;
-    /// In single precision, as all of GLSL 1.20.
+    /// Converted to single precision, like everything in GLSL 1.20.
     void Uniform(std::string_view name, double value) const;
     void Uniform(std::string_view name, glm::vec2 const& value) const;
     void Uniform(std::string_view name, glm::vec3 const& value) const;

@@ -20,7 +20,7 @@ varying vec2 TexCoord0;
 void main() { gl_FragColor = texture2D(tex, TexCoord0); }
 )glsl";
 
-// CHROMA is where the format has it.
+// CHROMA is the expression that reads chroma in the format's layout.
 constexpr char kYuvToRgb[] = R"glsl(
 uniform sampler2D tex0;
 uniform sampler2D tex1;
@@ -40,13 +40,13 @@ struct YuvProgram {
     char const* name;
     char const* chroma;
 };
-/// By the number of the format's planes, from one on.
+/// Indexed by the format's number of planes, starting at one.
 constexpr std::array kYuvPrograms{YuvProgram{"Yuv2Rgb_gray", "vec2(neutral)"},
                                   YuvProgram{"Yuv2Rgb_semiplanar", "texture2D(tex1, at).rg"},
                                   YuvProgram{"Yuv2Rgb_planar", "vec2(texture2D(tex1, at).r, texture2D(tex2, at).r)"}};
 
-// Two samples `spread` to either side weigh luma columns 1 : 2 : 1 around a chroma sample that stands on the even one
-// (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample.
+// Two samples, `spread` to either side, weight luma columns 1 : 2 : 1 around a chroma sample that stands on the even
+// one (the siting of MPEG-2 and H.264); with a spread of 0 it is a plain sample.
 constexpr char kRgbToPlane[] = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec3 row;
@@ -91,7 +91,7 @@ Shader const& ShaderStorage::MakeShader(std::string_view name, GlslText const& v
         std::hash<std::string>()(vertexSource.Join()) ^ (std::hash<std::string>()(fragmentSource.Join()) << 1U);
     if (found != programs.end()) {
         if (found->second.sourceHash != hash) {
-            Core::Throw(std::logic_error(fmt::format("program \"{}\" was made before from other sources", name)));
+            Core::Throw(std::logic_error(fmt::format("program \"{}\" was already made from other sources", name)));
         }
         return *found->second.shader;
     }

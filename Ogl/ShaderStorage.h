@@ -17,7 +17,7 @@ namespace Kaltor::Ogl {
 class PixelTransfer;
 
 /// What all drawing on the one context shares: programs by name, the framebuffer object, the unit quad, the tools of
-/// transfers. Made by the manager, lent to tasks. GL thread only.
+/// transfers. Made by the manager and passed to tasks. GL thread only.
 class ShaderStorage {
 public:
     ShaderStorage();
@@ -26,12 +26,12 @@ public:
     ShaderStorage& operator=(ShaderStorage const&) = delete;
 
     /// The program of this name, compiled and linked on first use. The name is the program's identity: debug builds
-    /// throw `std::logic_error` for a name that comes again with other sources. Throws `std::runtime_error` with the
-    /// log where it does not compile or link. `layout`: see `Shader`.
+    /// throw `std::logic_error` if a name is used again with other sources. Throws `std::runtime_error` with the log if
+    /// it does not compile or link. `layout`: see `Shader`.
     Shader const& MakeShader(std::string_view name, GlslText const& vertexSource, GlslText const& fragmentSource,
                              VertexLayout layout = {}) const;
 
-    /// The program made before under this name, or null: spares the text of a generated program.
+    /// The program that was made before under this name, or null. Avoids generating a program's text again.
     Shader const* FindShader(std::string_view name) const;
 
     Surface& FBO() const { return surface; }

@@ -28,7 +28,7 @@ void Surface::Attach(Texture const& texture) {
         ClearAttached(texture.IsOpaque());
         texture.SetFresh(false);
     }
-    // Opaque textures may have an alpha channel in memory; what is drawn or cleared later must not reach it.
+    // Opaque textures may have an alpha channel in memory. Later drawing and clearing must not change it.
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, texture.IsOpaque() ? GL_FALSE : GL_TRUE);
 }
 

@@ -10,8 +10,8 @@ class Surface {
 public:
     Surface() : object(GlKind::Framebuffer) {}
 
-    /// Makes `texture` the target of what is drawn from now on and sets the viewport to its size. The first attachment
-    /// of a frame just made clears it to transparent black.
+    /// Makes `texture` the target of all further drawing and sets the viewport to its size. The first attachment of a
+    /// frame just made clears it to transparent black.
     void Attach(Texture const& texture);
     /// Adds a cleared depth buffer of the target's size and switches the depth test on: nearer fragments win.
     void AttachDepth();

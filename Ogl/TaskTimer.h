@@ -19,7 +19,7 @@ public:
     std::chrono::nanoseconds GetTime() const { return std::chrono::nanoseconds(time.load(std::memory_order_relaxed)); }
 
     /// Starts again from zero. Where the environment variable `KALTOR_TIMERS` is set, first writes one line to the
-    /// standard error stream, unless there is nothing to tell.
+    /// standard error stream, unless there is nothing to report.
     void LogAndReset();
 
 private:

@@ -19,7 +19,8 @@ struct TexelFacts {
     std::size_t bytes;
 };
 
-/// The driver of software GL keeps blue first only where the internal format is left to it: a sized one is red first.
+/// The driver of software GL stores blue first only if it may choose the internal format; a sized format is stored red
+/// first.
 constexpr TexelFacts kBlueFirst{GL_RGBA, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, 4};
 
 TexelFacts GetFacts(TextureForm const& form) {
@@ -27,7 +28,7 @@ TexelFacts GetFacts(TextureForm const& form) {
         case TexelFormat::Rgba8:
             return form.isBlueFirst ? kBlueFirst : TexelFacts{GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 4};
         case TexelFormat::Rgbx8:
-            // There is no fast layout without alpha: there the surface keeps drawing off the alpha channel.
+            // There is no fast layout without alpha. So the surface protects the alpha channel from drawing.
             return form.isBlueFirst ? kBlueFirst : TexelFacts{GL_RGB8, GL_RGB, GL_UNSIGNED_BYTE, 4};
         case TexelFormat::R8:
             return {GL_R8, GL_RED, GL_UNSIGNED_BYTE, 1};
@@ -106,7 +107,7 @@ void Texture::Use(int unit, TextureFilter filter) const {
         glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(unit));
     }
     glBindTexture(GL_TEXTURE_2D, object.Get());
-    // Tables are sampled at their texels whatever the caller is used to.
+    // Tables are always sampled at their texels.
     TextureFilter const wanted = form.format == TexelFormat::R32f ? TextureFilter::Nearest : filter;
     if (wanted != currentFilter) {
         SetFilter(wanted);

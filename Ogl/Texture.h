@@ -21,7 +21,7 @@ enum class TexelFormat : std::uint8_t {
     R32f,
 };
 
-/// Size, texels and their order in memory: what makes two textures exchangeable.
+/// Size, texel type and order in memory. Textures of equal form are interchangeable.
 struct TextureForm {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
@@ -34,19 +34,19 @@ struct TextureForm {
 
 enum class TextureFilter : std::uint8_t { Linear, Nearest };
 
-/// A two-dimensional texture, clamped to its edge. GL thread only, but for the destructor.
+/// A two-dimensional texture, clamped to its edge. GL thread only, except for the destructor.
 class Texture {
 public:
     Texture() = default;
-    /// With undefined content; reads as transparent black from its first attachment on. Throws `std::runtime_error`
-    /// where the size is beyond the GL's limit or its memory runs out.
+    /// A texture with undefined content, which reads as transparent black from its first attachment on. Throws
+    /// `std::runtime_error` if the size is beyond the GL's limit or memory runs out.
     explicit Texture(TextureForm const& textureForm);
-    /// A table: one 32-bit float a texel, `width` * `height` of them, row by row from t = 0, sampled nearest.
+    /// A table: one 32-bit float per texel, `width` * `height` of them, row by row from t = 0, sampled nearest.
     Texture(std::uint32_t width, std::uint32_t height, float const* data);
 
-    /// Binds to a texture unit (-1: the one still active) and samples with this filter from now on.
+    /// Binds to a texture unit (-1: the active one) and sets the filter for sampling.
     void Use(int unit, TextureFilter filter = TextureFilter::Linear) const;
-    /// Binds for a change of the texels: unit 0.
+    /// Binds to unit 0 for a change of the texels.
     void Bind() const;
 
     TextureForm const& GetForm() const { return form; }

@@ -9,15 +9,15 @@
 
 namespace Kaltor::Ogl {
 
-/// Keeps the textures of frames that are gone for frames to come. Giving back works on any thread.
+/// Keeps the textures of destroyed frames for new ones. A texture can be given back on any thread.
 class TexturePool {
 public:
     /// A texture of this form, whose content counts as transparent black. GL thread.
     Texture Take(TextureForm const& form);
     void GiveBack(Texture texture) noexcept;
-    /// Deletes what lies idle.
+    /// Deletes the idle textures.
     void Clear() noexcept;
-    /// Textures that lie idle.
+    /// The number of idle textures.
     std::size_t GetIdleCount() const;
 
 private:
@@ -28,7 +28,7 @@ private:
     std::size_t idleBytes = 0;
 };
 
-/// A texture on loan from the manager's pool, which it goes back to. Taken on the GL thread; may die on any.
+/// A texture from the manager's pool, to which it goes back. Taken on the GL thread; may be destroyed on any.
 class PooledTexture {
 public:
     explicit PooledTexture(TextureForm const& form);

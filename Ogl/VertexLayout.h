@@ -11,14 +11,13 @@ struct VertexAttribute {
     int floats;
 };
 
-/// What a vertex carries under names of its own: floats without gaps, in this order. The place of an attribute in it is
-/// its location.
+/// The named attributes of a vertex: floats without gaps, in this order. An attribute's index in it is its location.
 using VertexLayout = std::span<VertexAttribute const>;
 
-/// Attributes that a layout may have.
+/// The largest number of attributes in a layout.
 constexpr std::size_t kMostAttributes = 8;
 
-/// Bytes of a vertex.
+/// Bytes per vertex.
 constexpr std::size_t GetVertexSize(VertexLayout layout) {
     std::size_t floats = 0;
     for (VertexAttribute const& attribute : layout) {

@@ -1,5 +1,5 @@
-# Writes a source file with the bytes of FILES as constants: Page.html of one namespace becomes kPageHtml.
-# Run as: cmake -DOUTPUT=... -DNAMESPACE=... "-DFILES=a;b" -P Embed.cmake
+# Writes a source file that holds the bytes of FILES as constants of a namespace: Page.html becomes kPageHtml. Run as:
+# cmake -DOUTPUT=... -DNAMESPACE=... "-DFILES=a;b" -P Embed.cmake
 set(text "#include <string_view>\n\nnamespace ${NAMESPACE} {\n\n")
 foreach(file IN LISTS FILES)
     get_filename_component(stem ${file} NAME_WE)

@@ -6,8 +6,8 @@
 
 set(KALTOR_VIEWS ${CMAKE_BINARY_DIR}/views)
 
-# The address at which a source is compiled must not show in messages: file names are told from the root.
-# Ninja names them from the build folder where that lies inside of the sources.
+# The folder in which a source is compiled must not show in messages: file names are given from the root. Ninja gives
+# them from the build folder if that lies inside the sources.
 file(RELATIVE_PATH KALTOR_ROOT_FROM_BUILD ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
 set(KALTOR_PREFIX_MAP -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${KALTOR_ROOT_FROM_BUILD}=)
 
@@ -21,7 +21,7 @@ function(kaltor_view name)
     endforeach()
 endfunction()
 
-# The headers that most units of a target include, parsed once. Units include what they use all the same: a build
+# The headers that most units of a target include, parsed once. Source files still include all that they use: a build
 # without KALTOR_PRECOMPILE shows what is missing.
 function(kaltor_precompile target)
     if(KALTOR_PRECOMPILE)
@@ -29,12 +29,12 @@ function(kaltor_precompile target)
     endif()
 endfunction()
 
-# For what takes longer to compile than it ever runs: tests, and the command's options.
+# For code that takes longer to compile than to run: tests, and the command's options.
 function(kaltor_compile_fast target)
     target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Debug>:-O0>)
 endfunction()
 
-# Warnings, sanitizers and prefix maps: for every target of ours.
+# Warnings, sanitizers and prefix maps: for every target of the project.
 function(kaltor_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic ${KALTOR_PREFIX_MAP}
                            -fmacro-prefix-map=${KALTOR_VIEWS}/= $<$<CONFIG:Release>:-g1>)
@@ -45,7 +45,7 @@ function(kaltor_options target)
     endif()
 endfunction()
 
-# An object library Kaltor<name> of all sources directly in DIRS, which sees its own folder and what it links.
+# An object library Kaltor<name> of all sources directly in DIRS. It sees its own folder and the layers that it links.
 function(kaltor_layer name)
     cmake_parse_arguments(ARG "" "" "DIRS;LINK" ${ARGN})
     set(sources "")
@@ -62,7 +62,7 @@ function(kaltor_layer name)
     kaltor_options(Kaltor${name})
 endfunction()
 
-# One shared library of several layers; those who link it see all of their views and libraries.
+# One shared library of several layers. Targets that link it see the views and libraries of all of them.
 function(kaltor_shared_library target)
     set(objects "")
     set(layers "")

@@ -1,6 +1,6 @@
-// For programs that are built with a sanitizer: what graphics drivers leak is not ours to mend. Drivers are unloaded
-// before leaks are looked for, which leaves nothing to recognise them by, nor their threads' stacks; so nothing is
-// unloaded.
+// For programs that are built with a sanitizer. Leaks of graphics drivers cannot be fixed here and are ignored. Drivers
+// are normally unloaded before the leak check, and then neither their leaks nor their threads' stacks can be
+// recognised; so nothing is unloaded.
 extern "C" {
 
 int dlclose(void*);

@@ -15,15 +15,16 @@
 
 namespace Kaltor {
 
-/// The call stack at the throwing place: on every exception of the system.
+/// The call stack where the exception was thrown. Every exception of the system carries it.
 using TagCallStack = boost::error_info<struct TagCallStackId, Core::CallStack>;
-/// What went wrong, in words, where `what()` does not tell it.
+/// What went wrong, in words, where `what()` does not say it.
 using TagDescription = boost::error_info<struct TagDescriptionId, std::string>;
 
 namespace Core {
 
-/// Where an exception is raised: the function's signature text, the source path from the repository's root (without
-/// ending where a fixed text is part of an interface) and the line. The texts must outlive the exception.
+/// Where an exception is raised: the function's signature text, the source path from the repository's root (without the
+/// file name's extension where a fixed text is part of an interface) and the line. The texts must outlive the
+/// exception.
 struct SourceLocation {
     char const* function;
     char const* file;

@@ -10,7 +10,7 @@
 
 namespace Kaltor::Core {
 
-/// An error of the property tree. The method, the property's key and its type are told by the tags.
+/// An error of the property tree. Its tags give the method, the property's key and its type.
 class PropertyException : public std::logic_error {
 public:
     using TagMethodName = boost::error_info<struct TagMethodNameId, std::string>;
@@ -50,7 +50,7 @@ public:
     /// Throws `PropertyException` where there is no such child.
     Property const& GetChild(std::string const& key) const;
 
-    /// The value as exactly this type. Throws `MethodIsNotApplicable` where it is of another one.
+    /// The value as exactly this type. Throws `MethodIsNotApplicable` if it has another type.
     template <typename T>
     T const& Get() const {
         if (T const* const found = std::get_if<T>(&value)) {

@@ -35,7 +35,7 @@ constexpr std::array kFormats{
     FormatPair{PixFmt::Yuv420p10, AV_PIX_FMT_YUV420P10LE},
     FormatPair{PixFmt::Yuv422p10, AV_PIX_FMT_YUV422P10LE},
     FormatPair{PixFmt::Yuv444p10, AV_PIX_FMT_YUV444P10LE},
-    // The deprecated full-range twins: the range is a tag.
+    // The deprecated full-range formats. Here the range is a tag instead.
     FormatPair{PixFmt::Yuv420p, AV_PIX_FMT_YUVJ420P},
     FormatPair{PixFmt::Yuv422p, AV_PIX_FMT_YUVJ422P},
     FormatPair{PixFmt::Yuv444p, AV_PIX_FMT_YUVJ444P},
@@ -60,7 +60,7 @@ public:
         if (found == pools.end()) {
             pools.push_front({bytes, BufferPoolPtr(av_buffer_pool_init(bytes, nullptr))});
             if (pools.size() > kMostPools) {
-                pools.pop_back();  // buffers still in use free themselves later
+                pools.pop_back();  // buffers in use are freed later
             }
         } else {
             pools.splice(pools.begin(), pools, found);
@@ -103,18 +103,18 @@ AvFramePtr ShareAvFrame(AVFrame const& frame) {
 
 AvFramePtr AllocateAvFrame(AVPixelFormat format, int width, int height, bool isBottomUp) {
     constexpr int kAlignment = 64;
-    constexpr int kLongestSide = 1 << 20;  // beyond any GL's limit, and what the alignment below cannot overflow
+    constexpr int kLongestSide = 1 << 20;  // beyond any GL's limit; the alignment below cannot overflow
     AvFramePtr frame = MakeAvFrame();
     frame->format = format;
     frame->width = width;
     frame->height = height;
-    // FFmpeg would complain on the standard error stream by itself.
+    // FFmpeg would print a message of its own to standard error.
     bool const isPlausible = width > 0 && height > 0 && width <= kLongestSide && height <= kLongestSide;
     int const bytes =
         isPlausible ? av_image_get_buffer_size(format, (width + kAlignment - 1) & ~(kAlignment - 1), height, kAlignment)
                     : -1;
     if (bytes < 0) {
-        Core::Throw(std::invalid_argument("no picture can have the size " + std::to_string(width) + "x" +
+        Core::Throw(std::invalid_argument("a picture cannot have the size " + std::to_string(width) + "x" +
                                           std::to_string(height)));
     }
     // Vector code may read past the last sample.
@@ -146,7 +146,7 @@ std::string DescribeAvError(int error) {
 }
 
 PixFmt FromAvPixelFormat(AVPixelFormat format) {
-    // FFmpeg leaves the fourth byte of this one undefined: only frames of our own making are Bgrx.
+    // FFmpeg leaves the fourth byte of this one undefined: only frames that this system made itself are Bgrx.
     if (format == AV_PIX_FMT_BGR0) {
         return PixFmt::Unknown;
     }

@@ -15,7 +15,7 @@ namespace Kaltor::Proc {
 struct AvFrameDeleter {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
-/// A reference to one picture or stretch of sound of FFmpeg's.
+/// A reference to one of FFmpeg's pictures or pieces of sound.
 using AvFramePtr = std::unique_ptr<AVFrame, AvFrameDeleter>;
 
 /// An empty frame. Throws `std::bad_alloc`.
@@ -26,14 +26,14 @@ AvFramePtr ShareAvFrame(AVFrame const& frame);
 /// row comes first in memory (one plane only), which is the order of textures.
 AvFramePtr AllocateAvFrame(AVPixelFormat format, int width, int height, bool isBottomUp = false);
 
-/// What FFmpeg's error number says, for people.
+/// The readable text for an error number of FFmpeg.
 std::string DescribeAvError(int error);
 
 /// `PixFmt::Unknown` for formats that this system does not have.
 PixFmt FromAvPixelFormat(AVPixelFormat format);
 AVPixelFormat ToAvPixelFormat(PixFmt format);
 
-/// The frame's tags; RGB and what is untagged give Unspecified.
+/// The frame's colour tags; Unspecified for RGB and for missing tags.
 ColorSpec GetColorSpec(AVFrame const& frame);
 void SetColorSpec(AVFrame& frame, ColorSpec const& spec);
 

@@ -11,7 +11,7 @@ extern "C" {
 namespace Kaltor::Proc {
 
 boost::intrusive_ptr<DataVideoFF> DataVideoFF::Create(PixFmt format, Conf::FrameInfo const& info) {
-    // RGB pictures travel to and from textures: in their row order that needs no copy.
+    // RGB pictures move to and from textures. In the textures' row order that needs no copy.
     bool const isBottomUp = !PixFmtDescription::Find(format).IsYuv();
     AvFramePtr picture = AllocateAvFrame(ToAvPixelFormat(format), static_cast<int>(info.width),
                                          static_cast<int>(info.height), isBottomUp);

@@ -5,17 +5,17 @@
 
 namespace Kaltor::Proc {
 
-/// A video frame in main memory: one of FFmpeg's inside, the top row first.
+/// A video frame in main memory, held as a frame of FFmpeg; the top row comes first.
 class DataVideoFF final : public DataVideoBase<IDataVideo> {
 public:
     /// A frame with buffers of its own, whose content is undefined.
     static boost::intrusive_ptr<DataVideoFF> Create(PixFmt format, Conf::FrameInfo const& info);
-    /// Takes a picture over: format, size, pixel aspect and colour tags are the picture's own. The timestamp and
-    /// duration are not read from it. Throws `std::invalid_argument` for pixel formats outside `PixFmt`.
+    /// Takes over a picture with its format, size, pixel aspect and colour tags. The timestamp and duration are not
+    /// read from it. Throws `std::invalid_argument` for pixel formats outside `PixFmt`.
     static boost::intrusive_ptr<DataVideoFF> Wrap(AvFramePtr frame);
 
     AVFrame const& GetFrame() const { return *frame; }
-    /// To write the samples of a frame that nobody else refers to.
+    /// For writing the samples of a frame that has no other reference.
     AVFrame& GetWritableFrame() { return *frame; }
     /// A new reference to the picture, tagged as this frame is.
     AvFramePtr Share() const;

@@ -34,7 +34,7 @@ bool IsYuv(AVPixelFormat format) {
 
 }  // namespace
 
-/// What a context is made for.
+/// The parameters of a context.
 struct SampleConverter::Conversion {
     AVPixelFormat source;
     AVPixelFormat target;
@@ -65,14 +65,14 @@ void SampleConverter::Convert(AVFrame const& source, ColorSpec const& sourceSpec
                               ColorSpec const& targetSpec, int threads) {
     auto const from = static_cast<AVPixelFormat>(source.format);
     auto const to = static_cast<AVPixelFormat>(target.format);
-    // R'G'B' is full range, whatever its tags; the matrix is that of the other side.
+    // R'G'B' is full range, whatever its tags say. The matrix comes from the YUV side.
     ColorSpec const read = IsYuv(from) ? sourceSpec : ColorSpec{targetSpec.matrix, ColorRange::Full};
     ColorSpec const written = IsYuv(to) ? targetSpec : ColorSpec{sourceSpec.matrix, ColorRange::Full};
     Conversion const wanted{from, to, source.width, source.height, read, written, threads};
     if (!made || *made != wanted) {
         Make(wanted);
     }
-    // Without threads the older call does: it needs no references to reference-counted buffers.
+    // Without threads the older call is enough. It needs no reference-counted buffers.
     int const result = threads == 1 ? sws_scale(context.get(), source.data, source.linesize, 0, source.height,
                                                 target.data, target.linesize)
                                     : sws_scale_frame(context.get(), &target, &source);
@@ -102,7 +102,7 @@ void SampleConverter::Make(Conversion const& wanted) {
     set("dst_range", isToFull ? 1 : 0);
     set("sws_flags", SWS_BILINEAR);
     set("threads", wanted.threads);
-    // The conversions to RGB cut each of up to three products off; this much luma, in 1/256, centres their error.
+    // The conversions to RGB truncate each of up to three products. This much luma, in 1/256, centres the error.
     bool const isToRgb = IsYuv(wanted.source) && !IsYuv(wanted.target);
     int const brightness = !isToRgb ? 0 : isFromFull ? 256 : 320;
     bool const isReady = sws_init_context(context.get(), nullptr, nullptr) >= 0 &&

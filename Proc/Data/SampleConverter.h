@@ -8,7 +8,7 @@ struct SwsContext;
 
 namespace Kaltor::Proc {
 
-/// Converts pictures between pixel formats of the same size with libswscale, whose context is kept from picture to
+/// Converts pictures between pixel formats of the same size with libswscale. The context is kept from picture to
 /// picture while nothing changes. Flat colours come out within 1.5/255 of the formula. One thread at a time.
 class SampleConverter {
 public:
@@ -17,7 +17,7 @@ public:
     SampleConverter(SampleConverter&&) noexcept;
     SampleConverter& operator=(SampleConverter&&) noexcept;
 
-    /// Writes `source`'s picture into `target`. The tags must be resolved; of an RGB picture they do not matter.
+    /// Writes `source`'s picture into `target`. The tags must be resolved; those of an RGB picture are ignored.
     /// `threads` share the work. Throws `std::runtime_error` where libswscale cannot do it.
     void Convert(AVFrame const& source, ColorSpec const& sourceSpec, AVFrame& target, ColorSpec const& targetSpec,
                  int threads = 1);

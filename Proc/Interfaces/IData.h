@@ -22,7 +22,8 @@ class IDataVideo : public IData {
 public:
     virtual PixFmt GetPixFmt() const = 0;
     virtual Conf::FrameInfo const& GetFrameInfo() const = 0;
-    /// The tags of the frame's YUV samples; on an RGB frame, those that it came from or is to be written with.
+    /// The tags of the frame's YUV samples. On an RGB frame: the tags that it was converted from, or that it is to be
+    /// written with.
     virtual ColorSpec GetColorSpec() const = 0;
     virtual void SetColorSpec(ColorSpec const& spec) = 0;
 };

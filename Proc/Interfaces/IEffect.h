@@ -20,12 +20,12 @@ class IEffect : public IRefCount {
 public:
     virtual Core::Property GetSettings() const = 0;
     virtual void SetSettings(Core::Property const& settings) = 0;
-    /// Forgets what was kept from earlier frames.
+    /// Drops all state kept from earlier frames.
     virtual void Reset() = 0;
     virtual boost::intrusive_ptr<IData> ProcessData(std::vector<boost::intrusive_ptr<IData>> const& data) = 0;
     virtual Core::Property GetStatistic() const = 0;
     virtual void SetSettings(Settings const& settings) = 0;
-    /// The typed settings, where the effect keeps them; null by default.
+    /// The typed settings if the effect keeps them; null by default.
     virtual Settings const* GetSettingsBase() const { return nullptr; }
     /// An object that would steer progress from outside; not used by default.
     virtual void SetProgressController(boost::intrusive_ptr<IProgressController> const&) {}

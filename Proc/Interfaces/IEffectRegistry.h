@@ -21,7 +21,7 @@ public:
     virtual void RegisterOneInputEffect(std::string const& classId, std::string const& implName,
                                         OneInputEffectFactoryFn const& factory) = 0;
     virtual bool HasTwoInputEffect(std::string const& classId, std::string const& implName) const = 0;
-    /// As `RegisterOneInputEffect`.
+    /// Like `RegisterOneInputEffect`.
     virtual void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                         TwoInputEffectFactoryFn const& factory) = 0;
 };

@@ -7,7 +7,7 @@ namespace Kaltor::Proc {
 class IOneInputEffect : public virtual IEffect {
 public:
     using IEffect::ProcessData;
-    /// Exactly one item; throws `std::logic_error` "incorrect data count" for any other number.
+    /// Takes exactly one item; throws `std::logic_error` "incorrect data count" for any other number.
     boost::intrusive_ptr<IData> ProcessData(std::vector<boost::intrusive_ptr<IData>> const& data) override;
     /// Replaces `data` by the result.
     virtual void ProcessData(boost::intrusive_ptr<IData>& data) = 0;
@@ -16,7 +16,7 @@ public:
 class IOneInputEffectVideo : public IOneInputEffect {
 public:
     using IOneInputEffect::ProcessData;
-    /// What is not a video frame passes unchanged.
+    /// An item that is not a video frame passes unchanged.
     void ProcessData(boost::intrusive_ptr<IData>& data) override;
     /// Replaces `data` by the result frame.
     virtual void Process(boost::intrusive_ptr<IDataVideo>& data) = 0;

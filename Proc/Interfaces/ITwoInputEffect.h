@@ -7,7 +7,7 @@ namespace Kaltor::Proc {
 class ITwoInputEffect : public virtual IEffect {
 public:
     using IEffect::ProcessData;
-    /// Exactly two items; throws `std::logic_error` "invalid data count" for any other number.
+    /// Takes exactly two items; throws `std::logic_error` "invalid data count" for any other number.
     boost::intrusive_ptr<IData> ProcessData(std::vector<boost::intrusive_ptr<IData>> const& data) override;
     /// Replaces `first` by the result.
     virtual void ProcessData(boost::intrusive_ptr<IData>& first, boost::intrusive_ptr<IData const> const& second) = 0;
@@ -16,7 +16,7 @@ public:
 class ITwoInputEffectVideo : public ITwoInputEffect {
 public:
     using ITwoInputEffect::ProcessData;
-    /// Where the two items are not both video frames (or null), `first` passes unchanged.
+    /// If the two items are not both video frames (or null), `first` passes unchanged.
     void ProcessData(boost::intrusive_ptr<IData>& first, boost::intrusive_ptr<IData const> const& second) override;
     /// Replaces `first` by the result frame.
     virtual void Process(boost::intrusive_ptr<IDataVideo>& first,

@@ -2,8 +2,8 @@
 
 #include "Core/Interfaces/Exception.h"
 
-/// Where the errors that are part of the interface say that they come from. Hosts compare these texts and lines, so
-/// they stay as they are wherever the code stands now; every other error gives its true place.
+/// The source locations of the errors that are part of the interface. Hosts compare these texts and lines, so they stay
+/// the same even when the code moves. Every other error gives its true location.
 namespace Kaltor::Proc::SourceLocations {
 
 using Core::SourceLocation;

@@ -12,7 +12,7 @@ public:
     using ITwoInputEffectVideo::SetSettings;
     virtual void SetSettings(SettingsEffectImageBlender const& settings) = 0;
 
-    /// As those of `IResize`.
+    /// Like those of `IResize`.
     static Core::Property Settings2Property(SettingsEffectImageBlender const& settings);
     static SettingsEffectImageBlender Property2Settings(Core::Property const& property);
 };

@@ -9,7 +9,7 @@ namespace Kaltor::Proc {
 
 struct SettingsResizer;
 
-/// Margins cut from, or left free around, a picture, pixels.
+/// Margins in pixels that are cut from a picture or left free around it.
 struct CropInfo {
     std::uint32_t left = 0;
     std::uint32_t right = 0;
@@ -25,8 +25,8 @@ public:
     using IOneInputEffectVideo::SetSettings;
     virtual void SetSettings(SettingsResizer const& settings) = 0;
 
-    /// The settings as a tree, a child for each field, and back. `Property2Settings` keeps the defaults of fields that
-    /// are missing and throws `std::invalid_argument` for a tree of another class.
+    /// Converts the settings to a tree with a child for each field, and back. `Property2Settings` keeps the defaults of
+    /// fields that are missing and throws `std::invalid_argument` for a tree of another class.
     static Core::Property Settings2Property(SettingsResizer const& settings);
     static SettingsResizer Property2Settings(Core::Property const& property);
     /// The name of an interpolation method: 0 nearest, 1 bilinear, 2 bicubic. Throws `std::invalid_argument` for

@@ -34,7 +34,7 @@ template <typename... Rows>
 struct RosterOf {};
 
 /// Everything that the library offers, in the order of registration. The catalogue of settings and the plug-in's
-/// registration follow from this list; `class` declares the algorithm, whose definition only its own unit knows.
+/// registration follow from this list; `class` declares the algorithm; only its own source file defines it.
 using Roster = RosterOf<  //
     Effect<Proc::SettingsEffectColorMixBurn, class EffectColorMixBurn>,
     Effect<Proc::SettingsEffectColorMixDistinguish, class EffectColorMixDistinguish>,

@@ -88,7 +88,7 @@ std::optional<FieldValue> ParseChoice(std::span<FieldLabel const> labels, std::s
 
 template <typename T>
 bool IsInRange(Field const& field, T value) {
-    // In single precision the ends are the nearest numbers that there are, which may lie a little outside.
+    // In single precision the ends are rounded to the nearest number, which may lie slightly outside the range.
     using Ends = std::conditional_t<std::is_same_v<T, float>, float, double>;
     return static_cast<double>(value) >= static_cast<Ends>(field.minimum) &&
            static_cast<double>(value) <= static_cast<Ends>(field.maximum);  // refuses NaN too
@@ -290,7 +290,7 @@ void Settings::Validate() const {
 
 std::string FindNearest(std::string_view name, std::vector<std::string> const& candidates) {
     std::string nearest;
-    // A third of the letters may be wrong: what is further off would be a guess.
+    // Up to a third of the letters may be wrong. Anything further off would be a guess.
     std::size_t best = std::max<std::size_t>(name.size() / 3, 1) + 1;
     for (std::string const& candidate : candidates) {
         std::size_t const distance = EditDistance(name, candidate);

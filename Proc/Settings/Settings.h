@@ -40,17 +40,17 @@ struct FieldLabel {
 
 class Settings;
 
-/// What an algorithm makes of values that a field does not offer: it refuses them, or it defines what they draw.
+/// How an algorithm treats values that a field does not offer: it refuses them, or it defines what they draw.
 enum class Outside : std::uint8_t { Refused, Defined };
 
-/// One field of a settings class: what a user sees of it, and access without knowing the class. A range is what the
-/// user-facing tools accept; an object of the class holds any value of the type.
+/// One field of a settings class: its description for users, and access to it without knowing the class. A range is
+/// what the user-facing tools accept; an object of the class holds any value of the type.
 struct Field {
     std::string_view key;
     FieldType type;
-    double minimum = 0.0;  ///< of numbers, both ends included
+    double minimum = 0.0;  ///< for numbers; both ends are included
     double maximum = 0.0;
-    std::span<FieldLabel const> labels;  ///< of a choice
+    std::span<FieldLabel const> labels;  ///< for a choice
     std::string_view help;
     FieldValue (*get)(Settings const&);
     void (*set)(Settings&, FieldValue const&);
@@ -61,9 +61,9 @@ struct Field {
     bool Accepts(FieldValue const& value) const;
     /// The accepted values in words: "0 to 1", "down, up, left or right", "true or false", "#RRGGBB or #RRGGBBAA".
     std::string DescribeRange() const;
-    /// What a user would type for this value.
+    /// The text that a user would type for this value.
     std::string Format(FieldValue const& value) const;
-    /// Throws `std::invalid_argument` that names the field, the text and what would be accepted.
+    /// Throws `std::invalid_argument` with the field, the text and the accepted values.
     FieldValue Parse(std::string_view text) const;
 };
 
@@ -73,7 +73,7 @@ class Settings {
 public:
     virtual ~Settings() = default;
     virtual std::string const& GetClassId() const = 0;
-    /// One sentence for people: what a viewer sees.
+    /// One sentence for users: what a viewer sees.
     virtual std::string_view GetSummary() const = 0;
     /// What a user would type to have every picture left as it is, to the byte: "key=value ..."; "" where nothing does.
     virtual std::string_view GetNeutral() const = 0;
@@ -81,12 +81,12 @@ public:
     virtual std::vector<Field> const& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Clone() const = 0;
 
-    /// Throws `std::invalid_argument` for an unknown key; it offers the nearest one.
+    /// Throws `std::invalid_argument` for an unknown key; the message suggests the nearest one.
     Field const& FindField(std::string_view key) const;
-    /// Sets a field from what a user typed. Throws as `FindField` and `Field::Parse`.
+    /// Sets a field from the text that a user typed. Throws like `FindField` and `Field::Parse`.
     void Set(std::string_view key, std::string_view text);
-    /// Throws `std::invalid_argument` that names the first field whose value can not be drawn: one that is not finite,
-    /// or one that the field does not offer where the algorithm does not define what lies outside.
+    /// Throws `std::invalid_argument` with the name of the first field whose value cannot be drawn: a value that is not
+    /// finite, or one that the field does not offer and the algorithm does not define.
     void Validate() const;
 
 protected:
@@ -95,7 +95,7 @@ protected:
     Settings& operator=(Settings const&) = default;
 };
 
-/// What a compiler calls the function that is instantiated for a member ends with the member's name. GCC: "[with auto
+/// The compiler's name for a function that is instantiated for a member ends with the member's name. GCC: "[with auto
 /// Member = &Class::name; ...]", clang: "[Member = &Class::name]".
 template <auto Member>
 constexpr std::string_view GetMemberName() {
@@ -104,8 +104,9 @@ constexpr std::string_view GetMemberName() {
     return upToName.substr(upToName.rfind(':') + 1);
 }
 
-/// Gives a class what follows from its one declaration: `static std::vector<Field> DeclareFields()`. Its public members
-/// are the fields. Accessors stand beside them only in the classes that hosts and algorithms share by those names.
+/// Implements a settings class from its one declaration: `static std::vector<Field> DeclareFields()`. Its public
+/// members are the fields. Only the classes whose accessors are part of the interface with hosts have accessors
+/// besides.
 template <typename Derived>
 class SettingsOf : public Settings {
 public:
@@ -132,7 +133,7 @@ protected:
     template <auto Member>
     using TypeOf = std::remove_reference_t<decltype(std::declval<Derived&>().*Member)>;
 
-    // The key of a field is its member's name, its default what a default-constructed object holds.
+    // The key of a field is its member's name. Its default is the value in a default-constructed object.
 
     /// A number, or a list of numbers.
     template <auto Member>
@@ -153,7 +154,7 @@ protected:
     template <auto Member>
     static Field Declare(std::initializer_list<Label<TypeOf<Member>>> labels, std::string_view help,
                          Outside outside = Outside::Refused) {
-        // A class declares its fields once, so that what is written here stays.
+        // A class declares its fields only once, so what is written here does not change later.
         static std::vector<FieldLabel> numbered;
         numbered.clear();
         for (auto const& [value, label] : labels) {

@@ -31,8 +31,7 @@ struct SettingsEffectColorMixDistinguish final : SettingsOf<SettingsEffectColorM
 
 struct SettingsEffectColorMixExchange final : SettingsOf<SettingsEffectColorMixExchange> {
     static inline std::string const CLASS_ID = "EffectColorMixExchange";
-    static constexpr std::string_view SUMMARY =
-        "Inverts each channel by an amount of its own, for colours that change places.";
+    static constexpr std::string_view SUMMARY = "Inverts each channel by its own amount, so that colours swap.";
     static constexpr std::string_view NEUTRAL = "color=#000000";
 
     Color color{0xFF, 0x00, 0x80, 0xFF};
@@ -119,7 +118,7 @@ struct SettingsEffectOpacity final : SettingsOf<SettingsEffectOpacity> {
     double opacity = 0.5;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::opacity>(0.0, 1.0, "what alpha is multiplied by")};
+        return {Declare<&This::opacity>(0.0, 1.0, "the factor that alpha is multiplied by")};
     }
 };
 
@@ -134,7 +133,7 @@ struct SettingsEffectVideoFadeInFadeOut final : SettingsOf<SettingsEffectVideoFa
 struct SettingsEffectChromakey final : SettingsOf<SettingsEffectChromakey> {
     static inline std::string const CLASS_ID = "EffectChromakey";
     static constexpr std::string_view SUMMARY =
-        "Makes a key colour transparent, as of a green screen, with soft edges and no green rims.";
+        "Makes a key colour transparent, such as that of a green screen, with soft edges and no green rims.";
     static constexpr std::string_view NEUTRAL = "tolerance=0 softness=0 spill=0";
 
     Color color{0x00, 0xC0, 0x40, 0xFF};
@@ -144,9 +143,10 @@ struct SettingsEffectChromakey final : SettingsOf<SettingsEffectChromakey> {
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::color>("the colour that becomes transparent"),
-                Declare<&This::tolerance>(0.0, 1.0, "how far from it in chroma a colour still is key"),
+                Declare<&This::tolerance>(0.0, 1.0,
+                                          "how far in chroma a colour may be from the key and still be transparent"),
                 Declare<&This::softness>(0.0, 1.0, "width of the soft edge beyond the tolerance"),
-                Declare<&This::spill>(0.0, 1.0, "how much of its reflection is taken out of what stays")};
+                Declare<&This::spill>(0.0, 1.0, "how much of the key's reflection is removed from what stays visible")};
     }
 };
 

@@ -20,7 +20,7 @@ struct SettingsEffectBlurGaussian final : SettingsOf<SettingsEffectBlurGaussian>
 struct SettingsEffectTiltShiftQEL final : SettingsOf<SettingsEffectTiltShiftQEL> {
     static inline std::string const CLASS_ID = "EffectTiltShiftQEL";
     static constexpr std::string_view SUMMARY =
-        "Makes a miniature: a band stays sharp, all else blurs away in livelier colours.";
+        "Makes a scene look like a miniature: a band stays sharp, the rest blurs, and colours are livelier.";
     static constexpr std::string_view NEUTRAL = "blur=0 saturation=1";
 
     double position = 0.5;
@@ -34,10 +34,10 @@ struct SettingsEffectTiltShiftQEL final : SettingsOf<SettingsEffectTiltShiftQEL>
         return {
             Declare<&This::position>(0.0, 1.0, "where the sharp band lies along its normal, 0.5 in the middle"),
             Declare<&This::size>(0.0, 1.0, "width of the sharp band as a fraction of the picture"),
-            Declare<&This::feather>(0.0, 1.0, "width of the way from sharp to fully blurred"),
+            Declare<&This::feather>(0.0, 1.0, "width of the change from sharp to fully blurred"),
             Declare<&This::angle>(-90.0, 90.0, "how far the band is turned counter-clockwise, degrees"),
             Declare<&This::blur>(0.0, 0.2, "blur radius away from the band as a fraction of the picture's larger side"),
-            Declare<&This::saturation>(0.0, 2.0, "liveliness of the colours; 1 leaves them")};
+            Declare<&This::saturation>(0.0, 2.0, "saturation of the colours; 1 leaves them unchanged")};
     }
 };
 
@@ -56,7 +56,7 @@ struct SettingsEffectErosion final : SettingsOf<SettingsEffectErosion> {
     static std::vector<Field> DeclareFields() {
         return {
             Declare<&This::mode>({{Mode::Erosion, "erosion"}, {Mode::Dilation, "dilation"}},
-                                 "erosion: dark areas grow; dilation: bright ones"),
+                                 "erosion: dark areas grow; dilation: bright areas grow"),
             Declare<&This::shape>({{Shape::Square, "square"}, {Shape::Disc, "disc"}}, "the shape of the neighbourhood"),
             Declare<&This::size>(0.0, 0.05, "radius of the neighbourhood as a fraction of the picture's larger side")};
     }
@@ -75,7 +75,7 @@ struct SettingsEffectGlassMosaic final : SettingsOf<SettingsEffectGlassMosaic> {
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::count>(2, 200, "bricks along the shorter side"),
                 Declare<&This::strength>(0.0, 1.0, "how much each brick bends the picture"),
-                Declare<&This::bevel>(0.0, 1.0, "width and light of the rims")};
+                Declare<&This::bevel>(0.0, 1.0, "how wide and bright the rims are")};
     }
 };
 
@@ -105,9 +105,9 @@ struct SettingsEffectFindEdges final : SettingsOf<SettingsEffectFindEdges> {
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 10.0, "how dark or bright the lines are"),
-                Declare<&This::threshold>(0.0, 1.0, "gradients below this leave no line"),
+                Declare<&This::threshold>(0.0, 1.0, "gradients below this draw no line"),
                 Declare<&This::inverted>("dark lines on white; otherwise bright ones on black"),
-                Declare<&This::color>("lines keep their colours")};
+                Declare<&This::color>("lines keep the picture's colours")};
     }
 };
 
@@ -138,7 +138,8 @@ struct SettingsEffectDiffuse final : SettingsOf<SettingsEffectDiffuse> {
 
     static std::vector<Field> DeclareFields() {
         return {
-            Declare<&This::size>(0.0, 0.2, "how far a pixel may come from, as a fraction of the picture's larger side"),
+            Declare<&This::size>(
+                0.0, 0.2, "how far away a pixel's colour may come from, as a fraction of the picture's larger side"),
             Declare<&This::animated>("a new pattern every 1/25 s")};
     }
 };
@@ -173,12 +174,12 @@ struct SettingsEffectMask final : SettingsOf<SettingsEffectMask> {
                 Declare<&This::height>(0.0, 2.0, "the shape's height as a fraction of the picture's"),
                 Declare<&This::rotation>(-180.0, 180.0, "how far the shape is turned counter-clockwise, degrees"),
                 Declare<&This::feather>(0.0, 1.0, "width of the soft edge as a fraction of the picture's larger side"),
-                Declare<&This::inverted>("acts inside of the shape; otherwise outside"),
+                Declare<&This::inverted>("acts inside the shape; otherwise outside it"),
                 Declare<&This::action>(
                     {{Action::Blur, "blur"}, {Action::Fill, "fill"}, {Action::Transparent, "transparent"}},
                     "what happens to the picture there"),
                 Declare<&This::blur>(0.0, 0.2, "blur radius as a fraction of the picture's larger side"),
-                Declare<&This::color>("what the fill is")};
+                Declare<&This::color>("colour of the fill")};
     }
 };
 
@@ -193,9 +194,9 @@ struct SettingsEffectSharpen final : SettingsOf<SettingsEffectSharpen> {
     Kernel kernel = Kernel::ThreeByThree;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::strength>(0.0, 4.0, "how much detail is added; 0 leaves the picture"),
+        return {Declare<&This::strength>(0.0, 4.0, "how much detail is added; 0 leaves the picture unchanged"),
                 Declare<&This::kernel>({{Kernel::ThreeByThree, "3x3"}, {Kernel::FiveByFive, "5x5"}},
-                                       "the neighbourhood that detail is measured in")};
+                                       "the neighbourhood that detail is measured against")};
     }
 };
 

@@ -32,19 +32,19 @@ struct SettingsEffectFishEye final : SettingsOf<SettingsEffectFishEye> {
         constexpr double kLeast = 0.01;
         constexpr double kStrongest = 100.0;
         constexpr double kLargestRadius = 2.0;
-        return {
-            Declare<&This::scale>(kLeastScale, kMostScale, "size of the lens's picture"),
-            Declare<&This::sign>(-1.0, 1.0, "above 0 the centre is expanded, else it is compressed"),
-            Declare<&This::strength>(kLeast, kStrongest, "strength of the distortion"),
-            Declare<&This::referenceRadius>(
-                kLeast, kLargestRadius, "distance from the centre that keeps its place at scale 1, in picture sides")};
+        return {Declare<&This::scale>(kLeastScale, kMostScale, "size of the lens's picture"),
+                Declare<&This::sign>(-1.0, 1.0, "above 0 the centre is expanded, else it is compressed"),
+                Declare<&This::strength>(kLeast, kStrongest, "strength of the distortion"),
+                Declare<&This::referenceRadius>(
+                    kLeast, kLargestRadius,
+                    "distance from the centre, in picture sides, at which points stay in place at scale 1")};
     }
 };
 
 struct SettingsEffectTwirl final : SettingsOf<SettingsEffectTwirl> {
     static inline std::string const CLASS_ID = "EffectTwirl";
     static constexpr std::string_view SUMMARY =
-        "Swirls the picture about its centre, more the farther out, to and fro.";
+        "Swirls the picture to and fro about its centre, more strongly farther out.";
 
     double baseRotation = 0.0;
     double wobbleRate = 0.0;
@@ -65,7 +65,7 @@ struct SettingsEffectTwirl final : SettingsOf<SettingsEffectTwirl> {
 struct SettingsEffectTranspose final : SettingsOf<SettingsEffectTranspose> {
     static inline std::string const CLASS_ID = "EffectTranspose";
     static constexpr std::string_view SUMMARY =
-        "Turns the picture by a quarter turn or reflects it on a diagonal, pixel for pixel.";
+        "Turns the picture by a quarter turn or reflects it across a diagonal, pixel for pixel.";
 
     enum class Mode : std::int32_t { MainDiagonal, Clockwise, CounterClockwise, OtherDiagonal };
 
@@ -76,7 +76,7 @@ struct SettingsEffectTranspose final : SettingsOf<SettingsEffectTranspose> {
                                       {Mode::Clockwise, "clockwise"},
                                       {Mode::CounterClockwise, "counter-clockwise"},
                                       {Mode::OtherDiagonal, "other-diagonal"}},
-                                     "a quarter turn, or a reflection on a diagonal")};
+                                     "a quarter turn, or a reflection across a diagonal")};
     }
 };
 
@@ -92,8 +92,8 @@ struct SettingsEffectVertigo final : SettingsOf<SettingsEffectVertigo> {
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 1.0, "how far the ghosts reach and how strong they are"),
-                Declare<&This::speed>(0.0, 5.0, "turns a second"),
-                Declare<&This::ghosts>(1, 8, "how many trail behind")};
+                Declare<&This::speed>(0.0, 5.0, "turns per second"),
+                Declare<&This::ghosts>(1, 8, "how many ghosts trail behind")};
     }
 };
 
@@ -135,7 +135,7 @@ struct SettingsEffectZoom final : SettingsOf<SettingsEffectZoom> {
         return {Declare<&This::x>(0.0, 1.0, "the point that stays where it is, from the left"),
                 Declare<&This::y>(0.0, 1.0, "the point that stays where it is, from the bottom"),
                 Declare<&This::zoom>(0.1, 20.0, "magnification; below 1 the picture shrinks"),
-                Declare<&This::background>("shows around a picture that is smaller than the frame")};
+                Declare<&This::background>("the colour around a picture that is smaller than the frame")};
     }
 };
 
@@ -171,7 +171,7 @@ struct SettingsEffectMirror final : SettingsOf<SettingsEffectMirror> {
                                       {Axis::BottomToTop, "bottom-to-top"},
                                       {Axis::TopToBottom, "top-to-bottom"},
                                       {Axis::Quarters, "quarters"}},
-                                     "which side is reflected onto which; of the quarters, the upper left one is kept"),
+                                     "which side is reflected onto which; quarters: the upper left one is kept"),
                 Declare<&This::position>(0.01, 0.99, "where the axis lies, from the left or from the bottom")};
     }
 };
@@ -179,7 +179,7 @@ struct SettingsEffectMirror final : SettingsOf<SettingsEffectMirror> {
 struct SettingsEffectSubFrame final : SettingsOf<SettingsEffectSubFrame> {
     static inline std::string const CLASS_ID = "EffectSubFrame";
     static constexpr std::string_view SUMMARY =
-        "Shows the picture smaller inside its frame, over its own blur or a colour, with border and shadow.";
+        "Shows the picture smaller inside its frame, over a blurred copy or a colour, with border and shadow.";
     static constexpr std::string_view NEUTRAL = "size=1 border=0 shadow=0";
 
     enum class Background : std::int32_t { Blurred, Color };

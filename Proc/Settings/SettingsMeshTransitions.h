@@ -38,7 +38,7 @@ struct SettingsTransitionPageturn final : SettingsOf<SettingsTransitionPageturn>
 struct SettingsTransitionOrigamiValley final : SettingsOf<SettingsTransitionOrigamiValley> {
     static inline std::string const CLASS_ID = "TransitionOrigamiValley";
     static constexpr std::string_view SUMMARY =
-        "The outgoing picture parts in the middle and the incoming one unfolds from a valley between.";
+        "The outgoing picture parts in the middle, and the incoming one unfolds from a valley between its halves.";
 
     static std::vector<Field> DeclareFields() { return {}; }
 };
@@ -59,7 +59,7 @@ struct SettingsTransitionOrigamiPleats final : SettingsOf<SettingsTransitionOrig
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::num>(1, 1000, "number of pleats"),
                 Declare<&This::dir>({{Direction::Right, "right"}, {Direction::Left, "left"}},
-                                    "where the outgoing picture leaves to")};
+                                    "where the outgoing picture moves to")};
     }
 };
 
@@ -142,9 +142,9 @@ struct SettingsTransitionWaterbrush final : SettingsOf<SettingsTransitionWaterbr
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::type>(
                     {{Type::Plain, "plain"}, {Type::Inset, "inset"}},
-                    "strokes that go beyond the picture and are not all done, or that leave a narrow border",
+                    "plain: strokes go beyond the picture and are not all done; inset: they leave a narrow border",
                     Outside::Defined),
-                Declare<&This::angle>(-90, 90, "direction of the strokes in degrees, 0 upright, counter-clockwise"),
+                Declare<&This::angle>(-90, 90, "direction of the strokes, degrees counter-clockwise from upright"),
                 Declare<&This::size>(1, 1000, "number of strokes", Outside::Defined),
                 Declare<&This::rough>(0, 100, "unevenness of the paint, percent")};
     }
@@ -165,7 +165,7 @@ struct SettingsTransitionTwist final : SettingsOf<SettingsTransitionTwist> {
                                      {Direction::RightToLeft, "right-to-left"},
                                      {Direction::BottomToTop, "bottom-to-top"},
                                      {Direction::TopToBottom, "top-to-bottom"}},
-                                    "where the twist runs to"),
+                                    "where the twist moves to"),
                 Declare<&This::turns>(1, 9, "half turns; an even number counts as the next odd one")};
     }
 };
@@ -202,7 +202,7 @@ struct SettingsTransitionMosaic final : SettingsOf<SettingsTransitionMosaic> {
         return {Declare<&This::num>(1, 100, "tiles along the shorter side"),
                 Declare<&This::axis>(
                     {{Axis::Horizontal, "horizontal"}, {Axis::Vertical, "vertical"}, {Axis::Mixed, "mixed"}},
-                    "the axis that tiles turn about")};
+                    "the axis that the tiles turn about")};
     }
 };
 

@@ -42,7 +42,7 @@ struct SettingsTransitionScale final : SettingsOf<SettingsTransitionScale> {
 struct SettingsTransitionZoom final : SettingsOf<SettingsTransitionZoom> {
     static inline std::string const CLASS_ID = "TransitionZoom";
     static constexpr std::string_view SUMMARY =
-        "Zooms into the outgoing picture or out of the incoming one while they change over.";
+        "Zooms into the outgoing picture or out of the incoming one while the incoming one fades in.";
 
     enum class Type : std::int32_t { In, Out, Through };
 
@@ -140,7 +140,7 @@ struct SettingsTransitionKenBurns final : SettingsOf<SettingsTransitionKenBurns>
             Declare<&This::zoom>(0.0, kFarthest, "how far the corners move along their directions"),
             Declare<&This::direction>(
                 -kFarthest, kFarthest,
-                "x and y of each corner's way in half pictures: bottom left, bottom right, top right, top left")};
+                "x and y of each corner's motion, in half pictures: bottom left, bottom right, top right, top left")};
     }
 };
 
@@ -172,7 +172,8 @@ struct SettingsTransitionSlide final : SettingsOf<SettingsTransitionSlide> {
              {Direction::FromBottomRight, "from-bottom-right"},
              {Direction::FromTopLeft, "from-top-left"},
              {Direction::FromTopRight, "from-top-right"}},
-            "where the incoming picture enters; none: nowhere; stretched: it is there and sinks", Outside::Defined)};
+            "where the incoming picture enters; none: nowhere; stretched: it covers the frame and sinks",
+            Outside::Defined)};
     }
 };
 

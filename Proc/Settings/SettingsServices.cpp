@@ -23,8 +23,8 @@ std::uint32_t ToSide(double exact) {
     return static_cast<std::uint32_t>(std::max(std::round(exact), 1.0));
 }
 
-/// What stays free of `full` pixels around `part` of them, on the first side and on the second. Less than a pixel is
-/// none.
+/// The margins that `part` pixels leave free within `full` pixels, on the first and on the second side. Less than a
+/// pixel counts as none.
 std::pair<std::uint32_t, std::uint32_t> Centre(std::uint32_t full, double part) {
     if (static_cast<double>(full) - part < 1.0) {
         return {0, 0};
@@ -38,22 +38,25 @@ std::pair<std::uint32_t, std::uint32_t> Centre(std::uint32_t full, double part) 
 std::vector<Field> SettingsResizer::DeclareFields() {
     constexpr double kLargest = 16384.0;
     constexpr double kMostAspect = 65535.0;
-    return {Declare<&This::width>(0.0, kLargest,
-                                  "output width; 0: as the cropped picture, or from the height, keeping its shape"),
-            Declare<&This::height>(0.0, kLargest,
-                                   "output height; 0: as the cropped picture, or from the width, keeping its shape"),
-            Declare<&This::pixelAspectX>(0.0, kMostAspect,
-                                         "width of an output pixel relative to its height; 0: as the input"),
-            Declare<&This::pixelAspectY>(0.0, kMostAspect,
-                                         "height of an output pixel relative to its width; 0: as the input"),
-            Declare<&This::mode>(
-                {{Mode::Stretch, "stretch"}, {Mode::Fit, "fit"}, {Mode::Fill, "fill"}},
-                "stretch to the output, fit the whole picture in with bars, or fill it with the sides cut"),
-            Declare<&This::cropLeft>(0.0, kLargest, "pixels cut from the input first"),
-            Declare<&This::cropRight>(0.0, kLargest, "pixels cut from the input first"),
-            Declare<&This::cropTop>(0.0, kLargest, "pixels cut from the input first"),
-            Declare<&This::cropBottom>(0.0, kLargest, "pixels cut from the input first"),
-            Declare<&This::background>("colour of the bars; a translucent one gives an output with alpha")};
+    return {
+        Declare<&This::width>(
+            0.0, kLargest,
+            "output width; 0: the cropped picture's width, or the width that keeps its shape at the given height"),
+        Declare<&This::height>(
+            0.0, kLargest,
+            "output height; 0: the cropped picture's height, or the height that keeps its shape at the given width"),
+        Declare<&This::pixelAspectX>(0.0, kMostAspect,
+                                     "width of an output pixel relative to its height; 0: as in the input"),
+        Declare<&This::pixelAspectY>(0.0, kMostAspect,
+                                     "height of an output pixel relative to its width; 0: as in the input"),
+        Declare<&This::mode>(
+            {{Mode::Stretch, "stretch"}, {Mode::Fit, "fit"}, {Mode::Fill, "fill"}},
+            "stretch to the output, fit the whole picture in with bars, or fill the output and cut the sides"),
+        Declare<&This::cropLeft>(0.0, kLargest, "pixels cut from the input first"),
+        Declare<&This::cropRight>(0.0, kLargest, "pixels cut from the input first"),
+        Declare<&This::cropTop>(0.0, kLargest, "pixels cut from the input first"),
+        Declare<&This::cropBottom>(0.0, kLargest, "pixels cut from the input first"),
+        Declare<&This::background>("colour of the bars; a translucent one gives an output with alpha")};
 }
 
 Conf::FrameInfo SettingsResizer::GetOutputFrameSize(Conf::FrameInfo const& input) const {
@@ -87,7 +90,7 @@ Conf::FrameInfo SettingsResizer::GetROI(Conf::FrameInfo const& input, CropInfo& 
     Conf::FrameInfo output{width, height, known(pixelAspectX, seen.pixelAspectX),
                            known(pixelAspectY, seen.pixelAspectY)};
 
-    // Width to height of the cropped picture in the output's pixels.
+    // Ratio of width to height of the cropped picture, in the output's pixels.
     auto const numerator = static_cast<double>(croppedWidth) * seen.pixelAspectX * output.pixelAspectY;
     auto const denominator = static_cast<double>(croppedHeight) * seen.pixelAspectY * output.pixelAspectX;
     if (output.width == 0 && output.height == 0) {

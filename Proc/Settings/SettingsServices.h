@@ -9,7 +9,7 @@
 
 namespace Kaltor::Proc {
 
-/// Crop, output size and how the one is brought into the other.
+/// Crop, output size, and how the cropped picture is brought into the output.
 struct SettingsResizer final : SettingsOf<SettingsResizer> {
     static inline std::string const CLASS_ID = "Resizer";
     static constexpr std::string_view SUMMARY =
@@ -32,12 +32,11 @@ struct SettingsResizer final : SettingsOf<SettingsResizer> {
     std::string const& GetImplName() const { return implName; }
     void SetImplName(std::string value) { implName = std::move(value); }
 
-    /// What an input of this form becomes. Throws `std::invalid_argument` where the crop leaves nothing of it, and
-    /// where a side that follows from the other would be beyond all bounds.
+    /// The form of the output for an input of this form. Throws `std::invalid_argument` if the crop leaves nothing of
+    /// it, or if a side that is computed from the other would be too long for any picture.
     Conf::FrameInfo GetOutputFrameSize(Conf::FrameInfo const& input) const;
-    /// The same, and where the picture comes from and goes to: the margins cut from the input and those that stay free
-    /// in the output. Of two opposite margins that cannot be equal the right or the top one is a pixel wider. Throws as
-    /// `GetOutputFrameSize`.
+    /// The same, together with the margins that are cut from the input and those that stay free in the output. If two
+    /// opposite margins cannot be equal, the right or the top one is a pixel wider. Throws like `GetOutputFrameSize`.
     Conf::FrameInfo GetROI(Conf::FrameInfo const& input, CropInfo& source, CropInfo& destination) const;
 
     static std::vector<Field> DeclareFields();
@@ -69,7 +68,7 @@ struct SettingsFrameDownloader final : SettingsOf<SettingsFrameDownloader> {
 
 struct SettingsEffectImageBlender final : SettingsOf<SettingsEffectImageBlender> {
     static inline std::string const CLASS_ID = "EffectImageBlender";
-    static constexpr std::string_view SUMMARY = "Lays pictures over a base, at a place and with an opacity.";
+    static constexpr std::string_view SUMMARY = "Lays pictures over a base picture, at a chosen place and opacity.";
 
     std::int32_t opacity = 255;
     std::int32_t x = 0;
@@ -90,14 +89,14 @@ struct SettingsEffectImageBlender final : SettingsOf<SettingsEffectImageBlender>
     }
 };
 
-/// Brings CPU frames into one of a list of pixel formats. Not for users: it has no fields to type.
+/// Converts CPU frames to one of a list of pixel formats. Not for users: it has no fields to set.
 struct SettingsColorspaceConverter final : SettingsOf<SettingsColorspaceConverter> {
     static inline std::string const CLASS_ID = "ColorspaceConverter";
     static constexpr std::string_view SUMMARY = "Brings a frame in main memory into another pixel format.";
 
     SettingsColorspaceConverter() = default;
-    /// `formats` in order of preference. `keepAlpha`: a picture with alpha is brought only to a format with alpha, an
-    /// opaque one only to a format without, where the list has one.
+    /// `formats` in order of preference. `keepAlpha`: if the list allows it, a picture with alpha is converted only to
+    /// a format with alpha, and an opaque picture only to a format without.
     SettingsColorspaceConverter(std::vector<PixFmt> acceptedFormats, bool isAlphaKept)
         : formats(std::move(acceptedFormats)), keepAlpha(isAlphaKept) {}
 

@@ -7,7 +7,7 @@ namespace Kaltor::Proc {
 struct SettingsEffectColorBrush final : SettingsOf<SettingsEffectColorBrush> {
     static inline std::string const CLASS_ID = "EffectColorBrush";
     static constexpr std::string_view SUMMARY =
-        "Begins as a drawing of its edges on white and is painted in with brush strokes.";
+        "The picture begins as a drawing of its edges on white and is painted in with brush strokes.";
 
     std::int32_t angle = 30;
     std::int32_t size = 12;
@@ -41,7 +41,7 @@ struct SettingsEffectVHS final : SettingsOf<SettingsEffectVHS> {
 struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
     static inline std::string const CLASS_ID = "EffectStripes";
     static constexpr std::string_view SUMMARY =
-        "Lays coloured stripes over the picture, at an angle and adrift if wanted.";
+        "Lays coloured stripes over the picture, at any angle, still or drifting.";
     static constexpr std::string_view NEUTRAL = "fill=0";
 
     double angle = 45.0;
@@ -57,8 +57,9 @@ struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
                 Declare<&This::fill>(0.0, 1.0, "share of the picture that is covered"),
                 Declare<&This::color>("colour of the stripes; its alpha is how much they cover"),
                 Declare<&This::softness>(
-                    0.0, 1.0, "softness of their edges: the part of the narrower of stripe and gap that is graded"),
-                Declare<&This::speed>(-10.0, 10.0, "drift, stripes a second; level stripes go up, upright ones left")};
+                    0.0, 1.0, "softness of their edges, as a fraction of the stripe or the gap, whichever is narrower"),
+                Declare<&This::speed>(-10.0, 10.0,
+                                      "drift, stripes per second; horizontal stripes go up, vertical ones left")};
     }
 };
 
@@ -93,10 +94,10 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
                                       {Kind::Stars, "stars"},
                                       {Kind::Bubbles, "bubbles"},
                                       {Kind::Confetti, "confetti"}},
-                                     "what flies"),
+                                     "the kind of objects"),
                 Declare<&This::count>(1, 2000, "how many objects"),
                 Declare<&This::size>(0.002, 0.3, "size of a near object as a fraction of the picture's larger side"),
-                Declare<&This::speed>(0.0, 5.0, "frame heights a second"),
+                Declare<&This::speed>(0.0, 5.0, "speed, frame heights per second"),
                 Declare<&This::color>("tint of the objects; its alpha is how much they cover")};
     }
 };
@@ -160,9 +161,9 @@ struct SettingsEffectFilmStrip final : SettingsOf<SettingsEffectFilmStrip> {
                                            {Direction::Down, "down"},
                                            {Direction::Left, "left"},
                                            {Direction::Right, "right"}},
-                                          "where the strip runs to"),
-                Declare<&This::speed>(0.0, 5.0, "pictures a second"),
-                Declare<&This::size>(0.2, 1.0, "a picture on the strip as a fraction of the frame"),
+                                          "where the strip moves to"),
+                Declare<&This::speed>(0.0, 5.0, "speed, pictures per second"),
+                Declare<&This::size>(0.2, 1.0, "size of a picture on the strip as a fraction of the frame"),
                 Declare<&This::color>("colour of the film")};
     }
 };

@@ -61,16 +61,16 @@ struct SettingsTransitionSpiral final : SettingsOf<SettingsTransitionSpiral> {
 
 struct SettingsTransitionBlinds final : SettingsOf<SettingsTransitionBlinds> {
     static inline std::string const CLASS_ID = "TransitionBlinds";
-    static constexpr std::string_view SUMMARY = "Blinds of the outgoing picture roll up and lay the incoming one bare.";
+    static constexpr std::string_view SUMMARY = "Blinds of the outgoing picture roll up and uncover the incoming one.";
 
     std::int32_t count = 4;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::count>(1, 100, "number of blinds; kept, but four are drawn")};
+        return {Declare<&This::count>(1, 100, "number of blinds; stored, but four are always drawn")};
     }
 };
 
-/// A place in a picture as fractions of its sides, from the lower left.
+/// A position in a picture, as fractions of its sides from the lower left.
 struct RelativePoint {
     double x = 0.5;
     double y = 0.5;
@@ -85,7 +85,7 @@ struct SettingsTransitionCircle final : SettingsOf<SettingsTransitionCircle> {
     enum class Sense : std::int32_t { Closing, Opening };
 
     Sense sense = Sense::Opening;
-    /// Kept, but the circle is drawn around the middle.
+    /// Stored, but the circle is always drawn around the middle.
     RelativePoint center;
 
     static std::vector<Field> DeclareFields() {
@@ -204,7 +204,7 @@ struct SettingsTransitionCross final : SettingsOf<SettingsTransitionCross> {
 struct SettingsTransitionPixels final : SettingsOf<SettingsTransitionPixels> {
     static inline std::string const CLASS_ID = "TransitionPixels";
     static constexpr std::string_view SUMMARY =
-        "Both pictures coarsen into large pixels and recover, or pixels change over one by one.";
+        "Both pictures coarsen into large pixels and recover, or pixels change one by one.";
 
     enum class Type : std::int32_t { Coarsen, Scatter };
 
@@ -212,8 +212,9 @@ struct SettingsTransitionPixels final : SettingsOf<SettingsTransitionPixels> {
     std::int32_t num = 40;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::type>({{Type::Coarsen, "coarsen"}, {Type::Scatter, "scatter"}},
-                                     "coarsen: pixels grow and recover; scatter: they change over one by one"),
+        return {Declare<&This::type>(
+                    {{Type::Coarsen, "coarsen"}, {Type::Scatter, "scatter"}},
+                    "coarsen: pixels grow and recover; scatter: they change to the incoming picture one by one"),
                 Declare<&This::num>(2, 1000, "pixels along the shorter side")};
     }
 };
@@ -221,7 +222,7 @@ struct SettingsTransitionPixels final : SettingsOf<SettingsTransitionPixels> {
 struct SettingsTransitionMatrix final : SettingsOf<SettingsTransitionMatrix> {
     static inline std::string const CLASS_ID = "TransitionMatrix";
     static constexpr std::string_view SUMMARY =
-        "Columns of glowing glyphs run down, and where one has passed the incoming picture stays.";
+        "Columns of glowing glyphs run down and leave the incoming picture behind them.";
 
     std::int32_t num = 60;
     Color color{0x40, 0xFF, 0x60, 0xFF};

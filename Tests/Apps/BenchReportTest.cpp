@@ -21,7 +21,7 @@ TEST(BenchReport, ComparisonShowsWhatChangedByMoreThanATenth) {
     auto const compare = [&](double processing, double endToEnd) {
         return CompareReports(old, "old", MakeReport(processing, endToEnd));
     };
-    // End to end: far more than a tenth, but of next to nothing.
+    // End to end: far more than a tenth, but of a tiny value.
     EXPECT_THAT(compare(4.39, 0.02), HasSubstr("No ratio changed"));
     EXPECT_THAT(compare(3.61, 0.01), HasSubstr("No ratio changed"));
     EXPECT_THAT(compare(4.48, 0.01), HasSubstr("EffectTwirl 640x360 processing: 4.00 -> 4.48 copies (+12 %)"));

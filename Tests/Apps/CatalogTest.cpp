@@ -43,7 +43,7 @@ TEST_F(CatalogTest, NamesAreFoundWholeShortAndInAnyCaseAndRefusalsSayWhatWouldBe
     EXPECT_EQ(catalog.Find("crossfade").name, "TransitionCrossfade");
     EXPECT_EQ(catalog.Find("effecttwirl").name, "EffectTwirl");
     EXPECT_EQ(catalog.Find("resizer").name, "Resizer");
-    EXPECT_EQ(catalog.FindTransition("zoom").name, "TransitionZoom");  // two are called so, one is a transition
+    EXPECT_EQ(catalog.FindTransition("zoom").name, "TransitionZoom");  // two have this name, one is a transition
     EXPECT_EQ(catalog.FindEffect("zoom").name, "EffectZoom");
     EXPECT_EQ(catalog.Find("zoom", 1).name, "EffectZoom");
     EXPECT_EQ(catalog.Find("zoom", 2).name, "TransitionZoom");
@@ -90,7 +90,7 @@ TEST(FilmStrip, PlacesScalesAndLabelsItsPictures) {
             lit += picture.At(x, y)[0] > 0.8 ? 1 : 0;
         }
     }
-    EXPECT_EQ(lit, 16 * 4);  // the dots of a nought, each 2 x 2 pixels
+    EXPECT_EQ(lit, 16 * 4);  // the dots of a zero, each 2 x 2 pixels
 }
 
 TEST(FilmStrip, WrapsAndRefusesWhatIsTooLarge) {
@@ -99,7 +99,7 @@ TEST(FilmStrip, WrapsAndRefusesWhatIsTooLarge) {
     EXPECT_LE(many.width, 1920U);
     EXPECT_GT(many.height, 5U * 135U);
     EXPECT_THROW(FilmStrip(200, 4096, info), std::invalid_argument);
-    // One pixel wide: a cell does not become endlessly high.
+    // One pixel wide: the height of a cell stays limited.
     EXPECT_LT(FilmStrip(2, 240, {1, 4000, 1, 1}).GetPicture()->GetFrameInfo().height, 1100U);
 }
 

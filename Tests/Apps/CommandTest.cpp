@@ -1,4 +1,4 @@
-// The command as its users meet it: as a process.
+// The command as its users run it: as a process.
 #include "CommandTest.h"
 
 #include <csignal>
@@ -222,7 +222,7 @@ TEST_F(CommandTest, ASignalLeavesNothingBehind) {
     pid_t process = 0;
     ASSERT_EQ(posix_spawn(&process, KALTOR_COMMAND, nullptr, nullptr, const_cast<char* const*>(words.data()), environ),
               0);
-    for (int i = 0; i < 400 && Files() == before; ++i) {  // until it has begun to write
+    for (int i = 0; i < 400 && Files() == before; ++i) {  // until it starts to write
         std::this_thread::sleep_for(std::chrono::milliseconds(25));
     }
     kill(process, SIGTERM);
@@ -247,7 +247,7 @@ TEST_F(CommandTest, DoctorTellsWhatIsThereAndWhatIsMissing) {
     EXPECT_THAT(json::parse(broken.out).at("plugin").at("error").get<std::string>(), HasSubstr("/nowhere/plugin.so"));
     EXPECT_THAT(Fail("list", 1, noPlugin), HasSubstr("/nowhere/plugin.so"));
 
-    // No vendor's library is found under this name, so EGL has none.
+    // EGL finds no vendor's library under this name.
     std::string const noGl = "__EGL_VENDOR_LIBRARY_FILENAMES=/nowhere.json";
     EXPECT_THAT(Fail("apply EffectBlurGaussian a.png -o x.png", 1, noGl), HasSubstr("install"));
     Outcome const doctor = Run("doctor", noGl);

@@ -57,14 +57,14 @@ protected:
         int const status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
     }
-    /// What it says when all goes well, without a word on standard error: no bar where there is no terminal.
+    /// Its output when it succeeds. Standard error must stay empty: no progress bar without a terminal.
     std::string Succeed(std::string const& line) const {
         Outcome const outcome = Run(line);
         EXPECT_EQ(outcome.status, 0) << line;
         EXPECT_EQ(outcome.err, "") << line;
         return outcome.out;
     }
-    /// What it says where it cannot be: one line and nothing else.
+    /// Its message when it fails: exactly one line.
     std::string Fail(std::string const& line, int status, std::string const& environment = "") const {
         std::vector<std::string> const before = Files();
         Outcome const outcome = Run(line, environment);

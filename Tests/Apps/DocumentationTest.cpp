@@ -1,4 +1,4 @@
-// The commands that the documents and the help texts show, run as they stand there.
+// Runs the commands that the documents and the help texts show.
 #include <map>
 #include <regex>
 #include <set>
@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "gallery", "bench", "doctor"};
 
-// What takes minutes as it stands, with the words that make it short.
+// Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
     {"kaltor gallery gallery", "--size 32x18 --only Invert"},
     {"kaltor gallery gallery --input a.mp4 --input b.mp4 --only Crossfade Pageturn BlurGaussian", "--size 32x18"},
@@ -26,13 +26,13 @@ std::map<std::string, std::string> const kShortened{
     {"kaltor bench --size 1920x1080 --json new.json --compare old.json", "Invert --seconds 0.01"},
 };
 
-// What is not run, with the reason.
+// Commands that are not run, with the reason.
 std::map<std::string, std::string> const kNotRun{
     {"kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'", "jq need not be installed"},
 };
 
 /// Lines that begin with "kaltor ", without their comments; in Markdown only those of fenced blocks. A line that ends
-/// in a backslash goes on in the next one.
+/// in a backslash continues in the next one.
 std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
     std::vector<std::string> commands;
     bool isWanted = !isMarkdown;
@@ -88,7 +88,7 @@ protected:
         fs::remove_all(scratch);
     }
 
-    /// What stands for many commands: its options are there, at least.
+    /// A text that stands for many commands: at least its options exist.
     void CheckSynopsis(std::string const& line) const {
         std::string const verb = line.substr(7, line.find(' ', 7) - 7);
         std::string const help = Succeed(verb + " --help");

@@ -32,7 +32,7 @@ TEST(GalleryPage, ShowsDeclarationsEscaped) {
     EXPECT_TRUE(holds(fmt::format("<p>{}</p>", settings->GetSummary())));
     EXPECT_TRUE(holds("v&lt;1&gt;.mp4") && holds("&amp;&amp; &quot;more&quot;"));
     EXPECT_FALSE(holds("<1>") || holds("{{") || holds("=\"http"));
-    // The resizer's labels; only the effect has a video; no kind that is not there has a filter.
+    // The resizer's labels; only the effect has a video; there is no filter for a missing kind.
     EXPECT_TRUE(holds("stretch (0), fit (1) or fill (2)"));
     EXPECT_EQ(page.find("<video"), page.rfind("<video"));
     EXPECT_TRUE(holds("value=\"service\"") && !holds("value=\"transition\""));

@@ -29,7 +29,7 @@ TEST(Exceptions, CarryTheThrowingPlaceAndTheCallStack) {
     EXPECT_EQ(here.what, "bad");
     EXPECT_EQ(here.line, line);
     EXPECT_THAT(here.function, HasSubstr("TestBody"));
-    EXPECT_EQ(here.file, "Tests/Core/InterfacesTest.cpp");  // told from the root, whatever the machine
+    EXPECT_EQ(here.file, "Tests/Core/InterfacesTest.cpp");  // from the repository's root on every machine
     EXPECT_GT(here.stackDepth, 2U);
 }
 

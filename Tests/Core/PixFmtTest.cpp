@@ -32,7 +32,7 @@ TEST(PixelFormats, DescriptionsAgreeWithFfmpegAndDecideTheOutputsFormat) {
         EXPECT_EQ(ours.HasAlpha(), (theirs->flags & AV_PIX_FMT_FLAG_ALPHA) != 0) << ours.name;
         EXPECT_EQ(ours.IsYuv(), (theirs->flags & AV_PIX_FMT_FLAG_RGB) == 0) << ours.name;
         EXPECT_EQ(static_cast<int>(OutputFormat(format)), (ours.flags & 8U) != 0 ? 28 : 2) << ours.name;
-        if (format != PixFmt::Bgrx) {  // theirs leaves the fourth byte open, ours does not
+        if (format != PixFmt::Bgrx) {  // FFmpeg leaves the fourth byte undefined, this format does not
             EXPECT_EQ(Proc::FromAvPixelFormat(av), format);
         }
     }

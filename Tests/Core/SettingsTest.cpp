@@ -153,7 +153,7 @@ TEST(Names, TheNearestIsOffered) {
     EXPECT_THAT(refusal(SettingsFrameUploader(), "x"), HasSubstr("none"));
 }
 
-/// What a user may type for a field: its ends and something between, its labels and their numbers.
+/// Texts that a user may type for a field: its limits and a value between, its labels and their numbers.
 std::vector<std::string> ListTexts(Field const& field) {
     std::vector<std::string> texts;
     for (FieldLabel const& label : field.labels) {
@@ -175,7 +175,7 @@ std::vector<std::string> ListTexts(Field const& field) {
 }
 
 void CheckDeclaration(Settings const& defaults) {
-    EXPECT_TRUE(defaults.GetSummary().ends_with('.')) << "is a sentence";
+    EXPECT_TRUE(defaults.GetSummary().ends_with('.')) << "the summary is a sentence";
     std::set<std::string_view> keys;
     for (Field const& field : defaults.GetFields()) {
         SCOPED_TRACE(std::string(field.key));
@@ -184,7 +184,7 @@ void CheckDeclaration(Settings const& defaults) {
         EXPECT_EQ(field.type == FieldType::Choice, !field.labels.empty());
         EXPECT_TRUE(!field.HasRange() || field.minimum < field.maximum);
         for (FieldLabel const& label : field.labels) {
-            // A label that stood twice, or read like another choice's number, would be taken for either.
+            // A repeated label, or one equal to another choice's number, would be ambiguous.
             EXPECT_EQ(std::get<std::int32_t>(field.Parse(label.label)), label.value);
             EXPECT_EQ(field.Format(label.value), label.label);
         }

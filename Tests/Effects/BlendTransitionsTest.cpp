@@ -39,7 +39,7 @@ TEST_F(BlendTransitionsTest, FlashBrightensWhatIsDarkAndStartsFast) {
 }
 
 TEST_F(BlendTransitionsTest, BlurTakesPicturesOutOfFocusAndBack) {
-    // What another number than 0 and 2 stands for is 1.
+    // Numbers other than 0 and 2 count as 1.
     for (int const mode : {0, 1, 2, 7}) {
         std::string const settings = fmt::format("TransitionBlur mode={}", mode);
         auto const blur = [](Picture const& picture, double strength) {

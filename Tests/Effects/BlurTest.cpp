@@ -59,7 +59,7 @@ Picture Blur(Picture const& picture, double scale) {
     return BlurAlong(BlurAlong(picture, taps, false), taps, true);
 }
 
-/// Between the two passes of the sum a picture has 8 bits: half a step more than what comes out in one go.
+/// Between the two passes of the sum a picture has 8 bits: half a step more error than in a single pass.
 constexpr double kTwoPasses = 1.5 / 255.0;
 /// Reduced pictures have 16 bits.
 constexpr double kReduced = 1.0 / 255.0;
@@ -75,7 +75,7 @@ TEST(BlurKernels, HaveTheirSizeAndSigma) {
         EXPECT_NEAR(least.sigma, -4.5, 1e-4);
         EXPECT_NEAR(least.norm, 1.0 / (1.0 + 2.0 * std::exp(-4.5)), 1e-5);
     }
-    // To both sides of the switch that the pictures below look for.
+    // On both sides of the switch that the pictures below test.
     EXPECT_EQ(Ogl::BlurKernel(100, 60, 0.1455).size, kMostSummed);
     EXPECT_EQ(Ogl::BlurKernel(100, 60, 0.1555).size, kMostSummed + 1);
 }
@@ -84,7 +84,7 @@ using BlurTest = GlTest;
 
 TEST_F(BlurTest, IsTheSumOnEveryPictureAndStrategy) {
     std::vector<std::pair<double, Picture>> cases;
-    // A size of 1, sizes to both sides of the switch between two ways of drawing, and taps beyond the whole picture.
+    // A size of 1, sizes on both sides of the switch between two ways of drawing, and taps beyond the whole picture.
     for (auto const& [width, height, scale] : {std::tuple{96U, 54U, 0.0},
                                                {54U, 96U, 0.05},
                                                {100U, 60U, 0.1455},
@@ -99,7 +99,7 @@ TEST_F(BlurTest, IsTheSumOnEveryPictureAndStrategy) {
         cases.emplace_back(scale, Picture::Noise(width, height, true));
     }
     cases.emplace_back(0.08, Picture::ZonePlate(480, 270));
-    // What a kernel that is a little off changes on impulses and edges is far from averaging out.
+    // On impulses and edges, the error of a slightly wrong kernel does not average out.
     for (double const scale : {0.05, 0.2}) {
         cases.emplace_back(
             scale, Picture::Make(96, 54, false, [](unsigned x, unsigned y) {

@@ -1,4 +1,5 @@
-// What algorithms keep on the GPU: each takes its own cache only, and a cache finds its end also where no GL is left.
+// What algorithms keep on the GPU: each accepts only its own cache, and a cache is destroyed even after the GL has
+// gone.
 
 #include <chrono>
 #include <cstdio>
@@ -33,7 +34,7 @@ using Ogl::OglCache;
 using Ogl::OglManager;
 using Ogl::ShaderStorage;
 
-/// Looks into a wrapper; null for what is none.
+/// The inside of a wrapper; null for other objects.
 template <typename Interface, typename Algorithm>
 class Opened : public Proc::WrapperBase<Interface, Algorithm> {
     using Wrapper = Proc::WrapperBase<Interface, Algorithm>;
@@ -45,7 +46,7 @@ public:
     }
 };
 
-/// Asks the algorithm of every row that is registered whether it looks at the cache that it is given.
+/// Checks for every registered row whether its algorithm checks the cache that it gets.
 class CacheChecker final : public Proc::IEffectRegistry {
 public:
     explicit CacheChecker(intrusive_ptr<Proc::IEffectFactory const> toUse) : factory(std::move(toUse)) {}
@@ -105,12 +106,12 @@ using CacheTest = GlTest;
 TEST_F(CacheTest, NoAlgorithmTakesAnothersCacheOrNone) {
     CacheChecker checker(GetFactory());
     Registrator(checker);
-    checker.Check("Resizer", Ogl::EffectResizer());  // is inside of a service
+    checker.Check("Resizer", Ogl::EffectResizer());  // is inside a service
     EXPECT_EQ(checker.checked, 38 + 39 + 1);
     EXPECT_GT(checker.cached, 10);
 }
 
-/// Holds a texture, and reports its end.
+/// Holds a texture, and reports its own destruction.
 class ReportingCache final : public OglCache {
 public:
     ReportingCache() = default;
@@ -155,7 +156,7 @@ struct LateUser {
 
 TEST(CacheDeathTest, EndsSafelyWithoutAManagerAndWhenItStops) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    // Before the first use: nothing is started for it.
+    // Before the first use: the manager is not started for it.
     EXPECT_EXIT(
         {
             boost::shared_ptr<OglCache> cache = boost::make_shared<ReportingCache>();
@@ -164,7 +165,7 @@ TEST(CacheDeathTest, EndsSafelyWithoutAManagerAndWhenItStops) {
             std::_Exit(!cache && std::distance(begin(threads), end(threads)) == 1 ? 0 : 1);
         },
         testing::ExitedWithCode(0), "gone without a manager");
-    // After the stop: what was made before the manager goes after it.
+    // After the stop: an object that was made before the manager is destroyed after it.
     EXPECT_EXIT(
         {
             static Holder holder;
@@ -172,7 +173,7 @@ TEST(CacheDeathTest, EndsSafelyWithoutAManagerAndWhenItStops) {
             std::exit(0);
         },
         testing::ExitedWithCode(0), "gone without a manager");
-    // What cleans up and is still queued when the stop comes runs while there is a context.
+    // Clean-up tasks that are still queued at the stop run while there is a context.
     EXPECT_EXIT(
         {
             OglManager::GetInstance();

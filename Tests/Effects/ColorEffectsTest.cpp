@@ -139,7 +139,7 @@ TEST_F(ColorEffectsTest, PopArtPrintsTilesOfFewLevels) {
     for (Print const& print : {Print{0.8, 0.0, 0.15, 3, 2}, {1.0, 0.7, 0.3, 5, 1}, {0.5, 0.25, 0.0, 2, 3}}) {
         std::string const settings = fmt::format("EffectPopArt saturation={} hue={} offset={} levels={} amount={}",
                                                  print.saturation, print.hue, print.offset, print.levels, print.amount);
-        // Large enough for the blurs of 0.002 and 0.02 to be different ones.
+        // Large enough that the blurs of 0.002 and 0.02 differ.
         for (auto const& [width, height] : {Size{210, 120}, Size{120, 210}}) {
             Picture const input = Picture::Corners(width, height, width < height);
             Picture const blurred = Run("EffectBlurGaussian scale=0.002", input);
@@ -165,7 +165,8 @@ TEST_F(ColorEffectsTest, PopArtPrintsTilesOfFewLevels) {
             EXPECT_TRUE(IsNear(Run(settings, input), expected, kFiltered)) << settings;
         }
     }
-    // A line on grey: with little blur it stays above the threshold, with 0.02, which the unit starts with, it drowns.
+    // A line on grey: with little blur it stays above the threshold; with 0.02, the embedded blur's default, it does
+    // not.
     Picture line = Picture::Flat(300, 60, {0.3, 0.3, 0.3, 1});
     for (unsigned y = 0; y < 60; ++y) {
         line.At(150, y) = {1, 1, 1, 1};

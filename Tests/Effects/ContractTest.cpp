@@ -1,5 +1,5 @@
-// What every registered effect and transition promises, for all of them, by their default settings. What is special to
-// one is tested with it; who cannot keep a promise stands in one of the tables below, with the reason.
+// What every registered effect and transition promises, for all of them, by their default settings. Special features
+// are tested with their effect. Effects that cannot keep a promise are in the tables below, with the reason.
 
 #include <algorithm>
 #include <chrono>
@@ -89,7 +89,7 @@ constexpr std::array kOwnAlpha{
     Exemption{"EffectFlyingObjects", "objects lie over what is transparent, too"},
 };
 
-/// Effects that show colours from under transparent pixels: they filter colour and alpha each for itself.
+/// Effects that show colours from under transparent pixels: they filter colour and alpha separately.
 constexpr std::array<Exemption, 25> kFilterStraight{{
     {"EffectFishEye"},           {"EffectPopArt"},           {"EffectTwirl"},
     {"TransitionBarnDoor"},      {"TransitionBlur"},         {"TransitionCross"},
@@ -113,7 +113,7 @@ std::vector<std::string> const kContexts{"EffectZoom zoom=0.5",
                                          "EffectSubFrame background=1",
                                          "TransitionRipple freq=2 width=0.6"};
 
-/// Fields that do not act on the next frame as they would on the first.
+/// Fields that act differently on the next frame than on the first one.
 constexpr std::array kNotAtOnce{
     Exemption{"EffectColorBrush angle", "the brush is laid out for a size of picture"},
     Exemption{"EffectColorBrush size"},
@@ -195,7 +195,7 @@ protected:
     Picture Draw(Effect const& effect, double at) const { return Draw(effect, first, second, at); }
 };
 
-/// Each kind of settings that a field makes: all choices, both states, four numbers of its range.
+/// All settings of a field that are tested: all choices, both states, four numbers of its range.
 std::vector<std::unique_ptr<Settings>> MakeVariants(Settings const& base, Proc::Field const& field) {
     std::vector<std::unique_ptr<Settings>> variants;
     auto const add = [&](Proc::FieldValue const& value) {
@@ -262,7 +262,7 @@ TEST_P(EffectContract, TellsTheFormatItWillProduce) {
 }
 
 TEST_P(EffectContract, IsTheSameForTheSameInputInAnyOrder) {
-    // Large enough for all of software GL's roads, some of which it takes from the second frame on.
+    // Large enough for all code paths of software GL, some of which it uses from the second frame on.
     Picture const large = Picture::Noise(6 * kWidth, 6 * kHeight, true, 1);
     Picture const other = Picture::Noise(6 * kWidth, 6 * kHeight, true, 2);
     auto const draw = [&](bool isAllQueuedFirst) {
@@ -381,7 +381,7 @@ TEST_P(EffectContract, LeavesNothingBehind) {
 
 TEST_P(EffectContract, MakesNoGlObjectInSteadyState) {
     Effect const warming = Make();
-    // Variants of programs are made as they come up, each once; there must be an end of them.
+    // Variants of programs are made when they are needed, each once; their number must be limited.
     for (int i = 0; i <= 40; ++i) {
         Draw(warming, i / 40.0);
     }
@@ -398,7 +398,7 @@ TEST_P(EffectContract, MakesNoGlObjectInSteadyState) {
 TEST_P(EffectContract, DrawsYuvAsRgb) {
     // Black and white squares, which come out of the conversion exactly.
     constexpr unsigned kSide = 24;
-    ScopedStrategy const strategy(kGpuStrategy);  // which leaves conversion to those who draw
+    ScopedStrategy const strategy(kGpuStrategy);  // on which conversion is left to the code that draws
     auto const make = [&](unsigned shift, bool isYuv) -> intrusive_ptr<IDataVideo> {
         auto const isWhite = [shift](unsigned x, unsigned y) { return ((x + shift) / 4 + y / 4) % 2 == 0; };
         if (!isYuv) {
@@ -438,7 +438,7 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
     }
 }
 
-/// The names of those drawn that begin so, but for those in the tables.
+/// The names of the drawing effects that begin with this prefix, except for those in the tables.
 template <typename... Tables>
 std::vector<std::string> List(std::string_view begin, Tables const&... tables) {
     std::vector<std::string> names;
@@ -519,7 +519,7 @@ class EffectThatFiltersPremultiplied : public EffectContract {};
 INSTANTIATE_TEST_SUITE_P(All, EffectThatFiltersPremultiplied, testing::ValuesIn(List("", kFilterStraight)), GetName);
 
 TEST_P(EffectThatFiltersPremultiplied, ShowsNothingOfTransparentPixels) {
-    // Islands of grey in a sea of nothing, whose colour is seen nowhere.
+    // Islands of grey on a transparent ground, whose colour must not be visible anywhere.
     auto const draw = [this](Rgba const& hidden, double at) {
         Picture const input = Picture::Make(kWidth, kHeight, true, [&hidden](unsigned x, unsigned y) {
             return (x / 7 + y / 5) % 2 == 0 ? Rgba{0.5, 0.5, 0.5, 1.0} : hidden;

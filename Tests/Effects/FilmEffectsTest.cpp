@@ -1,4 +1,4 @@
-// Grain and its kin, by their statistics; what runs at a film's rate, by when it changes.
+// Grain and similar noise, tested by their statistics; effects at a film's rate, tested by when they change.
 
 #include <algorithm>
 #include <cmath>
@@ -36,7 +36,7 @@ Moments GetMoments(Picture const& picture, std::size_t channel) {
     return {middle, std::sqrt(variance), fourth / (variance * variance)};
 }
 
-/// Of one channel with another one of another picture, `shift` pixels to the right.
+/// The correlation of one channel with a channel of another picture, `shift` pixels to the right.
 double GetCorrelation(Picture const& a, std::size_t aChannel, Picture const& b, std::size_t bChannel, unsigned shift) {
     Moments const ofA = GetMoments(a, aChannel);
     Moments const ofB = GetMoments(b, bChannel);
@@ -64,7 +64,7 @@ Picture Grey(double tone, unsigned width = kWidth, unsigned height = kHeight) {
 
 TEST_F(FilmEffects, GrainIsNormalAndFollowsTone) {
     constexpr double kStrength = 0.5;
-    // How far the deviation of so many grains may lie from the true one; 8-bit rounding is far below.
+    // How far the deviation of this many grains may lie from the true one; 8-bit rounding is much smaller.
     constexpr double kTolerance = 0.04;
     for (double const pixels : {1.0, 1.7, 3.0}) {
         for (double const tone : {0.2, 0.5, 0.7}) {
@@ -183,7 +183,7 @@ TEST_F(OldFilm, FlickersAsABadShutterDoes) {
 }
 
 TEST_F(OldFilm, DustIsDarkOrBrightAndAsMuchAsWanted) {
-    // Shares of the picture that are covered, over many frames.
+    // Parts of the picture that are covered, over many frames.
     auto const measure = [](double dust) {
         std::pair<double, double> covered;
         Picture const grey = Grey(kGrey, 200, 120);

@@ -1,5 +1,5 @@
 // Filters over a neighbourhood against their formulas, computed here in double precision with pixels clamped to the
-// edge. A neighbour counts as far as it covers.
+// edge. Neighbours are weighted by alpha.
 
 #include <algorithm>
 #include <cmath>
@@ -110,7 +110,7 @@ TEST_F(FilterEffectsTest, FindEdgesDrawsTheScharrGradientOverItsCells) {
             double const ink = FindInk(averaged, x, y, width / 960.0, 1.0, 0.05, 0.05);
             return EachColor(input.At(x, y), [&](std::size_t) { return 1.0 - ink; });
         });
-        // Averages are kept in 8 bits; where little covers, so do their colours.
+        // Averages have 8 bits; where alpha is small, their colours are less exact.
         EXPECT_TRUE(IsNear(Run("EffectFindEdges strength=0.05 threshold=0.05", input), expected, 2.5 / 255.0)) << width;
     }
 }
@@ -145,7 +145,7 @@ TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
             // Few specks, so that every pixel of a neighbourhood counts.
             for (unsigned const radius : {1U, 2U, 3U, 8U, 24U, 25U, 44U}) {
                 if (radius == 44 && (mode == 0 || shape == 0)) {
-                    continue;  // one is enough of so many pixels
+                    continue;  // one case with so many pixels is enough
                 }
                 // As long as the largest size needs it; along one axis and then along the other.
                 unsigned const length = std::max(61U, 20U * radius + 8U);
@@ -223,7 +223,7 @@ TEST_F(FilterEffectsTest, ColorBrushPaintsFromTheDrawingToThePicture) {
 TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
     Rgba const left{0.8, 0.3, 0.2, 1.0};
     Rgba const right{0.2, 0.5, 0.4, 1.0};
-    // A radius below a pixel of the lattice, one that the lattice has every pixel for, and coarser ones.
+    // A radius below one lattice pixel, one whose lattice has every pixel, and radii with coarser lattices.
     for (double const radius : {0.4, 4.0, 36.0}) {
         for (double const angle : {0.0, 0.6, M_PI / 2.0}) {
             auto const width = static_cast<unsigned>(std::max(299.0, std::ceil(radius / 0.03)));
@@ -237,7 +237,7 @@ TEST_F(FilterEffectsTest, OilPaintKeepsEdgesCrispAndEvensOutNoise) {
             });
             Picture const painted = Run(fmt::format("EffectOilPaint size={}", radius / width), input);
             double const soft = 1.0 + 0.06 * radius;
-            // Beyond the border the edge goes on straight outwards: it is another one there.
+            // Beyond the border the edge continues straight outwards, so it is a different edge there.
             auto const margin = static_cast<unsigned>(1.6 * radius);
             double worst = 0.0;
             double before = 0.0;

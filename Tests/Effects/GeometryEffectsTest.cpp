@@ -9,8 +9,8 @@ namespace {
 
 class GeometryEffectsTest : public EffectFixture {
 protected:
-    /// Where the output's (s, t) shows the input, texture coordinates from the lower left. What is sampled at the very
-    /// border may as well come from the opposite one.
+    /// Where the output's (s, t) shows the input, texture coordinates from the lower left. A sample exactly on the
+    /// border may come from the opposite border.
     using Mapping = std::function<std::pair<double, double>(double s, double t, double aspect)>;
 
     static void ExpectMapped(std::string const& settings, Mapping const& mapping, double seconds = 0) {

@@ -16,14 +16,14 @@ namespace {
 using MaskEffects = GlTest;
 constexpr double kTurn = 2.0 * std::numbers::pi;
 
-/// Distance to an ellipse by looking at all of it, or to a rectangle; negative inside.
+/// Distance to an ellipse by a search along all of it, or to a rectangle; negative inside.
 double GetDistance(bool isEllipse, double x, double y, double a, double b) {
     if (!isEllipse) {
         double const dx = std::fabs(x) - a;
         double const dy = std::fabs(y) - b;
         return std::hypot(std::max(dx, 0.0), std::max(dy, 0.0)) + std::min(std::max(dx, dy), 0.0);
     }
-    // Of a quarter of it, closer and closer around the nearest point so far.
+    // Searches a quarter of it, closer and closer around the nearest point so far.
     double at = kTurn / 8.0;
     double least = 1e9;
     constexpr int kPoints = 20;
@@ -93,7 +93,7 @@ TEST_F(MaskEffects, BlursOnlyWhereItActs) {
             auto const& mask = dynamic_cast<Proc::SettingsEffectMask&>(*typed);
             Picture const shares = MakeShares(mask, width, height);
             Picture const drawn = Run(settings, picture);
-            // Where it acts fully all comes from as far away as if it acted
+            // Where it acts fully, the result is the same as if it acted everywhere.
             for (double const share : {0.0, 1.0}) {
                 Picture const& source = share == 0.0 ? picture : blurred;
                 Picture const expected = Picture::Make(width, height, false, [&](unsigned x, unsigned y) {
@@ -109,7 +109,7 @@ TEST_F(MaskEffects, BlursOnlyWhereItActs) {
 std::vector<double> GetAmplitudes(Picture const& picture, double length, bool isAlongRows) {
     unsigned const lines = isAlongRows ? picture.height : picture.width;
     unsigned const side = isAlongRows ? picture.width : picture.height;
-    auto const margin = static_cast<unsigned>(length);  // the border tells
+    auto const margin = static_cast<unsigned>(length);  // samples near the border are affected by it
     std::vector<double> amplitudes;
     for (unsigned line = 0; line < lines; ++line) {
         double s = 0.0;

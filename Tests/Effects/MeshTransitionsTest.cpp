@@ -35,8 +35,8 @@ class MeshTransitionsTest : public TransitionFixture {
 protected:
     using MakeScene = std::function<Scene(Picture const& first, Picture const& second, double progress)>;
 
-    /// Of smooth pictures, so that only geometry counts, the second one's colours those of the first upside down.
-    /// What is `isFine` goes through a picture of twice the size.
+    /// Uses smooth pictures, so that only geometry counts; the second has the first one's colours upside down. With
+    /// `isFine` the transition draws through a picture of twice the size.
     static void ExpectScene(std::string const& settings, std::vector<double> const& progresses, bool isFine,
                             MakeScene const& makeScene, std::vector<Size> const& sizes = {{48, 30}, {25, 41}}) {
         for (auto const& [width, height] : sizes) {
@@ -170,7 +170,7 @@ TEST_F(MeshTransitionsTest, OrigamiFoldsByItsFormulas) {
 
 TEST_F(MeshTransitionsTest, FoldsLeaveNoCracks) {
     Picture const white = Picture::Flat(97, 61, {1, 1, 1, 1}, true);
-    // Of an odd number of pleats the last edge stands back from the picture that leaves. The top flip dips.
+    // If the number of pleats is odd, the last edge is further back than the picture that leaves. The top strip dips.
     for (auto const& [settings, dipped] : {std::pair{"TransitionOrigamiPleats num=10", 0U},
                                            {"TransitionOrigamiValley", 0U},
                                            {"TransitionOrigamiFlips num=7", 4U}}) {
@@ -318,7 +318,7 @@ Scene MakePageScene(Picture const& first, Picture const& second, double progress
     double const s = -std::sin(amount * kPi / 36) / (1 + amount * 2 / 3);
     glm::dmat4 const m{{c, -s * aspect, 0, 0}, {s / aspect, c, 0, 0}, {0, 0, 0.4, 0}, {0, 0, 0, 1}};
     scene.project = [m](Vertex const& v) { return m * glm::dvec4(v.x, v.y, v.z, 1); };
-    // Behind the page, which comes into a depth buffer of its own.
+    // The background behind the page, which has its own depth buffer.
     scene.AddRectangle({0, 0, 1, 1}, {-1, -1, 2.49, 1, 1, 2.49}, second);
     glm::dmat3 const normals = glm::inverse(glm::transpose(glm::dmat3(m)));
     glm::dvec3 const light(direction % 2 == 0 ? 2.0 / 3 : -2.0 / 3, direction < 2 ? 1.0 / 3 : -1.0 / 3, -2.0 / 3);

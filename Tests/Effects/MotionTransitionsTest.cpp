@@ -52,7 +52,7 @@ TEST_F(MotionTransitionsTest, SlideShowsThePartThatIsOnTheScreen) {
          {Way{-1}, {0, -1, 0}, {1}, {2}, {3, 0, -1}, {4, -1, -1}, {5, 1, -1}, {6, -1, 1}, {7, 1, 1}, {8}}) {
         ExpectMoved(fmt::format("TransitionSlide direction={}", way.direction), [way](Picture const& first,
                                                                                       Picture const& second, double k) {
-            // Where a picture of full size lies outside of the screen, it is clipped.
+            // Parts of a full-size picture outside the screen are clipped.
             double const x = 2 * (1 - k) * way.x;
             double const y = 2 * (1 - k) * way.y;
             Scene scene;

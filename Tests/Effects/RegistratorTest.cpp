@@ -26,7 +26,7 @@ namespace {
 
 using boost::intrusive_ptr;
 
-/// Names of the symbols that a shared object defines for others, as binutils tell them.
+/// Names of the symbols that a shared object exports, as listed by binutils.
 std::string ListExports(std::string const& path) {
     std::unique_ptr<FILE, int (*)(FILE*)> const output(
         popen(fmt::format("nm --dynamic --defined-only --format=just-symbols '{}'", path).c_str(), "r"), pclose);
@@ -39,7 +39,7 @@ TEST(PluginFile, ExportsItsEntryPointAndNothingElse) {
     EXPECT_EQ(ListExports(KALTOR_PLUGIN_PATH), "Registrator\n");
 }
 
-/// Every row that there is to be, in the order of the calls; 42 and on take two inputs.
+/// All expected rows, in the order of the calls; those from 42 on take two inputs.
 constexpr char kRows[] = R"(
 EffectColorMixBurn EffectColorMixDistinguish EffectColorMixExchange EffectColorMixField EffectColorBrush
 EffectTiltShiftQEL EffectErosion EffectGlassMosaic EffectTranspose EffectOilPaint EffectFindEdges

@@ -64,7 +64,7 @@ TEST(ResizerGeometry, FitsCentredToThePixelAndFillsByCuttingTheSides) {
           {"mode=1 width=1000 height=90", wide, {}, {420, 420, 0, 0}},
           {"mode=1 width=100 height=101", {50, 50, 1, 1}, {}, {0, 0, 1, 0}},
           {"mode=1 width=3 height=500", {5000, 1, 1, 1}, {}, {0, 0, 250, 249}},
-          // What is seen counts: 720 x 576 of 16:15 is 4:3.
+          // The displayed shape counts: 720 x 576 with pixels of 16:15 is 4:3.
           {"mode=1 width=800 height=576 pixelAspectX=1 pixelAspectY=1", {720, 576, 16, 15}, {}, {16, 16, 0, 0}},
           {"mode=2 width=90 height=90", {160, 90, 1, 1}, {35, 35, 0, 0}, {}},
           {"mode=2 width=160 height=45", {160, 91, 1, 1}, {0, 0, 23, 23}, {}},
@@ -172,7 +172,7 @@ TEST_F(ResizerTest, TheQuadIsRewrittenOnlyWhenTheGeometryChanges) {
         Ogl::EffectResizer::CacheImpl cache;
         FrameInfo const input{64, 32, 1, 1};
         SettingsResizer settings = Resizer("mode=1 width=20 height=20");
-        // Whether the quad's buffer still holds what is put there behind the cache's back.
+        // Whether the quad's buffer still holds data that was written there without the cache's knowledge.
         auto const isKept = [&](FrameInfo const& info) {
             float const mark = 77.0F;
             cache.GetQuad().GetVertexBuffer().UpdateBuffer(0, sizeof(mark), &mark);

@@ -1,4 +1,4 @@
-// Transitions drawn by programs over the whole frame: pictures by formula, what is random by what it promises.
+// Transitions drawn by programs over the whole frame: pictures are tested by formula, random ones by their promises.
 
 #include <algorithm>
 #include <cmath>
@@ -64,7 +64,7 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
 
 TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
     // Four blocks across the shorter side are halved eight times on the way to a 540th of it; they stay for a third of
-    // that. Here they are pixels after the third time.
+    // that. Here they are single pixels after the third halving.
     constexpr double kSteps = 8;
     constexpr double kStay = kSteps / 3;
     for (Size const& size : {Size{64, 32}, Size{32, 64}}) {
@@ -90,7 +90,7 @@ TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
                 check(1 - p, blocks(second, halvings), blocks(second, halvings + 1), share);
             }
         }
-        for (double const share : {0.2, 0.5}) {  // of the time that the largest stay
+        for (double const share : {0.2, 0.5}) {  // parts of the time for which the largest stay
             check(0.5 + (share - 0.5) * kStay / (kSteps + kStay), blocks(first, 0), blocks(second, 0), share);
         }
     }
@@ -138,22 +138,23 @@ double GetAlong(Picture const& like, double degrees, double s, double t) {
 TEST_F(ShaderTransitionsTest, SmearWithoutStrengthIsASoftWipe) {
     for (double const degrees : {0.0, -90.0, 180.0, 35.0}) {
         for (double const softness : {0.02, 0.3}) {
-            Expect(fmt::format("TransitionSmear angle={} strength=0 softness={}", degrees, softness), {0.3},
-                   [&](Picture const& first, Picture const& second, double p) {
-                       double const reach = std::max({GetAlong(first, degrees, 0, 0), GetAlong(first, degrees, 0, 1),
-                                                      GetAlong(first, degrees, 1, 0), GetAlong(first, degrees, 1, 1)});
-                       double const front = p * (2 * reach + softness) - reach;
-                       Picture const from = Premultiply(first);
-                       Picture const to = Premultiply(second);
-                       return ForEachPixel(first, [&](double s, double t) {
-                           double const behind = front - GetAlong(first, degrees, s, t);
-                           if (behind < 0 || behind > softness) {  // as it is, with what is under transparent pixels
-                               return (behind < 0 ? first : second).SampleNearest(s, t);
-                           }
-                           return Straight(
-                               Mix(from.SampleNearest(s, t), to.SampleNearest(s, t), SmoothStep(0, softness, behind)));
-                       });
-                   });
+            Expect(
+                fmt::format("TransitionSmear angle={} strength=0 softness={}", degrees, softness), {0.3},
+                [&](Picture const& first, Picture const& second, double p) {
+                    double const reach = std::max({GetAlong(first, degrees, 0, 0), GetAlong(first, degrees, 0, 1),
+                                                   GetAlong(first, degrees, 1, 0), GetAlong(first, degrees, 1, 1)});
+                    double const front = p * (2 * reach + softness) - reach;
+                    Picture const from = Premultiply(first);
+                    Picture const to = Premultiply(second);
+                    return ForEachPixel(first, [&](double s, double t) {
+                        double const behind = front - GetAlong(first, degrees, s, t);
+                        if (behind < 0 || behind > softness) {  // unchanged, including colours under transparent pixels
+                            return (behind < 0 ? first : second).SampleNearest(s, t);
+                        }
+                        return Straight(
+                            Mix(from.SampleNearest(s, t), to.SampleNearest(s, t), SmoothStep(0, softness, behind)));
+                    });
+                });
         }
     }
 }
@@ -188,18 +189,18 @@ TEST_F(ShaderTransitionsTest, SmearDrawsPaintAlongItsWayAndSettles) {
 }
 
 TEST_F(ShaderTransitionsTest, SmearDrawsTheIncomingPictureOutBehindItsFront) {
-    // Of what comes, blue is even and green begins at an edge. Their quotient shows how far the paint before the edge
-    // was drawn over it, whatever the light on it is and how much of the outgoing picture is left.
+    // In the incoming picture blue is even and green begins at an edge. Their quotient shows how far the paint before
+    // the edge was drawn over it, whatever the light is and however much of the outgoing picture is left.
     Picture const first = Picture::Flat(192, 160, {0.5, 0, 0, 1});
     constexpr double kPull = 0.2;   // half the strength
-    constexpr double kBlur = 0.02;  // of the paint: a twelfth of the pull, and a pixel
+    constexpr double kBlur = 0.02;  // the paint's blur: a twelfth of the pull, and a pixel
     for (double const degrees : {0.0, 90.0, 60.0}) {
         SCOPED_TRACE(degrees);
         auto const along = [&](double s, double t) { return GetAlong(first, degrees, s, t); };
         double const reach = std::max(std::fabs(along(1, 1)), std::fabs(along(1, 0)));
         double const p = 0.6;
         double const front = (reach + 0.1 + 0.064) * (p - 1) + p * (reach + 0.1 + 0.3);
-        // The mean length of what is drawn over an edge that lies so far behind the front.
+        // The mean length of the paint that is drawn over an edge at this distance behind the front.
         auto const measure = [&](double behind) {
             double const edge = front - behind;
             Picture const second = ForEachPixel(first, [&](double s, double t) {
@@ -224,8 +225,8 @@ TEST_F(ShaderTransitionsTest, SmearDrawsTheIncomingPictureOutBehindItsFront) {
             });
             return 0.1 * covered / seen;
         };
-        // In the mean a bristle draws by half of the pull, and a sample comes from half as far; the less the farther it
-        // is from the front, and from nowhere else where all has settled.
+        // On average a bristle draws by half of the pull, and a sample comes from half as far. Both shrink with the
+        // distance from the front, to zero where everything has settled.
         EXPECT_NEAR(measure(0.15), 0.038, 0.007);
         EXPECT_NEAR(measure(0.28), 0.0045, 0.003);
         EXPECT_EQ(measure(0.45), 0);
@@ -262,7 +263,7 @@ TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
                        double const trail = std::max(column.trail * rows, 3.0);
                        double const head = (p - column.begin) / column.duration * (rows + trail);
                        double const y = (1 - t) * rows;
-                       // Darkness is told at the middles of cells.
+                       // Darkness is compared at the middles of cells.
                        auto const dark = [&](double row) {
                            double const left = 1 - (head - std::clamp(row, 0.0, rows - 1)) / trail;
                            return std::clamp(1.5 * std::clamp(left, 0.0, 1.0), 0.0, 1.0);

@@ -59,7 +59,7 @@ using Locate = std::function<std::pair<int, int>(double x, double y)>;
 /// Each block's mean by brute force, and each pixel's from the blocks that it lies in. Pixels in several blocks may be
 /// `border` off.
 void ExpectMeans(Picture const& actual, Picture const& input, Locate const& locate, double tolerance, double border) {
-    constexpr unsigned kSamples = 8;  // a side of a pixel
+    constexpr unsigned kSamples = 8;  // per side of a pixel
     using Block = std::array<double, 5>;
     std::map<std::pair<int, int>, Block> blocks;
     std::vector<Block*> samples;
@@ -134,7 +134,7 @@ TEST_F(StyleEffectsTest, MosaicShowsTheMeansOfItsBlocks) {
                 }
                 return nearest;
             };
-            // Corners of three hexagons within a pixel are mixed by rule of thumb.
+            // Pixels that contain a corner of three hexagons are mixed by approximation.
             ExpectMeans(Run(fmt::format("EffectMosaic shape=1 count={}", count), input), input, locate, 2.0 / 255.0,
                         0.15);
         }
@@ -202,7 +202,7 @@ TEST_F(FlyingObjectsTest, DriftWhereTheyShould) {
     constexpr double kSpeed = 0.5;
     constexpr double kStep = 0.25;
     for (auto const& [direction, x, y] : {std::tuple{0, 0, -1}, {1, 0, 1}, {2, -1, 0}, {3, 1, 0}}) {
-        // Of a kind that does not turn.
+        // A kind of object that does not turn.
         std::string const settings =
             fmt::format("kind=5 count=1 size=0.2 speed={} moveDirection={}", kSpeed, direction);
         auto const look = [&](double at) { return Bright(Fly(settings, Black(128, 72), at)); };
@@ -265,7 +265,7 @@ TEST_F(FlyingObjectsTest, AreAsManyAsWantedAndLieOverThePicture) {
 
 TEST_F(StyleEffectsTest, FilmStripRunsWhereItShould) {
     for (auto const& [width, height] : {Size{160, 90}, Size{90, 160}}) {
-        // A white spot in the middle, alone where only what is bright counts.
+        // A white spot in the middle, the only bright part.
         Picture const input = ForEachPixel(Picture(width, height), [w = width, h = height](double s, double t) {
             return std::hypot((s - 0.5) * w, (t - 0.5) * h) < 12.0 ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
         });

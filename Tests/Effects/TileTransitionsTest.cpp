@@ -73,7 +73,7 @@ TEST_F(TileTransitionsTest, PiecesSlideInWhileTheyFadeIn) {
         scene.AddWhole(-1, -1, 1, 1, first);
         for (double i = 0; i < 3; ++i) {
             for (double j = 0; j < 3; ++j) {
-                // The outer ones come from outside, each of its own side.
+                // The outer pieces come from outside, each from its own side.
                 double const x = (2 * i - 3) / 3 + (i - 1) * (1 - p) * 2 / 3;
                 double const y = (2 * j - 3) / 3 + (j - 1) * (1 - p) * 2 / 3;
                 scene.AddRectangle({i / 3, j / 3, (i + 1) / 3, (j + 1) / 3}, {x, y, 0, x + 2.0 / 3, y + 2.0 / 3, 0},
@@ -147,7 +147,7 @@ TEST_F(TileTransitionsTest, ShatterFadesShardsOverTheIncomingPicture) {
                        }
                        scene.AddQuad(corners, first, MakeBlend(1 - p));
                    }
-                   // Four samples a pixel, what is transparent lends no colour.
+                   // Four samples per pixel; transparent ones add no colour.
                    Picture fine = scene.Draw(2 * first.width, 2 * first.height, first.hasAlpha);
                    for (Rgba& pixel : fine.pixels) {
                        pixel = pixel == kUndecided
@@ -160,7 +160,7 @@ TEST_F(TileTransitionsTest, ShatterFadesShardsOverTheIncomingPicture) {
                    }
                    return expected;
                },
-               // Blending rounds once a shard.
+               // Blending rounds once per shard.
                kFiltered + 2.0 / 255.0, {{64, 36}, {31, 46}});
     }
 }

@@ -1,5 +1,5 @@
-// The uploader and the downloader as effects: what passes, what counts, what is refused. (The pictures themselves are
-// compared where frames are tested.)
+// The uploader and the downloader as effects: which frames pass, what is counted, what is refused. (The frame tests
+// compare the pictures themselves.)
 
 #include <barrier>
 #include <stdexcept>
@@ -132,12 +132,12 @@ TEST_F(TransferTest, AFailureOfWhatIsPendingComesOut) {
         EXPECT_EQ(Catch<std::range_error>([&] { downloader->Process(data); }).what, "not drawn") << attempt;
         EXPECT_EQ(data, before);
     }
-    // So it does out of what is made of the frame.
+    // The same error comes from frames that are made from this one.
     MakeEffect(*Typed("EffectInvert"))->Process(data);
     EXPECT_THROW(downloader->Process(data), std::range_error);
 
-    // A size that no GL has: reported when the frame is needed, not when it is wanted. What did not arrive must not
-    // pass for a picture in main memory.
+    // A size that no GL has: reported when the frame is used, not when it is requested. A failed download must not look
+    // like a picture in main memory.
     intrusive_ptr<IDataVideo> const wide = DataVideoOGL::Create(PixFmt::Rgb24, {1000000, 1, 1, 1});
     data = wide;
     EXPECT_THROW(downloader->Process(data), std::runtime_error);

@@ -97,8 +97,7 @@ TEST_F(TurningTransitionsTest, TheTwistLeavesPicturesInPlaceBeforeAndBehindIt) {
     for (int direction = 0; direction < 4; ++direction) {
         std::string const settings = fmt::format("TransitionTwist dir={}", direction);
         for (double const progress : {0.2, 0.8}) {
-            // The twist, as long as the picture and a tenth of it, has come to 0.42 of the way, and has left 0.58 of
-            // it.
+            // The twist is 1.1 times as long as the picture. First its front is at 0.42, then its end is at 0.58.
             Picture const drawn = Run(settings, first, second, {.progress = progress});
             Picture const expected = ForEachPixel(first, [&](double s, double t) {
                 double const along = direction < 2 ? s : t;
@@ -172,7 +171,7 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
     constexpr unsigned kSide = kTiles * kTile;
     Picture const first = Picture::Noise(kSide, kSide, false, 1);
     Picture const second = Picture::Noise(kSide, kSide, false, 2);
-    // Of each tile: '1' the outgoing picture in its place, '2' the incoming one, '-' neither.
+    // For each tile: '1' the outgoing picture in its place, '2' the incoming one, '-' neither.
     auto const draw = [&](int axis, unsigned seed, double progress) {
         std::srand(seed);
         Picture const drawn =
@@ -206,7 +205,7 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
     }
 }
 
-/// To the outline; positive inside.
+/// The distance to the outline; positive inside.
 double GetInside(Ogl::Jigsaw const& jigsaw, int column, int row, double x, double y) {
     glm::dvec2 const d = jigsaw.GetDistances(column, row, x, y);
     return std::max(d.x, d.y) < 0 ? -glm::length(d) : std::min(d.x, d.y);
@@ -241,7 +240,7 @@ TEST_F(TurningTransitionsTest, PuzzlePiecesInterlock) {
                 }
             }
             std::sort(distances.rbegin(), distances.rend());
-            // One piece alone, and as far inside it as outside its neighbour.
+            // A point that lies in one piece only, and as far inside it as outside its neighbour.
             ASSERT_TRUE(distances[0] > 0 && distances[1] <= 0) << x << ", " << y;
             ASSERT_TRUE(distances[0] > 0.05 || distances[0] + distances[1] < 1e-9 || std::abs(x / kWidth - 2.5) > 2.4 ||
                         std::abs(y - 2) > 1.9)
@@ -275,7 +274,7 @@ TEST_F(TurningTransitionsTest, PuzzleLeavesNoSpecksWherePiecesMet) {
 TEST_F(TurningTransitionsTest, PuzzlePiecesRestLeaveAndThrowShadows) {
     Picture const first = Picture::Noise(96, 54, false, 1);
     Picture const second = Picture::Noise(96, 54, false, 2);
-    // Of two pieces side by side one has lifted off, and the other has not.
+    // One of two neighbouring pieces has lifted off, the other has not.
     Picture const lifted = Run("TransitionPuzzle num=1", first, second, {.progress = 0.1});
     EXPECT_NE(IsPart(lifted, first, 10, 20, 10), IsPart(lifted, first, 76, 20, 10));
 

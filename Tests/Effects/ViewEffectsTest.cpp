@@ -18,7 +18,7 @@ Picture MakePlaces(unsigned width, unsigned height, bool hasAlpha = false) {
     return ForEachPixel(Picture(width, height, hasAlpha), [](double s, double t) { return Rgba{s, t, 0, 1}; });
 }
 
-/// What a camera sees whose pictures are 1 / `zoom` of the input's sides around (x, y), counted from the lower left.
+/// The view of a camera that shows 1 / `zoom` of the input's sides around (x, y), from the lower left.
 struct Camera {
     double x, y, zoom;
 };
@@ -39,7 +39,7 @@ protected:
                 double const u = camera.x + (s - 0.5) / camera.zoom;
                 double const v = camera.y + (t - 0.5) / camera.zoom;
                 double const share = cover(s, camera.x, w) * cover(t, camera.y, h);
-                // Beyond the outermost texels' centres the ramps are flat, which filters tell a little before.
+                // Beyond the outermost texels' centres the ramps are flat, which affects filters a little earlier.
                 double const reach = std::max(1.6, 1 / camera.zoom);
                 bool const isTold = share == 0 || (std::min(u, 1 - u) * w > reach && std::min(v, 1 - v) * h > reach);
                 return isTold ? Mix({around[0] * around[3], around[1] * around[3], around[2] * around[3], around[3]},

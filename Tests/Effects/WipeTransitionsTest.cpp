@@ -93,7 +93,7 @@ TEST_F(WipeTransitionsTest, BarnDoorsCarryTheirPicture) {
 }
 
 TEST_F(WipeTransitionsTest, BlindsRiseInTheirPlace) {
-    // On no row's centre, but just beside one of 36.
+    // Not on a row's centre, but just beside one of the 36.
     ExpectPixels("TransitionBlinds count=9", {0.113, 0.771, 3.4 / 9, 3.6 / 9},
                  [](Meeting const& at) { return at.Mix(4 * at.t - std::floor(4 * at.t) < at.progress ? 1 : 0); });
 }

@@ -36,7 +36,7 @@ using testing::DoubleEq;
 using testing::ElementsAre;
 using testing::Pair;
 
-/// How an algorithm was called, and what of it is alive. Written on both threads, read when both are at rest.
+/// How an algorithm was called, and which of its objects are alive. Written on both threads, read when both are idle.
 struct Notes {
     std::atomic<int> algorithms = 0;
     std::atomic<int> caches = 0;
@@ -117,7 +117,7 @@ private:
     std::shared_ptr<Notes> notes;
 };
 
-/// Notes what is asked for and makes it with another factory; or hands out an uploader that uploads nothing.
+/// Notes requests and passes them to another factory, or returns an uploader that uploads nothing.
 class NotingFactory final : public RefCountImpl<Proc::IEffectFactory> {
 public:
     explicit NotingFactory(intrusive_ptr<Proc::IEffectFactory const> toAsk) : real(std::move(toAsk)) {}
@@ -143,7 +143,7 @@ private:
     intrusive_ptr<Proc::IEffectFactory const> real;
 };
 
-/// Something that is no video.
+/// An item that is not video.
 class NoVideo final : public RefCountImpl<IData> {
 public:
     std::int64_t GetDuration() const override { return 0; }
@@ -185,7 +185,7 @@ protected:
         effect.Process(data);
         Execute(data);
     }
-    /// Waits until the GL thread has let go of what it ran.
+    /// Waits until the GL thread has released the tasks that it ran.
     static void Settle() {
         OnGl([](ShaderStorage const&) {});
     }
@@ -270,7 +270,7 @@ TEST_F(WrapperTest, TakeTheRightNumberOfItems) {
                                            "Proc/Interfaces/ITwoInputEffect", 22);
         }
     }
-    EXPECT_EQ(effect->ProcessData({other}), other) << "what is no video passes";
+    EXPECT_EQ(effect->ProcessData({other}), other) << "an item that is not video passes";
     EXPECT_EQ(transition->ProcessData({other, video}), other);
     EXPECT_EQ(transition->ProcessData({video, other}), video);
     EXPECT_EQ(Count(*effect) + Count(*transition), 0U);
@@ -296,7 +296,7 @@ TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
                                             "both data must be present", kFile, 96, kProcess);
         EXPECT_EQ(first, given);
     }
-    // A list is no way round.
+    // The check cannot be avoided through a list.
     EXPECT_THROW(transition->ProcessData({frame, nullptr}), std::invalid_argument);
     EXPECT_THROW(transition->ProcessData({nullptr, frame}), std::invalid_argument);
     EXPECT_EQ(notes->cachesMade, 0);
@@ -463,7 +463,7 @@ TEST_F(WrapperTest, QueuedFramesKeepAlgorithmAndCacheUntilTheyAreDrawn) {
             effect->Reset();  // with a frame queued
             effect->Process(later);
         }
-        // A task that has run holds nothing, also where another frame keeps it.
+        // A task that has run holds nothing, even if another frame keeps it.
         intrusive_ptr<DataVideoOGL> const other = DataVideoOGL::Create(PixFmt::Rgb24, {6, 4, 1, 1});
         other->ConcatenateTasks(boost::dynamic_pointer_cast<DataVideoOGL>(data));
         Settle();

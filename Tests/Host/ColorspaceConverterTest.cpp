@@ -100,7 +100,7 @@ TEST_F(ColorspaceConverterTest, AlphaDecidesTheTargetWhereItIsKept) {
                           {{PixFmt::Bgra, PixFmt::Bgrx}, true, PixFmt::Yuv420p, PixFmt::Bgrx},
                           {{PixFmt::Bgra, PixFmt::Bgrx}, true, PixFmt::Rgba, PixFmt::Bgra},
                           {{PixFmt::Bgra, PixFmt::Bgrx}, false, PixFmt::Rgb24, PixFmt::Bgra},
-                          {{PixFmt::Bgra}, true, PixFmt::Rgb24, PixFmt::Bgra}}) {  // there is nothing better
+                          {{PixFmt::Bgra}, true, PixFmt::Rgb24, PixFmt::Bgra}}) {  // there is no better format
         Accept(c.accepted, c.keepsAlpha);
         EXPECT_EQ(Convert(DataVideoFF::Create(c.from, {8, 8, 1, 1}))->GetPixFmt(), c.to);
         boost::intrusive_ptr<Conf::IFormatCodecVideo> codec = Conf::MakeFormatCodecVideo(c.from, {8, 8, 1, 1});

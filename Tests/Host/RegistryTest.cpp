@@ -34,7 +34,7 @@ TEST(EffectRegistry, FactoryMakesANewObjectEachTimeAndOutlivesTheRegistry) {
     intrusive_ptr<Proc::IOneInputEffectVideo> const first = factory->CreateOneInputEffect("A", "X");
     EXPECT_NE(first, factory->CreateOneInputEffect("A", "X"));
     EXPECT_EQ(seen, factory);
-    // Unknown names are told.
+    // Unknown names are reported.
     EXPECT_THROW(factory->CreateOneInputEffect("B", "X"), std::invalid_argument);
     EXPECT_THROW(factory->CreateTwoInputEffect("A", "X"), std::invalid_argument);  // registered with one input
     EXPECT_THAT(Catch<std::invalid_argument>([&] { factory->CreateOneInputEffect("A", "Elsewhere"); }).what,
@@ -69,7 +69,7 @@ TEST(Plugin, LoadsTheRealOneTwice) {
 
 TEST(Plugin, WhatIsNoPluginIsToldClearly) {
     std::filesystem::path const text = std::filesystem::path(testing::TempDir()) / "not-a-plugin.so";
-    std::ofstream(text) << "no machine code";
+    std::ofstream(text) << "not machine code";
     EffectRegistry registry;
     for (auto const& [file, message] :
          {std::pair<std::filesystem::path, char const*>{"/nowhere/at-all.so", "/nowhere/at-all.so does not exist"},

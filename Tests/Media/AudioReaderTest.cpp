@@ -50,7 +50,7 @@ TEST_F(AudioReaderTest, AClickStaysWhereItIs) {
 }
 
 TEST_F(AudioReaderTest, LateStartsAndGapsAreSilent) {
-    // Sound begins 0.4 s late; of what was the second from 1 to 1.5 nothing is there.
+    // Sound begins 0.4 s late, and the part from 1 s to 1.5 s is missing.
     std::string const path =
         Remux(Make("even.mkv", Clicks({12000, 96000})), "clip.mkv", [](AVPacket& packet, AVStream const& stream) {
             if (stream.codecpar->codec_type != AVMEDIA_TYPE_AUDIO) {
@@ -61,7 +61,7 @@ TEST_F(AudioReaderTest, LateStartsAndGapsAreSilent) {
             packet.dts += 400;
             return !isGap;
         });
-    // The writer's own priming moves picture and sound alike; the picture's start is time 0.
+    // The writer's priming shifts picture and sound equally; the picture's start is time 0.
     std::vector<float> const plane = ReadSound(path, {48000, 2}, 48000 * 4)[0];
     for (std::int64_t const click : {12000 + 19200, 96000 + 19200}) {
         auto const [place, level] = Peak(plane, click - 15000, click + 15000);

@@ -53,8 +53,7 @@ public:
     }
 
 protected:
-    /// Notes the call, whose progress is that of `time`, and returns a picture of the colour that `color(progress)`
-    /// says.
+    /// Notes the call, whose progress is that of `time`, and returns a picture of the colour `color(progress)`.
     template <typename Color>
     FramePtr Draw(Proc::IDataVideo const& like, std::int64_t time, Color const& color) {
         FakeLog::Call const call{like.GetTimestamp(), progress.GetProgress(time)};
@@ -79,7 +78,7 @@ public:
     using FakeEffect::FakeEffect;
     using Proc::IOneInputEffectVideo::ProcessData;
 
-    /// The resizer fits with the conformer; others set chroma apart, so that a processed picture is known.
+    /// The resizer fits with the conformer; the others change chroma, so that a processed picture can be recognised.
     void Process(FramePtr& data) override {
         if (classId == Proc::SettingsResizer::CLASS_ID) {
             VideoTarget target;

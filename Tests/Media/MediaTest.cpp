@@ -212,7 +212,7 @@ std::vector<std::vector<float>> ReadSound(std::string const& path, SoundFormat c
                                           Microseconds start) {
     AudioReader reader(path, format, start);
     std::vector<std::vector<float>> sound(static_cast<std::size_t>(format.channels), std::vector<float>(samples));
-    constexpr std::size_t kStep = 1001;  // in pieces that are no codec's own
+    constexpr std::size_t kStep = 1001;  // pieces of a size that no codec uses
     for (std::size_t done = 0; done < samples; done += kStep) {
         std::vector<float*> planes;
         for (std::vector<float>& plane : sound) {

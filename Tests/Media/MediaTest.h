@@ -30,7 +30,7 @@ inline Codes Grey(double luma) {
     return {luma, 128, 128};
 }
 
-/// A luma that tells frame numbers apart, also when they are 1 off; those of 28 frames differ.
+/// A luma that distinguishes frame numbers, even with an error of 1; it differs for 28 frames.
 inline int LumaOf(int frame) {
     return 20 + frame * 7 % 200;
 }
@@ -64,7 +64,7 @@ protected:
     /// Writes a clip into the folder through `MediaWriter` and returns its path, from whose ending the container
     /// follows.
     std::string Make(std::string const& name, ClipSpec const& spec) const;
-    /// Copies a file's packets into another container, which is told of no frame rate. `edit` may change a packet or
+    /// Copies a file's packets into another container without giving it a frame rate. `edit` may change a packet or
     /// drop it (false); `matrix`, nine elements, becomes the picture's display matrix.
     std::string Remux(std::string const& from, std::string const& name,
                       std::function<bool(AVPacket&, AVStream const&)> const& edit,
@@ -73,8 +73,8 @@ protected:
     std::filesystem::path folder;
 };
 
-/// Ends the process with the running test's name where the watchdog is still there after the time: what hangs fails by
-/// name, and soon.
+/// Ends the process with the running test's name if the watchdog still exists after the time, so that a test that hangs
+/// fails soon and by name.
 class Watchdog {
 public:
     explicit Watchdog(std::chrono::milliseconds patience = std::chrono::minutes(1));
@@ -94,11 +94,11 @@ void Truncate(std::string const& path, double part);
 /// When the last packet of a kind ends, in seconds; below 0 where there is no such stream.
 double EndOf(std::string const& path, AVMediaType type);
 
-/// One colour all over.
+/// A picture of one colour.
 Proc::AvFramePtr MakePicture(Conf::FrameInfo const& frame, Codes const& color);
 /// The mean of a picture's middle part.
 double MeanLuma(AVFrame const& picture);
-/// Whether each sample is within `tolerance` of `expected`; tells the first that is not.
+/// Whether each sample is within `tolerance` of `expected`; a failure shows the first that is not.
 testing::AssertionResult Shows(AVFrame const& picture, Kaltor::Tests::CodesAt const& expected, int tolerance);
 
 /// The luma planes of all pictures of a file, read in its own form.
@@ -109,7 +109,7 @@ std::vector<int> ReadLumas(std::string const& path);
 std::vector<std::vector<float>> ReadSound(std::string const& path, SoundFormat const& format, std::size_t samples,
                                           Microseconds start = Microseconds(0));
 
-/// What the fake effects saw, and what they do.
+/// What the fake effects received, and how they behave.
 struct FakeLog {
     struct Call {
         std::int64_t timestamp;
@@ -126,13 +126,12 @@ struct FakeLog {
     std::optional<Conf::FrameInfo> size;
 };
 
-/// The settings classes under which there are fakes: two effects and a transition.
+/// The settings classes that have fakes: two effects and a transition.
 inline std::string const kTint = "EffectInvert";
 inline std::string const kAll = "EffectTwirl";
 inline std::string const kMix = "TransitionCrossfade";
 
-/// Makes CPU effects that mix their inputs (a transition by its progress) and write down what they saw. The log must
-/// outlive it.
+/// Makes CPU effects that mix their inputs (a transition by its progress) and log their calls. The log must outlive it.
 boost::intrusive_ptr<Proc::IEffectFactory const> MakeFakeFactory(FakeLog& log);
 
 /// A job over clips, all joined by the fake transition of one duration.

@@ -263,7 +263,7 @@ TEST_F(RenderTest, PixelsThatAreNotSquareKeepTheirShape) {
     expect({48, 64, 4, 3}, {{0, 0}, {0, 16}, {0, 0}});
     job.size = Conf::FrameInfo{96, 64, 1, 1};
     expect({96, 64, 1, 1}, {{16, 0}, {0, 8}, {16, 0}});
-    // An effect's picture counts by what is seen of it, too: its pixels are square now.
+    // An effect's picture also counts by its displayed shape: its pixels are square now.
     job.size.reset();
     job.clips = {{wide, {}, {}}};
     job.transitions.clear();
@@ -426,7 +426,7 @@ TEST(PipelineTest, TellsTheErrorThatEndedItNotWhatFollowsFromIt) {
         while (!pipeline.GetStop().IsTripped()) {
             std::this_thread::yield();
         }
-        throw std::runtime_error("told to stop");
+        throw std::runtime_error("asked to stop");
     });
     pipeline.Start([] { throw std::runtime_error("the cause"); });
     Pipeline::Callbacks const callbacks{[](std::int64_t) {}, [](std::string const&) {}, [] { return false; }};
@@ -448,7 +448,7 @@ TEST_F(RenderTest, AnExistingFileIsSafe) {
     RenderJob job = MakeTwoClipJob();
     std::ofstream(At("out.mp4")) << "precious";
     EXPECT_THAT(Fail<MediaError>(job), HasSubstr("out.mp4: exists already"));
-    EXPECT_THAT(log.calls, IsEmpty()) << "told before anything is drawn";
+    EXPECT_THAT(log.calls, IsEmpty()) << "reported before anything is drawn";
     job.overwrite = true;
     log.onCall = [](std::string const&, FakeLog::Call const&) { throw std::runtime_error("broken"); };
     Fail<std::runtime_error>(job);
@@ -510,7 +510,7 @@ TEST_F(RenderTest, NoStageRunsFarAhead) {
     };
     job.onProgress = [&](std::int64_t done, std::int64_t) { encoded = done; };
     EXPECT_EQ(Run(job).processedFrames, 400);
-    // The queues hold some twenty; the rest is for a busy machine, where the thread that is told of progress lags.
+    // The queues hold some twenty; the rest is for a busy machine, where the thread that gets the progress lags.
     EXPECT_LT(mostAhead, 150);
 
     StopSignal stop;

@@ -205,7 +205,7 @@ TEST_F(VideoReaderTest, MakesWholePicturesOfFields) {
         EXPECT_EQ(picture->interlaced_frame, 0);
         for (int y = 8; y < 40; ++y) {
             std::uint8_t const* const row = picture->data[0] + y * picture->linesize[0] + 8 * k;
-            // As in the field that is shown first; rows of the other one are made from it.
+            // As in the field that is shown first; the rows of the other field are made from it.
             EXPECT_GT(row[1], 150) << k << ", row " << y;
             EXPECT_LT(row[10], 90) << k << ", row " << y;
         }

@@ -1,4 +1,4 @@
-// The comparer itself: what it must tell apart, and what it must let pass.
+// The comparer itself: which pictures it must distinguish, and which it must accept.
 
 #include <limits>
 
@@ -44,7 +44,7 @@ TEST(Comparer, TellsSizesAndWhatIsNoNumberAndClampsWhatNoFrameCanHold) {
     EXPECT_FALSE(IsNear(black, broken, 1.0)) << "in what was expected";
     EXPECT_TRUE(IsNear(black, Picture::Flat(4, 3, {-3, -0.1, 0, 1}), 0.0));
     EXPECT_FALSE(IsNear(black, Picture::Flat(4, 3, {0, 2, 0, 1}), kFiltered));
-    // Alpha counts where the picture that was drawn has it.
+    // Alpha counts if the drawn picture has it.
     Picture const half = Picture::Flat(4, 3, {0, 0, 0, 0.5}, true);
     EXPECT_FALSE(IsNear(half, black, kFiltered));
     EXPECT_TRUE(IsNear(black, half, 0.0));

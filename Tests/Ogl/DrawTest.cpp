@@ -1,4 +1,4 @@
-// Programs, their uniforms, meshes and the depth buffer: what lands where, and which way up.
+// Programs, their uniforms, meshes and the depth buffer: the place and orientation of what they draw.
 
 #include <array>
 #include <cmath>
@@ -44,7 +44,7 @@ void main() {
 /// A mesh that shows a picture of half the target's width and height on one quarter of it, texel by texel.
 class MeshTest : public GlTest {
 protected:
-    /// What is there after `draw(storage)` with the picture in unit 0.
+    /// The target after `draw(storage)` with the picture in unit 0.
     template <typename Draw>
     Picture Show(char const* vertexSource, Draw const& draw) const {
         return Drawn(kWidth, kHeight, [&](ShaderStorage const& storage) {
@@ -110,7 +110,7 @@ TEST_F(MeshTest, TrianglesInSpaceLandWhereTheirPointsSay) {
     });
     EXPECT_TRUE(IsNear(parallel, At(0, kHeight / 2), 0.0));
 
-    // Of two triangles of different normals only the first three indices are drawn.
+    // Two triangles with different normals; only the first three indices are drawn.
     Picture const normals = Drawn(2, 2, [](ShaderStorage const& storage) {
         storage.MakeShader("MeshTest_normal", kSpaceVertex, kShowNormal).Use();
         Ogl::LitMesh const mesh({{0, 1, 2, 0, 2, 3},

@@ -1,4 +1,4 @@
-// What a frame shows through a quad that makes it smaller, or shows it as it is.
+// Frames drawn through a quad that makes them smaller or keeps their size.
 
 #include <cmath>
 #include <set>
@@ -43,7 +43,7 @@ Picture DrawQuad(Picture const& picture, Box const& from, unsigned width, unsign
     });
 }
 
-/// Each pixel of a `width` x `height` picture as the mean of its share of `part`, weighed by area and alpha.
+/// Each pixel of a `width` x `height` picture as the mean of its share of `part`, weighted by area and alpha.
 Picture Shrink(Picture const& picture, Box const& part, unsigned width, unsigned height) {
     double const stepX = (part.right - part.left) / width;
     double const stepY = (part.bottom - part.top) / height;
@@ -109,7 +109,7 @@ TEST_F(MinifyTest, WhatIsTransparentLendsNoColor) {
     for (auto const& [width, height] : {std::pair{13U, 9U}, {61U, 21U}, {50U, 40U}}) {
         ExpectMean(Picture::Make(61, 43, true, colored), width, height, kDivided);
     }
-    // Two texels a pixel, where a linear sample is the mean of what is opaque.
+    // Two texels per pixel, where a linear sample is the mean of opaque texels.
     ExpectMean(Picture::Make(60, 40, true, colored), 30, 20, kDivided);
     ExpectMean(Picture::Flat(40, 40, {0, 1, 0, 0}, true), 10, 10, 0.0);
 }

@@ -95,7 +95,7 @@ TEST_P(Frames, ReadTransparentBlackAtFirstWhateverThePoolHeld) {
             };
             EXPECT_TRUE(IsNear(ReadSampled(makeSoiled().GetFirstTexture(), storage), expected, 0)) << description.name;
             EXPECT_TRUE(IsNear(ReadTexture(makeSoiled().GetFirstTexture(), storage), expected, 0)) << description.name;
-            // A pass that covers a part of the target shows nothing of old in the rest.
+            // A pass that covers a part of the target leaves no old content in the rest.
             Frame const frame = makeSoiled();
             EnableState const scissor(GL_SCISSOR_TEST);
             glScissor(0, 0, 0, 0);
@@ -151,7 +151,7 @@ TEST(Tables, HoldFloatsThatBytesCannotAndAreSampledNearest) {
     EXPECT_TRUE(IsNear(seen, expected, kUnfiltered));
 }
 
-/// Leaves as much behind as one task could.
+/// Leaves behind as much state as one task could.
 void MessUp(ShaderStorage const& storage) {
     for (GLenum const capability : {GL_BLEND, GL_CULL_FACE, GL_DEPTH_TEST, GL_SCISSOR_TEST, GL_STENCIL_TEST}) {
         glEnable(capability);

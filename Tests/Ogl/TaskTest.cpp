@@ -55,7 +55,7 @@ intrusive_ptr<IOglTask> Fail(char const* what) {
     return LambdaTask::Make([what](ShaderStorage const&) { Core::Throw(Wrong(what)); });
 }
 
-/// Until the GL thread has let go of what it ran.
+/// Waits until the GL thread has released the tasks that it ran.
 void Settle() {
     OnGl([](ShaderStorage const&) {});
 }
@@ -85,7 +85,7 @@ TEST(Tasks, HandTheirExceptionToWhoeverWaits) {
     Settle();
     EXPECT_EQ(task->GetRefCount(), 1);
 
-    // What is no std::exception passes too, and the manager lives on.
+    // Objects that are not a std::exception pass too, and the manager continues.
     EXPECT_THROW(OnGl([](ShaderStorage const&) { throw 5; }), int);
     EXPECT_NO_THROW(Settle());
 }
@@ -143,7 +143,7 @@ TEST(Chains, AFailureDropsTheRestAndStaysWithEveryFrameThatNeedsThePicture) {
     EXPECT_EQ(dropped->GetRefCount(), 1);
     left->AttachTask(Note(notes, 4));
     ExpectFailed(left, "wrong");
-    // What is made of them later fails, too, each time with the first error of its chain.
+    // Frames made from them later fail, too, each time with the first error of the chain.
     FramePtr const late = Make({Make({}, {Note(notes, 5)}), left, Make({}, {Fail("second")})}, {Note(notes, 6)});
     ExpectFailed(Make({Make({}, {Fail("first")}), late}, {}), "first");
     ExpectFailed(late, "wrong");

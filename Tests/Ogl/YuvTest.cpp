@@ -148,7 +148,7 @@ TEST_P(YuvTest, WhatIsTransparentLiesOverBlack) {
         Codes const expected = Encode(kBt709, {alpha, 0.6 * alpha, 0.2 * alpha, 1});
         EXPECT_TRUE(HasCodes(*ToYuv420(picture, kBt709), Flat(expected))) << "alpha " << alpha;
     }
-    // The colour under what is transparent must not bleed into what is beside it.
+    // Colours under transparent pixels must not bleed into their neighbours.
     auto const striped = [](Rgba const& hidden) {
         return Picture::Make(16, 8, true, [&](unsigned x, unsigned y) {
             return (x + y) % 2 == 0 ? Rgba{0, 0, 1, 1} : hidden;

@@ -20,7 +20,7 @@ struct Caught {
     std::size_t stackDepth = 0;
 };
 
-/// Runs `action`, which has to throw an `Error`. A failure of the test, and an empty result, where it does not.
+/// Runs `action`, which has to throw an `Error`. If it does not, the test fails and the result is empty.
 template <typename Error, typename Action>
 Caught Catch(Action&& action) {
     Caught caught;

@@ -45,7 +45,7 @@ void ForEachSample(Proc::DataVideoFF& frame, Action const& action) {
     }
 }
 
-/// Whether two frames of one form hold the same samples, give or take `tolerance`; tells the first that differs.
+/// Whether two frames of one form hold the same samples, within `tolerance`; a failure shows the first that differs.
 inline testing::AssertionResult HaveSameSamples(Proc::DataVideoFF& actual, Proc::DataVideoFF& expected,
                                                 int tolerance = 0) {
     std::vector<int> wanted;

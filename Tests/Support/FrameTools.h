@@ -5,7 +5,7 @@
 
 namespace Kaltor::Tests {
 
-/// Each test runs as on software GL, then as on a GPU.
+/// Runs each test first as on software GL, then as on a GPU.
 class StrategyTest : public GlTest, public testing::WithParamInterface<Ogl::FrameStrategy> {
     ScopedStrategy scoped{GetParam()};
 };
@@ -28,7 +28,7 @@ inline Ogl::Frame ToGpu(Picture const& picture, Ogl::ShaderStorage const& storag
     return frame;
 }
 
-/// What `draw(storage)`, on the GL thread, leaves on a frame just made.
+/// What `draw(storage)`, on the GL thread, leaves on a new frame.
 template <typename Draw>
 Picture Drawn(unsigned width, unsigned height, Draw const& draw) {
     Picture seen;

@@ -20,9 +20,9 @@ struct Moment {
     double seconds = 0.0;
 };
 
-/// Settings as a user types them, but for their ranges: "TransitionWipe direction=up width=3".
+/// Settings as a user types them, but without range checks: "TransitionWipe direction=up width=3".
 std::unique_ptr<Proc::Settings> Typed(std::string const& text);
-/// The other way round, all fields.
+/// The reverse, with all fields.
 std::string Describe(Proc::Settings const& settings);
 /// That progress whatever the time is.
 Proc::TimeToProgress Always(double progress);
@@ -46,7 +46,7 @@ protected:
                                                                        Moment const& moment = {});
     static boost::intrusive_ptr<Proc::ITwoInputEffectVideo> MakeTransition(Proc::Settings const& settings,
                                                                            Moment const& moment = {});
-    /// Runs what is pending on a frame and brings it to main memory; mode 1: as yuv420p.
+    /// Runs a frame's pending tasks and brings it to main memory; mode 1: as yuv420p.
     static boost::intrusive_ptr<Proc::DataVideoFF> Download(boost::intrusive_ptr<Proc::IDataVideo> frame, int mode = 0);
 };
 
@@ -68,7 +68,7 @@ private:
 constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true, true};
 constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false, false};
 
-/// Objects in use: those alive but for what lies idle in the pools.
+/// Objects in use: all that exist except for the idle ones in the pools.
 Ogl::GlObjectCounts CountObjectsInUse();
 
 }  // namespace Kaltor::Tests

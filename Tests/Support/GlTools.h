@@ -14,7 +14,7 @@
 
 namespace Kaltor::Tests {
 
-/// A task that does what it is told.
+/// A task that runs a given function.
 class LambdaTask final : public Ogl::IOglTask {
 public:
     using Action = std::function<void(Ogl::ShaderStorage const&)>;
@@ -32,7 +32,7 @@ void OnGl(Action action) {
     Ogl::OglManager::GetInstance().Invoke(std::move(action));
 }
 
-/// What is in a texture, whatever its layout: read as RGBA of 8 bits. GL thread.
+/// A texture's content as 8-bit RGBA, whatever its layout. GL thread.
 Picture ReadTexture(Ogl::Texture const& texture, Ogl::ShaderStorage const& storage);
 /// What a program sees of a texture at its texels, alpha included: drawn into an RGBA frame and read. GL thread.
 Picture ReadSampled(Ogl::Texture const& texture, Ogl::ShaderStorage const& storage);

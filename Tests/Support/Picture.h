@@ -54,7 +54,7 @@ public:
     std::vector<Rgba> pixels;
 };
 
-/// What is seen of a picture: colours count as far as they cover.
+/// The visible part of a picture: colours multiplied by alpha.
 Picture Premultiply(Picture picture);
 /// The mean of each 2 x 2 pixels; undecided where one of them is.
 Picture Halve(Picture const& picture);
@@ -64,10 +64,10 @@ constexpr Rgba kUndecided{-9, -9, -9, -9};
 
 /// Nothing is filtered: half a step of rounding in, half out, half for the GL's freedom.
 constexpr double kUnfiltered = 1.5 / 255.0;
-/// Linear filtering on software GL weighs texels with 8 bits.
+/// Linear filtering on software GL weights texels with 8 bits.
 constexpr double kFiltered = 3.5 / 255.0;
 
-/// Whether each channel of each pixel is within `tolerance` (0: to the byte); a failure tells the size, how many pixels
+/// Whether each channel of each pixel is within `tolerance` (0: to the byte); a failure shows the size, how many pixels
 /// are off and the worst one. Expected values beyond 0..1 count as clamped. Alpha counts where `actual` has it. A sixth
 /// of the pixels may be undecided.
 testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, double tolerance);

@@ -26,9 +26,9 @@ struct Fragment {
     bool isFront;
 };
 
-/// What comes to stand in the frame.
+/// The colour that a fragment gets in the frame.
 using Shade = std::function<Rgba(Fragment const&)>;
-/// The picture as it is; blended with what was there before by alpha; by `weight`.
+/// The picture unchanged; blended by alpha with the content before; blended by `weight`.
 Rgba ShadeFlat(Fragment const& fragment);
 Rgba ShadeBlended(Fragment const& fragment);
 Shade MakeBlend(double weight);
@@ -40,7 +40,7 @@ public:
     std::function<glm::dvec4(Vertex const&)> project = [](Vertex const& v) { return glm::dvec4(v.x, v.y, 0, 1); };
     bool isCulled = false;
     bool hasDepth = false;
-    /// Undecided are pixels where another piece (with depth: another colour) is seen so many pixels away. GLs place
+    /// A pixel is undecided if another piece (with depth: another colour) is visible within this many pixels. GLs place
     /// vertices to a 256th of a pixel or finer.
     double margin = 0.01;
 

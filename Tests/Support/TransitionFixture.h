@@ -34,7 +34,7 @@ Picture ForEachPixel(Picture const& like, std::function<Rgba(double s, double t)
 /// Noise whose alpha, where there is one, hides no colour.
 Picture MakeCoveringNoise(Size const& size, bool hasAlpha, std::uint32_t seed = 1);
 
-/// What a transition makes of two pictures, computed on the processor.
+/// A transition's result for two pictures, computed on the processor.
 using Expectation = std::function<Picture(Picture const& first, Picture const& second, double progress)>;
 
 /// One pixel of a transition: where it is, and what the pictures have there.
@@ -51,12 +51,12 @@ using PixelFormula = std::function<Rgba(Meeting const& at)>;
 Picture DrawPixels(Picture const& first, Picture const& second, double progress, double aspect,
                    PixelFormula const& formula);
 
-/// What an effect makes of a picture.
+/// An effect's result for a picture.
 using EffectExpectation = std::function<Picture(Picture const& input)>;
 
 class TransitionFixture : public GlTest {
 protected:
-    /// What random numbers are drawn from.
+    /// The source of random numbers.
     static constexpr unsigned kSeed = 11;
 
     static void ExpectDrawn(std::string const& settings, Picture const& first, Picture const& second, double progress,

@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    /// The format that a picture of `source` is brought to; itself where it is accepted.
+    /// The format that a picture of format `source` is converted to; `source` itself if it is accepted.
     PixFmt Choose(PixFmt source) const {
         std::vector<PixFmt> const& accepted = settings.formats;
         if (accepted.empty() || std::find(accepted.begin(), accepted.end(), source) != accepted.end()) {
@@ -87,7 +87,8 @@ private:
         } else {
             converter.Convert(source.GetFrame(), spec, target->GetWritableFrame(), spec);
         }
-        // Between RGB and YUV the matrix that was used is told, so that nobody guesses another one for the way back.
+        // Between RGB and YUV the frame is tagged with the matrix that was used, so that the way back uses the same
+        // one.
         target->SetColorSpec(isFromYuv == isToYuv ? tags : spec);
         target->SetTimestamp(source.GetTimestamp());
         target->SetDuration(source.GetDuration());
@@ -96,7 +97,7 @@ private:
 
     SettingsColorspaceConverter settings;
     TimeToProgress progress;
-    SampleConverter converter;  // whatever is not from YUV to RGB
+    SampleConverter converter;  // for all conversions but YUV to RGB
     std::optional<YuvToRgbConverter> toRgb;
     std::uint64_t processedFrames = 0;
 };

@@ -8,10 +8,10 @@
 namespace Kaltor::Proc {
 namespace {
 
-// All loops here are written so that compilers make vector code of them: 16-bit products whose upper half is kept,
-// and two 16-bit words for each pixel on the way out.
+// All loops here are written so that compilers can vectorise them: they keep the upper halves of 16-bit products and
+// write two 16-bit words for each pixel.
 
-/// Binary places after an 8-bit step. With more of them a bright saturated colour would overflow 16 bits.
+/// Fraction bits below an 8-bit step. With more of them a bright saturated colour would overflow 16 bits.
 constexpr int kFraction = 5;
 constexpr int kWordBits = 16;
 static_assert(std::endian::native == std::endian::little, "bytes are written two at a time");
@@ -32,7 +32,7 @@ inline std::uint16_t ToByte(int value) {
 template <typename Sample>
 constexpr int kShift = sizeof(Sample) == 1 ? 8 : 6;  // brings 8 or 10 bits to 16
 
-/// A chroma sample as a signed word of full scale.
+/// A chroma sample as a signed 16-bit word over the full scale.
 template <typename Sample>
 inline std::int16_t Centred(Sample sample) {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(sample << kShift<Sample>) - 0x8000);
@@ -60,7 +60,7 @@ void RepeatEach(std::int16_t const* __restrict from, int count, std::int16_t* __
     }
 }
 
-/// Four bytes a pixel: first, second, third, 255.
+/// Four bytes per pixel: first, second, third, 255.
 template <typename Sample>
 void AddLuma(Sample const* __restrict luma, std::uint16_t weight, std::int16_t const* __restrict first,
              std::int16_t const* __restrict second, std::int16_t const* __restrict third, int count,
@@ -85,13 +85,13 @@ YuvToRgbConverter::YuvToRgbConverter(PixFmt source, PixFmt target, ColorSpec con
     ColorTransform const transform = YuvToRgb(spec, from.bits);
     double const top = static_cast<double>((1U << from.bits) - 1U);
     auto const step = [&](std::size_t row, std::size_t column) {
-        // One source step in steps of 8 bits; the product's upper half takes the 2^bits back.
+        // One source step in 8-bit steps. Taking the product's upper half divides by 2^bits again.
         return std::lround(std::ldexp(transform.matrix[row][column] * 255.0 / top, kFraction + from.bits));
     };
     double const zero = static_cast<double>(1U << (from.bits - 1U)) / top;
     auto const& red = transform.matrix[0];
     double const black = transform.offset[0] + (red[1] + red[2]) * zero;  // without chroma's share
-    // Half a step rounds; the upper halves, cut off, come out half of their last place too low each.
+    // Half a step is added for rounding. Each truncated upper half is too low by half of its last bit on average.
     constexpr double kCutOff = 1.0;
     coefficients = {static_cast<std::uint16_t>(step(0, 0)),
                     static_cast<std::int16_t>(step(0, 2)),

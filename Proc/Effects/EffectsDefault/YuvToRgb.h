@@ -7,10 +7,10 @@
 
 namespace Kaltor::Proc {
 
-/// Y'CbCr pictures to packed R'G'B' of 8 bits a channel, opaque, full range; chroma is repeated. Every channel is
-/// within 0.6 / 255 of the formula (see `Kaltor::YuvToRgb`), also far outside of the gamut. libswscale's fast path
-/// takes a quarter less time but is off by up to 2.9 / 255, its accurate one takes ten times as long and wraps bright
-/// colours round.
+/// Converts Y'CbCr pictures to packed R'G'B' with 8 bits per channel, opaque, full range; chroma is repeated. Every
+/// channel is within 0.6 / 255 of the formula (see `Kaltor::YuvToRgb`), also far outside the gamut. libswscale's fast
+/// path takes a quarter less time but is off by up to 2.9 / 255; its accurate path takes ten times as long, and bright
+/// colours wrap around.
 class YuvToRgbConverter {
 public:
     /// A step of one sample, in 2^-kFraction of an 8-bit step, times 2^bits.
@@ -20,7 +20,7 @@ public:
         std::int16_t cbToGreen;
         std::int16_t crToGreen;
         std::int16_t cbToBlue;
-        std::int16_t offset;  ///< of black, and half of the last place
+        std::int16_t offset;  ///< for black, and half of the last bit
     };
 
     /// `spec` must be resolved.
@@ -30,11 +30,11 @@ public:
         return source == from.format && target == to && spec == readAs;
     }
 
-    /// Both of the formats of the constructor and of one size.
+    /// Both pictures have the formats given to the constructor, and the same size.
     void Convert(AVFrame const& source, AVFrame& target);
 
 private:
-    /// What chroma adds to each channel, one value a pixel.
+    /// What chroma adds to each channel, one value per pixel.
     struct ChromaRow {
         std::vector<std::int16_t> red;
         std::vector<std::int16_t> green;
@@ -54,7 +54,7 @@ private:
     ChromaRow full;
     std::vector<std::uint8_t> cb;  ///< of interleaved chroma
     std::vector<std::uint8_t> cr;
-    std::vector<std::uint16_t> packed;  ///< a row of four bytes a pixel, for targets of three
+    std::vector<std::uint16_t> packed;  ///< a row with four bytes per pixel, for targets with three
 };
 
 }  // namespace Kaltor::Proc

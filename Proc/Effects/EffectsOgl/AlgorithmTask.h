@@ -30,7 +30,7 @@ public:
           time(static_cast<double>(output.GetTimestamp()) / kMicrosecondsPerSecond),
           progress(outputProgress) {}
 
-    /// The cache goes first, on the GL thread; then the inputs and the algorithm.
+    /// Releases the cache first, on the GL thread, then the inputs and the algorithm.
     ~AlgorithmTask() override {
         Ogl::DestroyOglCache(cache);
         DropReferences();

@@ -15,8 +15,8 @@ namespace Kaltor::Ogl {
 
 using Src = boost::intrusive_ptr<DataVideoOGL>;
 
-/// One effect: how an output frame is drawn from one input. Keeps its settings; everything else about running it is
-/// the wrapper's.
+/// One effect: how an output frame is drawn from one input. Keeps its settings; the wrapper does everything else that
+/// is needed to run it.
 class IEffectAlgorithm {
 public:
     IEffectAlgorithm() = default;
@@ -24,21 +24,21 @@ public:
     IEffectAlgorithm& operator=(IEffectAlgorithm const&) = delete;
     virtual ~IEffectAlgorithm() = default;
 
-    /// Copies the settings. Throws `std::bad_cast` for those of another class and `std::invalid_argument` for values that
-    /// cannot be drawn (`Settings::Validate`); what was set before stays then. Processing thread.
+    /// Copies the settings. Throws `std::bad_cast` for settings of another class and `std::invalid_argument` for values
+    /// that cannot be drawn (`Settings::Validate`); the former settings stay in effect then. Processing thread.
     virtual void SetSettings(Proc::Settings const& settings) = 0;
     /// Draws `dst` from `src`, whose own tasks have run. `time` is the frame's timestamp in seconds; `progress` is 0 at
     /// the start of the effect's span and 1 at its end, not clamped. Keeps no argument. GL thread.
     virtual void Processing(DataVideoOGL* dst, Src const& src, double time, double progress,
                             ShaderStorage const& storage, OglCache* cache) const = 0;
-    /// A new cache, which the caller owns; empty by default. Processing thread.
+    /// A new cache, which the caller owns; null by default. Processing thread.
     virtual OglCache* CreateCache() const;
-    /// Rewrites the codec to what `CreateDst` makes of it. Processing thread.
+    /// Rewrites the codec to the format of the frames that `CreateDst` makes for it. Processing thread.
     virtual void UpdateFormatCodec(boost::intrusive_ptr<Conf::IFormatCodecVideo> const& codec);
-    /// A new output frame for an input of this form; by default of the same size, with alpha where the input has it.
+    /// A new output frame for an input of this form; by default of the same size, and with alpha if the input has it.
     /// Processing thread.
     virtual boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info);
-    /// The output's format for an input of this one.
+    /// The output's format for an input of this format.
     virtual PixFmt GetOutputFormat(PixFmt srcFormat) const;
     /// Draws what is random anew, from this seed alone; so do the caches made from now on. Without it the numbers are
     /// the C library's. Empty by default: most draw none. Processing thread.
@@ -53,20 +53,20 @@ public:
     ITransitionAlgorithm& operator=(ITransitionAlgorithm const&) = delete;
     virtual ~ITransitionAlgorithm() = default;
 
-    /// As `IEffectAlgorithm::SetSettings`.
+    /// Like `IEffectAlgorithm::SetSettings`.
     virtual void SetSettings(Proc::Settings const& settings) = 0;
-    /// Draws `dst` from the outgoing picture `src1` and the incoming one `src2`; otherwise as
+    /// Draws `dst` from the outgoing picture `src1` and the incoming one `src2`; otherwise like
     /// `IEffectAlgorithm::Processing`.
     virtual void Processing(DataVideoOGL* dst, Src const& src1, Src const& src2, double time, double progress,
                             ShaderStorage const& storage, OglCache* cache) const = 0;
-    /// As `IEffectAlgorithm::CreateCache`.
+    /// Like `IEffectAlgorithm::CreateCache`.
     virtual OglCache* CreateCache() const;
     /// As `IEffectAlgorithm::SetSeed`.
     virtual void SetSeed(std::uint32_t seed);
 };
 
-/// A new algorithm object. Each unit instantiates the one for its class (see MakeAlgorithm.h); the registration needs
-/// no more than the class's name.
+/// A new algorithm object. Each source file instantiates this function for its class (see MakeAlgorithm.h); the
+/// registration needs only the class's name.
 template <typename T>
 std::unique_ptr<IEffectAlgorithm> MakeEffect();
 template <typename T>

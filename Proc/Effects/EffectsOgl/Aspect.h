@@ -9,15 +9,14 @@
 
 namespace Kaltor::Ogl {
 
-/// What texture coordinates are multiplied by so that one unit is the same number of texels along both axes: 1 for the
-/// longer side.
+/// Factors for texture coordinates that make one unit the same number of texels along both axes; 1 for the longer side.
 inline glm::vec2 GetTexelAspect(Frame const& frame) {
     auto const width = static_cast<float>(frame.GetWidth());
     auto const height = static_cast<float>(frame.GetHeight());
     return {width < height ? width / height : 1.0F, height < width ? height / width : 1.0F};
 }
 
-/// Width to height of a picture as it is shown.
+/// Ratio of width to height of a picture as it is shown.
 inline double GetDisplayAspect(Conf::FrameInfo const& info) {
     return static_cast<double>(info.width * info.pixelAspectX) / static_cast<double>(info.height * info.pixelAspectY);
 }

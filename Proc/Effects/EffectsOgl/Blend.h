@@ -5,20 +5,21 @@
 
 namespace Kaltor::Ogl {
 
-/// Makes `target`'s texture what is drawn to.
+/// Makes `target`'s texture the drawing target.
 void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage);
 
-/// Shows `source` in the target as it is, to the byte.
+/// Copies `source` to the target, exact to the byte.
 void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage const& storage);
 
-/// A frame of this size with the whole of an RGB picture; made smaller, each pixel is the mean of what it covers.
+/// A frame of this size that shows the whole of an RGB picture. If the picture shrinks, each pixel is the mean of what
+/// it covers.
 Frame MakeScaled(Frame const& picture, std::uint32_t width, std::uint32_t height, ShaderStorage const& storage);
 
 /// Lays `frame` over what the attached target holds: alpha * frame + (1 - alpha) * target, in all four channels.
 void BlendConstantAlpha(Frame const& frame, double alpha, ShaderStorage const& storage);
 
-/// Whether a transition is at rest, before its beginning or from its end on; `target` shows the first picture then, or
-/// the second, to the byte.
+/// Whether a transition is at rest: before its beginning, or from its end on. Then `target` shows the first or the
+/// second picture, exact to the byte.
 bool DrawAtRest(DataVideoOGL& target, DataVideoOGL& first, DataVideoOGL& second, double progress,
                 ShaderStorage const& storage);
 

@@ -15,15 +15,15 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override;
     OglCache* CreateCache() const override;
-    /// With alpha also where the background is translucent. The codec follows the common rule for formats all the same:
-    /// it is rewritten from what comes in, not from the settings.
+    /// Has alpha also if the background is translucent. The codec still follows the common rule for formats: it is
+    /// rewritten from the input's format, not from the settings.
     boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) override;
 };
 
 /// The quad between the rectangles, kept as long as they stay.
 class EffectResizer::CacheImpl final : public OglCache {
 public:
-    /// Rewrites the quad if what these settings make of such an input has changed. GL thread.
+    /// Rewrites the quad if the placement of such an input under these settings has changed. GL thread.
     void Initialize(Conf::FrameInfo const& info, Proc::SettingsResizer const& settings);
     Quad& GetQuad() { return *quad; }
 

@@ -5,13 +5,13 @@
 
 namespace Kaltor::Proc {
 
-/// Makes a host effect of an algorithm with one input: brings the input to the GPU, makes the output frame and puts
+/// Turns an algorithm with one input into a host effect: brings the input to the GPU, makes the output frame and puts
 /// the drawing on it as a task. The algorithm's progress is that of the frame's timestamp.
 class EffectWrapper final : public WrapperBase<IOneInputEffectVideo, Ogl::IEffectAlgorithm> {
 public:
     using WrapperBase::SetSettings;
 
-    /// Takes the algorithm over, also where it throws.
+    /// Takes ownership of the algorithm, even if it throws.
     static boost::intrusive_ptr<IOneInputEffectVideo> Create(boost::intrusive_ptr<IEffectFactory const> const& factory,
                                                              Ogl::IEffectAlgorithm* algorithm);
 

@@ -73,7 +73,7 @@ public:
         intrusive_ptr<Ogl::IOglTask> const task(new DownloadTask(timer, gpu, cpu));
         Ogl::OglManager::GetInstance().DoBackgroundTask(task);
         task->WaitForComplete();
-        data = cpu;  // not before: a frame that failed to arrive would pass for a picture
+        data = cpu;  // only now: a failed download must not look like a picture
         ++counters.processedFrames;
     }
 

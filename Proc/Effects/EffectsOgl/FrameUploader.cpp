@@ -69,7 +69,7 @@ public:
         intrusive_ptr<Ogl::DataVideoOGL> gpu = Ogl::DataVideoOGL::Create(data->GetPixFmt(), info);
         gpu->SetTimestamp(timestamp);
         gpu->SetDuration(duration);
-        // Of what became RGB, the tags tell what it came from and goes back to.
+        // The tags of a frame that became RGB give its original form, for the way back.
         gpu->SetColorSpec(tags);
         gpu->AttachTask({new UploadTask(timer, data, *gpu)});
         ++counters.processedFrames;

@@ -4,7 +4,7 @@
 
 namespace Kaltor::Proc {
 
-/// Makes GPU frames of CPU frames: puts the upload on the new frame as a task. GPU frames pass unchanged.
+/// Turns CPU frames into GPU frames: adds the upload to the new frame as a task. GPU frames pass unchanged.
 boost::intrusive_ptr<IOneInputEffectVideo> CreateFrameUploader(
     boost::intrusive_ptr<IEffectFactory const> const& factory);
 

@@ -36,11 +36,11 @@ private:
     DataVideoOGL* dst;  // owns this task
 };
 
-/// Where an overlay meets the output, along one axis. Lengths are in units of which a pixel of the overlay is
-/// `sourceScale` long and one of the output `targetScale`.
+/// Where an overlay meets the output, along one axis. Lengths are in units: a pixel of the overlay is `sourceScale`
+/// long, a pixel of the output `targetScale`.
 struct Meeting {
-    std::int64_t crop;    ///< of the overlay, before the output begins
-    std::int64_t offset;  ///< in the output, before the overlay begins
+    std::int64_t crop;    ///< the overlay's part before the output begins
+    std::int64_t offset;  ///< the output's part before the overlay begins
     std::int64_t length;
     std::int64_t sourceLength;
     std::int64_t targetScale;
@@ -84,8 +84,7 @@ public:
         if (x.Pixels() == 0 || y.Pixels() == 0) {
             return;
         }
-        Frame const picture =
-            settings.opacity == kOpaque ? overlay->FrameData() : Fade(overlay->FrameData(), storage);
+        Frame const picture = settings.opacity == kOpaque ? overlay->FrameData() : Fade(overlay->FrameData(), storage);
 
         AttachTarget(*dst, storage);
         Quad quad(GL_DYNAMIC_DRAW);
@@ -185,7 +184,7 @@ intrusive_ptr<Proc::IData> ImageBlender::ProcessData(Items const& items) {
 }
 
 void ImageBlender::Process(intrusive_ptr<IDataVideo>& first, intrusive_ptr<IDataVideo const> const& second) {
-    // What is laid over is only read; the list has no constant items.
+    // Overlays are only read; the list cannot hold constant items.
     intrusive_ptr<Proc::IData> const overlay(const_cast<IDataVideo*>(second.get()));
     intrusive_ptr<Proc::IData> const result = ProcessData(Items{first, overlay});
     first.reset(dynamic_cast<IDataVideo*>(result.get()));

@@ -30,8 +30,8 @@ public:
     void SetProgress(Proc::TimeToProgress const& value) override { progress = value; }
 
     using IBlend::ProcessData;
-    /// The base and its overlays, in the order in which they are laid over it. Where opacity is 0, the base itself.
-    /// Throws `std::invalid_argument` where one of several items is missing or one is no picture.
+    /// The base and its overlays, in the order in which they are laid over it. If opacity is 0, the base itself. Throws
+    /// `std::invalid_argument` if one of several items is missing or is not a picture.
     boost::intrusive_ptr<Proc::IData> ProcessData(Items const& items) override;
     void Process(boost::intrusive_ptr<Proc::IDataVideo>& first,
                  boost::intrusive_ptr<Proc::IDataVideo const> const& second) override;

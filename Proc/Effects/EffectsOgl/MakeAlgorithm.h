@@ -4,8 +4,8 @@
 
 namespace Kaltor::Ogl {
 
-// A unit ends with `template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectName>();`, so that its class needs no
-// header.
+// A source file of an algorithm ends with `template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectName>();`, so
+// that its class needs no header.
 
 template <typename T>
 std::unique_ptr<IEffectAlgorithm> MakeEffect() {

@@ -27,7 +27,7 @@ void DestroyOglCache(boost::shared_ptr<OglCache>& cache) {
         return;
     }
     OglManager* const manager = OglManager::FindInstance();
-    // Without a manager there is no GL to free anything in: the names went with the context.
+    // Without a manager there is no GL object left to free: their names were deleted with the context.
     if (manager == nullptr || manager->IsOpenGLThread()) {
         boost::shared_ptr<OglCache>(std::move(cache)).reset();
         return;

@@ -4,8 +4,8 @@
 
 namespace Kaltor::Ogl {
 
-/// What an algorithm keeps on the GPU from frame to frame. A wrapper owns it and lends it to its tasks; it is touched
-/// and destroyed on the GL thread only.
+/// What an algorithm keeps on the GPU from frame to frame. A wrapper owns it and passes it to its tasks; it is used and
+/// destroyed on the GL thread only.
 class OglCache {
 public:
     OglCache() = default;
@@ -15,8 +15,8 @@ public:
 };
 
 /// Drops the caller's reference, so that the cache's destructor runs on the GL thread. `cache` is empty at once; the
-/// caller does not wait. Where no GL manager runs, before the first use or at the program's end, the cache goes right
-/// there. Any thread.
+/// caller does not wait. If no GL manager runs, before the first use or at the program's end, the cache is destroyed on
+/// the calling thread. Any thread.
 void DestroyOglCache(boost::shared_ptr<OglCache>& cache);
 
 namespace details {
@@ -26,7 +26,7 @@ void throwOnNullptr(OglCache* cache);
 
 }  // namespace details
 
-/// The algorithm's own cache. Throws as `throwOnNullptr`, and `std::bad_cast` for one of another class.
+/// The algorithm's own cache. Throws like `throwOnNullptr`, and `std::bad_cast` for a cache of another class.
 template <typename CacheImpl>
 CacheImpl& GetCache(OglCache* cache) {
     details::throwOnNullptr(cache);

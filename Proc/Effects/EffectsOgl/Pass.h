@@ -12,8 +12,8 @@
 
 namespace Kaltor::Ogl {
 
-/// One pass: a program by name, its samplers and uniforms, what is drawn and where to. Blending, culling and depth are
-/// those around it. Between its making and its last draw nothing else may be drawn with a program.
+/// One pass: a program by name, its samplers and uniforms, the mesh and the target. Blending, culling and depth test
+/// stay as the caller set them. Between the pass's construction and its last draw, no other program may be used.
 class Pass {
 public:
     /// Over the whole target.
@@ -47,7 +47,7 @@ public:
         samplers.push_back({unit, &texture, filter});
         return *this;
     }
-    /// Sets a uniform; as the overloads of `Shader::Uniform`. Between draws it can change.
+    /// Sets a uniform, like the overloads of `Shader::Uniform`. It can change between draws.
     template <typename... Values>
     Pass& Set(std::string_view name, Values const&... values) {
         shader.Uniform(name, values...);

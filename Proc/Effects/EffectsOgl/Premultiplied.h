@@ -7,9 +7,9 @@
 
 namespace Kaltor::Ogl {
 
-/// An RGB picture with its colours multiplied by alpha, so that samples of it may be filtered and added without
-/// showing what is under transparent pixels; programs divide by alpha again before they write a frame. An opaque
-/// picture is itself; others are drawn once, at 16 bits. GL thread only.
+/// An RGB picture with its colours multiplied by alpha, so that samples of it may be filtered and added without showing
+/// the colours under transparent pixels; programs divide by alpha again before they write a frame. An opaque picture is
+/// used directly; others are drawn once, with 16 bits per channel. GL thread only.
 class Premultiplied {
 public:
     Premultiplied(Frame const& picture, ShaderStorage const& storage);

@@ -11,7 +11,7 @@
 namespace Kaltor::Ogl {
 
 // Rectangles in flat arrays of numbers, from which meshes are made. Corners go round counter-clockwise (y up): lower
-// left, lower right, upper right, upper left. Bounds are taken as given: reversed ones turn the winding round.
+// left, lower right, upper right, upper left. Bounds are used as given: reversed bounds reverse the winding.
 
 constexpr int kQuadIndices = 6;
 constexpr int kPlaneQuadFloats = 8;   ///< of a quad of (x, y)
@@ -56,12 +56,12 @@ void InsertQuad(float x0, float y0, float z0, float x1, float y1, float z1, std:
 /// Replaces the quad of (x, y) whose 8 floats begin at `position`.
 void InsertQuad(float x0, float y0, float x1, float y1, std::vector<float>& vertices, int position);
 
-/// A stretch of a texture along one axis, and where it stands in clip space.
+/// An interval of a texture along one axis, and its interval in clip space.
 struct Stretch {
     float texture0, texture1, clip0, clip1;
 };
 
-/// A rectangle for each column in each row; row by row.
+/// One rectangle for each column in each row, row by row.
 PackedQuad MakeLattice(std::vector<Stretch> const& columns, std::vector<Stretch> const& rows);
 
 }  // namespace Kaltor::Ogl

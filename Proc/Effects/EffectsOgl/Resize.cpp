@@ -15,7 +15,7 @@ namespace {
 
 using boost::intrusive_ptr;
 
-/// Keeps the typed settings for any thread; the wrapper around the algorithm does the frames.
+/// Keeps the typed settings for any thread; the wrapper around the algorithm processes the frames.
 class Resize final : public RefCountImpl<IResize> {
 public:
     explicit Resize(intrusive_ptr<IOneInputEffectVideo> wrapped) : inner(std::move(wrapped)) {}
@@ -48,7 +48,7 @@ public:
     }
 
     Core::Property GetStatistic() const override {
-        // Drawing knows one method only, whatever was asked for.
+        // Drawing uses one method only, whatever was requested.
         constexpr int kMethod = 1;
         Core::Property statistics = inner->GetStatistic();
         statistics.SetChild("Interpolation method", Core::Property::Of(ResizeMethods2String(kMethod)));

@@ -5,13 +5,13 @@
 
 namespace Kaltor::Proc {
 
-/// Makes a host effect of an algorithm with two inputs, as `EffectWrapper` does for one. The algorithm's progress is
-/// that of the first frame's timestamp plus its duration.
+/// Turns an algorithm with two inputs into a host effect, like `EffectWrapper` for one input. The algorithm's progress
+/// is that of the first frame's timestamp plus its duration.
 class TransitionWrapper final : public WrapperBase<ITwoInputEffectVideo, Ogl::ITransitionAlgorithm> {
 public:
     using WrapperBase::SetSettings;
 
-    /// Takes the algorithm over, also where it throws.
+    /// Takes ownership of the algorithm, even if it throws.
     static boost::intrusive_ptr<ITwoInputEffectVideo> Create(boost::intrusive_ptr<IEffectFactory const> const& factory,
                                                              Ogl::ITransitionAlgorithm* algorithm);
 

@@ -48,7 +48,7 @@ public:
     }
 
 protected:
-    /// The cache of the frames to come: a new one after the start and after each reset.
+    /// The cache for the next frames: a new one after the start and after each reset.
     boost::shared_ptr<Ogl::OglCache> const& RequireCache() {
         if (!cache) {
             cache.reset(algorithm->CreateCache());

@@ -13,8 +13,8 @@
 
 namespace Kaltor::Ogl {
 
-/// A picture in small square cells, each with the least and the greatest amount (0 to 1) by which an effect acts in it,
-/// so that each part is drawn with no more work than it needs.
+/// A picture divided into small square cells. Each has the least and the greatest amount (0 to 1) by which an effect
+/// acts in it, so that each part is drawn with no more work than it needs.
 class AmountCells {
 public:
     /// Bounds of the amount within a rectangle of texture coordinates: left, bottom, right, top.
@@ -27,15 +27,15 @@ public:
     std::size_t GetCount() const { return ranges.size(); }
     glm::dvec2 const& GetRange(std::size_t cell) const { return ranges[cell]; }
 
-    /// The cells that are wanted, edge on edge.
+    /// A mesh of the wanted cells, which share their edges.
     Quad MakeMesh(Predicate const& isWanted) const;
-    /// The rectangle around the cells that are wanted; nothing where there are none.
+    /// The rectangle around the wanted cells; empty if there are none.
     std::optional<glm::dvec4> GetBounds(Predicate const& isWanted) const;
 
 private:
     glm::dvec4 GetArea(std::size_t row, std::size_t begin, std::size_t end) const;
 
-    glm::dvec2 step;  ///< of a cell, in texture coordinates
+    glm::dvec2 step;  ///< size of a cell, in texture coordinates
     std::size_t columns;
     std::size_t rows;
     std::vector<glm::dvec2> ranges;  ///< row by row from below

@@ -10,8 +10,8 @@
 
 namespace Kaltor::Ogl {
 
-/// Blocks, square as they are seen, `count` of them along the shorter side of the picture, in a grid about its middle,
-/// so that what is cut off at opposite edges is the same. None is smaller than a pixel.
+/// A grid of blocks that look square, `count` of them along the picture's shorter side. It is centred, so that blocks
+/// at opposite edges are cut off equally. No block is smaller than a pixel.
 struct BlockGrid {
     BlockGrid(Conf::FrameInfo const& info, int count) {
         double const aspect = GetDisplayAspect(info);
@@ -22,10 +22,10 @@ struct BlockGrid {
         first = {0.5 * (cells.x - blocks.x), 0.5 * (cells.y - blocks.y)};
     }
 
-    glm::dvec2 blocks;  ///< that fit along the picture's width and height
-    glm::ivec2 cells;   ///< whole ones that cover it
-    /// Of the lower left corner, counted in blocks from the first one's edges: a point (s, t) lies at
-    /// `first` + (s, t) * `blocks`.
+    glm::dvec2 blocks;  ///< how many fit along the picture's width and height
+    glm::ivec2 cells;   ///< how many whole blocks cover the picture
+    /// The picture's lower left corner, in blocks from the edges of the first block: a point (s, t) lies at `first` +
+    /// (s, t) * `blocks`.
     glm::dvec2 first;
 };
 

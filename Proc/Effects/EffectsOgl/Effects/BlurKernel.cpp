@@ -51,7 +51,7 @@ struct LinearSystem {
 }  // namespace
 
 BlurKernel::BlurKernel(std::uint32_t width, std::uint32_t height, double scale) {
-    // The roundings to single precision decide `size` at the borders and are part of the definition.
+    // Rounding to single precision can decide `size` and is part of the definition.
     constexpr float kLeastRadius = 0.34F;
     constexpr double kPairsPerRadius = 3.0;
     auto const radius = static_cast<float>(std::max(width, height) * scale / 3.0);
@@ -87,7 +87,7 @@ BlurReduction::BlurReduction(BlurKernel const& kernel) {
     }
 
     // The normal equations: `spread` is what one reduced sample adds to the output texel at sub-position f, over the
-    // texels around that one. Sixteen sub-positions tell the fit as much as hundreds.
+    // texels around that one. Sixteen sub-positions give as good a fit as hundreds.
     constexpr int kMostPositions = 16;
     int const half = 2 * factor + downPairs;
     std::vector<double> spread(static_cast<std::size_t>(2 * half + 1));

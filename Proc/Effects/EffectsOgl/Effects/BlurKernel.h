@@ -13,7 +13,7 @@ struct BlurKernel {
     float sigma;
     double norm;
 
-    /// For a picture of this size; the radius is `scale` of its larger side, at least one pair.
+    /// The taps for a picture of this size. The radius is `scale` times its larger side; there is at least one pair.
     BlurKernel(std::uint32_t width, std::uint32_t height, double scale);
 };
 
@@ -21,11 +21,11 @@ struct BlurKernel {
 /// mix: each of the two phases is reduced by `factor` with a quadratic B-spline, blurred with few taps, and brought
 /// back to full size by B-spline interpolation.
 struct BlurReduction {
-    int factor;                  ///< texels of one phase for a reduced sample
+    int factor;                  ///< texels of one phase per reduced sample
     int downPairs;               ///< pairs of taps of the reducing spline
     double downNorm;             ///< 1 / the sum of its weights
     int margin;                  ///< reduced samples before and behind each phase
-    std::vector<float> weights;  ///< of the reduced blur, the centre first, then the pairs
+    std::vector<float> weights;  ///< weights of the reduced blur, the centre first, then the pairs
 
     static constexpr int kPairs = 9;
 

@@ -1,8 +1,9 @@
 // Mixing a sharp picture with a much blurred one shows both, one as a veil over the other. Between copies whose widths
 // are only a factor of 2 apart the mixture looks like the blur that lies between them: its variance is the mean of
-// their variances. Each copy is made from the picture reduced so far that a few taps do: the cost hardly depends on the
-// width; and each is made only around what shows it. As the blur's taps stand two texels apart, detail of two texels
-// must not reach it: reducing is by the mean of two texels along each axis, of those to come, which leaves none.
+// their variances. Each copy is made from a picture that is reduced until a few taps are enough, so the cost hardly
+// depends on the width. Each copy is drawn only around the parts that show it. The blur's taps stand two texels apart,
+// so detail of two texels must not reach the blur: each reduction takes the mean of two texels along each axis of the
+// reduced picture, which removes it.
 
 #include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 
@@ -32,7 +33,7 @@ void main() {
 }
 )glsl";
 
-constexpr int kPairs = 4;  ///< of taps where the picture was reduced
+constexpr int kPairs = 4;  ///< pairs of taps where the picture was reduced
 
 /// A scale that gives `EffectBlur` this many pairs of taps in a picture with this larger side.
 double GetScale(int pairs, double side) {
@@ -48,7 +49,7 @@ double GetVariance(BlurKernel const& kernel) {
     return sum * kernel.norm;
 }
 
-/// As linear interpolation, on average.
+/// The average effect of linear interpolation.
 constexpr double kLinearVariance = 1.0 / 6.0;
 constexpr double kReduceVariance = 0.25;
 
@@ -56,7 +57,7 @@ double GetSide(Frame const& frame) {
     return std::max(frame.GetWidth(), frame.GetHeight());
 }
 
-/// Texels of a copy around what is wanted of it: its taps, and what reducing to it takes.
+/// Texels of a copy that are needed around its wanted part: for its taps, and for the reduction to it.
 constexpr double kMargin = 12.0;
 
 }  // namespace
@@ -67,9 +68,9 @@ public:
     explicit Reduction(BlurLevels const& owner)
         : levels(owner), pictureSide(Ogl::GetSide(owner.picture)), side(pictureSide), last(&owner.source.Get()) {}
 
-    /// Of the last copy, texels along the larger side; at first the picture's.
+    /// Texels along the larger side of the last copy; at first those of the picture.
     double GetSide() const { return side; }
-    /// By how much reducing to the last copy blurs, squares of the picture's larger side.
+    /// The variance that reducing to the last copy adds, in squares of the picture's larger side.
     double GetVariance() const { return variance; }
 
     /// The next copy, `wanted` texels along the larger side, drawn where the picture is blurred, with `margin` (sides
@@ -100,7 +101,7 @@ private:
     double side;
     double variance = 0.0;
     Texture const* last;
-    Frame kept;  ///< what `last` is of, unless it is the picture
+    Frame kept;  ///< the frame that owns `last`, unless that is the picture
 };
 
 BlurLevels::BlurLevels(Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
@@ -135,7 +136,7 @@ std::array<BlurLevels::Copy, BlurLevels::kCount> BlurLevels::MakeCopies(double s
         double const wanted = std::min(reducedDeviation / deviation, side);
         double const pixels = deviation * side;
         if (pixels < std::sqrt(kReduceVariance)) {
-            continue;  // nothing to see yet
+            continue;  // no visible blur yet
         }
         while (reduction.GetSide() > 2.0 * wanted + 1.0) {
             reduction.Reduce(std::ceil(reduction.GetSide() / 2.0), margin);
@@ -174,7 +175,7 @@ void BlurLevels::Cut(AmountCells::Predicate const& isWanted, double margin, Conf
     double const around = margin * GetSide(picture) / std::min(picture.GetWidth(), picture.GetHeight());
     glm::dvec4 const bounds = cells.GetBounds(isWanted).value_or(glm::dvec4(0.0));
     glm::dvec4 const area = glm::clamp(bounds + glm::dvec4(-around, -around, around, around), 0.0, 1.0);
-    // All the pixels that it touches.
+    // All pixels that the rectangle touches.
     auto const floor = [](double at, std::uint32_t length) { return static_cast<GLint>(std::floor(at * length)); };
     auto const ceil = [](double at, std::uint32_t length) { return static_cast<GLint>(std::ceil(at * length)); };
     GLint const left = floor(area.x, info.width);
@@ -219,7 +220,7 @@ std::string BlurLevels::MakeFunction(Span const& span) const {
     for (std::size_t level = span.first + 1; level <= span.last; ++level) {
         text += fmt::format("    sum = mix(sum, texture2D(blur_{}, uv), share.{});\n", level, "xyzw"[level - 1]);
     }
-    // Where next to nothing covers, the pixel's own colour is as good as any.
+    // Where coverage is close to zero, the pixel's own colour is as good as any.
     text += "    vec3 color = (sum.rgb + origin.rgb * 0.001) / (sum.a + 0.001);\n";
     text += "    return vec4(origin.a > 0.0 ? color : origin.rgb, origin.a);\n}\n";
     return text;

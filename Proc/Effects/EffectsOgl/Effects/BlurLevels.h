@@ -16,30 +16,30 @@
 
 namespace Kaltor::Ogl {
 
-/// A picture blurred by a Gaussian whose width may differ from pixel to pixel: a few blurred copies of growing width,
-/// the wider the smaller, between which a program goes by variance.
+/// A picture blurred by a Gaussian whose width may differ from pixel to pixel: a few blurred copies of growing width
+/// and shrinking size, which a program mixes by variance.
 class BlurLevels {
 public:
-    /// `scale`, more than 0, is the full width as `EffectBlur` counts it. `amountCells` tells how much of it is wanted
+    /// `scale`, more than 0, is the full width as `EffectBlur` counts it. `amountCells` gives how much of it is wanted
     /// where.
     BlurLevels(Frame const& pictureToBlur, double scale, AmountCells const& amountCells,
                ShaderStorage const& shaderStorage);
 
-    /// Sets the uniforms of a program and one sampler, of unit 0. Where every pixel of the cells is blurred alike the
-    /// program does not use the amount, nor what only that depends on.
+    /// Sets the uniforms of a program and one sampler, for unit 0. If all pixels of the cells are blurred equally, the
+    /// program uses neither the amount nor anything that is needed only to compute it.
     using Preparation = std::function<void(Pass& pass, bool usesAmount)>;
 
     /// Draws the whole picture. `program` is GLSL without a version that may call `vec4 Blurred(vec4 origin, vec2 uv,
     /// float amount)`: the colour (not premultiplied) at `uv`, blurred by `amount` (0 to 1) of the full width, with the
-    /// picture's alpha; `origin` is the picture's pixel there. It becomes several programs, each for what some of the
-    /// cells need, whose names begin with `name`.
+    /// picture's alpha; `origin` is the picture's pixel there. Several programs are made of it, each for the needs of
+    /// some cells. Their names begin with `name`.
     void DrawTo(DataVideoOGL& target, std::string_view name, std::string_view program,
                 Preparation const& prepare) const;
 
 private:
     static constexpr std::size_t kCount = 4;
 
-    /// Copies that a cell is mixed from; 0 is the picture itself.
+    /// The copies that a cell is mixed from; 0 is the picture itself.
     struct Span {
         std::size_t first;
         std::size_t last;
@@ -48,18 +48,18 @@ private:
         auto operator<=>(Span const&) const = default;
     };
 
-    /// A copy of the picture, reduced, and the pairs of taps that are to blur it; none where there is nothing to see.
+    /// A reduced copy of the picture, and the pairs of taps that blur it; empty if no part of it is visible.
     struct Copy {
         Src reduced;
         int pairs = 0;
     };
     class Reduction;
 
-    /// Finds `variances`, too.
+    /// Also sets `variances`.
     std::array<Copy, kCount> MakeCopies(double scale);
     Frame MakeLevel(Copy const& copy, AmountCells::Predicate const& isWanted) const;
-    /// From here on only those pixels of a target of this size are drawn that the wanted cells see, with `margin`
-    /// (larger sides of the picture) around them.
+    /// Limits drawing to the pixels of a target of this size that the wanted cells need, with `margin` (in larger sides
+    /// of the picture) around them.
     void Cut(AmountCells::Predicate const& isWanted, double margin, Conf::FrameInfo const& info) const;
     Span FindSpan(glm::dvec2 const& range) const;
     std::string MakeFunction(Span const& span) const;
@@ -67,10 +67,10 @@ private:
     Frame picture;
     Premultiplied source;
     AmountCells const& cells;
-    std::vector<Span> spans;  ///< of each cell
+    std::vector<Span> spans;  ///< one for each cell
     ShaderStorage const& storage;
-    std::array<Frame, kCount> levels;  ///< none where it would be as sharp as the picture, or is not needed
-    glm::vec4 variances{0.0F};         ///< as fractions of the full one
+    std::array<Frame, kCount> levels;  ///< empty if it would be as sharp as the picture, or is not needed
+    glm::vec4 variances{0.0F};         ///< as fractions of the full variance
 };
 
 }  // namespace Kaltor::Ogl

@@ -27,7 +27,7 @@ vec4 Weigh(float x) {
 }
 )glsl";
 
-// One linear sample reads the two texels in the middle, which weigh most, where both weigh something.
+// One linear sample reads the two texels in the middle, which weigh most, if both have weight.
 constexpr char kOpaque[] = R"glsl(
 vec3 Row(float y, vec3 x, vec3 weights) {
     return texture2D(tex, vec2(x.x, y)).rgb * weights.x + texture2D(tex, vec2(x.y, y)).rgb * weights.y
@@ -82,7 +82,7 @@ Placement Move(double aspect, glm::dvec2 const& shift, double roll, double zoom)
 
 double HideBorders(double aspect, double shift, double roll) {
     glm::dvec2 const sides = GetSides(aspect);
-    // Along a side the turned frame reaches as far as its own side and the other one let it.
+    // Along each side, the extent of the turned frame depends on both of its sides.
     auto const along = [&](double side, double other) {
         double const worst = std::min(roll, std::atan(other / side));
         return std::cos(worst) + other / side * std::sin(worst) + 2.0 * shift / side;

@@ -1,7 +1,8 @@
-// Film-like grain: a normal deviate is added to each pixel, to all channels alike or to each its own. How strong it is
-// follows from tone as on film, where a patch is the share of its grains that were developed: the standard deviation of
-// a share p of independent grains goes with sqrt(p (1 - p)), most in the mid-tones, none in black and white. (P. G.
-// Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is kept.
+// Film-like grain: a normally distributed value is added to each pixel, the same to all channels or another one to
+// each. Its strength depends on tone as on film, where a patch is the share of its grains that were developed: the
+// standard deviation of a share p of independent grains goes with sqrt(p (1 - p)), most in the mid-tones, none in black
+// and white. (P. G. Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is
+// kept.
 
 #include "Proc/Effects/EffectsOgl/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"

@@ -2,9 +2,9 @@
 //
 //     out = norm * (tex(uv) + sum over i = 1 .. size of exp(sigma i^2) * (tex(uv + 2 i step) + tex(uv - 2 i step)))
 //
-// A GPU runs the sum as a loop. Where texel fetches are dear it is drawn in one of two other ways with the same
-// result: few taps by a program with the loop unrolled for its `size`; many taps by reducing, blurring and enlarging
-// (see BlurKernel.h), whose result stays within 1/255 of the sum on pictures up to white noise.
+// A GPU runs the sum as a loop. Where texel fetches are expensive, one of two other methods gives the same result: a
+// program with the loop unrolled for its `size`, for few taps; reducing, blurring and enlarging, for many taps (see
+// BlurKernel.h), whose result stays within 1/255 of the sum on pictures up to white noise.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 
@@ -38,7 +38,7 @@ void main() {
 }
 )glsl";
 
-// exp(sigma (i + 1)^2) = exp(sigma i^2) * g * q^i with g = exp(sigma) and q = g^2: no exponent for each tap.
+// exp(sigma (i + 1)^2) = exp(sigma i^2) * g * q^i with g = exp(sigma) and q = g^2: no exponential for each tap.
 std::string MakeUnrolled(int size) {
     std::string source = R"glsl(#version 120
 uniform sampler2D tex;
@@ -122,7 +122,7 @@ void main() {
 constexpr glm::vec2 kX{1.0F, 0.0F};
 constexpr glm::vec2 kY{0.0F, 1.0F};
 
-/// The sum as it stands, by the loop or unrolled.
+/// The sum itself, as a loop or unrolled.
 void BlurBySum(DataVideoOGL& dst, Frame const& source, BlurKernel const& kernel, bool isUnrolled,
                ShaderStorage const& storage) {
     Frame middle = Frame::Create();

@@ -1,7 +1,7 @@
 // A camera held by hand: the picture shifts and rolls at random. Each of the three motions is the sum of a slow sway
 // and a faster tremor, cubic B-splines over random numbers: speed and acceleration have no jumps, and the mean is the
-// camera at rest. What is seen is enlarged, always alike, by as much as the farthest shift and the strongest roll need
-// for no border of the picture to show.
+// camera at rest. The picture is enlarged by a constant factor, large enough that no border shows at the farthest shift
+// and the strongest roll.
 
 #include <cmath>
 
@@ -29,7 +29,7 @@ double Wander(double place, std::uint32_t motion, std::uint32_t seed) {
     double const y = 1.0 - x;
     double const sum = random(0) * y * y * y + random(1) * (4.0 + x * x * (3.0 * x - 6.0)) +
                        random(2) * (4.0 + y * y * (3.0 * y - 6.0)) + random(3) * x * x * x;
-    constexpr double kDeviation = 2.3985;  // of `sum`: 6 sqrt(151 / 315 / 3)
+    constexpr double kDeviation = 2.3985;  // that of `sum`: 6 sqrt(151 / 315 / 3)
     return sum / kDeviation;
 }
 
@@ -43,10 +43,10 @@ double Shake(double time, double frequency, std::uint32_t motion, std::uint32_t 
     return 0.8 * Wander(periods * kSway, motion, seed) + 0.6 * Wander(periods * kTremor, motion + kMotions, seed);
 }
 
-/// Keeps directions, and lengths below 1.
+/// Keeps directions, and limits lengths to less than 1.
 template <typename T>
 T Limit(T const& value, double length) {
-    constexpr double kUsual = 0.6;  // of the limit, for 1
+    constexpr double kUsual = 0.6;  // part of the limit, for a length of 1
     return value * (kUsual / std::sqrt(1.0 + kUsual * kUsual * length * length));
 }
 

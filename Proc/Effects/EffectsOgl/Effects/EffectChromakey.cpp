@@ -1,11 +1,11 @@
-// Makes a key colour transparent. What decides is the distance from the key in the plane of chroma (Cb, Cr after
-// ITU-R BT.709), so that shadows and folds of the screen are key as well: up to `tolerance` a pixel is transparent,
-// from `tolerance` + `softness` on it stays.
+// Makes a key colour transparent. The distance from the key in the plane of chroma (Cb, Cr after ITU-R BT.709) decides,
+// so that shadows and folds of the screen become transparent as well: up to `tolerance` a pixel is transparent, from
+// `tolerance` + `softness` on it stays.
 //
-// A pixel of the soft edge is a mix of the key and of what stands before it; as what stands there is mostly nearer to
-// grey than to the key, how far its chroma leans to the key tells how much of the key is in it. That much of the key is
-// taken out of it, chroma and luma, so that no fringe is left. Of what stays whole, `spill` times that much of the
-// key's chroma is taken out: the screen's reflection loses its colour and keeps its luma. Alpha is multiplied.
+// A pixel of the soft edge is a mix of the key and the foreground. The foreground is mostly nearer to grey than to the
+// key, so the part of its chroma in the key's direction shows how much of the key is in the pixel. That much of the key
+// is removed, chroma and luma, so that no fringe is left. From opaque pixels `spill` times that much of the key's
+// chroma is removed: the screen's reflection loses its colour and keeps its luma. Alpha is multiplied.
 
 #include <algorithm>
 

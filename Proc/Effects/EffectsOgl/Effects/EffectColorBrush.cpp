@@ -17,7 +17,7 @@ public:
         auto const& settings = dynamic_cast<Proc::SettingsEffectColorBrush const&>(value);
         settings.Validate();
         Proc::SettingsTransitionWaterbrush strokes;
-        // Strokes that begin with nothing painted and end with everything.
+        // Strokes that start with nothing painted and end with everything painted.
         strokes.type = Proc::SettingsTransitionWaterbrush::Type::Inset;
         strokes.angle = settings.angle;
         strokes.size = settings.size;

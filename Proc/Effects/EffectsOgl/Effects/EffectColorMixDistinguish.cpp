@@ -24,7 +24,7 @@ glm::vec3 Bytes(Proc::Color const& color) {
     return {static_cast<float>(color.red), static_cast<float>(color.green), static_cast<float>(color.blue)};
 }
 
-/// -1 to 1: the colour that is told apart lies around 0, not in the picture's 0 to 1.
+/// -1 to 1: the colour to compare with is centred on 0; it does not use the picture's range of 0 to 1.
 glm::vec3 Centred(Proc::Color const& color) {
     constexpr float kCentre = 128.0F;
     return (Bytes(color) - kCentre) / kCentre;

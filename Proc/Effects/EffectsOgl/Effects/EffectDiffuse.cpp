@@ -1,7 +1,7 @@
-// Frosted glass: the picture is seen through grains of glass, each of which shows what lies at a random place in a disc
-// around it, all places of the disc alike. A grain is 1/1920 of the larger side: a pixel of a small picture covers
-// several and is their mean (of premultiplied colours), so that it looks as the large picture made smaller does. What
-// would come from beyond the border is the picture mirrored there.
+// Frosted glass: the picture is seen through grains of glass. Each grain shows a random point of a disc around it; all
+// points of the disc are equally likely. A grain is 1/1920 of the larger side. A pixel of a small picture covers
+// several grains and is their mean (of premultiplied colours), so that the result looks like a reduced copy of the
+// large picture. Beyond the border the picture is mirrored.
 
 #include <algorithm>
 #include <cmath>
@@ -18,8 +18,8 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// Two numbers of the noise texture added modulo 1 are as uniform as one; the second, from a coarser lattice that lies
-// aslant, does not repeat with the first.
+// Two numbers of the noise texture added modulo 1 are as uniform as one; the second comes from a coarser, rotated
+// lattice and does not repeat with the first.
 constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;
 uniform sampler2D noise;

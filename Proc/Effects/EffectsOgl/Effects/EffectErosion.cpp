@@ -5,13 +5,13 @@
 // then one along y. A disc is the union of its rows (E. Urbach, M. Wilkinson, "Efficient 2-D Grayscale Morphological
 // Transformations With Arbitrary Flat Structuring Elements", 2008): stretches of a few lengths are made, the length
 // doubling, and each row is two taps of the longest that fits into it. A large one is a square, the rows above and
-// below it and the columns beside it. All stretches stand symmetrically about their pixel, so that a tap that the
-// picture's border holds back sees nothing from outside of the neighbourhood.
+// below it and the columns beside it. All stretches are symmetric about their pixel, so that a tap that is clamped to
+// the picture's border sees nothing from outside the neighbourhood.
 //
-// Where texel fetches are dear each tap is a shifted copy of the picture, blended by the extremum: such a GL draws
-// copies at nearly the speed of memory. Elsewhere one program takes all taps of a step.
+// Where texel fetches are expensive, each tap is a shifted copy of the picture that is blended by the extremum: such a
+// GL draws copies at nearly the speed of memory. Elsewhere one program reads all taps of a step.
 //
-// What is transparent counts as the value that changes nothing, what is partly so in part. Alpha is kept.
+// Transparent pixels count as the value that changes nothing, partly transparent ones in proportion. Alpha is kept.
 
 #include <algorithm>
 #include <cmath>
@@ -77,9 +77,10 @@ public:
           equation(isDilation ? GL_MAX : GL_MIN),
           isBlended(OglManager::GetInstance().GetStrategy().areFetchesDear) {}
 
-    /// How far a stretch of `half` pixels to each side reaches by one more pass.
+    /// How far a stretch of `half` pixels to each side can grow with one more pass.
     int Widen(int half) const {
-        int const mostGaps = isBlended ? 2 : 6;  // three taps a step are the fewest in all; passes cost more than taps
+        int const mostGaps =
+            isBlended ? 2 : 6;  // three taps per step give the fewest in all; passes cost more than taps
         return half + mostGaps * (2 * half + 1) / 2;
     }
 
@@ -108,7 +109,7 @@ public:
         return current;
     }
 
-    /// Joins what `target` shows with the extremum of the taps; its alpha stays.
+    /// Combines the content of `target` with the extremum of the taps; alpha stays.
     void Accumulate(Frame const& from, std::vector<Tap> const& taps, DataVideoOGL& target) const {
         if (isBlended) {
             AttachTarget(target, storage);
@@ -146,7 +147,7 @@ private:
             .DrawTo(target);
     }
 
-    /// Joins what is attached with the extremum of the taps.
+    /// Combines the attached target's content with the extremum of the taps.
     void Blend(Frame const& from, std::vector<Tap> const& taps) const {
         EnableState const blend(GL_BLEND);
         glBlendFuncSeparate(GL_ONE, GL_ONE, GL_ZERO, GL_ONE);
@@ -197,7 +198,7 @@ struct Disc {
     int HalfRow(int y) const { return static_cast<int>(std::sqrt(radius * (radius + 1.0) - y * y)); }
 };
 
-/// Those rows (columns) of the disc that are more than `inner` pixels from its centre.
+/// The rows (columns) of the disc that are more than `inner` pixels from its centre.
 void DrawRows(Morphology const& morphology, Frame const& picture, Disc const& disc, int inner, bool isAlongX,
               DataVideoOGL& target) {
     int const longest = disc.HalfRow(inner + 1);
@@ -230,7 +231,7 @@ void DrawDisc(Morphology const& morphology, Frame const& picture, int radius, Da
         DrawRows(morphology, picture, disc, -1, true, target);
         return;
     }
-    // The square in the disc saves the middle rows and columns.
+    // The square inside the disc makes the middle rows and columns unnecessary.
     int const inner = static_cast<int>(std::sqrt(radius * (radius + 1.0) / 2.0));
     DrawSquare(morphology, picture, inner, target);
     DrawRows(morphology, picture, disc, inner, true, target);
@@ -261,7 +262,8 @@ public:
             picture = visible;
         }
         Morphology const morphology(storage, picture, isDilation);
-        (settings.shape == Proc::SettingsEffectErosion::Shape::Square ? DrawSquare : DrawDisc)(morphology, picture, radius, *dst);
+        (settings.shape == Proc::SettingsEffectErosion::Shape::Square ? DrawSquare : DrawDisc)(morphology, picture,
+                                                                                               radius, *dst);
     }
 };
 

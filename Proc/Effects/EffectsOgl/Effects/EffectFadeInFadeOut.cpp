@@ -1,4 +1,4 @@
-// Fades by fixed-function blending: alpha * progress where the output carries alpha, else colour * progress.
+// Fades by fixed-function blending: alpha * progress if the output has alpha, else colour * progress.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectFadeInFadeOut.h"
 

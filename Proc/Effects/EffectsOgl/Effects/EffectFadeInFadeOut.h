@@ -5,7 +5,7 @@
 
 namespace Kaltor::Ogl {
 
-/// Fades with `progress`, 0 nothing and 1 the picture itself: by alpha where the output has it, else from black.
+/// Fades with `progress` from nothing at 0 to the picture itself at 1: by alpha if the output has it, else from black.
 /// Embedded by transitions that fade.
 class EffectFadeInFadeOut final : public EffectWithSettings<Proc::SettingsEffectVideoFadeInFadeOut> {
 public:

@@ -1,11 +1,11 @@
 // The picture, again and again, on a strip of film with sprocket holes that runs through the frame, bent towards its
-// ends like over a large roller. Around the strip and through its holes one sees the picture itself, much blurred and
-// darker, with the strip's shadow. Where the picture is transparent the film is clear, else it is as dense as its
-// colour's alpha.
+// ends as if over a large roller. Around the strip and through its holes one sees the picture itself, strongly blurred
+// and darker, with the strip's shadow. Where the picture is transparent the film is clear; elsewhere its density is the
+// alpha of its colour.
 //
-// A picture on the strip is first made smaller as it stands, each pixel by the mean of what it covers, at a width whose
-// pixels fall on the frame's. From there it only moves along the strip, by cubic interpolation: linear samples would
-// let its sharpness pulse as it glides.
+// A picture on the strip is first reduced in place, each pixel to the mean of what it covers, at a width whose pixels
+// match the frame's. Then it only moves along the strip, with cubic interpolation: with linear samples its sharpness
+// would pulse as it glides.
 
 #include <algorithm>
 #include <array>
@@ -24,7 +24,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// Enlarges by the cubic B-spline, each pair of whose weights one linear sample does (C. Sigg, M. Hadwiger, "Fast
+// Enlarges with the cubic B-spline; one linear sample replaces each pair of weights (C. Sigg, M. Hadwiger, "Fast
 // Third-Order Texture Filtering", GPU Gems 2, 2005).
 constexpr char kSmooth[] = R"glsl(#version 120
 uniform sampler2D tex;
@@ -141,14 +141,14 @@ void main() {
 }
 )glsl";
 
-constexpr double kWindow = 0.72;  // of the strip's width, a picture's
+constexpr double kWindow = 0.72;  // a picture's part of the strip's width
 constexpr double kBend = 0.5;     // radians from the frame's middle to its edge
 constexpr int kSlices = 64;
 
 using Direction = Proc::SettingsEffectFilmStrip::Direction;
 
-/// Where the strip and its pictures are. Pixels are the frame's; what runs along the strip is in whole ones before it
-/// is bent.
+/// Where the strip and its pictures are. Lengths are in pixels of the frame; those along the strip are whole pixels
+/// before it is bent.
 struct Layout {
     Layout(Conf::FrameInfo const& info, Proc::SettingsEffectFilmStrip const& settings)
         : isLevel(settings.direction == Direction::Left || settings.direction == Direction::Right) {
@@ -183,8 +183,8 @@ struct Layout {
     double radius;                       ///< of the bend, pixels
     double pitchAngle;                   ///< radians
     double pitch;                        ///< strip widths
-    double share;                        ///< of the pitch, the picture's
-    double holes;                        ///< a picture
+    double share;                        ///< a picture's part of the pitch
+    double holes;                        ///< per picture
 };
 
 /// Slices across the strip, from end to end of the frame.

@@ -1,11 +1,11 @@
-// Draws edges as lines: dark ones on white or bright ones on black, with their own colours if wanted. What decides is
-// the Scharr gradient (H. Scharr, "Optimale Operatoren in der Digitalen Bildverarbeitung", 2000) of the channel where
-// it is largest, so that borders between colours of one brightness are found too; 1 stands for a full step.
+// Draws edges as lines: dark ones on white or bright ones on black, with their own colours if wanted. The strength of a
+// line is the Scharr gradient (H. Scharr, "Optimale Operatoren in der Digitalen Bildverarbeitung", 2000) of the channel
+// where it is largest, so that borders between colours of equal brightness are found too; 1 stands for a full step.
 //
 // Lines are as wide in relation to the picture at every size: the operator's cells are 1/960 of the larger side wide,
 // and where that is more than a pixel the picture is first averaged over them. Where it is less, gradients are weaker
-// by as much, as those of a larger picture made smaller would be. Neighbours count as far as they cover, so that what
-// is transparent makes no lines. Alpha is kept.
+// in proportion, like those of a larger picture that is reduced. Neighbours are weighted by alpha, so that transparent
+// pixels make no lines. Alpha is kept.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectFindEdges.h"
 

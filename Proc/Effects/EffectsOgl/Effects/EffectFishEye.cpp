@@ -1,5 +1,6 @@
 // A wide-angle lens: the distance from the centre, in texture coordinates, is remapped by an exponential (`sign` above
-// 0: the centre expands) or by its inverse, a logarithm (the centre is compressed). What lies outside shows the edge.
+// 0: the centre expands) or by its inverse, a logarithm (the centre is compressed). Points outside the picture show its
+// edge.
 
 #include <cmath>
 

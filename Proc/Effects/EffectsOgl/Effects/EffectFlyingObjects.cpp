@@ -1,8 +1,8 @@
 // Snowflakes, leaves, petals, hearts, stars, bubbles or confetti drift over the picture and turn: near ones larger,
 // faster and out of focus. They are one mesh of quads, from the farthest to the nearest, that stays as it is; its
-// vertex program moves them (see FlyingShapes). Who leaves the picture comes back at the opposite side, out of sight,
-// so that the stream never ends. Where the picture is transparent the objects lie over it like ink: alpha is the union
-// of both.
+// vertex program moves them (see FlyingShapes). An object that leaves the picture comes back at the opposite side, out
+// of sight, so that the stream never ends. Where the picture is transparent the objects lie over it like ink: alpha is
+// the union of both.
 
 #include <algorithm>
 #include <array>
@@ -46,7 +46,7 @@ double GetFraction(double value) {
     return value - std::floor(value);
 }
 
-/// Objects of a number that `seed` draws, the same for a larger count.
+/// `count` objects drawn from `seed`; a larger count only adds objects.
 PackedMesh<FlyingVertex> MakeObjects(std::uint32_t seed, std::uint32_t count) {
     struct Object {
         double across, along, laps;
@@ -58,7 +58,7 @@ PackedMesh<FlyingVertex> MakeObjects(std::uint32_t seed, std::uint32_t count) {
         // Spread evenly: M. Roberts' R2 sequence, from a random start.
         constexpr double kStepX = 0.7548776662466927;
         constexpr double kStepY = 0.5698402909980532;
-        // As many at each distance as there is room for across the way.
+        // The number of objects at each distance is in proportion to the visible width there.
         double const distance = std::sqrt(1.0 + HashToUnit(seed, i, 0) * (kFarthest * kFarthest - 1.0));
         objects.push_back({GetFraction(HashToUnit(seed, 0, 1) + i * kStepX),
                            GetFraction(HashToUnit(seed, 0, 2) + i * kStepY), std::round(kNearestLaps / distance), i});
@@ -129,7 +129,7 @@ public:
     }
 
 private:
-    /// Into the attached target, which is opaque or premultiplied.
+    /// Draws into the attached target, which is opaque or premultiplied.
     void DrawObjects(CacheImpl& objects, Conf::FrameInfo const& info, double time, ShaderStorage const& storage) const {
         FlyingShape const& shape = GetFlyingShape(settings.kind);
         double const aspect = GetDisplayAspect(info);

@@ -1,6 +1,6 @@
 // The picture seen through a wall of square glass bricks. Each is a lens that shows more of the picture than lies
-// behind it, the more the nearer to its edge, has a rounded bevel that bends further and catches light from the upper
-// left, and stands in a narrow dark joint. A brick's own coordinates q run from -1 to 1.
+// behind it, increasingly towards its edge. A rounded bevel bends light further and catches light from the upper left.
+// Narrow dark joints separate the bricks. A brick's own coordinates q run from -1 to 1.
 
 #include <algorithm>
 

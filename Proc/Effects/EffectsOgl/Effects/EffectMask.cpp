@@ -1,9 +1,10 @@
-// Inside or outside of an ellipse or a rectangle the picture is blurred, filled with a colour or made transparent. How
-// far it is follows from the distance to the outline, in lengths as they are seen: the soft edge is equally wide all
-// around and lies half inside, half outside; it is never sharper than a pixel. Only what the mask touches is worked on.
+// Inside or outside an ellipse or a rectangle the picture is blurred, filled with a colour or made transparent. The
+// amount depends on the distance to the outline as it is seen: the soft edge is equally wide all around and lies half
+// inside, half outside; it is never sharper than a pixel. Only the parts that the mask touches are processed.
 //
-// The nearest point of an ellipse is found by going from the point to the centre of curvature that belongs to a guess
-// and back to the ellipse, a few times over; it converges from anywhere, for circles and for very flat ellipses too.
+// The nearest point of an ellipse is found by iteration: from the centre of curvature at the current guess, a ray
+// through the point meets the ellipse at the next guess; it converges from anywhere, for circles and for very flat
+// ellipses too.
 
 #include <algorithm>
 #include <cmath>
@@ -91,8 +92,8 @@ glm::dvec2 BoundDistance(glm::dvec2 const& p, glm::dvec2 const& radius, double r
             glm::length(glm::max(beyond, glm::dvec2(0.0))) + std::min(std::max(beyond.x, beyond.y), 0.0);
         return {distance - reach, distance + reach};
     }
-    // With every length by which p goes away from the outline `scaled` grows by no more than 1 / `least`; and the
-    // outline is no farther than where the ray through p meets it.
+    // `scaled` changes by at most 1 / `least` per unit of length, so the outline is at least that far away. It is no
+    // farther than the point where the ray through p meets it.
     double const least = std::min(radius.x, radius.y);
     double const scaled = glm::length(p / radius);
     double const byScale = (scaled - 1.0) * least;
@@ -122,7 +123,7 @@ public:
 
         double const angle = settings.rotation * std::numbers::pi / 180.0;
         glm::dvec2 const centre(settings.x, settings.y);
-        // A shape without an area lies nowhere near.
+        // A shape without an area is infinitely far away.
         glm::dvec2 const radius =
             isEmpty ? glm::dvec2(1e-6) : 0.5 * extent * glm::dvec2(settings.width, settings.height);
         glm::dvec2 const middle = isEmpty ? glm::dvec2(1e3) : centre;

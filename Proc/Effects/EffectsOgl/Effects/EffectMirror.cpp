@@ -1,7 +1,7 @@
 // Reflects the side of the picture before an axis onto the side behind it; "quarters" does so along both axes and keeps
 // the upper left. Where the side behind is the larger one, the reflection is reflected again on the picture's border,
-// as between two mirrors: nothing but the side that is kept is ever seen. The axis lies on the nearest edge or centre
-// of a texel, so that every pixel is one of the picture's own.
+// as between two mirrors: only the kept side is ever seen. The axis is moved to the nearest edge or centre of a texel,
+// so that every pixel is an unchanged pixel of the picture.
 
 #include <algorithm>
 #include <cmath>
@@ -31,7 +31,7 @@ struct Fold {
     float outside = 0.0F;
 };
 
-/// On an axis at `position` of a side of `texels`.
+/// For an axis at `position` of a side with this many texels.
 Fold MakeFold(std::uint32_t texels, double position, bool isFarKept) {
     double const whole = 2.0 * texels;
     double const kept = std::round((isFarKept ? 1.0 - position : position) * whole);

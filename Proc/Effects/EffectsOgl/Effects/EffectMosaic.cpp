@@ -1,11 +1,11 @@
 // Blocks of even colour, squares or regular hexagons, each the mean of what it covers of the picture: by area, in
-// premultiplied alpha. First along one axis, then along the other, into a lattice of one texel a block; a last pass
-// shows the lattice, with each pixel on a border mixed from the blocks that it lies in.
+// premultiplied alpha. The mean is taken along one axis, then along the other, into a lattice with one texel per block.
+// A last pass shows the lattice; each pixel on a border is mixed from the blocks that it lies in.
 //
-// Squares divide into rows and columns at once. Of a hexagon the first pass takes the mean of each line of texels
-// within it. The hexagons touch side by side along the picture's shorter axis, u here, in units of their distance;
-// every other row, across that axis, is shifted by half of it. A line meets one hexagon in two of the rows of even
-// number at most, and as many of the odd ones: there are two sets of means a line.
+// Squares can be divided into rows and columns directly. For hexagons the first pass takes the mean of each line of
+// texels within a hexagon. The hexagons touch side by side along the picture's shorter axis, u here, in units of their
+// distance; every other row, across that axis, is shifted by half of it. A line crosses hexagons of at most one even
+// and one odd row: there are two sets of means per line.
 
 #include <algorithm>
 #include <cmath>
@@ -49,7 +49,7 @@ void main() {
 )glsl";
 
 // Between two texels' centres linear sampling mixes by the place: a pixel that lies in two blocks samples between them
-// by its shares, any other one at a centre.
+// in proportion to its parts; any other pixel samples at a centre.
 constexpr char kSquares[] = R"glsl(
 uniform sampler2D lattice;
 uniform vec2 blocks;
@@ -213,7 +213,7 @@ void DrawHexagons(DataVideoOGL& dst, Frame const& picture, double aspect, int co
     glm::dvec2 const texels = order(picture.GetWidth(), picture.GetHeight());
     glm::dvec2 const size(count, count * std::max(aspect, 1.0 / aspect));  // units
     glm::dvec2 const unit = texels / size;
-    // The middle is a hexagon's or between two, as the count is odd or even.
+    // The middle of the picture is the middle of a hexagon if the count is odd, and lies between two if it is even.
     glm::dvec2 const origin(count % 2 == 0 ? 0.5 - 0.5 * size.x : -0.5 * size.x, -0.5 * size.y);
     constexpr double kRow = 0.8660254037844386;
     double const rows = 2.0 * std::ceil((0.5 * size.y / kRow + 1.0) / 2.0);  // on either side of the middle one

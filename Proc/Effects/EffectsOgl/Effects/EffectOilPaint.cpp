@@ -1,17 +1,16 @@
 // Brush-like patches of even colour with crisp edges: a generalised Kuwahara filter (G. Papari, N. Petkov, P. Campisi,
 // "Artistic Edge and Corner Enhancing Smoothing", 2007). Around each pixel lie eight overlapping sectors; the result is
 // the mean of their mean colours, weighted by their standard deviations to the power of -sharpness, so that sectors
-// that reach across an edge do not count. The sectors follow the picture's structure (J. E. Kyprianidis, H. Kang,
-// J. Doellner, "Image and Video Abstraction by Anisotropic Kuwahara Filtering", 2009): along an edge they are longer
-// than across.
+// across an edge hardly count. The sectors follow the picture's structure (J. E. Kyprianidis, H. Kang, J. Doellner,
+// "Image and Video Abstraction by Anisotropic Kuwahara Filtering", 2009): along an edge they are longer than across.
 //
-// A sector is the sum of two Gaussians, a narrow one close to the pixel and a wider one behind it. Both are taken from
-// pictures that were blurred once for all sectors and pixels, on a lattice as coarse as the radius allows; these hold
-// the mean colour and the mean of its squared distance from grey, from which follows a sector's variance. Which sectors
-// count is decided at every pixel of the full picture, so edges are as fine as that, and the cost does not depend on
-// the radius.
+// A sector is the sum of two Gaussians, a narrow one close to the pixel and a wider one behind it. Both are read from
+// pictures that are blurred once for all sectors and pixels, on a lattice as coarse as the radius allows. These
+// pictures hold the mean colour and the mean of its squared distance from grey, which give a sector's variance. The
+// sectors are weighted at every pixel of the full picture, so edges are as fine as its pixels, and the cost does not
+// depend on the radius.
 //
-// What is transparent is first filled from what covers around it. Alpha is kept.
+// Transparent parts are first filled from the visible colours around them. Alpha is kept.
 
 #include <algorithm>
 #include <array>
@@ -44,8 +43,9 @@ void main() {
 }
 )glsl";
 
-// The mean colour of `factor` x `factor` pixels, and in alpha that of its squared distance from grey, over the greatest
-// there is: a variance is the difference of two of these, and the smaller they are the less is lost to rounding.
+// The mean colour of `factor` x `factor` pixels, and in alpha the mean of its squared distance from grey, divided by
+// the greatest possible one. A variance is the difference of two of these; the smaller they are, the less is lost to
+// rounding.
 constexpr char kReduce[] = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec2 texel;
@@ -68,9 +68,9 @@ void main() {
 }
 )glsl";
 
-// Puts the standard deviation into alpha, over the greatest there is. It is what sectors interpolate: from interpolated
-// squares and means it would ripple from one point of the lattice to the next. From here on 8 bits will do, and are
-// cheaper to sample.
+// Puts the standard deviation, divided by the greatest possible one, into alpha. Sectors interpolate this value:
+// computed from interpolated squares and means, it would ripple between the points of the lattice. From here on 8 bits
+// are enough, and cheaper to sample.
 constexpr char kDeviation[] = R"glsl(#version 120
 uniform sampler2D tex;
 varying vec2 TexCoord0;
@@ -81,8 +81,8 @@ void main() {
 }
 )glsl";
 
-// The structure tensor (E F; F G) over the length of the gradient, which keeps weak gradients above the rounding; as
-// (E - G, 2 F, E + G), the signed ones about 1/2.
+// The structure tensor (E F; F G) divided by the length of the gradient, which keeps weak gradients above the rounding.
+// It is stored as (E - G, 2 F, E + G), the signed values centred on 1/2.
 constexpr char kTensor[] = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec2 texel;
@@ -165,7 +165,7 @@ public:
     Lattice(ShaderStorage const& shaderStorage, std::uint32_t latticeWidth, std::uint32_t latticeHeight)
         : storage(shaderStorage), width(latticeWidth), height(latticeHeight) {}
 
-    /// Of half as many points along each axis.
+    /// A picture with half as many points along each axis.
     Lattice Halve() const { return {storage, (width + 1) / 2, (height + 1) / 2}; }
 
     PooledTexture Make() const { return PooledTexture(TextureForm{width, height, TexelFormat::Rgba16, false}); }
@@ -214,12 +214,12 @@ private:
     std::uint32_t height;
 };
 
-/// The picture with colour where it is transparent, taken from around there.
+/// The picture with its transparent parts coloured from their surroundings.
 Frame FillTransparent(Frame const& picture, Conf::FrameInfo const& info, double scale, ShaderStorage const& storage) {
     Src const premultiplied = DataVideoOGL::Create(picture.GetPixFmt(), info);
     AttachTarget(*premultiplied, storage);
     {
-        // By blending: a program of it is drawn wrongly by software GL into frames that are blue first.
+        // Done by blending: software GL draws a program for this wrongly into frames that are stored blue first.
         EnableState const blend(GL_BLEND);
         glBlendFuncSeparate(GL_SRC_ALPHA, GL_ZERO, GL_ONE, GL_ZERO);
         picture.Draw(storage.Quad(), storage);
@@ -248,14 +248,13 @@ public:
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         bool const hasAlpha = PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha();
-        Frame const filled =
-            hasAlpha ? FillTransparent(picture, src->GetFrameInfo(), settings.size, storage) : picture;
+        Frame const filled = hasAlpha ? FillTransparent(picture, src->GetFrameInfo(), settings.size, storage) : picture;
 
         // The lattice is fine enough that the narrow Gaussian is wider than the lattice's own filtering, and coarse
         // enough to cost little.
         constexpr double kPointsPerRadius = 8.0;
         constexpr double kLeastToHalve = 7.0;
-        constexpr double kNarrow = 0.2;  // standard deviations, parts of the radius
+        constexpr double kNarrow = 0.2;  // standard deviation as a part of the radius
         constexpr double kWide = 0.33;
         constexpr double kFlow = 0.6;
         double const radius = settings.size * std::max(picture.GetWidth(), picture.GetHeight());

@@ -1,4 +1,4 @@
-// Multiplies alpha by `opacity` by fixed-function blending; the output always carries alpha.
+// Multiplies alpha by `opacity` by fixed-function blending; the output always has alpha.
 
 #include "Ogl/GlState.h"
 #include "Proc/Effects/EffectsOgl/Blend.h"

@@ -1,8 +1,8 @@
 // A camera glides over the picture from one view to another. Magnification changes by the same ratio in equal times,
 // and all views on the way enlarge about one fixed point, so that the motion looks even; views of one size shift
 // steadily. (It is the path of J. J. van Wijk, W. A. A. Nuij, "Smooth and Efficient Zooming and Panning", 2003, between
-// views that it need not zoom out for.) A camera looks at nothing but the picture: views are moved into it, or, where
-// they are larger, so that they hold all of it; around it there is black, or nothing where the picture has alpha.
+// views that it need not zoom out for.) A camera looks at nothing but the picture: views are moved into it, or, if they
+// are larger, so that they hold all of it. Around it there is black, or transparency if the picture has alpha.
 
 #include <algorithm>
 #include <cmath>
@@ -23,7 +23,7 @@ View MoveInside(View const& view) {
 
 /// The view at `t` from 0 to 1. Each of its borders lies between those of the two views.
 View Glide(View const& first, View const& last, double t) {
-    double const ratio = std::log(first.zoom / last.zoom);  // of the sides
+    double const ratio = std::log(first.zoom / last.zoom);  // logarithm of the sides' ratio
     constexpr double kSame = 1e-9;
     double const share = std::abs(ratio) < kSame ? t : std::expm1(t * ratio) / std::expm1(ratio);
     return {glm::mix(first.centre, last.centre, share), 1.0 / glm::mix(1.0 / first.zoom, 1.0 / last.zoom, share)};

@@ -1,5 +1,5 @@
-// Screen prints: the picture, slightly blurred, is repeated `amount` x `amount` times; in each tile luminance falls on
-// a few levels of one hue, and what is dark gets an ink of its own. Alpha is kept.
+// Screen prints: the picture, slightly blurred, is repeated `amount` x `amount` times; in each tile luminance is
+// reduced to a few levels of one hue, and dark parts get their own ink. Alpha is kept.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"

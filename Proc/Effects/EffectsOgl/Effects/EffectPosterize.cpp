@@ -1,5 +1,5 @@
-// Scales each colour, keeping its hue, so that its luminance falls on one of a few levels. Alpha is kept. Black is 0/0:
-// what the GL makes of that shows.
+// Scales each colour, keeping its hue, so that its luminance falls on one of a few levels. Alpha is kept. For black
+// this is 0/0, and the GL's result is shown.
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"

@@ -3,12 +3,12 @@
 // frames only and is drawn from hashes of their numbers, so that a frame looks the same whenever it is drawn. Alpha
 // goes with the picture.
 //
-// Exposure and grain are one pass over the picture. Damage is a mesh, laid over it: its cost is its area. A speck is a
-// square whose outline the noise texture frays; a line is a ribbon along a path, whose width, density and roughness run
-// from point to point.
+// Exposure and grain are one pass over the picture. Damage is a mesh, laid over it: its cost depends on its area. A
+// speck is a square whose outline is frayed by the noise texture. A line is a ribbon along a path, whose width, density
+// and roughness vary from point to point.
 //
 // A scratch has a place on the film strip, counted in frames: frame n shows the strip from n, at the top of the
-// picture, to n + 1. So it sets in somewhere in a frame, runs on where the frame before left it, and ends somewhere in
+// picture, to n + 1. So it begins somewhere in a frame, continues where the frame before left it, and ends somewhere in
 // another.
 
 #include <algorithm>
@@ -132,14 +132,14 @@ struct LinePoint {
     double opacity;
 };
 
-/// The damage of one frame, in the making.
+/// Builds the damage of one frame.
 class Damage {
 public:
     Damage(std::uint32_t pictureWidth, std::uint32_t pictureHeight)
         : size(pictureWidth, pictureHeight), unit(std::max(size.x, size.y)) {}
 
     glm::dvec2 const& GetSize() const { return size; }
-    /// Pixels of the larger side: what lengths are fractions of.
+    /// The larger side in pixels. Lengths are fractions of it.
     double GetUnit() const { return unit; }
     PackedMesh<DamageVertex> const& GetMesh() const { return mesh; }
 
@@ -151,7 +151,7 @@ public:
             LinePoint const& point = points[i];
             glm::dvec2 const step = points[std::min(i + 1, points.size() - 1)].place - points[i > 0 ? i - 1 : 0].place;
             glm::dvec2 const across = glm::dvec2(-step.y, step.x) / std::max(std::hypot(step.x, step.y), 1e-9);
-            // What is thinner than a pixel covers less of it.
+            // A line that is thinner than a pixel covers only a part of it.
             double const half = std::max(point.halfWidth, 0.5);
             double const opacity = point.opacity * std::min(point.halfWidth / 0.5, 1.0);
             for (double const side : {-1.0, 1.0}) {
@@ -159,7 +159,7 @@ public:
                           seed * kNoiseSize, tone, opacity);
             }
             if (i + 1 < points.size()) {
-                constexpr double kCells = 250.0;  // of noise along a line of the length of the larger side
+                constexpr double kCells = 250.0;  // cells of noise along a line as long as the larger side
                 along += glm::distance(points[i + 1].place, point.place) / unit * kCells;
                 auto const at = first + 2 * static_cast<unsigned>(i);
                 mesh.indices.insert(mesh.indices.end(), {at, at + 1, at + 2, at + 2, at + 1, at + 3});
@@ -202,7 +202,7 @@ glm::dvec2 DrawPlace(Dice& dice, Damage const& damage) {
     return glm::dvec2(x, dice()) * damage.GetSize();
 }
 
-/// What lies on a positive is dark; what lay on the negative it was printed from is bright.
+/// Dirt on a positive is dark; dirt on the negative from which it was printed is bright.
 double DrawTone(Dice& dice, double darkShare) {
     double const dark = dice();
     return dark < darkShare ? dice.Between(0.02, 0.12) : dice.Between(0.82, 1.0);
@@ -268,7 +268,7 @@ void AddScratches(Damage& damage, std::uint32_t frame, double strength) {
         scratch.tone = DrawTone(dice, 0.3);
         scratch.seed = dice();
         scratch.number = slot + 16U * epoch;
-        double const now = at % life;  // where the picture's top lies
+        double const now = at % life;  // the place of the picture's top
         AddScratch(damage, scratch, now);
         if (dice() < 0.4) {  // the same grain of sand often leaves two
             scratch.x += unit * dice.Between(0.0015, 0.005);
@@ -328,7 +328,7 @@ void AddDust(Damage& damage, std::uint32_t frame, double strength) {
         double const opacity = hair.Between(0.6, 0.9);
         AddHair(damage, hair, place, heading, length, halfWidth, tone, opacity);
     }
-    // A hair caught in the gate: it stays, trembling, and does not go with the film.
+    // A hair caught in the gate: it stays in place, trembling, and does not move with the film.
     constexpr std::uint32_t kStay = 56;
     std::uint32_t const epoch = frame / kStay;
     Dice caught(epoch, 0, kGateHairs);
@@ -378,8 +378,8 @@ private:
         double const exposure = std::exp(settings.flicker * brightness);
         double const unevenness = settings.flicker * 0.05 * SmoothNoise(frame * 0.6, 1, kFlicker + 8);
 
-        // The film's own place in the gate goes slowly; that of each frame a little to and fro, most along the strip.
-        // What it can be at most is what the picture is enlarged by.
+        // The film's position in the gate drifts slowly; each frame also jumps a little, mostly along the strip. The
+        // picture is enlarged by the greatest possible shift.
         constexpr glm::dvec2 kSlow(0.0022, 0.0022);
         constexpr glm::dvec2 kQuick(0.0008, 0.0020);
         glm::dvec2 const most = (kSlow + kQuick) * settings.weave *

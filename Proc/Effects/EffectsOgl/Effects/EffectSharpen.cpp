@@ -1,7 +1,7 @@
-// Unsharp masking in luma: what a pixel's luma has over the binomial mean of its neighbourhood (3x3 or 5x5) is added,
-// `strength` times, to all three channels alike, so that edges get no coloured rims. How far a pixel may go beyond the
-// darkest and the brightest of its neighbours is limited: strong settings stay free of halos. A neighbour counts as far
-// as it covers. Alpha is kept.
+// Unsharp masking in luma: the difference between a pixel's luma and the binomial mean of its neighbourhood (3x3 or
+// 5x5) is added, `strength` times, to all three channels, so that edges get no coloured rims. How far a pixel may go
+// beyond the darkest and the brightest of its neighbours is limited: strong settings stay free of halos. Neighbours are
+// weighted by alpha. Alpha is kept.
 
 #include <array>
 #include <cstdlib>

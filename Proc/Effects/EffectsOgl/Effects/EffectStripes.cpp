@@ -1,5 +1,5 @@
-// Coloured stripes lie over the picture. They run along `angle`, `count` of them across the diagonal, and drift a
-// quarter turn counter-clockwise of that. The picture's alpha is kept: stripes colour what is there.
+// Coloured stripes lie over the picture. They run along `angle`, `count` of them across the diagonal, and drift at a
+// right angle to that, counter-clockwise. The picture's alpha is kept: stripes colour only the visible parts.
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +15,7 @@ namespace Kaltor::Ogl {
 namespace {
 
 // The profile of a stripe with smoothstep edges has a closed integral, so that each pixel's coverage is the profile's
-// mean over the pixel: however narrow the stripes, they end in an even tone, not in moire.
+// mean over the pixel: very narrow stripes become an even tone instead of moire.
 constexpr char kFragment[] = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec3 place;   // stripes: by s, by t, at the lower left

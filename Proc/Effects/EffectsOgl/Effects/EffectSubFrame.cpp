@@ -1,10 +1,10 @@
 // The picture, smaller, in a frame of its own: over a background of one colour or of itself, enlarged and blurred, with
-// a border and the shadow that it throws as a card would. Each pixel is shared between picture, border and background
-// by the part of it that they cover. The shadow is the card's rectangle under a Gaussian, which is a product of two
+// a border and the shadow that it throws as a card would. Picture, border and background are mixed at each pixel by the
+// part of it that each covers. The shadow is the card's rectangle under a Gaussian, which is a product of two
 // differences of error functions.
 //
-// What is blurred that much is drawn small and enlarged with a smooth kernel; noise below one step of colour keeps its
-// slow gradients free of bands.
+// The strongly blurred background is drawn small and enlarged with a smooth kernel; noise below one step of colour
+// keeps its slow gradients free of bands.
 
 #include <algorithm>
 #include <cmath>
@@ -142,7 +142,7 @@ public:
         pass.DrawTo(*dst);
     }
 
-    /// With alpha also over a translucent colour.
+    /// The output has alpha also over a translucent colour.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         bool const isClear = settings.background == Background::Color && settings.color.alpha < kOpaque;
         return isClear ? kAlphaFormat : OutputFormat(srcFormat);

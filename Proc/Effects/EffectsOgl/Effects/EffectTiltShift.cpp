@@ -1,6 +1,6 @@
-// A miniature: a band stays in focus, what lies away from it is blurred the more the farther, as a lens with a tilted
-// plane of focus shows it, and colours are livelier. Band and distances are measured along the band's normal in
-// fractions of the picture's extent in that direction, from below. Alpha is kept.
+// A miniature: a band stays in focus, the blur grows with the distance from it, as with a lens that has a tilted plane
+// of focus, and colours are livelier. Band and distances are measured along the band's normal in fractions of the
+// picture's extent in that direction, from below. Alpha is kept.
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +19,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// Without blur the function is not there.
+// Without blur the function does not exist.
 constexpr char kMain[] = R"glsl(
 uniform sampler2D tex;
 uniform vec3 normal;        // dot with (s, t, 1): place across the band, 0 in its middle

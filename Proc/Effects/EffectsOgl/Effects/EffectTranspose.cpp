@@ -1,5 +1,5 @@
-// Turns the picture by a quarter turn or reflects it on a diagonal. Every pixel goes to another place as it is; width
-// and height change places, and so do those of a pixel.
+// Turns the picture by a quarter turn or reflects it across a diagonal. Every pixel is moved unchanged. Width and
+// height are exchanged, and so are those of a pixel.
 
 #include <array>
 #include <utility>

@@ -1,5 +1,5 @@
-// Swirls the picture about its centre, more the farther out, in a triangle wave of 4 turns each way; the whole may
-// stand rotated or wobble. What is pulled in from beyond the border is the picture again. Starts unchanged.
+// Swirls the picture about its centre, more strongly farther out, in a triangle wave of 4 turns each way. The whole may
+// also be rotated or wobble. Beyond its border the picture is repeated. Starts unchanged.
 
 #include <cmath>
 #include <numbers>
@@ -38,8 +38,7 @@ public:
         constexpr double kCycle = 4.0;
         constexpr double kStart = 3.0;  // where the triangle wave rises through 0
         double const wobble = std::fabs(std::cos(settings.wobbleRate * std::numbers::pi * time)) - 1.0;
-        double const at =
-            std::fmod(kCycle * settings.twirlRate * time + kStart + settings.twirlPhase, kCycle);
+        double const at = std::fmod(kCycle * settings.twirlRate * time + kStart + settings.twirlPhase, kCycle);
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectTwirl", kFragment)
             .Texture("tex", 0, picture)

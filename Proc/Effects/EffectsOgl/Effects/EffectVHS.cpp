@@ -1,11 +1,11 @@
 // A worn video tape, in luma and chroma (Y'IQ, SMPTE 170M) as tape has them. Chroma has a tenth of luma's bandwidth and
 // arrives late; luma is soft and rings behind edges. The 240 lines of a field begin where the tape's speed lets them:
-// each a little off, those that pass the head switch at the bottom far off, those in the band that drifts upwards by
-// bad tracking in disorder. Where oxide is missing the signal drops out for a moment. A field lasts 1/25 s.
+// each is a little off, those at the head switch at the bottom are far off, and those in the band of bad tracking that
+// drifts upwards are in disorder. Where oxide is missing the signal drops out for a moment. A field lasts 1/25 s.
 //
-// Four passes, of which only the last is of the picture's size: what each line has (a texture of 2 x 240), the picture
-// as the signal of a line of 480 samples, that signal through the tape, and the picture that is made of it. Alpha moves
-// with the lines.
+// Four passes, of which only the last is of the picture's size: the parameters of each line (a texture of 2 x 240), the
+// picture as a signal with 480 samples per line, that signal after the tape, and the final picture. Alpha moves with
+// the lines.
 
 #include <algorithm>
 #include <cmath>
@@ -26,10 +26,10 @@ namespace Kaltor::Ogl {
 namespace {
 
 constexpr int kLines = 240;
-constexpr std::uint32_t kSamples = 480;  // of a line
+constexpr std::uint32_t kSamples = 480;  // per line
 
-// The left texel of a line: its shift (0.5: none), how much of it is snow, what is left of its chroma. The right one:
-// where it drops out, for how long, and how bright that is.
+// The left texel of a line: its shift (0.5: none), its amount of snow, the remaining part of its chroma. The right
+// texel: the start, the length and the brightness of its drop-out.
 constexpr char kLineFacts[] = R"glsl(
 uniform sampler2D noise;
 uniform vec2 field;        // where the field's random numbers are
@@ -153,7 +153,7 @@ void main() {
         }
     };
     addTaps(5, 1, "    luma += texture2D(tex, TexCoord0 + next * vec2({0}.0, 0.0)).ra * {2:.6f};\n", [&](int i) {
-        // What comes from the left rings: the tap reads the edge that has passed.
+        // The ringing comes from the left: the tap reads the edge that has passed.
         return 1.5 * bell(i, 1.0) - 0.34 * bell(i + 2.6, 1.0) - 0.12 * bell(i - 2.2, 1.0) + 0.1 * bell(i + 4.6, 1.0);
     });
     addTaps(7, 2, "    chroma += texture2D(tex, TexCoord0 + next * vec2({0}.0, {1}.0)).gba * {2:.6f};\n",
@@ -171,8 +171,7 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
         double const strength = settings.strength;
-        if (strength <= 0.0 && settings.noise <= 0.0 && settings.tracking <= 0.0 &&
-            settings.scanlines <= 0.0) {
+        if (strength <= 0.0 && settings.noise <= 0.0 && settings.tracking <= 0.0 && settings.scanlines <= 0.0) {
             DrawUnchanged(*dst, *src, storage);
             return;
         }
@@ -220,7 +219,7 @@ public:
                 .DrawTo(tape.Get());
         }
 
-        // Gaps that are finer than the pixels show as far as pixels that average them do.
+        // Gaps finer than the pixels are as visible as their mean over a pixel.
         double const pitch = static_cast<double>(kLines) / picture.GetHeight() * std::numbers::pi;
         double const seen = pitch < std::numbers::pi ? std::sin(pitch) / pitch : 0.0;
         constexpr glm::dvec2 kGap(0.35, 0.5);  // the lines bloom a little in return

@@ -1,8 +1,8 @@
 // Dizziness: the picture sways a little, and ghosts of it, turned and enlarged, circle around it, each where the one
-// before it was a moment ago. Light is added up, not the numbers that stand for it, so that bright things leave trails
-// as in a long exposure; and the ghosts break colours a little, the first one to red and the last one to blue. All have
-// their share of each channel: where they agree, the picture's colour is kept. Beyond its border a ghost is reflected;
-// the picture itself is enlarged just enough to need no more than itself.
+// before it was a moment ago. Linear light is added up, not encoded values, so that bright things leave trails as in a
+// long exposure. The ghosts are tinted a little, from red for the first one to blue for the last one. Their shares of
+// each channel add up so that the picture's colour is kept where they agree. Beyond its border a ghost is reflected;
+// the picture itself is enlarged just enough that its border does not show.
 
 #include <algorithm>
 #include <array>
@@ -24,8 +24,8 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// Of `copies` copies, the picture being the first. Light is the square of a colour. With alpha, colours come
-/// premultiplied.
+/// The program for this many copies; the first one is the picture. Light is the square of a colour. With alpha, colours
+/// come premultiplied.
 std::string MakeFragment(int copies, bool isOpaque) {
     std::string source = fmt::format(
         R"glsl(#version 120
@@ -58,7 +58,7 @@ void main() {{
                               : "    gl_FragColor = vec4(sqrt(sum.rgb / max(sum.a, 1.0e-6)), sum.a);\n}\n");
 }
 
-/// What the program takes of the copies, one after the other: where they lie, and their shares of red, green, blue.
+/// The program's parameters for the copies, one after the other: their places, and their shares of red, green, blue.
 struct Copies {
     std::vector<float> places;
     std::vector<float> shares;
@@ -68,13 +68,13 @@ struct Copies {
 Copies MakeCopies(double aspect, double phase, double strength, int ghosts) {
     constexpr double kReach = 0.07;
     constexpr double kTurn = 0.1;
-    constexpr double kOwn = 0.25;          // the picture's part of these
+    constexpr double kOwn = 0.25;          // the picture's part of these values
     constexpr double kNearest = 0.5;       // the first ghost's
     constexpr double kLag = 0.55;          // from ghost to ghost, along the circle
     constexpr double kGrowth = 0.1;        // of the last ghost
-    constexpr double kTurnRhythm = 0.618;  // to the circle's: it comes back to the same place, turned otherwise
+    constexpr double kTurnRhythm = 0.618;  // relative to the circle's: it returns to the same place at another angle
     constexpr double kGrowthRhythm = 0.45;
-    constexpr double kWeight = 2.4;  // of all ghosts, to the picture's
+    constexpr double kWeight = 2.4;  // of all ghosts, relative to the picture's
     constexpr double kFallOff = 0.85;
     double const tint = ghosts > 1 ? 0.6 : 0.0;
 

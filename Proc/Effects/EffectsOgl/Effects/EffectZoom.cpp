@@ -16,7 +16,7 @@ public:
         DrawView(*dst, src, view, settings.background, storage);
     }
 
-    /// With alpha also where the background is translucent.
+    /// The output has alpha also if the background is translucent.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         constexpr std::uint8_t kOpaque = 255;
         return settings.background.alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);

@@ -1,8 +1,8 @@
 // Grain is white noise on a lattice, interpolated. Between the lattice's points interpolation averages and so takes
-// variance away, which would show as a grid: each value is divided by the norm of its weights, as in E. Heitz,
-// F. Neyret, "High-Performance By-Example Noise using a Histogram-Preserving Blending Operator", HPG 2018. Two lattices
-// of different pitch lie across each other at an angle, so that the repetition of the noise texture shows nowhere. Of
-// their four channels the rows of a Hadamard matrix make four independent sums of eight numbers each.
+// variance away, which would show as a grid: each value is divided by the norm of its weights, as in E. Heitz, F.
+// Neyret, "High-Performance By-Example Noise using a Histogram-Preserving Blending Operator", HPG 2018. Two lattices of
+// different pitch lie at an angle to each other, so that the repetition of the noise texture is not visible. The rows
+// of a Hadamard matrix turn their four channels each into four independent sums of eight numbers.
 
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
 
@@ -56,7 +56,7 @@ void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame cons
         return static_cast<float>(HashToUnit(frame, coordinate, 0x6721U) * kNoiseSize);
     };
     constexpr double kNumbers = 8.0;
-    constexpr double kVariance = 1.0 / 12.0;  // of one, uniform over 0..1
+    constexpr double kVariance = 1.0 / 12.0;  // of one number, uniform over 0..1
     constexpr double kLeastGain = 0.5;
     pass.Texture("grain_noise", unit, storage.Noise())
         .Set("grain_first", lattice(0.46, 1.0))

@@ -7,17 +7,17 @@
 
 namespace Kaltor::Ogl {
 
-/// The number of the film frame that is seen at `time` seconds, of a film of `rate` frames a second. Timestamps that
-/// were cut to microseconds fall into the frame that they are meant for.
+/// The number of the film frame at `time` seconds, for a film of `rate` frames per second. Timestamps that were
+/// truncated to microseconds still give the intended frame.
 std::uint32_t GetFilmFrame(double time, double rate);
 
 /// GLSL: `vec4 FilmGrain(vec2 uv)` gives four independent numbers with mean 0 and variance 1 (less where grains are
-/// smaller than pixels), about normal. Needs `kNoiseSizeGlsl` before it, and `SetFilmGrain`.
+/// smaller than pixels), nearly normally distributed. Needs `kNoiseSizeGlsl` before it, and `SetFilmGrain`.
 extern char const* const kFilmGrain;
 
 /// Sets what `kFilmGrain` needs: grains of `size` (a fraction of the larger side of `picture`), a new layout for every
-/// `frame`, the noise texture at `unit`. Grains never get smaller than a pixel: they grow fainter instead, as the mean
-/// of what a pixel covers does, down to half their strength.
+/// `frame`, the noise texture at `unit`. Grains never get smaller than a pixel. Instead they get fainter, like the mean
+/// over a pixel, down to half their strength.
 void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame const& picture, double size,
                   std::uint32_t frame);
 

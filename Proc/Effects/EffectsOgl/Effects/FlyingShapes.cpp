@@ -9,8 +9,8 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// A crystal's sector, mirrored and repeated: an arm with three pairs of branches and a plate in the middle. What is too
-// small or too blurred to show one is a soft flake.
+// A crystal's sector, mirrored and repeated: an arm with three pairs of branches and a plate in the middle. A flake
+// that is too small or too blurred to show a crystal is a soft disc.
 constexpr char kSnow[] = R"glsl(
 float Branch(vec2 p, float at, float reach) {
     return FromSegment(p - vec2(at, 0.0), vec2(0.5, 0.8660254) * reach);

@@ -10,7 +10,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-// Each pixel by the share of it that the picture covers.
+// Mixes each pixel by the part of it that the picture covers.
 constexpr char kAround[] = R"glsl(#version 120
 uniform sampler2D tex;
 uniform vec2 size;  // pixels
@@ -46,7 +46,7 @@ Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& stor
         DrawCubic(picture, Place(view), view.zoom, result.GetFirstTexture(), storage);
         return result;
     }
-    // Whole pixels: also those that the border cuts.
+    // In whole pixels, including those that the border cuts.
     glm::dvec2 const size = GetSize(picture);
     ViewBorders const borders(view, size);
     glm::dvec2 const low = glm::floor(borders.low) / size;

@@ -8,8 +8,8 @@
 
 namespace Kaltor::Ogl {
 
-/// What of a picture fills the frame: the rectangle around `centre` (texture coordinates) of 1 / `zoom` of its sides.
-/// Below a zoom of 1 the picture is smaller than the frame.
+/// The part of a picture that fills the frame: the rectangle around `centre` (texture coordinates) of 1 / `zoom` of its
+/// sides. Below a zoom of 1 the picture is smaller than the frame.
 struct View {
     glm::dvec2 centre{0.5};
     double zoom = 1.0;
@@ -25,12 +25,12 @@ struct ViewBorders {
     glm::dvec2 low, high;
 };
 
-/// A frame of the picture's size that shows an RGB picture as the view has it. A little beyond its border it shows its
-/// edge, so that the border can be drawn between pixels; what is further off has no meaning.
+/// A frame of the picture's size that shows an RGB picture through the view. A little beyond the picture's border it
+/// repeats the edge, so that the border can be drawn between pixels; farther out its content is undefined.
 Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& storage);
 
-/// Draws the view of `src`, whose size `dst` has: sharp, and with `around`, from a border of soft pixels on, where
-/// there is no picture. A target without alpha has `around` opaque.
+/// Draws the view of `src` to `dst`, which has the same size: sharp, with `around` where there is no picture, and a
+/// border that is one soft pixel wide. In a target without alpha `around` is opaque.
 void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
               Proc::Color const& around, ShaderStorage const& storage);
 

@@ -20,7 +20,7 @@ namespace {
 /// Three points of a line with a bend, in the box of a glyph, from the lower left.
 using Stroke = std::array<glm::dvec2, 3>;
 
-// A glyph has one stroke of each kind, so that all of them look of one script.
+// A glyph has one stroke of each kind, so that all glyphs look like one script.
 constexpr std::array<Stroke, 4> kBars{{{{{0.0, 1.0}, {0.5, 1.0}, {1.0, 1.0}}},
                                        {{{0.0, 0.62}, {0.5, 0.62}, {1.0, 0.62}}},
                                        {{{0.05, 0.8}, {0.5, 0.8}, {0.95, 0.8}}},
@@ -64,7 +64,7 @@ double GetGlyphDistance(int glyph, double x, double y) {
         }
         return GetDistance(point, stroke);
     };
-    // Every pair of bar and stem comes up before one comes again, with another mark.
+    // Every pair of bar and stem is used once before one is repeated with another mark.
     constexpr std::uint32_t kPairs = kBars.size() * kStems.size();
     std::uint32_t const pair = static_cast<std::uint32_t>(glyph) % kPairs;
     std::uint32_t const round = static_cast<std::uint32_t>(glyph) / kPairs;
@@ -79,7 +79,7 @@ double GetGlyphDistance(int glyph, double x, double y) {
 }
 
 Texture MakeGlyphAtlas() {
-    constexpr int kColumns = 32;  // of a glyph
+    constexpr int kColumns = 32;  // per glyph
     constexpr int kRows = 40;
     std::vector<std::uint16_t> texels;
     texels.reserve(std::size_t{kGlyphsASide * kColumns} * kGlyphsASide * kRows);

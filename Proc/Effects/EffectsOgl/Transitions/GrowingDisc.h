@@ -10,7 +10,7 @@
 
 namespace Kaltor::Ogl {
 
-/// What programs of a disc begin with that grows around a point until it covers everything: `tex_bot` is the picture
+/// The beginning of programs for a disc that grows around a point until it covers everything: `tex_bot` is the picture
 /// in the disc, `tex_top` the one around it, `lens` how far outside of the disc the pixel lies.
 constexpr char kGrowingDisc[] = R"glsl(#version 120
 uniform sampler2D tex_top;
@@ -24,7 +24,7 @@ void main() {
     float lens = distance(TexCoord0 * aspect, v_src * aspect) - t * biggest_side;
 )glsl";
 
-/// A pass of such a program, `main` being the rest of it.
+/// A pass with such a program; `main` is the rest of its text.
 inline Pass MakeGrowingDisc(ShaderStorage const& storage, std::string_view name, char const* main,
                             Frame const& outgoing, Frame const& incoming, glm::vec2 const& point, double progress) {
     return Pass(storage, name, {kGrowingDisc, main})

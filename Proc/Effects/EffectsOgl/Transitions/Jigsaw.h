@@ -9,19 +9,19 @@
 
 namespace Kaltor::Ogl {
 
-/// How a picture is cut into interlocking pieces: a grid of cells whose inner edges have a round tab each, to one side
-/// or the other, no two quite alike. Lengths are in the shorter side of a cell.
+/// How a picture is cut into interlocking pieces: a grid of cells whose inner edges have one round tab each, to one
+/// side or the other; no two are quite alike. Lengths are in units of a cell's shorter side.
 class Jigsaw {
 public:
-    /// A cut of its own for each seed. `width` and `height` of a cell: the shorter one is 1.
+    /// Each seed gives another cut. `width` and `height` are those of a cell; the shorter one is 1.
     Jigsaw(TileGrid const& pieces, double width, double height, std::uint32_t seed);
 
-    /// How far a tab reaches out of its cell at most.
+    /// The farthest that a tab reaches out of its cell.
     static constexpr double kTabReach = 0.33;
 
     /// The distances of (x, y), from the middle of the cell, to the nearer upright and the nearer level edge of this
-    /// piece; positive towards the inside, which is where both are. True near the outline; further away a little less
-    /// or more. Of neighbours along their common edge it is the opposite.
+    /// piece; positive towards the inside. A point is inside the piece where both are positive. Exact near the outline,
+    /// approximate further away. Neighbours have opposite distances to their common edge.
     glm::dvec2 GetDistances(int column, int row, double x, double y) const;
 
 private:

@@ -16,19 +16,19 @@
 
 namespace Kaltor::Ogl {
 
-// What the transitions of folded paper share: the camera, the light, the program, and the way over a frame of twice the
-// size.
+// Shared parts of the transitions of folded paper: the camera, the light, the program, and drawing through a frame of
+// twice the size.
 
-/// Stands at z = 1 and looks at the origin with a field of view of 90 degrees: (x, y, 0) is (x, y) on the screen, what
-/// lies further back (z < 0) is smaller by 1 / (1 - z). The light comes from behind the camera.
+/// A camera at z = 1 that looks at the origin with a field of view of 90 degrees: (x, y, 0) is (x, y) on the screen,
+/// and points further back (z < 0) are scaled by 1 / (1 - z). The light comes from behind the camera.
 struct OrigamiCamera {
     glm::vec3 vert_to_light_in_camspace{0.0F, 0.0F, 1.0F};
     glm::mat3 NormalMatrix{1.0F};
     glm::mat4 MVP = MakeFlatPerspective(1.0F) * glm::translate(glm::mat4(1.0F), glm::vec3(0.0F, 0.0F, -1.0F));
 };
 
-/// A pass of the lit program under a name of the transition's own: of the picture `tex` paper that faces the light
-/// keeps everything and paper edge-on 0.3 (alpha too).
+/// A pass of the lit program under the transition's own name. Paper that faces the light shows the picture `tex`
+/// unchanged; paper edge-on to it is multiplied by 0.3 (alpha too).
 Pass MakeOrigamiPass(std::string_view name, OrigamiCamera const& camera, ShaderStorage const& storage);
 
 /// A mesh and the picture on it.
@@ -37,13 +37,14 @@ struct OrigamiPaper {
     Frame const& picture;
 };
 
-/// Draws it to the attached target; of its mesh the first `count` indices, or all.
+/// Draws the first `count` indices of its mesh, or all, to the attached target.
 void DrawPaper(Pass& pass, OrigamiPaper const& paper, TextureFilter filter = TextureFilter::Linear,
                int count = Mesh::kAll);
 
-/// Draws `below`, then `above` over it, into a frame of twice the size of the picture above, and that frame, each 2x2
-/// texels averaged, into `dst`: smooth edges of the folds. That frame has the format of `below`: light dims alpha, too,
-/// and an opaque picture must not show through where it is in the shade. The second program's name is `name` + "Draw".
+/// Draws `below`, then `above` over it, into a frame of twice the size of the picture above. Then draws that frame into
+/// `dst` with each 2x2 texels averaged, which smooths the edges of the folds. That frame has the format of `below`:
+/// light dims alpha, too, and an opaque picture must not become transparent in the shade. The second program's name is
+/// `name` + "Draw".
 void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& camera, OrigamiPaper const& below,
                  OrigamiPaper const& above, ShaderStorage const& storage);
 

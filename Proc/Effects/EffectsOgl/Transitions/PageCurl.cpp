@@ -27,8 +27,8 @@ std::vector<double> ToVector(std::array<double, n> const& values) {
     return {values.begin(), values.end()};
 }
 
-// In double precision from here on: strips that share an edge each work its place out by themselves, and both are to
-// round to the same floats, or background would show through the page.
+// In double precision from here on: strips that share an edge each compute its position, and both must round to the
+// same floats, or background would show through the page.
 
 using Polygon = std::vector<glm::dvec2>;
 
@@ -48,7 +48,7 @@ glm::dvec3 GetNormal(glm::dvec2 const& along, glm::dvec2 const& tangent) {
     return {-along.x * tangent.y, -along.y * tangent.y, tangent.x};
 }
 
-/// Cuts `polygon` across `along` through `origin`: what lies behind is returned, what lies ahead stays.
+/// Cuts `polygon` through `origin`, across `along`. Returns the part behind the cut and keeps the part ahead.
 Polygon CutOff(Polygon& polygon, glm::dvec2 const& along, glm::dvec2 const& origin) {
     Polygon ahead;
     Polygon behind;

@@ -13,19 +13,19 @@
 
 namespace Kaltor::Ogl {
 
-// The geometry of a page that is turned: no GL in it.
+// The geometry of a page that is turned, without any GL.
 
-/// A cubic spline y(x) through knots of rising x. Its second derivative is 0 at the first knot, as a natural one's; for
-/// the last knot, where a natural one's is 0 too, the equation of the knot before is taken once more: the page's motion
-/// is drawn with that end.
+/// A cubic spline y(x) through knots of rising x. Its second derivative is 0 at the first knot, as in a natural spline.
+/// At the last knot, where a natural spline would have 0 too, the equation of the knot before is used again: the page's
+/// motion was designed with that end.
 class CubicSpline {
 public:
     CubicSpline() = default;
     /// At least three knots.
     CubicSpline(std::vector<double> const& x, std::vector<double> const& y);
 
-    /// The first knot's value before it; a straight line on from the last one. Exactly at a knot the piece that ends
-    /// there is used.
+    /// The first knot's value before the first knot; a straight line after the last one. Exactly at a knot the piece
+    /// that ends there is used.
     double Evaluate(double at) const;
 
 private:
@@ -39,7 +39,8 @@ private:
 /// Control points of a cubic Bezier curve.
 using BezierCurve = std::array<glm::vec2, 4>;
 
-/// Length of the curve as that of the 2^(maxDepth - depth) chords that halving it by de Casteljau's construction gives.
+/// Length of the curve, approximated by the 2^(maxDepth - depth) chords of repeated halving by de Casteljau's
+/// construction.
 double CurveLength(BezierCurve const& points, int depth, int maxDepth);
 
 /// The mesh of the page, drawn as a list of triangles in the order of its vertices.
@@ -53,14 +54,14 @@ struct SoftMesh {
     int GetVertexCount() const { return static_cast<int>(arrays.positions.size() / 3); }
 };
 
-/// How the corner that lifts and the way of the curl follow from the direction 0 to 3. Texture units.
+/// The corner that lifts and the direction of the curl, for the directions 0 to 3. Texture units.
 struct PageDirection {
     explicit PageDirection(std::int32_t direction);
 
     glm::dvec2 along;      ///< unit vector, 22.5 degrees from the horizontal
     glm::dvec2 corner{0};  ///< where the curl starts, in the texture
     glm::dvec2 offset{0};  ///< the same corner on the screen
-    glm::vec3 backLight;   ///< unit vector towards the light on the page's back; not a number for other directions
+    glm::vec3 backLight;   ///< unit vector towards the light on the page's back; NaN for other directions
 };
 
 /// The curve of the page's cross-section, which begins at the lifting corner and ends at the page's far side.
@@ -80,14 +81,14 @@ private:
     std::array<CubicSpline, 4> y;
 };
 
-/// Where a page and its background stand on the screen.
+/// The placement of a page and its background on the screen.
 struct PagePose {
     glm::mat3 NormalMatrix{1.0F};
     glm::mat4 MVP{1.0F};
 };
 
-/// Upright and full size; a tilted one shrinks to 0.6 and turns by 5 degrees on its way and back. `aspect` is width to
-/// height.
+/// Upright and full size; a tilted one shrinks to 0.6 and turns by 5 degrees on its way and back. `aspect` is the ratio
+/// of width to height.
 PagePose MakePagePose(double progress, float aspect, bool isTilted);
 
 }  // namespace Kaltor::Ogl

@@ -10,8 +10,8 @@ class PictureQuad {
 public:
     explicit PictureQuad(ShaderStorage const& shaderStorage) : storage(shaderStorage) {}
 
-    /// A picture around (dx, dy) in clip space; with a half-size of 1 it is as large as the target. Rounded once, so
-    /// that pictures that lie edge to edge share the edge's numbers and leave no gap.
+    /// A picture around (dx, dy) in clip space; with a half-size of 1 it is as large as the target. Coordinates are
+    /// rounded once, so that pictures that lie edge to edge share the edge's coordinates and leave no gap.
     static Mesh::Corners Place(double dx, double dy, double halfSize) {
         auto const left = static_cast<float>(dx - halfSize);
         auto const right = static_cast<float>(dx + halfSize);

@@ -15,7 +15,7 @@ void main() {
 
 }  // namespace
 
-// The gloss is kept away from what faces the viewer, so that nothing changes where a turn begins or ends.
+// Surfaces that face the viewer get no gloss, so that nothing jumps where a turn begins or ends.
 char const* const kShineFunction = R"glsl(
 vec2 shine(vec3 normal, vec3 toEye) {
     const vec3 lamp = vec3(-0.27216553, 0.54433105, 0.79349205);

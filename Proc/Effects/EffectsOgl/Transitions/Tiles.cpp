@@ -72,7 +72,7 @@ PackedQuad MakeSlidingPieces(float progress) {
     constexpr float kThird = 0.33333334F;
     constexpr float kTwoThirds = 0.6666667F;
     float const remaining = 1.0F - progress;
-    float const cut = remaining / 3.0F;  // of the outer thirds, what is still outside
+    float const cut = remaining / 3.0F;  // the part of the outer thirds that is still outside
     std::vector<Stretch> const stretches{{cut, kThird, -1.0F, -kThird - kTwoThirds * remaining},
                                          {kThird, kTwoThirds, -kThird, kThird},
                                          {kTwoThirds, 1.0F - cut, kTwoThirds * remaining + kThird, 1.0F}};

@@ -8,8 +8,8 @@
 
 namespace Kaltor::Ogl {
 
-// Tile meshes: a picture cut into rectangles and where they stand at a moment of a transition. Vertices are
-// (s, t, x, y); tiles come row by row from the lower left.
+// Tile meshes: a picture cut into rectangles, and their places at a moment of a transition. Vertices are (s, t, x, y);
+// tiles come row by row from the lower left.
 
 struct TileGrid {
     int columns = 0;
@@ -22,7 +22,7 @@ struct TileGrid {
 /// times its height. Throws `std::length_error` "vector::reserve" for a negative count and for grids whose mesh has
 /// more than 2^31 - 1 indices.
 TileGrid MakeTileGrid(double count, double aspect);
-/// The same in single precision, which rounds a few grids the other way.
+/// The same in single precision, which rounds a few grids differently.
 TileGrid MakeTileGrid(float count, float aspect);
 
 /// Tiles about square, `count` (1 at least) along the shorter side of a picture whose width is `aspect` times its
@@ -46,8 +46,8 @@ struct ShardImpulse {
 
 using ShardDirection = Proc::SettingsTransitionShatter::Direction;
 
-/// Shards, one impulse for each tile of the grid, that turn in the plane without shear on a picture of this aspect.
-/// Only bursting ones grow; those of an unknown direction turn in their places.
+/// Shards, with one impulse for each tile of the grid. They turn in the plane without shear on a picture of this
+/// aspect. Only bursting shards grow; those with an unknown direction turn in place.
 PackedQuad MakeShards(TileGrid const& grid, std::vector<ShardImpulse> const& impulses, ShardDirection direction,
                       float aspect, float progress);
 

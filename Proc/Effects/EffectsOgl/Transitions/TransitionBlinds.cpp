@@ -1,5 +1,5 @@
-// Four horizontal blinds of the outgoing picture roll up to their upper edges and lay the incoming one bare. What they
-// show stays in its place.
+// Four horizontal blinds of the outgoing picture roll up to their upper edges and uncover the incoming one. The picture
+// on them does not move.
 
 #include <vector>
 

@@ -1,5 +1,5 @@
 // Cross-fades while the outgoing picture goes out of focus, or the incoming one comes into focus, or both. A blurred
-// picture never gets quite sharp, at its end of the time either.
+// picture never gets quite sharp, not even at its end of the transition.
 
 #include <algorithm>
 
@@ -14,7 +14,7 @@ namespace {
 
 using Mode = Proc::SettingsTransitionBlur::Mode;
 
-/// Blurs from 1.5 texels' worth at `strength` 0 to 6.5 at 1.
+/// Blurs by 1.5 texels at `strength` 0, up to 6.5 texels at 1.
 void Blur(DataVideoOGL* target, Src const& picture, double time, double strength, ShaderStorage const& storage) {
     Conf::FrameInfo const& info = picture->GetFrameInfo();
     EffectBlur(3.0 * (5.0 / 3.0 * strength + 0.5) / std::max(info.width, info.height))

@@ -21,8 +21,9 @@ void main() {
 }
 )glsl";
 
-/// Each piece is what of its triangle is still on the screen: where its cuts meet the screen's edge, its apex, where
-/// the other cut meets, the middle of the edge. `k` is how far it flew, in clip units.
+/// Each piece is the part of its triangle that is still on the screen. Its corners: where one cut meets the screen's
+/// edge, the apex, where the other cut meets the edge, the middle of the edge. `k` is how far it has moved, in clip
+/// units.
 PackedQuad MakePieces(float k) {
     float const h = k / 2.0F;
     float const g = 1.0F - k / 2.0F;

@@ -1,6 +1,6 @@
 // A cube with the outgoing picture on its front face and the incoming one on its right face makes a quarter turn, until
-// the right face fills the frame: the camera goes round it. The upper and lower edges of the faces are feathered; where
-// there is no face, nothing is drawn.
+// the right face fills the frame: the camera goes round it. The upper and lower edges of the faces are feathered;
+// outside the faces nothing is drawn.
 
 #include <array>
 #include <numbers>
@@ -67,7 +67,7 @@ public:
         glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
         EnableState const cull(GL_CULL_FACE);
         glCullFace(GL_BACK);
-        // One over the feather's width in faces: 1 % at the ends, half of it in the middle.
+        // The reciprocal of the feather's width as a part of the face: 1 % at the ends, half of that in the middle.
         double const sharpness = (progress - progress * progress) * 400.0 + 100.0;
         Pass pass(storage, "TransitionCube", kVertex, kFragment);
         pass.Set("MVP", MakeCamera(progress)).Set("eps_1", sharpness);

@@ -1,5 +1,5 @@
-// Fades the outgoing picture out over the first half of the time and the incoming one in over the second: by alpha
-// where the output has it, else through black.
+// Fades the outgoing picture out over the first half of the time and the incoming one in over the second: by alpha if
+// the output has it, else through black.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectFadeInFadeOut.h"
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"

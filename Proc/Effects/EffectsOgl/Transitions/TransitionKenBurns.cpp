@@ -1,6 +1,6 @@
 // Moves the corners of both pictures along directions of their own, away from rest for the outgoing picture and to rest
-// for the incoming one, and dissolves between them around the middle:
-// out = (1 - alpha) * first + alpha * second. Corners that move outwards zoom in; all the same way, they pan.
+// for the incoming one, and dissolves between them around the middle: out = (1 - alpha) * first + alpha * second.
+// Corners that move outwards zoom in; corners that all move the same way pan.
 
 #include <cmath>
 

@@ -1,5 +1,5 @@
-// The incoming picture opens as a disc around a point; what is outside of it of the outgoing picture is drawn into the
-// point, further near the rim, and shines through within 0.05 beyond the rim.
+// The incoming picture opens as a disc around a point; around it, pixels read the outgoing picture from nearer to the
+// point, most strongly at the rim. The incoming picture shows through in a narrow band beyond the rim.
 
 #include <array>
 

@@ -1,6 +1,6 @@
-// Columns of glyphs fall down the picture, each at a time and a speed of its own, a bright head before a fading trail.
-// Where a head has passed there is the incoming picture, dark behind the trail's glyphs and clear once they are gone.
-// What a cell shows is worked out in a small picture of one texel a cell; the glow around the cells is a blur of it.
+// Columns of glyphs fall down the picture, each at its own time and speed, a bright head before a fading trail. Where a
+// head has passed, the incoming picture appears, dark behind the trail's glyphs and clear once they are gone. The state
+// of the cells is computed in a small picture with one texel per cell; the glow around the cells is a blur of it.
 
 #include <algorithm>
 #include <array>
@@ -53,7 +53,7 @@ void main() {
 }
 )glsl";
 
-// The brightness of the cells, spread, and the darkness, as it is, to be filtered.
+// The blurred brightness of the cells, and their darkness unblurred; both are filtered when they are read.
 constexpr char kGlow[] = R"glsl(#version 120
 uniform sampler2D cells;
 uniform vec2 texel;
@@ -136,7 +136,7 @@ public:
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        // Cells of the glyphs' shape, none smaller than a pixel.
+        // Cells have the glyphs' shape; none is smaller than a pixel.
         std::uint32_t const width = outgoing.GetWidth();
         std::uint32_t const height = outgoing.GetHeight();
         auto const across = std::clamp(static_cast<std::uint32_t>(std::max(settings.num, 1)), 1U, width);
@@ -178,7 +178,7 @@ public:
     }
 
 private:
-    /// When a column begins to fall, how long it falls and how long its trail is, in parts of the whole.
+    /// When a column begins to fall, how long it falls and how long its trail is, as parts of the whole transition.
     struct Column {
         float begin, duration, trail;
     };
@@ -207,7 +207,7 @@ private:
         return {count, 3, values.data()};
     }
 
-    std::array<Column, 400> columns{};  // as many as there are at the most; more repeat them
+    std::array<Column, 400> columns{};  // the largest number of columns; further ones repeat these
     glm::vec2 noiseOffset;
 };
 

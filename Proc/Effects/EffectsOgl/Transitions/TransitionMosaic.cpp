@@ -1,11 +1,11 @@
 // The picture is cut into tiles with the outgoing picture on their fronts and the incoming one on their backs. They
-// turn over one by one, in random order, about axes in the plane of the picture; where a tile turns, the rest of its
-// place shows nothing. Tiles at rest are the picture, to the byte and without seams.
+// turn over one by one, in random order, about axes in the plane of the picture; while a tile turns, the rest of its
+// place shows nothing. Tiles at rest are exactly the picture, without seams.
 //
 // A tile turns within its own column of space, and a ray from the camera goes outwards through the columns: tiles drawn
 // from the outer ones to the middle hide each other as they should, without a depth buffer. The mesh is made once; the
-// vertex program turns the tiles. It makes each a pixel larger all around and tells how many pixels away its edges are,
-// which makes them smooth.
+// vertex program turns the tiles. It makes each tile a pixel larger all around and passes on the distance to its edges
+// in pixels, which makes them smooth.
 
 #include <algorithm>
 #include <array>
@@ -161,7 +161,7 @@ public:
         }
         auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
         Frame const target = dst->FrameData();
-        // None smaller than a pixel.
+        // No tile is smaller than a pixel.
         TileGrid const grid = MakeSquareGrid(settings.num, aspect, target.GetWidth(), target.GetHeight());
         tiles.Prepare(grid, settings.axis, order);
 
@@ -192,7 +192,7 @@ private:
             Build(order);
         }
 
-        /// Of a tile's turn, of the whole transition.
+        /// The duration of a tile's turn, as a part of the whole transition.
         float GetDuration() const {
             constexpr float kLeast = 0.35F;
             return kLeast + (1.0F - kLeast) / static_cast<float>(grid.columns * grid.rows);
@@ -209,7 +209,7 @@ private:
                 std::stable_sort(tiles.begin(), tiles.end(),
                                  [&key](std::uint32_t a, std::uint32_t b) { return key(a) < key(b); });
             };
-            // Evenly over the time, each tile at its own.
+            // The tiles' times are spread evenly; no two are the same.
             sortBy([&](std::uint32_t tile) { return Hash(tile % columns, tile / columns, order)[0]; });
             std::vector<float> starts(tiles.size());
             float const last = std::max(static_cast<float>(tiles.size()) - 1.0F, 1.0F);

@@ -54,7 +54,7 @@ public:
         paper.Flatten();
         AttachTarget(*dst, storage);  // clears it
         Pass pass = MakeOrigamiPass("TransitionOrigami Flips", paper.camera, storage);
-        // What lies flat in its place is shown texel by pixel.
+        // Parts that lie flat in place show one texel per pixel.
         DrawPaper(pass, {paper.underneath, incoming}, TextureFilter::Nearest);
         if (phase.strip < 1) {
             paper.DipTop(phase.fraction);
@@ -123,7 +123,7 @@ private:
             std::int32_t const quad = m - 1;  // the top strip is not among them
             auto const hinge = static_cast<float>(m);
             bool const isTopsBack = phase.fraction > 0.5 && m == 1;
-            // Upside down, since what was its lower edge is now up.
+            // Upside down, since the former lower edge is now the upper one.
             if (isTopsBack) {
                 InsertQuad(0.0F, LineT(1), 1.0F, 1.0F, strips.texCoords, quad * kPlaneQuadFloats);
             } else if (m + 1 < num) {

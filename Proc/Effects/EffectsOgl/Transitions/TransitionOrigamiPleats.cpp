@@ -1,5 +1,5 @@
 // The outgoing picture slides out to one side, and the incoming one follows it in as a fan of pleats that opens until
-// it lies flat. The pleats' edges lie at depth 0 and in the back by turns.
+// it lies flat. The pleats' edges lie alternately at depth 0 and in the back.
 
 #include <cmath>
 
@@ -33,7 +33,7 @@ public:
 
 private:
     struct CacheImpl final : OglCache {
-        /// What stays as it is from frame to frame.
+        /// The data that is the same for all frames.
         void Reset(std::int32_t count, std::int32_t direction) {
             num = count;
             dir = direction;
@@ -70,7 +70,7 @@ private:
                 bool const isEven = i % 2 == 0;
                 MakeQuad((static_cast<float>(i) * width - 1.0F) * d, -1.0F, isEven ? 0.0F : back,
                          (static_cast<float>(i + 1) * width - 1.0F) * d, 1.0F, isEven ? back : 0.0F, pleats.positions);
-                // For the light the odd pleats lean twice as much, so that one tells the sides of the folds apart.
+                // For the light the odd pleats lean twice as much, so that the sides of the folds look different.
                 AppendNormals({(isEven ? 1.0F : -2.0F) * (1.0F - s) * d, 0, s}, pleats.normals);
             }
         }

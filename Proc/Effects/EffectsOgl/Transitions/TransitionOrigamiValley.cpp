@@ -13,7 +13,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// Two quads with the left and the right half of a picture, yet without places.
+/// Two quads with the left and the right half of a picture; their positions are set later.
 PackedLitMesh MakeHalves() {
     PackedLitMesh halves;
     int counter = 0;

@@ -72,7 +72,7 @@ public:
         bool const isUpright = book.pose.MVP == MakePagePose(0.0, aspect, false).MVP;
 
         AttachTarget(*dst, storage);  // clears it
-        // Texel by pixel where the picture lies flat in its place.
+        // One texel per pixel where the picture lies flat in place.
         MakePass("TransitionPageTurnDraw", book.pose, storage)
             .Texture("tex", 0, incoming, isUpright ? TextureFilter::Nearest : TextureFilter::Linear)
             .Draw(LitMesh(book.background));

@@ -1,7 +1,7 @@
 // Two transitions of square pixels. Coarsen: the outgoing picture falls apart into pixels that double their size step
 // by step, turns into the incoming one where they are largest, and recovers as that. Each pixel is the mean of what it
 // covers, and one size fades into the next. Scatter: pixels change from one picture to the other one by one, each
-// softly, in an order of chance that every object draws for itself.
+// softly, in a random order that every object draws for itself.
 
 #include <algorithm>
 #include <cmath>
@@ -64,7 +64,8 @@ void main() {
 }
 )glsl";
 
-/// A picture as the means of a lattice whose squares are `halvings` times halved; itself where those are pixels.
+/// A picture reduced to the means of a lattice whose squares are halved `halvings` times; the picture itself if the
+/// squares are pixels.
 Frame MakeMeans(Frame const& picture, TileGrid const& lattice, std::uint32_t halvings, ShaderStorage const& storage) {
     std::uint64_t const columns = static_cast<std::uint64_t>(lattice.columns) << halvings;
     std::uint64_t const rows = static_cast<std::uint64_t>(lattice.rows) << halvings;
@@ -74,7 +75,7 @@ Frame MakeMeans(Frame const& picture, TileGrid const& lattice, std::uint32_t hal
     return MakeScaled(picture, static_cast<std::uint32_t>(columns), static_cast<std::uint32_t>(rows), storage);
 }
 
-/// Where coarsening stands.
+/// The state of coarsening.
 struct Coarseness {
     Coarseness(std::int32_t count, double progress) {
         // The last step down is the picture itself.
@@ -95,10 +96,10 @@ struct Coarseness {
         weight = isCoarsest ? ease(0.5 - half, 0.5 + half, progress) : ease(0.0, 1.0, step - halvings);
     }
 
-    std::uint32_t halvings;  ///< of the larger pixels that are seen
-    bool isCoarsest;         ///< the pictures mix; else, pixels of two sizes
-    bool isNextSharp;        ///< the smaller ones are the picture's own
-    double weight;           ///< of the second picture, or of the smaller pixels
+    std::uint32_t halvings;  ///< those of the larger visible pixels
+    bool isCoarsest;         ///< mixes the two pictures; else pixels of two sizes
+    bool isNextSharp;        ///< the smaller pixels are the picture's own
+    double weight;           ///< that of the second picture, or of the smaller pixels
 };
 
 }  // namespace
@@ -107,7 +108,7 @@ class TransitionPixels final : public TransitionWithSettings<Proc::SettingsTrans
 public:
     void SetSeed(std::uint32_t given) override { seed = Random(given).Draw(); }
 
-    /// The order for the lattice that was asked for last.
+    /// The order for the lattice that was requested last.
     class CacheImpl final : public OglCache {
     public:
         Texture const& Get(TileGrid const& wanted, std::uint32_t seed) {
@@ -143,7 +144,7 @@ public:
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        // None smaller than a pixel.
+        // No square is smaller than a pixel.
         TileGrid const lattice = MakeSquareGrid(settings.num, GetDisplayAspect(first->GetFrameInfo()),
                                                 outgoing.GetWidth(), outgoing.GetHeight());
         if (settings.type == Proc::SettingsTransitionPixels::Type::Coarsen) {
@@ -172,7 +173,7 @@ private:
             a = MakeMeans(outgoing, lattice, 0, storage);
             b = MakeMeans(incoming, lattice, 0, storage);
         } else {
-            // The larger pixels are made of the smaller ones, four of which they cover.
+            // Each larger pixel is made from the four smaller ones that it covers.
             b = coarseness.isNextSharp ? picture : MakeMeans(picture, lattice, coarseness.halvings + 1, storage);
             a = MakeMeans(b, lattice, coarseness.halvings, storage);
             if (a.GetWidth() == picture.GetWidth()) {

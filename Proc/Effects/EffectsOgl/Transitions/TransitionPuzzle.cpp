@@ -1,9 +1,9 @@
 // The outgoing picture is a jigsaw puzzle. One after another its pieces lift off, turn a little under the light, throw
 // a soft shadow on what lies below, and leave: they fall, scatter or rise. The incoming picture lies under them.
 //
-// What lies flat is one pass of its own: the outgoing picture, with holes where pieces are missing. Between two pieces
-// that are still there nothing is cut, and between two holes nothing is left. Over it come the shadows, and then the
-// pieces on their way, those that left first on top: they are the highest.
+// The pieces that lie flat are drawn in one pass: the outgoing picture, with holes where pieces are missing. Two pieces
+// that are still there have no cut between them, and two holes have nothing left between them. Then come the shadows,
+// and then the pieces in the air; those that left first are the highest and are drawn last.
 //
 // The shape of each piece is a table of distances to its edges, made once: outlines are smooth at every size, and
 // shadows of any softness and the light on the rims come from the same table. Upright and level edges are kept apart,
@@ -35,9 +35,9 @@ namespace {
 constexpr double kTableMargin = 0.6;  // around a cell, in its shorter sides: room for tabs and soft shadows
 constexpr double kPieceMargin = 0.38;
 
-// Lengths are in halves of the picture's shorter side. The mesh: a quad a piece, of (x, y; column, row). The signs of
-// x and y tell the corner, what they are above 1 when the piece lifts off, 0 to 1, and a random number; the fractions
-// of column and row are two more.
+// Lengths are in halves of the picture's shorter side. The mesh has one quad of (x, y; column, row) per piece. The
+// signs of x and y give the corner. Their sizes, less 1, give the time when the piece lifts off, 0 to 1, and a random
+// number. The fractions of column and row are two more random numbers.
 constexpr char kFindPiece[] = R"glsl(
 uniform float progress;
 uniform float duration;  // of a piece's way
@@ -85,7 +85,8 @@ void main() {
 }
 )glsl";
 
-// A hole is a pixel larger than its piece, so that two of them meet; not yet where the piece has only just moved.
+// A hole is a pixel larger than its piece, so that neighbouring holes meet, but not while the piece has only just
+// moved.
 constexpr char kHoleFragment[] = R"glsl(
 uniform float pixels;  // a unit of the table
 varying float larger;
@@ -194,8 +195,8 @@ void main() {
 
 using Leaving = Proc::SettingsTransitionPuzzle::Direction;
 
-/// A piece has four pixels a side at least, and along the longer side there are at most eight times as many as along
-/// the shorter one.
+/// A piece has at least four pixels per side. The longer side has at most eight times as many pieces as the shorter
+/// one.
 TileGrid MakePuzzleGrid(int num, double aspect, Frame const& picture) {
     constexpr double kMostRatio = 8.0;
     constexpr double kLeastPixels = 4.0;
@@ -250,7 +251,7 @@ public:
             .Texture("holes", 2, holes.Get(), TextureFilter::Nearest)
             .Draw();
 
-        // Darker, not denser: where nothing lies, no shadow does.
+        // A shadow darkens but adds no alpha: there is none on transparent parts.
         glBlendFuncSeparate(GL_ZERO, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
         Pass shadows = make("TransitionPuzzle_shadows", {kGlslVersion, kFindPiece, kFly, kShadowVertex},
                             {kGlslVersion, kInside, kShadowFragment}, kTableMargin);
@@ -303,8 +304,8 @@ private:
 
         /// What `kFly` needs.
         void SetFlight(Pass& pass) const {
-            // All leave with the same speed, the furthest of them just in time; those that scatter come towards the
-            // camera, which brings them out sooner.
+            // All pieces leave at the same speed, so that the one with the longest way is out just in time. Scattered
+            // pieces also come towards the camera and are out sooner.
             float const far = 2.0F * extent.y + 0.6F * GetUnit();
             float const up = leaving == Leaving::Fall ? -far : leaving == Leaving::Rise ? far : 0.0F;
             float const burst = leaving == Leaving::Scatter ? 0.62F * glm::length(extent) + 1.3F * GetUnit() : 0.0F;
@@ -320,7 +321,7 @@ private:
             return static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
         }
 
-        /// Of a piece's way, of the whole transition.
+        /// The duration of a piece's motion, as a part of the whole transition.
         float GetDuration() const {
             constexpr float kLeast = 0.45F;
             return kLeast + (1.0F - kLeast) / static_cast<float>(CountPieces());
@@ -365,7 +366,8 @@ private:
             shapes.SetFresh(false);
         }
 
-        /// Those that leave first come last. They go by chance, and those first that no other is in the way of.
+        /// Pieces that leave first come last. The order is partly random; pieces with fewer others in their way tend to
+        /// leave earlier.
         void MakeQuads() {
             auto const columns = static_cast<std::uint32_t>(grid.columns);
             auto const chance = [&](std::uint32_t piece, std::uint32_t number) {

@@ -43,7 +43,7 @@ class TransitionRadial final : public TransitionWithSettings<Proc::SettingsTrans
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        if (DrawAtRest(*dst, *first, *second, progress, storage)) {  // without the soft edge, which would be seen
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {  // without the soft edge, which would be visible
             return;
         }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);

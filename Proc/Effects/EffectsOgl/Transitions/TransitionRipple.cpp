@@ -1,7 +1,7 @@
 // A drop falls onto the outgoing picture: a ring of waves runs outwards and leaves the incoming picture behind it. The
-// ring is a packet of waves, steepest a little behind its front, that bends the pictures as the surface of water bends
-// what lies on the ground, and catches light from the upper left. Crests run through the packet a little faster than it
-// moves itself, as those of short waves do, and sink as the ring grows.
+// ring is a packet of waves, steepest a little behind its front, that distorts the pictures as moving water distorts
+// the ground below it, and catches light from the upper left. As with short waves on water, crests run a little faster
+// than the packet itself, and sink as the ring grows.
 
 #include <algorithm>
 #include <cmath>
@@ -74,11 +74,11 @@ public:
 
         constexpr double kTurn = 2.0 * std::numbers::pi;
         double const width = std::max(settings.width, 1e-3);
-        // A ring holds a wave at least.
+        // A ring holds at least one wave.
         double const length = std::min(1.0 / std::max(settings.freq, 1), width);
         double const front = progress * (static_cast<double>(glm::length(farCorner)) + width);
         constexpr double kCrestSpeed = 1.3;
-        // 200 bends by a whole wave's length. Waves that pixels cannot show, or only with moire, sink away.
+        // A height of 200 displaces by a whole wavelength. Waves that pixels cannot show, or only with moire, fade out.
         double const pixels = length * std::max(outgoing.GetWidth(), outgoing.GetHeight());
         double const shown = std::clamp(pixels / 4.0 - 0.5, 0.0, 1.0);
         double const steepness = shown * settings.ampl / 60.0 / std::sqrt(1.0 + 2.0 * front);

@@ -1,5 +1,5 @@
-// Dissolves between the pictures while both ripple in rings around the centre. Each point is drawn towards the centre,
-// and through it, by a wave along its distance; the wave grows up to the middle of the transition and fades again.
+// Dissolves between the pictures while both ripple in rings around the centre. A wave along the distance moves each
+// point towards the centre, or beyond it. The wave grows until the middle of the transition and fades again.
 
 #include <cmath>
 
@@ -42,7 +42,7 @@ public:
         auto const alpha = static_cast<float>(progress);
         double const envelope = 1.0 - std::abs(1.0F - 2.0F * alpha);
         double const amplitude = envelope * (static_cast<float>(settings.GetAmpl()) / 200.0F);
-        // Smooth water shows texel centres.
+        // Without waves only texel centres are sampled.
         TextureFilter const filter = amplitude == 0.0 ? TextureFilter::Nearest : TextureFilter::Linear;
         Pass(storage, "TransitionRippleSmooth", kFragment)
             .Texture("tex1", 0, outgoing, filter)

@@ -2,8 +2,8 @@
 // rolls out over the outgoing one (roll back: the same with the pictures exchanged and the time reversed).
 //
 // `cx` is where the roll's axis is, `R` its radius, [x1, x2] what it covers of the screen. A point of the roll at the
-// angle fi from its top shows either the sheet's back half, which comes over the axis, or what is wound underneath:
-// the sheet was flat at u', and is wound on by arc length.
+// angle fi from its top shows either the sheet's back half, which comes over the axis, or the part that is wound
+// underneath: that point lay flat at u', and is wound by arc length.
 
 #include <algorithm>
 #include <array>
@@ -53,12 +53,12 @@ void main() {
 
 struct Direction {
     char const* program;
-    char axis;  ///< of the texture
+    char axis;  ///< the texture's axis
     bool isMirrored;
     std::size_t reverse;
 };
 
-/// By the number of the direction.
+/// Indexed by the direction's number.
 constexpr std::array<Direction, 4> kDirections{{{"TransitionRollLeft", 's', true, 1},
                                                 {"TransitionRollRight", 's', false, 0},
                                                 {"TransitionRollUp", 't', true, 3},
@@ -79,7 +79,7 @@ struct Roll {
     float end;
 };
 
-/// `thickness`: the square of the radius of a roll that has come one picture far.
+/// `thickness`: the square of the radius of a roll that has moved by one picture.
 Roll MakeRoll(double progress, double thickness) {
     // The root of length - sqrt(length * thickness) = 1: at the end the roll has just left the screen.
     double const length = 0.5 * (2 + thickness + std::sqrt((4 + thickness) * thickness));
@@ -88,7 +88,7 @@ Roll MakeRoll(double progress, double thickness) {
     if (!(radius > 0.0F)) {
         return {axis, 0.0F, axis, axis};
     }
-    // The sheet's length in radians of the roll: how much of a turn has come about.
+    // The sheet's length in radians of the roll: how far the roll has turned.
     float const turn = axis / radius;
     float const reach = axis - radius * std::sin(turn);
     if (turn < glm::half_pi<double>()) {

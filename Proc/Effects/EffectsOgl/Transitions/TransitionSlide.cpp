@@ -18,10 +18,10 @@ struct Placement {
     float x0, y0, x1, y1;  ///< of the screen, clip space
 };
 
-/// `None` and `Stretched` are no mistake: the first has no height, so that the outgoing picture stays; the second lays
-/// the band t = 0 .. k upside down over what is below y = 1 - 2 k.
+/// `None` and `Stretched` are intended: the first has no height, so that the outgoing picture stays; the second lays
+/// the band t = 0 .. k upside down over the area below y = 1 - 2 k.
 Placement Place(Direction direction, float k) {
-    float const near = 2.0F * k - 1.0F;  // of a picture that enters from the left or from below, how far it reaches
+    float const near = 2.0F * k - 1.0F;  // how far a picture from the left or from below reaches
     float const far = 1.0F - 2.0F * k;   // the same from the right or from above
     float const hidden = 1.0F - k;
     switch (direction) {
@@ -57,7 +57,7 @@ public:
             MakeLattice({{place.s0, place.s1, place.x0, place.x1}}, {{place.t0, place.t1, place.y0, place.y1}});
         Quad const quad(packed, GL_STREAM_DRAW);
         DrawUnchanged(*dst, *first, storage);
-        // Arrived, the picture goes through the unit quad, whose texels need no filter: exact on every GL.
+        // At the end the picture is drawn through the unit quad, whose texels need no filter: exact on every GL.
         bool const isArrived = std::equal(Quad::kFull.begin(), Quad::kFull.end(), packed.vertices.begin());
         second->FrameData().Draw(isArrived ? storage.Quad() : quad, storage);
     }

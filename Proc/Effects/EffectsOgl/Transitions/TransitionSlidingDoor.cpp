@@ -1,5 +1,5 @@
 // A band grows from the middle line, where it still shows the outgoing picture, and fades towards the incoming one at
-// its rims. From half the time on the incoming picture follows from the edges and closes in on the line.
+// its rims. In the second half the incoming picture closes in from the edges to the line.
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Pass.h"

@@ -1,6 +1,6 @@
-// A broad brush goes over the wet outgoing picture and draws it out along its way, bristle by bristle, while the
-// incoming picture comes up behind it, smeared at first, and settles. How far a bristle draws paint, how far it leads
-// or lags and where it leaves a ridge comes from a map of streaks, long along the way and fine across it.
+// A broad brush goes over the wet outgoing picture and smears it along its path, bristle by bristle, while the incoming
+// picture comes up behind it, smeared at first, and settles. A map of streaks, long along the path and fine across it,
+// gives how far a bristle draws paint, how far it leads or lags and where it leaves a ridge.
 
 #include <algorithm>
 #include <array>
@@ -112,10 +112,11 @@ void main() {
 }
 )glsl";
 
-/// Length of the map of streaks along both axes: more than a square's diagonal.
+/// Length of the map of streaks along both axes; it exceeds a square's diagonal.
 constexpr double kExtent = 1.5;
 
-/// A picture as wet paint: colours multiplied by alpha; and blurred along `way`, at a fixed size whatever its own.
+/// A picture as wet paint: colours multiplied by alpha; and blurred along `way`, at a fixed size whatever the picture's
+/// size.
 class Paint {
 public:
     Paint(Frame const& picture, glm::vec2 const& way, ShaderStorage const& storage)
@@ -145,7 +146,7 @@ private:
     PooledTexture blurred;
 };
 
-/// Stretches of the picture across the brush's way, told by lengths along it from the picture's centre.
+/// Bands of the picture across the brush's path, given by lengths along the path from the picture's centre.
 class Stretches {
 public:
     Stretches(glm::vec2 const& brushDirection, glm::vec2 const& coordScale)
@@ -160,7 +161,7 @@ public:
     glm::vec2 GetWay() const { return direction / scale; }
     double GetReach() const { return static_cast<double>(reachAlong); }
     bool IsSeen(double from, double to) const { return from < to && from < GetReach() && to > -GetReach(); }
-    /// What of the unit quad lies between `from` and `to`, and some beyond the picture.
+    /// The part of the unit quad between `from` and `to`, and a little beyond the picture.
     Mesh::Corners GetCorners(double from, double to) const {
         auto const low = static_cast<float>(std::max(from, -GetReach()));
         auto const high = static_cast<float>(std::min(to, GetReach()));
@@ -185,7 +186,7 @@ private:
     float reachAcross;
 };
 
-/// What the brush does, and where it has come to. Lengths as those of `Stretches`.
+/// What the brush does, and how far it has come. Lengths are as in `Stretches`.
 struct Stroke {
     Stroke(double strength, double softness, double progress, double reach)
         : pull(0.5 * strength),
@@ -194,7 +195,7 @@ struct Stroke {
           ahead(0.16 * strength),
           settling(border + pull),
           light(1.2 * std::min(5.0 * strength, 1.0)) {
-        // From where nothing has begun anywhere to where all has settled.
+        // From the position where nothing has begun to the one where everything has settled.
         double const begin = -reach - 0.5 * ragged - ahead;
         double const end = reach + 0.5 * ragged + settling;
         front = begin + progress * (end - begin);
@@ -206,12 +207,13 @@ struct Stroke {
 
     double pull, border, ragged, ahead, settling, light;  ///< see `kFragment`
     double front;
-    // Along the brush's way: the incoming picture at rest up to `settled`, from there alone but wet up to `covered`,
-    // both up to `reached`, the outgoing one alone, wet, up to `drawn`, at rest from there.
+    // Along the brush's path: up to `settled` the incoming picture at rest, up to `covered` the incoming picture alone
+    // but wet, up to `reached` both, up to `drawn` the outgoing picture alone but wet, then the outgoing picture at
+    // rest.
     double settled, covered, reached, drawn;
 };
 
-/// A program of paint: the pictures that it shows.
+/// A program that draws paint: the pictures that it shows.
 struct Mixture {
     char const* name;
     char const* weight;
@@ -281,7 +283,7 @@ private:
     ShaderStorage const& storage;
     Stretches const& stretches;
     Stroke const& stroke;
-    std::optional<Paint> from;  ///< there where their paint is seen
+    std::optional<Paint> from;  ///< set where their paint is visible
     std::optional<Paint> to;
     Quad stretch{GL_STREAM_DRAW};
 };
@@ -327,7 +329,7 @@ public:
         Painting painting(*dst, outgoing, incoming, stretches, stroke, storage);
         Texture const& map = streaks.Get(storage);
         constexpr double kFar = 10.0;
-        // Each reaches a little under the one that is drawn after it: so there are no seams.
+        // Each reaches a little under the one that is drawn after it, so that there are no seams.
         double const overlap = std::min(2.0 / std::max(outgoing.GetWidth(), outgoing.GetHeight()),
                                         0.5 * (stroke.reached - stroke.covered));
         painting.DrawStill(incoming, -kFar, stroke.settled + overlap);

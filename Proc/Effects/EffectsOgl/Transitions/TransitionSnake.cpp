@@ -37,7 +37,7 @@ void main() {
 }
 )glsl";
 
-/// 2 << 29 is the last that an integer holds.
+/// 2 << 29 is the largest that an integer holds.
 constexpr std::int32_t kMostBands = 29;
 
 }  // namespace

@@ -1,5 +1,6 @@
 // One picture turns about the centre of the screen while it grows over the other one (in), or shrinks (out). Its alpha
-// is a ramp along its border, which smooths the turned edges; over the picture underneath it lies by that alpha.
+// is a ramp along its border, which smooths the turned edges; it is blended over the picture underneath with that
+// alpha.
 
 #include <glm/gtc/constants.hpp>
 #include <glm/gtc/matrix_transform.hpp>

@@ -1,5 +1,5 @@
-// The incoming picture comes out in a growing disc; around it the outgoing one is twisted, most at the disc's rim and
-// more as the disc grows.
+// The incoming picture opens as a growing disc. Around it the outgoing one is twisted, most at the disc's rim and more
+// as the disc grows.
 
 #include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/GrowingDisc.h"

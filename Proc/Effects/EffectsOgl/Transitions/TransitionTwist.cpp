@@ -2,16 +2,16 @@
 // number of half turns runs along it: where it has passed, the back has come to the front. Around the ribbon there is
 // nothing.
 //
-// What the twist has not reached, and what it has left behind, lies at rest and is shown texel by pixel. Between them
-// the ribbon is a mesh that the vertex program bends: across its axis it is straight, at each place x along the axis
-// it is turned by theta(x), and the point y of it comes to (x, y cos theta, y sin theta). All lengths are in halves of
+// The parts that the twist has not reached yet, or has left behind, lie at rest and show one texel per pixel. Between
+// them the ribbon is a mesh that the vertex program bends: it is straight across its axis, at each place x along the
+// axis it is turned by theta(x), and its point y moves to (x, y cos theta, y sin theta). All lengths are in halves of
 // the ribbon's width.
 //
-// A ray from the camera, which stands before the middle of the axis, goes outwards all the way: what lies nearer to the
-// middle hides what lies further out, and drawing from the ends to the middle needs no depth buffer.
+// The camera stands in front of the middle of the axis, so its rays go outwards all the way: parts nearer to the middle
+// hide parts further out, and drawing from the ends to the middle needs no depth buffer.
 //
-// Edges are smooth without more samples: the vertex program knows the derivatives of the projection, and with them how
-// many pixels away the ribbon's edges are, and the folds, where it turns its other side to the viewer.
+// Edges are smooth without more samples: the vertex program knows the derivatives of the projection, and so the
+// distances in pixels to the ribbon's edges and to the folds, where it turns its other side to the viewer.
 
 #include <algorithm>
 #include <array>
@@ -122,7 +122,7 @@ void main() {
 }
 )glsl";
 
-constexpr int kColumns = 160;  // of half a ribbon's mesh
+constexpr int kColumns = 160;  // columns in half of a ribbon's mesh
 constexpr int kRows = 24;
 
 struct RibbonVertex {
@@ -243,7 +243,7 @@ private:
             width = std::clamp((kOneTurn + kMoreTurns * static_cast<float>(halfTurns - 1)) / length, 0.35F, 2.0F);
             front = static_cast<float>(progress) * (1.0F + width);
             angle = static_cast<float>(halfTurns * std::numbers::pi);
-            // Whole pixels are at rest or not.
+            // The borders of the parts at rest fall on whole pixels.
             begin = std::floor(std::clamp(front - width, 0.0F, 1.0F) * texels) / texels;
             end = std::ceil(std::clamp(front, 0.0F, 1.0F) * texels) / texels;
         }

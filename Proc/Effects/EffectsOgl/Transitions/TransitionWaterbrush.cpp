@@ -1,6 +1,6 @@
-// A wide wet brush goes back and forth across the picture and paints the incoming picture over the outgoing one. Each
-// pixel knows from a table of strokes when the brush comes by and how dense its paint is there; strokes are bent a
-// little, their ends and their density are noisy. The last tenth fades to the pure incoming picture.
+// A wide wet brush goes back and forth across the picture and paints the incoming picture over the outgoing one. A
+// table of strokes gives for each pixel when the brush passes and how dense its paint is there. Strokes are bent a
+// little; their ends and their density are noisy. The last tenth fades to the pure incoming picture.
 
 #include "Proc/Effects/EffectsOgl/Transitions/TransitionWaterbrush.h"
 
@@ -86,8 +86,8 @@ double FractalNoise(double x) {
 
 using Point = glm::dvec2;
 
-/// The lower ends of the strokes to the upper ones, one stroke after the other along one path, whose length `path`
-/// grows to.
+/// The strokes, each from its lower to its upper end, one after the other along one path. Adds the path's length to
+/// `path`.
 std::vector<TransitionWaterbrush::CacheImpl::segment> LayOut(std::array<Point, 4> const& area, double low, double high,
                                                              int strokes, double& path) {
     std::vector<TransitionWaterbrush::CacheImpl::segment> segments;

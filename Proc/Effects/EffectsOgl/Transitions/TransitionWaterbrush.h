@@ -16,7 +16,7 @@ public:
     /// The strokes on a picture of one size. They lie along y in the picture's pixels turned by the angle:
     /// x' = x cos + y sin, y' = y cos - x sin, from the lower left corner.
     struct CacheImpl final : public OglCache {
-        /// One stroke: from the lower end to the upper one, and how long a way the brush has come before.
+        /// One stroke: from the lower end to the upper one, and the length of the brush's path before it.
         struct segment {
             glm::vec2 begin;
             glm::vec2 end;
@@ -24,9 +24,9 @@ public:
         };
 
         /// Lays out `strokes` strokes for a picture of width * height pixels. `angle` in radians; `margin` is what the
-        /// brush leaves free along each side, as a part of that side (below 0: how far it goes beyond); `rough` is 0
-        /// to 1. Throws `std::length_error` "vector::reserve" for a negative number of strokes; what was there
-        /// before stays then.
+        /// brush leaves free along each side, as a part of that side (below 0: how far it goes beyond the side);
+        /// `rough` is 0 to 1. Throws `std::length_error` "vector::reserve" for a negative number of strokes, and then
+        /// keeps the former strokes.
         void Reset(int pictureWidth, int pictureHeight, double angle, int strokes, double margin, double rough);
 
         int width = 0;  ///< of the picture

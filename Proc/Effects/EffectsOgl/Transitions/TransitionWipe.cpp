@@ -56,7 +56,7 @@ public:
         using Direction = Proc::SettingsTransitionWipe::Direction;
         bool const isWedge =
             settings.direction == Direction::WedgeFromLeft || settings.direction == Direction::WedgeFromRight;
-        // The largest d there is, and the width, so that the edge has left the picture in the end.
+        // The largest d plus the width, so that the edge has left the picture at the end.
         double const reach = isWedge ? (aspect + 0.5) / (aspect + 1.0) : 1.0;
         float const width = (static_cast<float>(settings.width) + 1.0F) / 5.0F;
         Pass(storage, isWedge ? "TransitionWipeCorner" : "TransitionWipe",
