@@ -20,8 +20,10 @@ PackedQuad MakeDoors(Mode mode, float opening) {
     Stretch const low{opening / 2.0F, 0.5F, -1.0F, -opening};
     Stretch const high{0.5F, (2.0F - opening) / 2.0F, opening, 1.0F};
     std::vector<Stretch> const halves{low, high};
-    std::vector<Stretch> const columns = mode == Mode::CloseVertical || mode == Mode::OpenVertical ? std::vector{whole} : halves;
-    std::vector<Stretch> const rows = mode == Mode::CloseHorizontal || mode == Mode::OpenHorizontal ? std::vector{whole} : halves;
+    std::vector<Stretch> const columns =
+        mode == Mode::CloseVertical || mode == Mode::OpenVertical ? std::vector{whole} : halves;
+    std::vector<Stretch> const rows =
+        mode == Mode::CloseHorizontal || mode == Mode::OpenHorizontal ? std::vector{whole} : halves;
     return MakeLattice(columns, rows);
 }
 
@@ -33,7 +35,8 @@ public:
                     ShaderStorage const& storage, OglCache*) const override {
         Mode const mode = settings.mode;
         bool const isOpening = mode == Mode::OpenVertical || mode == Mode::OpenHorizontal || mode == Mode::OpenCorners;
-        bool const isClosing = mode == Mode::CloseVertical || mode == Mode::CloseHorizontal || mode == Mode::CloseCorners;
+        bool const isClosing =
+            mode == Mode::CloseVertical || mode == Mode::CloseHorizontal || mode == Mode::CloseCorners;
         if (!isOpening && !isClosing) {  // no doors
             DrawUnchanged(*dst, *second, storage);
             return;
