@@ -135,7 +135,7 @@ private:
         int const rate = writer.GetSound()->sampleRate;
         SoundMixer mixer(
             timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
-            pipeline.GetStop().GetFlag());
+            {job.allowPlaylists, pipeline.GetStop().GetFlag()});
         for (std::int64_t i = 0; i < timeline.frames; ++i) {
             std::int64_t const count = timeline.SampleOf(i + 1, rate) - timeline.SampleOf(i, rate);
             if (!sound.Push(mixer.Read(static_cast<std::size_t>(count)))) {

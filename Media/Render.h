@@ -55,6 +55,8 @@ struct RenderJob {
     std::string codec;
     std::optional<int> crf;
     bool audio = true;
+    /// See `InputRules`.
+    bool allowPlaylists = false;
     std::string output;
     bool overwrite = false;
 

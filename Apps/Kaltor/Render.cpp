@@ -82,6 +82,8 @@ void AddRender(CLI::App& app, Action& action) {
         ->type_name("NAME");
     AddNumber<int>(*verb, "--crf", options->crf, "quality in the encoder's own scale; lower is better")->type_name("N");
     verb->add_flag("--no-audio", options->hasNoAudio, "leave out the sound");
+    verb->add_flag("--allow-playlists", options->allowPlaylists,
+                   "read clips that are playlists (HLS, DASH, concat), with the local files that they name");
     AddNumber<unsigned>(*verb, "--seed", options->seed, "seed of what is random (default: the clock)")->type_name("N");
     verb->add_flag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb->add_flag("-q,--quiet", options->isQuiet, "show no progress");
