@@ -146,10 +146,9 @@ AVInputFormat const* Demuxer::FindFormat() {
             FailOpening(opened);
         }
         file.reset(io);
-        context->pb = io;
     }
     AVInputFormat const* format = nullptr;
-    int const score = av_probe_input_buffer2(context->pb, &format, url.c_str(), nullptr, 0, 0);
+    int const score = av_probe_input_buffer2(memory ? memory->io : file.get(), &format, url.c_str(), nullptr, 0, 0);
     if (score < 0) {
         FailOpening(score);
     }
@@ -188,13 +187,11 @@ void Demuxer::Open() {
                 return isOwn ? demuxer.OpenFile(io) : AVERROR(EPERM);
             };
         }
-        if (memory) {
-            context->pb = memory->io;
-        }
         AVInputFormat const* const format = FindFormat();
         if (std::string const refusal = FindRefusal(format->name, rules.allowPlaylists); !refusal.empty()) {
             Fail(name, refusal);
         }
+        context->pb = memory ? memory->io : file.get();  // from here on it is known that this is not to be closed
         AVDictionary* options = nullptr;
         // A name with a number pattern is a name, not a series of files.
         av_dict_set(&options, "pattern_type", "none", 0);
