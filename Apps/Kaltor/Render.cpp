@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -37,9 +36,9 @@ int Render(Options const& options) {
         Media::RenderResult const result = Media::Render(job, catalog.GetFactory());
         bar.Clear();
         if (bar.IsShown()) {
-            std::fprintf(stderr, "%s: %lld frames, %ux%u, %.5g fps, %s%s\n", options.output.c_str(),
-                         static_cast<long long>(result.frames), result.frame.width, result.frame.height,
-                         av_q2d(result.frameRate), result.codec.c_str(), result.hasSound ? ", with sound" : "");
+            WriteMessage(fmt::format("{}: {} frames, {}x{}, {:.5g} fps, {}{}\n", MakePrintable(options.output),
+                                     result.frames, result.frame.width, result.frame.height, av_q2d(result.frameRate),
+                                     result.codec, result.hasSound ? ", with sound" : ""));
         }
         return 0;
     } catch (Media::Cancelled const&) {
