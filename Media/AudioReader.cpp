@@ -22,12 +22,12 @@ constexpr double kJitterSeconds = 0.010;
 class AudioReader::Impl {
 public:
     Impl(std::string const& file, SoundFormat const& soundFormat, Microseconds clipStart, WarningFn warnFn,
-         std::atomic<bool> const* stopFlag)
+         InputRules const& inputRules)
         : path(file),
           format(soundFormat),
           start(clipStart),
           warn(std::move(warnFn)),
-          stop(stopFlag),
+          rules(inputRules),
           pending(static_cast<std::size_t>(soundFormat.channels)) {
         Open();
         Seek();
@@ -65,7 +65,7 @@ public:
 private:
     void Open() {
         decoder.reset();
-        demuxer = std::make_unique<Demuxer>(path, stop);
+        demuxer = std::make_unique<Demuxer>(path, rules);
         AVStream* const stream = demuxer->FindAudio();
         if (stream == nullptr) {
             Core::Throw(MediaError(path + ": has no sound"));
@@ -226,7 +226,7 @@ private:
     SoundFormat format;
     Microseconds start;
     WarningFn warn;
-    std::atomic<bool> const* stop;
+    InputRules rules;
     std::unique_ptr<Demuxer> demuxer;
     std::unique_ptr<StreamDecoder> decoder;
     SwrPtr resampler;
@@ -247,8 +247,8 @@ private:
 };
 
 AudioReader::AudioReader(std::string const& path, SoundFormat const& format, Microseconds start, WarningFn warn,
-                         std::atomic<bool> const* stop)
-    : impl(std::make_unique<Impl>(path, format, start, std::move(warn), stop)) {}
+                         InputRules const& rules)
+    : impl(std::make_unique<Impl>(path, format, start, std::move(warn), rules)) {}
 AudioReader::~AudioReader() = default;
 
 void AudioReader::Read(float* const* planes, std::size_t count) {

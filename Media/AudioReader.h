@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -15,9 +14,9 @@ namespace Kaltor::Media {
 /// (before, in gaps, after its end) there is silence.
 class AudioReader {
 public:
-    /// Throws `MediaError`, also where the file has no sound. `stop` as for `VideoReader`.
+    /// Throws `MediaError`, also where the file has no sound.
     AudioReader(std::string const& path, SoundFormat const& format, Microseconds start = Microseconds(0),
-                WarningFn warn = {}, std::atomic<bool> const* stop = nullptr);
+                WarningFn warn = {}, InputRules const& rules = {});
     ~AudioReader();
     AudioReader(AudioReader const&) = delete;
     AudioReader& operator=(AudioReader const&) = delete;

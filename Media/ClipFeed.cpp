@@ -29,7 +29,7 @@ void ClipFeed::Run(PlannedClip const& clip, VideoTarget const& target, Pipeline&
     if (!clip.info.declaredDuration) {
         warn = [&pipeline](std::string const& message) { pipeline.Warn(message); };
     }
-    VideoReader reader(clip.path, target, clip.start, warn, pipeline.GetStop().GetFlag());
+    VideoReader reader(clip.path, target, clip.start, warn, {clip.allowPlaylists, pipeline.GetStop().GetFlag()});
     for (std::int64_t i = 0; i < clip.frames; ++i) {
         if (!queue.Push(reader.Read())) {
             return;

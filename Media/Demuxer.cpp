@@ -1,7 +1,6 @@
 #include "Media/Demuxer.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -23,15 +22,19 @@ constexpr char kNotMedia[] = "not a video or picture that can be read";
     Core::Throw(MediaError(fmt::format("{}: {}", name, why)));
 }
 
+[[noreturn]] void FailSystem(std::string const& name, std::string const& why) {
+    Core::Throw(SystemError(fmt::format("{}: {}", name, why)));
+}
+
 /// What can be said of a path before it is opened; a pipe would block and a folder reads as an empty file.
 void CheckReadable(std::string const& path) {
     std::error_code error;
     fs::file_status const status = fs::status(path, error);
     if (status.type() == fs::file_type::not_found) {
-        Fail(path, "no such file");
+        FailSystem(path, "no such file");
     }
     if (!fs::status_known(status)) {
-        Fail(path, fmt::format("cannot be read ({})", error.message()));
+        FailSystem(path, fmt::format("cannot be read ({})", error.message()));
     }
     if (fs::is_directory(status)) {
         Fail(path, "is a directory, not a video or picture");
@@ -40,17 +43,11 @@ void CheckReadable(std::string const& path) {
         Fail(path, "is not a plain file");
     }
     if (::access(path.c_str(), R_OK) != 0) {
-        Fail(path, fmt::format("cannot be read ({})", std::strerror(errno)));
+        FailSystem(path, fmt::format("cannot be read ({})", std::strerror(errno)));
     }
     if (fs::file_size(path, error) == 0 && !error) {
         Fail(path, "is empty");
     }
-}
-
-/// Formats that draw text as a picture: any text file would be taken for a video.
-bool IsTextFormat(std::string_view format) {
-    constexpr std::array<std::string_view, 5> kTextFormats{"tty", "bin", "xbin", "adf", "idf"};
-    return std::find(kTextFormats.begin(), kTextFormats.end(), format) != kTextFormats.end();
 }
 
 int IsStopped(void* flag) {
@@ -104,9 +101,10 @@ struct Demuxer::Memory {
     }
 };
 
-Demuxer::Demuxer(std::string const& path, std::atomic<bool> const* stop) : name(path), stopFlag(stop) {
+Demuxer::Demuxer(std::string const& path, InputRules const& inputRules)
+    : name(path), url("file:" + path), rules(inputRules) {
     CheckReadable(path);
-    Open(("file:" + path).c_str());
+    Open();
 }
 
 Demuxer::Demuxer(std::vector<std::uint8_t> const& content, std::string const& nameOfContent) : name(nameOfContent) {
@@ -114,38 +112,99 @@ Demuxer::Demuxer(std::vector<std::uint8_t> const& content, std::string const& na
         Fail(name, "is empty");
     }
     memory = std::make_unique<Memory>(content);
-    Open("");
+    Open();
 }
 
 Demuxer::~Demuxer() {
     avformat_close_input(&context);
 }
 
-void Demuxer::Open(char const* url) {
+/// The one place where a file is opened for reading.
+int Demuxer::OpenFile(AVIOContext** io) {
+    AVIOInterruptCB const interrupt = context->interrupt_callback;
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    int const result = avio_open2(io, url.c_str(), AVIO_FLAG_READ, &interrupt, &options);
+    av_dict_free(&options);
+    if (result < 0 && systemError == 0) {
+        systemError = result;
+    }
+    return result;
+}
+
+/// As FFmpeg does it: by the name where that is enough, by the content otherwise.
+AVInputFormat const* Demuxer::FindFormat() {
+    if (!memory) {
+        AVProbeData byName{};
+        byName.filename = url.c_str();
+        int score = AVPROBE_SCORE_RETRY;
+        if (AVInputFormat const* const format = av_probe_input_format2(&byName, 0, &score)) {
+            return format;
+        }
+        AVIOContext* io = nullptr;
+        if (int const opened = OpenFile(&io); opened < 0) {
+            FailOpening(opened);
+        }
+        file.reset(io);
+    }
+    AVInputFormat const* format = nullptr;
+    int const score = av_probe_input_buffer2(memory ? memory->io : file.get(), &format, url.c_str(), nullptr, 0, 0);
+    if (score < 0) {
+        FailOpening(score);
+    }
+    return format;
+}
+
+void Demuxer::FailOpening(int error) const {
+    CheckStop();
+    if (systemError != 0) {
+        FailSystem(name, fmt::format("cannot be read ({})", Proc::DescribeAvError(systemError)));
+    }
+    ThrowMediaError(name, kNotMedia, error);
+}
+
+void Demuxer::CheckStop() const {
+    if (rules.stop != nullptr && rules.stop->load(std::memory_order_relaxed)) {
+        Core::Throw(Cancelled());
+    }
+}
+
+void Demuxer::Open() {
     CaptureFfmpegLog();
     context = CheckAllocated(avformat_alloc_context());
-    if (stopFlag != nullptr) {
-        context->interrupt_callback = {&IsStopped, const_cast<std::atomic<bool>*>(stopFlag)};
-    }
-    if (memory) {
-        context->pb = memory->io;
-    }
-    AVDictionary* options = nullptr;
-    // A name with a number pattern is a name, not a series of files.
-    av_dict_set(&options, "pattern_type", "none", 0);
-    int const opened = avformat_open_input(&context, url, nullptr, &options);
-    av_dict_free(&options);
-    if (opened < 0) {
-        ThrowMediaError(name, kNotMedia, opened);  // the context is gone already
-    }
     try {
-        if (IsTextFormat(context->iformat->name)) {
-            Fail(name, fmt::format("{} (it is text)", kNotMedia));
+        if (rules.stop != nullptr) {
+            context->interrupt_callback = {&IsStopped, const_cast<std::atomic<bool>*>(rules.stop)};
+        }
+        // Formats that hold others hand this list down to them.
+        context->protocol_whitelist = CheckAllocated(av_strdup(rules.allowPlaylists ? "file" : ""));
+        context->opaque = this;
+        if (!rules.allowPlaylists) {
+            context->io_open = [](AVFormatContext* self, AVIOContext** io, char const* wanted, int flags,
+                                  AVDictionary**) {
+                auto& demuxer = *static_cast<Demuxer*>(self->opaque);
+                bool const isOwn = !demuxer.memory && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
+                return isOwn ? demuxer.OpenFile(io) : AVERROR(EPERM);
+            };
+        }
+        AVInputFormat const* const format = FindFormat();
+        if (std::string const refusal = FindRefusal(format->name, rules.allowPlaylists); !refusal.empty()) {
+            Fail(name, refusal);
+        }
+        context->pb = memory ? memory->io : file.get();  // from here on it is known that this is not to be closed
+        AVDictionary* options = nullptr;
+        // A name with a number pattern is a name, not a series of files.
+        av_dict_set(&options, "pattern_type", "none", 0);
+        int const opened = avformat_open_input(&context, url.c_str(), format, &options);
+        av_dict_free(&options);
+        if (opened < 0) {
+            FailOpening(opened);  // the context is gone already
         }
         ClearFfmpegLog();
         if (int const found = avformat_find_stream_info(context, nullptr); found < 0) {
-            ThrowMediaError(name, kNotMedia, found);
+            FailOpening(found);
         }
+        CheckStop();
     } catch (...) {
         avformat_close_input(&context);
         throw;
@@ -204,9 +263,16 @@ std::int64_t Demuxer::GetOrigin() const {
 int Demuxer::Read(AVPacket& packet) {
     av_packet_unref(&packet);
     ClearFfmpegLog();
+    CheckStop();
     int const result = av_read_frame(context, &packet);
-    if (result == AVERROR_EXIT) {
-        Core::Throw(Cancelled());
+    if (result >= 0) {
+        return result;
+    }
+    CheckStop();
+    // A file that ends early or holds nonsense is damaged; one that the system does not give is another matter.
+    int const ioError = context->pb != nullptr && context->pb->error != AVERROR_EOF ? context->pb->error : 0;
+    if (int const error = systemError != 0 ? systemError : ioError; error < 0) {
+        FailSystem(name, fmt::format("cannot be read ({})", Proc::DescribeAvError(error)));
     }
     return result;
 }

@@ -1,20 +1,21 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "Media/Ffmpeg.h"
+#include "Media/InputRules.h"
 #include "Media/MediaInfo.h"
 
 namespace Kaltor::Media {
 
-/// An open media file. Not thread-safe.
+/// An open media file. It reads that one file and opens nothing else, whatever its content asks for, unless the rules
+/// allow it. Not thread-safe.
 class Demuxer {
 public:
-    /// Throws `MediaError`. Once `stop` is true, reading fails.
-    explicit Demuxer(std::string const& path, std::atomic<bool> const* stop = nullptr);
+    /// Throws `MediaError`, `Cancelled`.
+    explicit Demuxer(std::string const& path, InputRules const& rules = {});
     /// Reads from memory, which must outlive the demuxer. `name` is for messages.
     Demuxer(std::vector<std::uint8_t> const& content, std::string const& name);
     ~Demuxer();
@@ -40,7 +41,8 @@ public:
     /// The presentation time, in AV_TIME_BASE units, that is time 0 of the clip: its first picture's.
     std::int64_t GetOrigin() const;
 
-    /// 0, or FFmpeg's error. Errors that a later packet may mend are AVERROR_INVALIDDATA.
+    /// 0, or FFmpeg's error. Errors that a later packet may mend are AVERROR_INVALIDDATA. Throws `SystemError` where
+    /// the file itself cannot be read any more, `Cancelled`.
     int Read(AVPacket& packet);
     /// Moves to the key frame at or before a time of the clip. False where the file cannot do that.
     bool Seek(AVStream const& stream, Microseconds time);
@@ -48,11 +50,22 @@ public:
 private:
     struct Memory;
 
-    void Open(char const* url);
+    struct IoCloser {
+        void operator()(AVIOContext* io) const { avio_close(io); }
+    };
+
+    void Open();
+    AVInputFormat const* FindFormat();
+    int OpenFile(AVIOContext** io);
+    [[noreturn]] void FailOpening(int error) const;
+    void CheckStop() const;
 
     std::string name;
-    std::atomic<bool> const* stopFlag = nullptr;
+    std::string url;  ///< empty: memory
+    InputRules rules;
     std::unique_ptr<Memory> memory;
+    std::unique_ptr<AVIOContext, IoCloser> file;
+    int systemError = 0;  ///< the first of opening the file
     AVFormatContext* context = nullptr;
 };
 

@@ -11,6 +11,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The system's fault rather than the content's: a file that is gone, too many open files, a disk that fails to read.
+class SystemError : public MediaError {
+public:
+    using MediaError::MediaError;
+};
+
 /// The caller's cancel flag was seen.
 class Cancelled : public std::runtime_error {
 public:

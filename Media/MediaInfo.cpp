@@ -108,7 +108,7 @@ std::int64_t GetHeaderDuration(AVFormatContext const& context) {
 }
 
 /// Reads the last packets where the header says where they are, and all packets otherwise.
-Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
+Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate, InputRules const& rules) {
     std::string const path = demuxer->GetName();
     AVStream const* video = demuxer->FindVideo();
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
@@ -122,7 +122,7 @@ Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate) {
                 return ends;
             }
         }
-        demuxer = std::make_unique<Demuxer>(path);
+        demuxer = std::make_unique<Demuxer>(path, rules);
         video = &demuxer->RequireVideo();
     }
     Ends ends = ReadToEnd(*demuxer, *video, frameRate);
@@ -163,8 +163,8 @@ Conf::FrameInfo GetDisplayInfo(int width, int height, AVRational aspect, Orienta
 }
 
 /// Only a decoded still knows its orientation and its true pixel format.
-void ProbeStill(MediaInfo& info, std::string const& path) {
-    Demuxer demuxer(path);
+void ProbeStill(MediaInfo& info, std::string const& path, InputRules const& rules) {
+    Demuxer demuxer(path, rules);
     AVStream& stream = demuxer.RequireVideo();
     StreamDecoder decoder(demuxer, stream);
     Proc::AvFramePtr const frame = decoder.Next();
@@ -198,8 +198,8 @@ char const* GetDynamicRange(AVColorTransferCharacteristic transfer) {
                                                 : "standard range";
 }
 
-MediaInfo Probe(std::string const& path) {
-    auto demuxer = std::make_unique<Demuxer>(path);
+MediaInfo Probe(std::string const& path, InputRules const& rules) {
+    auto demuxer = std::make_unique<Demuxer>(path, rules);
     AVStream& stream = demuxer->RequireVideo();
     AVCodecParameters const& parameters = *stream.codecpar;
     MediaInfo info;
@@ -211,7 +211,7 @@ MediaInfo Probe(std::string const& path) {
         info.sound = SoundFormat{audio->codecpar->sample_rate, audio->codecpar->ch_layout.nb_channels};
     }
     if (demuxer->IsStillFormat()) {
-        ProbeStill(info, path);
+        ProbeStill(info, path, rules);
         return info;
     }
     Orientation const orientation = Orientation::Of(stream);
@@ -227,9 +227,9 @@ MediaInfo Probe(std::string const& path) {
     std::int64_t const startTime = demuxer->Get().start_time;
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
     bool const isPicture = IsPictureCodec(parameters.codec_id) && stream.nb_frames <= 1;
-    Ends const ends = FindEnds(demuxer, info.frameRate);  // `stream` may be gone
+    Ends const ends = FindEnds(demuxer, info.frameRate, rules);  // `stream` may be gone
     if (isPicture && ends.isWhole && ends.videoPackets == 1) {
-        ProbeStill(info, path);
+        ProbeStill(info, path, rules);
         return info;
     }
     if (ends.video == AV_NOPTS_VALUE || ends.video <= origin) {

@@ -6,6 +6,7 @@
 
 #include "Conf/FrameInfo.h"
 #include "Conf/PixFmt.h"
+#include "Media/InputRules.h"
 #include "Media/MediaError.h"
 
 extern "C" {
@@ -55,6 +56,6 @@ char const* GetDynamicRange(AVColorTransferCharacteristic transfer);
 
 /// Looks at a file's headers and last packets. Throws `MediaError` for what is missing, unreadable, not media or has
 /// no video stream.
-MediaInfo Probe(std::string const& path);
+MediaInfo Probe(std::string const& path, InputRules const& rules = {});
 
 }  // namespace Kaltor::Media

@@ -33,7 +33,7 @@ public:
         : path(options.path),
           container(FindContainer(options.path)),
           videoEncoder(FindVideoEncoder(container, options.codec, options.path)),
-          partial(options.path, options.overwrite) {
+          partial(options.path, options.overwrite, options.warn) {
         CaptureFfmpegLog();
         std::string const url = "file:" + partial.GetPath();
         int result = avformat_alloc_output_context2(&file.context, &container, nullptr, url.c_str());

@@ -23,6 +23,8 @@ struct WriterOptions {
     std::optional<int> crf;
     /// What the sound should be, if any.
     std::optional<SoundFormat> sound;
+    /// Takes what there is to say of the output's place; see `PartialFile`.
+    WarningFn warn = {};
 };
 
 /// Encodes pictures and sound into one file, which appears under its name only with `Finish`; without it nothing is

@@ -4,9 +4,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
@@ -25,20 +28,58 @@ namespace fs = std::filesystem;
     Fail(name, "exists already; it is not overwritten unless asked");
 }
 
-/// A symbolic link stays; what it points to is replaced.
-fs::path ResolveLink(fs::path const& path) {
+/// Where a symbolic link leads in the end, whether or not something is there.
+fs::path ResolveLink(std::string const& name) {
+    constexpr int kMostLinks = 40;  // as the kernel
+    fs::path path = name;
     std::error_code error;
-    if (!fs::is_symlink(path, error)) {
-        return path;
+    for (int i = 0; fs::is_symlink(fs::symlink_status(path, error)); ++i) {
+        fs::path const next = fs::read_symlink(path, error);
+        if (error || i == kMostLinks) {
+            Fail(name, "is a symbolic link that leads nowhere");
+        }
+        path = next.is_absolute() ? next : path.parent_path() / next;
     }
-    fs::path resolved = fs::weakly_canonical(path, error);
-    return error ? path : resolved;
+    return path;
+}
+
+/// ".STEM.PROCESS-NUMBER.partial"
+constexpr std::string_view kPartialEnding = ".partial";
+
+bool IsPartialName(std::string_view file, std::string_view stem) {
+    if (file.size() <= stem.size() + kPartialEnding.size() + 2 || file[0] != '.' ||
+        file.substr(1, stem.size()) != stem || file[stem.size() + 1] != '.' || !file.ends_with(kPartialEnding)) {
+        return false;
+    }
+    std::string_view const numbers =
+        file.substr(stem.size() + 2, file.size() - stem.size() - 2 - kPartialEnding.size());
+    return numbers.find_first_not_of("0123456789-") == std::string_view::npos;
 }
 
 }  // namespace
 
-PartialFile::PartialFile(std::string const& path, bool overwrite)
+PartialFile::Descriptor::~Descriptor() {
+    if (number >= 0) {
+        ::close(number);
+    }
+}
+
+PartialFile::PartialFile(std::string const& path, bool overwrite, WarningFn const& warn)
     : name(path), target(ResolveLink(path)), isOverwriting(overwrite) {
+    CheckTarget();
+    fs::path const folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    std::error_code error;
+    if (!fs::is_directory(folder, error)) {
+        Fail(name, fmt::format("cannot be written: there is no folder {}", folder.string()));
+    }
+    constexpr std::size_t kLongestStem = 200;  // names end at 255 bytes on common file systems
+    std::string const stem = target.filename().string().substr(0, kLongestStem);
+    Sweep(folder, stem, warn);
+    while (!Create(folder, stem)) {
+    }
+}
+
+void PartialFile::CheckTarget() const {
     if (target.filename().empty()) {
         Fail(name, "is not the name of a file");
     }
@@ -51,27 +92,53 @@ PartialFile::PartialFile(std::string const& path, bool overwrite)
         if (!fs::is_regular_file(status)) {
             Fail(name, "is not a plain file, so it cannot be replaced");
         }
-        if (!overwrite) {
+        if (!isOverwriting) {
             FailExisting(name);
         }
+    } else if (!isOverwriting && target != fs::path(name)) {
+        Fail(name, fmt::format("is a symbolic link to {}, which is not there; it is not written unless overwriting is "
+                               "asked for",
+                               target.string()));
     }
-    fs::path const folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    if (!fs::is_directory(folder, error)) {
-        Fail(name, fmt::format("cannot be written: there is no folder {}", folder.string()));
-    }
+}
+
+/// False where it has to be tried again under another name.
+bool PartialFile::Create(fs::path const& folder, std::string const& stem) {
     static std::atomic<unsigned> counter{0};
-    constexpr std::size_t kLongestStem = 200;  // names end at 255 bytes on common file systems
-    std::string const stem = target.filename().string().substr(0, kLongestStem);
-    int file = -1;
-    do {
-        partial = folder / fmt::format(".{}.{}-{}.partial", stem, ::getpid(), counter++);
-        constexpr ::mode_t kMode = 0666;
-        file = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
-    } while (file < 0 && errno == EEXIST);
+    constexpr ::mode_t kMode = 0666;
+    partial = folder / fmt::format(".{}.{}-{}{}", stem, ::getpid(), counter++, kPartialEnding);
+    int const file = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    if (file < 0 && errno == EEXIST) {
+        return false;
+    }
     if (file < 0) {
         Fail(name, fmt::format("cannot be written ({})", std::strerror(errno)));
     }
-    ::close(file);
+    if (lock.number >= 0) {
+        ::close(lock.number);
+    }
+    lock.number = file;
+    // Some file systems have no locks; nothing is swept there. Before the lock another process may have swept it.
+    ::flock(file, LOCK_EX | LOCK_NB);
+    struct ::stat own {};
+    return ::fstat(file, &own) != 0 || own.st_nlink > 0;
+}
+
+void PartialFile::Sweep(fs::path const& folder, std::string const& stem, WarningFn const& warn) const {
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        if (!IsPartialName(entry->path().filename().string(), stem)) {
+            continue;
+        }
+        Descriptor file;
+        file.number = ::open(entry->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        struct ::stat status {};
+        bool const isStale = file.number >= 0 && ::fstat(file.number, &status) == 0 && S_ISREG(status.st_mode) &&
+                             ::flock(file.number, LOCK_EX | LOCK_NB) == 0;
+        if (isStale && ::unlink(entry->path().c_str()) == 0 && warn) {
+            warn(fmt::format("{}: removed {}, which a run that was killed left behind", name, entry->path().string()));
+        }
+    }
 }
 
 PartialFile::~PartialFile() {
@@ -100,8 +167,9 @@ void PartialFile::Commit() {
     isCommitted = true;
 }
 
-void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite) {
-    PartialFile file(path, overwrite);
+void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite,
+               PartialFile::WarningFn const& warn) {
+    PartialFile file(path, overwrite, warn);
     std::FILE* const out = std::fopen(file.GetPath().c_str(), "wb");
     bool const isWhole = out != nullptr && std::fwrite(content.data(), 1, content.size(), out) == content.size();
     int error = errno;

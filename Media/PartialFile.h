@@ -2,18 +2,23 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace Kaltor::Media {
 
 /// A file that grows under a hidden name beside the one that it is to have. Unless `Commit` succeeds, the destructor
-/// removes it.
+/// removes it. It is locked while it grows, so that what a killed process left can be told from what still grows.
 class PartialFile {
 public:
-    /// Creates it. Throws `MediaError` where `path` exists (unless `overwrite`), is no plain file, or where the folder
-    /// is missing or cannot be written.
-    PartialFile(std::string const& path, bool overwrite);
+    /// Takes one line that names the file.
+    using WarningFn = std::function<void(std::string const& message)>;
+
+    /// Creates it, and removes what killed processes left of the same file, with a warning. Where `path` is a symbolic
+    /// link, the file that it leads to is meant, and the link stays. Throws `MediaError` where `path` exists (unless
+    /// `overwrite`), is no plain file, or where the folder is missing or cannot be written.
+    PartialFile(std::string const& path, bool overwrite, WarningFn const& warn = {});
     ~PartialFile();
     PartialFile(PartialFile const&) = delete;
     PartialFile& operator=(PartialFile const&) = delete;
@@ -24,14 +29,30 @@ public:
     void Commit();
 
 private:
+    /// An open descriptor, closed with it.
+    struct Descriptor {
+        int number = -1;
+
+        Descriptor() = default;
+        ~Descriptor();
+        Descriptor(Descriptor const&) = delete;
+        Descriptor& operator=(Descriptor const&) = delete;
+    };
+
+    void CheckTarget() const;
+    bool Create(std::filesystem::path const& folder, std::string const& stem);
+    void Sweep(std::filesystem::path const& folder, std::string const& stem, WarningFn const& warn) const;
+
     std::string name;  ///< as given, for messages
     std::filesystem::path target;
     std::filesystem::path partial;
     bool isOverwriting;
     bool isCommitted = false;
+    Descriptor lock;
 };
 
-/// Writes a whole file, which appears under its name only when it is complete. Throws as `PartialFile`.
-void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite);
+/// Writes a whole file, which appears under its name only when it is complete. Throws and warns as `PartialFile`.
+void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite,
+               PartialFile::WarningFn const& warn = {});
 
 }  // namespace Kaltor::Media

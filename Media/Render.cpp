@@ -1,5 +1,6 @@
 #include "Media/Render.h"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 
@@ -18,6 +19,8 @@ namespace {
 constexpr std::size_t kBetweenStages = 2;
 constexpr std::size_t kBeforeEncoder = 4;
 constexpr std::size_t kSoundAhead = 8;
+/// In samples: a stop waits for one at most.
+constexpr std::size_t kLongestChunk = 8192;
 
 using SoundChunk = std::vector<std::vector<float>>;
 
@@ -47,7 +50,7 @@ void CheckSide(RenderJob const& job, Timeline const& timeline) {
     }
 }
 
-WriterOptions MakeWriterOptions(RenderJob const& job, Timeline const& timeline) {
+WriterOptions MakeWriterOptions(RenderJob const& job, Timeline const& timeline, WarningFn const& warn) {
     WriterOptions options;
     options.path = job.output;
     options.overwrite = job.overwrite;
@@ -55,6 +58,7 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Timeline const& timeline) 
     options.codec = job.codec;
     options.crf = job.crf;
     options.sound = timeline.sound;
+    options.warn = warn;
     return options;
 }
 
@@ -135,16 +139,23 @@ private:
         finished.Close();
     }
 
-    /// A chunk for each picture.
-    void MixSound() {
+    /// Samples that sound with a picture.
+    std::size_t CountSamples(std::int64_t frame) const {
         int const rate = writer.GetSound()->sampleRate;
-        SoundMixer mixer(
-            timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
-            pipeline.GetStop().GetFlag());
+        return static_cast<std::size_t>(timeline.SampleOf(frame + 1, rate) - timeline.SampleOf(frame, rate));
+    }
+
+    /// Those of each picture, in chunks: a picture may stand for hours.
+    void MixSound() {
+        SoundMixer mixer(timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+                         {job.allowPlaylists, pipeline.GetStop().GetFlag()});
         for (std::int64_t i = 0; i < timeline.frames; ++i) {
-            std::int64_t const count = timeline.SampleOf(i + 1, rate) - timeline.SampleOf(i, rate);
-            if (!sound.Push(mixer.Read(static_cast<std::size_t>(count)))) {
-                return;
+            for (std::size_t left = CountSamples(i); left > 0;) {
+                std::size_t const count = std::min(left, kLongestChunk);
+                if (!sound.Push(mixer.Read(count))) {
+                    return;
+                }
+                left -= count;
             }
         }
         sound.Close();
@@ -154,22 +165,31 @@ private:
         std::int64_t done = 0;
         while (std::optional<Proc::AvFramePtr> const picture = finished.Pop()) {
             writer.WritePicture(**picture);
-            if (writer.GetSound()) {
-                std::optional<SoundChunk> const chunk = sound.Pop();
-                if (!chunk) {
-                    return;
-                }
-                std::vector<float const*> planes;
-                for (std::vector<float> const& plane : *chunk) {
-                    planes.push_back(plane.data());
-                }
-                writer.WriteSound(planes.data(), chunk->front().size());
+            if (writer.GetSound() && !WriteSound(CountSamples(done))) {
+                return;
             }
             pipeline.ReportProgress(++done);
         }
         if (done == timeline.frames && !pipeline.GetStop().IsTripped()) {
             writer.Close();
         }
+    }
+
+    /// False where there is no more.
+    bool WriteSound(std::size_t count) {
+        while (count > 0) {
+            std::optional<SoundChunk> const chunk = sound.Pop();
+            if (!chunk) {
+                return false;
+            }
+            std::vector<float const*> planes;
+            for (std::vector<float> const& plane : *chunk) {
+                planes.push_back(plane.data());
+            }
+            writer.WriteSound(planes.data(), chunk->front().size());
+            count -= chunk->front().size();
+        }
+        return true;
     }
 
     RenderJob const& job;
@@ -197,7 +217,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     if (needsEffects) {
         CheckSide(job, timeline);
     }
-    MediaWriter writer(MakeWriterOptions(job, timeline));
+    MediaWriter writer(MakeWriterOptions(job, timeline, warn));
     if (timeline.sound && !writer.GetSound()) {
         warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
     }

@@ -55,6 +55,8 @@ struct RenderJob {
     std::string codec;
     std::optional<int> crf;
     bool audio = true;
+    /// See `InputRules`.
+    bool allowPlaylists = false;
     std::string output;
     bool overwrite = false;
     /// What is random follows from it and from an effect's place in the job; without it, from the clock.

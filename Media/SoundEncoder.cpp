@@ -79,19 +79,25 @@ SoundEncoder::SoundEncoder(std::string const& nameOfFile, AVCodec const& encoder
 }
 
 void SoundEncoder::Write(float const* const* planes, std::size_t count) {
-    for (std::size_t c = 0; c < pending.size(); ++c) {
-        pending[c].insert(pending[c].end(), planes[c], planes[c] + count);
-    }
-    while (pending[0].size() >= static_cast<std::size_t>(frameSize)) {
-        EncodePending(frameSize);
+    auto const whole = static_cast<std::size_t>(frameSize);
+    for (std::size_t done = 0; done < count;) {
+        std::size_t const taken = std::min(count - done, whole - pending[0].size());
+        for (std::size_t c = 0; c < pending.size(); ++c) {
+            pending[c].insert(pending[c].end(), planes[c] + done, planes[c] + done + taken);
+        }
+        done += taken;
+        if (pending[0].size() == whole) {
+            EncodePending();
+        }
     }
 }
 
-void SoundEncoder::EncodePending(int samples) {
+void SoundEncoder::EncodePending() {
     AVCodecContext const& codec = stream.GetCodec();
     Proc::AvFramePtr const frame = Proc::MakeAvFrame();
     frame->format = codec.sample_fmt;
     frame->sample_rate = codec.sample_rate;
+    auto const samples = static_cast<int>(pending[0].size());
     frame->nb_samples = samples;
     frame->pts = position;
     int result = av_channel_layout_copy(&frame->ch_layout, &codec.ch_layout);
@@ -110,7 +116,7 @@ void SoundEncoder::EncodePending(int samples) {
     }
     position += samples;
     for (std::vector<float>& plane : pending) {
-        plane.erase(plane.begin(), plane.begin() + samples);
+        plane.clear();
     }
     stream.Write(frame.get());
 }
@@ -124,7 +130,7 @@ void SoundEncoder::Finish() {
                 plane.resize(static_cast<std::size_t>(frameSize), 0.0F);
             }
         }
-        EncodePending(static_cast<int>(pending[0].size()));
+        EncodePending();
     }
     stream.Write(nullptr);
 }

@@ -20,13 +20,14 @@ public:
 
 private:
     static CodecContextPtr SetUp(AVCodec const& encoder, SoundFormat const& format);
-    void EncodePending(int samples);
+    /// What is pending, as one frame.
+    void EncodePending();
 
     std::string name;
     EncodedStream stream;
     SwrPtr converter;
     int frameSize;
-    std::vector<std::vector<float>> pending;
+    std::vector<std::vector<float>> pending;  ///< per channel, less than a frame between two calls
     std::int64_t position = 0;
 };
 

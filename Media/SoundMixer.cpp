@@ -7,11 +7,11 @@
 namespace Kaltor::Media {
 
 SoundMixer::SoundMixer(Timeline const& plan, SoundFormat const& soundFormat, WarningFn warnFn,
-                       std::atomic<bool> const* stopFlag)
+                       InputRules const& inputRules)
     : timeline(plan),
       format(soundFormat),
       warn(std::move(warnFn)),
-      stop(stopFlag),
+      rules(inputRules),
       scratch(static_cast<std::size_t>(soundFormat.channels)) {}
 
 std::unique_ptr<AudioReader> SoundMixer::Open(PlannedClip const& clip) const {
@@ -21,7 +21,9 @@ std::unique_ptr<AudioReader> SoundMixer::Open(PlannedClip const& clip) const {
     // What is missing at the end of a file was reported when the file was examined.
     WarningFn const ownWarn = clip.info.declaredDuration ? WarningFn{} : warn;
     try {
-        return std::make_unique<AudioReader>(clip.path, format, clip.start, ownWarn, stop);
+        return std::make_unique<AudioReader>(clip.path, format, clip.start, ownWarn, rules);
+    } catch (SystemError const&) {
+        throw;  // not the clip's fault: its sound would be lost
     } catch (MediaError const& error) {
         if (warn) {
             warn(std::string(error.what()) + "; it is silent");

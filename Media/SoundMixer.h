@@ -13,7 +13,7 @@ namespace Kaltor::Media {
 class SoundMixer {
 public:
     /// `timeline` must outlive it.
-    SoundMixer(Timeline const& timeline, SoundFormat const& format, WarningFn warn, std::atomic<bool> const* stop);
+    SoundMixer(Timeline const& timeline, SoundFormat const& format, WarningFn warn, InputRules const& rules);
 
     /// The next `count` samples: `format.channels` planes.
     std::vector<std::vector<float>> Read(std::size_t count);
@@ -30,7 +30,7 @@ private:
     Timeline const& timeline;
     SoundFormat format;
     WarningFn warn;
-    std::atomic<bool> const* stop;
+    InputRules rules;
     std::int64_t position = 0;
     std::size_t nextClip = 0;
     std::vector<Source> sources;

@@ -161,9 +161,10 @@ Timeline Plan(RenderJob const& job, WarningFn const& warn) {
     for (Clip const& clip : job.clips) {
         PlannedClip planned;
         planned.path = clip.path;
+        planned.allowPlaylists = job.allowPlaylists;
         auto const seen = std::find_if(timeline.clips.begin(), timeline.clips.end(),
                                        [&clip](PlannedClip const& other) { return other.path == clip.path; });
-        planned.info = seen != timeline.clips.end() ? seen->info : Probe(clip.path);
+        planned.info = seen != timeline.clips.end() ? seen->info : Probe(clip.path, {job.allowPlaylists, job.cancel});
         if (planned.info.sound) {
             if (!timeline.sound) {
                 timeline.sound = SoundFormat{planned.info.sound->sampleRate, 1};

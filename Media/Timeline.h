@@ -14,6 +14,7 @@ namespace Kaltor::Media {
 struct PlannedClip {
     std::string path;
     MediaInfo info;
+    bool allowPlaylists = false;
     Microseconds start{0};
     std::int64_t first = 0;  ///< output frame of its first picture
     std::int64_t frames = 0;
@@ -39,7 +40,8 @@ struct Timeline {
     std::int64_t SampleOf(std::int64_t frame, int sampleRate) const;
 };
 
-/// Probes the clips. Throws `std::invalid_argument` for a job that cannot be, `MediaError` for a clip at fault.
+/// Probes the clips. Throws `std::invalid_argument` for a job that cannot be, `MediaError` for a clip at fault,
+/// `Cancelled`.
 Timeline Plan(RenderJob const& job, WarningFn const& warn);
 
 }  // namespace Kaltor::Media

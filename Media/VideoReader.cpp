@@ -27,8 +27,8 @@ constexpr Microseconds kNearStart = std::chrono::seconds(1);
 class VideoReader::Impl {
 public:
     Impl(std::string const& file, VideoTarget const& target, Microseconds clipStart, WarningFn warnFn,
-         std::atomic<bool> const* stopFlag)
-        : path(file), start(clipStart), warn(std::move(warnFn)), stop(stopFlag), conformer(file, target) {
+         InputRules const& inputRules)
+        : path(file), start(clipStart), warn(std::move(warnFn)), rules(inputRules), conformer(file, target) {
         Open();
         if (demuxer->IsStillFormat() || start < kNearStart) {
             next = Decode();
@@ -71,7 +71,7 @@ private:
 
     void Open() {
         decoder.reset();
-        demuxer = std::make_unique<Demuxer>(path, stop);
+        demuxer = std::make_unique<Demuxer>(path, rules);
         AVStream& stream = demuxer->RequireVideo();
         decoder = std::make_unique<StreamDecoder>(*demuxer, stream);
         deinterlacer.emplace(path, stream.time_base);
@@ -188,7 +188,7 @@ private:
     std::string path;
     Microseconds start;
     WarningFn warn;
-    std::atomic<bool> const* stop;
+    InputRules rules;
     Conformer conformer;
     std::unique_ptr<Demuxer> demuxer;
     std::unique_ptr<StreamDecoder> decoder;
@@ -206,8 +206,8 @@ private:
 };
 
 VideoReader::VideoReader(std::string const& path, VideoTarget const& target, Microseconds start, WarningFn warn,
-                         std::atomic<bool> const* stop)
-    : impl(std::make_unique<Impl>(path, target, start, std::move(warn), stop)) {}
+                         InputRules const& rules)
+    : impl(std::make_unique<Impl>(path, target, start, std::move(warn), rules)) {}
 VideoReader::~VideoReader() = default;
 
 Proc::AvFramePtr VideoReader::Read() {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -36,10 +35,9 @@ using WarningFn = std::function<void(std::string const& message)>;
 /// in for what is missing, so that later ones keep their time.
 class VideoReader {
 public:
-    /// Throws `MediaError`. `stop`, where given, ends blocking reads (as an error) once it is true; it must outlive
-    /// the reader.
+    /// Throws `MediaError`, `Cancelled`.
     VideoReader(std::string const& path, VideoTarget const& target, Microseconds start = Microseconds(0),
-                WarningFn warn = {}, std::atomic<bool> const* stop = nullptr);
+                WarningFn warn = {}, InputRules const& rules = {});
     ~VideoReader();
     VideoReader(VideoReader const&) = delete;
     VideoReader& operator=(VideoReader const&) = delete;

@@ -1,5 +1,3 @@
-#include <cstdio>
-#include <fstream>
 #include <memory>
 #include <thread>
 
@@ -7,6 +5,7 @@
 
 #include "Apps/Kaltor/BenchReport.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/JsonFile.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
@@ -40,16 +39,6 @@ std::vector<Size> ParseSizes(std::vector<std::string> const& texts) {
         sizes.push_back(size);
     }
     return sizes;
-}
-
-ordered_json ReadReport(std::string const& path) {
-    std::ifstream file(path);
-    ordered_json report = ordered_json::parse(file, nullptr, false);
-    if (!file.is_open() || report.is_discarded()) {
-        throw std::runtime_error(
-            fmt::format("{}: {}", path, file.is_open() ? "is no report of \"kaltor bench --json\"" : "cannot be read"));
-    }
-    return report;
 }
 
 /// Where the defaults ask for nothing: a resizer halves.
@@ -90,7 +79,7 @@ int Bench(Options const& options) {
         entries = catalog.GetEntries();
     }
     std::vector<Size> const sizes = ParseSizes(options.sizes);
-    ordered_json const old = options.compare.empty() ? ordered_json() : ReadReport(options.compare);
+    ordered_json const old = options.compare.empty() ? ordered_json() : ReadJson(options.compare);
     if (!options.json.empty() && options.json != "-") {
         Media::PartialFile const canBeWritten(options.json, true);  // before minutes are spent
     }
@@ -110,12 +99,13 @@ int Bench(Options const& options) {
     }
     bar.Clear();
 
-    std::string const comparison = options.compare.empty() ? "" : CompareReports(old, options.compare, report);
+    std::string const comparison =
+        options.compare.empty() ? "" : CompareReports(old, MakePrintable(options.compare), report);
     if (!options.json.empty()) {
         WriteFile(options.json, ToJson(report).dump(2) + "\n");
     }
     if (options.json == "-") {
-        std::fputs(comparison.c_str(), stderr);
+        WriteMessage(comparison);
     } else {
         WriteOut(ShowReport(report) + comparison);
     }

@@ -166,7 +166,7 @@ std::string CompareReports(ordered_json const& old, std::string const& name, Ben
         throw std::runtime_error(fmt::format("{}: is no report of \"kaltor bench --json\"", name));
     }
     std::string text = isOtherDevice ? fmt::format("\n{} was measured on another device: {}\n", name,
-                                                   old.at("gl").at("renderer").get<std::string>())
+                                                   MakePrintable(old.at("gl").at("renderer").get<std::string>()))
                                      : "";
     if (compared == 0) {
         return text + fmt::format("\n{} has none of these effects in these sizes.\n", name);

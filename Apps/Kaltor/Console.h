@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace Kaltor::Cli {
 
@@ -17,8 +18,34 @@ void WriteFile(std::string const& path, std::string_view bytes);
 /// `text` emphasised on a terminal that shows colours; unchanged elsewhere and where NO_COLOR is set.
 std::string Bold(std::string_view text);
 
-/// "kaltor: " and the message as one line on standard error.
+/// `text` for a terminal: what is no printable UTF-8 (control characters, marks that turn the direction of writing,
+/// damaged sequences) as \xNN, line ends as spaces, and the middle left out of what is longer than `longest` bytes.
+std::string MakePrintable(std::string_view text, std::size_t longest = 1000);
+
+/// "kaltor: " and the message, made printable, as one line on standard error.
 void WriteError(std::string_view message);
+
+/// Text on standard error as it is.
+void WriteMessage(std::string const& text);
+
+/// Opens the null device in place of standard streams that are closed: the next file to be opened would take their
+/// numbers, and with them what is meant for them. To be called first.
+void OpenMissingStreams();
+
+/// While it lives and standard error is a terminal, what libraries print there is made printable, line by line.
+class LibraryOutput {
+public:
+    LibraryOutput();
+    ~LibraryOutput();
+    LibraryOutput(LibraryOutput const&) = delete;
+    LibraryOutput& operator=(LibraryOutput const&) = delete;
+
+private:
+    void Forward() const;
+
+    int source = -1;  ///< what was printed
+    std::thread thread;
+};
 
 /// A bar on standard error while it is a terminal, nothing elsewhere.
 class ProgressBar {

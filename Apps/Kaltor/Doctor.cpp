@@ -1,5 +1,7 @@
+#include <cstdlib>
 #include <memory>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -29,13 +31,26 @@ std::string VersionText(unsigned version) {
     return fmt::format("{}.{}.{}", AV_VERSION_MAJOR(version), AV_VERSION_MINOR(version), AV_VERSION_MICRO(version));
 }
 
+/// Reports are sent to others: the user's own folder, and with it often a name, becomes "~".
+std::string HideHome(std::string text) {
+    char const* const variable = std::getenv("HOME");
+    std::string home = variable != nullptr ? variable : "";
+    while (home.ends_with('/')) {
+        home.pop_back();
+    }
+    if (!home.empty()) {
+        boost::replace_all(text, home + "/", "~/");
+    }
+    return text;
+}
+
 ordered_json ExamineGl() {
     try {
         ordered_json report{{"ok", true}};
         report.update(ToJson(Ogl::OglManager::GetInstance().GetInfo()));
         return report;
     } catch (std::exception const& error) {
-        return {{"ok", false}, {"error", Core::Describe(error)}};
+        return {{"ok", false}, {"error", HideHome(Core::Describe(error))}};
     }
 }
 
@@ -43,13 +58,13 @@ ordered_json ExaminePlugin() {
     ordered_json report{{"ok", false}};
     try {
         std::filesystem::path const file = Host::FindPlugin();
-        report["path"] = file.string();
+        report["path"] = HideHome(file.string());
         Host::EffectRegistry registry;
         Host::LoadPlugin(file, registry);
         report["effects"] = registry.List().size();
         report["ok"] = true;
     } catch (std::exception const& error) {
-        report["error"] = Core::Describe(error);
+        report["error"] = HideHome(Core::Describe(error));
     }
     return report;
 }
@@ -74,7 +89,7 @@ ordered_json ExamineFfmpeg() {
 }
 
 std::string ShowText(ordered_json const& report) {
-    auto const text = [](ordered_json const& value) { return value.get<std::string>(); };
+    auto const text = [](ordered_json const& value) { return MakePrintable(value.get<std::string>()); };
     std::string out = fmt::format("{} {}\n\n{}\n", Bold("kaltor"), text(report["version"]), Bold("OpenGL"));
     ordered_json const& gl = report["gl"];
     if (gl["ok"].get<bool>()) {
@@ -115,7 +130,7 @@ int Doctor(bool isJson) {
     bool const isWell =
         report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
     report["ok"] = isWell;
-    WriteOut(isJson ? report.dump(2) + "\n" : ShowText(report));
+    WriteOut(isJson ? report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n" : ShowText(report));
     return isWell ? 0 : 1;
 }
 

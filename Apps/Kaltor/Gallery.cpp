@@ -147,8 +147,8 @@ int Gallery(Options const& options) {
     }
     bar.Clear();
     if (bar.IsShown()) {
-        fmt::print(stderr, "{}: {} previews; open it in a browser\n", (fs::path(options.folder) / kPage).string(),
-                   entries.size());
+        WriteMessage(fmt::format("{}: {} previews; open it in a browser\n",
+                                 MakePrintable((fs::path(options.folder) / kPage).string()), entries.size()));
     }
     return 0;
 }

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <memory>
 
 #include <fmt/format.h>
@@ -33,9 +32,9 @@ int Render(Options const& options) {
         Media::RenderResult const result = Media::Render(job, catalog.GetFactory());
         bar.Clear();
         if (bar.IsShown()) {
-            std::fprintf(stderr, "%s: %lld frames, %ux%u, %.5g fps, %s%s\n", options.output.c_str(),
-                         static_cast<long long>(result.frames), result.frame.width, result.frame.height,
-                         av_q2d(result.frameRate), result.codec.c_str(), result.hasSound ? ", with sound" : "");
+            WriteMessage(fmt::format("{}: {} frames, {}x{}, {:.5g} fps, {}{}\n", MakePrintable(options.output),
+                                     result.frames, result.frame.width, result.frame.height, av_q2d(result.frameRate),
+                                     result.codec, result.hasSound ? ", with sound" : ""));
         }
         return 0;
     } catch (Media::Cancelled const&) {
@@ -78,6 +77,8 @@ void AddRender(CLI::App& app, Action& action) {
         ->type_name("NAME");
     AddNumber<int>(*verb, "--crf", options->crf, "quality in the encoder's own scale; lower is better")->type_name("N");
     verb->add_flag("--no-audio", options->hasNoAudio, "leave out the sound");
+    verb->add_flag("--allow-playlists", options->allowPlaylists,
+                   "read clips that are playlists (HLS, DASH, concat), with the local files that they name");
     AddNumber<unsigned>(*verb, "--seed", options->seed, "seed of what is random (default: the clock)")->type_name("N");
     verb->add_flag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb->add_flag("-q,--quiet", options->isQuiet, "show no progress");

@@ -111,6 +111,7 @@ Media::RenderJob MakeRenderJob(RenderOptions const& options, Catalog const& cata
     job.codec = options.codec;
     job.crf = options.crf;
     job.audio = !options.hasNoAudio;
+    job.allowPlaylists = options.allowPlaylists;
     job.output = options.output;
     job.overwrite = options.overwrite;
     job.seed = options.seed;

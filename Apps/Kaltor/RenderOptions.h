@@ -22,6 +22,7 @@ struct RenderOptions {
     std::string codec;
     std::optional<int> crf;
     bool hasNoAudio = false;
+    bool allowPlaylists = false;
     std::optional<unsigned> seed;
     bool overwrite = false;
 };

@@ -4,12 +4,12 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
+#include "Apps/Kaltor/JsonFile.h"
 #include "Core/ParseNumber.h"
 
 namespace Kaltor::Cli {
@@ -79,11 +79,12 @@ std::string ToText(nlohmann::ordered_json const& value) {
 }
 
 std::vector<Assignment> ReadSettings(std::string const& path) {
-    std::ifstream file(path);
-    if (!file) {
-        throw UsageError(fmt::format("{}: cannot be read as a file of settings", path));
+    nlohmann::ordered_json fields;
+    try {
+        fields = ReadJson(path);
+    } catch (std::runtime_error const& error) {
+        throw UsageError(error.what());
     }
-    nlohmann::ordered_json const fields = nlohmann::ordered_json::parse(file, nullptr, false);
     if (!fields.is_object()) {
         throw UsageError(
             fmt::format("{}: is no JSON object of fields and their values, such as {{\"scale\": 0.02}}", path));

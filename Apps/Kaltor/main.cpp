@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <csignal>
 #include <exception>
 #include <new>
 
@@ -9,6 +10,7 @@
 #include "Apps/Kaltor/Specs.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Media/Ffmpeg.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Cli {
@@ -114,6 +116,11 @@ int Run(int count, char** words) {
 
 int main(int count, char** words) {
     using namespace Kaltor;
+    Cli::OpenMissingStreams();
+    // A file that may not grow further is an error of writing, which clears up after itself.
+    std::signal(SIGXFSZ, SIG_IGN);
+    Media::CaptureFfmpegLog();
+    Cli::LibraryOutput const libraryOutput;
     try {
         return Cli::Run(count, words);
     } catch (Cli::UsageError const& error) {

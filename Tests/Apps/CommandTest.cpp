@@ -96,6 +96,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
     };
     std::ofstream(In("empty.png")).close();
     std::ofstream(In("text.png")) << "this is no picture at all, only some words";
+    std::ofstream(In("list.json")) << "[1]";
     std::string const whole = ReadAll(In("c.png"));
     std::ofstream(In("cut.png"), std::ios::binary) << whole.substr(0, 40);
     for (Case const& wrong : std::vector<Case>{
@@ -111,7 +112,8 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"bench BlurGausian", 2, "did you mean EffectBlurGaussian?"},
              {"bench crossfade --size 9", 2, "9"},
              {"bench crossfade --size 999999x2", 2, "too large"},
-             {"bench crossfade --compare text.png", 1, "no report"},
+             {"bench crossfade --compare text.png", 1, "is no JSON"},
+             {"bench crossfade --compare list.json", 1, "no report"},
              {"bench crossfade --json nowhere/x.json", 1, "nowhere"},
              {"apply BlurGausian a.png -o x.png", 2, "did you mean EffectBlurGaussian?"},
              {"apply EffectCrossfade a.png b.png -o x.png", 2, "did you mean TransitionCrossfade?"},
@@ -213,33 +215,98 @@ TEST_F(CommandTest, RenderJoinsStillsAndSparesAnOutputThatExists) {
     Succeed(line + " --overwrite --quiet");
 }
 
-TEST_F(CommandTest, ASignalLeavesNothingBehind) {
+TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
     std::vector<std::string> const before = Files();
     std::string const input = In("a.png") + "@-3600";
     std::string const output = In("x.mp4");
     std::vector<char const*> const words{KALTOR_COMMAND, "render", input.c_str(), "-o",
                                          output.c_str(), "--size", "640x360",     nullptr};
-    pid_t process = 0;
-    ASSERT_EQ(posix_spawn(&process, KALTOR_COMMAND, nullptr, nullptr, const_cast<char* const*>(words.data()), environ),
-              0);
-    for (int i = 0; i < 400 && Files() == before; ++i) {  // until it starts to write
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    for (int const signal : {SIGTERM, SIGPIPE, SIGKILL}) {
+        pid_t process = 0;
+        ASSERT_EQ(
+            posix_spawn(&process, KALTOR_COMMAND, nullptr, nullptr, const_cast<char* const*>(words.data()), environ),
+            0);
+        for (int i = 0; i < 400 && Files() == before; ++i) {  // until it has begun to write
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        }
+        kill(process, signal);
+        kill(process, signal);  // as timers do: to the process and to its group
+        int status = 0;
+        ASSERT_EQ(waitpid(process, &status, 0), process);
+        if (signal != SIGKILL) {
+            ASSERT_TRUE(WIFEXITED(status)) << signal;
+            EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
+            EXPECT_EQ(Files(), before);
+        }
     }
-    kill(process, SIGTERM);
-    kill(process, SIGTERM);  // as timers do: to the process and to its group
-    int status = 0;
-    ASSERT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
-    EXPECT_EQ(Files(), before);
+    EXPECT_EQ(Files().size(), before.size() + 1);
+    Outcome const next = Run("render a.png@-0.2 -o x.mp4");
+    EXPECT_EQ(next.status, 0);
+    EXPECT_THAT(next.err, AllOf(HasSubstr("warning: x.mp4: removed "), HasSubstr("left behind")));
+    EXPECT_THAT(Files(), ElementsAre("a.png", "b.png", "c.png", "small.png", "x.mp4"));
+}
+
+TEST_F(CommandTest, AFileThatMayNotGrowIsAnError) {
+    EXPECT_THAT(Fail("render a.png@-2 -o x.mp4 --codec mjpeg --size 320x240", 1, "sh -c 'ulimit -f 1; exec \"$@\"' sh"),
+                HasSubstr("cannot be written (File too large)"));
+}
+
+TEST_F(CommandTest, AClosedStreamIsNotTheNextFile) {
+    // Damage in its middle makes a warning while the output is open.
+    Succeed("render b.png@-1 -o clip.avi --codec mjpeg --size 160x120 --fps 10");
+    std::string clip = ReadAll(In("clip.avi"));
+    std::fill(clip.begin() + static_cast<std::ptrdiff_t>(clip.size() / 3),
+              clip.begin() + static_cast<std::ptrdiff_t>(clip.size() / 2), '\0');
+    std::ofstream(In("clip.avi"), std::ios::binary) << clip;
+    EXPECT_THAT(Run("render clip.avi -o open.avi --codec mjpeg").err, HasSubstr("damaged"));
+    EXPECT_EQ(Run("render clip.avi -o closed.avi --codec mjpeg", "sh -c 'exec \"$@\" <&- >&- 2>&-' sh").status, 0);
+    EXPECT_TRUE(ReadAll(In("open.avi")) == ReadAll(In("closed.avi")));
+    EXPECT_THAT(ReadAll(In("closed.avi")), testing::StartsWith("RIFF"));
+}
+
+TEST_F(CommandTest, HostileNamesAndDocumentsGetOneShortLine) {
+    std::ofstream(In("deep.json")) << std::string(100'000, '[');
+    std::ofstream(In("nested.json")) << R"({"scale": )" << std::string(100, '[') << std::string(100, ']') << '}';
+    std::ofstream wide(In("wide.json"));
+    std::ofstream(In("long.json")) << R"({"scale": ")" << std::string(3'000'000, 'x') << "\"}";
+    for (int i = 0; i < 200'000; ++i) {
+        wide << (i == 0 ? '{' : ',') << fmt::format("\"key{}\": 1", i);
+    }
+    wide << '}' << std::flush;
+    for (auto const& [file, message] : {std::pair{"deep.json", "deep.json: has more than 64 levels"},
+                                        {"nested.json", "nested.json: has more than 64 levels"},
+                                        {"wide.json", "wide.json: has an object with more than 10000 members"},
+                                        {"/dev/zero", "is larger than 16 MiB"},
+                                        {"long.json", "xxx [...] xxx"}}) {
+        std::string const line = Fail(fmt::format("apply EffectBlurGaussian a.png -o x.png --set @{}", file), 2);
+        EXPECT_THAT(line, HasSubstr(message));
+        EXPECT_LT(line.size(), 1100U);
+        if (std::string_view(file) != "long.json") {
+            EXPECT_THAT(Fail(fmt::format("bench crossfade --compare {}", file), 1), HasSubstr(message));
+        }
+    }
+    EXPECT_THAT(Fail("apply invert \"$(printf 'a\\033[2J\\377')\" -o x.png", 1),
+                HasSubstr("a\\x1b[2J\\xff: no such file"));
+    EXPECT_LT(Fail("apply " + std::string(100'000, 'n') + " a.png -o x.png", 2).size(), 1100U);
+
+    std::ofstream(In("list.png")) << "ffconcat version 1.0\nfile a.png\n";
+    EXPECT_THAT(Fail("apply invert list.png -o x.png", 1), HasSubstr("is a playlist (concat)"));
+    EXPECT_THAT(Fail("apply invert - -o x.png < list.png", 1), HasSubstr("is a playlist (concat)"));
+    EXPECT_THAT(Fail("render list.png -o x.mp4", 1), HasSubstr("--allow-playlists"));
+    Succeed("render list.png -o x.mp4 --allow-playlists");
 }
 
 TEST_F(CommandTest, DoctorTellsWhatIsThereAndWhatIsMissing) {
-    json const report = json::parse(Succeed("doctor --json"));
+    json const report = json::parse(Run("doctor --json", "HOME=/nowhere").out);
     EXPECT_TRUE(report.at("ok"));
     EXPECT_GE(report.at("gl").at("limits").at("maxTextureSize"), 1024);
     EXPECT_FALSE(report.at("gl").at("renderer").get<std::string>().empty());
     EXPECT_TRUE(fs::exists(report.at("plugin").at("path").get<std::string>()));
+
+    std::string const home = fs::path(KALTOR_COMMAND).parent_path().parent_path().string();
+    EXPECT_THAT(json::parse(Run("doctor --json", "HOME='" + home + "/'").out).dump(),
+                AllOf(HasSubstr("\"~/lib/"), testing::Not(HasSubstr(home))));
+    EXPECT_THAT(Run("doctor --json", "KALTOR_PLUGIN=/nowhere/$(printf '\\377').so").status, 1);
 
     std::string const noPlugin = "KALTOR_PLUGIN=/nowhere/plugin.so";
     Outcome const broken = Run("doctor --json", noPlugin);

@@ -103,7 +103,7 @@ void MakeSource(fs::path const& path, fs::path const& still, std::string const& 
     Media::VideoTarget const target = TargetOf(size, {ColorMatrix::Bt709, ColorRange::Limited}, PixFmt::Yuv420p);
     std::optional<Media::VideoReader> reader;
     if (!input.empty()) {
-        reader.emplace(input, target);
+        reader.emplace(input, target, Media::Microseconds(0), Media::WarningFn{}, Media::InputRules{.stop = &cancel});
     }
     Media::Conformer conformer(path.string(), target);
     Media::MediaWriter writer({path.string(), false, target, "h264", kFine, std::nullopt});

@@ -1,0 +1,71 @@
+#include "Apps/Kaltor/JsonFile.h"
+
+#include <fstream>
+#include <stdexcept>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace Kaltor::Cli {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr std::size_t kMostBytes = std::size_t{16} << 20U;
+/// What walks a document calls itself for each level.
+constexpr std::size_t kMostLevels = 64;
+/// Objects that keep their order look through all members for each new one.
+constexpr std::size_t kMostMembers = 10'000;
+
+[[noreturn]] void Fail(std::string const& path, std::string const& why) {
+    throw std::runtime_error(fmt::format("{}: {}", path, why));
+}
+
+/// The whole file. Devices and pipes may have no end.
+std::string ReadLimited(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text(kMostBytes + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!file.is_open() || file.bad()) {
+        Fail(path, "cannot be read");
+    }
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    if (text.size() > kMostBytes) {
+        Fail(path, fmt::format("is larger than {} MiB, too large for JSON here", kMostBytes >> 20U));
+    }
+    return text;
+}
+
+}  // namespace
+
+ordered_json ReadJson(std::string const& path) {
+    std::string const text = ReadLimited(path);
+    std::vector<std::size_t> members;  // of the objects around the present place
+    auto const check = [&](int depth, ordered_json::parse_event_t event, ordered_json const&) {
+        switch (event) {
+            case ordered_json::parse_event_t::object_start:
+            case ordered_json::parse_event_t::array_start:
+                if (static_cast<std::size_t>(depth) >= kMostLevels) {
+                    Fail(path, fmt::format("has more than {} levels of brackets", kMostLevels));
+                }
+                members.resize(static_cast<std::size_t>(depth) + 1);
+                members.back() = 0;
+                break;
+            case ordered_json::parse_event_t::key:
+                if (++members[static_cast<std::size_t>(depth) - 1] > kMostMembers) {
+                    Fail(path, fmt::format("has an object with more than {} members", kMostMembers));
+                }
+                break;
+            default:
+                break;
+        }
+        return true;
+    };
+    try {
+        return ordered_json::parse(text, check);
+    } catch (ordered_json::parse_error const& error) {
+        Fail(path, fmt::format("is no JSON: there is something wrong near byte {}", error.byte));
+    }
+}
+
+}  // namespace Kaltor::Cli

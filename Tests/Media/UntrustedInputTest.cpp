@@ -1,0 +1,175 @@
+// What files of others and a busy machine may do to a reader and a writer: nothing but an error.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "Media/PartialFile.h"
+#include "Media/Picture.h"
+#include "Media/SoundMixer.h"
+#include "MediaTest.h"
+#include "Tests/Support/Caught.h"
+
+namespace Kaltor::Media::Tests {
+namespace {
+
+namespace fs = std::filesystem;
+using Kaltor::Tests::Catch;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+using UntrustedInputTest = MediaTest;
+
+/// A server on this machine that counts who calls.
+class Listener {
+public:
+    Listener() {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        EXPECT_EQ(bind(socket, reinterpret_cast<sockaddr*>(&address), size), 0);
+        EXPECT_EQ(listen(socket, 8), 0);
+        EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        port = ntohs(address.sin_port);
+    }
+    ~Listener() { close(socket); }
+    Listener(Listener const&) = delete;
+    Listener& operator=(Listener const&) = delete;
+
+    bool WasCalled() const {
+        int const caller = accept4(socket, nullptr, nullptr, SOCK_NONBLOCK);
+        if (caller >= 0) {
+            close(caller);
+        }
+        return caller >= 0;
+    }
+
+    int port = 0;
+
+private:
+    int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+};
+
+void Write(std::string const& path, std::string const& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string Read(std::string const& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
+    Make("secret.mkv", {.frames = 7});
+    Listener const server;
+    std::string const segment = fmt::format(
+        "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:{}/a.ts\n#EXT-X-ENDLIST\n", server.port);
+    struct Case {
+        std::string text;
+        char const* message;
+        bool isNetwork;
+    };
+    for (Case const& c :
+         {Case{"ffconcat version 1.0\nfile secret.mkv\n", "is a playlist (concat)", false},
+          {segment, "is a playlist (hls)", true},
+          {"<?xml version=\"1.0\"?>\n<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" type=\"static\" "
+           "profiles=\"urn:mpeg:dash:profile:isoff-on-demand:2011\"></MPD>",
+           "is a playlist (dash)", false},
+          {fmt::format("v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\nm=video {} RTP/AVP 96\n"
+                       "a=rtpmap:96 H264/90000\n",
+                       server.port),
+           "stream on a network (sdp)", true}}) {
+        for (std::string const name : {"x.png", "x.mp4", "x"}) {  // a name of a picture makes it none
+            Write(At(name), c.text);
+            EXPECT_THAT(Catch<MediaError>([&] { Probe(At(name)); }).what, HasSubstr(c.message)) << name;
+        }
+        EXPECT_THAT(Catch<MediaError>([&] { ReadPicture(At("x.png")); }).what, HasSubstr(c.message));
+        std::vector<std::uint8_t> const bytes(c.text.begin(), c.text.end());
+        EXPECT_THAT(Catch<MediaError>([&] { DecodePicture(bytes, "standard input"); }).what, HasSubstr(c.message));
+        if (c.isNetwork) {
+            EXPECT_THROW(Probe(At("x"), {.allowPlaylists = true}), MediaError);
+        }
+        EXPECT_FALSE(server.WasCalled()) << c.message;
+    }
+    Write(At("list"), "ffconcat version 1.0\nfile secret.mkv\nfile secret.mkv\n");
+    EXPECT_NEAR(static_cast<double>(Probe(At("list"), {.allowPlaylists = true}).duration.count()), 14e6 / 30, 1e4);
+
+    // One that includes itself ends when it is asked to.
+    Watchdog const watchdog;
+    Write(At("loop"), "ffconcat version 1.0\nfile loop\n");
+    std::atomic<bool> stop{false};
+    std::jthread const user([&stop] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        stop = true;
+    });
+    EXPECT_THROW(Probe(At("loop"), {.allowPlaylists = true, .stop = &stop}), Cancelled);
+}
+
+TEST_F(UntrustedInputTest, LostSoundIsAnErrorAndUnreadableSoundAWarning) {
+    Timeline timeline;
+    PlannedClip clip;
+    clip.path = Make("a.mkv", {.frames = 5, .sound = SoundFormat{8000, 1}});
+    clip.info = Probe(clip.path);
+    clip.frames = timeline.frames = 5;
+    timeline.clips = {clip};
+    std::vector<std::string> warnings;
+    auto const mix = [&] {
+        SoundMixer(timeline, {8000, 1}, [&](std::string const& text) { warnings.push_back(text); }, {}).Read(100);
+    };
+    Make("a.mkv", {.frames = 5});
+    mix();
+    EXPECT_THAT(warnings, ElementsAre(HasSubstr("a.mkv: has no sound; it is silent")));
+    fs::remove(clip.path);
+    EXPECT_THAT(Catch<SystemError>(mix).what, HasSubstr("a.mkv: no such file"));
+}
+
+TEST_F(UntrustedInputTest, WhatAKilledProcessLeftIsSweptAndNothingElse) {
+    for (std::string const name :
+         {".x.mp4.999-3.partial", ".x.mp4.mine.partial", ".y.mp4.999-3.partial", ".x.mp4.partial"}) {
+        Write(At(name), "left");
+    }
+    std::vector<std::string> warnings;
+    auto const warn = [&](std::string const& text) { warnings.push_back(text); };
+    PartialFile first(At("x.mp4"), false, warn);
+    EXPECT_THAT(warnings, ElementsAre(AllOf(HasSubstr("x.mp4: removed "), HasSubstr(".x.mp4.999-3.partial"))));
+    PartialFile const second(At("x.mp4"), false, warn);
+    EXPECT_EQ(warnings.size(), 1U) << "the first one still grows";
+    EXPECT_THAT(ListFolder(), UnorderedElementsAre(".x.mp4.mine.partial", ".y.mp4.999-3.partial", ".x.mp4.partial",
+                                                   fs::path(first.GetPath()).filename().string(),
+                                                   fs::path(second.GetPath()).filename().string()));
+    first.Commit();
+    EXPECT_EQ(Read(At("x.mp4")), "");
+}
+
+TEST_F(UntrustedInputTest, ALinkStaysAndItsTargetIsWritten) {
+    fs::create_directory(At("there"));
+    fs::create_symlink("there/video", At("link"));
+    fs::create_symlink("link", At("further"));
+    fs::create_symlink("loop", At("loop"));
+    std::vector<std::uint8_t> const content{'n', 'e', 'w'};
+    EXPECT_THAT(Catch<MediaError>([&] { PartialFile(At("link"), false); }).what, HasSubstr("which is not there"));
+    EXPECT_THAT(Catch<MediaError>([&] { PartialFile(At("loop"), true); }).what, HasSubstr("leads nowhere"));
+    for (std::string const before : {"", "old"}) {
+        if (!before.empty()) {
+            Write(At("there/video"), before);
+            EXPECT_THAT(Catch<MediaError>([&] { PartialFile(At("further"), false); }).what,
+                        HasSubstr("exists already"));
+        }
+        WriteFile(At("further"), content, true);
+        EXPECT_EQ(Read(At("there/video")), "new");
+        EXPECT_TRUE(fs::is_symlink(At("link")) && fs::is_symlink(At("further")));
+        EXPECT_THAT(ListFolder(), ElementsAre("further", "link", "loop", "there"));
+    }
+}
+
+}  // namespace
+}  // namespace Kaltor::Media::Tests
