@@ -444,23 +444,6 @@ TEST_F(RenderTest, StopsWhenCancelled) {
     EXPECT_LT(log.calls[kTint].size(), 300U);
 }
 
-TEST_F(RenderTest, APictureThatStandsForMinutesCanBeStopped) {
-    // All sound of the clip belongs to one picture.
-    std::string const clip = Make("a.mkv", {.frameRate = {1, 1}, .frames = 300, .sound = SoundFormat{48000, 1}});
-    std::atomic<bool> cancel{false};
-    RenderJob job = MakeJob({clip}, At("out.mkv"));
-    job.frameRate = AVRational{1, 1000};
-    job.cancel = &cancel;
-    std::chrono::steady_clock::time_point asked;
-    std::jthread const user([&] {
-        std::this_thread::sleep_for(milliseconds(300));
-        asked = std::chrono::steady_clock::now();
-        cancel = true;
-    });
-    Fail<Cancelled>(job);
-    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(1));
-}
-
 TEST_F(RenderTest, AnExistingFileIsSafe) {
     RenderJob job = MakeTwoClipJob();
     std::ofstream(At("out.mp4")) << "precious";

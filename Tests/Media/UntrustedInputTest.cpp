@@ -87,7 +87,7 @@ TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
           {fmt::format("v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\nm=video {} RTP/AVP 96\n"
                        "a=rtpmap:96 H264/90000\n",
                        server.port),
-           "stream on a network (sdp)", true}}) {
+           "x", true}}) {                                         // under a picture's name it is a damaged picture
         for (std::string const name : {"x.png", "x.mp4", "x"}) {  // a name of a picture makes it none
             Write(At(name), c.text);
             EXPECT_THAT(Catch<MediaError>([&] { Probe(At(name)); }).what, HasSubstr(c.message)) << name;
