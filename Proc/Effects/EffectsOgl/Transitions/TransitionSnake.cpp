@@ -37,9 +37,6 @@ void main() {
 }
 )glsl";
 
-/// 2 << 29 is the largest that an integer holds.
-constexpr std::int32_t kMostBands = 29;
-
 }  // namespace
 
 class TransitionSnake final : public TransitionWithSettings<Proc::SettingsTransitionSnake> {
