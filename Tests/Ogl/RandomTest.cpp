@@ -24,16 +24,6 @@ TEST(Random, HasTheNumbersOfTheCLibraryInASequenceOfItsOwn) {
     EXPECT_EQ(copy.Draw(), next) << "a copy goes on by itself";
 }
 
-TEST(Random, IsTheProcessesWithoutASeed) {
-    std::srand(9);
-    int const first = std::rand();
-    int const second = std::rand();
-    std::srand(9);
-    EXPECT_EQ(Ogl::Random().Draw(), static_cast<std::uint32_t>(first));
-    Ogl::Random(4).Draw();  // takes none of them
-    EXPECT_EQ(Ogl::Random().Draw(), static_cast<std::uint32_t>(second));
-}
-
 TEST(Random, EachPlaceInAJobHasASeedOfItsOwn) {
     for (std::uint32_t const job : {0U, 1U, 4294967295U}) {
         EXPECT_EQ(Ogl::SeedOfEffect(job, 0, 0), job);
