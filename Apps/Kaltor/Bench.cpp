@@ -5,9 +5,9 @@
 
 #include "Apps/Kaltor/BenchReport.h"
 #include "Apps/Kaltor/Console.h"
-#include "Apps/Kaltor/JsonFile.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Edit/Json.h"
 #include "Core/Interfaces/Exception.h"
 #include "Measure/EffectRun.h"
 #include "Media/PartialFile.h"
@@ -79,7 +79,7 @@ int Bench(Options const& options) {
         entries = catalog.GetEntries();
     }
     std::vector<Size> const sizes = ParseSizes(options.sizes);
-    ordered_json const old = options.compare.empty() ? ordered_json() : ReadJson(options.compare);
+    ordered_json const old = options.compare.empty() ? ordered_json() : Edit::ReadJson(options.compare);
     if (!options.json.empty() && options.json != "-") {
         Media::PartialFile const canBeWritten(options.json, true);  // before minutes are spent
     }

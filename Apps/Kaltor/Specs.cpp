@@ -9,8 +9,9 @@
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
-#include "Apps/Kaltor/JsonFile.h"
 #include "Core/ParseNumber.h"
+#include "Edit/Json.h"
+#include "Edit/Time.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -81,7 +82,7 @@ std::string ToText(nlohmann::ordered_json const& value) {
 std::vector<Assignment> ReadSettings(std::string const& path) {
     nlohmann::ordered_json fields;
     try {
-        fields = ReadJson(path);
+        fields = Edit::ReadJson(path);
     } catch (std::runtime_error const& error) {
         throw UsageError(error.what());
     }
@@ -134,27 +135,8 @@ Size ParseSize(std::string_view text) {
 }
 
 Rate ParseRate(std::string_view text) {
-    constexpr double kMost = 1000.0;
-    std::size_t const slash = text.find('/');
-    if (slash != std::string_view::npos) {
-        std::optional<int> const numerator = ParseNumber<int>(text.substr(0, slash));
-        std::optional<int> const denominator = ParseNumber<int>(text.substr(slash + 1));
-        if (numerator && denominator && *numerator > 0 && *denominator > 0 &&
-            *numerator <= kMost * static_cast<double>(*denominator)) {
-            return {*numerator, *denominator};
-        }
-    } else if (std::optional<double> const rate = ParsePlainDecimal(text); rate && *rate > 0.0 && *rate <= kMost) {
-        // 23.976, 29.97, 59.94 and 119.88 are ways to write 24000/1001 and so on.
-        double const whole = std::ceil(*rate);
-        if (whole != *rate && std::abs(whole * 1000.0 / 1001.0 - *rate) < 0.005) {
-            return {static_cast<int>(whole) * 1000, 1001};
-        }
-        if (*rate * 1000.0 >= 1.0) {
-            return {static_cast<int>(std::lround(*rate * 1000.0)), 1000};
-        }
-    }
-    throw UsageError(fmt::format(
-        "\"{}\" is not a frame rate: it takes frames per second up to 1000, such as 25, 29.97 or 30000/1001", text));
+    AVRational const rate = Edit::ParseFrameRate(text);
+    return {rate.num, rate.den};
 }
 
 std::vector<Assignment> ParseAssignments(std::string_view text) {

@@ -2,6 +2,7 @@
 #include <csignal>
 #include <exception>
 #include <new>
+#include <stdexcept>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -125,6 +126,9 @@ int main(int count, char** words) {
         return Cli::Run(count, words);
     } catch (Cli::UsageError const& error) {
         Cli::WriteError(error.what());
+        return Cli::kUsedWrongly;
+    } catch (std::invalid_argument const& error) {
+        Cli::WriteError(Core::Describe(error));
         return Cli::kUsedWrongly;
     } catch (std::bad_alloc const&) {
         Cli::WriteError("there is not enough memory");

@@ -14,8 +14,8 @@
 #include <gmock/gmock.h>
 
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
-#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
-#include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
+#include "Proc/Effects/Shared/EffectWrapper.h"
+#include "Proc/Effects/Shared/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Tests/Support/Caught.h"
 #include "Tests/Support/FrameTools.h"

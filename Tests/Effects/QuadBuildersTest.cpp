@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 
 namespace Kaltor::Tests {
 namespace {

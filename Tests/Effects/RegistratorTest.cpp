@@ -14,7 +14,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Tests/Support/GlFixture.h"
 

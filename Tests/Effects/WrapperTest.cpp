@@ -10,9 +10,9 @@
 
 #include <gmock/gmock.h>
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
-#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
-#include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
+#include "Proc/Effects/Shared/Algorithms.h"
+#include "Proc/Effects/Shared/EffectWrapper.h"
+#include "Proc/Effects/Shared/TransitionWrapper.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"

@@ -1,6 +1,6 @@
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 
 namespace Kaltor::Ogl {
 

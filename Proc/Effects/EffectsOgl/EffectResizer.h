@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Ogl {

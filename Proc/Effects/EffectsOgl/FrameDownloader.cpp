@@ -3,7 +3,7 @@
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Data/DataVideoFF.h"
-#include "Proc/Effects/EffectsOgl/FrameService.h"
+#include "Proc/Effects/Shared/FrameService.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Interfaces/SourceLocations.h"
 #include "Proc/Settings/SettingsServices.h"

@@ -5,7 +5,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/OglManager.h"
-#include "Proc/Effects/EffectsOgl/FrameService.h"
+#include "Proc/Effects/Shared/FrameService.h"
 #include "Proc/Interfaces/SourceLocations.h"
 #include "Proc/Settings/SettingsServices.h"
 

@@ -8,8 +8,8 @@
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/GlState.h"
 #include "Ogl/IOglTask.h"
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Algorithms.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Ogl {

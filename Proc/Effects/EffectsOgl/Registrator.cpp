@@ -1,13 +1,13 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
-#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
+#include "Proc/Effects/Shared/Algorithms.h"
+#include "Proc/Effects/Shared/EffectWrapper.h"
 #include "Proc/Effects/EffectsOgl/FrameDownloader.h"
 #include "Proc/Effects/EffectsOgl/FrameUploader.h"
 #include "Proc/Effects/EffectsOgl/ImageBlender.h"
 #include "Proc/Effects/EffectsOgl/Resize.h"
-#include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
+#include "Proc/Effects/Shared/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Proc/Settings/Roster.h"
 

@@ -6,7 +6,7 @@
 
 #include "Conf/IPreset.h"
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
-#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
+#include "Proc/Effects/Shared/EffectWrapper.h"
 #include "Proc/Settings/IResize.h"
 #include "Proc/Settings/SettingsServices.h"
 

@@ -2,7 +2,7 @@
 
 #include <glm/common.hpp>
 
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 
 namespace Kaltor::Ogl {
 namespace {

@@ -6,7 +6,7 @@
 #include <glm/vec2.hpp>
 
 #include "Conf/FrameInfo.h"
-#include "Proc/Effects/EffectsOgl/Aspect.h"
+#include "Proc/Effects/Shared/Aspect.h"
 
 namespace Kaltor::Ogl {
 

@@ -9,10 +9,10 @@
 
 #include <glm/vec4.hpp>
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Effects/EffectsOgl/Effects/AmountCells.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Premultiplied.h"
+#include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Premultiplied.h"
 
 namespace Kaltor::Ogl {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Proc/Effects/EffectsOgl/Aspect.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/Aspect.h"
+#include "Proc/Effects/Shared/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {

@@ -4,9 +4,9 @@
 // and white. (P. G. Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is
 // kept.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {

@@ -14,8 +14,8 @@
 
 #include "Ogl/OglManager.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {

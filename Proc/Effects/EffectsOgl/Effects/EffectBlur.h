@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {

@@ -10,10 +10,10 @@
 
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
-#include "Proc/Effects/EffectsOgl/Aspect.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Aspect.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {

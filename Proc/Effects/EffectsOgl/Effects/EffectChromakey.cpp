@@ -12,8 +12,8 @@
 #include <glm/geometric.hpp>
 #include <glm/vec3.hpp>
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

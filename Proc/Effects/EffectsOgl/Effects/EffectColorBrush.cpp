@@ -1,9 +1,9 @@
 // A drawing of the picture's edges is painted in by brush strokes: at 0 the drawing, at 1 exactly the picture. The
 // drawing is `EffectFindEdges`, the brush `TransitionWaterbrush`, whose cache this effect uses.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectFindEdges.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/TransitionWaterbrush.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 

@@ -1,7 +1,7 @@
 // Bends each channel along a sine that darkens all below 1/2 to black, mixed in by `strength`. Alpha is kept.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

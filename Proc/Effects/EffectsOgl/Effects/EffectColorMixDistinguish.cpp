@@ -1,7 +1,7 @@
 // Keeps the channels that are near a colour's, a tenth brighter, and lets the others fall off to grey. Alpha is kept.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

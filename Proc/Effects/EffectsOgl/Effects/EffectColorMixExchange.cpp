@@ -1,7 +1,7 @@
 // Inverts each channel by its own amount. Alpha is kept.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

@@ -1,7 +1,7 @@
 // Fills what is brighter than a threshold with shades of one colour. Alpha is kept.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

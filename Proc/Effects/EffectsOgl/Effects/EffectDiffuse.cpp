@@ -10,9 +10,9 @@
 #include <fmt/format.h>
 
 #include "Ogl/Noise.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {

@@ -23,9 +23,9 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/OglManager.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {

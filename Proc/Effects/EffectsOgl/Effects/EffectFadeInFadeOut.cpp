@@ -3,8 +3,8 @@
 #include "Proc/Effects/EffectsOgl/Effects/EffectFadeInFadeOut.h"
 
 #include "Ogl/GlState.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 
 namespace Kaltor::Ogl {
 

@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "Ogl/TexturePool.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Premultiplied.h"
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Premultiplied.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {

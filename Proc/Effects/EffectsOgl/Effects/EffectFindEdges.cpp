@@ -15,8 +15,8 @@
 
 #include <fmt/format.h>
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {

@@ -1,8 +1,8 @@
 // Mirrors the picture left to right, top to bottom or both: the source is drawn, in its own format, through a quad with
 // its corners swapped.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {

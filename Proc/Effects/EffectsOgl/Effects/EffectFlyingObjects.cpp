@@ -15,12 +15,12 @@
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
 #include "Ogl/TexturePool.h"
-#include "Proc/Effects/EffectsOgl/Aspect.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Aspect.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FlyingShapes.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
 namespace Kaltor::Ogl {

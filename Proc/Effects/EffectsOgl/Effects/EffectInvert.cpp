@@ -1,8 +1,8 @@
 // Turns each colour into its complement by fixed-function blending over white. Alpha is kept.
 
 #include "Ogl/GlState.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

@@ -23,11 +23,11 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/TexturePool.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {

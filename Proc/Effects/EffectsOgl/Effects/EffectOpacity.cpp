@@ -1,8 +1,8 @@
 // Multiplies alpha by `opacity` by fixed-function blending; the output always has alpha.
 
 #include "Ogl/GlState.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

@@ -10,7 +10,7 @@
 #include <glm/common.hpp>
 
 #include "Proc/Effects/EffectsOgl/Effects/View.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {

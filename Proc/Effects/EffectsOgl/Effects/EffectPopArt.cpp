@@ -2,8 +2,8 @@
 // reduced to a few levels of one hue, and dark parts get their own ink. Alpha is kept.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

@@ -1,8 +1,8 @@
 // Scales each colour, keeping its hue, so that its luminance falls on one of a few levels. Alpha is kept. For black
 // this is 0/0, and the GL's result is shown.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 
 namespace Kaltor::Ogl {

@@ -2,7 +2,7 @@
 // there is a background, which may be translucent.
 
 #include "Proc/Effects/EffectsOgl/Effects/View.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
 namespace Kaltor::Ogl {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "Ogl/Noise.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/Pass.h"
 
 namespace Kaltor::Ogl {
 

@@ -11,7 +11,7 @@
 #include "Ogl/Frame.h"
 #include "Ogl/Mesh.h"
 #include "Ogl/ShaderStorage.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/EffectsOgl/Transitions/FlatDepth.h"
 
 namespace Kaltor::Ogl {

@@ -1,6 +1,6 @@
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 
 namespace Kaltor::Ogl {
 namespace {

@@ -6,9 +6,9 @@
 #include "Ogl/Mesh.h"
 #include "Ogl/ShaderStorage.h"
 #include "Ogl/TexturePool.h"
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/Premultiplied.h"
+#include "Proc/Effects/Shared/Algorithms.h"
+#include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Premultiplied.h"
 
 namespace Kaltor::Ogl {
 

@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "Core/Interfaces/Exception.h"
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 
 namespace Kaltor::Ogl {
 namespace {

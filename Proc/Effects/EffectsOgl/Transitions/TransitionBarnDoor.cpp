@@ -4,9 +4,9 @@
 
 #include <vector>
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Progress.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Progress.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {

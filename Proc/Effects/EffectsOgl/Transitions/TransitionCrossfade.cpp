@@ -1,8 +1,8 @@
 // Dissolves the outgoing picture into the incoming one:
 // out = (1 - progress) * first + progress * second, channel by channel, alpha included.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {

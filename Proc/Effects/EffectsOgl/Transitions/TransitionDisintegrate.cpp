@@ -1,7 +1,7 @@
 // The outgoing picture falls apart into tiles that fly off from the centre and shrink, in front of the incoming one.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 

@@ -2,7 +2,7 @@
 // the output has it, else through black.
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectFadeInFadeOut.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
 namespace Kaltor::Ogl {

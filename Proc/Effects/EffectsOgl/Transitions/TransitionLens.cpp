@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/GrowingDisc.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 

@@ -11,10 +11,10 @@
 #include <numbers>
 #include <vector>
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Progress.h"
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Progress.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 

@@ -2,10 +2,10 @@
 // curve, lit from the front, with a pale copy of the picture on its back under a light of its own. In the tilted type
 // both pictures shrink and tilt on the way.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 #include "Proc/Effects/EffectsOgl/Transitions/PageCurl.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 

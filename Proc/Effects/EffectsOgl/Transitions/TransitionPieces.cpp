@@ -2,8 +2,8 @@
 // it fades in over the outgoing one.
 
 #include "Ogl/GlState.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 

@@ -1,7 +1,7 @@
 // The incoming picture pushes the outgoing one off the screen: both keep their size and lie edge to edge.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/PictureQuad.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 

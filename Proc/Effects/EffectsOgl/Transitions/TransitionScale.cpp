@@ -1,7 +1,7 @@
 // The incoming picture grows from the centre over the outgoing one, or the outgoing one shrinks into the centre.
 
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/PictureQuad.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 

@@ -4,8 +4,8 @@
 #include "Proc/Effects/EffectsOgl/Transitions/TransitionShatter.h"
 
 #include "Ogl/GlState.h"
-#include "Proc/Effects/EffectsOgl/Blend.h"
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Blend.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 
 namespace Kaltor::Ogl {
 

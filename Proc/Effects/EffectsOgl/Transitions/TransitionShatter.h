@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "Ogl/Random.h"
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 

@@ -1,8 +1,8 @@
 // A band grows from the middle line, where it still shows the outgoing picture, and fades towards the incoming one at
 // its rims. In the second half the incoming picture closes in from the edges to the line.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {

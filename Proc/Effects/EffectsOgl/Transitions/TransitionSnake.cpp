@@ -1,8 +1,8 @@
 // The incoming picture runs along horizontal bands, from the lowest up, to and fro, with a soft front. Rows are snapped
 // to their lower edges, so that each shows the mean of itself and the one below.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Pass.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {

@@ -1,7 +1,7 @@
 // The incoming picture opens as a growing disc. Around it the outgoing one is twisted, most at the disc's rim and more
 // as the disc grows.
 
-#include "Proc/Effects/EffectsOgl/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/EffectsOgl/Transitions/GrowingDisc.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 

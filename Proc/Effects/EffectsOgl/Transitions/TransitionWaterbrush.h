@@ -4,7 +4,7 @@
 #include <glm/vec2.hpp>
 
 #include "Ogl/Texture.h"
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
 namespace Kaltor::Ogl {

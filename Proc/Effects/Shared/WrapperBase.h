@@ -9,7 +9,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Core/Interfaces/Statistics.h"
 #include "Ogl/TaskTimer.h"
-#include "Proc/Effects/EffectsOgl/OglCache.h"
+#include "Proc/Effects/Shared/OglCache.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 #include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/SettingsServices.h"

@@ -1,8 +1,9 @@
-#include "Apps/Kaltor/Catalog.h"
+#include "Host/Catalog.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <stdexcept>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -10,11 +11,35 @@
 #include "Core/Interfaces/Exception.h"
 #include "Host/Plugin.h"
 
-namespace Kaltor::Cli {
+namespace Kaltor::Host {
 namespace {
 
 constexpr std::string_view kEffectPrefix = "Effect";
 constexpr std::string_view kTransitionPrefix = "Transition";
+/// Names that people know from other programs.
+struct Alias {
+    std::string_view name;
+    std::string_view className;
+};
+constexpr std::array kAliases{
+    Alias{"fade", "TransitionCrossfade"},
+    Alias{"dissolve", "TransitionCrossfade"},
+    Alias{"cross-dissolve", "TransitionCrossfade"},
+    Alias{"fade-through-black", "TransitionFadeInFadeOut"},
+    Alias{"dip-to-black", "TransitionFadeInFadeOut"},
+    Alias{"page-curl", "TransitionPageturn"},
+    Alias{"page-turn", "TransitionPageturn"},
+    Alias{"blur", "EffectBlurGaussian"},
+    Alias{"gaussian-blur", "EffectBlurGaussian"},
+    Alias{"tilt-shift", "EffectTiltShiftQEL"},
+    Alias{"green-screen", "EffectChromakey"},
+    Alias{"chroma-key", "EffectChromakey"},
+    Alias{"negate", "EffectInvert"},
+    Alias{"ken-burns", "EffectPanAndZoom"},
+    Alias{"picture-in-picture", "EffectSubFrame"},
+    Alias{"noise", "EffectAddNoize"},
+};
+
 /// Takes a base and any number of overlays: a service, although it is named as an effect.
 constexpr std::string_view kBlender = "EffectImageBlender";
 
@@ -34,7 +59,7 @@ std::string_view WithoutPrefix(std::string_view name) {
     return name;
 }
 
-Kind KindOf(Host::RegisteredEffect const& effect) {
+Kind KindOf(RegisteredEffect const& effect) {
     bool const isEffect = effect.inputs == 1 && WithoutPrefix(effect.classId) != effect.classId;
     if (isEffect && effect.classId != kBlender) {
         return Kind::Effect;
@@ -50,8 +75,8 @@ char const* GetName(Kind kind) {
     return kNames[static_cast<std::size_t>(kind)];
 }
 
-Catalog::Catalog(std::vector<Host::RegisteredEffect> const& registered) {
-    for (Host::RegisteredEffect const& effect : registered) {
+Catalog::Catalog(std::vector<RegisteredEffect> const& registered) {
+    for (RegisteredEffect const& effect : registered) {
         if (effect.implName == Proc::ImplNames::OGL) {
             entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender});
         }
@@ -59,7 +84,7 @@ Catalog::Catalog(std::vector<Host::RegisteredEffect> const& registered) {
 }
 
 Catalog Catalog::Load() {
-    std::unique_ptr<Host::EffectRegistry> registry = Host::MakeRegistry();
+    std::unique_ptr<EffectRegistry> registry = MakeRegistry();
     Catalog catalog(registry->List());
     catalog.factory = registry->GetFactory();
     catalog.registry = std::move(registry);
@@ -72,11 +97,17 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     std::string const wanted = Lower(name);
     std::vector<CatalogEntry const*> found;
     CatalogEntry const* refused = nullptr;
+    CatalogEntry const* own = nullptr;
+    auto const isAlias = [&wanted](CatalogEntry const& entry) {
+        return std::any_of(kAliases.begin(), kAliases.end(),
+                           [&](Alias const& alias) { return alias.name == wanted && alias.className == entry.name; });
+    };
     std::vector<std::string> names;
     std::vector<std::string> shortNames;
     for (CatalogEntry const& entry : entries) {
         bool const isFull = Lower(entry.name) == wanted;
-        bool const isMatch = isFull || Lower(WithoutPrefix(entry.name)) == wanted;
+        bool const isOwn = isFull || Lower(WithoutPrefix(entry.name)) == wanted;
+        bool const isMatch = isOwn || isAlias(entry);
         if (!accepts(entry)) {
             refused = isMatch ? &entry : refused;
             continue;
@@ -86,6 +117,7 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
         }
         if (isMatch) {
             found.push_back(&entry);
+            own = isOwn ? &entry : own;
         }
         names.push_back(entry.name);
         shortNames.emplace_back(WithoutPrefix(entry.name));
@@ -93,16 +125,21 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     if (found.size() > 1 && inputs > 0) {
         std::erase_if(found, [&](CatalogEntry const* entry) { return entry->isTwoInput != (inputs > 1); });
     }
+    if (found.size() > 1 && own != nullptr && !isAlias(*own)) {
+        // A class's own name comes before what is usual elsewhere: there is a transition Blur, too.
+        std::erase_if(found, [&](CatalogEntry const* entry) { return isAlias(*entry); });
+    }
     if (found.size() == 1) {
         return *found.front();
     }
     if (found.size() > 1) {
-        throw UsageError(
-            fmt::format("\"{}\" may be {} or {}: give the whole name", name, found[0]->name, found[1]->name));
+        Core::Throw(std::invalid_argument(
+            fmt::format("\"{}\" may be {} or {}: give the whole name", name, found[0]->name, found[1]->name)));
     }
     if (refused != nullptr) {
         char const* const article = refused->kind == Kind::Effect ? "an" : "a";
-        throw UsageError(fmt::format("{} is {} {}, no {}", refused->name, article, GetName(refused->kind), what));
+        Core::Throw(std::invalid_argument(
+            fmt::format("{} is {} {}, no {}", refused->name, article, GetName(refused->kind), what)));
     }
 
     std::string nearest = Proc::FindNearest(name, names);
@@ -114,7 +151,7 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     }
     std::string const hint =
         nearest.empty() ? "\"kaltor list\" shows what there is" : fmt::format("did you mean {}?", nearest);
-    throw UsageError(fmt::format("there is no {} \"{}\"; {}", what, name, hint));
+    Core::Throw(std::invalid_argument(fmt::format("there is no {} \"{}\"; {}", what, name, hint)));
 }
 
 CatalogEntry const& Catalog::Find(std::string const& name, std::size_t inputs) const {
@@ -132,17 +169,14 @@ CatalogEntry const& Catalog::FindEffect(std::string const& name) const {
         name, [](CatalogEntry const& entry) { return entry.kind == Kind::Effect; }, "effect");
 }
 
-std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name, std::vector<Assignment> const& values) {
+std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name,
+                                             std::vector<std::pair<std::string, std::string>> const& values) {
     std::unique_ptr<Proc::Settings> settings = Proc::MakeSettings(name);
     if (!settings) {
         throw std::logic_error(fmt::format("{} is registered but has no settings class", name));
     }
     for (auto const& [field, value] : values) {
-        try {
-            settings->Set(field, value);
-        } catch (std::invalid_argument const& error) {
-            throw UsageError(error.what());
-        }
+        settings->Set(field, value);
     }
     return settings;
 }
@@ -155,12 +189,8 @@ boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEn
     } else {
         effect = catalog.GetFactory()->CreateOneInputEffect(entry.name, Proc::ImplNames::OGL);
     }
-    try {
-        effect->SetSettings(settings);
-    } catch (std::invalid_argument const& error) {
-        throw UsageError(Core::Describe(error));
-    }
+    effect->SetSettings(settings);
     return effect;
 }
 
-}  // namespace Kaltor::Cli
+}  // namespace Kaltor::Host

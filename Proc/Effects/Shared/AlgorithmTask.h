@@ -6,7 +6,7 @@
 
 #include <boost/shared_ptr.hpp>
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 
 namespace Kaltor::Proc {
 

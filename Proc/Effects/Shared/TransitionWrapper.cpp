@@ -1,8 +1,8 @@
-#include "Proc/Effects/EffectsOgl/TransitionWrapper.h"
+#include "Proc/Effects/Shared/TransitionWrapper.h"
 
 #include <stdexcept>
 
-#include "Proc/Effects/EffectsOgl/AlgorithmTask.h"
+#include "Proc/Effects/Shared/AlgorithmTask.h"
 #include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Proc {

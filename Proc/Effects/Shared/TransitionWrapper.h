@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
-#include "Proc/Effects/EffectsOgl/WrapperBase.h"
+#include "Proc/Effects/Shared/Algorithms.h"
+#include "Proc/Effects/Shared/WrapperBase.h"
 
 namespace Kaltor::Proc {
 

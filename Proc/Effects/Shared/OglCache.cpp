@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsOgl/OglCache.h"
+#include "Proc/Effects/Shared/OglCache.h"
 
 #include <stdexcept>
 #include <utility>

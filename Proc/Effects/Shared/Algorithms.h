@@ -8,7 +8,7 @@
 #include "Conf/IFormatCodecVideo.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/ShaderStorage.h"
-#include "Proc/Effects/EffectsOgl/OglCache.h"
+#include "Proc/Effects/Shared/OglCache.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Ogl {

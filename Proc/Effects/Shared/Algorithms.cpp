@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsOgl/Algorithms.h"
+#include "Proc/Effects/Shared/Algorithms.h"
 
 namespace Kaltor::Ogl {
 

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsOgl/QuadBuilders.h"
+#include "Proc/Effects/Shared/QuadBuilders.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "Apps/Kaltor/JsonFile.h"
+#include "Edit/Json.h"
 
 #include <fstream>
 #include <stdexcept>
@@ -6,11 +6,10 @@
 
 #include <fmt/format.h>
 
-namespace Kaltor::Cli {
+namespace Kaltor::Edit {
 namespace {
 
-using nlohmann::ordered_json;
-
+constexpr std::size_t kPiece = 65'536;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20U;
 /// What walks a document calls itself for each level.
 constexpr std::size_t kMostLevels = 64;
@@ -24,12 +23,15 @@ constexpr std::size_t kMostMembers = 10'000;
 /// The whole file. Devices and pipes may have no end.
 std::string ReadLimited(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string text(kMostBytes + 1, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    std::string text;
+    std::vector<char> piece(kPiece);
+    while (file && text.size() <= kMostBytes) {
+        file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    }
     if (!file.is_open() || file.bad()) {
         Fail(path, "cannot be read");
     }
-    text.resize(static_cast<std::size_t>(file.gcount()));
     if (text.size() > kMostBytes) {
         Fail(path, fmt::format("is larger than {} MiB, too large for JSON here", kMostBytes >> 20U));
     }
@@ -38,20 +40,23 @@ std::string ReadLimited(std::string const& path) {
 
 }  // namespace
 
-ordered_json ReadJson(std::string const& path) {
-    std::string const text = ReadLimited(path);
+Json ReadJson(std::string const& path, bool allowComments) {
+    return ParseJson(ReadLimited(path), path, allowComments);
+}
+
+Json ParseJson(std::string const& text, std::string const& path, bool allowComments) {
     std::vector<std::size_t> members;  // of the objects around the present place
-    auto const check = [&](int depth, ordered_json::parse_event_t event, ordered_json const&) {
+    auto const check = [&](int depth, Json::parse_event_t event, Json const&) {
         switch (event) {
-            case ordered_json::parse_event_t::object_start:
-            case ordered_json::parse_event_t::array_start:
+            case Json::parse_event_t::object_start:
+            case Json::parse_event_t::array_start:
                 if (static_cast<std::size_t>(depth) >= kMostLevels) {
                     Fail(path, fmt::format("has more than {} levels of brackets", kMostLevels));
                 }
                 members.resize(static_cast<std::size_t>(depth) + 1);
                 members.back() = 0;
                 break;
-            case ordered_json::parse_event_t::key:
+            case Json::parse_event_t::key:
                 if (++members[static_cast<std::size_t>(depth) - 1] > kMostMembers) {
                     Fail(path, fmt::format("has an object with more than {} members", kMostMembers));
                 }
@@ -62,10 +67,10 @@ ordered_json ReadJson(std::string const& path) {
         return true;
     };
     try {
-        return ordered_json::parse(text, check);
-    } catch (ordered_json::parse_error const& error) {
+        return Json::parse(text, check, true, allowComments);
+    } catch (Json::parse_error const& error) {
         Fail(path, fmt::format("is no JSON: there is something wrong near byte {}", error.byte));
     }
 }
 
-}  // namespace Kaltor::Cli
+}  // namespace Kaltor::Edit

@@ -1,8 +1,8 @@
-#include "Proc/Effects/EffectsOgl/EffectWrapper.h"
+#include "Proc/Effects/Shared/EffectWrapper.h"
 
 #include <memory>
 
-#include "Proc/Effects/EffectsOgl/AlgorithmTask.h"
+#include "Proc/Effects/Shared/AlgorithmTask.h"
 #include "Proc/Interfaces/SourceLocations.h"
 
 namespace Kaltor::Proc {

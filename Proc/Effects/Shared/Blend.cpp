@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsOgl/Blend.h"
+#include "Proc/Effects/Shared/Blend.h"
 
 #include "Ogl/GlState.h"
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "Edit/Document.h"
+#include "Edit/Json.h"
+#include "Host/Catalog.h"
+
+namespace Kaltor::Edit {
+
+/// Reads a document. Classes are looked up in the catalogue. Throws `std::invalid_argument` with one line: the place
+/// from the document's root, what is wrong there and what would be right ("clips/2/effects/0/scale: 3 is above 1").
+Document ReadDocument(Json const& json, Host::Catalog const& catalog);
+
+/// Reads a document's file (see `ReadJson`; comments are allowed). Paths in it are relative to its folder, and come
+/// back as the program can open them. Throws as above with the file's name before, and `std::runtime_error`.
+Document ReadDocumentFile(std::string const& path, Host::Catalog const& catalog);
+
+/// A colour as documents write it. Throws `std::invalid_argument`.
+Proc::Color ParseColor(std::string_view text);
+
+}  // namespace Kaltor::Edit

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "Edit/Document.h"
+#include "Edit/Json.h"
+
+namespace Kaltor::Edit {
+
+/// The document as JSON that `ReadDocument` reads as the same document. What has its default is left out.
+Json WriteDocument(Document const& document);
+
+/// The text of a document's file. Paths become relative to `folder` where they lie below it.
+std::string FormatDocument(Document const& document, std::string const& folder);
+
+}  // namespace Kaltor::Edit

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace Kaltor::Edit {
+
+using Json = nlohmann::ordered_json;
+
+/// A JSON document from a file, which nobody has to trust: 16 MiB, 64 levels and 10,000 members in one object at most,
+/// and the members keep their order. `//` and `/* */` comments are allowed where `allowComments`. Throws
+/// `std::runtime_error` with one line that begins with the file's name.
+Json ReadJson(std::string const& path, bool allowComments = false);
+/// The same of a text; `name` stands for the file.
+Json ParseJson(std::string const& text, std::string const& name, bool allowComments = false);
+
+}  // namespace Kaltor::Edit

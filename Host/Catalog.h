@@ -1,0 +1,66 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Host/EffectRegistry.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Host {
+
+enum class Kind : std::uint8_t { Effect, Transition, Service };
+/// "effect", "transition", "service".
+char const* GetName(Kind kind);
+
+/// One class that a user can name.
+struct CatalogEntry {
+    std::string name;  ///< the short name: the text of its settings' CLASS_ID
+    Kind kind;
+    bool isTwoInput;  ///< how it is registered
+    bool takesMore;   ///< any number of inputs from two up
+};
+
+/// Everything that the plug-in has registered, in order of registration, with the ways to name it.
+class Catalog {
+public:
+    /// `entries` as they would be registered; for the real ones see `Load`.
+    explicit Catalog(std::vector<RegisteredEffect> const& registered);
+
+    /// Loads the plug-in. Throws as `MakeRegistry`.
+    static Catalog Load();
+
+    std::vector<CatalogEntry> const& GetEntries() const { return entries; }
+    boost::intrusive_ptr<Proc::IEffectFactory const> const& GetFactory() const { return factory; }
+
+    /// By the whole name, by the name without its "Effect" or "Transition", or by a name that is usual elsewhere
+    /// ("dissolve"), in any case of letters. Throws `std::invalid_argument` where there is none (with the nearest one)
+    /// or more than one. Between an effect and a transition of one name the number of inputs decides, where it is
+    /// given.
+    CatalogEntry const& Find(std::string const& name, std::size_t inputs = 0) const;
+    /// The same among the transitions only.
+    CatalogEntry const& FindTransition(std::string const& name) const;
+    /// The same among what makes one picture of one picture.
+    CatalogEntry const& FindEffect(std::string const& name) const;
+
+private:
+    template <typename Accepts>
+    CatalogEntry const& FindAmong(std::string const& name, Accepts accepts, std::string const& what,
+                                  std::size_t inputs = 0) const;
+
+    std::unique_ptr<EffectRegistry> registry;
+    boost::intrusive_ptr<Proc::IEffectFactory const> factory;
+    std::vector<CatalogEntry> entries;
+};
+
+/// The settings of a class with these values set, the others at their defaults. Throws `std::invalid_argument` for
+/// unknown fields and values out of range.
+std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name,
+                                             std::vector<std::pair<std::string, std::string>> const& values);
+
+/// Makes the effect and gives it the settings. Throws `std::invalid_argument` where they are refused.
+boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,
+                                               Proc::Settings const& settings);
+
+}  // namespace Kaltor::Host
