@@ -1,11 +1,11 @@
-#include "Media/Pipeline.h"
+#include "Render/Pipeline.h"
 
 #include <chrono>
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaError.h"
 
-namespace Kaltor::Media {
+namespace Kaltor::Render {
 
 void Pipeline::StopAndJoin() {
     stop.Trip();
@@ -81,7 +81,7 @@ void Pipeline::Run(Callbacks const& callbacks) {
             changed.wait_for(lock, kCancelPoll);
             Deliver(callbacks, lock);
             if (running > 0 && callbacks.isCancelled()) {
-                Core::Throw(Cancelled());
+                Core::Throw(Media::Cancelled());
             }
         }
         Deliver(callbacks, lock);
@@ -94,4 +94,4 @@ void Pipeline::Run(Callbacks const& callbacks) {
     }
 }
 
-}  // namespace Kaltor::Media
+}  // namespace Kaltor::Render

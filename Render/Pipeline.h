@@ -11,7 +11,7 @@
 
 #include "Media/StopSignal.h"
 
-namespace Kaltor::Media {
+namespace Kaltor::Render {
 
 /// The threads of one render: starts them, hands what they report to the caller's thread, and ends them all with the
 /// first error.
@@ -22,7 +22,7 @@ public:
     Pipeline(Pipeline const&) = delete;
     Pipeline& operator=(Pipeline const&) = delete;
 
-    StopSignal& GetStop() { return stop; }
+    Media::StopSignal& GetStop() { return stop; }
 
     /// Runs `work` on a thread of its own. What it throws stops all others.
     void Start(std::function<void()> work);
@@ -51,7 +51,7 @@ private:
     void Join();
     void Deliver(Callbacks const& callbacks, std::unique_lock<std::mutex>& lock);
 
-    StopSignal stop;
+    Media::StopSignal stop;
     std::mutex mutex;
     std::condition_variable changed;
     std::exception_ptr firstError;
@@ -62,4 +62,4 @@ private:
     std::vector<std::thread> threads;
 };
 
-}  // namespace Kaltor::Media
+}  // namespace Kaltor::Render

@@ -1,19 +1,26 @@
-#include "Media/Render.h"
+#include "Render/Render.h"
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <stdexcept>
 
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
-#include "Media/Composer.h"
 #include "Media/MediaWriter.h"
 #include "Media/SoundMixer.h"
 #include "Ogl/DataVideoOGL.h"
+#include "Render/Composer.h"
 
-namespace Kaltor::Media {
+namespace Kaltor::Render {
 namespace {
+
+using Media::BoundedQueue;
+using Media::MediaError;
+using Media::MediaWriter;
+using Media::WarningFn;
+using Media::WriterOptions;
 
 /// Frames between two stages: one that is worked on at each side, one waiting.
 constexpr std::size_t kBetweenStages = 2;
@@ -24,15 +31,11 @@ constexpr std::size_t kLongestChunk = 8192;
 
 using SoundChunk = std::vector<std::vector<float>>;
 
-bool NeedsEffects(RenderJob const& job, Timeline const& timeline) {
-    bool needs = !job.effects.empty();
-    for (PlannedClip const& clip : timeline.clips) {
-        needs = needs || clip.fadeIn > 0 || NeedsSizing(clip.info.frame, timeline.target);
-    }
-    return needs;
+Edit::Plan MakePlan(RenderJob const& job, WarningFn const& warn) {
+    return Edit::MakePlan(job.document, {job.allowPlaylists, job.showsPlaces, job.cancel, warn});
 }
 
-void CheckSide(RenderJob const& job, Timeline const& timeline) {
+void CheckSide(RenderJob const& job, Edit::Plan const& plan) {
     if (!job.getMaximumSide) {
         return;
     }
@@ -44,26 +47,53 @@ void CheckSide(RenderJob const& job, Timeline const& timeline) {
                             frame.width, frame.height, side)));
         }
     };
-    check(job.size ? job.output : timeline.clips.front().path, timeline.target.frame);
-    for (PlannedClip const& clip : timeline.clips) {
-        check(clip.path, clip.info.frame);
+    check(job.document.output.size ? job.output : plan.clips.front().feed.path, plan.target.frame);
+    for (Edit::PlannedClip const& clip : plan.clips) {
+        check(clip.feed.path, clip.feed.info.frame);
+    }
+    for (Edit::PlannedOverlay const& overlay : plan.overlays) {
+        check(overlay.feed.path, overlay.feed.info.frame);
     }
 }
 
-WriterOptions MakeWriterOptions(RenderJob const& job, Timeline const& timeline, WarningFn const& warn) {
+/// The frames that are made: from the first up to the last, which is not among them.
+struct Piece {
+    std::int64_t first;
+    std::int64_t end;
+
+    std::int64_t Count() const { return end - first; }
+};
+
+Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
+    if (!job.range) {
+        return {0, plan.frames};
+    }
+    std::int64_t const first = plan.time.FrameAtSeconds(job.range->begin);
+    std::int64_t const end =
+        job.range->end ? std::min(plan.frames, plan.time.FrameAtSeconds(*job.range->end)) : plan.frames;
+    if (first < 0 || first >= end) {
+        Core::Throw(
+            std::invalid_argument(fmt::format("the range from {:.3g} s on has no frame: the video lasts {:.3g} s",
+                                              job.range->begin, plan.time.SecondsOf(plan.frames))));
+    }
+    return {first, end};
+}
+
+WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
     WriterOptions options;
     options.path = job.output;
     options.overwrite = job.overwrite;
-    options.video = timeline.target;
-    options.codec = job.codec;
-    options.crf = job.crf;
-    options.sound = timeline.sound;
+    options.video = plan.target;
+    options.codec = job.document.output.codec;
+    options.crf = job.document.output.crf;
+    options.sound = plan.sound;
     options.warn = warn;
     return options;
 }
 
-std::uint32_t SeedFromClock() {
-    return static_cast<std::uint32_t>(std::chrono::system_clock::now().time_since_epoch().count());
+std::uint32_t GetSeed(RenderJob const& job) {
+    auto const clock = [] { return std::chrono::system_clock::now().time_since_epoch().count(); };
+    return job.document.output.seed.value_or(static_cast<std::uint32_t>(clock()));
 }
 
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
@@ -101,11 +131,11 @@ public:
 
 private:
     void Compose(bool needsEffects) {
-        Composer composer(job, timeline, factory, pipeline, needsEffects, job.seed.value_or(SeedFromClock()));
-        for (std::int64_t i = 0; i < timeline.frames; ++i) {
+        Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first);
+        for (std::int64_t i = 0; i < piece.Count(); ++i) {
             Composed item = composer.Next();
-            bool const isThere = item.picture || item.frame;
-            if (!isThere || !(needsEffects ? composed.Push(std::move(item)) : finished.Push(std::move(item.picture)))) {
+            if (item.IsEmpty() ||
+                !(needsEffects ? composed.Push(std::move(item)) : finished.Push(std::move(item.picture)))) {
                 return;
             }
         }
@@ -126,7 +156,7 @@ private:
     }
 
     void Download() {
-        Downloader downloader(factory, timeline.target);
+        Downloader downloader(factory, plan.target);
         while (std::optional<Composed> item = drawn.Pop()) {
             if (item->frame) {
                 item->picture = downloader.Process(std::move(item->frame));
@@ -142,14 +172,14 @@ private:
     /// Samples that sound with a picture.
     std::size_t CountSamples(std::int64_t frame) const {
         int const rate = writer.GetSound()->sampleRate;
-        return static_cast<std::size_t>(timeline.SampleOf(frame + 1, rate) - timeline.SampleOf(frame, rate));
+        return static_cast<std::size_t>(plan.time.SampleOf(frame + 1, rate) - plan.time.SampleOf(frame, rate));
     }
 
     /// Those of each picture, in chunks: a picture may stand for hours.
     void MixSound() {
         SoundMixer mixer(timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
                          {job.allowPlaylists, pipeline.GetStop().GetFlag()});
-        for (std::int64_t i = 0; i < timeline.frames; ++i) {
+        for (std::int64_t i = piece.first; i < piece.end; ++i) {
             for (std::size_t left = CountSamples(i); left > 0;) {
                 std::size_t const count = std::min(left, kLongestChunk);
                 if (!sound.Push(mixer.Read(count))) {
@@ -165,12 +195,12 @@ private:
         std::int64_t done = 0;
         while (std::optional<Proc::AvFramePtr> const picture = finished.Pop()) {
             writer.WritePicture(**picture);
-            if (writer.GetSound() && !WriteSound(CountSamples(done))) {
+            if (writer.GetSound() && !WriteSound(CountSamples(piece.first + done))) {
                 return;
             }
             pipeline.ReportProgress(++done);
         }
-        if (done == timeline.frames && !pipeline.GetStop().IsTripped()) {
+        if (done == piece.Count() && !pipeline.GetStop().IsTripped()) {
             writer.Close();
         }
     }
@@ -193,7 +223,8 @@ private:
     }
 
     RenderJob const& job;
-    Timeline const& timeline;
+    Edit::Plan const& plan;
+    Piece piece;
     FactoryPtr factory;
     MediaWriter& writer;
     Pipeline& pipeline;
@@ -212,27 +243,58 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             job.onWarning(message);
         }
     };
-    Timeline const timeline = Plan(job, warn);
-    bool const needsEffects = NeedsEffects(job, timeline);
+    Edit::Plan const plan = MakePlan(job, warn);
+    Piece const piece = FindPiece(job, plan);
+    bool const needsEffects = NeedsDrawing(plan);
     if (needsEffects) {
-        CheckSide(job, timeline);
+        CheckSide(job, plan);
     }
-    MediaWriter writer(MakeWriterOptions(job, timeline, warn));
-    if (timeline.sound && !writer.GetSound()) {
+    MediaWriter writer(MakeWriterOptions(job, plan, warn));
+    if (plan.sound && !writer.GetSound()) {
         warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
     }
     Pipeline pipeline;
-    Stages stages(job, timeline, factory, writer, pipeline);
+    Stages stages(job, plan, piece, factory, writer, pipeline);
     stages.Start(needsEffects);
     pipeline.Run({[&](std::int64_t done) {
                       if (job.onProgress) {
-                          job.onProgress(done, timeline.frames);
+                          job.onProgress(done, piece.Count());
                       }
                   },
                   warn, [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
     writer.Finish();
-    return {timeline.frames,   timeline.target.frameRate,     timeline.target.frame,
+    return {piece.Count(),     plan.target.frameRate,         plan.target.frame,
             writer.GetCodec(), writer.GetSound().has_value(), stages.GetProcessedFrames()};
 }
 
-}  // namespace Kaltor::Media
+Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {
+    WarningFn const warn = job.onWarning ? job.onWarning : [](std::string const&) {};
+    Edit::Plan const plan = MakePlan(job, warn);
+    // The frame that shows then, not the nearest one.
+    constexpr double kRounding = 1e-6;
+    auto const number = static_cast<std::int64_t>(std::floor((seconds + kRounding) * av_q2d(plan.time.frameRate)));
+    if (number < 0 || number >= plan.frames) {
+        Core::Throw(std::invalid_argument(fmt::format("there is no frame at {:.3g} s: the video lasts {:.3g} s",
+                                                      seconds, plan.time.SecondsOf(plan.frames))));
+    }
+    bool const draws = NeedsDrawing(plan);
+    if (draws) {
+        CheckSide(job, plan);
+    }
+    Proc::AvFramePtr picture;
+    Pipeline pipeline;
+    pipeline.Start([&] {
+        Composer composer(plan, factory, pipeline, draws, GetSeed(job), number);
+        Composed composed = composer.Next();
+        if (composed.frame) {
+            picture = Downloader(factory, plan.target).Process(std::move(composed.frame));
+        } else {
+            picture = std::move(composed.picture);
+        }
+    });
+    pipeline.Run({[](std::int64_t) {}, warn,
+                  [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
+    return picture;
+}
+
+}  // namespace Kaltor::Render

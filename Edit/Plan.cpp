@@ -1,0 +1,617 @@
+#include "Edit/Plan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Edit/FieldCurve.h"
+#include "Edit/Prober.h"
+
+namespace Kaltor::Edit {
+namespace {
+
+using Media::MediaError;
+using Media::MediaInfo;
+using Media::Microseconds;
+
+constexpr AVRational kDefaultRate{30, 1};
+constexpr double kStillSeconds = 3.0;
+
+double Seconds(Microseconds time) {
+    return std::chrono::duration<double>(time).count();
+}
+
+Microseconds ToMicroseconds(double seconds) {
+    constexpr double kPerSecond = 1e6;
+    return Microseconds(std::llround(seconds * kPerSecond));
+}
+
+/// A time within a span: negative ones count from its end.
+double ResolveIn(Time const& time, AVRational frameRate, double span) {
+    double const value = time.Resolve(frameRate, span);
+    return value < 0.0 ? span + value : value;
+}
+
+/// Makes a plan of one document.
+class Planner {
+public:
+    Planner(Document const& wholeDocument, PlanOptions const& planOptions)
+        : document(wholeDocument), options(planOptions), prober({planOptions.allowPlaylists, planOptions.cancel}) {}
+
+    Plan Make() {
+        CheckDocument();
+        ProbeFiles();
+        ChooseTarget();
+        PlaceClips();
+        PlaceEdges();
+        for (std::size_t i = 0; i < document.effects.size(); ++i) {
+            AddEffect(plan.effects, document.effects[i], 0, plan.frames, fmt::format("effects/{}", i));
+        }
+        for (std::size_t i = 0; i < document.overlays.size(); ++i) {
+            PlaceOverlay(document.overlays[i], fmt::format("overlays/{}", i));
+        }
+        for (Subtitles const& subtitles : document.subtitles) {
+            plan.subtitles.push_back(
+                {subtitles.file, subtitles.offset.Resolve(Rate(), plan.time.SecondsOf(plan.frames)), subtitles.style});
+        }
+        for (std::size_t i = 0; i < document.sounds.size(); ++i) {
+            PlaceSound(document.sounds[i], fmt::format("sounds/{}", i));
+        }
+        ChooseSound();
+        return std::move(plan);
+    }
+
+private:
+    AVRational Rate() const { return plan.time.frameRate; }
+
+    std::string At(std::string const& place) const { return options.showsPlaces ? place + ": " : std::string(); }
+    [[noreturn]] void Refuse(std::string const& place, std::string const& why) const {
+        Core::Throw(std::invalid_argument(At(place) + why));
+    }
+
+    void CheckDocument() const {
+        if (document.clips.empty()) {
+            Core::Throw(std::invalid_argument("there is no clip to render"));
+        }
+        if (auto const& size = document.output.size;
+            size && (size->width == 0 || size->height == 0 || size->width % 2 != 0 || size->height % 2 != 0)) {
+            Core::Throw(
+                std::invalid_argument(fmt::format("{}x{} is not accepted as a size: both numbers must be even and "
+                                                  "above 0",
+                                                  size->width, size->height)));
+        }
+        if (auto const& rate = document.output.frameRate; rate && (rate->num <= 0 || rate->den <= 0)) {
+            Core::Throw(
+                std::invalid_argument(fmt::format("{}/{} is not accepted as a frame rate", rate->num, rate->den)));
+        }
+    }
+
+    void ProbeFiles() {
+        std::vector<std::string> paths;
+        auto const add = [&paths](Source const& source) {
+            if (!source.file.empty()) {
+                paths.push_back(source.file);
+            }
+        };
+        for (Clip const& clip : document.clips) {
+            add(clip.source);
+        }
+        for (Overlay const& overlay : document.overlays) {
+            add(overlay.source);
+        }
+        prober.Probe(paths);
+    }
+
+    /// What is not given follows the first clip with pictures of its own; the rate, of which stills have none, the
+    /// first video.
+    void ChooseTarget() {
+        constexpr Output::Size kDefaultSize{1920, 1080};
+        MediaInfo const* first = nullptr;
+        MediaInfo const* video = nullptr;
+        for (Clip const& clip : document.clips) {
+            if (!clip.source.file.empty()) {
+                MediaInfo const& info = prober.Get(clip.source.file);
+                first = first != nullptr ? first : &info;
+                video = video == nullptr && info.frameRate.num > 0 ? &info : video;
+            }
+        }
+        Media::VideoTarget& target = plan.target;
+        auto const even = [](std::uint32_t side) { return std::max(2U, side / 2U * 2U); };
+        if (document.output.size || first == nullptr) {
+            Output::Size const size = document.output.size.value_or(kDefaultSize);
+            target.frame = {size.width, size.height, 1, 1};
+        } else {
+            target.frame = {even(first->frame.width), even(first->frame.height), first->frame.pixelAspectX,
+                            first->frame.pixelAspectY};
+        }
+        target.frameRate = document.output.frameRate.value_or(video != nullptr ? video->frameRate : kDefaultRate);
+        // A still's own matrix and range (JPEG: full) are those of pictures, not of video.
+        target.colorSpec =
+            first == nullptr || first->isStill ? ColorSpec{}.Resolved(target.frame.height) : first->resolvedColorSpec;
+        target.transfer = first != nullptr ? first->transfer : AVCOL_TRC_UNSPECIFIED;
+        plan.time.frameRate = target.frameRate;
+        plan.background = document.output.background;
+    }
+
+    void Warn(std::string const& message) const {
+        if (options.warn) {
+            options.warn(message);
+        }
+    }
+
+    /// HDR is neither made nor tone-mapped.
+    void WarnOfFile(std::string const& path, MediaInfo const& info) const {
+        if (info.declaredDuration) {
+            Warn(fmt::format("{}: damaged or cut off at {:.2f} s of {:.2f} s; what is there is used", path,
+                             Seconds(info.duration), Seconds(*info.declaredDuration)));
+        }
+        std::string_view const own = Media::GetDynamicRange(info.transfer);
+        std::string_view const wanted = Media::GetDynamicRange(plan.target.transfer);
+        if (own != wanted) {
+            Warn(
+                fmt::format("{}: its colours will be off: they are {}, the video's are {} like the first clip's, and "
+                            "they are not tone-mapped",
+                            path, own, wanted));
+        }
+    }
+
+    struct Piece {
+        Microseconds start{0};
+        Microseconds duration{0};
+    };
+
+    /// The piece of a video that is asked for, in its own time.
+    Piece CutPiece(std::string const& path, MediaInfo const& info, Time const& from, std::optional<Time> const& to,
+                   std::string const& place) const {
+        double const whole = Seconds(info.duration);
+        // A document's frames are those of the video that is made.
+        double const start = ResolveIn(from, Rate(), whole);
+        std::optional<double> const wantedEnd =
+            to ? std::optional(ResolveIn(*to, Rate(), whole)) : std::optional<double>();
+        if (start < 0.0 || (wantedEnd && *wantedEnd <= start)) {
+            Refuse(place, fmt::format("{}: a piece cannot go from {:.3f} s to {:.3f} s", path, start,
+                                      wantedEnd.value_or(0.0)));
+        }
+        Microseconds const begin = ToMicroseconds(start);
+        if (begin >= info.duration) {
+            Core::Throw(
+                MediaError(fmt::format("{}{}: ends at {:.2f} s, before the start of the wanted piece at {:.2f} s",
+                                       At(place), path, whole, start)));
+        }
+        Microseconds end = wantedEnd ? ToMicroseconds(*wantedEnd) : info.duration;
+        if (end > info.duration) {
+            constexpr Microseconds kRounding(50'000);
+            if (end > info.duration + kRounding && !info.declaredDuration) {
+                Warn(fmt::format("{}: ends at {:.2f} s, before the end of the wanted piece at {:.2f} s", path, whole,
+                                 Seconds(end)));
+            }
+            end = info.duration;
+        }
+        return {begin, end - begin};
+    }
+
+    /// A whole number of frames, at least one.
+    std::int64_t CountFrames(double seconds) const {
+        return std::max<std::int64_t>(1, plan.time.FrameAt(ToMicroseconds(seconds)));
+    }
+
+    std::int64_t CountHold(Time const& time, std::string const& place) const {
+        double const seconds = time.Resolve(Rate(), 0.0);
+        if (seconds < 0.0 || time.share != 0.0) {
+            Refuse(place, "it takes seconds or frames from 0 up");
+        }
+        return plan.time.FrameAtSeconds(seconds);
+    }
+
+    PlannedFeed MakeFeed(Source const& source, Playing const& playing, Proc::Color const& background) const {
+        PlannedFeed feed;
+        feed.path = source.file;
+        feed.allowPlaylists = options.allowPlaylists;
+        feed.speed = playing.speed;
+        feed.isReversed = playing.isReversed;
+        feed.color = source.color.value_or(background);
+        if (!source.file.empty()) {
+            feed.info = prober.Get(source.file);
+        } else {
+            feed.info.isStill = true;
+            feed.info.frame = plan.target.frame;
+        }
+        return feed;
+    }
+
+    void PlaceClips() {
+        for (std::size_t i = 0; i < document.clips.size(); ++i) {
+            std::string const place = fmt::format("clips/{}", i);
+            PlannedClip& clip = plan.clips.emplace_back();
+            PlaceClip(clip, document.clips[i], place);
+            if (i > 0) {
+                clip.fadeIn = plan.clips[i - 1].fadeOut;
+                clip.first = plan.clips[i - 1].GetEnd() - clip.fadeIn;
+            }
+            if (i + 1 < document.clips.size()) {
+                Joint const& joint = document.clips[i].joint ? *document.clips[i].joint : document.joint;
+                clip.fadeOut = CountJoint(joint, place + "/joint");
+            }
+            CheckLength(clip, place);
+            if (clip.fadeOut > 0) {
+                Joint const& joint = document.clips[i].joint ? *document.clips[i].joint : document.joint;
+                clip.joint = MakeLook(joint, clip.GetEnd() - clip.fadeOut, clip.fadeOut, place + "/joint");
+            }
+            Clip const& described = document.clips[i];
+            for (std::size_t k = 0; k < described.effects.size(); ++k) {
+                AddEffect(clip.effects, described.effects[k], clip.first, clip.frames,
+                          fmt::format("{}/effects/{}", place, k));
+            }
+            AddClipSound(clip, described, place);
+        }
+        plan.frames = plan.clips.back().GetEnd();
+    }
+
+    void PlaceClip(PlannedClip& clip, Clip const& described, std::string const& place) {
+        clip.background = described.background.value_or(document.output.background);
+        clip.feed = MakeFeed(described.source, described.playing, clip.background);
+        clip.title = described.source.title;
+        clip.fit = described.fit;
+        clip.focusX = described.focusX;
+        clip.focusY = described.focusY;
+        PlannedFeed& feed = clip.feed;
+        if (!feed.path.empty()) {
+            WarnOfFile(feed.path, feed.info);
+        }
+        feed.holdFirst = CountHold(described.holdFirst, place + "/holdFirst");
+        std::int64_t const holdLast = CountHold(described.holdLast, place + "/holdLast");
+        if (feed.info.isStill) {
+            double const seconds =
+                described.duration ? described.duration->Resolve(Rate(), kStillSeconds) : kStillSeconds;
+            if (seconds <= 0.0) {
+                Refuse(place + "/duration", fmt::format("{}a still cannot last {:.3f} s",
+                                                        feed.path.empty() ? "" : feed.path + ": ", seconds));
+            }
+            feed.played = CountFrames(seconds);
+        } else {
+            if (described.duration) {
+                Refuse(place + "/duration", "it is for pictures, colours and titles; \"from\" and \"to\" cut a video");
+            }
+            Piece const piece = CutPiece(feed.path, feed.info, described.from, described.to, place);
+            feed.start = piece.start;
+            feed.length = piece.duration;
+            feed.played = CountFrames(Seconds(piece.duration) / feed.speed);
+        }
+        clip.frames = feed.holdFirst + feed.played + holdLast;
+    }
+
+    std::int64_t CountJoint(Joint const& joint, std::string const& place) const {
+        if (!joint.settings) {
+            return 0;
+        }
+        double const seconds = joint.duration.Resolve(Rate(), 0.0);
+        if (joint.duration.share != 0.0) {
+            Refuse(place + "/duration", "a transition's duration takes seconds or frames, not a share");
+        }
+        if (seconds < 0.0) {
+            Refuse(place + "/duration", "the duration of a transition cannot be negative");
+        }
+        return plan.time.FrameAtSeconds(seconds);
+    }
+
+    void CheckLength(PlannedClip const& clip, std::string const& place) const {
+        if (clip.frames >= clip.fadeIn + clip.fadeOut) {
+            return;
+        }
+        bool const hasTwo = clip.fadeIn > 0 && clip.fadeOut > 0;
+        std::int64_t const longest = hasTwo ? clip.frames / 2 : clip.frames;
+        auto const seconds = [this](std::int64_t frames) { return plan.time.SecondsOf(frames); };
+        std::string const needs =
+            hasTwo
+                ? fmt::format("its transitions of {:.2f} s and {:.2f} s", seconds(clip.fadeIn), seconds(clip.fadeOut))
+                : fmt::format("its transition of {:.2f} s", seconds(clip.fadeIn + clip.fadeOut));
+        std::string const name = clip.feed.path.empty() ? "" : clip.feed.path + ": ";
+        Core::Throw(
+            MediaError(fmt::format("{}{}{:.2f} s ({} frame{}) is too short for {}; the longest possible is {:.2f} s{}",
+                                   At(place), name, seconds(clip.frames), clip.frames, clip.frames == 1 ? "" : "s",
+                                   needs, seconds(longest), hasTwo ? " each" : "")));
+    }
+
+    CurveSampler MakeSampler(Curve const& curve, double span, std::string const& place) const {
+        try {
+            return CurveSampler(curve, Rate(), span);
+        } catch (std::invalid_argument const& error) {
+            Refuse(place, error.what());
+        }
+    }
+
+    PlannedLook MakeLook(Look const& look, std::int64_t first, std::int64_t frames, std::string const& place) const {
+        PlannedLook planned;
+        planned.settings = look.settings;
+        planned.easing = look.easing;
+        planned.first = first;
+        planned.frames = frames;
+        planned.frameSeconds = av_q2d(av_inv_q(Rate()));
+        double const span = plan.time.SecondsOf(frames);
+        for (KeyedField const& keyed : look.keyed) {
+            planned.keyed.push_back({keyed.key, MakeSampler(keyed.curve, span, place + "/" + keyed.key)});
+        }
+        if (!look.progress.keys.empty()) {
+            planned.progress = MakeSampler(look.progress, span, place + "/progress");
+        }
+        return planned;
+    }
+
+    void AddEffect(std::vector<PlannedLook>& looks, Effect const& effect, std::int64_t first, std::int64_t frames,
+                   std::string const& place) const {
+        if (!effect.settings) {
+            Refuse(place, "an effect needs settings");
+        }
+        double const span = plan.time.SecondsOf(frames);
+        std::int64_t const begin = plan.time.FrameAtSeconds(ResolveIn(effect.from, Rate(), span));
+        std::int64_t const end = effect.to ? plan.time.FrameAtSeconds(ResolveIn(*effect.to, Rate(), span)) : frames;
+        if (begin < 0 || end > frames || begin >= end) {
+            Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within 0 to {:.3g} s",
+                                      plan.time.SecondsOf(begin), plan.time.SecondsOf(end), span));
+        }
+        if (!effect.isMuted) {
+            PlannedLook& look = looks.emplace_back(MakeLook(effect, first + begin, end - begin, place));
+            look.isOnFrame = effect.on == Effect::On::Frame;
+        } else {
+            // Keeps its number, from which the others' seeds follow.
+            looks.emplace_back().frames = 0;
+        }
+    }
+
+    void PlaceEdges() {
+        auto const make = [this](std::optional<Joint> const& joint, bool isOpening) -> std::optional<PlannedEdge> {
+            std::string const place = isOpening ? "opening" : "closing";
+            std::int64_t const frames = joint ? CountJoint(*joint, place) : 0;
+            if (frames == 0) {
+                return std::nullopt;
+            }
+            if (frames > plan.frames) {
+                Refuse(place, fmt::format("it is longer than the video of {:.2f} s", plan.time.SecondsOf(plan.frames)));
+            }
+            return PlannedEdge{MakeLook(*joint, isOpening ? 0 : plan.frames - frames, frames, place), joint->color};
+        };
+        plan.opening = make(document.opening, true);
+        plan.closing = make(document.closing, false);
+    }
+
+    void PlaceOverlay(Overlay const& described, std::string const& place) {
+        PlannedOverlay overlay;
+        overlay.feed = MakeFeed(described.source, described.playing, document.output.background);
+        PlannedFeed& feed = overlay.feed;
+        overlay.title = described.source.title;
+        double const whole = plan.time.SecondsOf(plan.frames);
+        overlay.first = plan.time.FrameAtSeconds(ResolveIn(described.from, Rate(), whole));
+        std::int64_t end =
+            described.to ? plan.time.FrameAtSeconds(ResolveIn(*described.to, Rate(), whole)) : plan.frames;
+        if (!feed.path.empty()) {
+            WarnOfFile(feed.path, feed.info);
+        }
+        if (!feed.info.isStill) {
+            Piece const piece = CutPiece(feed.path, feed.info, described.start, {}, place);
+            feed.start = piece.start;
+            feed.length = piece.duration;
+            feed.loops = described.loops;
+            feed.played = CountFrames(Seconds(piece.duration) / feed.speed);
+            if (!described.to && !described.loops) {
+                end = std::min(end, overlay.first + feed.played);
+            }
+        }
+        if (overlay.first < 0 || end <= overlay.first || end > plan.frames) {
+            Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",
+                                      plan.time.SecondsOf(overlay.first), plan.time.SecondsOf(end), whole));
+        }
+        overlay.frames = end - overlay.first;
+        if (feed.info.isStill || feed.loops) {
+            feed.played = overlay.frames;
+        }
+        double const span = plan.time.SecondsOf(overlay.frames);
+        auto const number = [&](Animated const& value, char const* key) {
+            try {
+                return PlannedNumber(value, Rate(), span);
+            } catch (std::invalid_argument const& error) {
+                Refuse(place + "/" + key, error.what());
+            }
+        };
+        overlay.anchor = described.anchor;
+        overlay.isInPixels = described.isInPixels;
+        overlay.x = number(described.x, "x");
+        overlay.y = number(described.y, "y");
+        overlay.scale = number(described.scale, "scale");
+        overlay.rotation = number(described.rotation, "rotation");
+        overlay.opacity = number(described.opacity, "opacity");
+        overlay.width = described.width;
+        overlay.height = described.height;
+        overlay.cropLeft = described.cropLeft;
+        overlay.cropTop = described.cropTop;
+        overlay.cropRight = described.cropRight;
+        overlay.cropBottom = described.cropBottom;
+        overlay.radius = described.radius;
+        overlay.blend = described.blend;
+        for (std::size_t i = 0; i < described.effects.size(); ++i) {
+            AddEffect(overlay.effects, described.effects[i], overlay.first, overlay.frames,
+                      fmt::format("{}/effects/{}", place, i));
+        }
+        auto const edge = [&](std::optional<Joint> const& joint, char const* key,
+                              bool isEnter) -> std::optional<PlannedLook> {
+            std::int64_t const frames = joint ? CountJoint(*joint, place + "/" + key) : 0;
+            if (frames == 0) {
+                return std::nullopt;
+            }
+            if (frames > overlay.frames) {
+                Refuse(place + "/" + key, fmt::format("it is longer than its span of {:.2f} s", span));
+            }
+            return MakeLook(*joint, isEnter ? overlay.first : end - frames, frames, place + "/" + key);
+        };
+        overlay.enter = edge(described.enter, "enter", true);
+        overlay.leave = edge(described.leave, "leave", false);
+        if (feed.info.sound && !described.sound.isMuted) {
+            PlannedSound sound =
+                MakeSound(feed, described.playing, overlay.first, overlay.frames, described.sound.volume,
+                          described.sound.fadeIn, described.sound.fadeOut, place);
+            plan.sounds.push_back(std::move(sound));
+            NoteSound(*feed.info.sound);
+        }
+        plan.overlays.push_back(std::move(overlay));
+    }
+
+    void AddClipSound(PlannedClip const& clip, Clip const& described, std::string const& place) {
+        if (!clip.feed.info.sound || described.sound.isMuted) {
+            return;
+        }
+        PlannedSound sound = MakeSound(clip.feed, described.playing, clip.first, clip.frames, described.sound.volume,
+                                       described.sound.fadeIn, described.sound.fadeOut, place);
+        sound.fadeIn = clip.fadeIn;
+        sound.fadeOut = clip.fadeOut;
+        plan.sounds.push_back(std::move(sound));
+        NoteSound(*clip.feed.info.sound);
+    }
+
+    PlannedSound MakeSound(PlannedFeed const& feed, Playing const& playing, std::int64_t first, std::int64_t frames,
+                           Animated const& volume, Time const& fadeIn, Time const& fadeOut,
+                           std::string const& place) const {
+        PlannedSound sound;
+        sound.path = feed.path;
+        sound.allowPlaylists = options.allowPlaylists;
+        // What is missing at the end of a file was reported when the file was examined.
+        sound.warnsOfDamage = !feed.info.declaredDuration;
+        sound.start = feed.start;
+        sound.length = feed.length;
+        sound.first = first;
+        sound.frames = frames;
+        sound.holdFirst = feed.holdFirst;
+        sound.speed = playing.speed;
+        sound.keepsPitch = playing.keepsPitch;
+        sound.isReversed = playing.isReversed;
+        sound.loops = feed.loops;
+        double const span = plan.time.SecondsOf(frames);
+        sound.gainDb = volume.constant;
+        if (!volume.IsConstant()) {
+            sound.volume = MakeSampler(volume.curve, span, place + "/volume");
+        }
+        auto const fade = [&](Time const& time, char const* key) {
+            double const seconds = time.Resolve(Rate(), span);
+            if (seconds < 0.0 || seconds > span) {
+                Refuse(place + "/" + key, fmt::format("{:.3g} s does not lie within 0 to {:.3g} s", seconds, span));
+            }
+            return seconds;
+        };
+        sound.fadeInSeconds = fade(fadeIn, "fadeIn");
+        sound.fadeOutSeconds = fade(fadeOut, "fadeOut");
+        return sound;
+    }
+
+    void PlaceSound(Sound const& described, std::string const& place) {
+        double const whole = plan.time.SecondsOf(plan.frames);
+        std::int64_t const first = plan.time.FrameAtSeconds(ResolveIn(described.from, Rate(), whole));
+        std::int64_t const end =
+            described.to ? plan.time.FrameAtSeconds(ResolveIn(*described.to, Rate(), whole)) : plan.frames;
+        if (first < 0 || end <= first || end > plan.frames) {
+            Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",
+                                      plan.time.SecondsOf(first), plan.time.SecondsOf(end), whole));
+        }
+        Media::SoundInfo const info = Media::ProbeSound(described.file, {options.allowPlaylists, options.cancel});
+        double const start = ResolveIn(described.start, Rate(), Seconds(info.duration));
+        if (start < 0.0 || ToMicroseconds(start) >= info.duration) {
+            Refuse(place + "/start", fmt::format("{}: ends at {:.2f} s, before the start at {:.2f} s", described.file,
+                                                 Seconds(info.duration), start));
+        }
+        PlannedFeed feed;
+        feed.path = described.file;
+        feed.start = ToMicroseconds(start);
+        feed.length = info.duration - feed.start;
+        feed.loops = described.loops;
+        std::int64_t frames = end - first;
+        if (!described.loops) {
+            frames = std::min(frames, CountFrames(Seconds(feed.length) / described.playing.speed));
+        }
+        PlannedSound sound = MakeSound(feed, described.playing, first, frames, described.volume, described.fadeIn,
+                                       described.fadeOut, place);
+        sound.isBed = true;
+        if (described.duck) {
+            sound.ducking =
+                Ducking{described.duck->by, described.duck->threshold, described.duck->attack, described.duck->release};
+        }
+        plan.sounds.push_back(std::move(sound));
+        NoteSound(info.format);
+    }
+
+    void NoteSound(Media::SoundFormat const& format) {
+        if (!plan.sound) {
+            plan.sound = Media::SoundFormat{format.sampleRate, 1};
+        }
+        mostChannels = std::max(mostChannels, format.channels);
+        leastChannels = std::min(leastChannels, format.channels);
+    }
+
+    void ChooseSound() {
+        constexpr int kSurround = 6;
+        Mix const& mix = document.mix;
+        plan.loudness = mix.loudness;
+        plan.truePeak = mix.truePeak;
+        if (mix.isMuted || !plan.sound) {
+            plan.sound.reset();
+            plan.sounds.clear();
+            return;
+        }
+        switch (mix.channels) {
+            case Mix::Channels::Mono:
+                plan.sound->channels = 1;
+                break;
+            case Mix::Channels::Stereo:
+                plan.sound->channels = 2;
+                break;
+            case Mix::Channels::Surround:
+                plan.sound->channels = kSurround;
+                break;
+            case Mix::Channels::Auto:
+                plan.sound->channels = leastChannels >= kSurround ? kSurround : mostChannels == 1 ? 1 : 2;
+                break;
+        }
+    }
+
+    Document const& document;
+    PlanOptions const& options;
+    Prober prober;
+    Plan plan;
+    int mostChannels = 0;
+    int leastChannels = 1000;
+};
+
+}  // namespace
+
+double PlannedLook::ProgressAt(double part) const {
+    if (progress) {
+        return progress->NumberAt(part * static_cast<double>(frames) * frameSeconds);
+    }
+    // Progress beyond the span is the effect's own business.
+    return easing.IsLinear() || part < 0.0 || part > 1.0 ? part : easing(part);
+}
+
+std::unique_ptr<Proc::Settings> PlannedLook::SettingsAt(std::int64_t frame) const {
+    if (keyed.empty()) {
+        return nullptr;
+    }
+    std::unique_ptr<Proc::Settings> now = settings->Clone();
+    double const seconds = static_cast<double>(frame - first) * frameSeconds;
+    for (Keyed const& one : keyed) {
+        Proc::Field const& field = now->FindField(one.key);
+        field.set(*now, FromComponents(field, one.curve.At(seconds)));
+    }
+    return now;
+}
+
+PlannedNumber::PlannedNumber(Animated const& value, AVRational frameRate, double span) : constant(value.constant) {
+    if (!value.IsConstant()) {
+        curve.emplace(value.curve, frameRate, span);
+    }
+}
+
+Plan MakePlan(Document const& document, PlanOptions const& options) {
+    return Planner(document, options).Make();
+}
+
+}  // namespace Kaltor::Edit

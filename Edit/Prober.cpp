@@ -1,0 +1,49 @@
+#include "Edit/Prober.h"
+
+#include <algorithm>
+#include <exception>
+#include <thread>
+
+namespace Kaltor::Edit {
+
+void Prober::Probe(std::vector<std::string> const& paths) {
+    std::vector<std::string> wanted;
+    for (std::string const& path : paths) {
+        if (known.try_emplace(path).second) {
+            wanted.push_back(path);
+        }
+    }
+    // Waiting for files takes longer than looking at them, on network file systems above all.
+    constexpr std::size_t kMostThreads = 8;
+    constexpr std::size_t kFilesForEach = 4;
+    std::size_t const count = std::min(kMostThreads, (wanted.size() + kFilesForEach - 1) / kFilesForEach);
+    std::vector<std::exception_ptr> errors(wanted.size());
+    std::vector<Media::MediaInfo> infos(wanted.size());
+    std::atomic<std::size_t> next = 0;
+    std::atomic<bool> hasFailed = false;
+    auto const work = [&] {
+        for (std::size_t i = next++; i < wanted.size() && !hasFailed; i = next++) {
+            try {
+                infos[i] = Media::Probe(wanted[i], rules);
+            } catch (...) {
+                errors[i] = std::current_exception();
+                hasFailed = true;
+            }
+        }
+    };
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t i = 1; i < count; ++i) {
+            threads.emplace_back(work);
+        }
+        work();
+    }
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        if (errors[i]) {
+            std::rethrow_exception(errors[i]);
+        }
+        known[wanted[i]] = std::move(infos[i]);
+    }
+}
+
+}  // namespace Kaltor::Edit

@@ -1,0 +1,119 @@
+#include "Render/Player.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Media/Conformer.h"
+#include "Proc/Data/DataVideoFF.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+}
+
+namespace Kaltor::Render {
+namespace {
+
+using Edit::PlannedFeed;
+using Media::Microseconds;
+using Media::VideoTarget;
+
+/// The rate at which a file's pictures are read so that they play at the feed's speed.
+AVRational ReadingRate(PlannedFeed const& feed, AVRational rate) {
+    constexpr int kPrecision = 100'000;
+    return feed.speed == 1.0 ? rate : av_div_q(rate, av_d2q(feed.speed, kPrecision));
+}
+
+std::int64_t CountOnce(PlannedFeed const& feed, AVRational rate) {
+    if (!feed.loops || feed.length <= Microseconds(0)) {
+        return feed.played;
+    }
+    double const seconds = std::chrono::duration<double>(feed.length).count() / feed.speed;
+    return std::max<std::int64_t>(1, std::llround(seconds * av_q2d(rate)));
+}
+
+}  // namespace
+
+Proc::AvFramePtr MakePlainPicture(Proc::Color const& color, VideoTarget const& target) {
+    boost::intrusive_ptr<Proc::DataVideoFF> const plain = Proc::DataVideoFF::Create(PixFmt::Rgba, target.frame);
+    AVFrame& frame = plain->GetWritableFrame();
+    for (int y = 0; y < frame.height; ++y) {
+        std::uint8_t* pixel = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
+        for (int x = 0; x < frame.width; ++x) {
+            *pixel++ = color.red;
+            *pixel++ = color.green;
+            *pixel++ = color.blue;
+            *pixel++ = color.alpha;
+        }
+    }
+    Media::Conformer conformer("a plain colour", target);
+    return conformer.Convert(*plain->Share());
+}
+
+Player::Player(PlannedFeed const& plannedFeed, VideoTarget const& wanted, Media::WarningFn warnFn,
+               Media::InputRules const& inputRules, std::int64_t skip)
+    : feed(plannedFeed),
+      target(wanted),
+      warn(std::move(warnFn)),
+      rules(inputRules),
+      position(skip),
+      once(CountOnce(plannedFeed, wanted.frameRate)) {
+    target.frameRate = ReadingRate(feed, wanted.frameRate);
+}
+
+Player::~Player() = default;
+
+std::unique_ptr<Media::VideoReader> Player::Open(std::int64_t place) const {
+    constexpr AVRational kMicroseconds{1, 1'000'000};
+    Microseconds const offset(av_rescale_q(place, av_inv_q(target.frameRate), kMicroseconds));
+    return std::make_unique<Media::VideoReader>(feed.path, target, feed.start + offset, warn, rules);
+}
+
+Proc::AvFramePtr Player::FetchForward(std::int64_t place) {
+    if (!reader || place != nextPlace) {
+        reader.reset();
+        reader = Open(place);
+    }
+    nextPlace = place + 1;
+    return reader->Read();
+}
+
+Proc::AvFramePtr Player::FetchBackward(std::int64_t place) {
+    // Read forwards in pieces, from the last one on: as many pictures as memory allows at a time.
+    if (place < chunkBegin || place >= chunkBegin + static_cast<std::int64_t>(chunk.size())) {
+        constexpr std::int64_t kMostBytes = std::int64_t{96} << 20U;
+        constexpr std::int64_t kFewest = 4;
+        constexpr std::int64_t kMost = 64;
+        std::int64_t const bytes = std::max<std::int64_t>(
+            1, std::int64_t{4} * feed.info.frame.width * static_cast<std::int64_t>(feed.info.frame.height));
+        std::int64_t const count = std::clamp(kMostBytes / bytes, kFewest, kMost);
+        chunk.clear();
+        chunkBegin = std::max<std::int64_t>(0, place + 1 - count);
+        std::unique_ptr<Media::VideoReader> const piece = Open(chunkBegin);
+        while (chunkBegin + static_cast<std::int64_t>(chunk.size()) <= place) {
+            chunk.push_back(piece->Read());
+        }
+    }
+    return Proc::ShareAvFrame(*chunk[static_cast<std::size_t>(place - chunkBegin)]);
+}
+
+Proc::AvFramePtr Player::Fetch(std::int64_t played) {
+    if (feed.path.empty()) {
+        return MakePlainPicture(feed.color, target);
+    }
+    std::int64_t const place = played % once;
+    return feed.isReversed && !feed.info.isStill ? FetchBackward(once - 1 - place) : FetchForward(place);
+}
+
+Proc::AvFramePtr Player::Next() {
+    std::int64_t const wanted =
+        std::clamp<std::int64_t>(position - feed.holdFirst, 0, std::max<std::int64_t>(0, feed.played - 1));
+    ++position;
+    bool const isSame = current == wanted || (current >= 0 && (feed.info.isStill || feed.path.empty()));
+    if (!isSame) {
+        picture = Fetch(wanted);
+        current = wanted;
+    }
+    return Proc::ShareAvFrame(*picture);
+}
+
+}  // namespace Kaltor::Render

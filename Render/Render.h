@@ -1,0 +1,69 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Edit/Plan.h"
+#include "Media/MediaInfo.h"
+#include "Media/VideoReader.h"
+#include "Proc/Interfaces/IEffectFactory.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Render {
+
+/// A video to be made.
+struct RenderJob {
+    Edit::Document document;
+    std::string output;
+    bool overwrite = false;
+    /// See `InputRules`.
+    bool allowPlaylists = false;
+    /// See `Edit::PlanOptions`.
+    bool showsPlaces = false;
+    /// The piece of the whole that is made, in seconds: its frames are those of the whole.
+    struct Range {
+        double begin = 0.0;
+        std::optional<double> end;
+    };
+    std::optional<Range> range;
+
+    /// The largest side of a picture that the effects can take, in pixels. Asked once, and only where something is
+    /// drawn.
+    std::function<std::uint32_t()> getMaximumSide;
+
+    /// The callbacks are called on the thread that called `Render`.
+    std::function<void(std::int64_t framesDone, std::int64_t framesTotal)> onProgress;
+    Media::WarningFn onWarning;
+    /// Rendering stops soon after it becomes true. Must outlive the call.
+    std::atomic<bool> const* cancel = nullptr;
+};
+
+struct RenderResult {
+    std::int64_t frames = 0;
+    AVRational frameRate{30, 1};
+    Conf::FrameInfo frame;
+    std::string codec;
+    bool hasSound = false;
+    /// Frames that an effect or a transition made; the others went from the decoder to the encoder.
+    std::int64_t processedFrames = 0;
+};
+
+/// Makes the video. Effects come from `factory` under the implementation name `OGL`; frame k has the timestamp k / rate
+/// in microseconds. An effect's progress is k / n over the n frames of its clip, a transition's k / n over its n
+/// frames: 0 on the first one, and 1 on the frame after the last one.
+///
+/// Throws `std::invalid_argument` for a job that cannot be, `MediaError` for a file at fault, `Cancelled`, or what an
+/// effect threw. Then nothing is left under the output's name or beside it, and no thread runs.
+RenderResult Render(RenderJob const& job, boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
+
+/// The frame that shows at a time in seconds, as it is in the whole video, in the output's form. Throws as `Render`.
+Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds,
+                               boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
+
+}  // namespace Kaltor::Render
