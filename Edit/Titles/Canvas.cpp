@@ -64,7 +64,8 @@ Canvas::Canvas(PixelRect const& part, cairo_format_t pixels)
 
 void Canvas::Finish() const {
     if (cairo_status_t const status = cairo_status(cairo.get()); status != CAIRO_STATUS_SUCCESS) {
-        Core::Throw(std::runtime_error(std::string("a title cannot be drawn (") + cairo_status_to_string(status) + ")"));
+        Core::Throw(
+            std::runtime_error(std::string("a title cannot be drawn (") + cairo_status_to_string(status) + ")"));
     }
     cairo_surface_flush(surface.get());
 }
@@ -81,9 +82,8 @@ Coverage Canvas::ToCoverage() const {
     for (int y = 0; y < area.Height(); ++y) {
         unsigned char const* const row = Row(y);
         for (std::size_t x = 0; x < width; ++x) {
-            *out++ = static_cast<float>(format == CAIRO_FORMAT_A8
-                                            ? row[x]
-                                            : reinterpret_cast<std::uint32_t const*>(row)[x] >> 24U) /
+            *out++ = static_cast<float>(
+                         format == CAIRO_FORMAT_A8 ? row[x] : reinterpret_cast<std::uint32_t const*>(row)[x] >> 24U) /
                      255.0F;
         }
     }

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 
 #include <fmt/format.h>
 #include <fontconfig/fontconfig.h>
+
+#include "Core/Interfaces/Exception.h"
 
 namespace Kaltor::Edit {
 namespace {
@@ -16,8 +19,8 @@ struct PatternDeleter {
 };
 using PatternPtr = std::unique_ptr<FcPattern, PatternDeleter>;
 
-constexpr std::array<std::string_view, 10> kGeneric{"sans",  "sansserif", "sans-serif", "serif",  "monospace",
-                                                    "mono",  "cursive",   "fantasy",    "system-ui", "emoji"};
+constexpr std::array<std::string_view, 10> kGeneric{"sans", "sansserif", "sans-serif", "serif",     "monospace",
+                                                    "mono", "cursive",   "fantasy",    "system-ui", "emoji"};
 
 /// Font names are the same whatever their case and blanks.
 std::string Simplify(std::string_view name) {
@@ -46,6 +49,12 @@ PatternPtr Match(std::string const& family) {
 }
 
 }  // namespace
+
+void RequireFonts() {
+    if (!Match("sans-serif")) {
+        Core::Throw(std::runtime_error("titles cannot be drawn: no font is installed"));
+    }
+}
 
 std::string FindReplacement(std::string const& family) {
     std::string replacement;

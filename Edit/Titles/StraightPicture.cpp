@@ -24,15 +24,10 @@ StraightPicture::Pixel StraightPicture::ToPixel(Proc::Color const& color, float 
             static_cast<float>(color.blue) * scale, alpha};
 }
 
-void StraightPicture::Over(Coverage const& coverage, Proc::Color const& color, int right, int down) {
-    int const rows = area.Height();
-    for (int y = std::max(down, 0); y < std::min(rows, rows + down); ++y) {
-        for (int x = std::max(right, 0); x < std::min(area.Width(), area.Width() + right); ++x) {
-            float const covered =
-                coverage[static_cast<std::size_t>(y - down) * width + static_cast<std::size_t>(x - right)];
-            if (covered > 0.0F) {
-                At(x, y).Over(ToPixel(color, covered));
-            }
+void StraightPicture::Over(Coverage const& coverage, Proc::Color const& color) {
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        if (coverage[i] > 0.0F) {
+            pixels[i].Over(ToPixel(color, coverage[i]));
         }
     }
 }
@@ -98,8 +93,7 @@ std::optional<TitlePicture> StraightPicture::Finish(PixelRect const& frame, bool
         return std::nullopt;
     }
     int const border = hasBorder ? 1 : 0;
-    PixelRect const outer{visible.left - border, visible.top - border, visible.right + border,
-                          visible.bottom + border};
+    PixelRect const outer{visible.left - border, visible.top - border, visible.right + border, visible.bottom + border};
     auto picture = Proc::DataVideoFF::Create(
         PixFmt::Rgba, {static_cast<std::uint32_t>(outer.Width()), static_cast<std::uint32_t>(outer.Height()), 1, 1});
     AVFrame const& target = picture->GetWritableFrame();

@@ -15,8 +15,8 @@ class StraightPicture {
 public:
     explicit StraightPicture(PixelRect const& area);
 
-    /// One colour where there is coverage of the whole area, moved by whole pixels.
-    void Over(Coverage const& coverage, Proc::Color const& color, int right = 0, int down = 0);
+    /// One colour where there is coverage, which is one of the whole area.
+    void Over(Coverage const& coverage, Proc::Color const& color);
     /// A CAIRO_FORMAT_ARGB32 canvas of the same area.
     void Over(Canvas const& colors);
     /// The same for 8-bit coverage of some pixels that lie within the area.

@@ -20,8 +20,8 @@ struct SubtitleFile {
     std::vector<Line> lines;
 };
 
-/// Reads SRT, VTT and ASS. Nothing but the file itself is opened. Text that is not Unicode is read as Windows-1252, with
-/// a warning. Throws `MediaError`.
+/// Reads SRT, VTT and ASS. Nothing but the file itself is opened. Text that is not Unicode is read as Windows-1252,
+/// with a warning. Throws `MediaError`.
 SubtitleFile ReadSubtitles(std::string const& path, Media::WarningFn const& warn);
 
 }  // namespace Kaltor::Edit

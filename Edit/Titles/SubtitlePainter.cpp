@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
+#include <string_view>
 
 #include <ass/ass.h>
 #include <fmt/format.h>
@@ -64,6 +65,20 @@ int ToAss(Title::Align align) {
     return ASS_JUSTIFY_AUTO;
 }
 
+/// Libass takes one family only: of several the first one that is installed, or the first.
+std::string ChooseFamily(std::string const& families) {
+    for (std::size_t begin = 0; begin < families.size();) {
+        std::size_t const end = std::min(families.find(',', begin), families.size());
+        begin = std::min(families.find_first_not_of(' ', begin), end);
+        std::string const family = families.substr(begin, end - begin);
+        if (FindReplacement(family).empty()) {
+            return family;
+        }
+        begin = end + 1;
+    }
+    return families.substr(0, families.find(','));
+}
+
 }  // namespace
 
 class SubtitlePainter::Impl {
@@ -74,6 +89,7 @@ public:
         Title caption;
         caption.style = Title::Style::Caption;
         TitleLook const look = ResolveLook(style != nullptr ? *style : caption, frameWidth, frameHeight);
+        RequireFonts();
         SubtitleFile content = ReadSubtitles(path, warn);
         library.reset(ass_library_init());
         if (!library) {
@@ -143,7 +159,7 @@ private:
         double const unitX = track->PlayResX / look.frameWidth;
         LineExtent const line = MeasureLine(look);
         std::free(style.FontName);
-        style.FontName = strdup(look.family.substr(0, look.family.find(',')).c_str());
+        style.FontName = strdup(ChooseFamily(look.family).c_str());
         style.FontSize = (line.ascent + line.descent) * unit;  // ASS means the height of a line
         style.PrimaryColour = style.SecondaryColour = ToAss(look.color);
         style.OutlineColour = ToAss(look.outlineColor);
@@ -154,12 +170,14 @@ private:
         constexpr int kBox = 4;
         style.BorderStyle = look.HasBox() ? kBox : kOutlineAndShadow;
         style.BackColour = ToAss(look.HasBox() ? look.boxColor : look.shadowColor);
-        style.Shadow = (look.HasBox() ? look.boxPaddingY : look.HasShadow() ? look.shadowY : 0.0) * unit;
+        // A box is that much larger than the lines, which reach above capitals and below base lines already.
+        double const padding = look.HasBox() ? std::max(look.boxPaddingY - line.descent, 0.0) : 0.0;
+        style.Shadow = (look.HasBox() ? padding : look.HasShadow() ? std::max(look.shadowY, 0.0) : 0.0) * unit;
         style.Alignment = ToAss(look.anchor);
         style.Justify = ToAss(look.align);
         double const sides = std::max(look.marginX, (look.frameWidth - look.width) / 2.0);
         style.MarginL = style.MarginR = static_cast<int>(std::lround(sides * unitX));
-        style.MarginV = static_cast<int>(std::lround(look.marginY * unit));
+        style.MarginV = static_cast<int>(std::lround((look.marginY + padding) * unit));
     }
 
     std::optional<TitlePicture> Draw(ASS_Image const* images) const {
@@ -185,20 +203,38 @@ private:
         return {image.dst_x, image.dst_y, image.dst_x + image.w, image.dst_y + image.h};
     }
 
-    /// What libass says. Its report of each font that it chose gives the warnings of those that are missing: styles
-    /// and lines name them in many ways, and they may be attached to the file.
+    /// Libass reports each font that it misses when it first needs it. Styles and lines name fonts in many ways, and
+    /// they may be attached to the file: nobody else knows.
     static void Hear(int level, char const* format, va_list arguments, void* self) {
-        std::array<char, 1024> text{};
-        std::vsnprintf(text.data(), text.size(), format, arguments);
-        static_cast<Impl*>(self)->Hear(level, text.data());
+        constexpr int kWarning = 2;
+        if (level <= kWarning) {
+            std::array<char, 1024> text{};
+            std::vsnprintf(text.data(), text.size(), format, arguments);
+            static_cast<Impl*>(self)->Hear(text.data());
+        }
     }
 
-    void Hear(int level, std::string const& line) {
-        if (std::getenv("DBG")) fprintf(stderr, "%d %s\n", level, line.c_str());
+    /// "fontselect: Using default font family: (FAMILY, WEIGHT, SLANT) -> PATH, INDEX, NAME".
+    void Hear(std::string const& line) {
+        constexpr std::string_view kMissing = "Using default font";
+        std::size_t const begin = line.find('(');
+        std::size_t const end = line.find(") -> ");
+        if (line.find(kMissing) == std::string::npos || begin == std::string::npos || end == std::string::npos) {
+            return;
+        }
+        std::string family = line.substr(begin + 1, end - begin - 1);
+        for (int i = 0; i < 2; ++i) {  // weight and slant
+            family.erase(std::min(family.rfind(','), family.size()));
+        }
+        if (warn && missing.insert(family).second) {
+            warn(fmt::format("{}: the font \"{}\" is not installed; \"{}\" is used instead", path, family,
+                             line.substr(line.rfind(", ") + 2)));
+        }
     }
 
     std::string path;
     Media::WarningFn warn;
+    std::set<std::string> missing;  ///< families that there was a warning of
     PixelRect frame;
     std::unique_ptr<ASS_Library, LibraryDeleter> library;
     std::unique_ptr<ASS_Track, TrackDeleter> track;

@@ -14,6 +14,7 @@ namespace Kaltor::Edit {
 namespace {
 
 constexpr double kUnit = PANGO_SCALE;
+constexpr double kPointsPerInch = 72.0;
 /// Beyond this, in pixels, Cairo's coordinates overflow.
 constexpr double kLargestExtent = 1 << 20;
 
@@ -29,6 +30,10 @@ struct IteratorDeleter {
     void operator()(PangoLayoutIter* iterator) const { pango_layout_iter_free(iterator); }
 };
 using IteratorPtr = std::unique_ptr<PangoLayoutIter, IteratorDeleter>;
+
+struct AttrIteratorDeleter {
+    void operator()(PangoAttrIterator* iterator) const { pango_attr_iterator_destroy(iterator); }
+};
 
 struct MemoryDeleter {
     void operator()(void* memory) const { g_free(memory); }
@@ -57,7 +62,6 @@ ObjectPtr<PangoContext> MakeContext(PangoFontMap& fontMap, TitleLook const& look
     cairo_font_options_destroy(options);
     pango_context_set_round_glyph_positions(context.get(), FALSE);
     constexpr double kPointsOfHeight = 1080.0;
-    constexpr double kPointsPerInch = 72.0;
     pango_cairo_context_set_resolution(context.get(), kPointsPerInch * look.frameHeight / kPointsOfHeight);
     // The user's own language would decide which fonts are preferred.
     pango_context_set_language(context.get(), pango_language_from_string("en"));
@@ -80,6 +84,10 @@ LineExtent Measure(PangoContext& context, TitleLook const& look) {
                           pango_font_metrics_get_descent(metrics) / kUnit};
     pango_font_metrics_unref(metrics);
     return line;
+}
+
+Rect ToRect(PangoRectangle const& rect) {
+    return {rect.x / kUnit, rect.y / kUnit, (rect.x + rect.width) / kUnit, (rect.y + rect.height) / kUnit};
 }
 
 PangoDirection ToPango(Title::Direction direction) {
@@ -143,16 +151,23 @@ private:
 
 }  // namespace
 
+Rect Rect::Unite(Rect const& other) const {
+    return {std::min(left, other.left), std::min(top, other.top), std::max(right, other.right),
+            std::max(bottom, other.bottom)};
+}
+
 TextLayout::TextLayout(Title const& title, TitleLook const& look, Media::WarningFn const& warn)
     : fontMap(pango_cairo_font_map_new()),
       context(MakeContext(*fontMap, look)),
       layout(pango_layout_new(context.get())) {
+    RequireFonts();
     SetText(title);
     pango_layout_set_font_description(layout.get(), Describe(look).get());
     pango_layout_set_auto_dir(layout.get(), title.direction == Title::Direction::Auto);
     pango_context_set_base_dir(context.get(), ToPango(title.direction));
     pango_layout_set_line_spacing(layout.get(), static_cast<float>(look.lineSpacing));
     pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
+    CheckSizes(look);
     WarnOfFonts(look, warn);
     Wrap(look);
     Place(look);
@@ -185,6 +200,26 @@ void TextLayout::SetText(Title const& title) {
     std::unique_ptr<char, MemoryDeleter> const content(plain);
     pango_layout_set_text(layout.get(), plain, -1);
     pango_layout_set_attributes(layout.get(), attributes);
+}
+
+void TextLayout::CheckSizes(TitleLook const& look) const {
+    PangoAttrList* const list = pango_layout_get_attributes(layout.get());
+    if (list == nullptr) {
+        return;
+    }
+    constexpr double kMostHeights = 8.0;
+    double const pixelsOfPoint = pango_cairo_context_get_resolution(context.get()) / kPointsPerInch;
+    std::unique_ptr<PangoAttrIterator, AttrIteratorDeleter> const iterator(pango_attr_list_get_iterator(list));
+    do {
+        DescriptionPtr const font = Describe(look);
+        pango_attr_iterator_get_font(iterator.get(), font.get(), nullptr, nullptr);
+        double const size = pango_font_description_get_size(font.get()) / kUnit;
+        bool const isPixels = pango_font_description_get_size_is_absolute(font.get()) != FALSE;
+        double const em = isPixels ? size : size * pixelsOfPoint;
+        if (!(em >= 0.0 && em <= kMostHeights * look.frameHeight)) {
+            Fail("a title's text is too large to be drawn");
+        }
+    } while (pango_attr_iterator_next(iterator.get()) != FALSE);
 }
 
 void TextLayout::WarnOfFonts(TitleLook const& look, Media::WarningFn const& warn) const {
@@ -247,6 +282,7 @@ void TextLayout::Place(TitleLook const& look) {
         double width;
         double baseline;
         Rect ink;  ///< from the beginning of the base line
+        Rect logical;
         bool isRightToLeft;
     };
     std::vector<Line> measured;
@@ -257,8 +293,7 @@ void TextLayout::Place(TitleLook const& look) {
         PangoRectangle logical{};
         pango_layout_line_get_extents(line, &inkOf, &logical);
         measured.push_back({logical.width / kUnit, pango_layout_iter_get_baseline(iterator.get()) / kUnit,
-                            {inkOf.x / kUnit, inkOf.y / kUnit, (inkOf.x + inkOf.width) / kUnit,
-                             (inkOf.y + inkOf.height) / kUnit},
+                            ToRect(inkOf), ToRect(logical),
                             pango_layout_line_get_resolved_direction(line) == PANGO_DIRECTION_RTL});
     } while (pango_layout_iter_next_line(iterator.get()) != FALSE);
 
@@ -298,19 +333,17 @@ void TextLayout::Place(TitleLook const& look) {
     double const textLeft = (box.left + box.right - width) / 2.0;
     bool isFirst = true;
     for (Line const& line : measured) {
-        double const share = look.align == Title::Align::Center                                ? 0.5
-                             : look.align == Title::Align::Right                               ? 1.0
+        double const share = look.align == Title::Align::Center                          ? 0.5
+                             : look.align == Title::Align::Right                         ? 1.0
                              : look.align == Title::Align::Justify && line.isRightToLeft ? 1.0
-                                                                                               : 0.0;
+                                                                                         : 0.0;
         // Base lines on whole pixels: letters stand sharp.
-        Point const point{textLeft + (width - line.width) * share,
-                          std::round(box.top + above + line.baseline - first)};
+        Point const point{textLeft + (width - line.width) * share, std::round(box.top + above + line.baseline - first)};
         lines.push_back(point);
-        Rect const covered{point.x + line.ink.left, point.y + line.ink.top, point.x + line.ink.right,
-                           point.y + line.ink.bottom};
-        ink = isFirst ? covered
-                      : Rect{std::min(ink.left, covered.left), std::min(ink.top, covered.top),
-                             std::max(ink.right, covered.right), std::max(ink.bottom, covered.bottom)};
+        Rect const covered = line.ink.Move(point.x, point.y);
+        Rect const room = covered.Unite(line.logical.Move(point.x, point.y));
+        ink = isFirst ? covered : ink.Unite(covered);
+        reach = isFirst ? room : reach.Unite(room);
         isFirst = false;
     }
 }

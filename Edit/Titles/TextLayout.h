@@ -17,6 +17,13 @@ struct Rect {
     double top = 0.0;
     double right = 0.0;
     double bottom = 0.0;
+
+    Rect Grow(double by) const { return {left - by, top - by, right + by, bottom + by}; }
+    Rect Move(double toRight, double down) const {
+        return {left + toRight, top + down, right + toRight, bottom + down};
+    }
+    /// The smallest one that holds both.
+    Rect Unite(Rect const& other) const;
 };
 
 /// A title's text in lines, and where it stands in the frame. It has a font map of its own, so that several may be used
@@ -33,6 +40,8 @@ public:
     Rect const& GetBox() const { return box; }
     /// All that the letters cover.
     Rect const& GetInk() const { return ink; }
+    /// The same with what markup may have behind them.
+    Rect const& GetReach() const { return reach; }
     /// Where letters, or what is between two places for a line break, begin in the text: in bytes, ascending.
     std::vector<int> FindLetters() const;
     std::vector<int> FindWords() const;
@@ -42,7 +51,8 @@ public:
 
 private:
     void SetText(Title const& title);
-    void SetFont(TitleLook const& look);
+    /// Fonts too large fail in ways of their own.
+    void CheckSizes(TitleLook const& look) const;
     void Wrap(TitleLook const& look);
     void Place(TitleLook const& look);
     void WarnOfFonts(TitleLook const& look, Media::WarningFn const& warn) const;
@@ -59,6 +69,7 @@ private:
     std::vector<Point> lines;
     Rect box;
     Rect ink;
+    Rect reach;
 };
 
 /// What a line of a font takes above and below its base line, in pixels.

@@ -39,12 +39,12 @@ StyleDefaults const& GetDefaults(Title::Style style) {
     using Anchor = Title::Anchor;
     static constexpr StyleDefaults kTitle{
         700, 0.1, 1.0, Align::Center, 0.84, 0.0, 0.03, 0.3, {0, 0, 0, 170}, kNoBox, Anchor::Center, 0.0};
-    static constexpr StyleDefaults kSubtitle{
-        400, 0.052, 1.05, Align::Center, 0.76, 0.0, 0.03, 0.4, {0, 0, 0, 200}, kNoBox, Anchor::Center, 0.14};
+    static constexpr StyleDefaults kSubtitle{400,  0.052, 1.05,           Align::Center, 0.76,           0.0,
+                                             0.03, 0.4,   {0, 0, 0, 200}, kNoBox,        Anchor::Center, 0.14};
     static constexpr StyleDefaults kLowerThird{
         400, 0.046, 1.1, Align::Left, 0.6, 0.0, 0.0, 0.0, {0, 0, 0, 0}, {16, 18, 22, 190}, Anchor::BottomLeft, 0.0};
-    static constexpr StyleDefaults kCaption{
-        400, 0.052, 1.0, Align::Center, 0.84, 0.055, 0.03, 0.2, {0, 0, 0, 150}, kNoBox, Anchor::Bottom, 0.0};
+    static constexpr StyleDefaults kCaption{400, 0.052,          1.0,    Align::Center,  0.84, 0.055, 0.03,
+                                            0.2, {0, 0, 0, 150}, kNoBox, Anchor::Bottom, 0.0};
     switch (style) {
         case Title::Style::Subtitle:
             return kSubtitle;
@@ -96,8 +96,7 @@ void CheckRanges(Title const& title) {
             continue;
         }
         double const value = *range.value;
-        bool const isInside =
-            (range.isOpen ? value > range.minimum : value >= range.minimum) && value <= range.maximum;
+        bool const isInside = (range.isOpen ? value > range.minimum : value >= range.minimum) && value <= range.maximum;
         if (!isInside) {
             Fail(fmt::format("a title's {} is {}; it can be {} {} to {}", range.name, value,
                              range.isOpen ? "above" : "from", range.minimum, range.maximum));

@@ -23,14 +23,6 @@ PixelRect Around(Rect const& rect) {
             static_cast<int>(std::ceil(rect.right)), static_cast<int>(std::ceil(rect.bottom))};
 }
 
-Rect Grow(Rect const& rect, double by) {
-    return {rect.left - by, rect.top - by, rect.right + by, rect.bottom + by};
-}
-
-Rect Unite(Rect const& a, Rect const& b) {
-    return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
-}
-
 void DrawRounded(cairo_t* cairo, Rect const& rect, double radius) {
     constexpr double kQuarter = std::numbers::pi / 2.0;
     double const r = std::min({radius, (rect.right - rect.left) / 2.0, (rect.bottom - rect.top) / 2.0});
@@ -60,7 +52,7 @@ public:
         } else if (title.animation == Title::Animation::WordByWord) {
             steps = layout.FindWords();
         }
-        Rect const letters = Grow(layout.GetInk(), look.HasOutline() ? look.outlineWidth : 0.0);
+        Rect const letters = layout.GetInk().Grow(look.HasOutline() ? look.outlineWidth : 0.0);
         // The antialiased rim of a letter does not count.
         constexpr double kRim = 1.0;
         if (warn && (letters.left < -kRim || letters.top < -kRim || letters.right > frameWidth + kRim ||
@@ -144,17 +136,15 @@ private:
 
     std::optional<TitlePicture> Draw(int end) const {
         double const sigma = look.shadowBlur / 2.0;
-        Rect const letters = Grow(layout.GetInk(), (look.HasOutline() ? look.outlineWidth : 0.0) + 1.0);
+        Rect const letters = layout.GetReach().Grow((look.HasOutline() ? look.outlineWidth : 0.0) + 1.0);
         Rect reach = letters;
         int const shadowX = static_cast<int>(std::lround(look.shadowX));
         int const shadowY = static_cast<int>(std::lround(look.shadowY));
         if (look.HasShadow()) {
-            Rect shadow = Grow(letters, kShadowReach * sigma);
-            shadow = {shadow.left + shadowX, shadow.top + shadowY, shadow.right + shadowX, shadow.bottom + shadowY};
-            reach = Unite(reach, shadow);
+            reach = reach.Unite(letters.Grow(kShadowReach * sigma).Move(shadowX, shadowY));
         }
         if (look.HasBox()) {
-            reach = Unite(reach, layout.GetBox());
+            reach = reach.Unite(layout.GetBox());
         }
         PixelRect const area = Around(reach).Intersect(frame);
         if (area.IsEmpty()) {
@@ -204,13 +194,19 @@ private:
         if (look.HasShadow()) {
             // Letters that can be seen through cast less of it.
             float const opacity = static_cast<float>(look.color.alpha) / 255.0F;
-            Coverage shadow = letters;
-            for (std::size_t i = 0; i < shadow.size(); ++i) {
-                shadow[i] = std::max({shadow[i] * opacity, outline.empty() ? 0.0F : outline[i],
-                                      colored.empty() ? 0.0F : colored[i]});
+            Coverage shadow(letters.size());
+            auto const width = static_cast<std::size_t>(area.Width());
+            for (int y = std::max(shadowY, 0); y < area.Height() + std::min(shadowY, 0); ++y) {
+                for (int x = std::max(shadowX, 0); x < area.Width() + std::min(shadowX, 0); ++x) {
+                    std::size_t const from =
+                        static_cast<std::size_t>(y - shadowY) * width + static_cast<std::size_t>(x - shadowX);
+                    shadow[static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)] =
+                        std::max({letters[from] * opacity, outline.empty() ? 0.0F : outline[from],
+                                  colored.empty() ? 0.0F : colored[from]});
+                }
             }
             Blur(shadow, area.Width(), area.Height(), sigma);
-            picture.Over(shadow, look.shadowColor, shadowX, shadowY);
+            picture.Over(shadow, look.shadowColor);
         }
         if (!outline.empty()) {
             picture.Over(outline, look.outlineColor);
