@@ -10,6 +10,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Edit/FieldCurve.h"
 #include "Edit/Prober.h"
+#include "Media/AudioReader.h"
 
 namespace Kaltor::Edit {
 namespace {

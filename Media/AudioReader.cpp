@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numbers>
 #include <optional>
 #include <vector>
 
@@ -10,6 +11,10 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/StreamDecoder.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
 
 namespace Kaltor::Media {
 namespace {
@@ -30,7 +35,22 @@ public:
           rules(inputRules),
           pending(static_cast<std::size_t>(soundFormat.channels)) {
         Open();
-        Seek();
+        Seek(true);
+    }
+
+    void Restart(std::int64_t sample) {
+        offset = sample;
+        resampler.reset();
+        held.reset();
+        pendingBegin = pendingCount = 0;
+        silence = toSkip = produced = 0;
+        expected = 0.0L;
+        isEnded = false;
+        Seek(false);
+    }
+
+    std::optional<std::int64_t> GetEnd() const {
+        return isEnded ? std::optional(offset + produced) : std::nullopt;
     }
 
     void Read(float* const* planes, std::size_t count) {
@@ -73,11 +93,13 @@ private:
         decoder = std::make_unique<StreamDecoder>(*demuxer, *stream);
     }
 
-    /// To a little before the start: many codecs need some packets to settle.
-    void Seek() {
+    /// To a little before the first sample: many codecs need some packets to settle.
+    void Seek(bool isJustOpened) {
         constexpr std::array kEarlier{Microseconds(500'000), Microseconds(10'000'000)};
+        Microseconds const begin =
+            start + Microseconds(av_rescale(offset, AV_TIME_BASE, static_cast<std::int64_t>(format.sampleRate)));
         for (Microseconds const earlier : kEarlier) {
-            if (start <= earlier || !demuxer->Seek(decoder->GetStream(), start - earlier)) {
+            if (begin <= earlier || !demuxer->Seek(decoder->GetStream(), begin - earlier)) {
                 break;
             }
             decoder->Flush();
@@ -86,18 +108,18 @@ private:
                 return;
             }
         }
-        if (start > kEarlier.front()) {
+        if (!isJustOpened || begin > kEarlier.front()) {
             held.reset();
             Open();
         }
     }
 
-    /// From the stream's time base to output samples from the start.
+    /// From the stream's time base to output samples from the first one.
     long double ToPosition(std::int64_t time) const {
         AVRational const base = decoder->GetStream().time_base;
         long double const seconds = static_cast<long double>(time) * base.num / base.den -
                                     static_cast<long double>(demuxer->GetOrigin() + start.count()) / AV_TIME_BASE;
-        return seconds * format.sampleRate;
+        return seconds * format.sampleRate - static_cast<long double>(offset);
     }
 
     void DecodeMore() {
@@ -159,6 +181,11 @@ private:
             constexpr std::array kBoth{1.0, 1.0};
             result = swr_set_matrix(context, kBoth.data(), 1);
         }
+        if (result >= 0 && inputChannels > 1 && format.channels == 1) {
+            // Half of the two sides' sum, where FFmpeg's own matrix keeps the power of unlike sides: what came from one
+            // channel is as loud as before, and nothing clips.
+            result = av_opt_set_double(context, "rematrix_volume", std::numbers::sqrt2 / 2.0, 0);
+        }
         if (result >= 0) {
             result = swr_init(context);
         }
@@ -216,7 +243,7 @@ private:
             std::int64_t const time = *decoder->GetDamage();
             long double const position = time == AV_NOPTS_VALUE ? static_cast<long double>(produced) : ToPosition(time);
             long double const seconds =
-                position / format.sampleRate + std::chrono::duration<long double>(start).count();
+                (position + static_cast<long double>(offset)) / format.sampleRate + std::chrono::duration<long double>(start).count();
             warn(fmt::format("{}: sound damaged from {:.2f} s on ({}); there is silence where it is missing", path,
                              static_cast<double>(std::max(seconds, 0.0L)), decoder->GetDamageText()));
         }
@@ -238,9 +265,10 @@ private:
     std::vector<std::vector<float>> pending;  ///< per channel; the part from `pendingBegin` waits to be read
     std::size_t pendingBegin = 0;
     std::size_t pendingCount = 0;
+    std::int64_t offset = 0;    ///< the number of the first sample
     std::int64_t silence = 0;   ///< samples of it to read after what is pending
     std::int64_t toSkip = 0;    ///< samples of the run that lie before what was read
-    std::int64_t produced = 0;  ///< where the next sample goes
+    std::int64_t produced = 0;  ///< where the next sample goes, counted from the first
     long double expected = 0.0L;
     bool isEnded = false;
     bool isDamageReported = false;
@@ -253,6 +281,46 @@ AudioReader::~AudioReader() = default;
 
 void AudioReader::Read(float* const* planes, std::size_t count) {
     impl->Read(planes, count);
+}
+
+void AudioReader::Restart(std::int64_t sample) {
+    impl->Restart(sample);
+}
+
+std::optional<std::int64_t> AudioReader::GetEnd() const {
+    return impl->GetEnd();
+}
+
+SoundInfo ProbeSound(std::string const& path, InputRules const& rules) {
+    SoundInfo info;
+    std::int64_t declared = 0;
+    {
+        Demuxer const demuxer(path, rules);
+        AVStream const* const stream = demuxer.FindAudio();
+        if (stream == nullptr) {
+            Core::Throw(MediaError(path + ": has no sound"));
+        }
+        info.format = {stream->codecpar->sample_rate, stream->codecpar->ch_layout.nb_channels};
+        declared = std::max<std::int64_t>(demuxer.Get().duration, 0);  // it may be unknown, which is below 0
+    }
+    std::int64_t const rate = info.format.sampleRate;
+    AudioReader reader(path, {info.format.sampleRate, 1}, Microseconds(0), {}, rules);
+    std::vector<float> plane(static_cast<std::size_t>(rate));
+    float* const planes[] = {plane.data()};
+    auto const findEnd = [&](std::int64_t from) {
+        reader.Restart(from);
+        while (!reader.GetEnd()) {
+            reader.Read(planes, plane.size());
+        }
+        return *reader.GetEnd();
+    };
+    std::int64_t const from = std::max<std::int64_t>(av_rescale(declared, rate, AV_TIME_BASE) - rate, 0);
+    std::int64_t end = findEnd(from);
+    if (end == from && from > 0) {
+        end = findEnd(0);  // the declared duration is wrong
+    }
+    info.duration = Microseconds(av_rescale(end, AV_TIME_BASE, rate));
+    return info;
 }
 
 }  // namespace Kaltor::Media

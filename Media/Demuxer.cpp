@@ -254,10 +254,11 @@ bool Demuxer::IsStillFormat() const {
 
 std::int64_t Demuxer::GetOrigin() const {
     AVStream const* const video = FindVideo();
-    if (video == nullptr || video->start_time == AV_NOPTS_VALUE) {
+    AVStream const* const stream = video != nullptr ? video : FindAudio();
+    if (stream == nullptr || stream->start_time == AV_NOPTS_VALUE) {
         return 0;
     }
-    return av_rescale_q(video->start_time, video->time_base, kMicrosecondBase);
+    return av_rescale_q(stream->start_time, stream->time_base, kMicrosecondBase);
 }
 
 int Demuxer::Read(AVPacket& packet) {

@@ -38,7 +38,8 @@ public:
     /// A single picture, not an animation.
     bool IsStillFormat() const;
 
-    /// The presentation time, in AV_TIME_BASE units, that is time 0 of the clip: its first picture's.
+    /// The presentation time, in AV_TIME_BASE units, that is time 0 of the clip: its first picture's, or where it has
+    /// none, its first sound's.
     std::int64_t GetOrigin() const;
 
     /// 0, or FFmpeg's error. Errors that a later packet may mend are AVERROR_INVALIDDATA. Throws `SystemError` where

@@ -242,28 +242,4 @@ MediaInfo Probe(std::string const& path, InputRules const& rules) {
     return info;
 }
 
-SoundInfo ProbeSound(std::string const& path, InputRules const& rules) {
-    Demuxer demuxer(path, rules);
-    AVStream* const stream = demuxer.FindAudio();
-    if (stream == nullptr) {
-        Core::Throw(MediaError(path + ": has no sound"));
-    }
-    SoundInfo info;
-    info.format = {stream->codecpar->sample_rate, stream->codecpar->ch_layout.nb_channels};
-    demuxer.Select(*stream);
-    // Headers guess where a file has a changing bit rate: the packets know.
-    std::int64_t end = demuxer.GetOrigin();
-    PacketPtr const packet = MakePacket();
-    while (demuxer.Read(*packet) >= 0) {
-        if (packet->pts != AV_NOPTS_VALUE) {
-            end = std::max(end, av_rescale_q(packet->pts + packet->duration, stream->time_base, kMicrosecondBase));
-        }
-    }
-    info.duration = Microseconds(end - demuxer.GetOrigin());
-    if (info.duration <= Microseconds(0)) {
-        Core::Throw(MediaError(path + ": its sound cannot be decoded (it is cut off)"));
-    }
-    return info;
-}
-
 }  // namespace Kaltor::Media

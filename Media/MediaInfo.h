@@ -58,14 +58,4 @@ char const* GetDynamicRange(AVColorTransferCharacteristic transfer);
 /// no video stream.
 MediaInfo Probe(std::string const& path, InputRules const& rules = {});
 
-/// What can be known of a file's sound.
-struct SoundInfo {
-    SoundFormat format;
-    /// From the first sample, or the first picture where there is one, to the end.
-    Microseconds duration{0};
-};
-
-/// Looks at a file for its sound alone: it may have no pictures. Throws `MediaError`, also where it has no sound.
-SoundInfo ProbeSound(std::string const& path, InputRules const& rules = {});
-
 }  // namespace Kaltor::Media

@@ -9,9 +9,9 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaWriter.h"
-#include "Media/SoundMixer.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Render/Composer.h"
+#include "Render/SoundMix.h"
 
 namespace Kaltor::Render {
 namespace {
@@ -99,10 +99,11 @@ std::uint32_t GetSeed(RenderJob const& job) {
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
 class Stages {
 public:
-    Stages(RenderJob const& renderJob, Timeline const& plan, FactoryPtr const& effectFactory, MediaWriter& output,
-           Pipeline& threads)
+    Stages(RenderJob const& renderJob, Edit::Plan const& wholePlan, Piece const& wanted, FactoryPtr const& effectFactory,
+           MediaWriter& output, Pipeline& threads)
         : job(renderJob),
-          timeline(plan),
+          plan(wholePlan),
+          piece(wanted),
           factory(effectFactory),
           writer(output),
           pipeline(threads),
@@ -175,10 +176,34 @@ private:
         return static_cast<std::size_t>(plan.time.SampleOf(frame + 1, rate) - plan.time.SampleOf(frame, rate));
     }
 
+    std::size_t CountSamplesBefore(std::int64_t frame) const {
+        return static_cast<std::size_t>(plan.time.SampleOf(frame, writer.GetSound()->sampleRate));
+    }
+
+    SoundPlan MakeSoundPlan() const {
+        SoundPlan sound;
+        sound.frameRate = plan.time.frameRate;
+        sound.frames = plan.frames;
+        sound.sounds = plan.sounds;
+        if (plan.loudness) {
+            sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
+        }
+        return sound;
+    }
+
     /// Those of each picture, in chunks: a picture may stand for hours.
     void MixSound() {
-        SoundMixer mixer(timeline, *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
-                         {job.allowPlaylists, pipeline.GetStop().GetFlag()});
+        SoundMix mixer(MakeSoundPlan(), *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+                       {job.allowPlaylists, pipeline.GetStop().GetFlag()});
+        // What comes before the range is mixed, too: what is heard depends on it.
+        for (std::size_t left = CountSamplesBefore(piece.first); left > 0;) {
+            std::size_t const count = std::min(left, kLongestChunk);
+            mixer.Read(count);
+            left -= count;
+            if (pipeline.GetStop().IsTripped()) {
+                return;
+            }
+        }
         for (std::int64_t i = piece.first; i < piece.end; ++i) {
             for (std::size_t left = CountSamples(i); left > 0;) {
                 std::size_t const count = std::min(left, kLongestChunk);

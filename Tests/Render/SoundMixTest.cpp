@@ -1,0 +1,1 @@
+#include "Render/SoundMix.h"
