@@ -223,14 +223,4 @@ std::vector<std::vector<float>> ReadSound(std::string const& path, SoundFormat c
     return sound;
 }
 
-RenderJob MakeJob(std::vector<std::string> const& clips, std::string const& output, Microseconds transition) {
-    RenderJob job;
-    for (std::string const& clip : clips) {
-        job.clips.push_back({clip, {}, {}});
-    }
-    job.transitions.assign(clips.size() - 1, {Proc::MakeSettings(kMix), transition});
-    job.output = output;
-    return job;
-}
-
 }  // namespace Kaltor::Media::Tests

@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include "Media/MediaWriter.h"
-#include "Media/Render.h"
 #include "Tests/Support/FrameSamples.h"
 
 extern "C" {
@@ -108,34 +107,5 @@ std::vector<int> ReadLumas(std::string const& path);
 /// Samples of a file from `start` on, plane by plane.
 std::vector<std::vector<float>> ReadSound(std::string const& path, SoundFormat const& format, std::size_t samples,
                                           Microseconds start = Microseconds(0));
-
-/// What the fake effects received, and how they behave.
-struct FakeLog {
-    struct Call {
-        std::int64_t timestamp;
-        double progress;
-    };
-
-    std::mutex mutex;
-    std::map<std::string, std::vector<Call>> calls;           ///< by settings class
-    std::map<std::string, std::vector<std::uint32_t>> seeds;  ///< those that effects got, in the order of their making
-    std::atomic<int> liveEffects{0};
-    /// Called by every effect, before it makes its picture.
-    std::function<void(std::string const& classId, Call const&)> onCall;
-    /// The size that effects give their pictures, where it is not the input's.
-    std::optional<Conf::FrameInfo> size;
-};
-
-/// The settings classes that have fakes: two effects and a transition.
-inline std::string const kTint = "EffectInvert";
-inline std::string const kAll = "EffectTwirl";
-inline std::string const kMix = "TransitionCrossfade";
-
-/// Makes CPU effects that mix their inputs (a transition by its progress) and log their calls. The log must outlive it.
-boost::intrusive_ptr<Proc::IEffectFactory const> MakeFakeFactory(FakeLog& log);
-
-/// A job over clips, all joined by the fake transition of one duration.
-RenderJob MakeJob(std::vector<std::string> const& clips, std::string const& output,
-                  Microseconds transition = std::chrono::milliseconds(500));
 
 }  // namespace Kaltor::Media::Tests

@@ -12,7 +12,6 @@
 
 #include "Media/PartialFile.h"
 #include "Media/Picture.h"
-#include "Media/SoundMixer.h"
 #include "MediaTest.h"
 #include "Tests/Support/Caught.h"
 
@@ -115,24 +114,6 @@ TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
         stop = true;
     });
     EXPECT_THROW(Probe(At("loop"), {.allowPlaylists = true, .stop = &stop}), Cancelled);
-}
-
-TEST_F(UntrustedInputTest, LostSoundIsAnErrorAndUnreadableSoundAWarning) {
-    Timeline timeline;
-    PlannedClip clip;
-    clip.path = Make("a.mkv", {.frames = 5, .sound = SoundFormat{8000, 1}});
-    clip.info = Probe(clip.path);
-    clip.frames = timeline.frames = 5;
-    timeline.clips = {clip};
-    std::vector<std::string> warnings;
-    auto const mix = [&] {
-        SoundMixer(timeline, {8000, 1}, [&](std::string const& text) { warnings.push_back(text); }, {}).Read(100);
-    };
-    Make("a.mkv", {.frames = 5});
-    mix();
-    EXPECT_THAT(warnings, ElementsAre(HasSubstr("a.mkv: has no sound; it is silent")));
-    fs::remove(clip.path);
-    EXPECT_THAT(Catch<SystemError>(mix).what, HasSubstr("a.mkv: no such file"));
 }
 
 TEST_F(UntrustedInputTest, WhatAKilledProcessLeftIsSweptAndNothingElse) {

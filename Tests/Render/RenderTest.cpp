@@ -13,14 +13,18 @@
 
 #include "Host/Plugin.h"
 #include "Media/BoundedQueue.h"
-#include "Media/EffectStage.h"
-#include "Media/Pipeline.h"
-#include "MediaTest.h"
+#include "Render/EffectStage.h"
+#include "Render/Pipeline.h"
+#include "Render/SoundMix.h"
+#include "RenderFixture.h"
 #include "Tests/Support/Caught.h"
 
-namespace Kaltor::Media::Tests {
+namespace Kaltor::Render::Tests {
 namespace {
 
+using Kaltor::Tests::Codes;
+using namespace Media;
+using namespace Media::Tests;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -79,7 +83,7 @@ protected:
 TEST_F(RenderTest, JoinsClipsFrameByFrame) {
     std::string const second = Make("b.mkv", {.frames = 25, .color = [](int k) { return Grey(220 - k); }});
     RenderJob job = MakeJob({Make("a.mkv", {}), second}, At("out.mkv"));
-    job.codec = "ffv1";
+    job.document.output.codec = "ffv1";
     std::int64_t told = 0;
     job.onProgress = [&](std::int64_t done, std::int64_t total) {
         EXPECT_GT(done, told);
@@ -106,12 +110,13 @@ TEST_F(RenderTest, ProgressAndTimesAreExact) {
     for (AVRational const rate : {AVRational{30, 1}, AVRational{30000, 1001}, AVRational{24, 1}, AVRational{7, 2}}) {
         log.calls.clear();
         RenderJob job = MakeJob({clip, clip, clip}, At("out.mkv"));
-        job.frameRate = rate;
+        job.document.output.frameRate = rate;
         job.overwrite = true;
         double const fps = av_q2d(rate);
-        job.transitions[0].duration = Microseconds(std::llround(2e6 / fps));  // 2 frames
-        job.transitions[1].duration = Microseconds(std::llround(1e6 / fps));  // 1 frame
-        job.effects = {{Proc::MakeSettings(kTint), 1}, {Proc::MakeSettings(kAll), {}}};
+        job.document.clips[0].joint = MakeJoint(Proc::MakeSettings(kMix), 2.0 / fps);
+        job.document.clips[1].joint = MakeJoint(Proc::MakeSettings(kMix), 1.0 / fps);
+        AddEffect(job, kTint, 1);
+        AddEffect(job, kAll);
         RenderResult const result = Run(job);
         auto const frames = static_cast<std::size_t>(std::lround(40 / 30.0 * fps));
         ASSERT_EQ(result.frames, static_cast<std::int64_t>(3 * frames - 3));
@@ -140,10 +145,11 @@ TEST_F(RenderTest, EachPlaceHasASeedOfItsOwn) {
         log.seeds.clear();
         RenderJob job = MakeJob({clip, clip, clip}, At("out.mkv"), milliseconds(100));
         job.overwrite = true;
-        job.seed = seed;
-        std::shared_ptr<Proc::Settings const> const tint = Proc::MakeSettings(kTint);
-        job.effects = {{tint, {}}, {tint, 1}};
-        job.effects.resize(effects);
+        job.document.output.seed = seed;
+        AddEffect(job, kTint);
+        if (effects > 1) {
+            AddEffect(job, kTint, 1);
+        }
         Run(job);
         return log.seeds;
     };
@@ -168,11 +174,11 @@ TEST_F(RenderTest, TheSameSeedGivesTheSameVideo) {
         Make("a.mkv",
              {.frame = {160, 90, 1, 1}, .frames = 40, .draw = [](AVFrame& picture, int) { DrawNoise(picture, 1); }});
     RenderJob job = MakeJob({clip, clip, clip}, At("out.mkv"));
-    job.codec = "ffv1";
+    job.document.output.codec = "ffv1";
     job.overwrite = true;
-    job.seed = 5;
-    for (Transition& transition : job.transitions) {
-        transition.settings = Proc::MakeSettings("TransitionShatter");
+    job.document.output.seed = 5;
+    for (Edit::Clip& one : job.document.clips) {
+        one.joint->settings = Proc::MakeSettings("TransitionShatter");
     }
     FactoryPtr const factory = Host::MakeRegistry()->GetFactory();
     auto const render = [&] {
@@ -186,7 +192,8 @@ TEST_F(RenderTest, TheSameSeedGivesTheSameVideo) {
         std::srand(static_cast<unsigned>(i));
         EXPECT_TRUE(render() == first) << "again, " << i;
     }
-    job.effects = {{Proc::MakeSettings("EffectCameraShake"), 1}, {Proc::MakeSettings("EffectCameraShake"), 1}};
+    AddEffect(job, "EffectCameraShake", 1);
+    AddEffect(job, "EffectCameraShake", 1);
     auto const shaken = render();
     EXPECT_TRUE(render() == shaken) << "with two effects of one name on the second clip";
     EXPECT_TRUE(std::equal(first.begin(), first.begin() + 25, shaken.begin())) << "the first clip";
@@ -196,11 +203,11 @@ TEST_F(RenderTest, TheSameSeedGivesTheSameVideo) {
 TEST_F(RenderTest, TakesPieces) {
     std::string const clip = Make("a.mkv", {.frames = 28});
     RenderJob job = MakeJob({clip, clip}, At("out.mkv"));
-    job.transitions[0].settings = nullptr;  // a cut
-    job.codec = "ffv1";
-    job.clips[0].start = milliseconds(200);
-    job.clips[0].end = milliseconds(500);
-    job.clips[1].end = milliseconds(100);
+    job.document.clips[0].joint = Edit::Joint();  // a cut
+    job.document.output.codec = "ffv1";
+    job.document.clips[0].from = Edit::Time::Seconds(0.2);
+    job.document.clips[0].to = Edit::Time::Seconds(0.5);
+    job.document.clips[1].to = Edit::Time::Seconds(0.1);
     EXPECT_EQ(Run(job).frames, 9 + 3);
     std::vector<int> expected;
     for (int const k : {6, 7, 8, 9, 10, 11, 12, 13, 14, 0, 1, 2}) {
@@ -215,7 +222,7 @@ TEST_F(RenderTest, FollowsTheFirstClipsFormAlsoWhereEffectsChangeTheSize) {
     std::string const first =
         Make("a.mkv", {.frame = {48, 64, 4, 3}, .frameRate = {25, 1}, .frames = 25, .colorSpec = spec});
     RenderJob job = MakeJob({first, Make("b.mkv", {})}, At("out.mp4"));
-    job.effects.push_back({Proc::MakeSettings(kTint), 0});
+    AddEffect(job, kTint, 0);
     log.size = Conf::FrameInfo{96, 32, 1, 1};
     EXPECT_EQ(Run(job).frames, 25 + 25 - 13);
     MediaInfo info = Probe(At("out.mp4"));
@@ -225,8 +232,8 @@ TEST_F(RenderTest, FollowsTheFirstClipsFormAlsoWhereEffectsChangeTheSize) {
     EXPECT_EQ(info.codec, "h264");
     EXPECT_EQ(info.pixelFormat, "yuvj420p");
 
-    job.size = Conf::FrameInfo{96, 54, 1, 1};
-    job.frameRate = AVRational{50, 1};
+    job.document.output.size = Edit::Output::Size{96, 54};
+    job.document.output.frameRate = AVRational{50, 1};
     job.overwrite = true;
     Run(job);
     info = Probe(At("out.mp4"));
@@ -242,8 +249,10 @@ TEST_F(RenderTest, PixelsThatAreNotSquareKeepTheirShape) {
     std::string const flat = Make("b.mkv", {.frame = {128, 64, 1, 1}, .frames = 1, .color = color});
     std::string const narrow = Make("c.mkv", {.frame = {64, 48, 3, 4}, .frames = 1, .color = color});
     RenderJob job = MakeJob({wide, flat, narrow}, At("out.mkv"));
-    job.transitions.assign(2, {});
-    job.codec = "ffv1";
+    for (Edit::Clip& clip : job.document.clips) {
+        clip.joint.reset();
+    }
+    job.document.output.codec = "ffv1";
     job.overwrite = true;
     // The bars that each clip gets, pixels on the left and on top.
     auto const expect = [&](Conf::FrameInfo const& frame, std::vector<std::pair<int, int>> const& bars) {
@@ -261,13 +270,12 @@ TEST_F(RenderTest, PixelsThatAreNotSquareKeepTheirShape) {
         }
     };
     expect({48, 64, 4, 3}, {{0, 0}, {0, 16}, {0, 0}});
-    job.size = Conf::FrameInfo{96, 64, 1, 1};
+    job.document.output.size = Edit::Output::Size{96, 64};
     expect({96, 64, 1, 1}, {{16, 0}, {0, 8}, {16, 0}});
     // An effect's picture also counts by its displayed shape: its pixels are square now.
-    job.size.reset();
-    job.clips = {{wide, {}, {}}};
-    job.transitions.clear();
-    job.effects = {{Proc::MakeSettings(kTint), {}}};
+    job.document.output.size.reset();
+    job.document.clips.resize(1);
+    AddEffect(job, kTint);
     for (auto const& [size, top] :
          {std::pair{Conf::FrameInfo{64, 64, 1, 1}, 0}, {Conf::FrameInfo{128, 64, 1, 1}, 16}}) {
         log.size = size;
@@ -327,10 +335,25 @@ TEST_F(RenderTest, SoundFadesWithEqualPowerAndAgreesInLength) {
     }
     EXPECT_NEAR(amplitude(2000.0, 3.5), 0.0, 0.003);
 
-    job.audio = false;
+    job.document.mix.isMuted = true;
     job.overwrite = true;
     EXPECT_FALSE(Run(job).hasSound);
     EXPECT_LT(EndOf(At("out.mp4"), AVMEDIA_TYPE_AUDIO), 0.0);
+}
+
+TEST_F(RenderTest, LostSoundIsAnErrorAndUnreadableSoundAWarning) {
+    SoundPlan plan;
+    plan.frames = 5;
+    PlannedSound& sound = plan.sounds.emplace_back();
+    sound.path = Make("a.mkv", {.frames = 5});
+    sound.frames = 5;
+    auto const mix = [&] {
+        SoundMix(plan, {8000, 1}, [&](std::string const& text) { warnings.push_back(text); }, {}).Read(100);
+    };
+    mix();
+    EXPECT_THAT(warnings, ElementsAre(HasSubstr("a.mkv: has no sound; it is silent")));
+    std::filesystem::remove(sound.path);
+    EXPECT_THAT(Kaltor::Tests::Catch<SystemError>(mix).what, HasSubstr("a.mkv: no such file"));
 }
 
 TEST_F(RenderTest, WritesOtherContainers) {
@@ -363,31 +386,26 @@ TEST_F(RenderTest, RefusesWhatCannotBe) {
         char const* message;
     };
     for (Case const& c : std::initializer_list<Case>{
-             {false, [](RenderJob& job) { job.transitions[0].duration = milliseconds(1500); },
+             {false, [](RenderJob& job) { job.document.clips[0].joint->duration = Edit::Time::Seconds(1.5); },
               "a.mkv: 1.00 s (30 frames) is too short for its transition of 1.50 s; the longest possible is 1.00 s"},
              {false,
               [](RenderJob& job) {
-                  job.clips.push_back(job.clips[0]);
-                  job.transitions.push_back({job.transitions[0].settings, milliseconds(600)});
+                  job.document.clips.push_back(job.document.clips[0]);
+                  job.document.clips[1].joint->duration = Edit::Time::Seconds(0.6);
               },
               "b.mkv: 1.00 s (30 frames) is too short for its transitions of 0.50 s and 0.60 s; the longest possible "
               "is 0.50 s each"},
-             {false, [this](RenderJob& job) { job.clips[1].path = At("none.mp4"); }, "none.mp4: no such file"},
-             {false, [](RenderJob& job) { job.clips[0].start = milliseconds(1200); }, "ends at 1.00 s"},
+             {false, [this](RenderJob& job) { job.document.clips[1].source.file = At("none.mp4"); }, "none.mp4: no such file"},
+             {false, [](RenderJob& job) { job.document.clips[0].from = Edit::Time::Seconds(1.2); }, "ends at 1.00 s"},
              {false, [](RenderJob& job) { job.getMaximumSide = [] { return 63U; }; }, "64x48 is too large"},
              {true,
               [](RenderJob& job) {
-                  job.effects = {{Proc::MakeSettings(kTint), 2}};
-              },
-              "no clip 2"},
-             {true,
-              [](RenderJob& job) {
-                  job.size = Conf::FrameInfo{65, 48, 1, 1};
+                  job.document.output.size = Edit::Output::Size{65, 48};
               },
               "even"},
-             {true, [](RenderJob& job) { job.codec = "nonsense"; }, "libx264"},  // offers what there is
-             {true, [](RenderJob& job) { job.codec = "vp8"; }, "libx264"},
-             {true, [](RenderJob& job) { job.crf = 90; }, "0 to 51"},
+             {true, [](RenderJob& job) { job.document.output.codec = "nonsense"; }, "libx264"},  // offers what there is
+             {true, [](RenderJob& job) { job.document.output.codec = "vp8"; }, "libx264"},
+             {true, [](RenderJob& job) { job.document.output.crf = 90; }, "0 to 51"},
              {true, [this](RenderJob& job) { job.output = At("out.xyz"); }, "out.xyz"},
              {true, [this](RenderJob& job) { job.output = At("out"); }, "/out"},
              {true, [this](RenderJob& job) { job.output = At("out.png"); }, "out.png"},
@@ -439,7 +457,7 @@ TEST_F(RenderTest, StopsWhenCancelled) {
     job.cancel = &cancel;
     job.onProgress = [&](std::int64_t done, std::int64_t) { cancel = cancel || done >= 40; };
     log.onCall = [](std::string const&, FakeLog::Call const&) { std::this_thread::sleep_for(milliseconds(5)); };
-    job.effects = {{Proc::MakeSettings(kTint), {}}};
+    AddEffect(job, kTint);
     Fail<Cancelled>(job);
     EXPECT_LT(log.calls[kTint].size(), 300U);
 }
@@ -471,14 +489,14 @@ TEST_F(RenderTest, AFullDiskLeavesNothing) {
         for (rlim_t const size : {rlim_t{1000}, rlim_t{100'000}}) {
             rlimit const limit{size, before.rlim_max};
             RenderJob job = MakeJob({clip}, At(name));
-            job.codec = codec;
+            job.document.output.codec = codec;
             std::int64_t told = 0;
             job.onProgress = [&told](std::int64_t done, std::int64_t) { told = done; };
             setrlimit(RLIMIT_FSIZE, &limit);
             std::string const message = Fail<MediaError>(job);
             setrlimit(RLIMIT_FSIZE, &before);
             EXPECT_THAT(message, HasSubstr("cannot be written (File too large)"));
-            EXPECT_TRUE(told < 30 || job.codec != "mjpeg") << "an encoder that keeps no frames shows it early";
+            EXPECT_TRUE(told < 30 || job.document.output.codec != "mjpeg") << "an encoder that keeps no frames shows it early";
         }
     }
     std::signal(SIGXFSZ, handler);
@@ -498,9 +516,9 @@ TEST_F(RenderTest, NoStageRunsFarAhead) {
     // A clip's pictures may wait in queues, but few.
     RenderJob job = MakeTwoClipJob(200);
     job.output = At("out.mkv");
-    job.codec = "ffv1";  // takes a frame, gives a frame
-    job.transitions[0].settings = nullptr;
-    job.effects = {{Proc::MakeSettings(kTint), {}}};
+    job.document.output.codec = "ffv1";  // takes a frame, gives a frame
+    job.document.clips[0].joint = Edit::Joint();
+    AddEffect(job, kTint);
     std::atomic<std::int64_t> made{0};
     std::atomic<std::int64_t> encoded{0};
     std::atomic<std::int64_t> mostAhead{0};
@@ -538,4 +556,4 @@ TEST_F(RenderTest, ManyShortClips) {
 }
 
 }  // namespace
-}  // namespace Kaltor::Media::Tests
+}  // namespace Kaltor::Render::Tests

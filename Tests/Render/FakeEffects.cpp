@@ -3,11 +3,11 @@
 
 #include "Host/EffectRegistry.h"
 #include "Media/Conformer.h"
-#include "MediaTest.h"
+#include "RenderFixture.h"
 #include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/SettingsServices.h"
 
-namespace Kaltor::Media::Tests {
+namespace Kaltor::Render::Tests {
 namespace {
 
 using FramePtr = boost::intrusive_ptr<Proc::IDataVideo>;
@@ -81,7 +81,7 @@ public:
     /// The resizer fits with the conformer; the others change chroma, so that a processed picture can be recognised.
     void Process(FramePtr& data) override {
         if (classId == Proc::SettingsResizer::CLASS_ID) {
-            VideoTarget target;
+            Media::VideoTarget target;
             target.frame = size.GetOutputFrameSize(data->GetFrameInfo());
             target.colorSpec = data->GetColorSpec();
             data = MakeLike(*data, Conformer("resizer", target).Convert(PictureOf(*data)));
@@ -124,4 +124,33 @@ boost::intrusive_ptr<Proc::IEffectFactory const> MakeFakeFactory(FakeLog& log) {
     return registry.GetFactory();
 }
 
-}  // namespace Kaltor::Media::Tests
+RenderJob MakeJob(std::vector<std::string> const& clips, std::string const& output,
+                  std::chrono::milliseconds transition) {
+    RenderJob job;
+    for (std::string const& path : clips) {
+        Edit::Clip& clip = job.document.clips.emplace_back();
+        clip.source.file = path;
+        clip.joint = MakeJoint(Proc::MakeSettings(kMix), std::chrono::duration<double>(transition).count());
+    }
+    job.output = output;
+    return job;
+}
+
+Edit::Joint MakeJoint(std::shared_ptr<Proc::Settings const> settings, double seconds) {
+    Edit::Joint joint;
+    joint.settings = std::move(settings);
+    joint.duration = Edit::Time::Seconds(seconds);
+    return joint;
+}
+
+void AddEffect(RenderJob& job, std::string const& classId, std::optional<std::size_t> clip) {
+    Edit::Effect effect;
+    effect.settings = Proc::MakeSettings(classId);
+    for (std::size_t i = 0; i < job.document.clips.size(); ++i) {
+        if (!clip || *clip == i) {
+            job.document.clips[i].effects.push_back(effect);
+        }
+    }
+}
+
+}  // namespace Kaltor::Render::Tests
