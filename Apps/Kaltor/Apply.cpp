@@ -8,12 +8,12 @@
 namespace Kaltor::Cli {
 namespace {
 
-struct Options : PictureOptions {
+struct ApplyOptions : PictureOptions {
     std::optional<double> progress;
     std::string time = "0";
 };
 
-int Apply(Options const& options) {
+int Apply(ApplyOptions const& options) {
     std::int64_t const time = ParseTime(options.time);
     PictureJob job = MakePictureJob(options, "apply");
     if (options.progress) {
@@ -27,7 +27,7 @@ int Apply(Options const& options) {
 
 void AddApply(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("apply", "Run an effect, transition or service on pictures");
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<ApplyOptions>();
     options->AddTo(*verb);
     AddNumber<double>(*verb, "--progress", options->progress,
                       "set progress to exactly this (default: it follows from the time)")

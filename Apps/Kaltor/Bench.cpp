@@ -19,7 +19,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-struct Options {
+struct BenchOptions {
     std::vector<std::string> names;
     std::vector<std::string> sizes{"1920x1080", "3840x2160"};
     std::string json;
@@ -69,7 +69,7 @@ BenchRow MeasureRow(Catalog const& catalog, CatalogEntry const& entry, Size cons
     return row;
 }
 
-int Bench(Options const& options) {
+int Bench(BenchOptions const& options) {
     Catalog const catalog = Catalog::Load();
     std::vector<CatalogEntry> entries;
     for (std::string const& name : options.names) {
@@ -117,7 +117,7 @@ int Bench(Options const& options) {
 void AddBench(CLI::App& app, Action& action) {
     constexpr NumberRange<double> kSeconds{0.01, 600.0};
     CLI::App* const verb = app.add_subcommand("bench", "Measure what effects, transitions and services cost");
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<BenchOptions>();
     verb->add_option("NAME", options->names, "what to measure; \"kaltor list\" shows what there is (default: all)");
     verb->add_option("--size", options->sizes, "may be repeated (default 1920x1080 and 3840x2160)")
         ->type_name("WxH")

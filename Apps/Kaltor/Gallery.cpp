@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct GalleryOptions {
     std::string folder;
     std::vector<std::string> inputs;
     std::string size = "480x270";
@@ -110,7 +110,7 @@ std::vector<CatalogEntry> Choose(Catalog const& catalog, std::vector<std::string
     return chosen;
 }
 
-int Gallery(Options const& options) {
+int Gallery(GalleryOptions const& options) {
     if (options.inputs.size() > 2) {
         throw UsageError("--input takes two clips at most: the first and the second");
     }
@@ -157,7 +157,7 @@ int Gallery(Options const& options) {
 
 void AddGallery(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("gallery", "Make a page that shows effects and transitions in motion");
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<GalleryOptions>();
     verb->add_option("OUTDIR", options->folder, "the folder to make; its index.html needs no server and no network")
         ->required();
     verb->add_option("--input", options->inputs,

@@ -13,11 +13,11 @@
 namespace Kaltor::Cli {
 namespace {
 
-struct Options : RenderOptions {
+struct RenderCommandOptions : RenderOptions {
     bool isQuiet = false;
 };
 
-int Render(Options const& options) {
+int Render(RenderCommandOptions const& options) {
     Catalog const catalog = Catalog::Load();
     Media::RenderJob job = MakeRenderJob(options, catalog);
     job.cancel = &CatchInterrupts();
@@ -49,7 +49,7 @@ int Render(Options const& options) {
 
 void AddRender(CLI::App& app, Action& action) {
     CLI::App* const verb = app.add_subcommand("render", "Join clips into one video, with transitions and effects");
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<RenderCommandOptions>();
     verb->add_option("CLIP", options->clips,
                      "videos or still pictures; CLIP@START-END takes a piece (@START- and @-END too), in seconds or "
                      "[HH:]MM:SS")

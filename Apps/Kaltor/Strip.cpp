@@ -12,12 +12,12 @@
 namespace Kaltor::Cli {
 namespace {
 
-struct Options : PictureOptions {
+struct StripOptions : PictureOptions {
     unsigned steps = 5;
     std::uint32_t width = 240;
 };
 
-int Strip(Options const& options) {
+int Strip(StripOptions const& options) {
     PictureJob job = MakePictureJob(options, "strip");
     // One object for the whole strip, as for the frames of a video.
     std::optional<FilmStrip> strip;
@@ -45,7 +45,7 @@ void AddStrip(CLI::App& app, Action& action) {
     constexpr NumberRange<unsigned> kSteps{2, 200};
     constexpr NumberRange<std::uint32_t> kWidths{48, 4096};
     CLI::App* const verb = app.add_subcommand("strip", "Show an effect or transition over time as a film strip");
-    auto const options = std::make_shared<Options>();
+    auto const options = std::make_shared<StripOptions>();
     options->AddTo(*verb);
     AddNumber<unsigned>(
         *verb, "--steps", options->steps,
