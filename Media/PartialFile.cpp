@@ -20,12 +20,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void Fail(std::string const& name, std::string const& why) {
+[[noreturn]] void FailWriting(std::string const& name, std::string const& why) {
     Core::Throw(MediaError(fmt::format("{}: {}", name, why)));
 }
 
 [[noreturn]] void FailExisting(std::string const& name) {
-    Fail(name, "exists already; it is not overwritten unless asked");
+    FailWriting(name, "exists already; it is not overwritten unless asked");
 }
 
 /// Where a symbolic link leads in the end, whether or not something is there.
@@ -36,7 +36,7 @@ fs::path ResolveLink(std::string const& name) {
     for (int i = 0; fs::is_symlink(fs::symlink_status(path, error)); ++i) {
         fs::path const next = fs::read_symlink(path, error);
         if (error || i == kMostLinks) {
-            Fail(name, "is a symbolic link that leads nowhere");
+            FailWriting(name, "is a symbolic link that leads nowhere");
         }
         path = next.is_absolute() ? next : path.parent_path() / next;
     }
@@ -70,7 +70,7 @@ PartialFile::PartialFile(std::string const& path, bool overwrite, WarningFn cons
     fs::path const folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     std::error_code error;
     if (!fs::is_directory(folder, error)) {
-        Fail(name, fmt::format("cannot be written: there is no folder {}", folder.string()));
+        FailWriting(name, fmt::format("cannot be written: there is no folder {}", folder.string()));
     }
     constexpr std::size_t kLongestStem = 200;  // names end at 255 bytes on common file systems
     std::string const stem = target.filename().string().substr(0, kLongestStem);
@@ -81,24 +81,25 @@ PartialFile::PartialFile(std::string const& path, bool overwrite, WarningFn cons
 
 void PartialFile::CheckTarget() const {
     if (target.filename().empty()) {
-        Fail(name, "is not the name of a file");
+        FailWriting(name, "is not the name of a file");
     }
     std::error_code error;
     fs::file_status const status = fs::status(target, error);
     if (fs::exists(status)) {
         if (fs::is_directory(status)) {
-            Fail(name, "is a directory, not a file to write");
+            FailWriting(name, "is a directory, not a file to write");
         }
         if (!fs::is_regular_file(status)) {
-            Fail(name, "is not a plain file, so it cannot be replaced");
+            FailWriting(name, "is not a plain file, so it cannot be replaced");
         }
         if (!isOverwriting) {
             FailExisting(name);
         }
     } else if (!isOverwriting && target != fs::path(name)) {
-        Fail(name, fmt::format("is a symbolic link to {}, which is not there; it is not written unless overwriting is "
-                               "asked for",
-                               target.string()));
+        FailWriting(name,
+                    fmt::format("is a symbolic link to {}, which is not there; it is not written unless overwriting is "
+                                "asked for",
+                                target.string()));
     }
 }
 
@@ -112,7 +113,7 @@ bool PartialFile::Create(fs::path const& folder, std::string const& stem) {
         return false;
     }
     if (file < 0) {
-        Fail(name, fmt::format("cannot be written ({})", std::strerror(errno)));
+        FailWriting(name, fmt::format("cannot be written ({})", std::strerror(errno)));
     }
     if (lock.number >= 0) {
         ::close(lock.number);
@@ -162,7 +163,7 @@ void PartialFile::Commit() {
         }
     }
     if (std::rename(partial.c_str(), target.c_str()) != 0) {
-        Fail(name, fmt::format("cannot be written ({})", std::strerror(errno)));
+        FailWriting(name, fmt::format("cannot be written ({})", std::strerror(errno)));
     }
     isCommitted = true;
 }
@@ -178,7 +179,7 @@ void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content
         error = errno;
     }
     if (!isWhole || !isClosed) {
-        Fail(path, fmt::format("cannot be written ({})", std::strerror(error)));
+        FailWriting(path, fmt::format("cannot be written ({})", std::strerror(error)));
     }
     file.Commit();
 }

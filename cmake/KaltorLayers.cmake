@@ -22,9 +22,9 @@ function(kaltor_view name)
 endfunction()
 
 # The headers that most units of a target include, parsed once. Source files still include all that they use: a build
-# without KALTOR_PRECOMPILE shows what is missing.
+# without KALTOR_PRECOMPILE shows what is missing. A unity build parses them once or twice anyway.
 function(kaltor_precompile target)
-    if(KALTOR_PRECOMPILE)
+    if(KALTOR_PRECOMPILE AND NOT KALTOR_UNITY)
         target_precompile_headers(${target} PRIVATE ${ARGN})
     endif()
 endfunction()
@@ -34,10 +34,27 @@ function(kaltor_compile_fast target)
     target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Debug>:-O0>)
 endfunction()
 
+# Names that files of a target have for things of their own, each in its unnamed namespace. Unity builds compile many
+# files as one; there each file's get its number. No header may use these names.
+function(kaltor_names_of_each_file target)
+    set(before "#define KALTOR_JOIN_(a, b) a##b\n#define KALTOR_JOIN(a, b) KALTOR_JOIN_(a, b)\n")
+    set(after "#undef KALTOR_JOIN_\n#undef KALTOR_JOIN\n")
+    foreach(name IN LISTS ARGN)
+        string(APPEND before "#define ${name} KALTOR_JOIN(${name}, KALTOR_FILE)\n")
+        string(APPEND after "#undef ${name}\n")
+    endforeach()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD_UNIQUE_ID KALTOR_FILE
+                          UNITY_BUILD_CODE_BEFORE_INCLUDE "${before}" UNITY_BUILD_CODE_AFTER_INCLUDE "${after}")
+endfunction()
+
 # Warnings, sanitizers and prefix maps: for every target of the project.
 function(kaltor_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic ${KALTOR_PREFIX_MAP}
                            -fmacro-prefix-map=${KALTOR_VIEWS}/= $<$<CONFIG:Release>:-g1>)
+    if(KALTOR_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        # It takes the files in a unity build for headers.
+        target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+    endif()
     if(KALTOR_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${KALTOR_SANITIZE} -fno-omit-frame-pointer
                                -fno-sanitize-recover=all)

@@ -8,12 +8,12 @@
 namespace Kaltor::Cli {
 namespace {
 
-struct Options : PictureOptions {
+struct ApplyOptions : PictureOptions {
     std::optional<double> progress;
     std::string time = "0";
 };
 
-int Apply(Options const& options) {
+int Apply(ApplyOptions const& options) {
     std::int64_t const time = ParseTime(options.time);
     PictureJob job = MakePictureJob(options, "apply");
     if (options.progress) {
@@ -25,21 +25,20 @@ int Apply(Options const& options) {
 
 }  // namespace
 
-void AddApply(CLI::App& app, Action& action) {
-    CLI::App* const verb = app.add_subcommand("apply", "Run an effect, transition or service on pictures");
-    auto const options = std::make_shared<Options>();
-    options->AddTo(*verb);
-    AddNumber<double>(*verb, "--progress", options->progress,
+void AddApply(CommandLine& commandLine) {
+    Verb verb = commandLine.AddVerb("apply", "Run an effect, transition or service on pictures");
+    auto const options = std::make_shared<ApplyOptions>();
+    options->AddTo(verb);
+    AddNumber<double>(verb, "--progress", options->progress,
                       "set progress to exactly this (default: it follows from the time)")
-        ->type_name("P");
-    verb->add_option("--time", options->time, "the frame's time: seconds or [HH:]MM:SS (default 0)")
-        ->type_name("SECONDS");
-    verb->footer(
+        .ShowValueAs("P");
+    verb.AddText("--time", options->time, "the frame's time: seconds or [HH:]MM:SS (default 0)").ShowValueAs("SECONDS");
+    verb.SetFooter(
         "Examples:\n"
         "  kaltor apply EffectBlurGaussian in.png -o out.png --set scale=0.02\n"
         "  kaltor apply crossfade a.png b.png -o out.png --progress 0.5\n"
         "  kaltor apply BlurGaussian - -o - < in.png > out.png");
-    verb->callback([options, &action] { action = [options] { return Apply(*options); }; });
+    verb.SetAction([options] { return Apply(*options); });
 }
 
 }  // namespace Kaltor::Cli

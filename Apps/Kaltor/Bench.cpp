@@ -19,7 +19,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-struct Options {
+struct BenchOptions {
     std::vector<std::string> names;
     std::vector<std::string> sizes{"1920x1080", "3840x2160"};
     std::string json;
@@ -69,7 +69,7 @@ BenchRow MeasureRow(Catalog const& catalog, CatalogEntry const& entry, Size cons
     return row;
 }
 
-int Bench(Options const& options) {
+int Bench(BenchOptions const& options) {
     Catalog const catalog = Catalog::Load();
     std::vector<CatalogEntry> entries;
     for (std::string const& name : options.names) {
@@ -114,33 +114,31 @@ int Bench(Options const& options) {
 
 }  // namespace
 
-void AddBench(CLI::App& app, Action& action) {
+void AddBench(CommandLine& commandLine) {
     constexpr NumberRange<double> kSeconds{0.01, 600.0};
-    CLI::App* const verb = app.add_subcommand("bench", "Measure what effects, transitions and services cost");
-    auto const options = std::make_shared<Options>();
-    verb->add_option("NAME", options->names, "what to measure; \"kaltor list\" shows what there is (default: all)");
-    verb->add_option("--size", options->sizes, "may be repeated (default 1920x1080 and 3840x2160)")
-        ->type_name("WxH")
-        ->allow_extra_args(false);
+    Verb verb = commandLine.AddVerb("bench", "Measure what effects, transitions and services cost");
+    auto const options = std::make_shared<BenchOptions>();
+    verb.AddTexts("NAME", options->names, "what to measure; \"kaltor list\" shows what there is (default: all)");
+    verb.AddTexts("--size", options->sizes, "may be repeated (default 1920x1080 and 3840x2160)")
+        .ShowValueAs("WxH")
+        .TakeOneAtATime();
     AddNumber<double>(
-        *verb, "--seconds", options->seconds,
+        verb, "--seconds", options->seconds,
         fmt::format("how long each figure is measured, {} to {} (default 0.5)", kSeconds.least, kSeconds.most),
         kSeconds)
-        ->type_name("S");
-    verb->add_option("--json", options->json,
-                     "a report for machines; - writes it to standard output instead of the table")
-        ->type_name("FILE");
-    verb->add_option("--compare", options->compare,
-                     "an older report: show the ratios that changed by more than a tenth")
-        ->type_name("OLD.json");
-    verb->footer(
+        .ShowValueAs("S");
+    verb.AddText("--json", options->json, "a report for machines; - writes it to standard output instead of the table")
+        .ShowValueAs("FILE");
+    verb.AddText("--compare", options->compare, "an older report: show the ratios that changed by more than a tenth")
+        .ShowValueAs("OLD.json");
+    verb.SetFooter(
         "The ratio \"copies\" compares with one plain copy of a frame, measured in turn with the effect: machines are\n"
         "noisy, ratios are less so.\n\n"
         "Examples:\n"
         "  kaltor bench\n"
         "  kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json\n"
         "  kaltor bench --size 1920x1080 --compare yesterday.json");
-    verb->callback([options, &action] { action = [options] { return Bench(*options); }; });
+    verb.SetAction([options] { return Bench(*options); });
 }
 
 }  // namespace Kaltor::Cli

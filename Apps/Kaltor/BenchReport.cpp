@@ -34,7 +34,7 @@ double Rounded(double value) {
     return *Core::ParseNumber<double>(fmt::format("{:.4g}", value));
 }
 
-ordered_json ToJson(Timing const& timing) {
+ordered_json TimingToJson(Timing const& timing) {
     return {{"ms", Rounded(timing.milliseconds)},
             {"copies", Rounded(timing.copies)},
             {"copyMs", Rounded(timing.copyMilliseconds)}};
@@ -105,8 +105,8 @@ ordered_json ToJson(BenchReport const& report) {
                         {"width", row.size.width},
                         {"height", row.size.height},
                         {"values", values},
-                        {kProcessing, ToJson(row.processing)},
-                        {kEndToEnd, ToJson(row.endToEnd)}});
+                        {kProcessing, TimingToJson(row.processing)},
+                        {kEndToEnd, TimingToJson(row.endToEnd)}});
     }
     return {{"version", KALTOR_VERSION},
             {"gl", ToJson(report.gl)},

@@ -235,7 +235,8 @@ void LibraryOutput::Forward() const {
         }
         pending.erase(0, begin);
         if (pending.size() > kLongestLine) {
-            writeLine(std::exchange(pending, {}));
+            writeLine(pending);
+            pending.clear();
         }
     }
     writeLine(pending);

@@ -136,13 +136,12 @@ int Doctor(bool isJson) {
 
 }  // namespace
 
-void AddDoctor(CLI::App& app, Action& action) {
-    CLI::App* const verb =
-        app.add_subcommand("doctor", "Show which OpenGL, FFmpeg and plug-in are used, and what is missing");
+void AddDoctor(CommandLine& commandLine) {
+    Verb verb = commandLine.AddVerb("doctor", "Show which OpenGL, FFmpeg and plug-in are used, and what is missing");
     auto const isJson = std::make_shared<bool>(false);
-    verb->add_flag("--json", *isJson, "for machines");
-    verb->footer("The exit status is 0 where all is well and 1 where something is missing.");
-    verb->callback([isJson, &action] { action = [isJson] { return Doctor(*isJson); }; });
+    verb.AddFlag("--json", *isJson, "for machines");
+    verb.SetFooter("The exit status is 0 where all is well and 1 where something is missing.");
+    verb.SetAction([isJson] { return Doctor(*isJson); });
 }
 
 }  // namespace Kaltor::Cli

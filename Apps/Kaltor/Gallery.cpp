@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct GalleryOptions {
     std::string folder;
     std::vector<std::string> inputs;
     std::string size = "480x270";
@@ -110,7 +110,7 @@ std::vector<CatalogEntry> Choose(Catalog const& catalog, std::vector<std::string
     return chosen;
 }
 
-int Gallery(Options const& options) {
+int Gallery(GalleryOptions const& options) {
     if (options.inputs.size() > 2) {
         throw UsageError("--input takes two clips at most: the first and the second");
     }
@@ -155,25 +155,25 @@ int Gallery(Options const& options) {
 
 }  // namespace
 
-void AddGallery(CLI::App& app, Action& action) {
-    CLI::App* const verb = app.add_subcommand("gallery", "Make a page that shows effects and transitions in motion");
-    auto const options = std::make_shared<Options>();
-    verb->add_option("OUTDIR", options->folder, "the folder to make; its index.html needs no server and no network")
-        ->required();
-    verb->add_option("--input", options->inputs,
-                     "what to show them on, videos or pictures: once for the first clip, again for the second one "
-                     "(default: two scenes of its own)")
-        ->type_name("CLIP")
-        ->allow_extra_args(false);
-    verb->add_option("--size", options->size, "of the previews, even numbers (default 480x270)")->type_name("WxH");
-    verb->add_option("--only", options->names, "only these; \"kaltor list\" shows what there is")->type_name("NAME...");
-    verb->add_flag("--overwrite", options->overwrite, "replace a gallery that exists");
-    verb->add_flag("-q,--quiet", options->isQuiet, "show no progress");
-    verb->footer(
+void AddGallery(CommandLine& commandLine) {
+    Verb verb = commandLine.AddVerb("gallery", "Make a page that shows effects and transitions in motion");
+    auto const options = std::make_shared<GalleryOptions>();
+    verb.AddText("OUTDIR", options->folder, "the folder to make; its index.html needs no server and no network")
+        .Require();
+    verb.AddTexts("--input", options->inputs,
+                  "what to show them on, videos or pictures: once for the first clip, again for the second one "
+                  "(default: two scenes of its own)")
+        .ShowValueAs("CLIP")
+        .TakeOneAtATime();
+    verb.AddText("--size", options->size, "of the previews, even numbers (default 480x270)").ShowValueAs("WxH");
+    verb.AddTexts("--only", options->names, "only these; \"kaltor list\" shows what there is").ShowValueAs("NAME...");
+    verb.AddFlag("--overwrite", options->overwrite, "replace a gallery that exists");
+    verb.AddFlag("-q,--quiet", options->isQuiet, "show no progress");
+    verb.SetFooter(
         "Examples:\n"
         "  kaltor gallery gallery\n"
         "  kaltor gallery gallery --input a.mp4 --input b.mp4 --only Crossfade Pageturn BlurGaussian");
-    verb->callback([options, &action] { action = [options] { return Gallery(*options); }; });
+    verb.SetAction([options] { return Gallery(*options); });
 }
 
 }  // namespace Kaltor::Cli

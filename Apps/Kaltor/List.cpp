@@ -160,38 +160,36 @@ int List(ListOptions const& options) {
 
 }  // namespace
 
-void AddList(CLI::App& app, Action& action) {
-    CLI::App* const verb = app.add_subcommand("list", "Show every effect, transition and service, and what can be set");
+void AddList(CommandLine& commandLine) {
+    Verb verb = commandLine.AddVerb("list", "Show every effect, transition and service, and what can be set");
     auto const options = std::make_shared<ListOptions>();
-    verb->add_option("WORD", options->words, "only what has all of these in its name, kind or summary");
-    CLI::Option* const names = verb->add_flag("--names", options->hasNamesOnly, "only the names, each on its own line");
-    verb->add_flag("--json", options->isJson, "for machines")->excludes(names);
-    verb->footer(
+    verb.AddTexts("WORD", options->words, "only what has all of these in its name, kind or summary");
+    Option const names = verb.AddFlag("--names", options->hasNamesOnly, "only the names, each on its own line");
+    verb.AddFlag("--json", options->isJson, "for machines").Exclude(names);
+    verb.SetFooter(
         "Examples:\n"
         "  kaltor list blur\n"
         "  kaltor list transition --names\n"
         "  kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'");
-    verb->callback([options, &action] { action = [options] { return List(*options); }; });
+    verb.SetAction([options] { return List(*options); });
 }
 
-void AddDescribe(CLI::App& app, Action& action) {
+void AddDescribe(CommandLine& commandLine) {
     struct Options {
         std::string name;
         bool isJson = false;
     };
-    CLI::App* const verb = app.add_subcommand("describe", "Show one effect, transition or service");
+    Verb verb = commandLine.AddVerb("describe", "Show one effect, transition or service");
     auto const options = std::make_shared<Options>();
-    verb->add_option("NAME", options->name, "a name that \"kaltor list\" shows; Effect or Transition may be left out")
-        ->required();
-    verb->add_flag("--json", options->isJson, "for machines");
-    verb->footer("Example:\n  kaltor describe EffectBlurGaussian");
-    verb->callback([options, &action] {
-        action = [options] {
-            Catalog const catalog = Catalog::Load();
-            CatalogEntry const& entry = catalog.Find(options->name);
-            WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(entry));
-            return 0;
-        };
+    verb.AddText("NAME", options->name, "a name that \"kaltor list\" shows; Effect or Transition may be left out")
+        .Require();
+    verb.AddFlag("--json", options->isJson, "for machines");
+    verb.SetFooter("Example:\n  kaltor describe EffectBlurGaussian");
+    verb.SetAction([options] {
+        Catalog const catalog = Catalog::Load();
+        CatalogEntry const& entry = catalog.Find(options->name);
+        WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(entry));
+        return 0;
     });
 }
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <type_traits>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "Apps/Kaltor/CommandLine.h"
 #include "Apps/Kaltor/Specs.h"
 #include "Core/ParseNumber.h"
 
@@ -37,9 +37,9 @@ T ParseOptionNumber(std::string const& option, std::string const& text, NumberRa
 
 /// Adds an option that takes one number. `target` is a `T` or a `std::optional<T>` and has to outlive the parsing.
 template <typename T, typename Target>
-CLI::Option* AddNumber(CLI::App& verb, std::string const& option, Target& target, std::string const& help,
-                       NumberRange<T> const& range = {}) {
-    return verb.add_option_function<std::string>(
+Option AddNumber(Verb& verb, std::string const& option, Target& target, std::string const& help,
+                 NumberRange<T> const& range = {}) {
+    return verb.AddParsed(
         option, [&target, option, range](std::string const& text) { target = ParseOptionNumber(option, text, range); },
         help);
 }

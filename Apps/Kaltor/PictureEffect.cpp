@@ -132,16 +132,16 @@ Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t time
     return picture;
 }
 
-void PictureOptions::AddTo(CLI::App& verb) {
-    verb.add_option("NAME", name, "what to run; \"kaltor list\" shows what there is")->required();
-    verb.add_option("INPUT", inputs, "pictures in any common format; - reads standard input")->required();
-    verb.add_option("-o,--output", output, "the PNG file to write; - writes to standard output")
-        ->required()
-        ->type_name("OUT.png");
-    verb.add_option("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
-        ->type_name("FIELD=VALUE")
-        ->allow_extra_args(false);
-    AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)")->type_name("N");
+void PictureOptions::AddTo(Verb& verb) {
+    verb.AddText("NAME", name, "what to run; \"kaltor list\" shows what there is").Require();
+    verb.AddTexts("INPUT", inputs, "pictures in any common format; - reads standard input").Require();
+    verb.AddText("-o,--output", output, "the PNG file to write; - writes to standard output")
+        .Require()
+        .ShowValueAs("OUT.png");
+    verb.AddTexts("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
+        .ShowValueAs("FIELD=VALUE")
+        .TakeOneAtATime();
+    AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)").ShowValueAs("N");
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {

@@ -5,9 +5,8 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "Apps/Kaltor/Catalog.h"
+#include "Apps/Kaltor/CommandLine.h"
 #include "Proc/Data/DataVideoFF.h"
 
 namespace Kaltor::Cli {
@@ -45,7 +44,7 @@ struct PictureOptions {
     std::vector<std::string> values;
     std::optional<unsigned> seed;
 
-    void AddTo(CLI::App& verb);
+    void AddTo(Verb& verb);
 };
 
 /// The effect that the options name, with their settings, and the pictures to run it on.

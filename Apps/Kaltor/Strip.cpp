@@ -12,12 +12,12 @@
 namespace Kaltor::Cli {
 namespace {
 
-struct Options : PictureOptions {
+struct StripOptions : PictureOptions {
     unsigned steps = 5;
     std::uint32_t width = 240;
 };
 
-int Strip(Options const& options) {
+int Strip(StripOptions const& options) {
     PictureJob job = MakePictureJob(options, "strip");
     // One object for the whole strip, as for the frames of a video.
     std::optional<FilmStrip> strip;
@@ -41,25 +41,25 @@ int Strip(Options const& options) {
 
 }  // namespace
 
-void AddStrip(CLI::App& app, Action& action) {
+void AddStrip(CommandLine& commandLine) {
     constexpr NumberRange<unsigned> kSteps{2, 200};
     constexpr NumberRange<std::uint32_t> kWidths{48, 4096};
-    CLI::App* const verb = app.add_subcommand("strip", "Show an effect or transition over time as a film strip");
-    auto const options = std::make_shared<Options>();
-    options->AddTo(*verb);
+    Verb verb = commandLine.AddVerb("strip", "Show an effect or transition over time as a film strip");
+    auto const options = std::make_shared<StripOptions>();
+    options->AddTo(verb);
     AddNumber<unsigned>(
-        *verb, "--steps", options->steps,
+        verb, "--steps", options->steps,
         fmt::format("how many pictures, {} to {}, from progress 0 to 1 (default 5)", kSteps.least, kSteps.most), kSteps)
-        ->type_name("N");
+        .ShowValueAs("N");
     AddNumber<std::uint32_t>(
-        *verb, "--width", options->width,
+        verb, "--width", options->width,
         fmt::format("width of each picture in pixels, {} to {} (default 240)", kWidths.least, kWidths.most), kWidths)
-        ->type_name("PX");
-    verb->footer(
+        .ShowValueAs("PX");
+    verb.SetFooter(
         "Progress and time run alike, over one second. Each picture has its value below it.\n\n"
         "Example:\n"
         "  kaltor strip TransitionCrossfade a.png b.png -o strip.png --steps 6");
-    verb->callback([options, &action] { action = [options] { return Strip(*options); }; });
+    verb.SetAction([options] { return Strip(*options); });
 }
 
 }  // namespace Kaltor::Cli

@@ -19,7 +19,7 @@ std::uint32_t Hash(std::uint32_t value) {
     return value ^ (value >> 16U);
 }
 
-Rgba Mix(Rgba const& a, Rgba const& b, double weight) {
+Rgba Interpolate(Rgba const& a, Rgba const& b, double weight) {
     Rgba result{};
     for (std::size_t c = 0; c < result.size(); ++c) {
         result[c] = a[c] + (b[c] - a[c]) * weight;
@@ -60,7 +60,7 @@ Picture Picture::Corners(unsigned width, unsigned height, bool hasAlpha) {
     return Make(width, height, hasAlpha, [&](unsigned x, unsigned y) {
         double const u = (x + 0.5) / width;
         double const v = (y + 0.5) / height;
-        Rgba pixel = Mix(Mix(kTopLeft, kTopRight, u), Mix(kBottomLeft, kBottomRight, u), v);
+        Rgba pixel = Interpolate(Interpolate(kTopLeft, kTopRight, u), Interpolate(kBottomLeft, kBottomRight, u), v);
         for (double& channel : pixel) {
             channel = std::round(channel * kTop) / kTop;
         }
@@ -93,7 +93,8 @@ Rgba Picture::Sample(double s, double t) const {
     unsigned const x1 = Clamp(left + 1.0, width);
     unsigned const y0 = Clamp(top, height);
     unsigned const y1 = Clamp(top + 1.0, height);
-    return Mix(Mix(At(x0, y0), At(x1, y0), x - left), Mix(At(x0, y1), At(x1, y1), x - left), y - top);
+    return Interpolate(Interpolate(At(x0, y0), At(x1, y0), x - left), Interpolate(At(x0, y1), At(x1, y1), x - left),
+                       y - top);
 }
 
 Rgba Picture::SampleNearest(double s, double t) const {

@@ -15,7 +15,7 @@ using boost::intrusive_ptr;
 using Proc::DataVideoFF;
 using Proc::IDataVideo;
 
-using Mode = Proc::SettingsFrameDownloader::Mode;
+using DownloadMode = Proc::SettingsFrameDownloader::Mode;
 
 class DownloadTask final : public Ogl::IOglTask {
 public:
@@ -55,7 +55,7 @@ public:
     }
 
     void UpdateFormatCodec(intrusive_ptr<Conf::IFormatCodecVideo>& codec) override {
-        if (settings.downloadMode == Mode::Yuv420p) {
+        if (settings.downloadMode == DownloadMode::Yuv420p) {
             codec->SetPixFmt(PixFmt::Yuv420p);
         }
     }
@@ -66,7 +66,7 @@ public:
             return;
         }
         gpu->Execute();
-        PixFmt const format = settings.downloadMode == Mode::Yuv420p ? PixFmt::Yuv420p : gpu->GetPixFmt();
+        PixFmt const format = settings.downloadMode == DownloadMode::Yuv420p ? PixFmt::Yuv420p : gpu->GetPixFmt();
         intrusive_ptr<DataVideoFF> const cpu = DataVideoFF::Create(format, gpu->GetFrameInfo());
         cpu->SetTimestamp(gpu->GetTimestamp());
         cpu->SetDuration(gpu->GetDuration());

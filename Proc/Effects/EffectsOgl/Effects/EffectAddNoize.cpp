@@ -27,7 +27,7 @@ void main() {
 }
 )glsl";
 
-constexpr double kRate = 25.0;
+constexpr double kNoiseRate = 25.0;
 /// At full strength the standard deviation is 0.2 in mid-grey, where sqrt(p (1 - p)) is 0.5.
 constexpr double kMostDeviation = 0.4;
 
@@ -43,7 +43,7 @@ public:
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass pass(storage, "EffectAddNoize", {kGlslVersion, kNoiseSizeGlsl, kFilmGrain, kMain});
-        SetFilmGrain(pass, storage, 1, picture, settings.size, settings.animated ? GetFilmFrame(time, kRate) : 0U);
+        SetFilmGrain(pass, storage, 1, picture, settings.size, settings.animated ? GetFilmFrame(time, kNoiseRate) : 0U);
         pass.Texture("tex", 0, picture, TextureFilter::Nearest)
             .Set("strength", settings.strength * kMostDeviation)
             .Set("monochrome", settings.monochrome ? 1.0F : 0.0F)

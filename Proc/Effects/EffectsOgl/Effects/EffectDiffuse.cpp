@@ -61,7 +61,7 @@ std::string MakeFragment(int parts) {
            fmt::format("    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / {}.0);\n}}\n", parts * parts);
 }
 
-constexpr double kRate = 25.0;
+constexpr double kDiffuseRate = 25.0;
 constexpr double kGrains = 1920.0;
 constexpr int kMostParts = 4;
 
@@ -79,7 +79,7 @@ public:
         glm::dvec2 const size(picture.GetWidth(), picture.GetHeight());
         double const larger = std::max(size.x, size.y);
         int const parts = std::clamp(static_cast<int>(std::ceil(kGrains / larger)), 1, kMostParts);
-        std::uint32_t const frame = settings.animated ? GetFilmFrame(time, kRate) : 0U;
+        std::uint32_t const frame = settings.animated ? GetFilmFrame(time, kDiffuseRate) : 0U;
         auto const begin = [frame](std::uint32_t coordinate) {
             return std::floor(HashToUnit(frame, coordinate, 0xD1FFU) * kNoiseSize);
         };

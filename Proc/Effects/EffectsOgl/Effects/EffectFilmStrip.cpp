@@ -53,7 +53,7 @@ float LightAround(float beside) {
 }
 )glsl";
 
-constexpr char kAround[] = R"glsl(
+constexpr char kFilmAround[] = R"glsl(
 uniform sampler2D around;
 uniform vec2 across;  // strip widths: along s, along t
 varying vec2 TexCoord0;
@@ -145,13 +145,13 @@ constexpr double kWindow = 0.72;  // a picture's part of the strip's width
 constexpr double kBend = 0.5;     // radians from the frame's middle to its edge
 constexpr int kSlices = 64;
 
-using Direction = Proc::SettingsEffectFilmStrip::Direction;
+using StripDirection = Proc::SettingsEffectFilmStrip::Direction;
 
 /// Where the strip and its pictures are. Lengths are in pixels of the frame; those along the strip are whole pixels
 /// before it is bent.
 struct Layout {
     Layout(Conf::FrameInfo const& info, Proc::SettingsEffectFilmStrip const& settings)
-        : isLevel(settings.direction == Direction::Left || settings.direction == Direction::Right) {
+        : isLevel(settings.direction == StripDirection::Left || settings.direction == StripDirection::Right) {
         double const size = std::clamp(settings.size, 0.01, 1.0);
         frameAcross = isLevel ? info.height : info.width;
         frameAlong = isLevel ? info.width : info.height;
@@ -258,7 +258,7 @@ public:
         PooledTexture const around = MakeAround(source, storage);
         if (!layout.CoversFrame()) {
             auto const widths = static_cast<float>(layout.frameAcross / layout.width);
-            Pass(storage, "EffectFilmStrip_around", {kGlslVersion, kStraightAlpha, kLightAround, kAround})
+            Pass(storage, "EffectFilmStrip_around", {kGlslVersion, kStraightAlpha, kLightAround, kFilmAround})
                 .Texture("around", 0, around.Get())
                 .Set("across", layout.isLevel ? glm::vec2(0.0F, widths) : glm::vec2(widths, 0.0F))
                 .DrawTo(*dst);

@@ -118,7 +118,7 @@ void main() {
 }
 )glsl";
 
-constexpr char kCells[] = R"glsl(
+constexpr char kMosaicCells[] = R"glsl(
 uniform sampler2D runs;
 uniform int taps;
 void main() {
@@ -240,7 +240,7 @@ void DrawHexagons(DataVideoOGL& dst, Frame const& picture, double aspect, int co
         .Texture("tex", 0, picture, TextureFilter::Nearest)
         .Set("taps", touched(unit.x))
         .DrawTo(runs.Get());
-    pass("EffectMosaic_cells", kCells)
+    pass("EffectMosaic_cells", kMosaicCells)
         .Texture("runs", 0, runs.Get(), TextureFilter::Nearest)
         .Set("taps", touched(unit.y / kRow))
         .DrawTo(lattice.Get());

@@ -18,29 +18,29 @@ namespace Kaltor::Ogl {
 namespace {
 
 /// Three points of a line with a bend, in the box of a glyph, from the lower left.
-using Stroke = std::array<glm::dvec2, 3>;
+using GlyphStroke = std::array<glm::dvec2, 3>;
 
 // A glyph has one stroke of each kind, so that all glyphs look like one script.
-constexpr std::array<Stroke, 4> kBars{{{{{0.0, 1.0}, {0.5, 1.0}, {1.0, 1.0}}},
-                                       {{{0.0, 0.62}, {0.5, 0.62}, {1.0, 0.62}}},
-                                       {{{0.05, 0.8}, {0.5, 0.8}, {0.95, 0.8}}},
-                                       {{{0.0, 0.0}, {0.5, 0.0}, {1.0, 0.0}}}}};
-constexpr std::array<Stroke, 7> kStems{{{{{0.5, 1.0}, {0.5, 0.5}, {0.5, 0.0}}},
-                                        {{{0.12, 0.95}, {0.12, 0.5}, {0.2, 0.0}}},
-                                        {{{1.0, 1.0}, {0.95, 0.4}, {0.6, 0.0}}},
-                                        {{{0.85, 1.0}, {0.6, 0.45}, {0.0, 0.02}}},
-                                        {{{0.55, 1.0}, {0.5, 0.35}, {0.1, 0.0}}},
-                                        {{{0.2, 1.0}, {0.25, 0.1}, {1.0, 0.1}}},
-                                        {{{0.0, 0.45}, {0.95, 0.45}, {0.75, 0.0}}}}};
-constexpr std::array<Stroke, 7> kMarks{{{{{0.35, 0.5}, {0.65, 0.28}, {0.95, 0.0}}},
-                                        {{{0.2, 0.95}, {0.27, 0.8}, {0.34, 0.65}}},
-                                        {{{0.75, 0.95}, {0.82, 0.8}, {0.9, 0.65}}},
-                                        {{{0.0, 0.35}, {0.5, 0.35}, {1.0, 0.35}}},
-                                        {{{0.1, 0.5}, {0.05, 0.3}, {0.0, 0.12}}},
-                                        {{{0.9, 0.5}, {0.95, 0.3}, {1.0, 0.12}}},
-                                        {{{0.75, 0.7}, {0.75, 0.4}, {0.75, 0.2}}}}};
+constexpr std::array<GlyphStroke, 4> kBars{{{{{0.0, 1.0}, {0.5, 1.0}, {1.0, 1.0}}},
+                                            {{{0.0, 0.62}, {0.5, 0.62}, {1.0, 0.62}}},
+                                            {{{0.05, 0.8}, {0.5, 0.8}, {0.95, 0.8}}},
+                                            {{{0.0, 0.0}, {0.5, 0.0}, {1.0, 0.0}}}}};
+constexpr std::array<GlyphStroke, 7> kStems{{{{{0.5, 1.0}, {0.5, 0.5}, {0.5, 0.0}}},
+                                             {{{0.12, 0.95}, {0.12, 0.5}, {0.2, 0.0}}},
+                                             {{{1.0, 1.0}, {0.95, 0.4}, {0.6, 0.0}}},
+                                             {{{0.85, 1.0}, {0.6, 0.45}, {0.0, 0.02}}},
+                                             {{{0.55, 1.0}, {0.5, 0.35}, {0.1, 0.0}}},
+                                             {{{0.2, 1.0}, {0.25, 0.1}, {1.0, 0.1}}},
+                                             {{{0.0, 0.45}, {0.95, 0.45}, {0.75, 0.0}}}}};
+constexpr std::array<GlyphStroke, 7> kMarks{{{{{0.35, 0.5}, {0.65, 0.28}, {0.95, 0.0}}},
+                                             {{{0.2, 0.95}, {0.27, 0.8}, {0.34, 0.65}}},
+                                             {{{0.75, 0.95}, {0.82, 0.8}, {0.9, 0.65}}},
+                                             {{{0.0, 0.35}, {0.5, 0.35}, {1.0, 0.35}}},
+                                             {{{0.1, 0.5}, {0.05, 0.3}, {0.0, 0.12}}},
+                                             {{{0.9, 0.5}, {0.95, 0.3}, {1.0, 0.12}}},
+                                             {{{0.75, 0.7}, {0.75, 0.4}, {0.75, 0.2}}}}};
 
-double GetDistance(glm::dvec2 const& point, Stroke const& stroke) {
+double GetDistance(glm::dvec2 const& point, GlyphStroke const& stroke) {
     double least = 2.0;
     for (std::size_t i = 0; i + 1 < stroke.size(); ++i) {
         glm::dvec2 const way = stroke[i + 1] - stroke[i];
@@ -57,8 +57,8 @@ double GetGlyphDistance(int glyph, double x, double y) {
     constexpr double kMargin = kGlyphReach + kHalfStroke;
     glm::dvec2 const box(1.0 - 2.0 * kMargin, kGlyphAspect - 2.0 * kMargin);
     glm::dvec2 const point = glm::dvec2(x, y * kGlyphAspect) - glm::dvec2(kMargin);
-    auto const pick = [&](std::span<Stroke const> kind, std::uint32_t number) {
-        Stroke stroke = kind[number % kind.size()];
+    auto const pick = [&](std::span<GlyphStroke const> kind, std::uint32_t number) {
+        GlyphStroke stroke = kind[number % kind.size()];
         for (glm::dvec2& corner : stroke) {
             corner *= box;
         }

@@ -12,18 +12,18 @@
 namespace Kaltor::Ogl {
 namespace {
 
-using Mode = Proc::SettingsTransitionBarnDoor::Mode;
+using DoorMode = Proc::SettingsTransitionBarnDoor::Mode;
 
 /// `opening` is 0 for closed doors and 1 for doors that are gone.
-PackedQuad MakeDoors(Mode mode, float opening) {
+PackedQuad MakeDoors(DoorMode mode, float opening) {
     Stretch const whole{0.0F, 1.0F, -1.0F, 1.0F};
     Stretch const low{opening / 2.0F, 0.5F, -1.0F, -opening};
     Stretch const high{0.5F, (2.0F - opening) / 2.0F, opening, 1.0F};
     std::vector<Stretch> const halves{low, high};
     std::vector<Stretch> const columns =
-        mode == Mode::CloseVertical || mode == Mode::OpenVertical ? std::vector{whole} : halves;
+        mode == DoorMode::CloseVertical || mode == DoorMode::OpenVertical ? std::vector{whole} : halves;
     std::vector<Stretch> const rows =
-        mode == Mode::CloseHorizontal || mode == Mode::OpenHorizontal ? std::vector{whole} : halves;
+        mode == DoorMode::CloseHorizontal || mode == DoorMode::OpenHorizontal ? std::vector{whole} : halves;
     return MakeLattice(columns, rows);
 }
 
@@ -33,10 +33,11 @@ class TransitionBarnDoor final : public TransitionWithSettings<Proc::SettingsTra
 public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
-        Mode const mode = settings.mode;
-        bool const isOpening = mode == Mode::OpenVertical || mode == Mode::OpenHorizontal || mode == Mode::OpenCorners;
+        DoorMode const mode = settings.mode;
+        bool const isOpening =
+            mode == DoorMode::OpenVertical || mode == DoorMode::OpenHorizontal || mode == DoorMode::OpenCorners;
         bool const isClosing =
-            mode == Mode::CloseVertical || mode == Mode::CloseHorizontal || mode == Mode::CloseCorners;
+            mode == DoorMode::CloseVertical || mode == DoorMode::CloseHorizontal || mode == DoorMode::CloseCorners;
         if (!isOpening && !isClosing) {  // no doors
             DrawUnchanged(*dst, *second, storage);
             return;

@@ -12,7 +12,7 @@
 namespace Kaltor::Ogl {
 namespace {
 
-using Mode = Proc::SettingsTransitionBlur::Mode;
+using BlurMode = Proc::SettingsTransitionBlur::Mode;
 
 /// Blurs by 1.5 texels at `strength` 0, up to 6.5 texels at 1.
 void Blur(DataVideoOGL* target, Src const& picture, double time, double strength, ShaderStorage const& storage) {
@@ -28,7 +28,7 @@ public:
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double given,
                     ShaderStorage const& storage, OglCache*) const override {
         double const progress = LimitProgress(given);  // a radius has to have an end
-        if (settings.mode == Mode::Both) {
+        if (settings.mode == BlurMode::Both) {
             Src const middle = DataVideoOGL::Create(dst->GetPixFmt(), second->GetFrameInfo());
             Blur(middle.get(), second, time, 1.0 - progress, storage);
             Blur(dst, first, time, progress, storage);
@@ -36,7 +36,7 @@ public:
             BlendConstantAlpha(middle->FrameData(), progress, storage);
             return;
         }
-        bool const isIncoming = settings.mode == Mode::Incoming;
+        bool const isIncoming = settings.mode == BlurMode::Incoming;
         double const strength = isIncoming ? 1.0 - progress : progress;
         Blur(dst, isIncoming ? second : first, time, strength, storage);
         AttachTarget(*dst, storage);

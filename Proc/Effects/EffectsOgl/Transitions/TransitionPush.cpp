@@ -8,18 +8,18 @@
 namespace Kaltor::Ogl {
 namespace {
 
-using Direction = Proc::SettingsTransitionPush::Direction;
+using PushDirection = Proc::SettingsTransitionPush::Direction;
 
 /// Where both pictures move to; nowhere for a direction that is not in the table.
-glm::dvec2 GetWay(Direction direction) {
+glm::dvec2 GetWay(PushDirection direction) {
     switch (direction) {
-        case Direction::Left:
+        case PushDirection::Left:
             return {-1, 0};
-        case Direction::Right:
+        case PushDirection::Right:
             return {1, 0};
-        case Direction::Up:
+        case PushDirection::Up:
             return {0, 1};
-        case Direction::Down:
+        case PushDirection::Down:
             return {0, -1};
         default:
             return {0, 0};

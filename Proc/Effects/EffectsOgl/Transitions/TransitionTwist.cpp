@@ -123,7 +123,7 @@ void main() {
 )glsl";
 
 constexpr int kColumns = 160;  // columns in half of a ribbon's mesh
-constexpr int kRows = 24;
+constexpr int kTwistRows = 24;
 
 struct RibbonVertex {
     glm::vec2 place;
@@ -143,8 +143,8 @@ PackedMesh<RibbonVertex> MakeRibbon() {
         columns.push_back({static_cast<float>(i) / kColumns, 0.0F});
     }
     std::vector<Line> rows{{-1.0F, -1.0F}};
-    for (int j = 0; j <= kRows; ++j) {
-        rows.push_back({2.0F * static_cast<float>(j) / kRows - 1.0F, 0.0F});
+    for (int j = 0; j <= kTwistRows; ++j) {
+        rows.push_back({2.0F * static_cast<float>(j) / kTwistRows - 1.0F, 0.0F});
     }
     rows.push_back({1.0F, 1.0F});
 

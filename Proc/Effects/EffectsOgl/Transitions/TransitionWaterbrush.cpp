@@ -50,7 +50,7 @@ void main() {
 }
 )glsl";
 
-constexpr std::size_t kRows = 5;
+constexpr std::size_t kTableRows = 5;
 constexpr float kNoStroke = -1.0F;
 
 /// Noise at the integers, -1 to 1: a hash that wraps around in 32 bits.
@@ -134,7 +134,7 @@ void TransitionWaterbrush::CacheImpl::Reset(int pictureWidth, int pictureHeight,
     auto const fw = static_cast<float>(pictureWidth);
     auto const fh = static_cast<float>(pictureHeight);
     auto const count = static_cast<std::size_t>(std::ceil(std::sqrt(fw * fw + fh * fh)));
-    std::vector<float> values(kRows * count);
+    std::vector<float> values(kTableRows * count);
     auto const at = [&](std::size_t row, std::size_t column) -> float& { return values[row * count + column]; };
     for (std::size_t i = 0; i < count; ++i) {
         double const x = static_cast<double>(i) - offset;
@@ -162,7 +162,7 @@ void TransitionWaterbrush::CacheImpl::Reset(int pictureWidth, int pictureHeight,
         at(4, i) = static_cast<float>(rough * (noise * 0.5 + 1.0) * 0.5 + (1.0 - rough));
     }
 
-    table = Texture(static_cast<std::uint32_t>(count), kRows, values.data());
+    table = Texture(static_cast<std::uint32_t>(count), kTableRows, values.data());
     width = pictureWidth;
     height = pictureHeight;
     columns = static_cast<int>(count);

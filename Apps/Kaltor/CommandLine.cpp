@@ -1,0 +1,149 @@
+#include "Apps/Kaltor/CommandLine.h"
+
+#include <algorithm>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Specs.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+/// "kaltor" or "kaltor VERB", whichever was being typed.
+std::string TypedSoFar(CLI::App const& app) {
+    std::vector<CLI::App*> const verbs = app.get_subcommands();
+    return verbs.empty() ? "kaltor" : "kaltor " + verbs.front()->get_name();
+}
+
+/// Words of the command line that nothing takes: a mistyped option or verb, most often.
+std::string DescribeUnknown(CLI::App const& app, std::string const& word) {
+    std::vector<CLI::App*> const verbs = app.get_subcommands();
+    std::vector<std::string> known;
+    if (!word.empty() && word.front() == '-') {
+        CLI::App const& asked = verbs.empty() ? app : *verbs.front();
+        for (CLI::Option const* const option : asked.get_options()) {
+            for (std::string const& name : option->get_lnames()) {
+                known.push_back("--" + name);
+            }
+        }
+    } else if (verbs.empty()) {
+        for (CLI::App const* const verb : app.get_subcommands(nullptr)) {
+            known.push_back(verb->get_name());
+        }
+    }
+    char const* const what = word.front() == '-' ? "option" : verbs.empty() ? "verb" : "argument";
+    std::string const nearest = Proc::FindNearest(word.substr(0, word.find('=')), known);
+    std::string const hint =
+        nearest.empty() ? fmt::format("see {} --help", TypedSoFar(app)) : fmt::format("did you mean {}?", nearest);
+    return fmt::format("there is no {} \"{}\"; {}", what, word, hint);
+}
+
+/// "list, describe, ... or doctor".
+std::string ListVerbs(CLI::App const& app) {
+    std::vector<std::string> names;
+    for (CLI::App const* const verb : app.get_subcommands(nullptr)) {
+        names.push_back(verb->get_name());
+    }
+    std::string const last = names.back();
+    names.pop_back();
+    return fmt::format("{} or {}", fmt::join(names, ", "), last);
+}
+
+}  // namespace
+
+Option& Option::Require() {
+    option->required();
+    return *this;
+}
+
+Option& Option::ShowValueAs(std::string const& placeholder) {
+    option->type_name(placeholder);
+    return *this;
+}
+
+Option& Option::TakeOneAtATime() {
+    option->allow_extra_args(false);
+    return *this;
+}
+
+Option& Option::Exclude(Option const& other) {
+    option->excludes(other.option);
+    return *this;
+}
+
+Option Verb::AddText(std::string const& names, std::string& target, std::string const& help) {
+    return Option(verb->add_option(names, target, help));
+}
+
+Option Verb::AddTexts(std::string const& names, std::vector<std::string>& target, std::string const& help) {
+    return Option(verb->add_option(names, target, help));
+}
+
+Option Verb::AddFlag(std::string const& names, bool& target, std::string const& help) {
+    return Option(verb->add_flag(names, target, help));
+}
+
+Option Verb::AddParsed(std::string const& names, std::function<void(std::string const&)> const& read,
+                       std::string const& help) {
+    return Option(verb->add_option_function<std::string>(names, read, help));
+}
+
+void Verb::SetFooter(std::string const& text) {
+    verb->footer(text);
+}
+
+void Verb::SetAction(std::function<int()> const& action) {
+    verb->callback([action, target = chosen] { *target = action; });
+}
+
+CommandLine::CommandLine(std::string const& description, std::string const& footer)
+    : app(std::make_unique<CLI::App>(description)) {
+    app->name("kaltor");
+    app->set_version_flag("--version", "kaltor " KALTOR_VERSION);
+    app->require_subcommand(1);
+    app->footer(footer);
+}
+
+CommandLine::~CommandLine() = default;
+
+Verb CommandLine::AddVerb(std::string const& name, std::string const& description) {
+    return {app->add_subcommand(name, description), &chosen};
+}
+
+int CommandLine::Run(int count, char const* const* words) {
+    try {
+        if (count > 1 && words[1][0] != '-') {
+            std::vector<CLI::App*> const verbs = app->get_subcommands(nullptr);
+            bool const isVerb = std::any_of(verbs.begin(), verbs.end(),
+                                            [&](CLI::App const* verb) { return verb->get_name() == words[1]; });
+            if (!isVerb) {
+                throw UsageError(DescribeUnknown(*app, words[1]));
+            }
+        }
+        app->parse(count, words);
+    } catch (CLI::CallForHelp const&) {
+        std::vector<CLI::App*> const verbs = app->get_subcommands();
+        WriteOut(verbs.empty() ? app->help() : verbs.front()->help("kaltor"));
+        return 0;
+    } catch (CLI::CallForVersion const& version) {
+        WriteOut(std::string(version.what()) + "\n");
+        return 0;
+    } catch (CLI::ExtrasError const&) {
+        std::vector<std::string> const extras = app->remaining(true);
+        throw UsageError(DescribeUnknown(*app, extras.front()));
+    } catch (CLI::RequiredError const& error) {
+        if (app->get_subcommands().empty()) {
+            throw UsageError(fmt::format("say what to do: {}; see kaltor --help", ListVerbs(*app)));
+        }
+        throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(*app)));
+    } catch (CLI::ParseError const& error) {
+        throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(*app)));
+    }
+    return chosen();
+}
+
+}  // namespace Kaltor::Cli

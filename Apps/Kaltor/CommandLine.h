@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+// The command line without the library that reads it: that takes long to compile, and only one source file does.
+
+namespace Kaltor::Cli {
+
+/// One option, flag or positional argument of a verb. Lives as long as its `CommandLine`.
+class Option {
+public:
+    /// It has to be given.
+    Option& Require();
+    /// What stands for its value in the help, such as "SECONDS".
+    Option& ShowValueAs(std::string const& placeholder);
+    /// Takes one value each time that it is given, so that arguments may follow. For options with a list.
+    Option& TakeOneAtATime();
+    /// Only one of the two may be given.
+    Option& Exclude(Option const& other);
+
+private:
+    friend class Verb;
+    explicit Option(CLI::Option* newOption) : option(newOption) {}
+
+    CLI::Option* option;  ///< owned by the command line
+};
+
+/// One verb, such as `render`. Names of options are written "-o,--output", those of positional arguments "CLIP".
+/// Targets have to outlive the parsing; they keep their values where an option is not given.
+class Verb {
+public:
+    Option AddText(std::string const& names, std::string& target, std::string const& help);
+    Option AddTexts(std::string const& names, std::vector<std::string>& target, std::string const& help);
+    Option AddFlag(std::string const& names, bool& target, std::string const& help);
+    /// `read` gets what was typed, and throws `UsageError` where that is not accepted. For numbers see NumberOption.h.
+    Option AddParsed(std::string const& names, std::function<void(std::string const&)> const& read,
+                     std::string const& help);
+
+    /// What follows the options in the help, such as examples.
+    void SetFooter(std::string const& text);
+
+    /// What the verb does once the whole command line is read; gives the exit status.
+    void SetAction(std::function<int()> const& action);
+
+private:
+    friend class CommandLine;
+    Verb(CLI::App* newVerb, std::function<int()>* newChosen) : verb(newVerb), chosen(newChosen) {}
+
+    CLI::App* verb;  ///< owned by the command line
+    std::function<int()>* chosen;
+};
+
+/// The program's command line: `kaltor VERB ...`.
+class CommandLine {
+public:
+    CommandLine(std::string const& description, std::string const& footer);
+    ~CommandLine();
+    CommandLine(CommandLine const&) = delete;
+    CommandLine& operator=(CommandLine const&) = delete;
+
+    Verb AddVerb(std::string const& name, std::string const& description);
+
+    /// Reads the arguments of `main` and does what they say, or shows the help or the version. Gives the exit status.
+    /// Throws `UsageError` for what nothing takes, and what the verb's action throws.
+    int Run(int count, char const* const* words);
+
+private:
+    std::unique_ptr<CLI::App> app;
+    std::function<int()> chosen;  ///< the action of the verb that was typed
+};
+
+}  // namespace Kaltor::Cli
