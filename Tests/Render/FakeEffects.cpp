@@ -11,6 +11,9 @@ namespace Kaltor::Render::Tests {
 namespace {
 
 using FramePtr = boost::intrusive_ptr<Proc::IDataVideo>;
+using Kaltor::Tests::Codes;
+using namespace Media;
+using namespace Media::Tests;
 
 AVFrame const& PictureOf(Proc::IDataVideo const& data) {
     return dynamic_cast<Proc::DataVideoFF const&>(data).GetFrame();
@@ -81,7 +84,7 @@ public:
     /// The resizer fits with the conformer; the others change chroma, so that a processed picture can be recognised.
     void Process(FramePtr& data) override {
         if (classId == Proc::SettingsResizer::CLASS_ID) {
-            Media::VideoTarget target;
+            VideoTarget target;
             target.frame = size.GetOutputFrameSize(data->GetFrameInfo());
             target.colorSpec = data->GetColorSpec();
             data = MakeLike(*data, Conformer("resizer", target).Convert(PictureOf(*data)));
