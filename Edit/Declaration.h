@@ -184,7 +184,7 @@ void Declare(Archive& archive, Clip& clip) {
     Declare(archive, clip.source);
     archive("from", clip.from, "where the piece begins in the file");
     archive("to", clip.to, "where the piece ends in the file");
-    archive("duration", clip.duration, "of a picture, a colour or a title; 3 seconds otherwise");
+    archive("duration", clip.duration, "of a picture, a colour or a title");
     Declare(archive, clip.playing);
     archive("holdFirst", clip.holdFirst, "how long the first picture stands before the clip plays");
     archive("holdLast", clip.holdLast, "how long the last picture stands after it has played");
@@ -268,6 +268,7 @@ void Declare(Archive& archive, Output& output) {
     archive("size", output.size, "WIDTHxHEIGHT; the first clip's otherwise");
     archive("fps", output.frameRate, "frames a second, such as 25, 29.97 or 30000/1001; the first clip's otherwise");
     archive("background", output.background, "of bars and gaps");
+    archive("stillDuration", output.stillDuration, "of pictures, colours and titles that name none");
     archive("seed", output.seed, "of what is random; the clock's otherwise");
     archive("codec", output.codec, "the video encoder; H.264 where the container takes it");
     archive("crf", output.crf, "quality in the encoder's own scale; lower is better");

@@ -200,6 +200,7 @@ struct Output {
     std::optional<Size> size;
     std::optional<AVRational> frameRate;
     Proc::Color background{0, 0, 0, 255};
+    Time stillDuration = Time::Seconds(3.0);  ///< of stills, colours and titles that name none
     std::optional<std::uint32_t> seed;
     std::string codec;
     std::optional<int> crf;

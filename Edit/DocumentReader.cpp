@@ -487,6 +487,13 @@ void CheckSource(Source const& source, Place const& place) {
     }
 }
 
+void CheckOverlay(Overlay const& overlay, Place const& place) {
+    CheckSource(overlay.source, place);
+    if (overlay.cropLeft + overlay.cropRight >= 1.0 || overlay.cropTop + overlay.cropBottom >= 1.0) {
+        place.Refuse("the crops leave nothing of it");
+    }
+}
+
 void CheckFile(std::string const& file, Place const& place) {
     if (file.empty()) {
         place.Refuse(R"(it needs the key "file")");
@@ -502,12 +509,7 @@ void Check(Document const& document) {
         CheckSource(document.clips[i].source, root / "clips" / i);
     }
     for (std::size_t i = 0; i < document.overlays.size(); ++i) {
-        Overlay const& overlay = document.overlays[i];
-        Place const place = root / "overlays" / i;
-        CheckSource(overlay.source, place);
-        if (overlay.cropLeft + overlay.cropRight >= 1.0 || overlay.cropTop + overlay.cropBottom >= 1.0) {
-            place.Refuse("the crops leave nothing of it");
-        }
+        CheckOverlay(document.overlays[i], root / "overlays" / i);
     }
     for (std::size_t i = 0; i < document.sounds.size(); ++i) {
         CheckFile(document.sounds[i].file, root / "sounds" / i);
@@ -517,10 +519,32 @@ void Check(Document const& document) {
     }
 }
 
-void MakeRelativeTo(std::string& file, std::filesystem::path const& folder) {
-    if (!file.empty() && std::filesystem::path(file).is_relative()) {
-        file = (folder / file).lexically_normal().string();
+/// With symbolic links resolved, as far as the path exists.
+std::filesystem::path Canonical(std::filesystem::path const& path) {
+    std::error_code error;
+    std::filesystem::path const result = std::filesystem::weakly_canonical(path, error);
+    return error ? std::filesystem::absolute(path).lexically_normal() : result;
+}
+
+void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
+    if (file.empty()) {
+        return;
     }
+    std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays
+    if (trust == Trust::OwnFolder) {
+        std::filesystem::path const inside = Canonical(full).lexically_relative(Canonical(folder));
+        if (inside.empty() || *inside.begin() == "..") {
+            place.Refuse(fmt::format("{} lies outside of the document's folder; --trust allows it", file));
+        }
+    }
+    file = full.string();
+}
+
+template <typename Part>
+Part ReadPart(Json const& json, Host::Catalog const& catalog) {
+    Part part;
+    ReadStruct(json, Place(), {catalog}, part);
+    return part;
 }
 
 }  // namespace
@@ -540,28 +564,44 @@ Document ReadDocument(Json const& json, Host::Catalog const& catalog) {
     return document;
 }
 
-Document ReadDocumentFile(std::string const& path, Host::Catalog const& catalog) {
+Overlay ReadOverlay(Json const& json, Host::Catalog const& catalog) {
+    auto overlay = ReadPart<Overlay>(json, catalog);
+    CheckOverlay(overlay, Place());
+    return overlay;
+}
+
+Sound ReadSound(Json const& json, Host::Catalog const& catalog) {
+    auto sound = ReadPart<Sound>(json, catalog);
+    CheckFile(sound.file, Place());
+    return sound;
+}
+
+void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
+    Place const root;
+    std::filesystem::path const base(folder);
+    for (std::size_t i = 0; i < document.clips.size(); ++i) {
+        ResolvePath(document.clips[i].source.file, base, trust, root / "clips" / i / "file");
+    }
+    for (std::size_t i = 0; i < document.overlays.size(); ++i) {
+        ResolvePath(document.overlays[i].source.file, base, trust, root / "overlays" / i / "file");
+    }
+    for (std::size_t i = 0; i < document.sounds.size(); ++i) {
+        ResolvePath(document.sounds[i].file, base, trust, root / "sounds" / i / "file");
+    }
+    for (std::size_t i = 0; i < document.subtitles.size(); ++i) {
+        ResolvePath(document.subtitles[i].file, base, trust, root / "subtitles" / i / "file");
+    }
+}
+
+Document ReadDocumentFile(std::string const& path, Host::Catalog const& catalog, Trust trust) {
     Json const json = ReadJson(path, true);
-    Document document;
     try {
-        document = ReadDocument(json, catalog);
+        Document document = ReadDocument(json, catalog);
+        ResolvePaths(document, std::filesystem::path(path).parent_path().string(), trust);
+        return document;
     } catch (std::invalid_argument const& error) {
         Core::Throw(std::invalid_argument(fmt::format("{}: {}", path, error.what())));
     }
-    std::filesystem::path const folder = std::filesystem::path(path).parent_path();
-    for (Clip& clip : document.clips) {
-        MakeRelativeTo(clip.source.file, folder);
-    }
-    for (Overlay& overlay : document.overlays) {
-        MakeRelativeTo(overlay.source.file, folder);
-    }
-    for (Sound& sound : document.sounds) {
-        MakeRelativeTo(sound.file, folder);
-    }
-    for (Subtitles& subtitles : document.subtitles) {
-        MakeRelativeTo(subtitles.file, folder);
-    }
-    return document;
 }
 
 }  // namespace Kaltor::Edit

@@ -20,7 +20,6 @@ using Media::MediaInfo;
 using Media::Microseconds;
 
 constexpr AVRational kDefaultRate{30, 1};
-constexpr double kStillSeconds = 3.0;
 
 double Seconds(Microseconds time) {
     return std::chrono::duration<double>(time).count();
@@ -266,8 +265,10 @@ private:
         feed.holdFirst = CountHold(described.holdFirst, place + "/holdFirst");
         std::int64_t const holdLast = CountHold(described.holdLast, place + "/holdLast");
         if (feed.info.isStill) {
-            double const seconds =
-                described.duration ? described.duration->Resolve(Rate(), kStillSeconds) : kStillSeconds;
+            double seconds = described.duration.value_or(document.output.stillDuration).Resolve(Rate(), 0.0);
+            if (!described.duration && described.to) {
+                seconds = described.to->Resolve(Rate(), 0.0) - described.from.Resolve(Rate(), 0.0);
+            }
             if (seconds <= 0.0) {
                 Refuse(place + "/duration", fmt::format("{}a still cannot last {:.3f} s",
                                                         feed.path.empty() ? "" : feed.path + ": ", seconds));

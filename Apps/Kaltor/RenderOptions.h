@@ -5,29 +5,44 @@
 #include <vector>
 
 #include "Apps/Kaltor/Catalog.h"
-#include "Media/Render.h"
+#include "Edit/Document.h"
 
 namespace Kaltor::Cli {
 
-/// The options of `render` as they are typed.
-struct RenderOptions {
+/// What `render` and `check` are given to make a document of, as it is typed. Options that are not given change nothing
+/// of a document that is read.
+struct DocumentOptions {
+    /// Clips, or the file of one document.
     std::vector<std::string> clips;
-    std::string output;
     std::vector<std::string> transitions;
-    std::string transitionDuration = "1";
-    std::string stillDuration = "3";
+    std::string transitionDuration;
+    std::string stillDuration;
     std::vector<std::string> effects;
+    std::vector<std::string> fits;
+    std::vector<std::string> speeds;
+    std::vector<std::string> volumes;
+    std::vector<std::string> titles;
+    std::vector<std::string> overlays;
+    std::vector<std::string> music;
+    std::vector<std::string> subtitles;
+    std::string fadeIn;
+    std::string fadeOut;
+    std::optional<double> loudness;
     std::string size;
     std::string rate;
+    std::string background;
     std::string codec;
     std::optional<int> crf;
-    bool hasNoAudio = false;
-    bool allowPlaylists = false;
     std::optional<unsigned> seed;
-    bool overwrite = false;
+    bool hasNoAudio = false;
+    bool isTrusted = false;
 };
 
-/// The options as a job. Throws `UsageError` for what was typed wrongly.
-Media::RenderJob MakeRenderJob(RenderOptions const& options, Catalog const& catalog);
+/// Whether this is the name of a document, not of a clip.
+bool IsDocumentName(std::string const& path);
+
+/// The document that the options mean. Throws `UsageError` for what was typed wrongly, and as
+/// `Edit::ReadDocumentFile`.
+Edit::Document MakeDocument(DocumentOptions const& options, Catalog const& catalog);
 
 }  // namespace Kaltor::Cli

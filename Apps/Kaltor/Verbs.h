@@ -10,6 +10,7 @@ void AddDescribe(CommandLine& commandLine);
 void AddApply(CommandLine& commandLine);
 void AddStrip(CommandLine& commandLine);
 void AddRender(CommandLine& commandLine);
+void AddCheck(CommandLine& commandLine);
 void AddGallery(CommandLine& commandLine);
 void AddBench(CommandLine& commandLine);
 void AddDoctor(CommandLine& commandLine);

@@ -28,6 +28,7 @@ int Run(int count, char const* const* words) {
     AddApply(commandLine);
     AddStrip(commandLine);
     AddRender(commandLine);
+    AddCheck(commandLine);
     AddGallery(commandLine);
     AddBench(commandLine);
     AddDoctor(commandLine);

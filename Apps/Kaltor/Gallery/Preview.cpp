@@ -14,6 +14,7 @@
 #include "Media/Conformer.h"
 #include "Media/MediaWriter.h"
 #include "Media/Picture.h"
+#include "Render/Render.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -132,7 +133,7 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     preview.video = fmt::format("previews/{}.mp4", entry.name);
     preview.poster = fmt::format("previews/{}.jpg", entry.name);
     std::string const spec = WithValues(entry.name, ValuesOf(entry.name, size));
-    RenderOptions options;
+    DocumentOptions options;
     bool const isTransition = entry.kind == Kind::Transition;
     if (isTransition) {
         options.clips = {fmt::format("{}@0-2", kFirst), fmt::format("{}@0-3.6", kSecond),
@@ -151,14 +152,15 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     for (std::string& clip : options.clips) {
         clip = (folder / clip).string();
     }
-    options.output = (folder / preview.video).string();
     options.codec = "h264";
     options.crf = kSmall;
     options.seed = kSeed;
-    Media::RenderJob job = MakeRenderJob(options, catalog);
+    Render::RenderJob job;
+    job.document = MakeDocument(options, catalog);
+    job.output = (folder / preview.video).string();
     job.cancel = &cancel;
-    Media::Render(job, catalog.GetFactory());
-    WriteJpeg(folder / preview.poster, *ReadFrame(options.output, size, isTransition ? kInTransition : kTypical));
+    Render::Render(job, catalog.GetFactory());
+    WriteJpeg(folder / preview.poster, *ReadFrame(job.output, size, isTransition ? kInTransition : kTypical));
     return preview;
 }
 

@@ -1,0 +1,146 @@
+#include "Apps/Kaltor/PlanReport.h"
+
+#include <fmt/format.h>
+
+#include "Apps/Kaltor/Console.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+using Edit::Json;
+using Edit::Plan;
+using Edit::PlannedFeed;
+using Edit::PlannedLook;
+
+std::string NameOf(PlannedFeed const& feed, std::optional<Edit::Title> const& title) {
+    constexpr std::size_t kLongest = 40;
+    if (title) {
+        return fmt::format("\"{}\"", title->text.size() <= kLongest ? title->text : title->text.substr(0, kLongest));
+    }
+    return feed.path.empty() ? fmt::format("#{:02X}{:02X}{:02X}", feed.color.red, feed.color.green, feed.color.blue)
+                             : feed.path;
+}
+
+Json PlaceOf(Plan const& plan, std::int64_t first, std::int64_t frames) {
+    return {{"firstFrame", first},
+            {"frames", frames},
+            {"start", plan.time.SecondsOf(first)},
+            {"end", plan.time.SecondsOf(first + frames)}};
+}
+
+Json LooksOf(Plan const& plan, std::vector<PlannedLook> const& looks) {
+    Json list = Json::array();
+    for (PlannedLook const& look : looks) {
+        if (look.settings) {
+            Json one{{"name", look.settings->GetClassId()}};
+            one.update(PlaceOf(plan, look.first, look.frames));
+            list.push_back(std::move(one));
+        }
+    }
+    return list;
+}
+
+Json SourceOf(PlannedFeed const& feed, std::optional<Edit::Title> const& title) {
+    Json source;
+    if (title) {
+        source["title"] = title->text;
+    } else if (feed.path.empty()) {
+        source["color"] = NameOf(feed, title);
+    } else {
+        source["file"] = feed.path;
+        source["from"] = std::chrono::duration<double>(feed.start).count();
+        source["length"] = std::chrono::duration<double>(feed.length).count();
+        source["speed"] = feed.speed;
+    }
+    return source;
+}
+
+std::string Span(Plan const& plan, std::int64_t first, std::int64_t frames) {
+    return fmt::format("{:.2f} to {:.2f} s, {} frames from {}", plan.time.SecondsOf(first),
+                       plan.time.SecondsOf(first + frames), frames, first);
+}
+
+}  // namespace
+
+std::string ToText(Plan const& plan, PlanReport const& report) {
+    std::string text =
+        fmt::format("{}{}x{}, {:.5g} fps, {:.2f} s, {} frames{}{}\n", report.output.empty() ? "" : report.output + ": ",
+                    plan.target.frame.width, plan.target.frame.height, av_q2d(plan.time.frameRate),
+                    plan.time.SecondsOf(plan.frames), plan.frames, report.codec.empty() ? "" : ", " + report.codec,
+                    plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate,
+                                             plan.sound->channels, plan.sound->channels == 1 ? "" : "s")
+                               : ", no sound");
+    auto const list = [&](std::string const& what, PlannedFeed const& feed, std::optional<Edit::Title> const& title,
+                          std::int64_t first, std::int64_t frames, std::vector<PlannedLook> const& effects) {
+        text += fmt::format("{} {}: {}\n", what, MakePrintable(NameOf(feed, title)), Span(plan, first, frames));
+        for (PlannedLook const& look : effects) {
+            if (look.settings) {
+                text += fmt::format("    {}: {}\n", look.settings->GetClassId(), Span(plan, look.first, look.frames));
+            }
+        }
+    };
+    for (std::size_t i = 0; i < plan.clips.size(); ++i) {
+        Edit::PlannedClip const& clip = plan.clips[i];
+        list(fmt::format("  clip {}", i + 1), clip.feed, clip.title, clip.first, clip.frames, clip.effects);
+        if (clip.fadeOut > 0) {
+            text += fmt::format("    {} into the next: {}\n", clip.joint.settings->GetClassId(),
+                                Span(plan, clip.joint.first, clip.joint.frames));
+        }
+    }
+    for (Edit::PlannedOverlay const& overlay : plan.overlays) {
+        list("  overlay", overlay.feed, overlay.title, overlay.first, overlay.frames, overlay.effects);
+    }
+    for (Edit::PlannedSubtitles const& subtitles : plan.subtitles) {
+        text += fmt::format("  subtitles {}\n", MakePrintable(subtitles.path));
+    }
+    for (Edit::PlannedSound const& sound : plan.sounds) {
+        if (sound.isBed) {
+            text += fmt::format("  sound {}: {}\n", MakePrintable(sound.path), Span(plan, sound.first, sound.frames));
+        }
+    }
+    for (std::string const& warning : report.warnings) {
+        text += fmt::format("warning: {}\n", MakePrintable(warning));
+    }
+    return text;
+}
+
+Json ToJson(Plan const& plan, PlanReport const& report) {
+    Json json{{"output", report.output},
+              {"width", plan.target.frame.width},
+              {"height", plan.target.frame.height},
+              {"frameRate", fmt::format("{}/{}", plan.time.frameRate.num, plan.time.frameRate.den)},
+              {"frames", plan.frames},
+              {"duration", plan.time.SecondsOf(plan.frames)},
+              {"codec", report.codec}};
+    json["sound"] =
+        plan.sound ? Json{{"sampleRate", plan.sound->sampleRate}, {"channels", plan.sound->channels}} : Json(nullptr);
+    auto const entry = [&plan](PlannedFeed const& feed, std::optional<Edit::Title> const& title, std::int64_t first,
+                               std::int64_t frames, std::vector<PlannedLook> const& effects) {
+        Json one = SourceOf(feed, title);
+        one.update(PlaceOf(plan, first, frames));
+        one["effects"] = LooksOf(plan, effects);
+        return one;
+    };
+    json["clips"] = Json::array();
+    for (Edit::PlannedClip const& clip : plan.clips) {
+        Json one = entry(clip.feed, clip.title, clip.first, clip.frames, clip.effects);
+        if (clip.fadeOut > 0) {
+            one["joint"] = LooksOf(plan, {clip.joint}).front();
+        }
+        json["clips"].push_back(std::move(one));
+    }
+    json["overlays"] = Json::array();
+    for (Edit::PlannedOverlay const& overlay : plan.overlays) {
+        json["overlays"].push_back(entry(overlay.feed, overlay.title, overlay.first, overlay.frames, overlay.effects));
+    }
+    json["sounds"] = Json::array();
+    for (Edit::PlannedSound const& sound : plan.sounds) {
+        Json one{{"file", sound.path}, {"bed", sound.isBed}};
+        one.update(PlaceOf(plan, sound.first, sound.frames));
+        json["sounds"].push_back(std::move(one));
+    }
+    json["warnings"] = report.warnings;
+    return json;
+}
+
+}  // namespace Kaltor::Cli
