@@ -521,9 +521,10 @@ void Check(Document const& document) {
 
 /// With symbolic links resolved, as far as the path exists.
 std::filesystem::path Canonical(std::filesystem::path const& path) {
+    std::filesystem::path const full = std::filesystem::absolute(path);
     std::error_code error;
-    std::filesystem::path const result = std::filesystem::weakly_canonical(path, error);
-    return error ? std::filesystem::absolute(path).lexically_normal() : result;
+    std::filesystem::path const result = std::filesystem::weakly_canonical(full, error);
+    return error ? full.lexically_normal() : result;
 }
 
 void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
@@ -578,7 +579,7 @@ Sound ReadSound(Json const& json, Host::Catalog const& catalog) {
 
 void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
     Place const root;
-    std::filesystem::path const base(folder);
+    std::filesystem::path const base(folder.empty() ? "." : folder);
     for (std::size_t i = 0; i < document.clips.size(); ++i) {
         ResolvePath(document.clips[i].source.file, base, trust, root / "clips" / i / "file");
     }

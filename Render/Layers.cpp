@@ -30,7 +30,7 @@ uniform vec2 reach;
 uniform vec2 turn;
 varying vec2 place;
 void main() {
-    place = (gl_Vertex.xy) * reach;
+    place = gl_Vertex.zw * reach;
     vec2 turned = vec2(turn.x * place.x + turn.y * place.y, turn.x * place.y - turn.y * place.x);
     gl_Position = vec4((middle + turned) / frameSize * 2.0 - 1.0, 0.0, 1.0);
 }

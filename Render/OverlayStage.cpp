@@ -95,8 +95,10 @@ FramePtr OverlayStage::MakeClear(Conf::FrameInfo const& form, std::int64_t numbe
         static_cast<std::uint32_t>(clear->height) != form.height) {
         boost::intrusive_ptr<Proc::DataVideoFF> const empty = Proc::DataVideoFF::Create(PixFmt::Rgba, form);
         AVFrame& frame = empty->GetWritableFrame();
-        std::memset(frame.data[0], 0,
-                    static_cast<std::size_t>(frame.linesize[0]) * static_cast<std::size_t>(frame.height));
+        for (int y = 0; y < frame.height; ++y) {
+            std::memset(frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0], 0,
+                        static_cast<std::size_t>(frame.width) * 4);
+        }
         clear = empty->Share();
     }
     return MakeFrame(Proc::ShareAvFrame(*clear), plan.time, number);
