@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdint>
 #include <string>
 
 #include "Edit/Document.h"
@@ -21,8 +20,8 @@ Sound ReadSound(Json const& json, Host::Catalog const& catalog);
 /// Whether a document may name files outside of its own folder.
 enum class Trust : std::uint8_t { OwnFolder, Everywhere };
 
-/// Reads a document's file (see `ReadJson`; comments are allowed). Paths in it are relative to its folder, and come back
-/// as the program can open them. Throws as above with the file's name before, and `std::runtime_error`.
+/// Reads a document's file (see `ReadJson`; comments are allowed). Paths in it are relative to its folder, and come
+/// back as the program can open them. Throws as above with the file's name before, and `std::runtime_error`.
 Document ReadDocumentFile(std::string const& path, Host::Catalog const& catalog, Trust trust);
 
 /// Makes the paths of a document relative to a folder into paths that the program can open. Throws

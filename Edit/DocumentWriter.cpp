@@ -208,9 +208,7 @@ void MakeRelative(std::string& file, std::filesystem::path const& folder) {
 
 Json WriteDocument(Document const& document) {
     Json json{{"version", Document::kVersion}};
-    for (auto& [key, value] : WriteStruct(document).items()) {
-        json[key] = value;
-    }
+    json.update(WriteStruct(document));
     return json;
 }
 

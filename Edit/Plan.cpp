@@ -68,7 +68,9 @@ public:
 private:
     AVRational Rate() const { return plan.time.frameRate; }
 
-    std::string At(std::string const& place) const { return options.showsPlaces ? place + ": " : std::string(); }
+    std::string At(std::string const& place) const {
+        return options.documentName.empty() ? std::string() : fmt::format("{}: {}: ", options.documentName, place);
+    }
     [[noreturn]] void Refuse(std::string const& place, std::string const& why) const {
         Core::Throw(std::invalid_argument(At(place) + why));
     }
@@ -92,18 +94,20 @@ private:
 
     void ProbeFiles() {
         std::vector<std::string> paths;
-        auto const add = [&paths](Source const& source) {
+        std::vector<std::string> places;
+        auto const add = [&](Source const& source, char const* list, std::size_t index) {
             if (!source.file.empty()) {
                 paths.push_back(source.file);
+                places.push_back(fmt::format("{}/{}/file", list, index));
             }
         };
-        for (Clip const& clip : document.clips) {
-            add(clip.source);
+        for (std::size_t i = 0; i < document.clips.size(); ++i) {
+            add(document.clips[i].source, "clips", i);
         }
-        for (Overlay const& overlay : document.overlays) {
-            add(overlay.source);
+        for (std::size_t i = 0; i < document.overlays.size(); ++i) {
+            add(document.overlays[i].source, "overlays", i);
         }
-        prober.Probe(paths);
+        prober.Probe(paths, [&](std::size_t index) { return At(places[index]); });
     }
 
     /// What is not given follows the first clip with pictures of its own; the rate, of which stills have none, the
@@ -515,7 +519,9 @@ private:
             Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",
                                       plan.time.SecondsOf(first), plan.time.SecondsOf(end), whole));
         }
-        Media::SoundInfo const info = Media::ProbeSound(described.file, {options.allowPlaylists, options.cancel});
+        Media::SoundInfo const info = AtPlace(At(place + "/file"), [&] {
+            return Media::ProbeSound(described.file, {options.allowPlaylists, options.cancel});
+        });
         double const start = ResolveIn(described.start, Rate(), Seconds(info.duration));
         if (start < 0.0 || ToMicroseconds(start) >= info.duration) {
             Refuse(place + "/start", fmt::format("{}: ends at {:.2f} s, before the start at {:.2f} s", described.file,

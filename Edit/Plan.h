@@ -141,8 +141,8 @@ struct Plan {
 
 struct PlanOptions {
     bool allowPlaylists = false;
-    /// Errors begin with the place in the document ("clips/2: ...").
-    bool showsPlaces = false;
+    /// Where not empty, errors begin with it and the place in the document ("edit.json: clips/2: ...").
+    std::string documentName;
     std::atomic<bool> const* cancel = nullptr;
     Media::WarningFn warn;
 };

@@ -6,11 +6,14 @@
 
 namespace Kaltor::Edit {
 
-void Prober::Probe(std::vector<std::string> const& paths) {
+void Prober::Probe(std::vector<std::string> const& paths,
+                   std::function<std::string(std::size_t index)> const& describe) {
     std::vector<std::string> wanted;
-    for (std::string const& path : paths) {
-        if (known.try_emplace(path).second) {
-            wanted.push_back(path);
+    std::vector<std::size_t> indices;  // in `paths`
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (known.try_emplace(paths[i]).second) {
+            wanted.push_back(paths[i]);
+            indices.push_back(i);
         }
     }
     // Waiting for files takes longer than looking at them, on network file systems above all.
@@ -40,7 +43,7 @@ void Prober::Probe(std::vector<std::string> const& paths) {
     }
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         if (errors[i]) {
-            std::rethrow_exception(errors[i]);
+            AtPlace(describe(indices[i]), [&] { std::rethrow_exception(errors[i]); });
         }
         known[wanted[i]] = std::move(infos[i]);
     }

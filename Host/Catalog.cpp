@@ -142,6 +142,13 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
             fmt::format("{} is {} {}, no {}", refused->name, article, GetName(refused->kind), what)));
     }
 
+    for (Alias const& alias : kAliases) {
+        auto const known = std::find(names.begin(), names.end(), alias.className);
+        if (known != names.end()) {
+            names.emplace_back(alias.name);
+            shortNames.emplace_back(alias.name);
+        }
+    }
     std::string nearest = Proc::FindNearest(name, names);
     if (nearest.empty()) {
         // What is called a transition may be an effect and the other way round.

@@ -32,7 +32,7 @@ constexpr std::size_t kLongestChunk = 8192;
 using SoundChunk = std::vector<std::vector<float>>;
 
 Edit::Plan MakePlan(RenderJob const& job, WarningFn const& warn) {
-    return Edit::MakePlan(job.document, {job.allowPlaylists, job.showsPlaces, job.cancel, warn});
+    return Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
 }
 
 void CheckSide(RenderJob const& job, Edit::Plan const& plan) {

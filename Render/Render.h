@@ -25,7 +25,7 @@ struct RenderJob {
     /// See `InputRules`.
     bool allowPlaylists = false;
     /// See `Edit::PlanOptions`.
-    bool showsPlaces = false;
+    std::string documentName;
     /// The piece of the whole that is made, in seconds: its frames are those of the whole.
     struct Range {
         double begin = 0.0;

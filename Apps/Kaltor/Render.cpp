@@ -87,7 +87,9 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
     job.output = options.output;
     job.overwrite = options.overwrite;
     job.allowPlaylists = options.allowPlaylists;
-    job.showsPlaces = std::any_of(options.clips.begin(), options.clips.end(), IsDocumentName);
+    if (IsDocumentName(options.clips.front())) {
+        job.documentName = options.clips.front();
+    }
     if (!options.range.empty()) {
         job.range = ParseRange(options.range);
     }
@@ -101,7 +103,7 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
 int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) {
     PlanReport report;
     Edit::Plan const plan =
-        Edit::MakePlan(job.document, {job.allowPlaylists, job.showsPlaces, job.cancel,
+        Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel,
                                       [&report](std::string const& warning) { report.warnings.push_back(warning); }});
     report.output = options.output;
     report.codec = job.document.output.codec;
@@ -166,11 +168,11 @@ int RunCheck(CheckOptions const& options) {
     Catalog const catalog = Catalog::Load();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
-    Edit::Plan const plan =
-        Edit::MakePlan(document, {options.allowPlaylists, true, &CatchInterrupts(), [&](std::string const& warning) {
-                                      WriteError("warning: " + warning);
-                                      hasWarned = true;
-                                  }});
+    Edit::Plan const plan = Edit::MakePlan(
+        document, {options.allowPlaylists, options.clips.front(), &CatchInterrupts(), [&](std::string const& warning) {
+                       WriteError("warning: " + warning);
+                       hasWarned = true;
+                   }});
     WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(options.clips.front()),
                          hasWarned ? "usable, with warnings" : "right", plan.time.SecondsOf(plan.frames)));
     return 0;
