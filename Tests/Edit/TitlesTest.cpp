@@ -513,9 +513,9 @@ TEST(TitlePainterTest, SaysWhatIsMissingAndWhatIsWrong) {
     huge.shadowColor = Color{0, 0, 0, 255};
     huge.shadowBlur = 2.0;
     huge.shadowX = 1.0;
-    AVFrame const& cut = Paint(huge).picture->GetFrame();
-    EXPECT_LE(cut.width, static_cast<int>(kWidth));
-    EXPECT_LE(cut.height, static_cast<int>(kHeight));
+    TitlePicture const cut = Paint(huge);
+    EXPECT_LE(cut.picture->GetFrameInfo().width, kWidth);
+    EXPECT_LE(cut.picture->GetFrameInfo().height, kHeight);
 }
 
 /// Files of subtitles in a folder of their own.
