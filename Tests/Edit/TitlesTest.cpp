@@ -431,6 +431,11 @@ TEST(TitlePainterTest, TypesLettersAndWordsInTheirPlaces) {
         EXPECT_EQ(BytesOf(*quick.At(full + 0.001, 10.0)), whole);
         title.entry = 4.0;
     }
+    // Nor does the line under hidden letters of the same line show.
+    title.text = fmt::format("{0}<u>{0}</u>", kSquare);
+    title.align = Title::Align::Center;
+    title.animation = Title::Animation::Typewriter;
+    EXPECT_LT(Measure(Paint(title, 0.0, 10.0)).right, kWidth / 2.0 + 1.0);
 }
 
 TEST(TitlePainterTest, MarkupColoursSomeLetters) {
