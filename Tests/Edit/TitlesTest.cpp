@@ -454,6 +454,30 @@ TEST(TitlePainterTest, MarkupColoursSomeLetters) {
     EXPECT_THAT(above.At(static_cast<unsigned>(kWidth / 2 + step), y - 70), ElementsAre(0, 0, 1, 1)) << "behind it";
 }
 
+TEST(TitlePainterTest, EmojiHaveTheirColoursAndTheTextsOpacity) {
+    Title title = Plain("\U0001F34E\U0001F966");  // an apple and broccoli
+    title.color = Color{0, 0, 255, 128};
+    title.animation = Title::Animation::Typewriter;
+    title.entry = 1.0;
+    std::string missing;
+    TitlePainter painter(title, kWidth, kHeight, [&](std::string const& line) { missing = line; });
+    auto const greens = [&](double time) {
+        Picture const seen = OnFrame(*painter.At(time, 10.0));
+        double highest = 0.0;
+        for (Rgba const& pixel : seen.pixels) {
+            highest = std::max(highest, pixel[3]);
+        }
+        EXPECT_NEAR(highest, 128 / 255.0, 1.5 / 255.0);
+        return std::count_if(seen.pixels.begin(), seen.pixels.end(),
+                             [](Rgba const& p) { return p[3] > 0.4 && p[1] > 1.3 * std::max(p[0], p[2]); });
+    };
+    if (!missing.empty()) {
+        GTEST_SKIP() << "no font with emoji is installed (fonts-noto-color-emoji is one)";
+    }
+    EXPECT_LT(greens(0.0), 2000);
+    EXPECT_GT(greens(2.0), 4000);
+}
+
 TEST(TitlePainterTest, SaysWhatIsMissingAndWhatIsWrong) {
     auto const warningsOf = [](Title const& title) {
         std::vector<std::string> lines;
