@@ -1,6 +1,6 @@
-// For programs that are built with a sanitizer. Leaks of graphics drivers cannot be fixed here and are ignored. Drivers
-// are normally unloaded before the leak check, and then neither their leaks nor their threads' stacks can be
-// recognised; so nothing is unloaded.
+// For programs that are built with a sanitizer. Leaks of graphics drivers, and what fontconfig keeps of its settings,
+// cannot be fixed here and are ignored. Drivers are normally unloaded before the leak check, and then neither their
+// leaks nor their threads' stacks can be recognised; so nothing is unloaded.
 extern "C" {
 
 int dlclose(void*);
@@ -13,6 +13,7 @@ char const* __lsan_default_suppressions() {
     return "leak:_dri.so\n"
            "leak:libEGL_mesa.so\n"
            "leak:libgallium\n"
+           "leak:libfontconfig\n"
            "leak:libnvidia\n"
            "leak:libEGL_nvidia.so\n";
 }

@@ -50,8 +50,10 @@ PatternPtr Match(std::string const& family) {
 
 }  // namespace
 
-void RequireFonts() {
-    if (!Match("sans-serif")) {
+void LoadFonts() {
+    // Pango would do it on a thread of its own, at the same time as others.
+    static bool const isLoaded = FcInit() != FcFalse;
+    if (!isLoaded || !Match("sans-serif")) {
         Core::Throw(std::runtime_error("titles cannot be drawn: no font is installed"));
     }
 }

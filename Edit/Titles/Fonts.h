@@ -6,8 +6,9 @@
 
 namespace Kaltor::Edit {
 
-/// Throws `std::runtime_error` where not one font is installed.
-void RequireFonts();
+/// Reads the system's list of fonts, once, before anything else asks for one. Throws `std::runtime_error` where there is
+/// no font.
+void LoadFonts();
 
 /// The installed family that stands in for a missing one, or empty where it is installed, or names no family in
 /// particular ("sans-serif"). Several names have commas between them; one that is installed is enough.

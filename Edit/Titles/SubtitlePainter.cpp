@@ -89,7 +89,7 @@ public:
         Title caption;
         caption.style = Title::Style::Caption;
         TitleLook const look = ResolveLook(style != nullptr ? *style : caption, frameWidth, frameHeight);
-        RequireFonts();
+        LoadFonts();
         SubtitleFile content = ReadSubtitles(path, warn);
         library.reset(ass_library_init());
         if (!library) {

@@ -52,6 +52,11 @@ DescriptionPtr Describe(TitleLook const& look) {
     return description;
 }
 
+ObjectPtr<PangoFontMap> MakeFontMap() {
+    LoadFonts();
+    return ObjectPtr<PangoFontMap>(pango_cairo_font_map_new());
+}
+
 ObjectPtr<PangoContext> MakeContext(PangoFontMap& fontMap, TitleLook const& look) {
     ObjectPtr<PangoContext> context(pango_font_map_create_context(&fontMap));
     cairo_font_options_t* const options = cairo_font_options_create();
@@ -157,10 +162,9 @@ Rect Rect::Unite(Rect const& other) const {
 }
 
 TextLayout::TextLayout(Title const& title, TitleLook const& look, Media::WarningFn const& warn)
-    : fontMap(pango_cairo_font_map_new()),
+    : fontMap(MakeFontMap()),
       context(MakeContext(*fontMap, look)),
       layout(pango_layout_new(context.get())) {
-    RequireFonts();
     SetText(title);
     pango_layout_set_font_description(layout.get(), Describe(look).get());
     pango_layout_set_auto_dir(layout.get(), title.direction == Title::Direction::Auto);
@@ -403,7 +407,7 @@ void TextLayout::Draw(GlyphTargets& targets, int end) const {
 }
 
 LineExtent MeasureLine(TitleLook const& look) {
-    ObjectPtr<PangoFontMap> const fontMap(pango_cairo_font_map_new());
+    ObjectPtr<PangoFontMap> const fontMap = MakeFontMap();
     return Measure(*MakeContext(*fontMap, look), look);
 }
 

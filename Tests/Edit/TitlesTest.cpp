@@ -431,6 +431,11 @@ TEST(TitlePainterTest, TypesLettersAndWordsInTheirPlaces) {
         EXPECT_EQ(BytesOf(*quick.At(full + 0.001, 10.0)), whole);
         title.entry = 4.0;
     }
+    // Nor does the line under hidden letters of the same line show.
+    title.text = fmt::format("{0}<u>{0}</u>", kSquare);
+    title.align = Title::Align::Center;
+    title.animation = Title::Animation::Typewriter;
+    EXPECT_LT(Measure(Paint(title, 0.0, 10.0)).right, kWidth / 2.0 + 1.0);
 }
 
 TEST(TitlePainterTest, MarkupColoursSomeLetters) {
@@ -447,6 +452,30 @@ TEST(TitlePainterTest, MarkupColoursSomeLetters) {
     EXPECT_THAT(at(0.0)[3], 0.0);
     Picture const above = seen;
     EXPECT_THAT(above.At(static_cast<unsigned>(kWidth / 2 + step), y - 70), ElementsAre(0, 0, 1, 1)) << "behind it";
+}
+
+TEST(TitlePainterTest, EmojiHaveTheirColoursAndTheTextsOpacity) {
+    Title title = Plain("\U0001F34E\U0001F966");  // an apple and broccoli
+    title.color = Color{0, 0, 255, 128};
+    title.animation = Title::Animation::Typewriter;
+    title.entry = 1.0;
+    std::string missing;
+    TitlePainter painter(title, kWidth, kHeight, [&](std::string const& line) { missing = line; });
+    auto const greens = [&](double time) {
+        Picture const seen = OnFrame(*painter.At(time, 10.0));
+        double highest = 0.0;
+        for (Rgba const& pixel : seen.pixels) {
+            highest = std::max(highest, pixel[3]);
+        }
+        EXPECT_NEAR(highest, 128 / 255.0, 1.5 / 255.0);
+        return std::count_if(seen.pixels.begin(), seen.pixels.end(),
+                             [](Rgba const& p) { return p[3] > 0.4 && p[1] > 1.3 * std::max(p[0], p[2]); });
+    };
+    if (!missing.empty()) {
+        GTEST_SKIP() << "no font with emoji is installed (fonts-noto-color-emoji is one)";
+    }
+    EXPECT_LT(greens(0.0), 2000);
+    EXPECT_GT(greens(2.0), 4000);
 }
 
 TEST(TitlePainterTest, SaysWhatIsMissingAndWhatIsWrong) {
@@ -513,9 +542,9 @@ TEST(TitlePainterTest, SaysWhatIsMissingAndWhatIsWrong) {
     huge.shadowColor = Color{0, 0, 0, 255};
     huge.shadowBlur = 2.0;
     huge.shadowX = 1.0;
-    AVFrame const& cut = Paint(huge).picture->GetFrame();
-    EXPECT_LE(cut.width, static_cast<int>(kWidth));
-    EXPECT_LE(cut.height, static_cast<int>(kHeight));
+    TitlePicture const cut = Paint(huge);
+    EXPECT_LE(cut.picture->GetFrameInfo().width, kWidth);
+    EXPECT_LE(cut.picture->GetFrameInfo().height, kHeight);
 }
 
 /// Files of subtitles in a folder of their own.
