@@ -87,13 +87,8 @@ TEST(CurveTest, GoesThroughItsKeysAndStaysBeyondThem) {
     CurveSampler const curve({{MakeKey(Time::Seconds(1.0), 10.0, "easeInQuad"), MakeKey({0.0, 50.0, 0.0}, 20.0, "hold"),
                                MakeKey(Time::Share(0.75), -4.0)}},
                              kRate, 4.0);  // keys at 1 s, 2 s, 3 s
-    for (auto const& [time, value] : std::map<double, double>{{-5.0, 10.0},
-                                                              {1.0, 10.0},
-                                                              {1.5, 12.5},
-                                                              {2.0, 20.0},
-                                                              {2.999, 20.0},
-                                                              {3.0, -4.0},
-                                                              {9.0, -4.0}}) {
+    for (auto const& [time, value] : std::map<double, double>{
+             {-5.0, 10.0}, {1.0, 10.0}, {1.5, 12.5}, {2.0, 20.0}, {2.999, 20.0}, {3.0, -4.0}, {9.0, -4.0}}) {
         EXPECT_NEAR(curve.NumberAt(time), value, 1e-9) << time;
     }
     EXPECT_THAT(Catch<std::invalid_argument>([] {
