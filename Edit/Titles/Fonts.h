@@ -6,8 +6,8 @@
 
 namespace Kaltor::Edit {
 
-/// Reads the system's list of fonts, once, before anything else asks for one. Throws `std::runtime_error` where there is
-/// no font.
+/// Reads the system's list of fonts, once, before anything else asks for one. Throws `std::runtime_error` where there
+/// is no font.
 void LoadFonts();
 
 /// The installed family that stands in for a missing one, or empty where it is installed, or names no family in

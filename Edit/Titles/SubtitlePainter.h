@@ -14,9 +14,11 @@ namespace Kaltor::Edit {
 /// Draws the subtitles of an SRT, VTT or ASS file. Several may work at once, each on one thread at a time.
 class SubtitlePainter {
 public:
-    /// `style`: how those of SRT and VTT look; a caption's looks where it is null. Its text, animation, direction,
-    /// blur, radius and line spacing have no effect. ASS files have styles of their own, and fonts that are attached to
-    /// them are used. Throws `Media::MediaError`; `std::invalid_argument` where a field of the style is wrong.
+    /// `style`: how those of SRT and VTT look; a caption's looks where it is null. Its text, direction, animation, line
+    /// spacing, x and y, the shadow's x and blur and the box's radius have no effect. ASS files have styles of their
+    /// own, and fonts that are attached to them are used. Warns of fonts that are missing, when they are first needed,
+    /// and of lines that cannot be read. Throws `Media::MediaError`, with one line that begins with the path;
+    /// `std::invalid_argument` where a field of the style is wrong.
     SubtitlePainter(std::string const& path, std::uint32_t frameWidth, std::uint32_t frameHeight,
                     Title const* style = nullptr, Media::WarningFn const& warn = {});
     ~SubtitlePainter();
