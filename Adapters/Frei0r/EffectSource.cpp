@@ -1,6 +1,8 @@
 #include "Adapters/Frei0r/EffectSource.h"
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 
 #include <unistd.h>
 
@@ -36,6 +38,19 @@ Proc::IEffectFactory const& EffectSource::GetFactory() {
 bool EffectSource::IsForked() const {
     pid_t const started = startedIn;
     return started != 0 && started != getpid();
+}
+
+void EffectSource::GuardTheEnd() {
+    // Not longer: a host may end the process from within a picture, in a signal's handler.
+    static constexpr std::chrono::seconds kLongestWait{2};
+    std::atexit([] {
+        EffectSource& source = Get();
+        bool const isWaiting = !source.isEnding && !source.IsForked();
+        source.isEnding = true;
+        if (isWaiting && source.drawing.try_lock_for(kLongestWait)) {
+            source.drawing.unlock();
+        }
+    });
 }
 
 void EffectSource::Report(std::string const& line) {

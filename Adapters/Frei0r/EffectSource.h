@@ -4,6 +4,7 @@
 #include <exception>
 #include <mutex>
 #include <set>
+#include <shared_mutex>
 #include <string>
 
 #include <sys/types.h>
@@ -27,6 +28,18 @@ public:
     /// and nothing may wait for it.
     bool IsForked() const;
 
+    /// Whether the process is ending: what drawing needs may be destroyed already.
+    bool IsEnding() const { return isEnding; }
+
+    /// To be held while drawing.
+    std::shared_lock<std::shared_timed_mutex> StartDrawing() {
+        return std::shared_lock<std::shared_timed_mutex>(drawing);
+    }
+
+    /// To be called after the first picture of an instance. From then on the end of the process waits for pictures that
+    /// are being drawn, before it destroys what they need: what is made last is destroyed first.
+    void GuardTheEnd();
+
     /// Writes a line to standard error, unless this text was written before.
     void Report(std::string const& line);
 
@@ -35,6 +48,8 @@ private:
 
     std::mutex mutex;
     std::atomic<pid_t> startedIn{0};
+    std::atomic<bool> isEnding{false};
+    std::shared_timed_mutex drawing;
     boost::intrusive_ptr<Proc::IEffectFactory const> factory;
     std::exception_ptr failure;
     std::mutex reportMutex;

@@ -131,9 +131,15 @@ std::vector<HostValue> Instance::TakeValues() {
 void Instance::Draw(double time, std::span<std::uint32_t const* const> inputs, std::uint32_t* output,
                     std::string_view caller) noexcept {
     try {
+        EffectSource& source = EffectSource::Get();
         // Before any lock: the thread that held it at the time of a fork does not exist in the copy.
-        if (EffectSource::Get().IsForked()) {
-            Pass(plugin.parameters.GetInitial(), 0, inputs, output);
+        if (source.IsForked()) {
+            Copy(inputs.front(), output);
+            return;
+        }
+        std::shared_lock const drawing = source.StartDrawing();
+        if (source.IsEnding()) {
+            Copy(inputs.front(), output);
             return;
         }
         std::vector<HostValue> const hostValues = TakeValues();
@@ -170,6 +176,10 @@ void Instance::DrawOrThrow(std::vector<HostValue> const& hostValues, std::int64_
         Core::Throw(std::logic_error("the effect gave a picture of another form"));
     }
     CopyOutput(*result, output);
+    if (!hasDrawn) {
+        EffectSource::Get().GuardTheEnd();
+        hasDrawn = true;
+    }
 }
 
 void Instance::Prepare(std::vector<HostValue> const& hostValues) {
@@ -203,10 +213,11 @@ void Instance::Pass(std::vector<HostValue> const& hostValues, std::int64_t times
     bool const isSecond =
         inputs.size() > 1 &&
         MakeProgress(plugin.parameters.Read(hostValues, unknown).progress).GetProgress(timestamp) >= kMiddle;
-    std::uint32_t const* const shown = inputs[isSecond ? 1 : 0];
-    if (shown != output) {
-        std::memmove(output, shown, std::size_t{width} * height * kPixel);
-    }
+    Copy(inputs[isSecond ? 1 : 0], output);
+}
+
+void Instance::Copy(std::uint32_t const* input, std::uint32_t* output) const {
+    std::memmove(output, input, std::size_t{width} * height * kPixel);
 }
 
 void Instance::Report(std::string const& text) const {

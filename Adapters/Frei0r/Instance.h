@@ -56,6 +56,7 @@ private:
     void Prepare(std::vector<HostValue> const& hostValues);
     void Pass(std::vector<HostValue> const& hostValues, std::int64_t timestamp,
               std::span<std::uint32_t const* const> inputs, std::uint32_t* output) const;
+    void Copy(std::uint32_t const* input, std::uint32_t* output) const;
     void Report(std::string const& text) const;
 
     Plugin const& plugin;
@@ -71,6 +72,7 @@ private:
     std::optional<Host::PictureEffect> effect;
     std::vector<HostValue> drawnWith;
     std::optional<std::uint32_t> seed;
+    bool hasDrawn = false;
 };
 
 }  // namespace Kaltor::Frei0r

@@ -70,8 +70,9 @@ f0r_instance_t KaltorFrei0rConstruct(char const* classId, unsigned width, unsign
 }
 
 void KaltorFrei0rDestruct(f0r_instance_t instance) {
-    // What an effect holds on the GPU is freed by a thread that a copy of the process does not have.
-    if (!Kaltor::Frei0r::EffectSource::Get().IsForked()) {
+    // What an effect holds on the GPU is freed by a thread that a copy of the process, or one that ends, does not have.
+    Kaltor::Frei0r::EffectSource const& source = Kaltor::Frei0r::EffectSource::Get();
+    if (!source.IsForked() && !source.IsEnding()) {
         delete static_cast<Instance*>(instance);
     }
 }
