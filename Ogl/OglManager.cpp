@@ -4,6 +4,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include <pthread.h>
+#include <unistd.h>
+
 #include "Core/Interfaces/Exception.h"
 #include "Ogl/ShaderStorage.h"
 
@@ -33,8 +36,39 @@ std::vector<PixFmt> GetSupportedPxlFmt() {
 }
 
 OglManager& OglManager::GetInstance() {
-    static OglManager manager;
-    return manager;
+    // In a copy of the process the GL thread does not exist: what waits for it, as the destructor does, would wait
+    // forever. There the manager has stopped, and is never destroyed.
+    struct Deleter {
+        pid_t owner = getpid();
+        void operator()(OglManager* owned) const {
+            if (getpid() == owner) {
+                delete owned;
+            }
+        }
+    };
+    static std::unique_ptr<OglManager, Deleter> const manager(new OglManager);
+    thread_local OglManager* locked = nullptr;
+    static int const isHandled = pthread_atfork(
+        [] {
+            locked = liveManager;
+            if (locked != nullptr) {
+                locked->mutex.lock();  // so that the copy gets it unlocked
+            }
+        },
+        [] {
+            if (locked != nullptr) {
+                locked->mutex.unlock();
+            }
+        },
+        [] {
+            if (locked != nullptr) {
+                locked->state = State::Stopped;
+                locked->mutex.unlock();
+                liveManager = nullptr;
+            }
+        });
+    static_cast<void>(isHandled);
+    return *manager;
 }
 
 OglManager* OglManager::FindInstance() noexcept {

@@ -7,6 +7,7 @@
 
 #include "Apps/Kaltor/BenchReport.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Doors.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
 #include "Host/Plugin.h"
@@ -88,6 +89,36 @@ ordered_json ExamineFfmpeg() {
     return report;
 }
 
+/// The plug-ins for other programs, which need not be installed.
+ordered_json ExamineDoors() {
+    Doors const doors = FindDoors();
+    auto const show = [](std::filesystem::path const& folder) {
+        return folder.empty() ? ordered_json(nullptr) : ordered_json(HideHome(folder.string()));
+    };
+    ordered_json report{{"folder", show(doors.folder)}, {"effects", doors.count}, {"hosts", ordered_json::array()}};
+    for (DoorHost const& host : doors.hosts) {
+        report["hosts"].push_back({{"name", host.name}, {"installed", host.isInstalled}, {"folder", show(host.folder)}});
+    }
+    return report;
+}
+
+std::string ShowDoors(ordered_json const& doors) {
+    if (doors["folder"].is_null()) {
+        return "  not installed\n";
+    }
+    std::string const folder = MakePrintable(doors["folder"].get<std::string>());
+    std::string out = fmt::format("  folder     {}, {} effects\n", folder, doors["effects"].get<std::size_t>());
+    for (ordered_json const& host : doors["hosts"]) {
+        std::string state = "is not on the path";
+        if (host["installed"].get<bool>()) {
+            state = host["folder"].is_null() ? fmt::format("does not find them: set FREI0R_PATH={}", folder)
+                                             : "looks into " + MakePrintable(host["folder"].get<std::string>());
+        }
+        out += fmt::format("  {:<9}  {}\n", host["name"].get<std::string>(), state);
+    }
+    return out;
+}
+
 std::string ShowText(ordered_json const& report) {
     auto const text = [](ordered_json const& value) { return MakePrintable(value.get<std::string>()); };
     std::string out = fmt::format("{} {}\n\n{}\n", Bold("kaltor"), text(report["version"]), Bold("OpenGL"));
@@ -118,6 +149,7 @@ std::string ShowText(ordered_json const& report) {
     }
     out += ffmpeg["ok"].get<bool>() ? fmt::format("  H.264 encoder  {}\n", text(ffmpeg["h264Encoder"]))
                                     : fmt::format("  FAILS          {}\n", text(ffmpeg["error"]));
+    out += fmt::format("\n{}\n{}", Bold("Plug-ins for other programs (frei0r)"), ShowDoors(report["doors"]));
     return out + (report["ok"].get<bool>() ? "\nAll is well.\n" : "\nNot all is well: see FAILS above.\n");
 }
 
@@ -126,7 +158,8 @@ int Doctor(bool isJson) {
                         {"ok", false},
                         {"gl", ExamineGl()},
                         {"plugin", ExaminePlugin()},
-                        {"ffmpeg", ExamineFfmpeg()}};
+                        {"ffmpeg", ExamineFfmpeg()},
+                        {"doors", ExamineDoors()}};
     bool const isWell =
         report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
     report["ok"] = isWell;

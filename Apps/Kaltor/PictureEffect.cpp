@@ -11,16 +11,14 @@
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Specs.h"
+#include "Core/Interfaces/Exception.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
-#include "Proc/Interfaces/ISeeded.h"
-#include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Cli {
 namespace {
 
 namespace fs = std::filesystem;
-using boost::intrusive_ptr;
 
 constexpr char const* kStandardStream = "-";
 
@@ -92,44 +90,12 @@ void CheckPngPath(std::string const& path) {
 
 }  // namespace
 
-PictureEffect::PictureEffect(Catalog const& catalog, CatalogEntry const& what, Proc::Settings const& settings)
-    : entry(what), effect(MakeEffect(catalog, what, settings)) {
-    Proc::IEffectFactory const& factory = *catalog.GetFactory();
-    uploader = factory.CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, Proc::ImplNames::OGL);
-    downloader = factory.CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, Proc::ImplNames::OGL);
-    converter = factory.CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, Proc::ImplNames::DEFAULT);
-    converter->SetSettings(Proc::SettingsColorspaceConverter({PixFmt::Rgb24, PixFmt::Rgba}, true));
-}
-
-void PictureEffect::SetSeed(std::uint32_t seed) {
-    Proc::Seed(*effect, seed);
-}
-
-void PictureEffect::SetProgress(double progress) {
-    Proc::TimeToProgress mapping;
-    mapping.mapping = [progress](long long const&, long long const&, long long const&) { return progress; };
-    effect->SetProgress(mapping);
-}
-
-Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t timestamp) {
-    std::vector<intrusive_ptr<Proc::IData>> items;
-    for (Picture const& input : inputs) {
-        input->SetTimestamp(timestamp);
-        intrusive_ptr<Proc::IDataVideo> item = input;
-        if (entry.name == Proc::SettingsFrameDownloader::CLASS_ID) {
-            uploader->Process(item);  // it would hand a frame in main memory back as it is
-        }
-        items.push_back(item);
+PictureEffect MakePictureEffect(Catalog const& catalog, CatalogEntry const& entry, Proc::Settings const& settings) {
+    try {
+        return PictureEffect(*catalog.GetFactory(), entry.name, entry.isTwoInput, settings);
+    } catch (std::invalid_argument const& error) {
+        throw UsageError(Core::Describe(error));
     }
-    intrusive_ptr<Proc::IData> const result = effect->ProcessData(items);
-    intrusive_ptr<Proc::IDataVideo> video(dynamic_cast<Proc::IDataVideo*>(result.get()));
-    downloader->Process(video);
-    converter->Process(video);
-    Picture picture(dynamic_cast<Proc::DataVideoFF*>(video.get()));
-    if (!picture) {
-        throw std::logic_error(fmt::format("{} gave no picture", entry.name));
-    }
-    return picture;
 }
 
 void PictureOptions::AddTo(Verb& verb) {
@@ -156,7 +122,7 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, values);
     std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
-    PictureEffect effect(catalog, entry, *settings);
+    PictureEffect effect = MakePictureEffect(catalog, entry, *settings);
     if (options.seed) {
         effect.SetSeed(*options.seed);
     }

@@ -7,34 +7,16 @@
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/CommandLine.h"
+#include "Host/PictureEffect.h"
 #include "Proc/Data/DataVideoFF.h"
 
 namespace Kaltor::Cli {
 
-using Picture = boost::intrusive_ptr<Proc::DataVideoFF>;
+using Host::Picture;
+using Host::PictureEffect;
 
-/// One registered effect, transition or service, run on pictures as on video: wrapper, uploader, GL thread,
-/// downloader.
-class PictureEffect {
-public:
-    PictureEffect(Catalog const& catalog, CatalogEntry const& what, Proc::Settings const& settings);
-
-    /// Makes what is random follow from this seed alone; without it, from the clock.
-    void SetSeed(std::uint32_t seed);
-
-    /// Makes progress exactly this, whatever the time; without it progress follows from the time.
-    void SetProgress(double progress);
-
-    /// The result as Rgb24 or Rgba. `inputs` may be used again; their timestamps are set.
-    Picture Run(std::vector<Picture> const& inputs, std::int64_t timestamp);
-
-private:
-    CatalogEntry entry;
-    boost::intrusive_ptr<Proc::IEffect> effect;
-    boost::intrusive_ptr<Proc::IOneInputEffectVideo> uploader;
-    boost::intrusive_ptr<Proc::IOneInputEffectVideo> downloader;
-    boost::intrusive_ptr<Proc::IOneInputEffectVideo> converter;
-};
+/// The effect with these settings; a refusal of them is a `UsageError`.
+PictureEffect MakePictureEffect(Catalog const& catalog, CatalogEntry const& entry, Proc::Settings const& settings);
 
 /// The options of the verbs that run something on pictures and write a PNG file.
 struct PictureOptions {

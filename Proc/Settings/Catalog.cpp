@@ -11,7 +11,31 @@ std::vector<std::unique_ptr<Settings>> MakeEach(Ogl::RosterOf<Rows...>) {
     return all;
 }
 
+template <typename S, typename Algorithm>
+constexpr RowKind KindOf(Ogl::Effect<S, Algorithm> const*) {
+    return RowKind::Effect;
+}
+template <typename S, typename Algorithm>
+constexpr RowKind KindOf(Ogl::Transition<S, Algorithm> const*) {
+    return RowKind::Transition;
+}
+template <typename S>
+constexpr RowKind KindOf(Ogl::Service<S> const*) {
+    return RowKind::Service;
+}
+
+template <typename... Rows>
+std::optional<RowKind> FindAmong(std::string_view classId, Ogl::RosterOf<Rows...>) {
+    std::optional<RowKind> found;
+    ((Rows::Settings::CLASS_ID == classId ? found = KindOf(static_cast<Rows const*>(nullptr)) : found), ...);
+    return found;
+}
+
 }  // namespace
+
+std::optional<RowKind> FindRowKind(std::string_view classId) {
+    return FindAmong(classId, Ogl::Roster{});
+}
 
 std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
     return MakeEach(Ogl::Roster{});

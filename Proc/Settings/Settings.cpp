@@ -142,6 +142,11 @@ bool Field::HasRange() const {
            type == FieldType::Reals8;
 }
 
+bool Field::IsLogarithmic() const {
+    constexpr double kTwoPowersOfTen = 100.0;
+    return minimum > 0.0 && maximum / minimum > kTwoPowersOfTen;
+}
+
 bool Field::Accepts(FieldValue const& value) const {
     return std::visit(
         [this](auto const& v) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -57,6 +58,9 @@ struct Field {
     Outside outside = Outside::Refused;
 
     bool HasRange() const;
+    /// Whether equal steps of a slider should be equal ratios: the range begins above zero and spans more than two
+    /// powers of ten.
+    bool IsLogarithmic() const;
     /// Whether the field offers this value: a number within the range, a choice that has a label. Never NaN.
     bool Accepts(FieldValue const& value) const;
     /// The accepted values in words: "0 to 1", "down, up, left or right", "true or false", "#RRGGBB or #RRGGBBAA".
@@ -68,7 +72,8 @@ struct Field {
 };
 
 /// Base of all settings classes. Each has a static `CLASS_ID`, whose text is the class's short name, and a `SUMMARY`;
-/// those that can leave a picture as it is say how in `NEUTRAL`.
+/// those that can leave a picture as it is say how in `NEUTRAL`. `RUNS_ON_PROGRESS` and `IS_RANDOM` are declared where
+/// they are true; transitions run on progress without saying so.
 class Settings {
 public:
     virtual ~Settings() = default;
@@ -77,6 +82,10 @@ public:
     virtual std::string_view GetSummary() const = 0;
     /// What a user would type to have every picture left as it is, to the byte: "key=value ..."; "" where nothing does.
     virtual std::string_view GetNeutral() const = 0;
+    /// Whether the picture depends on progress: every transition, and the effects that have an end.
+    virtual bool RunsOnProgress() const = 0;
+    /// Whether the picture depends on the seed, at least with some settings.
+    virtual bool IsRandom() const = 0;
     /// In order of declaration.
     virtual std::vector<Field> const& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Clone() const = 0;
@@ -117,6 +126,20 @@ public:
             return Derived::NEUTRAL;
         } else {
             return {};
+        }
+    }
+    bool RunsOnProgress() const override {
+        if constexpr (requires { Derived::RUNS_ON_PROGRESS; }) {
+            return Derived::RUNS_ON_PROGRESS;
+        } else {
+            return Derived::CLASS_ID.starts_with("Transition");
+        }
+    }
+    bool IsRandom() const override {
+        if constexpr (requires { Derived::IS_RANDOM; }) {
+            return Derived::IS_RANDOM;
+        } else {
+            return false;
         }
     }
     std::vector<Field> const& GetFields() const override {
@@ -221,6 +244,11 @@ private:
                 outside};
     }
 };
+
+/// What a class of settings is for: one picture made of one, one made of two over time, or the handling of frames.
+enum class RowKind : std::uint8_t { Effect, Transition, Service };
+/// The kind of a settings class by its short name; nothing where there is no such class.
+std::optional<RowKind> FindRowKind(std::string_view classId);
 
 /// A default-constructed object of every settings class, in the order of the registration.
 std::vector<std::unique_ptr<Settings>> MakeAllSettings();

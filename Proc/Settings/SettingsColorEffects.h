@@ -126,6 +126,7 @@ struct SettingsEffectVideoFadeInFadeOut final : SettingsOf<SettingsEffectVideoFa
     static inline std::string const CLASS_ID = "EffectVideoFadeInFadeOut";
     static constexpr std::string_view SUMMARY =
         "Fades the picture in from black, or from nothing where the output has alpha.";
+    static constexpr bool RUNS_ON_PROGRESS = true;
 
     static std::vector<Field> DeclareFields() { return {}; }
 };

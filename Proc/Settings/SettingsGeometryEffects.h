@@ -101,6 +101,7 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     static inline std::string const CLASS_ID = "EffectPanAndZoom";
     static constexpr std::string_view SUMMARY = "Lets the camera glide from one view of the picture to another.";
     static constexpr std::string_view NEUTRAL = "endZoom=1";
+    static constexpr bool RUNS_ON_PROGRESS = true;
 
     double startX = 0.5;
     double startY = 0.5;
@@ -144,6 +145,7 @@ struct SettingsEffectCameraShake final : SettingsOf<SettingsEffectCameraShake> {
     static constexpr std::string_view SUMMARY =
         "Shakes the picture as a hand-held camera does, enlarged so that no border shows.";
     static constexpr std::string_view NEUTRAL = "amplitude=0 rotation=0";
+    static constexpr bool IS_RANDOM = true;
 
     double amplitude = 0.01;
     double frequency = 3.0;

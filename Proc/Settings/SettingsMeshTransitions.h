@@ -81,6 +81,7 @@ struct SettingsTransitionShatter final : SettingsOf<SettingsTransitionShatter> {
     static inline std::string const CLASS_ID = "TransitionShatter";
     static constexpr std::string_view SUMMARY =
         "The outgoing picture breaks into shards that spin off over the incoming one.";
+    static constexpr bool IS_RANDOM = true;
 
     enum class Direction : std::int32_t { Burst, Fall, Rise, Spin };
 
@@ -174,6 +175,7 @@ struct SettingsTransitionPuzzle final : SettingsOf<SettingsTransitionPuzzle> {
     static inline std::string const CLASS_ID = "TransitionPuzzle";
     static constexpr std::string_view SUMMARY =
         "Jigsaw pieces lift off, turn and leave one after another, uncovering the incoming picture.";
+    static constexpr bool IS_RANDOM = true;
 
     enum class Direction : std::int32_t { Fall, Scatter, Rise };
 
@@ -192,6 +194,7 @@ struct SettingsTransitionMosaic final : SettingsOf<SettingsTransitionMosaic> {
     static inline std::string const CLASS_ID = "TransitionMosaic";
     static constexpr std::string_view SUMMARY =
         "Tiles turn over in space in random order, with one picture on each side.";
+    static constexpr bool IS_RANDOM = true;
 
     enum class Axis : std::int32_t { Horizontal, Vertical, Mixed };
 

@@ -8,6 +8,7 @@ struct SettingsEffectColorBrush final : SettingsOf<SettingsEffectColorBrush> {
     static inline std::string const CLASS_ID = "EffectColorBrush";
     static constexpr std::string_view SUMMARY =
         "The picture begins as a drawing of its edges on white and is painted in with brush strokes.";
+    static constexpr bool RUNS_ON_PROGRESS = true;
 
     std::int32_t angle = 30;
     std::int32_t size = 12;
@@ -68,6 +69,7 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
     static constexpr std::string_view SUMMARY =
         "Lets snow, leaves, petals, hearts, stars, bubbles or confetti drift over the picture.";
     static constexpr std::string_view NEUTRAL = "color=#FFFFFF00";
+    static constexpr bool IS_RANDOM = true;
 
     enum class Direction : std::int32_t { Down, Up, Left, Right };
     enum class Kind : std::int32_t { Snow, Leaves, Petals, Hearts, Stars, Bubbles, Confetti };

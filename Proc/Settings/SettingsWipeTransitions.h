@@ -205,6 +205,7 @@ struct SettingsTransitionPixels final : SettingsOf<SettingsTransitionPixels> {
     static inline std::string const CLASS_ID = "TransitionPixels";
     static constexpr std::string_view SUMMARY =
         "Both pictures coarsen into large pixels and recover, or pixels change one by one.";
+    static constexpr bool IS_RANDOM = true;
 
     enum class Type : std::int32_t { Coarsen, Scatter };
 
@@ -223,6 +224,7 @@ struct SettingsTransitionMatrix final : SettingsOf<SettingsTransitionMatrix> {
     static inline std::string const CLASS_ID = "TransitionMatrix";
     static constexpr std::string_view SUMMARY =
         "Columns of glowing glyphs run down and leave the incoming picture behind them.";
+    static constexpr bool IS_RANDOM = true;
 
     std::int32_t num = 60;
     Color color{0x40, 0xFF, 0x60, 0xFF};

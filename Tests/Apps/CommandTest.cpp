@@ -293,6 +293,18 @@ TEST_F(CommandTest, DoctorTellsWhatIsThereAndWhatIsMissing) {
     std::string const home = fs::path(KALTOR_COMMAND).parent_path().parent_path().string();
     EXPECT_THAT(json::parse(Run("doctor --json", "HOME='" + home + "/'").out).dump(),
                 AllOf(HasSubstr("\"~/lib/"), testing::Not(HasSubstr(home))));
+    // What hosts find: FREI0R_PATH alone, where it is set, but with FFmpeg, which has its own folders besides.
+    fs::path const doors = In("doors");
+    fs::create_directory(doors);
+    fs::copy(In("a.png"), doors / "kaltor_invert.so");
+    json const found = json::parse(Run("doctor --json", "PATH= HOME=/nowhere FREI0R_PATH=/nowhere:" + doors.string()).out);
+    ASSERT_EQ(found["doors"]["hosts"].size(), 3U);
+    for (json const& host : found["doors"]["hosts"]) {
+        EXPECT_EQ(host["folder"], doors.string());
+        EXPECT_EQ(host["installed"], false) << "with an empty path";
+    }
+    json const lost = json::parse(Run("doctor --json", "FREI0R_PATH=/nowhere").out);
+    EXPECT_EQ(lost["doors"]["hosts"][1]["folder"], nullptr);
     EXPECT_THAT(Run("doctor --json", "KALTOR_PLUGIN=/nowhere/$(printf '\\377').so").status, 1);
 
     std::string const noPlugin = "KALTOR_PLUGIN=/nowhere/plugin.so";

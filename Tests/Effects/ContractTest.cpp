@@ -298,7 +298,8 @@ TEST_P(EffectContract, TheSameSeedGivesTheSameFrames) {
     auto const* const known = std::find_if(kRandom.begin(), kRandom.end(), [this](std::string_view settings) {
         return settings.substr(0, settings.find(' ')) == name;
     });
-    bool const isRandom = known != kRandom.end();
+    bool const isRandom = Proc::MakeSettings(name)->IsRandom();
+    ASSERT_EQ(isRandom, known != kRandom.end()) << "as the settings class declares";
     std::unique_ptr<Settings> const settings = Typed(isRandom ? *known : name);
     Picture const from = Picture::Noise(4 * kWidth, 4 * kHeight, true, 1);
     Picture const to = Picture::Noise(4 * kWidth, 4 * kHeight, true, 2);
@@ -322,6 +323,17 @@ TEST_P(EffectContract, TheSameSeedGivesTheSameFrames) {
     EXPECT_EQ(!IsNear(Draw(other, from, to, 0.6), late, 0), isRandom) << "with another seed";
     Proc::Seed(*other, 5);
     EXPECT_TRUE(IsNear(Draw(other, from, to, 0.6), late, 0)) << "seeded anew, with a cache of the other seed";
+}
+
+TEST_P(EffectContract, DependsOnProgressIfItDeclaresSo) {
+    Effect const effect = Make();
+    auto const draw = [&](double progress) {
+        effect->SetProgress(Always(progress));
+        intrusive_ptr<IDataVideo> const data = first.ToFrame();
+        return Picture::FromFrame(*Download(Process(effect, data, second.ToFrame())));
+    };
+    draw(0.4);  // the very first frame of a process may be rounded differently
+    EXPECT_EQ(!IsNear(draw(0.3), draw(0.6), 0), Proc::MakeSettings(name)->RunsOnProgress());
 }
 
 TEST_P(EffectContract, DrawsAtAnyProgressAndTime) {

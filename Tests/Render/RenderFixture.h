@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/MediaTest.h"
+#include "Tests/Media/MediaTest.h"
 #include "Render/Render.h"
 
 namespace Kaltor::Render::Tests {

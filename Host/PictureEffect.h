@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Proc/Data/DataVideoFF.h"
+#include "Proc/Interfaces/IEffectFactory.h"
+#include "Proc/Settings/Settings.h"
+
+namespace Kaltor::Host {
+
+using Picture = boost::intrusive_ptr<Proc::DataVideoFF>;
+
+/// One registered effect, transition or service, run on pictures in main memory as on video: uploader, wrapper, GL
+/// thread, downloader. One thread at a time.
+class PictureEffect {
+public:
+    /// Starts the GL. Throws `std::runtime_error` where there is no usable one, and `std::invalid_argument` where
+    /// nothing is registered under the name or the settings cannot be drawn.
+    PictureEffect(Proc::IEffectFactory const& factory, std::string const& classId, bool isTwoInput,
+                  Proc::Settings const& settings);
+
+    /// Throws `std::invalid_argument` where the settings cannot be drawn; the former ones stay.
+    void SetSettings(Proc::Settings const& settings);
+
+    /// Makes what is random follow from this seed alone; without it, from the clock.
+    void SetSeed(std::uint32_t seed);
+
+    /// Makes progress exactly this, whatever the time; without it progress follows from the time.
+    void SetProgress(double progress);
+    void SetProgress(Proc::TimeToProgress const& progress);
+
+    /// Results of another size are scaled to fit into this one from now on, with nothing (transparent) around them.
+    void FitInto(std::uint32_t width, std::uint32_t height);
+
+    /// The result as Rgb24 or Rgba. `inputs` may be used again; their timestamps are set. Throws what the effect throws.
+    Picture Run(std::vector<Picture> const& inputs, std::int64_t timestamp);
+
+private:
+    bool isDownloader;
+    boost::intrusive_ptr<Proc::IEffect> effect;
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> uploader;
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> fitter;  // null: results keep their size
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> downloader;
+    boost::intrusive_ptr<Proc::IOneInputEffectVideo> converter;
+    Conf::FrameInfo fitted;
+    boost::intrusive_ptr<Proc::IEffectFactory const> maker;
+};
+
+}  // namespace Kaltor::Host
