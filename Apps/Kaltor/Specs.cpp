@@ -135,8 +135,12 @@ Size ParseSize(std::string_view text) {
 }
 
 Rate ParseRate(std::string_view text) {
-    AVRational const rate = Edit::ParseFrameRate(text);
-    return {rate.num, rate.den};
+    try {
+        AVRational const rate = Edit::ParseFrameRate(text);
+        return {rate.num, rate.den};
+    } catch (std::invalid_argument const& error) {
+        throw UsageError(error.what());
+    }
 }
 
 std::vector<Assignment> ParseAssignments(std::string_view text) {

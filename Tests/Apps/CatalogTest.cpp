@@ -48,7 +48,7 @@ TEST_F(CatalogTest, NamesAreFoundWholeShortAndInAnyCaseAndRefusalsSayWhatWouldBe
     EXPECT_EQ(catalog.Find("zoom", 1).name, "EffectZoom");
     EXPECT_EQ(catalog.Find("zoom", 2).name, "TransitionZoom");
     EXPECT_EQ(catalog.Find("crossfade", 1).name, "TransitionCrossfade");  // a wrong number is reported later
-    auto const refusal = [](auto const& action) { return Catch<UsageError>(action).what; };
+    auto const refusal = [](auto const& action) { return Catch<std::invalid_argument>(action).what; };
     EXPECT_THAT(refusal([&] { catalog.Find("zoom"); }), AllOf(HasSubstr("EffectZoom"), HasSubstr("TransitionZoom")));
     EXPECT_THAT(refusal([&] { catalog.Find("TransitonCrosfade"); }), HasSubstr("did you mean TransitionCrossfade?"));
     EXPECT_THAT(refusal([&] { catalog.Find("crosfade"); }), HasSubstr("did you mean TransitionCrossfade?"));
