@@ -43,9 +43,9 @@ public:
     void SetValue(int index, void const* value);
     void GetValue(int index, void* value) const;
 
-    /// Draws `output` from the inputs, which it may be one of. Never throws: where the effect cannot be drawn, the first
-    /// picture passes unchanged (with a mixer the second one from the middle on), and a line on standard error says why.
-    /// `caller`: the host's file, or "".
+    /// Draws `output` from the inputs, which it may be one of. Never throws: where the effect cannot be drawn, the
+    /// first picture passes unchanged (with a mixer the second one from the middle on), and a line on standard error
+    /// says why. `caller`: the host's file, or "".
     void Draw(double time, std::span<std::uint32_t const* const> inputs, std::uint32_t* output,
               std::string_view caller) noexcept;
 

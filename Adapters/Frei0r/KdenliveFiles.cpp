@@ -132,10 +132,10 @@ std::string Describe(Proc::Settings const& settings, bool isTransition) {
             }
             labels = fmt::format("        <paramlistdisplay>{}</paramlistdisplay>\n", Escape(labels));
         }
-        text += fmt::format("    <parameter {} name=\"{}\">\n        <name>{}</name>\n        <comment>{}</comment>\n{}"
-                            "    </parameter>\n",
-                            Attributes(parameter), parameter.name, Escape(parameter.name), Escape(parameter.help),
-                            labels);
+        text += fmt::format(
+            "    <parameter {} name=\"{}\">\n        <name>{}</name>\n        <comment>{}</comment>\n{}"
+            "    </parameter>\n",
+            Attributes(parameter), parameter.name, Escape(parameter.name), Escape(parameter.help), labels);
     }
     return text + fmt::format("</{}>\n", element);
 }

@@ -105,9 +105,8 @@ double ToUnit(Field const& field, double number) {
 }
 
 double FromUnit(Field const& field, double unit) {
-    double const number = field.IsLogarithmic()
-                              ? field.minimum * std::pow(field.maximum / field.minimum, unit)
-                              : field.minimum + unit * (field.maximum - field.minimum);
+    double const number = field.IsLogarithmic() ? field.minimum * std::pow(field.maximum / field.minimum, unit)
+                                                : field.minimum + unit * (field.maximum - field.minimum);
     return std::clamp(RoundToNineDigits(number), field.minimum, field.maximum);
 }
 
@@ -218,7 +217,8 @@ Drawing Parameters::Read(std::vector<HostValue> const& values, std::vector<std::
             continue;
         }
         if (parameter.role == Role::Seed) {
-            drawing.seed = static_cast<std::uint32_t>(std::lround(Clamp(std::get<double>(values[i]), 0) * kLargestSeed));
+            drawing.seed =
+                static_cast<std::uint32_t>(std::lround(Clamp(std::get<double>(values[i]), 0) * kLargestSeed));
             continue;
         }
         Field const& field = *parameter.field;

@@ -31,7 +31,7 @@ enum class Role : std::uint8_t {
     Choice,     ///< a field: the place of the label, 0 for the first and 1 for the last
     Component,  ///< one number of a field that is a list
     Seed,
-    Label,      ///< a field: a choice by its label; empty: the number counts
+    Label,  ///< a field: a choice by its label; empty: the number counts
 };
 
 struct Parameter {

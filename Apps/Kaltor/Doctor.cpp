@@ -97,7 +97,8 @@ ordered_json ExamineDoors() {
     };
     ordered_json report{{"folder", show(doors.folder)}, {"effects", doors.count}, {"hosts", ordered_json::array()}};
     for (DoorHost const& host : doors.hosts) {
-        report["hosts"].push_back({{"name", host.name}, {"installed", host.isInstalled}, {"folder", show(host.folder)}});
+        report["hosts"].push_back(
+            {{"name", host.name}, {"installed", host.isInstalled}, {"folder", show(host.folder)}});
     }
     return report;
 }
@@ -154,12 +155,9 @@ std::string ShowText(ordered_json const& report) {
 }
 
 int Doctor(bool isJson) {
-    ordered_json report{{"version", KALTOR_VERSION},
-                        {"ok", false},
-                        {"gl", ExamineGl()},
-                        {"plugin", ExaminePlugin()},
-                        {"ffmpeg", ExamineFfmpeg()},
-                        {"doors", ExamineDoors()}};
+    ordered_json report{{"version", KALTOR_VERSION}, {"ok", false},
+                        {"gl", ExamineGl()},         {"plugin", ExaminePlugin()},
+                        {"ffmpeg", ExamineFfmpeg()}, {"doors", ExamineDoors()}};
     bool const isWell =
         report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
     report["ok"] = isWell;

@@ -48,7 +48,8 @@ fs::path FindFirst(std::vector<fs::path> const& folders) {
 std::vector<fs::path> ListOwnFolders() {
     try {
         fs::path const plugin = Host::FindPlugin().parent_path();
-        return {plugin / "frei0r-1", plugin.parent_path() / "frei0r-1", plugin.parent_path().parent_path() / "frei0r-1"};
+        return {plugin / "frei0r-1", plugin.parent_path() / "frei0r-1",
+                plugin.parent_path().parent_path() / "frei0r-1"};
     } catch (std::exception const&) {
         return {};
     }

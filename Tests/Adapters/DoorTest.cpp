@@ -8,11 +8,10 @@
 #include <thread>
 
 #include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Host/Plugin.h"
 #include "Tests/Adapters/Door.h"
@@ -92,10 +91,14 @@ TEST_F(Frei0rDoorTest, DrawsAsTheCommandDoes) {
     // A result of another size is fitted in, with nothing beside it: 20 x 10 becomes 5 x 10 in the middle.
     DoorInstance wide(door, 20, 10);
     Picture const fitted = wide.Draw(0, Picture::Flat(20, 10, {1, 0, 0, 1}, true));
-    EXPECT_TRUE(IsNear(fitted, Picture::Make(20, 10, true, [](unsigned x, unsigned) {
-                           bool const isBorder = x == 7 || x == 12;
-                           return isBorder ? kUndecided : x > 7 && x < 12 ? Rgba{1, 0, 0, 1} : Rgba{0, 0, 0, 0};
-                       }), kUnfiltered));
+    EXPECT_TRUE(
+        IsNear(fitted,
+               Picture::Make(20, 10, true,
+                             [](unsigned x, unsigned) {
+                                 bool const isBorder = x == 7 || x == 12;
+                                 return isBorder ? kUndecided : x > 7 && x < 12 ? Rgba{1, 0, 0, 1} : Rgba{0, 0, 0, 0};
+                             }),
+               kUnfiltered));
 }
 
 TEST_F(Frei0rDoorTest, ProgressIsSetOrFollowsFromTheTime) {
@@ -216,7 +219,8 @@ TEST_F(Frei0rDoorDeathTest, WithoutGlPicturesPassAndALineSaysWhy) {
             unlink(log.c_str());
             std::exit(wrong * 10 + said);
         },
-        testing::ExitedWithCode(2), "") << "once for each of the two";
+        testing::ExitedWithCode(2), "")
+        << "once for each of the two";
 }
 
 TEST_F(Frei0rDoorDeathTest, ACopyOfTheProcessPassesPicturesAndEnds) {

@@ -84,9 +84,9 @@ TEST(Kdenlive, DescriptionsFollowItsFormatAndThePlugIns) {
             SCOPED_TRACE(stem);
             described.insert(stem);
             ptree file;
-            boost::property_tree::read_xml(entry.path(), file,
-                                           boost::property_tree::xml_parser::trim_whitespace |
-                                               boost::property_tree::xml_parser::no_comments);
+            boost::property_tree::read_xml(
+                entry.path(), file,
+                boost::property_tree::xml_parser::trim_whitespace | boost::property_tree::xml_parser::no_comments);
             ptree const& root = file.get_child(element);
             EXPECT_EQ(root.get<std::string>("<xmlattr>.tag"), "frei0r." + stem);
             EXPECT_EQ(root.get<std::string>("<xmlattr>.id"), "frei0r." + stem);

@@ -2,6 +2,7 @@
 #include <limits>
 #include <set>
 
+#include <boost/algorithm/string/case_conv.hpp>
 #include <gmock/gmock.h>
 
 #include "Adapters/Frei0r/DoorName.h"
@@ -99,14 +100,14 @@ TEST(Frei0rParameters, EveryValueOfEveryFieldReachesTheEffectAsItWasMeant) {
 }
 
 TEST(Frei0rParameters, AreNamedSoThatHostsCanTellThemApart) {
-    // Properties that the hosts' own objects have.
+    // Properties that the hosts' own objects have. GStreamer's are in small letters.
     std::set<std::string> const taken{"in",      "out",     "name",    "parent", "qos", "threads", "length",
                                       "a_track", "b_track", "disable", "id",     "tag", "service", "mlt_service"};
     for (std::unique_ptr<Proc::Settings> const& settings : MakeDrawn()) {
         Parameters const parameters(settings->GetClassId());
         std::set<std::string> seen = taken;
         for (Parameter const& parameter : parameters.Get()) {
-            EXPECT_TRUE(seen.insert(parameter.name).second) << settings->GetClassId() << ": " << parameter.name;
+            EXPECT_TRUE(seen.insert(boost::algorithm::to_lower_copy(parameter.name)).second) << settings->GetClassId() << ": " << parameter.name;
             EXPECT_THAT(parameter.help, testing::Not(IsEmpty()));
         }
         bool const hasProgress = !parameters.Get().empty() && parameters.Get().front().name == "progress";
@@ -143,7 +144,8 @@ TEST(Frei0rParameters, AreScaledAsTheRangesAsk) {
     // 0.1 to 20: the middle is the geometric mean.
     EXPECT_THAT(With("EffectZoom", {{"zoom", 0.5}}), HasSubstr(" zoom=1.41421356 "));
     EXPECT_THAT(With("EffectMosaic", {{"count", 2.0 / 3.0}}), HasSubstr(" count=100 "));
-    EXPECT_THAT(With("EffectFlip", {{"vertical", 0.5}, {"horizontal", 0.49}}), HasSubstr("horizontal=false vertical=true"));
+    EXPECT_THAT(With("EffectFlip", {{"vertical", 0.5}, {"horizontal", 0.49}}),
+                HasSubstr("horizontal=false vertical=true"));
     EXPECT_THAT(With("EffectZoom", {{"background", HostColor{1, 0.5F, 0}}, {"background_alpha", 0.25}}),
                 HasSubstr("background=#FF800040"));
     EXPECT_THAT(With("TransitionKenBurns", {{"direction_3", 0.75}}), HasSubstr("direction=-1,-1,5,-1,"));
@@ -176,7 +178,8 @@ TEST(Frei0rParameters, NeverMakeSettingsThatCannotBeDrawn) {
         }
     }
     EXPECT_THAT(With("EffectTranspose", {{"mode", 0.0}, {"mode_label", std::string("counter-clockwise")}}),
-                HasSubstr("mode=counter-clockwise")) << "a label counts before the number";
+                HasSubstr("mode=counter-clockwise"))
+        << "a label counts before the number";
     EXPECT_THAT(With("EffectTranspose", {{"mode", 0.0}, {"mode_label", std::string("sideways")}}),
                 testing::AllOf(HasSubstr("mode=main-diagonal"), HasSubstr("| \"sideways\" is not accepted for mode")));
 }

@@ -297,7 +297,8 @@ TEST_F(CommandTest, DoctorTellsWhatIsThereAndWhatIsMissing) {
     fs::path const doors = In("doors");
     fs::create_directory(doors);
     fs::copy(In("a.png"), doors / "kaltor_invert.so");
-    json const found = json::parse(Run("doctor --json", "PATH= HOME=/nowhere FREI0R_PATH=/nowhere:" + doors.string()).out);
+    json const found =
+        json::parse(Run("doctor --json", "PATH= HOME=/nowhere FREI0R_PATH=/nowhere:" + doors.string()).out);
     ASSERT_EQ(found["doors"]["hosts"].size(), 3U);
     for (json const& host : found["doors"]["hosts"]) {
         EXPECT_EQ(host["folder"], doors.string());
