@@ -9,6 +9,7 @@ namespace {
 
 constexpr double kAheadSeconds = 0.005;
 constexpr double kRecoverySeconds = 0.1;
+constexpr float kSilence = 0.001F;
 
 /// A sinc under a cosine-squared window of `reach` on either side.
 double Interpolate(double distance, double reach) {
@@ -48,6 +49,10 @@ void PeakLimiter::Push(std::vector<std::vector<float>> const& planes, std::size_
     for (std::size_t i = 0; i < looked; ++i) {
         float const peak = FindPeak(i);
         float const own = NextGain(std::min(1.0F, limit / std::max(peak, 1e-10F)));
+        if (peak > kSilence) {
+            sumOfGains += static_cast<double>(own);
+            ++sounding;
+        }
         for (std::size_t c = 0; c < pending.size(); ++c) {
             delayed[c].push_back(pending[c][i + kTaps / 2 - 1]);
             if (delayed[c].size() > ahead) {
@@ -96,6 +101,10 @@ float PeakLimiter::NextGain(float wanted) {
     window.pop_front();
     window.push_back(recovering);
     return static_cast<float>(sum / static_cast<double>(window.size()));
+}
+
+double PeakLimiter::GetMeanReduction() const {
+    return sounding == 0 ? 0.0 : -20.0 * std::log10(sumOfGains / static_cast<double>(sounding));
 }
 
 void PeakLimiter::Pull(std::vector<std::vector<float>>& into, std::size_t count) {

@@ -21,6 +21,8 @@ public:
     void Push(std::vector<std::vector<float>> const& planes, std::size_t count);
     std::size_t CountChannels() const { return ready.size(); }
     std::size_t GetAvailable() const { return ready[0].size(); }
+    /// How much less than the gain there was on average, dB, of what was not silent.
+    double GetMeanReduction() const;
     /// The next `count` of those that are available.
     void Pull(std::vector<std::vector<float>>& into, std::size_t count);
 
@@ -52,6 +54,8 @@ private:
     float recovering = 1.0F;
     std::deque<float> window;      ///< what is averaged
     double sum = 0.0;
+    double sumOfGains = 0.0;       ///< of what was not silent
+    std::int64_t sounding = 0;
     float before = 0.0F;           ///< the peak between the sample before and this one
 };
 

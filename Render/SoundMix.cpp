@@ -119,6 +119,8 @@ public:
         return sound;
     }
 
+    double GetMeanReduction() const { return limiter ? limiter->GetMeanReduction() : 0.0; }
+
 private:
     std::unique_ptr<Mixer> mixer;
     double gain;
@@ -191,28 +193,27 @@ private:
     /// The limiter takes some of the loudness away, and what is between samples can be estimated only: measures what comes
     /// out, and corrects it.
     std::unique_ptr<Leveller> Limit(LoudnessTarget const& target, double gain) {
-        constexpr int kMostAttempts = 4;
-        constexpr double kNear = 0.1;         // LU
-        constexpr double kTolerance = 0.5;    // LU
-        constexpr double kMostLoss = 3.0;     // LU; a limiter that takes more would distort
-        double const mostGain = gain + kMostLoss;
+        constexpr int kMostAttempts = 6;
+        constexpr double kNear = 0.2;           // LU
+        constexpr double kTolerance = 0.5;      // LU
+        constexpr double kMostReduction = 3.0;  // dB; more of it would be heard as distortion
         double limit = target.truePeak - 0.1;
         for (int attempt = 1;; ++attempt) {
             Leveller trial(MakeMixer(), format, gain, limit);
             Measured const reached = Measure(trial);
             double const missing = target.loudness - reached.loudness;
             double const excess = reached.truePeak - target.truePeak;
-            double const better = missing > kMostLoss ? gain : std::min(gain + missing, mostGain);
-            bool const isDone = excess <= 0.0 && std::abs(better - gain) <= kNear;
-            if (isDone || attempt == kMostAttempts) {
+            // What the limiter takes of a few peaks, the rest may make up for.
+            double const change = std::min(missing, 2.0 * (kMostReduction - trial.GetMeanReduction()));
+            if ((excess <= 0.0 && std::abs(change) <= kNear) || attempt == kMostAttempts) {
                 if (std::abs(missing) > kTolerance) {
-                    Warn(fmt::format("the sound has a loudness of {:.1f} LUFS instead of {:.1f}: without distortion its "
-                                     "true peaks of at most {:.1f} dBTP allow no more",
+                    Warn(fmt::format("the sound has a loudness of {:.1f} LUFS instead of {:.1f}: without distortion, true "
+                                     "peaks of at most {:.1f} dBTP allow no more",
                                      reached.loudness, target.loudness, target.truePeak));
                 }
                 return std::make_unique<Leveller>(MakeMixer(), format, gain, limit);
             }
-            gain = better;
+            gain += change;
             limit -= excess > 0.0 ? excess + 0.02 : 0.0;
         }
     }

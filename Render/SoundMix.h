@@ -12,8 +12,8 @@ namespace Kaltor::Render {
 ///
 /// Where a loudness is asked for, the first `Read` goes through the whole sound beforehand to measure it, and once or
 /// more often again where true peaks have to be limited. It is left as it is where it is silent, or too short or too
-/// quiet to be measured; a limiter may take up to 3 LU, which louder sound makes up for. What stays more than 0.5 LU
-/// away from the target gives a warning.
+/// quiet to be measured. What a limiter takes of the loudness, a higher gain makes up for, as long as it takes no more
+/// than 3 dB on average. What stays more than 0.5 LU away from the target gives a warning.
 class SoundMix {
 public:
     SoundMix(SoundPlan plan, Media::SoundFormat const& format, Media::WarningFn warn, Media::InputRules const& rules);

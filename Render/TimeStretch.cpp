@@ -168,23 +168,24 @@ void TimeStretch::Need(std::int64_t end) {
 void TimeStretch::FindAttacks() {
     double const keep = std::exp(-kBlockSeconds / kBackgroundSeconds);
     for (; measured + block <= begin + static_cast<std::int64_t>(mono.size()); measured += block) {
+        auto const difference = [this](std::int64_t i) { return At(mono, i) - (i > 0 ? At(mono, i - 1) : 0.0F); };
         double energy = 0.0;
-        std::int64_t loudest = measured;
         float largest = 0.0F;
         for (std::int64_t i = measured; i < measured + block; ++i) {
-            float const difference = At(mono, i) - (i > 0 ? At(mono, i - 1) : 0.0F);
-            energy += static_cast<double>(difference) * difference;
-            if (std::abs(difference) > largest) {
-                largest = std::abs(difference);
-                loudest = i;
-            }
+            float const d = difference(i);
+            energy += static_cast<double>(d) * d;
+            largest = std::max(largest, std::abs(d));
         }
         bool const isAttack =
             energy > kAttackRatio * background && energy > kQuiet * static_cast<double>(block);
         double const apart = 2.0 * static_cast<double>(reach + mending) * speed;
-        if (isAttack && static_cast<double>(loudest - lastAttack) >= apart) {
-            attacks.push_back(loudest);
-            lastAttack = loudest;
+        if (isAttack && static_cast<double>(measured - lastAttack) >= apart) {
+            std::int64_t start = measured;
+            while (std::abs(difference(start)) < largest / 2.0F) {
+                ++start;
+            }
+            attacks.push_back(start);
+            lastAttack = measured + block;
         }
         background += (1.0 - keep) * (energy - background);
     }
