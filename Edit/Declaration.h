@@ -160,6 +160,7 @@ void Declare(Archive& archive, Title& title) {
 template <typename Archive>
 void Declare(Archive& archive, Source& source) {
     archive("file", source.file, "a video, a picture or a sequence of pictures (frame%04d.png)");
+    archive("fps", source.frameRate, "of a sequence of pictures: how many a second; the video's otherwise");
     archive("color", source.color, "a plain colour");
     archive("title", source.title, "a text");
 }

@@ -67,10 +67,10 @@ struct Joint : Look {
 struct Source {
     /// A video, a still, a sequence ("frame%04d.png").
     std::string file;
+    std::optional<AVRational> frameRate;  ///< of a sequence; the video's where there is none
     std::optional<Proc::Color> color;
     std::optional<Title> title;
 
-    bool operator==(Source const&) const = default;
 };
 
 /// How fast and in which direction.

@@ -220,6 +220,13 @@ private:
         feed.color = source.color.value_or(background);
         if (!source.file.empty()) {
             feed.info = prober.Get(source.file);
+            feed.sequence = prober.GetSequence(source.file);
+            if (feed.sequence) {
+                feed.info = Media::Describe(feed.info, *feed.sequence, source.frameRate.value_or(Rate()));
+            } else if (source.frameRate) {
+                Core::Throw(std::invalid_argument(
+                    fmt::format("{}: \"fps\" is for a sequence of pictures (frame%04d.png)", source.file)));
+            }
         } else {
             feed.info.isStill = true;
             feed.info.frame = plan.target.frame;

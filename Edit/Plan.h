@@ -13,6 +13,7 @@
 #include "Edit/PlannedSound.h"
 #include "Edit/TimeLine.h"
 #include "Media/MediaInfo.h"
+#include "Media/Sequence.h"
 #include "Media/VideoReader.h"
 
 namespace Kaltor::Edit {
@@ -44,6 +45,7 @@ struct PlannedLook {
 struct PlannedFeed {
     std::string path;  ///< "" for a plain colour
     Media::MediaInfo info;
+    std::optional<Media::Sequence> sequence;
     bool allowPlaylists = false;
     Proc::Color color;
     Media::Microseconds start{0};   ///< of the piece, in the file's own time

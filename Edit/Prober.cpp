@@ -21,13 +21,16 @@ void Prober::Probe(std::vector<std::string> const& paths,
     constexpr std::size_t kFilesForEach = 4;
     std::size_t const count = std::min(kMostThreads, (wanted.size() + kFilesForEach - 1) / kFilesForEach);
     std::vector<std::exception_ptr> errors(wanted.size());
-    std::vector<Media::MediaInfo> infos(wanted.size());
+    std::vector<Known> infos(wanted.size());
     std::atomic<std::size_t> next = 0;
     std::atomic<bool> hasFailed = false;
     auto const work = [&] {
         for (std::size_t i = next++; i < wanted.size() && !hasFailed; i = next++) {
             try {
-                infos[i] = Media::Probe(wanted[i], rules);
+                if (Media::Sequence::IsPattern(wanted[i])) {
+                    infos[i].sequence = Media::Sequence::Find(wanted[i]);
+                }
+                infos[i].info = Media::Probe(infos[i].sequence ? infos[i].sequence->GetName(0) : wanted[i], rules);
             } catch (...) {
                 errors[i] = std::current_exception();
                 hasFailed = true;

@@ -3,12 +3,14 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaError.h"
 #include "Media/MediaInfo.h"
+#include "Media/Sequence.h"
 
 namespace Kaltor::Edit {
 
@@ -32,12 +34,18 @@ public:
     /// Looks at all of these files. The first error in the order of the list is thrown: `MediaError`, which begins with
     /// `describe(index)`, or `Cancelled`.
     void Probe(std::vector<std::string> const& paths, std::function<std::string(std::size_t index)> const& describe);
-    /// A file that was looked at.
-    Media::MediaInfo const& Get(std::string const& path) const { return known.at(path); }
+    /// A file that was looked at. A sequence has no time of its own: it is a still, of the form of its first picture.
+    Media::MediaInfo const& Get(std::string const& path) const { return known.at(path).info; }
+    /// Where it is one.
+    std::optional<Media::Sequence> const& GetSequence(std::string const& path) const { return known.at(path).sequence; }
 
 private:
     Media::InputRules rules;
-    std::map<std::string, Media::MediaInfo> known;
+    struct Known {
+        Media::MediaInfo info;
+        std::optional<Media::Sequence> sequence;
+    };
+    std::map<std::string, Known> known;
 };
 
 }  // namespace Kaltor::Edit

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
 #include "Media/Conformer.h"
 #include "Proc/Data/DataVideoFF.h"
 
@@ -96,11 +99,32 @@ Proc::AvFramePtr Player::FetchBackward(std::int64_t place) {
     return Proc::ShareAvFrame(*chunk[static_cast<std::size_t>(place - chunkBegin)]);
 }
 
+Proc::AvFramePtr Player::FetchOfSequence(std::int64_t place) const {
+    // The last picture that begins before the frame has passed its first third, as of a video.
+    constexpr double kReach = 0.29;
+    double const seconds = std::chrono::duration<double>(feed.start).count() +
+                           (static_cast<double>(place) + kReach) / av_q2d(target.frameRate);
+    std::int64_t const index = std::clamp<std::int64_t>(
+        static_cast<std::int64_t>(std::floor(seconds * av_q2d(feed.info.frameRate))), 0, feed.sequence->count - 1);
+    std::string const name = feed.sequence->GetName(index);
+    Proc::AvFramePtr next = Media::VideoReader(name, target, {}, warn, rules).Read();
+    if (target.keepsSize && (static_cast<std::uint32_t>(next->width) != feed.info.frame.width ||
+                             static_cast<std::uint32_t>(next->height) != feed.info.frame.height)) {
+        Core::Throw(
+            Media::MediaError(fmt::format("{}: {}x{} is not the size of the sequence's first picture, {}x{}", name,
+                                          next->width, next->height, feed.info.frame.width, feed.info.frame.height)));
+    }
+    return next;
+}
+
 Proc::AvFramePtr Player::Fetch(std::int64_t played) {
     if (feed.path.empty()) {
         return MakePlainPicture(feed.color, target);
     }
     std::int64_t const place = played % once;
+    if (feed.sequence) {
+        return FetchOfSequence(feed.isReversed ? once - 1 - place : place);
+    }
     return feed.isReversed && !feed.info.isStill ? FetchBackward(once - 1 - place) : FetchForward(place);
 }
 

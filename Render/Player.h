@@ -27,6 +27,7 @@ private:
     Proc::AvFramePtr Fetch(std::int64_t played);
     Proc::AvFramePtr FetchForward(std::int64_t place);
     Proc::AvFramePtr FetchBackward(std::int64_t place);
+    Proc::AvFramePtr FetchOfSequence(std::int64_t place) const;
     std::unique_ptr<Media::VideoReader> Open(std::int64_t place) const;
 
     Edit::PlannedFeed const& feed;

@@ -274,6 +274,32 @@ TEST_F(EditRenderTest, ClipsPlayAsTheyAreTold) {
               expect(9, [](int i) { return std::clamp(i - 2, 0, 3) + 4; }));
 }
 
+TEST_F(EditRenderTest, PicturesInNumberedFilesAreASequence) {
+    for (int i = 0; i < 6; ++i) {
+        auto const grey = static_cast<std::uint8_t>(40 * i);
+        MakePng(fmt::format("s{:03}.png", i + 8), 16, 16, [grey](auto, auto) {
+            return std::array<std::uint8_t, 4>{grey, grey, grey, 255};
+        });
+    }
+    auto const numbers = [&](std::string const& how) {
+        std::vector<int> result;
+        for (auto const& plane : RenderAll(R"("output": {"fps": 30}, "clips": [{"file": "s%03d.png")" + how + "}]")) {
+            result.push_back(static_cast<int>(std::lround((plane[0] - 16.0) * 255.0 / 219.0 / 40.0)));
+        }
+        return result;
+    };
+    EXPECT_EQ(numbers(""), (std::vector{0, 1, 2, 3, 4, 5}));
+    EXPECT_EQ(numbers(R"(, "fps": 15)"), (std::vector{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5}));
+    EXPECT_EQ(numbers(R"(, "speed": 2, "reversed": true)"), (std::vector{4, 2, 0}));
+    EXPECT_EQ(numbers(R"(, "from": "2f", "to": "4f")"), (std::vector{2, 3}));
+    std::filesystem::remove(At("s010.png"));
+    auto const fail = [&](std::string const& text) {
+        return Kaltor::Tests::Catch<Media::MediaError>([&] { RenderAll(text); }).what;
+    };
+    EXPECT_THAT(fail(R"("clips": [{"file": "s%03d.png"}])"), testing::HasSubstr("s010.png is missing"));
+    EXPECT_THAT(fail(R"("clips": [{"file": "t%03d.png"}])"), testing::HasSubstr("no such picture"));
+}
+
 TEST_F(EditRenderTest, FieldsFollowTheirKeysFrameByFrame) {
     Make("a.mkv", {.frames = 30, .color = [](int) { return Codes{180, 128, 128}; }});
     auto const mean = [](std::vector<std::uint8_t> const& plane) {
