@@ -49,9 +49,7 @@ public:
         Seek(false);
     }
 
-    std::optional<std::int64_t> GetEnd() const {
-        return isEnded ? std::optional(offset + produced) : std::nullopt;
-    }
+    std::optional<std::int64_t> GetEnd() const { return isEnded ? std::optional(offset + produced) : std::nullopt; }
 
     void Read(float* const* planes, std::size_t count) {
         std::size_t done = 0;
@@ -242,8 +240,8 @@ private:
         if (warn) {
             std::int64_t const time = *decoder->GetDamage();
             long double const position = time == AV_NOPTS_VALUE ? static_cast<long double>(produced) : ToPosition(time);
-            long double const seconds =
-                (position + static_cast<long double>(offset)) / format.sampleRate + std::chrono::duration<long double>(start).count();
+            long double const seconds = (position + static_cast<long double>(offset)) / format.sampleRate +
+                                        std::chrono::duration<long double>(start).count();
             warn(fmt::format("{}: sound damaged from {:.2f} s on ({}); there is silence where it is missing", path,
                              static_cast<double>(std::max(seconds, 0.0L)), decoder->GetDamageText()));
         }
@@ -292,6 +290,8 @@ std::optional<std::int64_t> AudioReader::GetEnd() const {
 }
 
 SoundInfo ProbeSound(std::string const& path, InputRules const& rules) {
+    constexpr int kHighestRate = 192'000;      // headers may hold anything
+    constexpr std::int64_t kLongest = 86'400;  // seconds beyond the declared end
     SoundInfo info;
     std::int64_t declared = 0;
     {
@@ -301,16 +301,22 @@ SoundInfo ProbeSound(std::string const& path, InputRules const& rules) {
             Core::Throw(MediaError(path + ": has no sound"));
         }
         info.format = {stream->codecpar->sample_rate, stream->codecpar->ch_layout.nb_channels};
-        declared = std::max<std::int64_t>(demuxer.Get().duration, 0);  // it may be unknown, which is below 0
+        declared = std::clamp<std::int64_t>(demuxer.Get().duration, 0, std::int64_t{1} << 50);  // below 0: unknown
     }
-    std::int64_t const rate = info.format.sampleRate;
-    AudioReader reader(path, {info.format.sampleRate, 1}, Microseconds(0), {}, rules);
+    std::int64_t const rate = std::min(info.format.sampleRate, kHighestRate);
+    AudioReader reader(path, {static_cast<int>(rate), 1}, Microseconds(0), {}, rules);
     std::vector<float> plane(static_cast<std::size_t>(rate));
-    float* const planes[] = {plane.data()};
+    std::array<float*, 1> const planes{plane.data()};
     auto const findEnd = [&](std::int64_t from) {
         reader.Restart(from);
-        while (!reader.GetEnd()) {
-            reader.Read(planes, plane.size());
+        for (std::int64_t seconds = 0; !reader.GetEnd(); ++seconds) {
+            if (seconds > kLongest + declared / AV_TIME_BASE) {
+                Core::Throw(MediaError(path + ": its sound has no end"));
+            }
+            if (rules.stop != nullptr && rules.stop->load(std::memory_order_relaxed)) {
+                Core::Throw(Cancelled());
+            }
+            reader.Read(planes.data(), plane.size());
         }
         return *reader.GetEnd();
     };

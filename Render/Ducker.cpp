@@ -13,8 +13,7 @@ constexpr double kSilence = -200.0;
 
 }  // namespace
 
-LevelMeter::LevelMeter(int sampleRate)
-    : block(std::max<std::int64_t>(std::llround(kBlockSeconds * sampleRate), 1)) {}
+LevelMeter::LevelMeter(int sampleRate) : block(std::max<std::int64_t>(std::llround(kBlockSeconds * sampleRate), 1)) {}
 
 void LevelMeter::Add(std::vector<std::vector<float>> const& planes, std::size_t count) {
     energies.resize(planes.size(), 0.0);

@@ -206,7 +206,8 @@ void FileSound::Align(Planes& samples, std::size_t before, std::size_t body) con
         double difference = 0.0;
         for (std::size_t c = 0; c < samples.size(); ++c) {
             for (std::ptrdiff_t k = 0; k < count; ++k) {
-                float const d = samples[c][static_cast<std::size_t>(place + lag + k)] - head[c][static_cast<std::size_t>(k)];
+                float const d =
+                    samples[c][static_cast<std::size_t>(place + lag + k)] - head[c][static_cast<std::size_t>(k)];
                 difference += static_cast<double>(d) * d;
             }
         }
@@ -249,9 +250,8 @@ void FileSound::MendSeam(std::size_t count) {
         }
         bool const isMending = static_cast<float>(sinceSeam) < length;
         float const share =
-            isMending
-                ? 0.5F + 0.5F * std::cos(std::numbers::pi_v<float> * static_cast<float>(sinceSeam) / length)
-                : 0.0F;
+            isMending ? 0.5F + 0.5F * std::cos(std::numbers::pi_v<float> * static_cast<float>(sinceSeam) / length)
+                      : 0.0F;
         for (std::size_t c = 0; c < seams.size(); ++c) {
             Seam& seam = seams[c];
             float& sample = scratch[c][i];

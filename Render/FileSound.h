@@ -7,8 +7,8 @@
 
 namespace Kaltor::Render {
 
-/// The piece of a file that plays, at its own speed: forwards or backwards, once or again and again. Its memory does not
-/// depend on the length.
+/// The piece of a file that plays, at its own speed: forwards or backwards, once or again and again. Its memory does
+/// not depend on the length.
 class FileSound final : public SoundSource {
 public:
     FileSound(PlannedSound const& sound, Media::SoundFormat const& format, Media::WarningFn warn,

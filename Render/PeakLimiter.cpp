@@ -9,7 +9,7 @@ namespace {
 
 constexpr double kAheadSeconds = 0.005;
 constexpr double kRecoverySeconds = 0.1;
-constexpr float kSilence = 0.001F;
+constexpr float kInaudible = 0.001F;
 
 /// A sinc under a cosine-squared window of `reach` on either side.
 double Interpolate(double distance, double reach) {
@@ -49,7 +49,7 @@ void PeakLimiter::Push(std::vector<std::vector<float>> const& planes, std::size_
     for (std::size_t i = 0; i < looked; ++i) {
         float const peak = FindPeak(i);
         float const own = NextGain(std::min(1.0F, limit / std::max(peak, 1e-10F)));
-        if (peak > kSilence) {
+        if (peak > kInaudible) {
             sumOfGains += static_cast<double>(own);
             ++sounding;
         }

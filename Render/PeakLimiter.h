@@ -52,11 +52,11 @@ private:
     std::deque<Candidate> lowest;  ///< of the window: gains that rise from front to back
     std::int64_t seen = 0;
     float recovering = 1.0F;
-    std::deque<float> window;      ///< what is averaged
+    std::deque<float> window;  ///< what is averaged
     double sum = 0.0;
-    double sumOfGains = 0.0;       ///< of what was not silent
+    double sumOfGains = 0.0;  ///< of what was not silent
     std::int64_t sounding = 0;
-    float before = 0.0F;           ///< the peak between the sample before and this one
+    float before = 0.0F;  ///< the peak between the sample before and this one
 };
 
 }  // namespace Kaltor::Render

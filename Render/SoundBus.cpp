@@ -40,8 +40,8 @@ SoundBus::Voice SoundBus::Place(PlannedSound const& sound) const {
     if (sound.length > Media::Microseconds(0) && !sound.loops) {
         double const samples = static_cast<double>(sound.length.count()) * 1e-6 / sound.speed * format.sampleRate;
         std::int64_t const end = voice.playBegin + std::llround(samples);
-        // Pieces are rounded to whole frames; what is left of the last one sounds on.
-        if (end < sampleOf(sound.GetEnd() - 1)) {
+        // Pieces are rounded to whole frames; the file sounds on in what is left of the last one.
+        if (end < (sound.isReversed ? voice.end : sampleOf(sound.GetEnd() - 1))) {
             voice.playEnd = end;
         }
     }
@@ -129,8 +129,7 @@ void SoundBus::SetGains(Voice& voice, std::int64_t from, std::int64_t to) {
     }
     auto const sampleOf = [this](std::int64_t frame) { return plan.SampleOf(frame, format.sampleRate); };
     auto const samples = [this](double seconds) { return std::llround(seconds * format.sampleRate); };
-    double const fadeIn =
-        std::max(sound.fadeInSeconds, voice.playBegin > voice.begin ? kEdgeSeconds : 0.0);
+    double const fadeIn = std::max(sound.fadeInSeconds, voice.playBegin > voice.begin ? kEdgeSeconds : 0.0);
     double const fadeOut = std::max(sound.fadeOutSeconds, voice.playEnd < voice.end ? kEdgeSeconds : 0.0);
     Fade(from, voice.begin, sampleOf(sound.first + sound.fadeIn), true);
     Fade(from, sampleOf(sound.GetEnd() - sound.fadeOut), voice.end, false);

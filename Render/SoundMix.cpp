@@ -190,8 +190,8 @@ private:
         return Limit(target, gain);
     }
 
-    /// The limiter takes some of the loudness away, and what is between samples can be estimated only: measures what comes
-    /// out, and corrects it.
+    /// The limiter takes some of the loudness away, and what is between samples can be estimated only: measures what
+    /// comes out, and corrects it.
     std::unique_ptr<Leveller> Limit(LoudnessTarget const& target, double gain) {
         constexpr int kMostAttempts = 6;
         constexpr double kNear = 0.2;           // LU
@@ -207,9 +207,10 @@ private:
             double const change = std::min(missing, 2.0 * (kMostReduction - trial.GetMeanReduction()));
             if ((excess <= 0.0 && std::abs(change) <= kNear) || attempt == kMostAttempts) {
                 if (std::abs(missing) > kTolerance) {
-                    Warn(fmt::format("the sound has a loudness of {:.1f} LUFS instead of {:.1f}: without distortion, true "
-                                     "peaks of at most {:.1f} dBTP allow no more",
-                                     reached.loudness, target.loudness, target.truePeak));
+                    Warn(fmt::format(
+                        "the sound has a loudness of {:.1f} LUFS instead of {:.1f}: without distortion, true "
+                        "peaks of at most {:.1f} dBTP allow no more",
+                        reached.loudness, target.loudness, target.truePeak));
                 }
                 return std::make_unique<Leveller>(MakeMixer(), format, gain, limit);
             }

@@ -8,13 +8,13 @@
 namespace Kaltor::Render {
 namespace {
 
-constexpr double kHopSeconds = 0.016;
-constexpr double kSearchSeconds = 0.008;        // a period of 62 Hz fits into both directions together
+constexpr double kHopSeconds = 0.024;
+constexpr double kSearchSeconds = 0.016;        // chords need more than a period of a voice
 constexpr double kAttackSearchSeconds = 0.001;  // near an attack
 constexpr double kBlockSeconds = 0.002;
-constexpr double kAttackRatio = 10.0;      // of a block's energy to that of the sound before
+constexpr double kAttackRatio = 10.0;  // of a block's energy to that of the sound before
 constexpr double kBackgroundSeconds = 0.02;
-constexpr double kQuiet = 1e-6;            // energy of a sample below which nothing is an attack
+constexpr double kQuiet = 1e-6;  // energy of a sample below which nothing is an attack
 constexpr std::size_t kReadAtOnce = 2048;
 
 }  // namespace
@@ -110,10 +110,10 @@ double TimeStretch::Compare(std::int64_t a, std::int64_t b, std::int64_t count, 
 
 /// The middle of the next window: near the target, where its beginning is most like what continues the current one.
 std::int64_t TimeStretch::FindBest(std::int64_t continued, Target const& target) {
-    std::int64_t const range =
-        target.isNearAttack
-            ? std::min<std::int64_t>(search, std::llround(static_cast<double>(search) * kAttackSearchSeconds / kSearchSeconds))
-            : search;
+    std::int64_t const range = target.isNearAttack
+                                   ? std::min<std::int64_t>(search, std::llround(static_cast<double>(search) *
+                                                                                 kAttackSearchSeconds / kSearchSeconds))
+                                   : search;
     if (std::abs(continued - target.sample) <= (target.isNearAttack ? range : 0)) {
         return continued;  // it goes on as it is
     }
@@ -176,8 +176,7 @@ void TimeStretch::FindAttacks() {
             energy += static_cast<double>(d) * d;
             largest = std::max(largest, std::abs(d));
         }
-        bool const isAttack =
-            energy > kAttackRatio * background && energy > kQuiet * static_cast<double>(block);
+        bool const isAttack = energy > kAttackRatio * background && energy > kQuiet * static_cast<double>(block);
         double const apart = 2.0 * static_cast<double>(reach + mending) * speed;
         if (isAttack && static_cast<double>(measured - lastAttack) >= apart) {
             std::int64_t start = measured;

@@ -6,9 +6,9 @@
 
 namespace Kaltor::Render {
 
-/// Plays faster or slower with the pitch kept: windows of the sound overlap at the distance that the speed asks for, and
-/// each is moved a little to where it continues the one before (W. Verhelst and M. Roelands, "An overlap-add technique
-/// based on waveform similarity (WSOLA)", ICASSP 1993).
+/// Plays faster or slower with the pitch kept: windows of the sound overlap at the distance that the speed asks for,
+/// and each is moved a little to where it continues the one before (W. Verhelst and M. Roelands, "An overlap-add
+/// technique based on waveform similarity (WSOLA)", ICASSP 1993).
 ///
 /// Output sample n shows the input around n times the speed, over any length, within the range of that search. Attacks
 /// are played once, at their own speed, and lie within 2 ms of their place: around them the time runs as in the input,
@@ -39,11 +39,11 @@ private:
 
     std::unique_ptr<SoundSource> input;
     double speed;
-    std::int64_t hop;     ///< of the output; half a window
-    std::int64_t search;  ///< how far a window may be moved
-    std::int64_t reach;   ///< output samples before and after an attack that keep the input's speed
-    std::int64_t mending; ///< output samples that make up for it, on either side
-    std::int64_t block;   ///< samples whose energy is compared to find attacks
+    std::int64_t hop;      ///< of the output; half a window
+    std::int64_t search;   ///< how far a window may be moved
+    std::int64_t reach;    ///< output samples before and after an attack that keep the input's speed
+    std::int64_t mending;  ///< output samples that make up for it, on either side
+    std::int64_t block;    ///< samples whose energy is compared to find attacks
 
     // The input from sample `begin` on; what lies before 0 is silence.
     Planes samples;

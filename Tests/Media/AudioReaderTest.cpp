@@ -4,6 +4,7 @@
 #include <set>
 
 #include "Media/AudioReader.h"
+#include "Media/SoundEncoder.h"
 #include "MediaTest.h"
 
 namespace Kaltor::Media::Tests {
@@ -87,6 +88,72 @@ TEST_F(AudioReaderTest, KeepsLevelsBetweenLayouts) {
             EXPECT_NEAR(std::sqrt(sum / 24000.0), 0.5 / std::sqrt(2.0), 0.01) << channels;
         }
     }
+}
+
+/// A file of sound only, in the container of its ending; FFmpeg's own or preferred encoder of a name.
+std::string WriteSoundFile(std::string const& path, char const* encoderName, std::int64_t samples,
+                           std::function<float(std::int64_t)> const& wave) {
+    AVFormatContext* file = nullptr;
+    EXPECT_GE(avformat_alloc_output_context2(&file, nullptr, nullptr, path.c_str()), 0);
+    AVCodec const* const codec = avcodec_find_encoder_by_name(encoderName);
+    EXPECT_NE(codec, nullptr) << encoderName;
+    {
+        SoundEncoder encoder(path, *codec, {48000, 1}, *file);
+        EXPECT_GE(avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE), 0);
+        EXPECT_GE(avformat_write_header(file, nullptr), 0);
+        std::vector<float> plane;
+        for (std::int64_t n = 0; n < samples; ++n) {
+            plane.push_back(wave(n));
+        }
+        float const* const planes[] = {plane.data()};
+        encoder.Write(planes, plane.size());
+        encoder.Finish();
+        EXPECT_GE(av_write_trailer(file), 0);
+    }
+    avio_closep(&file->pb);
+    avformat_free_context(file);
+    return path;
+}
+
+TEST_F(AudioReaderTest, AFileOfSoundOnlyBeginsWithItsSound) {
+    struct Case {
+        char const* name;
+        char const* encoder;
+        double slack;  ///< samples by which encoders fill up the last frame without saying so
+    };
+    for (Case const& c :
+         {Case{"sound.m4a", "aac", 1024}, Case{"sound.mp3", "libmp3lame", 0}, Case{"sound.flac", "flac", 0},
+          Case{"sound.ogg", "libopus", 0}, Case{"sound.ts", "mp2", 1152}, Case{"sound.mka", "flac", 48}}) {
+        SCOPED_TRACE(c.name);
+        ClipSpec const spec = Clicks({24000, 100000});
+        std::string const path = WriteSoundFile(At(c.name), c.encoder, 145000, spec.wave);
+        std::vector<float> const plane = ReadSound(path, {48000, 1}, 145000)[0];
+        for (std::int64_t const click : {24000, 100000}) {
+            // MPEG audio decoders give their delay, 481 samples, as sound.
+            EXPECT_NEAR(static_cast<double>(Peak(plane, click - 5000, click + 5000).first), static_cast<double>(click),
+                        c.slack > 1024 ? 482 : 1);
+        }
+        SoundInfo const info = ProbeSound(path);
+        EXPECT_EQ(info.format, (SoundFormat{48000, 1}));
+        EXPECT_NEAR(static_cast<double>(info.duration.count()) * 0.048, 145000.0, c.slack + 1.0);
+
+        // From any sample on, and back again, as when it is read in one go.
+        AudioReader reader(path, {48000, 1});
+        for (std::int64_t const begin : {90000, 20000, 0, 99000}) {
+            std::vector<float> part(10000);
+            float* const planes[] = {part.data()};
+            reader.Restart(begin);
+            reader.Read(planes, part.size());
+            auto const expected = plane.begin() + begin;
+            double worst = 0.0;
+            for (std::int64_t i = 0; i < 10000; ++i) {
+                worst = std::max(worst, std::abs(static_cast<double>(part[static_cast<std::size_t>(i)]) -
+                                                 static_cast<double>(expected[i])));
+            }
+            EXPECT_LT(worst, 0.02) << begin;
+        }
+    }
+    EXPECT_THROW(ProbeSound(Make("clip.mkv", {})), MediaError);
 }
 
 TEST_F(AudioReaderTest, RefusesAClipWithoutSound) {

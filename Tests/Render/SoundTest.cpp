@@ -135,14 +135,20 @@ Loudness MeasureByFfmpeg(Planes const& sound, int rate) {
     av_channel_layout_default(&layout, static_cast<int>(sound.size()));
     std::array<char, 64> name{};
     av_channel_layout_describe(&layout, name.data(), name.size());
-    std::string const form = fmt::format("sample_rate={0}:sample_fmt=fltp:time_base=1/{0}:channel_layout={1}", rate, name.data());
+    std::string const form =
+        fmt::format("sample_rate={0}:sample_fmt=fltp:time_base=1/{0}:channel_layout={1}", rate, name.data());
     AVFilterContext* in = nullptr;
     AVFilterContext* meter = nullptr;
     AVFilterContext* out = nullptr;
-    EXPECT_GE(avfilter_graph_create_filter(&in, avfilter_get_by_name("abuffer"), "in", form.c_str(), nullptr, graph.get()), 0);
-    EXPECT_GE(avfilter_graph_create_filter(&meter, avfilter_get_by_name("ebur128"), "meter", "metadata=1:peak=true:framelog=verbose",
-                                           nullptr, graph.get()), 0);
-    EXPECT_GE(avfilter_graph_create_filter(&out, avfilter_get_by_name("abuffersink"), "out", nullptr, nullptr, graph.get()), 0);
+    EXPECT_GE(
+        avfilter_graph_create_filter(&in, avfilter_get_by_name("abuffer"), "in", form.c_str(), nullptr, graph.get()),
+        0);
+    EXPECT_GE(avfilter_graph_create_filter(&meter, avfilter_get_by_name("ebur128"), "meter",
+                                           "metadata=1:peak=true:framelog=verbose", nullptr, graph.get()),
+              0);
+    EXPECT_GE(
+        avfilter_graph_create_filter(&out, avfilter_get_by_name("abuffersink"), "out", nullptr, nullptr, graph.get()),
+        0);
     EXPECT_GE(avfilter_link(in, 0, meter, 0), 0);
     EXPECT_GE(avfilter_link(meter, 0, out, 0), 0);
     EXPECT_GE(avfilter_graph_config(graph.get(), nullptr), 0);
