@@ -21,7 +21,7 @@ PictureEffect::PictureEffect(Proc::IEffectFactory const& factory, std::string co
     } else {
         effect = factory.CreateOneInputEffect(classId, ImplNames::OGL);
     }
-    effect->SetSettings(settings);
+    SetSettings(settings);
     uploader = factory.CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, ImplNames::OGL);
     downloader = factory.CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, ImplNames::OGL);
     converter = factory.CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT);
@@ -29,7 +29,14 @@ PictureEffect::PictureEffect(Proc::IEffectFactory const& factory, std::string co
 }
 
 void PictureEffect::SetSettings(Proc::Settings const& settings) {
+    if (last && last->HasSameValues(settings)) {
+        return;
+    }
     effect->SetSettings(settings);
+    last = settings.Clone();
+    if (settings.KeepsLayout()) {
+        effect->Reset();
+    }
 }
 
 void PictureEffect::SetSeed(std::uint32_t seed) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,7 @@ public:
 private:
     bool isDownloader;
     boost::intrusive_ptr<Proc::IEffect> effect;
+    std::unique_ptr<Proc::Settings> last;  ///< what the effect has
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> uploader;
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> fitter;  // null: results keep their size
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> downloader;

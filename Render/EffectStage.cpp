@@ -27,12 +27,6 @@ Proc::SettingsResizer SizeTo(Conf::FrameInfo const& frame, Proc::SettingsResizer
     return settings;
 }
 
-bool IsSame(Proc::SettingsResizer const& a, Proc::SettingsResizer const& b) {
-    auto const& fields = a.GetFields();
-    return std::all_of(fields.begin(), fields.end(),
-                       [&](Proc::Field const& field) { return field.get(a) == field.get(b); });
-}
-
 }  // namespace
 
 FramePtr MakeFrame(Proc::AvFramePtr picture, Edit::TimeLine const& time, std::int64_t frame) {
@@ -87,6 +81,9 @@ void PlannedEffect::SetFields(Proc::IEffect& effect, std::int64_t number) {
         before->Execute();
     }
     effect.SetSettings(*now);
+    if (now->KeepsLayout()) {
+        effect.Reset();
+    }
 }
 
 void PlannedEffect::Process(FramePtr& frame, std::int64_t number) {
@@ -138,7 +135,7 @@ void EffectChain::Process(FramePtr& frame, std::int64_t number, bool isOnFrame) 
 }
 
 void Sizer::Process(FramePtr& frame, Proc::SettingsResizer const& settings) {
-    if (!effect || !IsSame(settings, used)) {
+    if (!effect || !settings.HasSameValues(used)) {
         // Frames that are still to be drawn keep the one that they were made with.
         effect = factory->CreateOneInputEffect(Proc::SettingsResizer::CLASS_ID, Proc::ImplNames::OGL);
         effect->SetSettings(settings);

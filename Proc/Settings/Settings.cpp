@@ -282,6 +282,13 @@ void Settings::Set(std::string_view key, std::string_view text) {
     field.set(*this, field.Parse(text));
 }
 
+bool Settings::HasSameValues(Settings const& other) const {
+    std::vector<Field> const& fields = GetFields();
+    return GetClassId() == other.GetClassId() && std::all_of(fields.begin(), fields.end(), [&](Field const& field) {
+               return field.get(*this) == field.get(other);
+           });
+}
+
 void Settings::Validate() const {
     for (Field const& field : GetFields()) {
         FieldValue const value = field.get(*this);

@@ -72,8 +72,8 @@ struct Field {
 };
 
 /// Base of all settings classes. Each has a static `CLASS_ID`, whose text is the class's short name, and a `SUMMARY`;
-/// those that can leave a picture as it is say how in `NEUTRAL`. `RUNS_ON_PROGRESS` and `IS_RANDOM` are declared where
-/// they are true; transitions run on progress without saying so.
+/// those that can leave a picture as it is say how in `NEUTRAL`. `RUNS_ON_PROGRESS`, `IS_RANDOM` and `KEEPS_LAYOUT` are
+/// declared where they are true; transitions run on progress without saying so.
 class Settings {
 public:
     virtual ~Settings() = default;
@@ -86,6 +86,9 @@ public:
     virtual bool RunsOnProgress() const = 0;
     /// Whether the picture depends on the seed, at least with some settings.
     virtual bool IsRandom() const = 0;
+    /// Whether the effect lays out its picture once, with the settings of its first frame: a host that changes fields
+    /// from frame to frame resets it each time.
+    virtual bool KeepsLayout() const = 0;
     /// In order of declaration.
     virtual std::vector<Field> const& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Clone() const = 0;
@@ -94,6 +97,8 @@ public:
     Field const& FindField(std::string_view key) const;
     /// Sets a field from the text that a user typed. Throws like `FindField` and `Field::Parse`.
     void Set(std::string_view key, std::string_view text);
+    /// Whether the other one is of the same class and all fields have the same values.
+    bool HasSameValues(Settings const& other) const;
     /// Throws `std::invalid_argument` with the name of the first field whose value cannot be drawn: a value that is not
     /// finite, or one that the field does not offer and the algorithm does not define.
     void Validate() const;
@@ -141,6 +146,9 @@ public:
         } else {
             return false;
         }
+    }
+    bool KeepsLayout() const override {
+        return requires { Derived::KEEPS_LAYOUT; };
     }
     std::vector<Field> const& GetFields() const override {
         static std::vector<Field> const fields = Derived::DeclareFields();

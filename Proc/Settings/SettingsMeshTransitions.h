@@ -127,6 +127,7 @@ struct SettingsTransitionWaterbrush final : SettingsOf<SettingsTransitionWaterbr
     static inline std::string const CLASS_ID = "TransitionWaterbrush";
     static constexpr std::string_view SUMMARY =
         "A wide wet brush paints the incoming picture over the outgoing one, stroke by stroke.";
+    static constexpr bool KEEPS_LAYOUT = true;
 
     enum class Type : std::int32_t { Plain, Inset };
 

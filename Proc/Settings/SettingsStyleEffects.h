@@ -9,6 +9,7 @@ struct SettingsEffectColorBrush final : SettingsOf<SettingsEffectColorBrush> {
     static constexpr std::string_view SUMMARY =
         "The picture begins as a drawing of its edges on white and is painted in with brush strokes.";
     static constexpr bool RUNS_ON_PROGRESS = true;
+    static constexpr bool KEEPS_LAYOUT = true;
 
     std::int32_t angle = 30;
     std::int32_t size = 12;
