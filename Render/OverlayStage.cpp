@@ -57,7 +57,8 @@ OverlayStage::OverlayStage(PlannedOverlay const& planned, Edit::Plan const& whol
       seeds(std::move(placeSeeds)),
       target(MakeTarget(wholePlan.target)),
       titleLayers(layerPainter),
-      effects(effectFactory, wholePlan.time, planned.effects, seeds.ofEffect) {
+      effects(effectFactory, wholePlan.time, planned.effects, seeds.ofEffect),
+      sizer(effectFactory) {
     if (overlay.title) {
         title.emplace(*overlay.title, plan.target.frame.width, plan.target.frame.height,
                       [&pipeline](std::string const& message) { pipeline.Warn(message); });
@@ -154,6 +155,30 @@ void OverlayStage::Place(Layer& layer, Conf::FrameInfo const& picture, double se
     layer.y = alongY * frame.height + (0.5 - alongY) * layer.height + overlay.y.At(seconds) * unitY;
 }
 
+void OverlayStage::KeepSmall(Layer& layer) {
+    Conf::FrameInfo const& info = layer.picture->GetFrameInfo();
+    auto const shown = [](double size, double first, double last, std::uint32_t whole) {
+        return static_cast<std::uint32_t>(
+            std::clamp(std::ceil(size / (1.0 - first - last)), 1.0, static_cast<double>(whole)));
+    };
+    Proc::SettingsResizer size;
+    size.width = shown(layer.width, layer.cropLeft, layer.cropRight, info.width);
+    size.height = shown(layer.height, layer.cropTop, layer.cropBottom, info.height);
+    size.pixelAspectX = size.pixelAspectY = 1;
+    if (size.width == info.width && size.height == info.height) {
+        return;
+    }
+    bool const isKnown = small && smallOf == layer.picture && small->GetFrameInfo().width == size.width &&
+                         small->GetFrameInfo().height == size.height;
+    if (!isKnown) {
+        smallOf = layer.picture;
+        FramePtr frame = layer.picture;
+        sizer.Process(frame, size);
+        small = painter.Upload(std::move(frame));
+    }
+    layer.picture = small;
+}
+
 std::optional<Layer> OverlayStage::Make(std::int64_t number, bool& isStopped) {
     double const seconds = plan.time.SecondsOf(number - overlay.first);
     Layer layer;
@@ -184,6 +209,9 @@ std::optional<Layer> OverlayStage::Make(std::int64_t number, bool& isStopped) {
             return std::nullopt;
         }
         Place(layer, layer.picture->GetFrameInfo(), seconds);
+        if (overlay.feed.info.isStill && layer.picture == lastUpload) {
+            KeepSmall(layer);
+        }
     }
     layer.opacity *= std::clamp(overlay.opacity.At(seconds), 0.0, 1.0);
     layer.rotation = overlay.rotation.At(seconds);

@@ -43,6 +43,8 @@ public:
 private:
     boost::intrusive_ptr<Ogl::DataVideoOGL> TakePicture(std::int64_t number, bool& isStopped);
     void Place(Layer& layer, Conf::FrameInfo const& picture, double seconds) const;
+    /// A picture that stands is made smaller once, not for each frame.
+    void KeepSmall(Layer& layer);
     void DrawEdges(FramePtr& frame, std::int64_t number);
     FramePtr MakeClear(Conf::FrameInfo const& form, std::int64_t number);
 
@@ -60,6 +62,9 @@ private:
     std::unique_ptr<PlannedEffect> leave;
     Proc::AvFramePtr lastPicture;
     boost::intrusive_ptr<Ogl::DataVideoOGL> lastUpload;
+    Sizer sizer;
+    boost::intrusive_ptr<Ogl::DataVideoOGL> smallOf;  ///< what `small` was made of
+    boost::intrusive_ptr<Ogl::DataVideoOGL> small;
     Proc::AvFramePtr clear;
 };
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <thread>
 
@@ -8,11 +10,13 @@
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Edit/DocumentReader.h"
 #include "Edit/Json.h"
 #include "Measure/EffectRun.h"
 #include "Media/PartialFile.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Render/PlanRun.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -69,14 +73,58 @@ BenchRow MeasureRow(Catalog const& catalog, CatalogEntry const& entry, Size cons
     return row;
 }
 
+/// What edits add to a plain frame.
+struct EditCase {
+    char const* name;
+    char const* parts;  ///< of a document whose frames are these, beside its output
+};
+constexpr std::array kEditCases{
+    EditCase{"edit-logo",
+             R"("clips": [{"color": "#406080", "duration": 60}], "overlays": [{"color": "#FFA000", "width": 0.2,
+        "anchor": "top-right", "x": -0.02, "y": 0.04, "opacity": 0.9}])"},
+    EditCase{"edit-title",
+             R"("clips": [{"color": "#406080", "duration": 60}], "overlays": [{"title": {"text": "A title"}}])"},
+    EditCase{"edit-keyed-blur", R"("clips": [{"color": "#406080", "duration": 60, "joint": {"transition": "dissolve",
+        "duration": 60}}, {"color": "#A04020", "duration": 60}], "effects": [{"effect": "blur", "scale": {"from": 0.002, "to": 0.02}}])"},
+};
+
+Edit::Plan MakeEditPlan(EditCase const& edit, Size const& size, Catalog const& catalog) {
+    std::string const text = fmt::format(R"({{"version": 1, "output": {{"size": "{}x{}", "seed": 1}}, {}}})",
+                                         size.width / 2 * 2, size.height / 2 * 2, edit.parts);
+    return Edit::MakePlan(Edit::ReadDocument(Edit::ParseJson(text, edit.name), catalog), {});
+}
+
+BenchRow MeasureEdit(Catalog const& catalog, EditCase const& edit, Size const& size, double seconds,
+                     Measure::ReferenceCopy& copy) {
+    constexpr double kBatches = 10.0;
+    constexpr int kStep = 4;
+    BenchRow row{edit.name, Kind::Service, size, {}, {}, {}};
+    Render::PlanRun run(MakeEditPlan(edit, size, catalog), catalog.GetFactory());
+    row.processing = Measure::PairedTimer(
+                         copy, [&run](int count) { run.Draw(count); }, kStep, seconds / kBatches)
+                         .Run(seconds);
+    row.endToEnd = Measure::PairedTimer(
+                       copy, [&run](int count) { run.DrawEndToEnd(count); }, kStep, seconds / kBatches)
+                       .Run(seconds);
+    return row;
+}
+
 int Bench(BenchOptions const& options) {
     Catalog const catalog = Catalog::Load();
     std::vector<CatalogEntry> entries;
+    std::vector<EditCase> edits;
     for (std::string const& name : options.names) {
-        entries.push_back(catalog.Find(name));
+        auto const edit = std::find_if(kEditCases.begin(), kEditCases.end(),
+                                       [&name](EditCase const& one) { return one.name == name; });
+        if (edit != kEditCases.end()) {
+            edits.push_back(*edit);
+        } else {
+            entries.push_back(catalog.Find(name));
+        }
     }
     if (options.names.empty()) {
         entries = catalog.GetEntries();
+        edits.assign(kEditCases.begin(), kEditCases.end());
     }
     std::vector<Size> const sizes = ParseSizes(options.sizes);
     ordered_json const old = options.compare.empty() ? ordered_json() : Edit::ReadJson(options.compare);
@@ -87,7 +135,7 @@ int Bench(BenchOptions const& options) {
     BenchReport report{
         Ogl::OglManager::GetInstance().GetInfo(), std::thread::hardware_concurrency(), options.seconds, {}};
     ProgressBar bar(true, "measured");
-    auto const total = static_cast<std::int64_t>(sizes.size() * entries.size());
+    auto const total = static_cast<std::int64_t>(sizes.size() * (entries.size() + edits.size()));
     for (Size const& size : sizes) {
         Conf::FrameInfo const info{size.width, size.height, 1, 1};
         Measure::NoiseFrames const frames(catalog.GetFactory(), info);
@@ -95,6 +143,10 @@ int Bench(BenchOptions const& options) {
         for (CatalogEntry const& entry : entries) {
             bar.Show(static_cast<std::int64_t>(report.rows.size()), total);
             report.rows.push_back(MeasureRow(catalog, entry, size, options.seconds, frames, copy));
+        }
+        for (EditCase const& edit : edits) {
+            bar.Show(static_cast<std::int64_t>(report.rows.size()), total);
+            report.rows.push_back(MeasureEdit(catalog, edit, size, options.seconds, copy));
         }
     }
     bar.Clear();
@@ -118,7 +170,9 @@ void AddBench(CommandLine& commandLine) {
     constexpr NumberRange<double> kSeconds{0.01, 600.0};
     Verb verb = commandLine.AddVerb("bench", "Measure what effects, transitions and services cost");
     auto const options = std::make_shared<BenchOptions>();
-    verb.AddTexts("NAME", options->names, "what to measure; \"kaltor list\" shows what there is (default: all)");
+    verb.AddTexts("NAME", options->names,
+                  "what to measure; \"kaltor list\" shows what there is, and edit-logo, edit-title and edit-keyed-blur "
+                  "measure what edits do (default: all)");
     verb.AddTexts("--size", options->sizes, "may be repeated (default 1920x1080 and 3840x2160)")
         .ShowValueAs("WxH")
         .TakeOneAtATime();

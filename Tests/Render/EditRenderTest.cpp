@@ -350,7 +350,8 @@ constexpr char kBusy[] = R"("output": {"size": "96x64", "seed": 5}, "clips": [
     {"file": "b.mkv", "reversed": true, "fit": "blur", "holdFirst": 0.2,
      "effects": [{"effect": "RetroArtefacts", "on": "frame", "from": "25%"}]}],
   "opening": {"transition": "Circle", "duration": 0.3}, "effects": [{"effect": "AddNoize", "to": 1}],
-  "overlays": [{"file": "red.png", "anchor": "top-right", "rotation": {"from": 0, "to": 200},
+  "overlays": [{"file": "noise.png", "width": 0.3, "anchor": "left"},
+               {"file": "red.png", "anchor": "top-right", "rotation": {"from": 0, "to": 200},
                 "enter": {"transition": "Wipe", "duration": 0.3}, "leave": {"transition": "Puzzle", "duration": 0.3}},
                {"file": "b.mkv", "from": 0.5, "width": 0.3, "anchor": "bottom-left", "loop": true, "speed": 3,
                 "effects": [{"effect": "Invert", "from": 0.2}]}])";
@@ -359,6 +360,10 @@ TEST_F(EditRenderTest, APieceIsThatOfTheWhole) {
     MakePng("red.png", 16, 12, [](auto, auto) { return std::array<std::uint8_t, 4>{255, 0, 0, 200}; });
     auto const draw = [](AVFrame& picture, int k) { Media::Tests::DrawNoise(picture, k); };
     Make("a.mkv", {.frame = {96, 64, 1, 1}, .frames = 30, .draw = draw});
+    MakePng("noise.png", 100, 70, [](std::uint32_t x, std::uint32_t y) {
+        auto const value = static_cast<std::uint8_t>(x * 37 + y * 101);
+        return std::array<std::uint8_t, 4>{value, 90, static_cast<std::uint8_t>(255 - value), 255};
+    });
     Make("b.mkv", {.frame = {32, 64, 1, 1}, .frames = 24, .draw = draw});
     auto const whole = RenderAll(kBusy);
     ASSERT_THAT(whole, SizeIs(30 + 24 + 6 - 12));
