@@ -3,6 +3,7 @@
 #include <set>
 
 #include <boost/algorithm/string/case_conv.hpp>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "Adapters/Frei0r/DoorName.h"
