@@ -15,6 +15,7 @@
 #include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Edit/DocumentWriter.h"
+#include "Edit/Schema.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
 
@@ -159,9 +160,17 @@ int RunRender(RenderCommandOptions const& options) {
 
 struct CheckOptions : DocumentOptions {
     bool allowPlaylists = false;
+    bool isSchemaWanted = false;
 };
 
 int RunCheck(CheckOptions const& options) {
+    if (options.isSchemaWanted) {
+        if (!options.clips.empty()) {
+            throw UsageError("--schema takes no document: it shows the schema of all of them");
+        }
+        WriteOut(Edit::MakeSchema().dump(2) + "\n");
+        return 0;
+    }
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
         throw UsageError("check takes the name of one document, such as edit.json");
     }
@@ -266,9 +275,11 @@ void AddRender(CommandLine& commandLine) {
 void AddCheck(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("check", "Check a document, with the files that it names");
     auto const options = std::make_shared<CheckOptions>();
-    verb.AddTexts("EDIT", options->clips, "the document").Require();
+    verb.AddTexts("EDIT", options->clips, "the document");
+    verb.AddFlag("--schema", options->isSchemaWanted, "show the JSON Schema of documents instead, for editors");
     verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
     verb.AddFlag("--allow-playlists", options->allowPlaylists, "accept clips that are playlists");
+    verb.SetFooter("Example:\n  kaltor check edit.json");
     verb.SetAction([options] { return RunCheck(*options); });
 }
 
