@@ -142,6 +142,9 @@ int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Cat
 }
 
 int RunRender(RenderCommandOptions const& options) {
+    if (options.isJson && !options.isDryRun) {
+        throw UsageError("--json is for --dry-run");
+    }
     bool const rendersAnything = !options.isDryRun && (options.saveEdit.empty() || !options.output.empty());
     if (rendersAnything) {
         CheckOutput(options);
