@@ -46,6 +46,10 @@ void CheckOutput(RenderCommandOptions const& options) {
         throw UsageError(
             "render writes to a file, not to standard output: its container follows from the file's ending");
     }
+    if (!options.frame.empty() && !options.output.ends_with(".png") && !options.output.ends_with(".PNG")) {
+        throw UsageError(
+            fmt::format("--frame makes a PNG file: give the output \"{}\" a name that ends in .png", options.output));
+    }
     std::error_code error;
     if (!options.overwrite && std::filesystem::exists(options.output, error)) {
         Refuse(options.output);
@@ -103,9 +107,9 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
 
 int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) {
     PlanReport report;
-    Edit::Plan const plan =
-        Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel,
-                                      [&report](std::string const& warning) { report.warnings.push_back(warning); }});
+    auto const warn = [&report](std::string const& warning) { report.warnings.push_back(warning); };
+    Edit::Plan const plan = Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
+    CheckTexts(plan, job.documentName, warn);
     report.output = options.output;
     report.codec = job.document.output.codec;
     WriteOut(options.isJson ? ToJson(plan, report).dump(2) + "\n" : ToText(plan, report));
@@ -180,13 +184,15 @@ int RunCheck(CheckOptions const& options) {
     Catalog const catalog = Catalog::Load();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
-    Edit::Plan const plan = Edit::MakePlan(
-        document, {options.allowPlaylists, options.clips.front(), &CatchInterrupts(), [&](std::string const& warning) {
-                       WriteError("warning: " + warning);
-                       hasWarned = true;
-                   }});
-    WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(options.clips.front()),
-                         hasWarned ? "usable, with warnings" : "right", plan.time.SecondsOf(plan.frames)));
+    auto const warn = [&hasWarned](std::string const& warning) {
+        WriteError("warning: " + warning);
+        hasWarned = true;
+    };
+    std::string const& name = options.clips.front();
+    Edit::Plan const plan = Edit::MakePlan(document, {options.allowPlaylists, name, &CatchInterrupts(), warn});
+    CheckTexts(plan, name, warn);
+    WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(name), hasWarned ? "usable, with warnings" : "right",
+                         plan.time.SecondsOf(plan.frames)));
     return 0;
 }
 

@@ -30,6 +30,8 @@ TEST_F(EditCommandTest, WrongOptionsGetOneLineAndNoOutput) {
     Write("long.json",
           R"({"version": 1, "clips": [{"file": "a.png"}], "closing": {"transition": "fade", "duration": 9}})");
     Write("list.json", "[1]");
+    Write("mark.json", R"({"version": 1, "clips": [{"title": {"text": "<b>x", "markup": true}}]})");
+    Write("lines.json", R"({"version": 1, "clips": [{"file": "a.png"}], "subtitles": [{"file": "b.png"}]})");
     std::string const two = "render a.png@-1 b.png@-1 -o x.mp4 ";
     struct Case {
         std::string line;
@@ -77,6 +79,9 @@ TEST_F(EditCommandTest, WrongOptionsGetOneLineAndNoOutput) {
              {"render a.png --save-edit nowhere/x.json", 1, "nowhere"},
              {"check key.json", 2, "key.json: clips/0/duratoin"},
              {"check gone.json", 1, "gone.json: clips/1/file"},
+             {"check mark.json", 2, "mark.json: clips/0/title: "},
+             {"check lines.json", 1, "lines.json: subtitles/0: "},
+             {two + "--title Hi:from=1:to=9", 2, "overlays/0: its span from 1 s to 9 s"},
              {"check a.png", 2, "takes the name of one document"},
              {"check", 2, "takes the name of one document"},
              {"check good.json --schema", 2, "--schema takes no document"},
