@@ -60,13 +60,14 @@ std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
     return commands;
 }
 
-/// A second of a tone as a WAV file.
+/// Ten seconds of a tone as a WAV file.
 void WriteTone(fs::path const& path) {
     constexpr std::uint32_t kRate = 8000;
+    constexpr std::uint32_t kSamples = 10 * kRate;
     std::ofstream file(path, std::ios::binary);
     auto const put = [&file](auto number) { file.write(reinterpret_cast<char const*>(&number), sizeof number); };
     file << "RIFF";
-    put(std::uint32_t{36 + 2 * kRate});
+    put(std::uint32_t{36 + 2 * kSamples});
     file << "WAVEfmt ";
     put(std::uint32_t{16});
     put(std::uint16_t{1});  // PCM
@@ -76,8 +77,8 @@ void WriteTone(fs::path const& path) {
     put(std::uint16_t{2});
     put(std::uint16_t{16});
     file << "data";
-    put(2 * kRate);
-    for (std::uint32_t i = 0; i < kRate; ++i) {
+    put(2 * kSamples);
+    for (std::uint32_t i = 0; i < kSamples; ++i) {
         put(static_cast<std::int16_t>(i % 20 < 10 ? 3000 : -3000));
     }
 }
