@@ -128,6 +128,9 @@ TEST_F(EditCommandTest, ADocumentReachesBeyondItsFolderOnlyWithTrust) {
     Write("edits/y.json", R"({"version": 1, "clips": [{"color": "#000000"}], "overlays": [{"file": "link.png"}]})");
     EXPECT_THAT(Fail("render edits/y.json -o x.mp4", 2),
                 HasSubstr("edits/y.json: overlays/0/file: link.png lies outside"));
+    fs::create_symlink("../a.png", In("edits/shot1.png"));
+    Write("edits/z.json", R"({"version": 1, "clips": [{"file": "shot%d.png"}]})");
+    EXPECT_THAT(Fail("check edits/z.json", 2), HasSubstr("edits/z.json: clips/0/file: shot1.png lies outside"));
     EXPECT_THAT(Succeed("check --trust edits/x.json"), HasSubstr("right, 0.20 s"));
     Succeed("render --trust edits/x.json -o x.mp4");
 }
