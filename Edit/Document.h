@@ -174,11 +174,16 @@ struct Sound {
     std::optional<Duck> duck;
 };
 
+/// How subtitles look. What is not set is as in captions, at the bottom of the frame.
+struct SubtitleStyle : Title {
+    SubtitleStyle() { style = Style::Caption; }
+};
+
 /// Subtitles over everything.
 struct Subtitles {
     std::string file;
     Time offset;  ///< added to the file's times
-    std::optional<Title> style;
+    std::optional<SubtitleStyle> style;
 };
 
 /// The whole sound.

@@ -16,6 +16,7 @@
 #include "Edit/Declaration.h"
 #include "Edit/FieldCurve.h"
 #include "Edit/Schema.h"
+#include "Media/Sequence.h"
 
 namespace Kaltor::Edit {
 namespace {
@@ -527,15 +528,38 @@ std::filesystem::path Canonical(std::filesystem::path const& path) {
     return error ? full.lexically_normal() : result;
 }
 
+/// Those of a sequence; none where it is not whole, which is reported when it is examined.
+std::vector<std::string> ListPictures(std::string const& pattern) {
+    std::vector<std::string> names;
+    try {
+        Media::Sequence const sequence = Media::Sequence::Find(pattern);
+        for (std::int64_t i = 0; i < sequence.count; ++i) {
+            names.push_back(sequence.GetName(i));
+        }
+    } catch (Media::MediaError const&) {
+        return {};
+    }
+    return names;
+}
+
 void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
     if (file.empty()) {
         return;
     }
     std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays
     if (trust == Trust::OwnFolder) {
-        std::filesystem::path const inside = Canonical(full).lexically_relative(Canonical(folder));
-        if (inside.empty() || *inside.begin() == "..") {
-            place.Refuse(fmt::format("{} lies outside of the document's folder; --trust allows it", file));
+        std::filesystem::path const home = Canonical(folder);
+        auto const check = [&](std::filesystem::path const& path, std::string const& shown) {
+            std::filesystem::path const inside = Canonical(path).lexically_relative(home);
+            if (inside.empty() || *inside.begin() == "..") {
+                place.Refuse(fmt::format("{} lies outside of the document's folder; --trust allows it", shown));
+            }
+        };
+        check(full, file);
+        if (Media::Sequence::IsPattern(full.string())) {
+            for (std::string const& picture : ListPictures(full.string())) {
+                check(picture, std::filesystem::path(picture).filename().string());
+            }
         }
     }
     file = full.string();

@@ -1,5 +1,6 @@
 #include "Edit/Json.h"
 
+#include <cerrno>
 #include <fstream>
 #include <stdexcept>
 #include <vector>
@@ -22,6 +23,7 @@ constexpr std::size_t kMostMembers = 10'000;
 
 /// The whole file. Devices and pipes may have no end.
 std::string ReadLimited(std::string const& path) {
+    errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string text;
     std::vector<char> piece(kPiece);
@@ -30,7 +32,7 @@ std::string ReadLimited(std::string const& path) {
         text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
     }
     if (!file.is_open() || file.bad()) {
-        Fail(path, "cannot be read");
+        Fail(path, errno == ENOENT ? "no such file" : "cannot be read");
     }
     if (text.size() > kMostBytes) {
         Fail(path, fmt::format("is larger than {} MiB, too large for JSON here", kMostBytes >> 20U));

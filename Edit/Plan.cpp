@@ -72,7 +72,9 @@ private:
         return options.documentName.empty() ? std::string() : fmt::format("{}: {}: ", options.documentName, place);
     }
     [[noreturn]] void Refuse(std::string const& place, std::string const& why) const {
-        Core::Throw(std::invalid_argument(At(place) + why));
+        // Without a document the place still says which part of the command line is meant.
+        Core::Throw(
+            std::invalid_argument(options.documentName.empty() ? fmt::format("{}: {}", place, why) : At(place) + why));
     }
 
     void CheckDocument() const {

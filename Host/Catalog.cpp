@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Core/Interfaces/Exception.h"
 #include "Host/Plugin.h"
@@ -57,6 +58,17 @@ std::string_view WithoutPrefix(std::string_view name) {
         }
     }
     return name;
+}
+
+/// "A, B and 3 more".
+std::string ListSome(std::vector<std::string> const& names) {
+    constexpr std::size_t kMost = 3;
+    std::size_t const shown = names.size() > kMost + 1 ? kMost : names.size();
+    std::string text;
+    for (std::size_t i = 0; i < shown; ++i) {
+        text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+    }
+    return shown == names.size() ? text : fmt::format("{} and {} more", text, names.size() - shown);
 }
 
 Kind KindOf(RegisteredEffect const& effect) {
@@ -156,8 +168,15 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
         auto const at = std::find(shortNames.begin(), shortNames.end(), nearestShort);
         nearest = nearestShort.empty() ? "" : names[static_cast<std::size_t>(at - shortNames.begin())];
     }
-    std::string const hint =
-        nearest.empty() ? "\"kaltor list\" shows what there is" : fmt::format("did you mean {}?", nearest);
+    std::vector<std::string> mentioned;
+    for (CatalogEntry const* const entry : Search({name})) {
+        if (accepts(*entry)) {
+            mentioned.push_back(entry->name);
+        }
+    }
+    std::string const hint = !nearest.empty()     ? fmt::format("did you mean {}?", nearest)
+                             : !mentioned.empty() ? fmt::format("{} may be meant", ListSome(mentioned))
+                                                  : "\"kaltor list\" shows what there is";
     Core::Throw(std::invalid_argument(fmt::format("there is no {} \"{}\"; {}", what, name, hint)));
 }
 
@@ -174,6 +193,30 @@ CatalogEntry const& Catalog::FindTransition(std::string const& name) const {
 CatalogEntry const& Catalog::FindEffect(std::string const& name) const {
     return FindAmong(
         name, [](CatalogEntry const& entry) { return entry.kind == Kind::Effect; }, "effect");
+}
+
+std::vector<CatalogEntry const*> Catalog::Search(std::vector<std::string> const& words) const {
+    std::vector<CatalogEntry const*> found;
+    for (CatalogEntry const& entry : entries) {
+        std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(entry.name);
+        std::string const text = Lower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "),
+                                                   GetName(entry.kind), settings ? settings->GetSummary() : ""));
+        if (std::all_of(words.begin(), words.end(),
+                        [&text](std::string const& word) { return text.find(Lower(word)) != std::string::npos; })) {
+            found.push_back(&entry);
+        }
+    }
+    return found;
+}
+
+std::vector<std::string_view> GetUsualNames(std::string_view className) {
+    std::vector<std::string_view> names;
+    for (Alias const& alias : kAliases) {
+        if (alias.className == className) {
+            names.push_back(alias.name);
+        }
+    }
+    return names;
 }
 
 std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name,

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,9 @@ public:
     /// The same among what makes one picture of one picture.
     CatalogEntry const& FindEffect(std::string const& name) const;
 
+    /// Those that have every word in their name, a usual name, their kind or their summary, in any case of letters.
+    std::vector<CatalogEntry const*> Search(std::vector<std::string> const& words) const;
+
 private:
     template <typename Accepts>
     CatalogEntry const& FindAmong(std::string const& name, Accepts accepts, std::string const& what,
@@ -53,6 +57,9 @@ private:
     boost::intrusive_ptr<Proc::IEffectFactory const> factory;
     std::vector<CatalogEntry> entries;
 };
+
+/// Names that are usual elsewhere for a class ("dissolve" for TransitionCrossfade).
+std::vector<std::string_view> GetUsualNames(std::string_view className);
 
 /// The settings of a class with these values set, the others at their defaults. Throws `std::invalid_argument` for
 /// unknown fields and values out of range.

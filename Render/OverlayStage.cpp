@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "Proc/Settings/SettingsBlendTransitions.h"
+
 namespace Kaltor::Render {
 namespace {
 
@@ -24,6 +26,16 @@ Media::VideoTarget MakeTarget(Media::VideoTarget const& output) {
     target.pixFmt = PixFmt::Rgba;
     target.keepsSize = true;
     return target;
+}
+
+/// Between straight alphas a cross-fade from or to nothing would darken the colours: it is the opacity instead.
+bool IsFade(Edit::PlannedLook const& look) {
+    return look.settings->GetClassId() == Proc::SettingsTransitionCrossfade::CLASS_ID;
+}
+
+/// Whether a transition has to be drawn on a frame.
+bool IsDrawn(std::optional<Edit::PlannedLook> const& look, std::int64_t number) {
+    return look && look->Covers(number) && !IsFade(*look);
 }
 
 bool IsSamePicture(AVFrame const& a, AVFrame const& b) {
@@ -67,14 +79,27 @@ OverlayStage::OverlayStage(PlannedOverlay const& planned, Edit::Plan const& whol
     }
 }
 
+double OverlayStage::FadeAt(std::int64_t number) const {
+    auto const progress = [number](Edit::PlannedLook const& look, int lead) {
+        return look.ProgressAt(static_cast<double>(number - look.first + lead) / static_cast<double>(look.frames));
+    };
+    double opacity = 1.0;
+    if (overlay.enter && overlay.enter->Covers(number) && IsFade(*overlay.enter)) {
+        opacity *= std::clamp(progress(*overlay.enter, 0), 0.0, 1.0);
+    }
+    if (overlay.leave && overlay.leave->Covers(number) && IsFade(*overlay.leave)) {
+        opacity *= 1.0 - std::clamp(progress(*overlay.leave, 1), 0.0, 1.0);
+    }
+    return opacity;
+}
+
 boost::intrusive_ptr<Ogl::DataVideoOGL> OverlayStage::TakePicture(std::int64_t number, bool& isStopped) {
     Proc::AvFramePtr picture = feed->Next();
     if (!picture) {
         isStopped = true;
         return nullptr;
     }
-    bool const isChanged = effects.Covers(number) || (overlay.enter && overlay.enter->Covers(number)) ||
-                           (overlay.leave && overlay.leave->Covers(number));
+    bool const isChanged = effects.Covers(number) || IsDrawn(overlay.enter, number) || IsDrawn(overlay.leave, number);
     if (!isChanged && lastPicture && lastUpload && IsSamePicture(*lastPicture, *picture)) {
         return lastUpload;
     }
@@ -106,7 +131,7 @@ FramePtr OverlayStage::MakeClear(Conf::FrameInfo const& form, std::int64_t numbe
 }
 
 void OverlayStage::DrawEdges(FramePtr& frame, std::int64_t number) {
-    if (overlay.enter && overlay.enter->Covers(number)) {
+    if (IsDrawn(overlay.enter, number)) {
         if (!enter) {
             enter = std::make_unique<PlannedEffect>(
                 PlannedEffect::TwoInputs(factory, plan.time, *overlay.enter, seeds.ofEnter));
@@ -115,7 +140,7 @@ void OverlayStage::DrawEdges(FramePtr& frame, std::int64_t number) {
         enter->Process(outgoing, frame, number);
         frame = std::move(outgoing);
     }
-    if (overlay.leave && overlay.leave->Covers(number)) {
+    if (IsDrawn(overlay.leave, number)) {
         if (!leave) {
             leave = std::make_unique<PlannedEffect>(PlannedEffect::TwoInputs(
                 factory, plan.time, *overlay.leave, seeds.ofLeave, PlannedEffect::Progress::ToEnd));
@@ -194,9 +219,7 @@ std::optional<Layer> OverlayStage::Make(std::int64_t number, bool& isStopped) {
         layer.x += overlay.x.At(seconds) * (overlay.isInPixels ? 1.0 : plan.target.frame.width);
         layer.y += overlay.y.At(seconds) * (overlay.isInPixels ? 1.0 : plan.target.frame.height);
         FramePtr frame = layer.picture;
-        bool const isChanged = effects.Covers(number) || (overlay.enter && overlay.enter->Covers(number)) ||
-                               (overlay.leave && overlay.leave->Covers(number));
-        if (isChanged) {
+        if (effects.Covers(number) || IsDrawn(overlay.enter, number) || IsDrawn(overlay.leave, number)) {
             frame = MakeFrame(picture->picture->Share(), plan.time, number);
             effects.Process(frame, number, false);
             effects.Process(frame, number, true);
@@ -213,7 +236,7 @@ std::optional<Layer> OverlayStage::Make(std::int64_t number, bool& isStopped) {
             KeepSmall(layer);
         }
     }
-    layer.opacity *= std::clamp(overlay.opacity.At(seconds), 0.0, 1.0);
+    layer.opacity *= std::clamp(overlay.opacity.At(seconds), 0.0, 1.0) * FadeAt(number);
     layer.rotation = overlay.rotation.At(seconds);
     layer.radius = overlay.radius.Resolve(std::min(layer.width, layer.height));
     layer.blend = overlay.blend;

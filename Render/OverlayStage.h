@@ -46,6 +46,7 @@ private:
     /// A picture that stands is made smaller once, not for each frame.
     void KeepSmall(Layer& layer);
     void DrawEdges(FramePtr& frame, std::int64_t number);
+    double FadeAt(std::int64_t number) const;
     FramePtr MakeClear(Conf::FrameInfo const& form, std::int64_t number);
 
     Edit::PlannedOverlay const& overlay;

@@ -8,6 +8,7 @@ namespace Kaltor::Cli {
 using Host::Catalog;
 using Host::CatalogEntry;
 using Host::GetName;
+using Host::GetUsualNames;
 using Host::Kind;
 using Host::MakeEffect;
 using Host::MakeSettings;

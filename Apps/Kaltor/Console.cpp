@@ -117,6 +117,12 @@ std::string Bold(std::string_view text) {
     return isPlain ? std::string(text) : fmt::format("\x1b[1m{}\x1b[0m", text);
 }
 
+std::optional<std::size_t> OutputColumns() {
+    winsize size{};
+    bool const isTerminal = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
+    return isTerminal && size.ws_col > 0 ? std::optional<std::size_t>(size.ws_col) : std::nullopt;
+}
+
 std::string MakePrintable(std::string_view text, std::size_t longest) {
     std::string printable;
     for (std::size_t at = 0; at < text.size();) {

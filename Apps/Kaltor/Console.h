@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -17,6 +18,9 @@ void WriteFile(std::string const& path, std::string_view bytes);
 
 /// `text` emphasised on a terminal that shows colours; unchanged elsewhere and where NO_COLOR is set.
 std::string Bold(std::string_view text);
+
+/// How wide the terminal behind standard output is; nothing where there is none.
+std::optional<std::size_t> OutputColumns();
 
 /// `text` for a terminal: what is no printable UTF-8 (control characters, marks that turn the direction of writing,
 /// damaged sequences) as \xNN, line ends as spaces, and the middle left out of what is longer than `longest` bytes.

@@ -1,6 +1,6 @@
 #include <algorithm>
-#include <cctype>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -60,6 +60,7 @@ ordered_json ToJson(CatalogEntry const& entry) {
     return {{"name", entry.name},
             {"kind", GetName(entry.kind)},
             {"summary", settings->GetSummary()},
+            {"usualNames", GetUsualNames(entry.name)},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
             {"fields", fields}};
@@ -95,10 +96,28 @@ std::string InputsOf(CatalogEntry const& entry) {
     return entry.isTwoInput ? "two pictures, the outgoing and the incoming one" : "one picture";
 }
 
-std::string Describe(CatalogEntry const& entry) {
+/// Another one that the same text names where only effects or only transitions are wanted.
+CatalogEntry const* FindOther(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
+    for (CatalogEntry const& other : catalog.GetEntries()) {
+        std::vector<std::string_view> const names = GetUsualNames(other.name);
+        if (other.kind != entry.kind && std::find(names.begin(), names.end(), asked) != names.end()) {
+            return &other;
+        }
+    }
+    return nullptr;
+}
+
+std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
     std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
                                    settings->GetSummary());
+    if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
+        text += fmt::format("Usual names: {}\n", fmt::join(names, ", "));
+    }
+    if (CatalogEntry const* const other = FindOther(catalog, entry, asked)) {
+        text += fmt::format("As {} {}, {} is {}.\n", other->kind == Kind::Effect ? "an" : "a", GetName(other->kind),
+                            asked, other->name);
+    }
     std::string const fields = DescribeFields(entry, "  ");
     text += fields.empty() ? "It has nothing to set.\n"
                            : "\nWhat can be set, its type, its default and what it takes:\n" + fields;
@@ -120,55 +139,81 @@ struct ListOptions {
     std::vector<std::string> words;
     bool hasNamesOnly = false;
     bool isJson = false;
+    bool isLong = false;
 };
 
-/// All words are in its name, its kind or its summary, in any case of letters.
-bool IsWanted(CatalogEntry const& entry, std::vector<std::string> const& words) {
-    std::string const text =
-        fmt::format("{} {} {}", entry.name, GetName(entry.kind), MakeSettings(entry.name, {})->GetSummary());
-    return std::all_of(words.begin(), words.end(), [&text](std::string const& word) {
-        return std::search(text.begin(), text.end(), word.begin(), word.end(), [](unsigned char a, unsigned char b) {
-                   return std::tolower(a) == std::tolower(b);
-               }) != text.end();
-    });
+/// One line for each: name, kind, summary, usual names; cut off at the terminal's edge.
+std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
+    std::size_t widest = 0;
+    for (CatalogEntry const* const entry : entries) {
+        widest = std::max(widest, entry->name.size());
+    }
+    std::optional<std::size_t> const columns = OutputColumns();
+    std::string text;
+    for (CatalogEntry const* const entry : entries) {
+        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(entry->name, {})->GetSummary());
+        if (std::vector<std::string_view> const names = GetUsualNames(entry->name); !names.empty()) {
+            line += fmt::format(" Also: {}.", fmt::join(names, ", "));
+        }
+        std::size_t const before = widest + 2;
+        constexpr std::string_view kEllipsis = "...";
+        constexpr std::size_t kLeast = 20;
+        if (columns && before + line.size() > *columns && *columns >= before + kLeast) {
+            line = line.substr(0, *columns - before - kEllipsis.size()).append(kEllipsis);
+        }
+        text += fmt::format("{}{:{}}  {}\n", Bold(entry->name), "", widest - entry->name.size(), line);
+    }
+    return text;
+}
+
+std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
+    std::string text;
+    for (CatalogEntry const* const entry : entries) {
+        text += fmt::format("{} ({}): {}\n{}", Bold(entry->name), GetName(entry->kind),
+                            MakeSettings(entry->name, {})->GetSummary(), DescribeFields(*entry, "    "));
+    }
+    return text;
 }
 
 int List(ListOptions const& options) {
     Catalog const catalog = Catalog::Load();
-    ordered_json all = ordered_json::array();
-    std::string text;
-    for (CatalogEntry const& entry : catalog.GetEntries()) {
-        if (!IsWanted(entry, options.words)) {
-            continue;
+    std::vector<CatalogEntry const*> const found = catalog.Search(options.words);
+    if (options.isJson) {
+        ordered_json all = ordered_json::array();
+        for (CatalogEntry const* const entry : found) {
+            all.push_back(ToJson(*entry));
         }
-        if (options.isJson) {
-            all.push_back(ToJson(entry));
-        } else if (options.hasNamesOnly) {
-            text += entry.name + "\n";
-        } else {
-            text += fmt::format("{} ({}): {}\n{}", Bold(entry.name), GetName(entry.kind),
-                                MakeSettings(entry.name, {})->GetSummary(), DescribeFields(entry, "    "));
-        }
+        WriteOut(all.dump(2) + "\n");
+        return 0;
     }
-    if (all.empty() && text.empty() && !options.isJson) {
+    if (found.empty()) {
         throw std::runtime_error(
             fmt::format("nothing has \"{}\" in its name, kind or summary", fmt::join(options.words, "\" and \"")));
     }
-    WriteOut(options.isJson ? all.dump(2) + "\n" : text);
+    if (options.hasNamesOnly) {
+        for (CatalogEntry const* const entry : found) {
+            WriteOut(entry->name + "\n");
+        }
+        return 0;
+    }
+    WriteOut(options.isLong ? ListWithFields(found) : ListBriefly(found));
     return 0;
 }
 
 }  // namespace
 
 void AddList(CommandLine& commandLine) {
-    Verb verb = commandLine.AddVerb("list", "Show every effect, transition and service, and what can be set");
+    Verb verb = commandLine.AddVerb("list", "Show every effect, transition and service");
     auto const options = std::make_shared<ListOptions>();
     verb.AddTexts("WORD", options->words, "only what has all of these in its name, kind or summary");
     Option const names = verb.AddFlag("--names", options->hasNamesOnly, "only the names, each on its own line");
-    verb.AddFlag("--json", options->isJson, "for machines").Exclude(names);
+    Option json = verb.AddFlag("--json", options->isJson, "for machines");
+    verb.AddFlag("--long", options->isLong, "with what can be set").Exclude(names).Exclude(json);
+    json.Exclude(names);
     verb.SetFooter(
         "Examples:\n"
         "  kaltor list blur\n"
+        "  kaltor list blur --long\n"
         "  kaltor list transition --names\n"
         "  kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'");
     verb.SetAction([options] { return List(*options); });
@@ -188,7 +233,7 @@ void AddDescribe(CommandLine& commandLine) {
     verb.SetAction([options] {
         Catalog const catalog = Catalog::Load();
         CatalogEntry const& entry = catalog.Find(options->name);
-        WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(entry));
+        WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(catalog, entry, options->name));
         return 0;
     });
 }

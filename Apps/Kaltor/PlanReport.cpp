@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Edit/Titles/SubtitlePainter.h"
+#include "Edit/Titles/TitlePainter.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -61,6 +63,36 @@ std::string Span(Plan const& plan, std::int64_t first, std::int64_t frames) {
 }
 
 }  // namespace
+
+void CheckTexts(Plan const& plan, std::string const& documentName, Media::WarningFn const& warn) {
+    Conf::FrameInfo const& frame = plan.target.frame;
+    auto const check = [&documentName](std::string const& place, auto const& action) {
+        std::string const before = documentName.empty() ? "" : fmt::format("{}: {}: ", documentName, place);
+        try {
+            action();
+        } catch (std::invalid_argument const& error) {
+            throw std::invalid_argument(before + error.what());
+        } catch (Media::MediaError const& error) {
+            throw Media::MediaError(before + error.what());
+        }
+    };
+    auto const checkTitles = [&](char const* list, auto const& parts) {
+        for (std::size_t i = 0; i < parts.size(); ++i) {
+            if (parts[i].title) {
+                check(fmt::format("{}/{}/title", list, i),
+                      [&] { Edit::TitlePainter(*parts[i].title, frame.width, frame.height, warn); });
+            }
+        }
+    };
+    checkTitles("clips", plan.clips);
+    checkTitles("overlays", plan.overlays);
+    for (std::size_t i = 0; i < plan.subtitles.size(); ++i) {
+        Edit::PlannedSubtitles const& file = plan.subtitles[i];
+        check(fmt::format("subtitles/{}", i), [&] {
+            Edit::SubtitlePainter(file.path, frame.width, frame.height, file.style ? &*file.style : nullptr, warn);
+        });
+    }
+}
 
 std::string ToText(Plan const& plan, PlanReport const& report) {
     std::string text =

@@ -15,6 +15,10 @@ struct PlanReport {
     std::vector<std::string> warnings;
 };
 
+/// Lays out the titles and reads the subtitles of a plan, so that what is wrong with them shows before anything is
+/// made. Throws what they throw, with the document's name and the place before where there is a document.
+void CheckTexts(Edit::Plan const& plan, std::string const& documentName, Media::WarningFn const& warn);
+
 /// For readers: what is made, then clips, overlays and sounds with their places.
 std::string ToText(Edit::Plan const& plan, PlanReport const& report);
 /// For programs. Times in seconds; frames count from 0.

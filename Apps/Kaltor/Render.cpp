@@ -15,6 +15,7 @@
 #include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Edit/DocumentWriter.h"
+#include "Edit/Schema.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
 
@@ -44,6 +45,10 @@ void CheckOutput(RenderCommandOptions const& options) {
     if (options.output == "-") {
         throw UsageError(
             "render writes to a file, not to standard output: its container follows from the file's ending");
+    }
+    if (!options.frame.empty() && !options.output.ends_with(".png") && !options.output.ends_with(".PNG")) {
+        throw UsageError(
+            fmt::format("--frame makes a PNG file: give the output \"{}\" a name that ends in .png", options.output));
     }
     std::error_code error;
     if (!options.overwrite && std::filesystem::exists(options.output, error)) {
@@ -102,9 +107,9 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
 
 int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) {
     PlanReport report;
-    Edit::Plan const plan =
-        Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel,
-                                      [&report](std::string const& warning) { report.warnings.push_back(warning); }});
+    auto const warn = [&report](std::string const& warning) { report.warnings.push_back(warning); };
+    Edit::Plan const plan = Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
+    CheckTexts(plan, job.documentName, warn);
     report.output = options.output;
     report.codec = job.document.output.codec;
     WriteOut(options.isJson ? ToJson(plan, report).dump(2) + "\n" : ToText(plan, report));
@@ -141,6 +146,9 @@ int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Cat
 }
 
 int RunRender(RenderCommandOptions const& options) {
+    if (options.isJson && !options.isDryRun) {
+        throw UsageError("--json is for --dry-run");
+    }
     bool const rendersAnything = !options.isDryRun && (options.saveEdit.empty() || !options.output.empty());
     if (rendersAnything) {
         CheckOutput(options);
@@ -159,22 +167,32 @@ int RunRender(RenderCommandOptions const& options) {
 
 struct CheckOptions : DocumentOptions {
     bool allowPlaylists = false;
+    bool isSchemaWanted = false;
 };
 
 int RunCheck(CheckOptions const& options) {
+    if (options.isSchemaWanted) {
+        if (!options.clips.empty()) {
+            throw UsageError("--schema takes no document: it shows the schema of all of them");
+        }
+        WriteOut(Edit::MakeSchema().dump(2) + "\n");
+        return 0;
+    }
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
         throw UsageError("check takes the name of one document, such as edit.json");
     }
     Catalog const catalog = Catalog::Load();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
-    Edit::Plan const plan = Edit::MakePlan(
-        document, {options.allowPlaylists, options.clips.front(), &CatchInterrupts(), [&](std::string const& warning) {
-                       WriteError("warning: " + warning);
-                       hasWarned = true;
-                   }});
-    WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(options.clips.front()),
-                         hasWarned ? "usable, with warnings" : "right", plan.time.SecondsOf(plan.frames)));
+    auto const warn = [&hasWarned](std::string const& warning) {
+        WriteError("warning: " + warning);
+        hasWarned = true;
+    };
+    std::string const& name = options.clips.front();
+    Edit::Plan const plan = Edit::MakePlan(document, {options.allowPlaylists, name, &CatchInterrupts(), warn});
+    CheckTexts(plan, name, warn);
+    WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(name), hasWarned ? "usable, with warnings" : "right",
+                         plan.time.SecondsOf(plan.frames)));
     return 0;
 }
 
@@ -266,9 +284,11 @@ void AddRender(CommandLine& commandLine) {
 void AddCheck(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("check", "Check a document, with the files that it names");
     auto const options = std::make_shared<CheckOptions>();
-    verb.AddTexts("EDIT", options->clips, "the document").Require();
+    verb.AddTexts("EDIT", options->clips, "the document");
+    verb.AddFlag("--schema", options->isSchemaWanted, "show the JSON Schema of documents instead, for editors");
     verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
     verb.AddFlag("--allow-playlists", options->allowPlaylists, "accept clips that are playlists");
+    verb.SetFooter("Example:\n  kaltor check edit.json");
     verb.SetAction([options] { return RunCheck(*options); });
 }
 

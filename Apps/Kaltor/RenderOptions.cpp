@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <stdexcept>
 
 #include <fmt/format.h>
 
@@ -233,7 +234,11 @@ PartSpec ParsePart(std::string const& whole) {
         bool const isJson = Core::ParseNumber<double>(value) || value == "true" || value == "false" ||
                             value.starts_with('{') || value.starts_with('[');
         if (isJson) {
-            json = Edit::ParseJson(value, fmt::format("\"{}\"", value));
+            try {
+                json = Edit::ParseJson(value, fmt::format("\"{}\"", value));
+            } catch (std::runtime_error const& error) {
+                throw UsageError(error.what());
+            }
         }
         spec.fields[whole.substr(begin, length)] = json;
     }

@@ -6,7 +6,7 @@ _kaltor() {
     line=${COMP_LINE:0:COMP_POINT}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W "list describe apply strip render gallery bench doctor --help --version" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "list describe apply strip render check gallery bench doctor --help --version" -- "$word")
         return
     fi
     if [[ $word == -* ]]; then
@@ -39,6 +39,7 @@ _kaltor() {
         render)
             case $before in
                 --transition) mapfile -t COMPREPLY < <(compgen -W "none $("$program" list transition --names 2>/dev/null)" -- "$word") && return ;;
+                --fit) mapfile -t COMPREPLY < <(compgen -W "whole fill stretch blur" -- "$word") && return ;;
                 --effect) mapfile -t COMPREPLY < <(compgen -W "$("$program" list effect --names 2>/dev/null)" -- "$word") && return ;;
             esac
             ;;

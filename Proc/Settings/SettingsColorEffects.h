@@ -125,7 +125,8 @@ struct SettingsEffectOpacity final : SettingsOf<SettingsEffectOpacity> {
 struct SettingsEffectVideoFadeInFadeOut final : SettingsOf<SettingsEffectVideoFadeInFadeOut> {
     static inline std::string const CLASS_ID = "EffectVideoFadeInFadeOut";
     static constexpr std::string_view SUMMARY =
-        "Fades the picture in from black, or from nothing where the output has alpha.";
+        "Fades a clip in from black, or from nothing with alpha, over its length; a video: render --fade-in and "
+        "--fade-out.";
     static constexpr bool RUNS_ON_PROGRESS = true;
 
     static std::vector<Field> DeclareFields() { return {}; }

@@ -52,8 +52,14 @@ TEST_F(CommandTest, ListJsonIsWholeAndItsDefaultsAreAccepted) {
         }
     }
     EXPECT_THAT(names, testing::IsSupersetOf({"EffectBlurGaussian", "TransitionCrossfade", "FrameUploader"}));
-    EXPECT_THAT(Succeed("list"), HasSubstr("BlurGaussian"));
+    std::string const brief = Succeed("list");
+    EXPECT_EQ(static_cast<std::size_t>(std::count(brief.begin(), brief.end(), '\n')), names.size());
+    EXPECT_THAT(brief, testing::ContainsRegex("EffectBlurGaussian +effect +Blurs.*gaussian-blur"));
+    EXPECT_THAT(Succeed("list green-screen --long"), AllOf(HasSubstr("EffectChromakey"), HasSubstr("tolerance")));
     EXPECT_THAT(Succeed("describe blurgaussian"), HasSubstr("scale"));
+    EXPECT_THAT(Succeed("describe DISSOLVE"), AllOf(HasSubstr("TransitionCrossfade"), HasSubstr("cross-dissolve")));
+    EXPECT_THAT(Succeed("describe blur"), AllOf(HasSubstr("TransitionBlur"), HasSubstr("blur is EffectBlurGaussian")));
+    EXPECT_THAT(Fail("describe miniature", 2), HasSubstr("EffectTiltShiftQEL may be meant"));
 }
 
 TEST_F(CommandTest, ApplyRunsATransitionByProgressAndByTime) {
@@ -125,6 +131,7 @@ TEST_F(CommandTest, BadInputGetsOneLineAndNoOutput) {
              {"apply EffectBlurGaussian a.png -o x.png --progress inf", 2, "takes a number"},
              {"render a.png -o x.mp4 --crf 1.5", 2, "--crf: it takes a whole number"},
              {"list --json --names", 2, "--names"},
+             {"list --json --long", 2, "--long"},
              {"bench crossfade --seconds 601", 2, "0.01 to 600"},
              {"list blurrs", 1, "blurr"},
              {"apply EffectBlurGaussian a.png -o x.png --set scal=1", 2, "did you mean \"scale\"?"},
@@ -324,7 +331,8 @@ TEST_F(CommandTest, DoctorTellsWhatIsThereAndWhatIsMissing) {
 
 TEST_F(CommandTest, VersionAndHelp) {
     EXPECT_THAT(Succeed("--version"), testing::StartsWith("kaltor "));
-    for (std::string const verb : {"", "list", "describe", "apply", "strip", "render", "gallery", "bench", "doctor"}) {
+    for (std::string const verb :
+         {"", "list", "describe", "apply", "strip", "render", "check", "gallery", "bench", "doctor"}) {
         EXPECT_THAT(Succeed(verb + " --help"), HasSubstr("Usage: kaltor")) << verb;
     }
 }

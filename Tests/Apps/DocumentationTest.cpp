@@ -1,4 +1,4 @@
-// Runs the commands that the documents and the help texts show.
+// Runs the commands that the documents and the help texts show, and reads the edits in them.
 #include <map>
 #include <regex>
 #include <set>
@@ -7,13 +7,14 @@
 #include <gmock/gmock.h>
 
 #include "CommandTest.h"
+#include "Edit/DocumentReader.h"
 
 namespace Kaltor {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "gallery", "bench", "doctor"};
+constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "check", "gallery", "bench", "doctor"};
 
 // Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
@@ -59,6 +60,47 @@ std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
     return commands;
 }
 
+/// Ten seconds of a tone as a WAV file.
+void WriteTone(fs::path const& path) {
+    constexpr std::uint32_t kRate = 8000;
+    constexpr std::uint32_t kSamples = 10 * kRate;
+    std::ofstream file(path, std::ios::binary);
+    auto const put = [&file](auto number) { file.write(reinterpret_cast<char const*>(&number), sizeof number); };
+    file << "RIFF";
+    put(std::uint32_t{36 + 2 * kSamples});
+    file << "WAVEfmt ";
+    put(std::uint32_t{16});
+    put(std::uint16_t{1});  // PCM
+    put(std::uint16_t{1});
+    put(kRate);
+    put(2 * kRate);
+    put(std::uint16_t{2});
+    put(std::uint16_t{16});
+    file << "data";
+    put(2 * kSamples);
+    for (std::uint32_t i = 0; i < kSamples; ++i) {
+        put(static_cast<std::int16_t>(i % 20 < 10 ? 3000 : -3000));
+    }
+}
+
+/// The JSON in fenced blocks.
+std::vector<std::string> FindJson(fs::path const& document) {
+    std::vector<std::string> blocks;
+    std::ifstream text(document);
+    bool isInside = false;
+    for (std::string line; std::getline(text, line);) {
+        if (line.starts_with("```")) {
+            isInside = line == "```json";
+            if (isInside) {
+                blocks.emplace_back();
+            }
+        } else if (isInside) {
+            blocks.back() += line + "\n";
+        }
+    }
+    return blocks;
+}
+
 class DocumentationTest : public Tests::CommandTest {
 protected:
     DocumentationTest() {
@@ -67,6 +109,8 @@ protected:
         for (auto const& [clip, seconds] : {std::pair{"a.mp4", 13}, {"b.mp4", 3}, {"c.mp4", 3}, {"b.mov", 92}}) {
             Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
         }
+        WriteTone(In("song.mp3"));
+        std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
         for (char const* const report : {"yesterday.json", "old.json"}) {
             Run(fmt::format("bench Invert --size 32x18 --seconds 0.01 --json {}", report));
         }
@@ -82,7 +126,8 @@ protected:
         EXPECT_EQ(status, 0);
         EXPECT_EQ(Tests::ReadAll(folder / "log" / "err"), "");
         std::smatch output;
-        if (status == 0 && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {
+        bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;
+        if (isMade && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {
             EXPECT_GT(fs::file_size(scratch / output[1].str()), 0U);
         }
         fs::remove_all(scratch);
@@ -98,6 +143,19 @@ protected:
         }
     }
 };
+
+TEST(EditDocumentation, EveryEditIsRight) {
+    Host::Catalog const catalog = Host::Catalog::Load();
+    int count = 0;
+    for (std::string const& block : FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md")) {
+        // Some show only a part.
+        bool const isWhole = block.find("\"version\"") != std::string::npos;
+        std::string const text = isWhole ? block : R"({"version": 1, "clips": [{"color": "#000000"}], )" + block + "}";
+        EXPECT_NO_THROW(Edit::ReadDocument(Edit::ParseJson(text, "docs/edits.md", true), catalog)) << block;
+        ++count;
+    }
+    EXPECT_GE(count, 8);
+}
 
 TEST_F(DocumentationTest, EveryCommandWorks) {
     std::vector<std::pair<std::string, std::string>> commands;

@@ -65,6 +65,7 @@ TEST(DocumentTest, WhatIsWrittenReadsAsTheSameDocument) {
     EXPECT_EQ(clip.from, Time::Seconds(1.0));
     EXPECT_EQ(clip.to, Time::Share(0.5));
     EXPECT_EQ(clip.holdLast, (Time{0.0, 10.0, 0.0}));
+    EXPECT_EQ(document.subtitles.at(0).style.value().style, Title::Style::Caption);  // at the bottom
     EXPECT_EQ(clip.fit, Clip::Fit::Fill);
     ASSERT_EQ(clip.effects.size(), 3U);
     EXPECT_EQ(clip.effects[0].settings->GetClassId(), "EffectBlurGaussian");

@@ -102,6 +102,17 @@ CodesAt RedBox(double left, double top, double right, double bottom, Codes const
         [=](double x, double y) { return x >= left && x < right && y >= top && y < bottom ? box : ToCodes(0, 0, 1); };
 }
 
+TEST_F(EditRenderTest, OverlaysThatCrossFadeKeepTheirColours) {
+    std::string const edges = R"("enter": {"transition": "dissolve", "duration": "10f"},
+                                 "leave": {"transition": "dissolve", "duration": "10f", "easing": "easeInQuad"})";
+    std::string const text = fmt::format(R"({}, "overlays": [{{"color": "#FF0000", "to": "40f", {}}}])", kBlue, edges);
+    for (auto const& [frame, part] : {std::pair{0, 0.0}, {5, 0.5}, {9, 0.9}, {20, 1.0}, {34, 0.75}, {39, 0.0}}) {
+        EXPECT_TRUE(ShowsLuma(*Show(text, frame / 30.0), [share = part](double, double) {
+            return ToCodes(share, 0, 1 - share);
+        })) << frame;
+    }
+}
+
 TEST_F(EditRenderTest, OverlaysLieWhereTheyAreAnchored) {
     MakePng("red.png", 16, 12, [](auto, auto) { return std::array<std::uint8_t, 4>{255, 0, 0, 255}; });
     struct Case {
