@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "gallery", "bench", "doctor"};
+constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "convert", "gallery", "bench", "doctor"};
 
 // Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
@@ -67,6 +67,13 @@ protected:
         for (auto const& [clip, seconds] : {std::pair{"a.mp4", 13}, {"b.mp4", 3}, {"c.mp4", 3}, {"b.mov", 92}}) {
             Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
         }
+        if (!fs::exists(In("edit.json"))) {
+            Succeed("render a.mp4 b.mp4 --save-edit edit.json");
+        }
+        Succeed("convert edit.json timeline.otio");
+        std::ofstream(In("holidays.json5"))
+            << "{clips: [{transition: {name: 'fade'}, layers: [{type: 'video', path: 'b.mp4'}]},"
+               " {layers: [{type: 'image', path: 'photo.jpg'}]}]}";
         for (char const* const report : {"yesterday.json", "old.json"}) {
             Run(fmt::format("bench Invert --size 32x18 --seconds 0.01 --json {}", report));
         }
