@@ -12,17 +12,15 @@ namespace {
 
 constexpr std::size_t kPiece = 65'536;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20U;
-/// What walks a document calls itself for each level.
-constexpr std::size_t kMostLevels = 64;
-/// Objects that keep their order look through all members for each new one.
-constexpr std::size_t kMostMembers = 10'000;
 
 [[noreturn]] void Fail(std::string const& path, std::string const& why) {
     throw std::runtime_error(fmt::format("{}: {}", path, why));
 }
 
-/// The whole file. Devices and pipes may have no end.
-std::string ReadLimited(std::string const& path) {
+}  // namespace
+
+std::string ReadJsonText(std::string const& path) {
+    // Devices and pipes may have no end.
     errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string text;
@@ -40,10 +38,8 @@ std::string ReadLimited(std::string const& path) {
     return text;
 }
 
-}  // namespace
-
 Json ReadJson(std::string const& path, bool allowComments) {
-    return ParseJson(ReadLimited(path), path, allowComments);
+    return ParseJson(ReadJsonText(path), path, allowComments);
 }
 
 Json ParseJson(std::string const& text, std::string const& path, bool allowComments) {
@@ -52,15 +48,15 @@ Json ParseJson(std::string const& text, std::string const& path, bool allowComme
         switch (event) {
             case Json::parse_event_t::object_start:
             case Json::parse_event_t::array_start:
-                if (static_cast<std::size_t>(depth) >= kMostLevels) {
-                    Fail(path, fmt::format("has more than {} levels of brackets", kMostLevels));
+                if (static_cast<std::size_t>(depth) >= kMostJsonLevels) {
+                    Fail(path, fmt::format("has more than {} levels of brackets", kMostJsonLevels));
                 }
                 members.resize(static_cast<std::size_t>(depth) + 1);
                 members.back() = 0;
                 break;
             case Json::parse_event_t::key:
-                if (++members[static_cast<std::size_t>(depth) - 1] > kMostMembers) {
-                    Fail(path, fmt::format("has an object with more than {} members", kMostMembers));
+                if (++members[static_cast<std::size_t>(depth) - 1] > kMostJsonMembers) {
+                    Fail(path, fmt::format("has an object with more than {} members", kMostJsonMembers));
                 }
                 break;
             default:

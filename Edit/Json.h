@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -14,5 +15,13 @@ using Json = nlohmann::ordered_json;
 Json ReadJson(std::string const& path, bool allowComments = false);
 /// The same of a text; `name` stands for the file.
 Json ParseJson(std::string const& text, std::string const& name, bool allowComments = false);
+
+
+/// The text of such a file, 16 MiB at most. Throws as `ReadJson`.
+std::string ReadJsonText(std::string const& path);
+/// What walks a document calls itself for each level.
+constexpr std::size_t kMostJsonLevels = 64;
+/// Objects that keep their order look through all members for each new one.
+constexpr std::size_t kMostJsonMembers = 10'000;
 
 }  // namespace Kaltor::Edit

@@ -7,7 +7,9 @@
 
 #include <fmt/format.h>
 
+#include "Apps/Kaltor/Console.h"
 #include "Core/ParseNumber.h"
+#include "Edit/Convert/AnyDocument.h"
 #include "Edit/DocumentReader.h"
 #include "Proc/Settings/Settings.h"
 
@@ -353,8 +355,9 @@ Document MakeDocument(DocumentOptions const& options, Catalog const& catalog) {
     }
     Document document;
     if (isRead) {
-        document = Edit::ReadDocumentFile(*named, catalog,
-                                          options.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder);
+        auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
+        document = Edit::ReadAnyDocument(
+            *named, catalog, {options.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder, false, warn});
     } else {
         document.clips = MakeClips(options);
     }

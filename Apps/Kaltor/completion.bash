@@ -6,7 +6,7 @@ _kaltor() {
     line=${COMP_LINE:0:COMP_POINT}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W "list describe apply strip render check gallery bench doctor --help --version" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "list describe apply strip render check convert gallery bench doctor --help --version" -- "$word")
         return
     fi
     if [[ $word == -* ]]; then

@@ -29,6 +29,7 @@ int Run(int count, char const* const* words) {
     AddStrip(commandLine);
     AddRender(commandLine);
     AddCheck(commandLine);
+    AddConvert(commandLine);
     AddGallery(commandLine);
     AddBench(commandLine);
     AddDoctor(commandLine);

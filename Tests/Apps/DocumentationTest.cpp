@@ -14,7 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char const* kVerbs[]{"list", "describe", "apply", "strip", "render", "check", "gallery", "bench", "doctor"};
+constexpr char const* kVerbs[]{"list",  "describe", "apply",   "strip", "render",
+                               "check", "convert",  "gallery", "bench", "doctor"};
 
 // Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
@@ -111,6 +112,11 @@ protected:
         }
         WriteTone(In("song.mp3"));
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
+        Succeed("render a.mp4 b.mp4 --save-edit joined.json");
+        Succeed("convert joined.json timeline.otio");
+        std::ofstream(In("holidays.json5"))
+            << "{clips: [{transition: {name: 'fade'}, layers: [{type: 'video', path: 'b.mp4'}]},"
+               " {layers: [{type: 'image', path: 'photo.jpg'}]}]}";
         for (char const* const report : {"yesterday.json", "old.json"}) {
             Run(fmt::format("bench Invert --size 32x18 --seconds 0.01 --json {}", report));
         }
