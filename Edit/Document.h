@@ -70,7 +70,6 @@ struct Source {
     std::optional<AVRational> frameRate;  ///< of a sequence; the video's where there is none
     std::optional<Proc::Color> color;
     std::optional<Title> title;
-
 };
 
 /// How fast and in which direction.
@@ -151,6 +150,16 @@ struct Overlay {
     OwnSound sound;
 };
 
+/// How a bed of sound becomes quieter while the clips and overlays sound.
+struct SoundDuck {
+    double by = 12.0;          ///< dB, 0 to 60
+    double threshold = -40.0;  ///< dBFS of the clips' sound from which on it counts, -80 to 0
+    double attack = 0.2;       ///< seconds
+    double release = 0.8;      ///< seconds
+
+    bool operator==(SoundDuck const&) const = default;
+};
+
 /// A bed of sound under the clips.
 struct Sound {
     std::string file;
@@ -162,15 +171,7 @@ struct Sound {
     Animated volume;  ///< dB
     Time fadeIn;
     Time fadeOut;
-    /// Quieter while the clips and overlays sound.
-    struct Duck {
-        double by = 12.0;          ///< dB, 0 to 60
-        double threshold = -40.0;  ///< dBFS of the clips' sound from which on it counts, -80 to 0
-        double attack = 0.2;       ///< seconds
-        double release = 0.8;      ///< seconds
-
-        bool operator==(Duck const&) const = default;
-    };
+    using Duck = SoundDuck;
     std::optional<Duck> duck;
 };
 
@@ -196,12 +197,16 @@ struct Mix {
     double truePeak = -1.0;
 };
 
+/// Pixels.
+struct PixelSize {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+
+    bool operator==(PixelSize const&) const = default;
+};
+
 struct Output {
-    struct Size {
-        std::uint32_t width = 0;
-        std::uint32_t height = 0;
-        bool operator==(Size const&) const = default;
-    };
+    using Size = PixelSize;
     std::optional<Size> size;
     std::optional<AVRational> frameRate;
     Proc::Color background{0, 0, 0, 255};
