@@ -28,7 +28,7 @@ TEST_F(ConvertTest, ThereAndBackAndOnlyWholeFiles) {
     EXPECT_THAT(Fail("convert bad.json5 new.json", 1), HasSubstr("bad.json5: line 2, column 2: "));
     Write("none.json", "{}");
     EXPECT_THAT(Fail("convert none.json new.json", 2), HasSubstr("none.json: it is no document of a video"));
-    EXPECT_THAT(Fail("convert gone.otio new.json", 1), HasSubstr("gone.otio: cannot be read"));
+    EXPECT_THAT(Fail("convert gone.otio new.json", 1), HasSubstr("gone.otio: no such file"));
 
     // A warning for each thing that is left out, and the file all the same.
     Write("e.json", "{\"fast\": true, \"clips\": [{\"layers\": [{\"type\": \"pause\", \"color\": \"red\"}]}]}");

@@ -130,7 +130,10 @@ protected:
                                                scratch.string(), fs::path(KALTOR_COMMAND).parent_path().string(), line);
         int const status = std::system(script.c_str());
         EXPECT_EQ(status, 0);
-        EXPECT_EQ(Tests::ReadAll(folder / "log" / "err"), "");
+        // What another form has no word for is a warning.
+        bool const mayWarn = line.find("kaltor convert ") != std::string::npos;
+        std::string const said = Tests::ReadAll(folder / "log" / "err");
+        EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
         bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;
         if (isMade && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {

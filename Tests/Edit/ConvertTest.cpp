@@ -280,7 +280,7 @@ TEST(OtioTest, AddressesAreFilesOfThisComputer) {
                                       {"file://server/x.mov", "another computer"},
                                       {"https://example.org/x.mov", "only files are read"},
                                       {"file://", "names no file"}}) {
-        EXPECT_THAT(Catch<std::invalid_argument>([&] { file(url); }).what,
+        EXPECT_THAT(Catch<std::invalid_argument>([&, &address = url] { file(address); }).what,
                     AllOf(StartsWith("tracks/children/0/children/0/media_references/DEFAULT_MEDIA/target_url: "),
                           HasSubstr(reason)));
     }

@@ -7,6 +7,8 @@
 #include <random>
 #include <thread>
 
+#include <gmock/gmock.h>
+
 #include "Media/AudioReader.h"
 #include "SoundTest.h"
 
