@@ -96,11 +96,12 @@ PixFmt FindPixelFormat(AVCodec const& encoder, std::string const& wanted) {
 
 }  // namespace
 
-PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file)
+PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file,
+                               PacketSink sink)
     : name(options.path),
       form(ChooseForm(options, encoder)),
       conformer(options.path, form),
-      stream(options.path, file, SetUp(options, encoder)) {
+      stream(options.path, file, SetUp(options, encoder, sink != nullptr), std::move(sink)) {
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
     }
@@ -154,7 +155,8 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     return form;
 }
 
-CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder) {
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder,
+                                       bool isPicture) {
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->width = static_cast<int>(form.frame.width);
     codec->height = static_cast<int>(form.frame.height);
@@ -167,7 +169,7 @@ CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec cons
     } else {
         Tag(*codec, form);
     }
-    SetEncoding(*codec, options, options.isVerbose);
+    SetEncoding(*codec, options, isPicture, options.isVerbose);
     if (IsHardware(encoder)) {
         hardware.emplace(encoder, codec->pix_fmt, codec->width, codec->height);
         hardware->Attach(*codec);
@@ -218,6 +220,10 @@ Proc::AvFramePtr PictureEncoder::ToPalette(AVFrame const& picture) {
         ThrowMediaError(name, "its palette cannot be made", error);
     }
     return result;
+}
+
+std::string PictureEncoder::GetPixelFormat() const {
+    return paletteGraph ? "pal8" : av_get_pix_fmt_name(Proc::ToAvPixelFormat(form.pixFmt));
 }
 
 void PictureEncoder::Write(AVFrame const& picture) {
