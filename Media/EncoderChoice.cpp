@@ -210,7 +210,7 @@ AVCodec const* FindAudioEncoder(AVOutputFormat const& container, std::string con
         return nullptr;
     }
     if (std::string_view(container.name) == "nut") {
-        return FindEncoder(AV_CODEC_ID_PCM_S16LE);
+        return FindEncoder(AV_CODEC_ID_PCM_F32LE);
     }
     bool const isWebm = std::string_view(container.name) == "webm";
     for (AVCodecID const id : {isWebm ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC, container.audio_codec, AV_CODEC_ID_VORBIS,

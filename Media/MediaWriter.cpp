@@ -167,7 +167,7 @@ private:
                         fmt::format("{} cannot go through a pipe; give it the name of a file", name)));
                 }
             }
-            stream.emplace(path, options.cancel);
+            stream.emplace(path, options.cancel, options.stop);
         } else {
             partial.emplace(path, options.overwrite, options.warn);
             url = "file:" + partial->GetPath();
