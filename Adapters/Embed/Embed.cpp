@@ -153,7 +153,7 @@ std::string Effect::GetName() const {
 }
 
 std::vector<FieldInfo> Effect::GetFields() const {
-    std::unique_ptr<Proc::Settings> const defaults = Host::MakeSettings(parts->entry.name, {});
+    std::unique_ptr<Proc::Settings> const defaults = Host::MakeSettings(parts->entry, {});
     std::vector<FieldInfo> fields;
     for (Proc::Field const& field : parts->settings->GetFields()) {
         FieldInfo info;
@@ -226,7 +226,7 @@ Library::~Library() = default;
 std::vector<EffectInfo> Library::List() const {
     std::vector<EffectInfo> list;
     for (Host::CatalogEntry const& entry : parts->catalog.GetEntries()) {
-        std::string const summary(Host::MakeSettings(entry.name, {})->GetSummary());
+        std::string const summary(Host::MakeSettings(entry, {})->GetSummary());
         list.push_back({entry.name, KindOf(entry), entry.isTwoInput ? 2 : 1, summary, ""});
     }
     return list;
@@ -234,7 +234,7 @@ std::vector<EffectInfo> Library::List() const {
 
 Effect Library::Make(std::string const& name, std::size_t inputs) const {
     Host::CatalogEntry const& entry = parts->catalog.Find(name, inputs);
-    std::unique_ptr<Proc::Settings> settings = Host::MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> settings = Host::MakeSettings(entry, {});
     Host::PictureEffect effect(*parts->catalog.GetFactory(), entry.name, entry.isTwoInput, *settings);
     return Effect(std::make_unique<Effect::Parts>(Effect::Parts{entry, std::move(settings), std::move(effect)}));
 }
