@@ -225,7 +225,8 @@ void Demuxer::Open() {
             context->io_open = [](AVFormatContext* self, AVIOContext** io, char const* wanted, int flags,
                                   AVDictionary**) {
                 auto& demuxer = *static_cast<Demuxer*>(self->opaque);
-                bool const isOwn = !demuxer.memory && !demuxer.pipe && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
+                bool const isOwn =
+                    !demuxer.memory && !demuxer.pipe && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
                 return isOwn ? demuxer.OpenFile(io) : AVERROR(EPERM);
             };
         }
@@ -233,7 +234,9 @@ void Demuxer::Open() {
         if (std::string const refusal = FindRefusal(format->name, rules.allowPlaylists); !refusal.empty()) {
             Fail(name, refusal);
         }
-        context->pb = memory ? memory->io : pipe ? pipe->io : file.get();  // from here on it is known that this is not to be closed
+        context->pb = memory ? memory->io
+                      : pipe ? pipe->io
+                             : file.get();  // from here on it is known that this is not to be closed
         AVDictionary* options = nullptr;
         // A name with a number pattern is a name, not a series of files.
         av_dict_set(&options, "pattern_type", "none", 0);

@@ -73,8 +73,8 @@ public:
             options.sound && !sequence ? FindAudioEncoder(container, options.audioCodec, path) : nullptr;
         if (audioEncoder != nullptr) {
             soundFormat = SoundEncoder::ChooseForm(*audioEncoder, *options.sound);
-            sound = std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate,
-                                                   *file.context);
+            sound =
+                std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate, *file.context);
         }
         for (auto const& [key, value] : options.metadata) {
             av_dict_set(&file.context->metadata, key.c_str(), value.c_str(), 0);

@@ -29,8 +29,7 @@ bool IsTrue(std::atomic<bool> const* flag) {
 
 bool StreamOutput::IsStream(std::string const& path) {
     struct ::stat status {};
-    return path == "-" ||
-           (::stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)));
+    return path == "-" || (::stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)));
 }
 
 StreamOutput::StreamOutput(std::string const& path, std::atomic<bool> const* cancelFlag,

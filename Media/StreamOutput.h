@@ -37,7 +37,7 @@ private:
     std::atomic<bool> const* cancel;
     std::atomic<bool> const* stop;
     int file = -1;
-    bool isOwn = false;   ///< to be closed
+    bool isOwn = false;  ///< to be closed
     bool isClosed = false;
     bool isCancelled = false;
     AVIOContext* io = nullptr;

@@ -157,7 +157,8 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Pi
     }
     if (options.hasChapters) {
         if (piece.isOpen) {
-            Core::Throw(std::invalid_argument("chapters need to know how long the video is, which a pipe does not say"));
+            Core::Throw(
+                std::invalid_argument("chapters need to know how long the video is, which a pipe does not say"));
         }
         options.chapters = MakeChapters(plan, piece);
         options.duration = TimeOf(plan, piece.Count());
@@ -173,8 +174,8 @@ std::uint32_t GetSeed(RenderJob const& job) {
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
 class Stages {
 public:
-    Stages(RenderJob const& renderJob, Edit::Plan const& wholePlan, Piece const& wanted, FactoryPtr const& effectFactory,
-           MediaWriter& output, Pipeline& threads)
+    Stages(RenderJob const& renderJob, Edit::Plan const& wholePlan, Piece const& wanted,
+           FactoryPtr const& effectFactory, MediaWriter& output, Pipeline& threads)
         : job(renderJob),
           plan(wholePlan),
           piece(wanted),
@@ -343,9 +344,10 @@ private:
 void ReportLosses(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
     std::vector<Loss> const losses = FindLosses(job, plan, DescribeOutput(job, plan));
     if (job.isStrict && !losses.empty()) {
-        std::string const more = losses.size() == 1 ? std::string()
-                                                    : fmt::format(" (and {} more of what is lost, which --dry-run lists)",
-                                                                  losses.size() - 1);
+        std::string const more =
+            losses.size() == 1
+                ? std::string()
+                : fmt::format(" (and {} more of what is lost, which --dry-run lists)", losses.size() - 1);
         Core::Throw(MediaError(losses.front().message + more));
     }
     for (Loss const& loss : losses) {

@@ -219,9 +219,8 @@ ClipSpec ParseClip(std::string_view text) {
     // The piece stands behind the form.
     std::size_t const pieceAt = text.find('@', at + 1);
     std::string const path(text.substr(0, at));
-    ClipSpec clip = pieceAt == std::string_view::npos
-                        ? ClipSpec{path, {}, std::nullopt, std::nullopt}
-                        : ParsePiece(fmt::format("{}{}", path, text.substr(pieceAt)));
+    ClipSpec clip = pieceAt == std::string_view::npos ? ClipSpec{path, {}, std::nullopt, std::nullopt}
+                                                      : ParsePiece(fmt::format("{}{}", path, text.substr(pieceAt)));
     clip.path = path;
     clip.raw = text.substr(at + kRaw.size(), pieceAt == std::string_view::npos ? pieceAt : pieceAt - at - kRaw.size());
     return named(clip);

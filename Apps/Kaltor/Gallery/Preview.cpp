@@ -14,10 +14,10 @@
 #include "Media/Conformer.h"
 #include "Media/MediaWriter.h"
 #include "Media/Picture.h"
-#include "Render/Render.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Render/Render.h"
 
 namespace Kaltor::Cli {
 namespace {
