@@ -16,7 +16,10 @@ _kaltor() {
     case $verb in
         describe | apply | strip)
             if ((COMP_CWORD == 2)); then
-                mapfile -t COMPREPLY < <(compgen -W "$("$program" list --names 2>/dev/null)" -- "$word")
+                mapfile -t COMPREPLY < <(
+                    compgen -W "$("$program" list --names 2>/dev/null)" -- "$word"
+                    compgen -o plusdirs -f -X '!*.glsl' -- "$word"
+                )
                 return
             fi
             name=${COMP_WORDS[2]}
