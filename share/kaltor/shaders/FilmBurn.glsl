@@ -23,7 +23,7 @@ vec4 transition(vec2 uv) {
     float cloud = 0.5 * noise(p * scale) + 0.3 * noise(p * scale * 2.3 + 7.0) + 0.2 * noise(p * scale * 5.1 + 3.0);
     float away = distance(p, center * vec2(ratio, 1.0)) / length(vec2(ratio, 1.0));
     float fuel = 0.6 * cloud + 0.55 * away;              // what burns last is high
-    float heat = mix(-glow * 1.5, 1.25, progress) - fuel;
+    float heat = mix(-glow * 1.5, 1.25, pow(progress, 1.6)) - fuel;
     vec4 first = getFromColor(uv);
     vec4 second = getToColor(uv);
     float charred = smoothstep(-glow * 1.5, 0.0, heat);

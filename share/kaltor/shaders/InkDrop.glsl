@@ -25,16 +25,16 @@ float cloud(vec2 p) {
 
 vec4 transition(vec2 uv) {
     vec2 at = uv * vec2(ratio, 1.0);
-    float reach = 1.25 * length(vec2(ratio, 1.0));
+    float reach = length(vec2(ratio, 1.0)) + 4.0 * rim + roughness;
     float nearest = 1.0e3;
     for (int i = 0; i < 12; ++i) {
         if (i < drops) {
             float k = float(i);
             vec2 center = vec2(hash(vec2(k, 3.0)), hash(vec2(k, 17.0)));
-            float delay = k / float(drops) * 0.35;
+            float delay = k / float(drops) * 0.25;
             float grown = max(progress - delay, 0.0) / (1.0 - delay);
             float d = distance(at, center * vec2(ratio, 1.0)) + roughness * 0.6 * (cloud(at * 2.0 + k) - 0.5);
-            nearest = min(nearest, d - grown * grown * (reach + rim + roughness) + rim * 2.0 + roughness * 0.3);
+            nearest = min(nearest, d - pow(grown, 1.3) * reach + rim * 2.0 + roughness * 0.3);
         }
     }
     vec4 first = getFromColor(uv);
