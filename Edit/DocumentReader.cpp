@@ -145,6 +145,21 @@ void Read(Json const& value, Place const& place, Context const&, Output::Size& m
     member = {*width, *height};
 }
 
+void Read(Json const& value, Place const& place, Context const&, Media::BitRate& member) {
+    member = Parsed(place, [&] {
+        return Media::ParseBitRate(value.is_number() ? value.dump() : ReadText(value, place, "a bit rate"));
+    });
+}
+
+void Read(Json const& value, Place const& place, Context const&, Media::TextMap& member) {
+    if (!value.is_object()) {
+        RefuseType(place, value, "an object");
+    }
+    for (auto const& [key, one] : value.items()) {
+        member[key] = one.is_number() || one.is_boolean() ? one.dump() : ReadText(one, place / key);
+    }
+}
+
 void Read(Json const& value, Place const& place, Context const&, AVRational& member) {
     member = Parsed(place, [&] {
         return value.is_number() ? ParseFrameRate(value.dump()) : ParseFrameRate(ReadText(value, place, "a rate"));
@@ -334,6 +349,12 @@ std::vector<std::string> ListPictures(std::string const& pattern) {
 
 void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
     if (file.empty()) {
+        return;
+    }
+    if (file == "-") {
+        if (trust == Trust::OwnFolder) {
+            place.Refuse("standard input is not the document's own; --trust allows it");
+        }
         return;
     }
     std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays
@@ -554,6 +575,12 @@ void ReadStruct(Json const& value, Place const& place, Context const& context, S
 /// What no single key shows.
 void CheckSource(Source const& source, Place const& place) {
     int const count = int{!source.file.empty()} + int{source.color.has_value()} + int{source.title.has_value()};
+    if (!source.raw.empty()) {
+        if (source.file.empty()) {
+            (place / "raw").Refuse(R"(it is for a "file")");
+        }
+        Parsed(place / "raw", [&] { return Media::ParseRawForm(source.raw); });
+    }
     if (count != 1) {
         place.Refuse(count == 0 ? R"(it needs one of "file", "color" and "title")"
                                 : R"(it takes only one of "file", "color" and "title")");
@@ -631,6 +658,9 @@ Sound ReadSound(Json const& json, Host::Catalog const& catalog) {
 
 void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
     Place const root;
+    if (trust == Trust::OwnFolder && !document.output.encoderOptions.empty()) {
+        (root / "output" / "encoderOptions").Refuse("an encoder's own options can name files; --trust allows them");
+    }
     std::filesystem::path const base(folder.empty() ? "." : folder);
     for (std::size_t i = 0; i < document.clips.size(); ++i) {
         ResolvePath(document.clips[i].source.file, base, trust, root / "clips" / i / "file");

@@ -54,6 +54,12 @@ fs::path FindPlugin() {
         fmt::format("the plug-in {} is not in {}; set {} to its path", KALTOR_PLUGIN_FILE, looked, kPluginVariable)));
 }
 
+fs::path FindLooks(fs::path const& plugin) {
+    std::error_code error;
+    fs::path file = fs::absolute(plugin).parent_path() / KALTOR_LOOKS_FILE;
+    return fs::exists(file, error) ? file : fs::path();
+}
+
 void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     std::error_code error;
     if (!fs::exists(file, error)) {
@@ -78,7 +84,11 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
 std::unique_ptr<EffectRegistry> MakeRegistry() {
     auto registry = std::make_unique<EffectRegistry>();
     Proc::RegisterDefaultEffects(*registry);
-    LoadPlugin(FindPlugin(), *registry);
+    fs::path const plugin = FindPlugin();
+    LoadPlugin(plugin, *registry);
+    if (fs::path const looks = FindLooks(plugin); !looks.empty()) {
+        LoadPlugin(looks, *registry);
+    }
     return registry;
 }
 

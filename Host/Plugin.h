@@ -15,6 +15,9 @@ constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
 /// places that were searched.
 std::filesystem::path FindPlugin();
 
+/// The file of the second plug-in, the looks, beside the first one; "" where it is not installed.
+std::filesystem::path FindLooks(std::filesystem::path const& plugin);
+
 /// Loads a plug-in, for the rest of the process, and lets it register its effects. Throws `std::runtime_error` where
 /// the file is missing, does not load, or exports no `Registrator`; exceptions of the plug-in pass through.
 void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& registry);
@@ -23,7 +26,7 @@ void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& regist
 std::filesystem::path GetProgramFolder();
 std::filesystem::path GetLibraryFolder();
 
-/// The default effects and those of the plug-in.
+/// The default effects, those of the plug-in, and the looks where they are installed.
 std::unique_ptr<EffectRegistry> MakeRegistry();
 
 }  // namespace Kaltor::Host
