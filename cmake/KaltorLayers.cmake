@@ -97,12 +97,14 @@ function(kaltor_shared_library target)
     set(layers "")
     foreach(name IN LISTS ARGN)
         list(APPEND objects $<TARGET_OBJECTS:Kaltor${name}>)
-        list(APPEND layers ${KALTOR_VIEWS}/${name})
+        list(APPEND layers $<BUILD_INTERFACE:${KALTOR_VIEWS}/${name}>)
     endforeach()
     add_library(${target} SHARED ${objects})
-    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION 0)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION ${KALTOR_ABI})
     target_include_directories(${target} PUBLIC ${layers})
-    target_link_libraries(${target} PUBLIC Boost::headers fmt::fmt glm::glm PkgConfig::Av PkgConfig::Epoxy
-                          Threads::Threads ${CMAKE_DL_LIBS})
+    # Others need what the public headers include.
+    target_link_libraries(${target} PUBLIC Boost::headers glm::glm PkgConfig::Epoxy $<BUILD_INTERFACE:fmt::fmt>
+                          $<BUILD_INTERFACE:PkgConfig::Av> $<BUILD_INTERFACE:Threads::Threads> PRIVATE ${CMAKE_DL_LIBS})
+    target_compile_features(${target} INTERFACE cxx_std_20)
     kaltor_options(${target})
 endfunction()

@@ -20,7 +20,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
-set(CPACK_COMPONENTS_ALL program library frei0r kdenlive)
+set(CPACK_COMPONENTS_ALL program library dev frei0r kdenlive)
 
 # kaltor_package(NAME COMPONENTS ... SECTION ... SUMMARY ... DESCRIPTION ... [DEPENDS ...])
 function(kaltor_package name)
@@ -51,6 +51,11 @@ kaltor_package(libkaltor0 COMPONENTS library SECTION libs
     SUMMARY "GPU video effects and transitions (library)"
     DESCRIPTION "The library that programs and plug-ins link, and the plug-in with the
 standard effects and transitions.")
+kaltor_package(libkaltor-dev COMPONENTS dev SECTION libdevel
+    DEPENDS ${library} libboost-dev libepoxy-dev libegl-dev libglm-dev
+    SUMMARY "GPU video effects and transitions (development files)"
+    DESCRIPTION "What is needed to build programs that use the effects of Kaltor, and
+plug-ins with effects for it.")
 kaltor_package(frei0r-plugins-kaltor COMPONENTS frei0r kdenlive SECTION video DEPENDS ${library}
     SUMMARY "GPU video effects and transitions for FFmpeg, MLT and GStreamer"
     DESCRIPTION "The effects of Kaltor as frei0r plug-ins, with their descriptions for
