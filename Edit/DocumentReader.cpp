@@ -292,17 +292,21 @@ Proc::FieldValue ReadFieldValue(Proc::Field const& field, Json const& value, Pla
             return parse(value.is_number_integer() ? value.dump() : ReadText(value, place, "a choice"));
         case FieldType::Color:
             return parse(ReadText(value, place, "a colour"));
+        case FieldType::File:
+            return ReadText(value, place, "a file's path");
         case FieldType::Reals8:
+        case FieldType::Reals:
+        case FieldType::Ints:
             break;
     }
-    if (!value.is_array() || value.size() != std::tuple_size_v<Proc::Reals8>) {
-        RefuseType(place, value, fmt::format("a list of {} numbers", std::tuple_size_v<Proc::Reals8>));
+    if (!value.is_array() || value.size() != field.length) {
+        RefuseType(place, value, fmt::format("a list of {} numbers", field.length));
     }
-    Proc::Reals8 list{};
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        list[i] = ReadNumber(value[i], place / i, {field.minimum, field.maximum});
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; i < field.length; ++i) {
+        texts.push_back(fmt::format("{}", ReadNumber(value[i], place / i, {field.minimum, field.maximum})));
     }
-    return list;
+    return parse(fmt::format("{}", fmt::join(texts, ",")));
 }
 
 class ObjectReader;
@@ -366,7 +370,7 @@ public:
             fields = Parsed(place / key, [&] {
                 Host::CatalogEntry const& entry =
                     isTransition ? context.catalog.FindTransition(text) : context.catalog.FindEffect(text);
-                return Host::MakeSettings(entry.name, {});
+                return Host::MakeSettings(entry, {});
             });
         }
         if (Json const* const easing = Find("easing")) {
@@ -431,6 +435,9 @@ private:
         using Proc::FieldType;
         if (field.type == FieldType::Flag || field.type == FieldType::Choice) {
             at.Refuse("a flag or a choice cannot change over time; numbers, lists and colours can");
+        }
+        if (field.type == FieldType::File) {
+            at.Refuse("a file cannot change over time; numbers, lists and colours can");
         }
         return ReadCurve(value, at, [&field](Json const& one, Place const& where) {
             // The value of a whole number may lie between whole numbers on its way.

@@ -94,8 +94,11 @@ Json WriteFieldValue(Proc::Field const& field, Proc::FieldValue const& value) {
             return std::get<bool>(value);
         case FieldType::Choice:
         case FieldType::Color:
+        case FieldType::File:
             return field.Format(value);
         case FieldType::Reals8:
+        case FieldType::Reals:
+        case FieldType::Ints:
             return Components(value);
         // What single precision holds is written as shortly as it reads back.
         case FieldType::Float:
@@ -146,7 +149,7 @@ public:
         if (!look.settings) {
             return;
         }
-        std::unique_ptr<Proc::Settings> const standard = Proc::MakeSettings(look.settings->GetClassId());
+        std::unique_ptr<Proc::Settings> const standard = look.settings->MakeDefault();
         for (Proc::Field const& field : look.settings->GetFields()) {
             Proc::FieldValue const value = field.get(*look.settings);
             if (value != field.get(*standard)) {

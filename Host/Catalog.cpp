@@ -90,7 +90,8 @@ char const* GetName(Kind kind) {
 Catalog::Catalog(std::vector<RegisteredEffect> const& registered) {
     for (RegisteredEffect const& effect : registered) {
         if (effect.implName == Proc::ImplNames::OGL) {
-            entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender});
+            entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender,
+                               Proc::MakeSettings(effect.classId)});
         }
     }
 }
@@ -198,9 +199,9 @@ CatalogEntry const& Catalog::FindEffect(std::string const& name) const {
 std::vector<CatalogEntry const*> Catalog::Search(std::vector<std::string> const& words) const {
     std::vector<CatalogEntry const*> found;
     for (CatalogEntry const& entry : entries) {
-        std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(entry.name);
-        std::string const text = Lower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "),
-                                                   GetName(entry.kind), settings ? settings->GetSummary() : ""));
+        std::string const text =
+            Lower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "), GetName(entry.kind),
+                              entry.defaults ? entry.defaults->GetSummary() : ""));
         if (std::all_of(words.begin(), words.end(),
                         [&text](std::string const& word) { return text.find(Lower(word)) != std::string::npos; })) {
             found.push_back(&entry);
@@ -219,12 +220,12 @@ std::vector<std::string_view> GetUsualNames(std::string_view className) {
     return names;
 }
 
-std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name,
+std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
                                              std::vector<std::pair<std::string, std::string>> const& values) {
-    std::unique_ptr<Proc::Settings> settings = Proc::MakeSettings(name);
-    if (!settings) {
-        throw std::logic_error(fmt::format("{} is registered but has no settings class", name));
+    if (!entry.defaults) {
+        throw std::logic_error(fmt::format("{} is registered but has no settings class", entry.name));
     }
+    std::unique_ptr<Proc::Settings> settings = entry.defaults->Clone();
     for (auto const& [field, value] : values) {
         settings->Set(field, value);
     }

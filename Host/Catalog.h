@@ -21,6 +21,8 @@ struct CatalogEntry {
     Kind kind;
     bool isTwoInput;  ///< how it is registered
     bool takesMore;   ///< any number of inputs from two up
+    /// The settings at their defaults; null where the class has none.
+    std::shared_ptr<Proc::Settings const> defaults;
 };
 
 /// Everything that the plug-in has registered, in order of registration, with the ways to name it.
@@ -61,9 +63,9 @@ private:
 /// Names that are usual elsewhere for a class ("dissolve" for TransitionCrossfade).
 std::vector<std::string_view> GetUsualNames(std::string_view className);
 
-/// The settings of a class with these values set, the others at their defaults. Throws `std::invalid_argument` for
+/// The settings of an entry with these values set, the others at their defaults. Throws `std::invalid_argument` for
 /// unknown fields and values out of range.
-std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name,
+std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
                                              std::vector<std::pair<std::string, std::string>> const& values);
 
 /// Makes the effect and gives it the settings. Throws `std::invalid_argument` where they are refused.
