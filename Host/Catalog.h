@@ -47,6 +47,11 @@ public:
     /// The same among what makes one picture of one picture.
     CatalogEntry const& FindEffect(std::string const& name) const;
 
+    /// The plug-ins that were loaded, the standard one first.
+    std::vector<PluginReport> GetPlugins() const {
+        return registry ? registry->GetPlugins() : std::vector<PluginReport>();
+    }
+
     /// Those that have every word in their name, a usual name, their kind or their summary, in any case of letters.
     std::vector<CatalogEntry const*> Search(std::vector<std::string> const& words) const;
 

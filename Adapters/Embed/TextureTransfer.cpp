@@ -7,7 +7,7 @@
 #include "Ogl/GlState.h"
 #include "Ogl/OglManager.h"
 
-namespace Kaltor::Embed {
+namespace Kaltor::TextureTransfer {
 namespace {
 
 /// Copies a picture between two textures of one size, turned over where their rows run against each other.
@@ -73,4 +73,4 @@ void FillTexture(boost::intrusive_ptr<Ogl::DataVideoOGL> const& frame, SharedTex
     });
 }
 
-}  // namespace Kaltor::Embed
+}  // namespace Kaltor::TextureTransfer

@@ -13,4 +13,7 @@ using Host::Kind;
 using Host::MakeEffect;
 using Host::MakeSettings;
 
+/// The catalogue, with a warning for each plug-in that cannot be used.
+Catalog LoadCatalog();
+
 }  // namespace Kaltor::Cli

@@ -10,6 +10,8 @@
 #include "Apps/Kaltor/Doors.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Host/Catalog.h"
+#include "Host/OtherPlugins.h"
 #include "Host/Plugin.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Interfaces/IEffectFactory.h"
@@ -63,11 +65,54 @@ ordered_json ExaminePlugin() {
         Host::EffectRegistry registry;
         Host::LoadPlugin(file, registry);
         report["effects"] = registry.List().size();
-        report["ok"] = true;
+        report["ok"] = !registry.List().empty();
+        if (registry.List().empty()) {
+            report["error"] = "it registers no effects";
+        }
     } catch (std::exception const& error) {
         report["error"] = HideHome(Core::Describe(error));
     }
     return report;
+}
+
+/// The plug-ins of others, and where they are looked for.
+ordered_json ExamineOtherPlugins() {
+    ordered_json report{{"ok", true}, {"folders", ordered_json::array()}, {"plugins", ordered_json::array()}};
+    for (std::filesystem::path const& folder : Host::ListPluginFolders()) {
+        report["folders"].push_back(HideHome(folder.string()));
+    }
+    std::vector<Host::PluginReport> plugins;
+    try {
+        plugins = Host::Catalog::Load().GetPlugins();
+    } catch (std::exception const&) {
+        return report;  // without the standard plug-in none is loaded; that is reported on its own
+    }
+    for (std::size_t i = 1; i < plugins.size(); ++i) {
+        Host::PluginReport const& plugin = plugins[i];
+        report["plugins"].push_back(
+            {{"path", HideHome(plugin.file.string())},
+             {"effects", plugin.effects},
+             {"error", plugin.fault.empty() ? ordered_json(nullptr) : ordered_json(HideHome(plugin.fault))}});
+        report["ok"] = report["ok"].get<bool>() && plugin.fault.empty();
+    }
+    return report;
+}
+
+std::string ShowOtherPlugins(ordered_json const& report) {
+    std::string out;
+    for (ordered_json const& plugin : report["plugins"]) {
+        out += fmt::format("  path       {}, {} effects\n", MakePrintable(plugin["path"].get<std::string>()),
+                           plugin["effects"].get<std::size_t>());
+        if (!plugin["error"].is_null()) {
+            out += fmt::format("  FAILS      {}\n", MakePrintable(plugin["error"].get<std::string>()));
+        }
+    }
+    if (report["plugins"].empty()) {
+        for (ordered_json const& folder : report["folders"]) {
+            out += fmt::format("  none in    {}\n", MakePrintable(folder.get<std::string>()));
+        }
+    }
+    return out;
 }
 
 ordered_json ExamineFfmpeg() {
@@ -143,6 +188,8 @@ std::string ShowText(ordered_json const& report) {
     out += plugin["ok"].get<bool>() ? fmt::format("  effects    {} registered\n", plugin["effects"].get<std::size_t>())
                                     : fmt::format("  FAILS      {}\n", text(plugin["error"]));
 
+    out += fmt::format("\n{}\n{}", Bold("Plug-ins of others"), ShowOtherPlugins(report["otherPlugins"]));
+
     ordered_json const& ffmpeg = report["ffmpeg"];
     out += fmt::format("\n{}\n", Bold("FFmpeg"));
     for (auto const& [name, version] : ffmpeg["libraries"].items()) {
@@ -155,11 +202,17 @@ std::string ShowText(ordered_json const& report) {
 }
 
 int Doctor(bool isJson) {
-    ordered_json report{{"version", KALTOR_VERSION}, {"ok", false},
-                        {"gl", ExamineGl()},         {"plugin", ExaminePlugin()},
-                        {"ffmpeg", ExamineFfmpeg()}, {"doors", ExamineDoors()}};
-    bool const isWell =
-        report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
+    ordered_json report{{"version", KALTOR_VERSION},
+                        {"ok", false},
+                        {"gl", ExamineGl()},
+                        {"plugin", ExaminePlugin()},
+                        {"otherPlugins", ExamineOtherPlugins()},
+                        {"ffmpeg", ExamineFfmpeg()},
+                        {"doors", ExamineDoors()}};
+    bool isWell = true;
+    for (char const* const part : {"gl", "plugin", "otherPlugins", "ffmpeg"}) {
+        isWell = isWell && report[part]["ok"].get<bool>();
+    }
     report["ok"] = isWell;
     WriteOut(isJson ? report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n" : ShowText(report));
     return isWell ? 0 : 1;

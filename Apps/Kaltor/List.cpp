@@ -180,7 +180,7 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
 }
 
 int List(ListOptions const& options) {
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry const*> const found = catalog.Search(options.words);
     if (options.isJson) {
         ordered_json all = ordered_json::array();
@@ -235,7 +235,7 @@ void AddDescribe(CommandLine& commandLine) {
     verb.AddFlag("--json", options->isJson, "for machines");
     verb.SetFooter("Example:\n  kaltor describe EffectBlurGaussian");
     verb.SetAction([options] {
-        Catalog const catalog = Catalog::Load();
+        Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
         WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(catalog, entry, options->name));
         return 0;

@@ -117,7 +117,7 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
         std::vector<Assignment> const parsed = ParseAssignments(text);
         values.insert(values.end(), parsed.begin(), parsed.end());
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, values);

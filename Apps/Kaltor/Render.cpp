@@ -153,7 +153,7 @@ int RunRender(RenderCommandOptions const& options) {
     if (rendersAnything) {
         CheckOutput(options);
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
@@ -181,7 +181,7 @@ int RunCheck(CheckOptions const& options) {
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
         throw UsageError("check takes the name of one document, such as edit.json");
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
     auto const warn = [&hasWarned](std::string const& warning) {
