@@ -31,7 +31,7 @@ public:
                     Ogl::OglCache*) const override {
         Ogl::Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Ogl::Pass(storage, "EffectDuotone", kFragment)
-            .Texture("tex", 0, picture)
+            .Texture("tex", 0, picture, Ogl::TextureFilter::Nearest)
             .Set("shadows", ToVector(settings.shadows))
             .Set("lights", ToVector(settings.lights))
             .Set("amount", settings.amount)

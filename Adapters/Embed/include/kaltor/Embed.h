@@ -67,8 +67,8 @@ struct TextureView {
 
 /// The moment that is drawn.
 struct Moment {
-    double seconds = 0.0;            ///< of the frame, in its clip
-    std::optional<double> progress;  ///< 0 at the beginning of a transition and 1 at its end; default: `seconds`
+    double seconds = 0.0;              ///< of the frame, in its clip
+    std::optional<double> progress{};  ///< 0 at the beginning of a transition and 1 at its end; default: `seconds`
 };
 
 enum class FieldKind : std::uint8_t { Integer, Number, Flag, Choice, Colour, List, File };
