@@ -26,6 +26,7 @@ struct PluginReport {
     std::filesystem::path file;
     std::size_t effects;  ///< how many it has registered
     std::string fault;    ///< why it, or a part of it, is not used; "" where all is well
+    bool isOwn = false;   ///< it comes with the library
 };
 
 /// The host's effect registry. Fill it first; afterwards it may be read from any thread.
@@ -44,7 +45,7 @@ public:
                                 Proc::TwoInputEffectFactoryFn const& factory) override;
     void RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) override;
 
-    /// The plug-ins that were loaded into it, the standard one first.
+    /// The plug-ins that were loaded into it, our own first.
     std::vector<PluginReport> const& GetPlugins() const { return plugins; }
     void AddReports(std::vector<PluginReport> const& reports);
 

@@ -207,7 +207,7 @@ std::vector<PluginReport> LoadOtherPlugins(EffectRegistry& registry, std::vector
             if (!error && !seen.insert(real).second) {
                 continue;  // the same file by another name
             }
-            PluginReport report{file, 0, ""};
+            PluginReport report{file, 0, "", false};
             try {
                 Collector collector(registry);
                 LoadPlugin(file, collector);

@@ -55,6 +55,12 @@ fs::path FindPlugin() {
         fmt::format("the plug-in {} is not in {}; set {} to its path", KALTOR_PLUGIN_FILE, looked, kPluginVariable)));
 }
 
+fs::path FindLooks(fs::path const& plugin) {
+    std::error_code error;
+    fs::path file = fs::absolute(plugin).parent_path() / KALTOR_LOOKS_FILE;
+    return fs::exists(file, error) ? file : fs::path();
+}
+
 void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     std::error_code error;
     if (!fs::exists(file, error)) {
@@ -87,14 +93,19 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
 std::unique_ptr<EffectRegistry> MakeRegistry() {
     auto registry = std::make_unique<EffectRegistry>();
     Proc::RegisterDefaultEffects(*registry);
-    fs::path const standard = FindPlugin();
-    std::size_t const before = registry->List().size();
-    LoadPlugin(standard, *registry);
-    std::size_t const count = registry->List().size() - before;
-    if (count == 0) {
-        Core::Throw(std::runtime_error(fmt::format("the plug-in {} registers no effects", standard.string())));
+    fs::path const plugin = FindPlugin();
+    for (fs::path const& file : {plugin, FindLooks(plugin)}) {
+        if (file.empty()) {
+            continue;
+        }
+        std::size_t const before = registry->List().size();
+        LoadPlugin(file, *registry);
+        std::size_t const count = registry->List().size() - before;
+        if (count == 0) {
+            Core::Throw(std::runtime_error(fmt::format("the plug-in {} registers no effects", file.string())));
+        }
+        registry->AddReports({{file, count, "", true}});
     }
-    registry->AddReports({{standard, count, ""}});
     registry->AddReports(LoadOtherPlugins(*registry, ListPluginFolders()));
     return registry;
 }

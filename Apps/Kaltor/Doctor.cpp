@@ -87,8 +87,10 @@ ordered_json ExamineOtherPlugins() {
     } catch (std::exception const&) {
         return report;  // without the standard plug-in none is loaded; that is reported on its own
     }
-    for (std::size_t i = 1; i < plugins.size(); ++i) {
-        Host::PluginReport const& plugin = plugins[i];
+    for (Host::PluginReport const& plugin : plugins) {
+        if (plugin.isOwn) {
+            continue;
+        }
         report["plugins"].push_back(
             {{"path", HideHome(plugin.file.string())},
              {"effects", plugin.effects},

@@ -444,6 +444,7 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
 /// The names of the drawing effects that begin with this prefix, except for those in the tables.
 template <typename... Tables>
 std::vector<std::string> List(std::string_view begin, Tables const&... tables) {
+    static auto const registry = Host::MakeRegistry();  // some settings classes come with their plug-in
     std::vector<std::string> names;
     for (std::unique_ptr<Settings> const& settings : Proc::MakeAllSettings()) {
         std::string const& name = settings->GetClassId();
