@@ -319,6 +319,13 @@ std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
     return settings;
 }
 
+bool HasAllDefaults(CatalogEntry const& entry) {
+    std::vector<Proc::Field> const& fields = entry.defaults->GetFields();
+    return std::none_of(fields.begin(), fields.end(), [&entry](Proc::Field const& field) {
+        return field.type == Proc::FieldType::File && std::get<std::string>(field.get(*entry.defaults)).empty();
+    });
+}
+
 boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,
                                                Proc::Settings const& settings) {
     boost::intrusive_ptr<Proc::IEffect> effect;

@@ -94,6 +94,9 @@ std::vector<std::string_view> GetUsualNames(std::string_view className);
 std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
                                              std::vector<std::pair<std::string, std::string>> const& values);
 
+/// Whether it draws with its defaults: nothing that has to be given, such as a picture, is missing.
+bool HasAllDefaults(CatalogEntry const& entry);
+
 /// Makes the effect and gives it the settings. Throws `std::invalid_argument` where they are refused.
 boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,
                                                Proc::Settings const& settings);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <mutex>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -97,6 +98,7 @@ TextureTransfer::SharedTexture ToShared(TextureView const& view) {
 
 struct Library::Parts {
     Host::Catalog catalog = Host::Catalog::Load();
+    mutable std::mutex mutex{};  ///< a name may be that of a shader file, which is read then
 };
 
 struct Effect::Parts {
@@ -237,7 +239,7 @@ std::vector<EffectInfo> Library::List() const {
 }
 
 std::vector<std::string> Library::GetFaults() const {
-    std::vector<std::string> faults;
+    std::vector<std::string> faults = parts->catalog.GetFaults();
     for (Host::PluginReport const& plugin : parts->catalog.GetPlugins()) {
         if (!plugin.fault.empty()) {
             faults.push_back(fmt::format("{}: {}", plugin.file.string(), plugin.fault));
@@ -247,6 +249,7 @@ std::vector<std::string> Library::GetFaults() const {
 }
 
 Effect Library::Make(std::string const& name, std::size_t inputs) const {
+    std::lock_guard const lock(parts->mutex);
     Host::CatalogEntry const& entry = parts->catalog.Find(name, inputs);
     std::unique_ptr<Proc::Settings> settings = entry.defaults->Clone();
     Host::PictureEffect effect(*parts->catalog.GetFactory(), entry.name, entry.isTwoInput, *settings);

@@ -125,6 +125,7 @@ int Bench(BenchOptions const& options) {
     }
     if (options.names.empty()) {
         entries = catalog.GetEntries();
+        std::erase_if(entries, [](CatalogEntry const& entry) { return !Host::HasAllDefaults(entry); });
         edits.assign(kEditCases.begin(), kEditCases.end());
     }
     std::vector<Size> const sizes = ParseSizes(options.sizes);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Apps/Kaltor/BenchReport.h"
+#include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Doors.h"
 #include "Apps/Kaltor/Verbs.h"
@@ -13,6 +14,7 @@
 #include "Host/Catalog.h"
 #include "Host/OtherPlugins.h"
 #include "Host/Plugin.h"
+#include "Host/ShaderFolders.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 
@@ -136,6 +138,36 @@ ordered_json ExamineFfmpeg() {
     return report;
 }
 
+/// The folders of shader files, with what is wrong in them. Faults there are the user's to mend: they are no failure.
+ordered_json ExamineShaders() {
+    ordered_json report{{"folders", ordered_json::array()}, {"faults", ordered_json::array()}};
+    for (std::filesystem::path const& folder : Host::FindShaderFolders()) {
+        report["folders"].push_back(
+            {{"path", HideHome(folder.string())}, {"files", Host::ListShaderFiles(folder).size()}});
+    }
+    try {
+        Catalog const catalog = Host::Catalog::Load();
+        for (std::string const& fault : catalog.GetFaults()) {
+            report["faults"].push_back(HideHome(fault));
+        }
+    } catch (std::exception const&) {
+        // The plug-in's part of the report says what is wrong.
+    }
+    return report;
+}
+
+std::string ShowShaders(ordered_json const& shaders) {
+    std::string out = shaders["folders"].empty() ? "  none\n" : "";
+    for (ordered_json const& folder : shaders["folders"]) {
+        out += fmt::format("  folder     {}, {} files\n", MakePrintable(folder["path"].get<std::string>()),
+                           folder["files"].get<std::size_t>());
+    }
+    for (ordered_json const& fault : shaders["faults"]) {
+        out += fmt::format("  not used   {}\n", MakePrintable(fault.get<std::string>()));
+    }
+    return out;
+}
+
 /// The plug-ins for other programs, which need not be installed.
 ordered_json ExamineDoors() {
     Doors const doors = FindDoors();
@@ -191,6 +223,7 @@ std::string ShowText(ordered_json const& report) {
                                     : fmt::format("  FAILS      {}\n", text(plugin["error"]));
 
     out += fmt::format("\n{}\n{}", Bold("Plug-ins of others"), ShowOtherPlugins(report["otherPlugins"]));
+    out += fmt::format("\n{}\n{}", Bold("Shader files"), ShowShaders(report["shaders"]));
 
     ordered_json const& ffmpeg = report["ffmpeg"];
     out += fmt::format("\n{}\n", Bold("FFmpeg"));
@@ -209,6 +242,7 @@ int Doctor(bool isJson) {
                         {"gl", ExamineGl()},
                         {"plugin", ExaminePlugin()},
                         {"otherPlugins", ExamineOtherPlugins()},
+                        {"shaders", ExamineShaders()},
                         {"ffmpeg", ExamineFfmpeg()},
                         {"doors", ExamineDoors()}};
     bool isWell = true;

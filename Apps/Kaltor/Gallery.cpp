@@ -102,7 +102,9 @@ Conf::FrameInfo ReadSize(std::string const& text) {
 
 std::vector<CatalogEntry> Choose(Catalog const& catalog, std::vector<std::string> const& names) {
     if (names.empty()) {
-        return catalog.GetEntries();
+        std::vector<CatalogEntry> all = catalog.GetEntries();
+        std::erase_if(all, [](CatalogEntry const& entry) { return !Host::HasAllDefaults(entry); });
+        return all;
     }
     std::vector<CatalogEntry> chosen;
     for (std::string const& name : names) {

@@ -108,6 +108,7 @@ void PictureOptions::AddTo(Verb& verb) {
         .ShowValueAs("FIELD=VALUE")
         .TakeOneAtATime();
     AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)").ShowValueAs("N");
+    verb.AddFlag("--watch", watches, "draw again each time the shader file NAME changes, until Ctrl-C");
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {

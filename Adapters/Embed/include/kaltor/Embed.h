@@ -141,10 +141,10 @@ public:
     ~Library();
 
     std::vector<EffectInfo> List() const;
-    /// One line for each plug-in that could not be used.
+    /// One line for each plug-in and each shader file that could not be used.
     std::vector<std::string> GetFaults() const;
-    /// By its name, with or without "Effect" or "Transition", or a usual one ("dissolve"), in any case of letters.
-    /// `inputs`: which one is meant where an effect (1) and a transition (2) have one name.
+    /// By its name, with or without "Effect" or "Transition", or a usual one ("dissolve"), in any case of letters; or
+    /// the path of a shader file. `inputs`: which one is meant where an effect (1) and a transition (2) have one name.
     Effect Make(std::string const& name, std::size_t inputs = 0) const;
 
 private:
