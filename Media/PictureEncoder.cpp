@@ -87,9 +87,9 @@ PixFmt FindPixelFormat(AVCodec const& encoder, std::string const& wanted) {
     }
     PixFmt const found = isTaken ? Proc::FromAvPixelFormat(format) : PixFmt::Unknown;
     if (found == PixFmt::Unknown) {
-        Refuse(fmt::format("the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
-                           names.empty() ? "yuv420p, yuv444p, rgb24 and the like"
-                                         : fmt::format("{}", fmt::join(names, ", "))));
+        Refuse(fmt::format(
+            "the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
+            names.empty() ? "yuv420p, yuv444p, rgb24 and the like" : fmt::format("{}", fmt::join(names, ", "))));
     }
     return found;
 }
@@ -155,8 +155,7 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     return form;
 }
 
-CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder,
-                                       bool isPicture) {
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder, bool isPicture) {
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->width = static_cast<int>(form.frame.width);
     codec->height = static_cast<int>(form.frame.height);

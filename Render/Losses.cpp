@@ -21,9 +21,9 @@ struct Capacity {
 
     static Capacity Of(AVPixelFormat format) {
         AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
-        return description == nullptr ? Capacity{}
-                                      : Capacity{(description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0,
-                                                 description->comp[0].depth};
+        return description == nullptr
+                   ? Capacity{}
+                   : Capacity{(description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0, description->comp[0].depth};
     }
 };
 
@@ -50,7 +50,8 @@ public:
             }
         }
         if (form && plan.sound && !form->sound) {
-            Add(job.output, "sound", "this kind of file carries no sound; it is left out");
+            Add(job.output == "-" ? "standard output" : job.output, "sound",
+                "this kind of file carries no sound; it is left out");
         }
         return std::move(losses);
     }
@@ -86,8 +87,9 @@ private:
                             av_q2d(plan.target.frameRate)));
         }
         if (info.subtitles > 0) {
-            Add(file, "subtitles", info.subtitles == 1 ? "its subtitles are left out"
-                                                       : fmt::format("its {} subtitles are left out", info.subtitles));
+            Add(file, "subtitles",
+                info.subtitles == 1 ? "its subtitles are left out"
+                                    : fmt::format("its {} subtitles are left out", info.subtitles));
         }
     }
 

@@ -306,12 +306,14 @@ void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
     Media::EncoderSettings& encoder = options.encoder;
     verb.AddText("--for", encoder.profile, "settings that suit a use, where nothing else is set; list shows them")
         .ShowValueAs("USE");
-    verb.AddText("--format", encoder.format, "the container, where the output's name does not say it, such as nut or y4m")
+    verb.AddText("--format", encoder.format,
+                 "the container, where the output's name does not say it, such as nut or y4m")
         .ShowValueAs("NAME");
     verb.AddText("--codec", encoder.codec, "the video encoder (default: H.264 where the container takes it)")
         .ShowValueAs("NAME");
     Option const quality =
-        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better")
+            .ShowValueAs("N");
     AddBitRate(verb, "--bitrate", encoder.bitRate, "bits per second instead of a quality, such as 5M or 800k")
         .Exclude(quality);
     verb.AddText("--preset", encoder.preset, "how much time the encoder may take, by its own names or numbers")
@@ -409,8 +411,8 @@ void AddRender(CommandLine& commandLine) {
     verb.AddFlag("--resume", options->isResumed, "of a sequence of pictures: go on after those that are there");
     verb.AddText("--progress", options->progress, "bar, json (a line each second on standard error) or none")
         .ShowValueAs("FORM");
-    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor,
-                   "write progress as JSON to this file descriptor", {0, 1'000'000})
+    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor, "write progress as JSON to this file descriptor",
+                   {0, 1'000'000})
         .ShowValueAs("N");
     Option const range =
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");
