@@ -11,6 +11,7 @@
 #include "Edit/Curve.h"
 #include "Edit/Time.h"
 #include "Edit/Titles/Title.h"
+#include "Media/EncoderSettings.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Edit {
@@ -205,15 +206,13 @@ struct PixelSize {
     bool operator==(PixelSize const&) const = default;
 };
 
-struct Output {
+struct Output : Media::EncoderSettings {
     using Size = PixelSize;
     std::optional<Size> size;
     std::optional<AVRational> frameRate;
     Proc::Color background{0, 0, 0, 255};
     Time stillDuration = Time::Seconds(3.0);  ///< of stills, colours and titles that name none
     std::optional<std::uint32_t> seed;
-    std::string codec;
-    std::optional<int> crf;
 };
 
 struct Document {

@@ -144,6 +144,21 @@ void Read(Json const& value, Place const& place, Context const&, Output::Size& m
     member = {*width, *height};
 }
 
+void Read(Json const& value, Place const& place, Context const&, Media::BitRate& member) {
+    member = Parsed(place, [&] {
+        return Media::ParseBitRate(value.is_number() ? value.dump() : ReadText(value, place, "a bit rate"));
+    });
+}
+
+void Read(Json const& value, Place const& place, Context const&, Media::TextMap& member) {
+    if (!value.is_object()) {
+        RefuseType(place, value, "an object");
+    }
+    for (auto const& [key, one] : value.items()) {
+        member[key] = one.is_number() || one.is_boolean() ? one.dump() : ReadText(one, place / key);
+    }
+}
+
 void Read(Json const& value, Place const& place, Context const&, AVRational& member) {
     member = Parsed(place, [&] {
         return value.is_number() ? ParseFrameRate(value.dump()) : ParseFrameRate(ReadText(value, place, "a rate"));
@@ -603,6 +618,9 @@ Sound ReadSound(Json const& json, Host::Catalog const& catalog) {
 
 void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
     Place const root;
+    if (trust == Trust::OwnFolder && !document.output.encoderOptions.empty()) {
+        (root / "output" / "encoderOptions").Refuse("an encoder's own options can name files; --trust allows them");
+    }
     std::filesystem::path const base(folder.empty() ? "." : folder);
     for (std::size_t i = 0; i < document.clips.size(); ++i) {
         ResolvePath(document.clips[i].source.file, base, trust, root / "clips" / i / "file");

@@ -55,6 +55,12 @@ Json Write(Proc::Color const& color) {
 Json Write(Output::Size const& size) {
     return fmt::format("{}x{}", size.width, size.height);
 }
+Json Write(Media::BitRate const& rate) {
+    return Media::Format(rate);
+}
+Json Write(Media::TextMap const& texts) {
+    return texts;
+}
 Json Write(AVRational const& rate) {
     return rate.den == 1 ? Json(rate.num) : Json(fmt::format("{}/{}", rate.num, rate.den));
 }

@@ -25,13 +25,30 @@ struct OutputFile {
     OutputFile& operator=(OutputFile const&) = delete;
 };
 
+void AddChapters(AVFormatContext& context, WriterOptions const& options) {
+    std::size_t const count = options.chapters.size();
+    if (count == 0) {
+        return;
+    }
+    context.chapters = static_cast<AVChapter**>(CheckAllocated(av_calloc(count, sizeof(AVChapter*))));
+    for (std::size_t i = 0; i < count; ++i) {
+        auto* const chapter = static_cast<AVChapter*>(CheckAllocated(av_mallocz(sizeof(AVChapter))));
+        context.chapters[context.nb_chapters++] = chapter;
+        chapter->id = static_cast<std::int64_t>(i);
+        chapter->time_base = kMicrosecondBase;
+        chapter->start = options.chapters[i].start.count();
+        chapter->end = (i + 1 < count ? options.chapters[i + 1].start : options.duration).count();
+        av_dict_set(&chapter->metadata, "title", options.chapters[i].title.c_str(), 0);
+    }
+}
+
 }  // namespace
 
 class MediaWriter::Impl {
 public:
     explicit Impl(WriterOptions const& options)
         : path(options.path),
-          container(FindContainer(options.path)),
+          container(FindContainer(options.path, options.format)),
           videoEncoder(FindVideoEncoder(container, options.codec, options.path)),
           partial(options.path, options.overwrite, options.warn) {
         CaptureFfmpegLog();
@@ -41,14 +58,23 @@ public:
             ThrowMediaError(path, "cannot be written", result);
         }
         pictures = std::make_unique<PictureEncoder>(options, videoEncoder, *file.context);
-        AVCodec const* const audioEncoder = options.sound ? FindAudioEncoder(container) : nullptr;
+        AVCodec const* const audioEncoder =
+            options.sound ? FindAudioEncoder(container, options.audioCodec, path) : nullptr;
         if (audioEncoder != nullptr) {
             soundFormat = SoundEncoder::ChooseForm(*audioEncoder, *options.sound);
-            sound = std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, *file.context);
+            sound = std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate,
+                                                   *file.context);
         }
+        for (auto const& [key, value] : options.metadata) {
+            av_dict_set(&file.context->metadata, key.c_str(), value.c_str(), 0);
+        }
+        AddChapters(*file.context, options);
         result = avio_open(&file.context->pb, url.c_str(), AVIO_FLAG_WRITE);
         AVDictionary* muxerOptions = nullptr;
         av_dict_set(&muxerOptions, "movflags", "+faststart", 0);  // players on a network begin at once
+        if (std::string_view(container.name) == "webp") {
+            av_dict_set(&muxerOptions, "loop", "0", 0);  // again and again, as GIF does
+        }
         if (result >= 0) {
             ClearFfmpegLog();
             result = avformat_write_header(file.context, &muxerOptions);

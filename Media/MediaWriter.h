@@ -6,21 +6,29 @@
 #include <string>
 #include <vector>
 
+#include "Media/EncoderSettings.h"
 #include "Media/MediaInfo.h"
 #include "Media/VideoReader.h"
 
 namespace Kaltor::Media {
 
-struct WriterOptions {
-    /// The container follows from its ending.
+/// Where a part of the video begins, with what it is called.
+struct Chapter {
+    Microseconds start{0};
+    std::string title;
+};
+
+struct WriterOptions : EncoderSettings {
+    /// The container follows from its ending, unless `format` says it.
     std::string path;
     bool overwrite = false;
     /// The form of the pictures that will come. The encoder gets it as it is, or converted where it takes no such.
     VideoTarget video;
-    /// An encoder's name ("libx265") or a codec's ("hevc"); empty: H.264 where the container takes it.
-    std::string codec;
-    /// In the encoder's own scale.
-    std::optional<int> crf;
+    /// In order, the first one at 0; each lasts to the next one, the last one to `duration`.
+    std::vector<Chapter> chapters;
+    Microseconds duration{0};
+    /// The encoder may print.
+    bool isVerbose = false;
     /// What the sound should be, if any.
     std::optional<SoundFormat> sound;
     /// Takes what there is to say of the output's place; see `PartialFile`.

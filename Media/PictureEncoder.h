@@ -2,6 +2,7 @@
 
 #include "Media/Conformer.h"
 #include "Media/EncodedStream.h"
+#include "Media/HardwareFrames.h"
 #include "Media/MediaWriter.h"
 
 namespace Kaltor::Media {
@@ -17,13 +18,14 @@ public:
 
 private:
     static VideoTarget ChooseForm(WriterOptions const& options, AVCodec const& encoder);
-    CodecContextPtr SetUp(WriterOptions const& options, AVCodec const& encoder) const;
+    CodecContextPtr SetUp(WriterOptions const& options, AVCodec const& encoder);
     void BuildPaletteGraph();
     Proc::AvFramePtr ToPalette(AVFrame const& picture);
 
     std::string name;
     VideoTarget form;
     Conformer conformer;
+    std::optional<HardwareFrames> hardware;
     EncodedStream stream;
     std::int64_t number = 0;
     FilterGraphPtr paletteGraph;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -79,15 +80,45 @@ Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
     return {first, end};
 }
 
-WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
+Media::Microseconds TimeOf(Edit::Plan const& plan, std::int64_t frame) {
+    return Media::Microseconds(std::llround(plan.time.SecondsOf(frame) * AV_TIME_BASE));
+}
+
+/// One for each clip that shows in the piece.
+std::vector<Media::Chapter> MakeChapters(Edit::Plan const& plan, Piece const& piece) {
+    std::vector<Media::Chapter> chapters;
+    for (Edit::PlannedClip const& clip : plan.clips) {
+        if (clip.first >= piece.end || clip.GetEnd() <= piece.first) {
+            continue;
+        }
+        std::int64_t const first = std::max<std::int64_t>(clip.first - piece.first, 0);
+        std::string title = clip.title ? clip.title->text : std::filesystem::path(clip.GetName()).stem().string();
+        if (title.empty()) {
+            title = fmt::format("{}", chapters.size() + 1);
+        }
+        // A clip that ends in the first frame of the piece would make two chapters of the same time.
+        if (!chapters.empty() && chapters.back().start == TimeOf(plan, first)) {
+            chapters.pop_back();
+        }
+        chapters.push_back({TimeOf(plan, first), std::move(title)});
+    }
+    return chapters;
+}
+
+WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Piece const& piece,
+                                WarningFn const& warn) {
     WriterOptions options;
+    static_cast<Media::EncoderSettings&>(options) = Media::ApplyProfile(job.document.output, job.output);
     options.path = job.output;
     options.overwrite = job.overwrite;
     options.video = plan.target;
-    options.codec = job.document.output.codec;
-    options.crf = job.document.output.crf;
     options.sound = plan.sound;
     options.warn = warn;
+    options.isVerbose = job.isVerbose;
+    if (options.hasChapters) {
+        options.chapters = MakeChapters(plan, piece);
+        options.duration = TimeOf(plan, piece.Count());
+    }
     return options;
 }
 
@@ -274,7 +305,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     if (needsEffects) {
         CheckSide(job, plan);
     }
-    MediaWriter writer(MakeWriterOptions(job, plan, warn));
+    MediaWriter writer(MakeWriterOptions(job, plan, piece, warn));
     if (plan.sound && !writer.GetSound()) {
         warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
     }

@@ -24,6 +24,8 @@ struct RenderJob {
     bool overwrite = false;
     /// See `InputRules`.
     bool allowPlaylists = false;
+    /// The encoder may print.
+    bool isVerbose = false;
     /// See `Edit::PlanOptions`.
     std::string documentName;
     /// The piece of the whole that is made, in seconds: its frames are those of the whole.

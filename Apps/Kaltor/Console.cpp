@@ -28,6 +28,8 @@ constexpr int kUsualColumns = 80;
 /// Where messages go: standard error, or the terminal behind it while that catches what libraries print.
 std::atomic<int> messages{STDERR_FILENO};
 
+std::atomic<bool> isLibraryOutputShown{false};
+
 int TerminalColumns() {
     winsize size{};
     return ioctl(messages, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualColumns;
@@ -186,6 +188,10 @@ void OpenMissingStreams() {
     }
 }
 
+void ShowLibraryOutput(bool isShown) {
+    isLibraryOutputShown = isShown;
+}
+
 LibraryOutput::LibraryOutput() {
     int ends[2];
     if (::isatty(STDERR_FILENO) == 0 || ::pipe2(ends, O_CLOEXEC) != 0) {
@@ -221,7 +227,7 @@ void LibraryOutput::Forward() const {
     std::string pending;
     std::array<char, kLongestLine> block{};
     auto const writeLine = [](std::string_view line) {
-        if (std::string const text = MakePrintable(line); !text.empty()) {
+        if (std::string const text = MakePrintable(line); !text.empty() && isLibraryOutputShown) {
             WriteMessage(fmt::format("\r\x1b[Kkaltor: a library says: {}\n", text));
         }
     };

@@ -1,11 +1,13 @@
 #include "Render/Render.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
@@ -16,6 +18,7 @@
 #include "Apps/Kaltor/Verbs.h"
 #include "Edit/DocumentWriter.h"
 #include "Edit/Schema.h"
+#include "Media/Ffmpeg.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
 
@@ -27,6 +30,7 @@ struct RenderCommandOptions : DocumentOptions {
     bool allowPlaylists = false;
     bool overwrite = false;
     bool isQuiet = false;
+    bool isVerbose = false;
     std::string saveEdit;
     bool isDryRun = false;
     bool isJson = false;
@@ -92,6 +96,7 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
     job.output = options.output;
     job.overwrite = options.overwrite;
     job.allowPlaylists = options.allowPlaylists;
+    job.isVerbose = options.isVerbose;
     if (IsDocumentName(options.clips.front())) {
         job.documentName = options.clips.front();
     }
@@ -145,7 +150,31 @@ int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Cat
     }
 }
 
+void SetVerbose(bool isVerbose) {
+    ShowLibraryOutput(isVerbose);
+    Media::ShowFfmpegLog(isVerbose);
+    if (!isVerbose) {
+        setenv("SVT_LOG", "1", 0);  // SVT-AV1 prints its settings otherwise; errors only
+    }
+}
+
+int ListProfiles() {
+    std::string text;
+    for (Media::Profile const& profile : Media::GetProfiles()) {
+        text += fmt::format("{}  {} (.{})\n", Bold(fmt::format("{:8}", profile.name)), profile.help,
+                            fmt::join(profile.endings, ", ."));
+    }
+    WriteOut(text);
+    return 0;
+}
+
 int RunRender(RenderCommandOptions const& options) {
+    if (options.encoder.profile == "list") {
+        return ListProfiles();
+    }
+    if (options.clips.empty()) {
+        throw UsageError("CLIP is required; see kaltor render --help");
+    }
     if (options.isJson && !options.isDryRun) {
         throw UsageError("--json is for --dry-run");
     }
@@ -153,6 +182,7 @@ int RunRender(RenderCommandOptions const& options) {
     if (rendersAnything) {
         CheckOutput(options);
     }
+    SetVerbose(options.isVerbose);
     Catalog const catalog = Catalog::Load();
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
@@ -194,6 +224,54 @@ int RunCheck(CheckOptions const& options) {
     WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(name), hasWarned ? "usable, with warnings" : "right",
                          plan.time.SecondsOf(plan.frames)));
     return 0;
+}
+
+/// An option with a bit rate.
+Option AddBitRate(Verb& verb, std::string const& option, std::optional<Media::BitRate>& target,
+                  std::string const& help) {
+    return verb
+        .AddParsed(
+            option,
+            [&target, option](std::string const& text) {
+                try {
+                    target = Media::ParseBitRate(text);
+                } catch (std::invalid_argument const& error) {
+                    throw UsageError(fmt::format("{}: {}", option, error.what()));
+                }
+            },
+            help)
+        .ShowValueAs("RATE");
+}
+
+void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
+    Media::EncoderSettings& encoder = options.encoder;
+    verb.AddText("--for", encoder.profile, "settings that suit a use, where nothing else is set; list shows them")
+        .ShowValueAs("USE");
+    verb.AddText("--format", encoder.format, "the container, where the output's name does not say it, such as nut or y4m")
+        .ShowValueAs("NAME");
+    verb.AddText("--codec", encoder.codec, "the video encoder (default: H.264 where the container takes it)")
+        .ShowValueAs("NAME");
+    Option const quality =
+        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+    AddBitRate(verb, "--bitrate", encoder.bitRate, "bits per second instead of a quality, such as 5M or 800k")
+        .Exclude(quality);
+    verb.AddText("--preset", encoder.preset, "how much time the encoder may take, by its own names or numbers")
+        .ShowValueAs("NAME");
+    verb.AddText("--pix-fmt", encoder.pixelFormat, "the pixel format by FFmpeg's name, such as yuv444p")
+        .ShowValueAs("NAME");
+    constexpr std::uint32_t kLongest = 100'000;
+    AddNumber<std::uint32_t>(verb, "--gop", encoder.keyFrameInterval, "frames from one key frame to the next, at most",
+                             {1, kLongest})
+        .ShowValueAs("N");
+    verb.AddTexts("--encoder-option", options.encoderOptions, "one of the encoder's own options; may be repeated")
+        .ShowValueAs("KEY=VALUE")
+        .TakeOneAtATime();
+    verb.AddText("--audio-codec", encoder.audioCodec, "the audio encoder").ShowValueAs("NAME");
+    AddBitRate(verb, "--audio-bitrate", encoder.audioBitRate, "bits per second of the sound, such as 192k");
+    verb.AddTexts("--metadata", options.metadata, "such as title=Holidays; may be repeated")
+        .ShowValueAs("KEY=VALUE")
+        .TakeOneAtATime();
+    verb.AddFlag("--chapters", encoder.hasChapters, "mark where clips begin");
 }
 
 void AddDocumentOptions(Verb& verb, DocumentOptions& options) {
@@ -241,9 +319,7 @@ void AddDocumentOptions(Verb& verb, DocumentOptions& options) {
     verb.AddText("--size", options.size, "size of the video (default: the first clip's)").ShowValueAs("WxH");
     verb.AddText("--fps", options.rate, "frames per second (default: the first clip's)").ShowValueAs("RATE");
     verb.AddText("--background", options.background, "colour of bars and gaps (default #000000)").ShowValueAs("COLOUR");
-    verb.AddText("--codec", options.codec, "the video encoder (default: H.264 where the container takes it)")
-        .ShowValueAs("NAME");
-    AddNumber<int>(verb, "--crf", options.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+    AddEncoderOptions(verb, options);
     verb.AddFlag("--no-audio", options.hasNoAudio, "leave out the sound");
     AddNumber<unsigned>(verb, "--seed", options.seed, "seed of what is random (default: the clock)").ShowValueAs("N");
 }
@@ -255,8 +331,7 @@ void AddRender(CommandLine& commandLine) {
     auto const options = std::make_shared<RenderCommandOptions>();
     verb.AddTexts("CLIP", options->clips,
                   "videos or still pictures; CLIP@START-END takes a piece (@START- and @-END too), in seconds or "
-                  "[HH:]MM:SS; or one document (EDIT.json)")
-        .Require();
+                  "[HH:]MM:SS; or one document (EDIT.json)");
     verb.AddText("-o,--output", options->output, "the file to write; its ending chooses the container")
         .ShowValueAs("OUT");
     AddDocumentOptions(verb, *options);
@@ -271,6 +346,7 @@ void AddRender(CommandLine& commandLine) {
     verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
     verb.AddFlag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb.AddFlag("-q,--quiet", options->isQuiet, "show no progress");
+    verb.AddFlag("--verbose", options->isVerbose, "show what encoders and other libraries print");
     verb.SetFooter(
         "Examples:\n"
         "  kaltor render a.mp4 b.mp4 -o out.mp4\n"

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 #include <stdexcept>
+#include <type_traits>
 
 #include <fmt/format.h>
 
@@ -298,6 +299,46 @@ void AddFades(Document& document, DocumentOptions const& options, Catalog const&
     }
 }
 
+/// "KEY=VALUE" each.
+void AddAssignments(Media::TextMap& map, std::vector<std::string> const& texts, char const* option) {
+    for (std::string const& text : texts) {
+        std::size_t const equals = text.find('=');
+        if (equals == 0 || equals == std::string::npos) {
+            throw UsageError(fmt::format("{} {}: it takes KEY=VALUE", option, text));
+        }
+        map[text.substr(0, equals)] = text.substr(equals + 1);
+    }
+}
+
+void SetEncoder(Media::EncoderSettings& settings, DocumentOptions const& options) {
+    Media::EncoderSettings const& typed = options.encoder;
+    auto const set = [](auto& member, auto const& value) {
+        if (value != std::remove_cvref_t<decltype(value)>()) {
+            member = value;
+        }
+    };
+    // One of the two replaces the other.
+    if (typed.crf) {
+        settings.bitRate.reset();
+    }
+    if (typed.bitRate) {
+        settings.crf.reset();
+    }
+    set(settings.profile, typed.profile);
+    set(settings.format, typed.format);
+    set(settings.codec, typed.codec);
+    set(settings.crf, typed.crf);
+    set(settings.bitRate, typed.bitRate);
+    set(settings.preset, typed.preset);
+    set(settings.pixelFormat, typed.pixelFormat);
+    set(settings.keyFrameInterval, typed.keyFrameInterval);
+    set(settings.audioCodec, typed.audioCodec);
+    set(settings.audioBitRate, typed.audioBitRate);
+    settings.hasChapters = settings.hasChapters || typed.hasChapters;
+    AddAssignments(settings.encoderOptions, options.encoderOptions, "--encoder-option");
+    AddAssignments(settings.metadata, options.metadata, "--metadata");
+}
+
 void SetOutput(Document& document, DocumentOptions const& options) {
     Edit::Output& output = document.output;
     if (!options.size.empty()) {
@@ -317,12 +358,7 @@ void SetOutput(Document& document, DocumentOptions const& options) {
             throw UsageError("--still-duration takes more than 0 seconds");
         }
     }
-    if (!options.codec.empty()) {
-        output.codec = options.codec;
-    }
-    if (options.crf) {
-        output.crf = options.crf;
-    }
+    SetEncoder(output, options);
     if (options.seed) {
         output.seed = options.seed;
     }
