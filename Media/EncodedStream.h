@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Media/Ffmpeg.h"
+#include "Media/MediaInfo.h"
 
 namespace Kaltor::Media {
 
@@ -11,6 +12,9 @@ class EncodedStream {
 public:
     /// Opens the encoder and adds its stream to `file`. `codec` is set up already. Throws `MediaError`.
     EncodedStream(std::string name, AVFormatContext& file, CodecContextPtr codec);
+
+    /// Before the file's header is written: the light of HDR pictures.
+    void SetLevels(HdrLevels const& levels);
 
     AVCodecContext& GetCodec() { return *codec; }
     AVCodecContext const& GetCodec() const { return *codec; }

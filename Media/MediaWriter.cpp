@@ -127,6 +127,9 @@ MediaWriter::~MediaWriter() = default;
 std::optional<SoundFormat> MediaWriter::GetSound() const {
     return impl->soundFormat;
 }
+VideoTarget const& MediaWriter::GetForm() const {
+    return impl->pictures->GetForm();
+}
 std::string MediaWriter::GetCodec() const {
     return impl->videoEncoder.name;
 }

@@ -13,6 +13,8 @@ public:
     /// Throws `std::invalid_argument` for options that are not valid, and `MediaError`.
     PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file);
 
+    /// What the encoder gets.
+    VideoTarget const& GetForm() const { return form; }
     void Write(AVFrame const& picture);
     void Finish() { stream.Write(nullptr); }
 

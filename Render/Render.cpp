@@ -12,6 +12,7 @@
 #include "Media/MediaWriter.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Render/Composer.h"
+#include "Render/OutputForm.h"
 #include "Render/SoundMix.h"
 
 namespace Kaltor::Render {
@@ -105,10 +106,10 @@ std::vector<Media::Chapter> MakeChapters(Edit::Plan const& plan, Piece const& pi
     return chapters;
 }
 
-WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Piece const& piece,
-                                WarningFn const& warn) {
+WriterOptions MakeWriterOptions(RenderJob const& job, Media::EncoderSettings const& settings, Edit::Plan const& plan,
+                                Piece const& piece, WarningFn const& warn) {
     WriterOptions options;
-    static_cast<Media::EncoderSettings&>(options) = Media::ApplyProfile(job.document.output, job.output);
+    static_cast<Media::EncoderSettings&>(options) = settings;
     options.path = job.output;
     options.overwrite = job.overwrite;
     options.video = plan.target;
@@ -299,15 +300,20 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             job.onWarning(message);
         }
     };
-    Edit::Plan const plan = MakePlan(job, warn);
+    Edit::Plan plan = MakePlan(job, warn);
+    Media::EncoderSettings settings = Media::ApplyProfile(job.document.output, job.output);
+    ChooseForm(plan, job.document.output, settings, job.output);
     Piece const piece = FindPiece(job, plan);
     bool const needsEffects = NeedsDrawing(plan);
     if (needsEffects) {
         CheckSide(job, plan);
     }
-    MediaWriter writer(MakeWriterOptions(job, plan, piece, warn));
+    MediaWriter writer(MakeWriterOptions(job, settings, plan, piece, warn));
     if (plan.sound && !writer.GetSound()) {
         warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
+    }
+    if (!needsEffects && plan.target.like != AV_PIX_FMT_NONE) {
+        plan.target = writer.GetForm();  // straight from the decoder to the encoder
     }
     Pipeline pipeline;
     Stages stages(job, plan, piece, factory, writer, pipeline);
@@ -325,7 +331,8 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
 
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {
     WarningFn const warn = job.onWarning ? job.onWarning : [](std::string const&) {};
-    Edit::Plan const plan = MakePlan(job, warn);
+    Edit::Plan plan = MakePlan(job, warn);
+    ChoosePictureForm(plan, job.document.output);
     // The frame that shows then, not the nearest one.
     constexpr double kRounding = 1e-6;
     auto const number = static_cast<std::int64_t>(std::floor((seconds + kRounding) * av_q2d(plan.time.frameRate)));

@@ -249,6 +249,16 @@ void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
         .ShowValueAs("USE");
     verb.AddText("--format", encoder.format, "the container, where the output's name does not say it, such as nut or y4m")
         .ShowValueAs("NAME");
+    verb.AddText("--depth", options.depth,
+                 "what frames are worked on in: auto, 8 (bits) or 16f (16-bit float; auto: where a clip and the output "
+                 "have more than 8 bits)")
+        .ShowValueAs("DEPTH");
+    verb.AddText("--hdr", options.hdr, "the dynamic range: sdr, pq or hlg (default: the first clip's)")
+        .ShowValueAs("RANGE");
+    verb.AddText("--alpha", options.alpha,
+                 "keep, or the colour that transparent parts are laid over (default: kept where clips have it and the "
+                 "file carries it)")
+        .ShowValueAs("keep|COLOUR");
     verb.AddText("--codec", encoder.codec, "the video encoder (default: H.264 where the container takes it)")
         .ShowValueAs("NAME");
     Option const quality =

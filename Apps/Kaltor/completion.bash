@@ -40,6 +40,9 @@ _kaltor() {
             case $before in
                 --transition) mapfile -t COMPREPLY < <(compgen -W "none $("$program" list transition --names 2>/dev/null)" -- "$word") && return ;;
                 --fit) mapfile -t COMPREPLY < <(compgen -W "whole fill stretch blur" -- "$word") && return ;;
+                --depth) mapfile -t COMPREPLY < <(compgen -W "auto 8 16f" -- "$word") && return ;;
+                --hdr) mapfile -t COMPREPLY < <(compgen -W "auto sdr pq hlg" -- "$word") && return ;;
+                --alpha) mapfile -t COMPREPLY < <(compgen -W "keep" -- "$word") && return ;;
                 --effect) mapfile -t COMPREPLY < <(compgen -W "$("$program" list effect --names 2>/dev/null)" -- "$word") && return ;;
             esac
             ;;

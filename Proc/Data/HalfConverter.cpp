@@ -320,7 +320,17 @@ void HalfConverter::Resize(int width) {
     }
 }
 
-void HalfConverter::ToHalf(AVFrame const& source, ColorSpec const& spec, AVFrame& target) {
+void HalfConverter::LayOver(Color const& background, float const* alpha, int width) {
+    for (std::size_t c = 0; c < 3; ++c) {
+        float* const row = colors[c].data();
+        for (int i = 0; i < width; ++i) {
+            row[i] = row[i] * alpha[i] + background[c] * (1.0F - alpha[i]);
+        }
+    }
+}
+
+void HalfConverter::ToHalf(AVFrame const& source, ColorSpec const& spec, AVFrame& target,
+                           std::optional<Color> const& background) {
     Layout const layout(static_cast<AVPixelFormat>(source.format));
     FloatTransform const transform(TransformOf(layout, spec, true));
     int const width = source.width;
@@ -359,6 +369,9 @@ void HalfConverter::ToHalf(AVFrame const& source, ColorSpec const& spec, AVFrame
         }
         if (keepsAlpha) {
             Load(source, layout, layout.Alpha(), y, width, colors[3].data());
+        } else if (layout.hasAlpha && background) {
+            Load(source, layout, layout.Alpha(), y, width, samples[3].data());
+            LayOver(*background, samples[3].data(), width);
         }
         Pack({colors[0].data(), colors[1].data(), colors[2].data(), colors[3].data()}, width, top,
              reinterpret_cast<Words>(target.data[0] + std::ptrdiff_t{y} * target.linesize[0]));
@@ -379,14 +392,13 @@ void HalfConverter::FromHalf(AVFrame const& source, AVFrame& target, ColorSpec c
     for (int y = 0; y < source.height; ++y) {
         Unpack(reinterpret_cast<std::uint16_t const*>(source.data[0] + std::ptrdiff_t{y} * source.linesize[0]), width,
                {colors[0].data(), colors[1].data(), colors[2].data(), colors[3].data()});
-        for (std::size_t c = 0; c < 3; ++c) {
-            float* const row = colors[c].data();
-            for (int i = 0; i < width; ++i) {
-                if (isLaid) {
-                    float const alpha = colors[3][static_cast<std::size_t>(i)];
-                    row[i] = row[i] * alpha + (*background)[c] * (1.0F - alpha);
-                }
-                row[i] = layout.isFloat ? row[i] : Limit(row[i], 1.0F);
+        if (isLaid) {
+            LayOver(*background, colors[3].data(), width);
+        }
+        if (!layout.isFloat) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                std::transform(colors[c].begin(), colors[c].end(), colors[c].begin(),
+                               [](float value) { return Limit(value, 1.0F); });
             }
         }
         if (layout.hasAlpha) {

@@ -18,9 +18,11 @@ public:
 
     static bool Takes(AVPixelFormat format);
 
-    /// `target` is marked RgbF16 (alpha is left out) or RgbaF16 and has the size of `source`, whose samples are
-    /// interpreted by `spec`, which must be resolved. Integers come out within 0 to 1; floats keep what is above 1.
-    void ToHalf(AVFrame const& source, ColorSpec const& spec, AVFrame& target);
+    /// `target` is marked RgbF16, for which the picture is laid over `background` (without one alpha is left out), or
+    /// RgbaF16 and has the size of `source`, whose samples are interpreted by `spec`, which must be resolved. Integers
+    /// come out within 0 to 1; floats keep what is above 1.
+    void ToHalf(AVFrame const& source, ColorSpec const& spec, AVFrame& target,
+                std::optional<Color> const& background = {});
     /// The way back, rounded. Where the target has no alpha, the picture is laid over `background`; without one, alpha
     /// is left out.
     void FromHalf(AVFrame const& source, AVFrame& target, ColorSpec const& spec,
@@ -29,6 +31,7 @@ public:
 private:
     using Rows = std::array<std::vector<float>, 4>;
     void Resize(int width);
+    void LayOver(Color const& background, float const* alpha, int width);
 
     Rows samples;  ///< of a row, in the order of the format's components
     Rows colors;   ///< red, green, blue, alpha
