@@ -172,7 +172,8 @@ void Declare(Archive& archive, Title& title) {
 
 template <typename Archive>
 void Declare(Archive& archive, Source& source) {
-    archive("file", source.file, "a video, a picture or a sequence of pictures (frame%04d.png)");
+    archive("file", source.file, "a video, a picture or a sequence of pictures (frame%04d.png, frames/*.png)");
+    archive("raw", source.raw, "of a file of frames without a header: their form, WIDTHxHEIGHT:FORMAT:RATE");
     archive("fps", source.frameRate, "of a sequence of pictures: how many a second; the video's otherwise");
     archive("color", source.color, "a plain colour");
     archive("title", source.title, "a text");
@@ -300,6 +301,7 @@ void Declare(Archive& archive, Output& output) {
     archive("audioBitrate", output.audioBitRate, "bits per second of the sound, such as 192k");
     archive("metadata", output.metadata, "such as title, artist and date");
     archive("chapters", output.hasChapters, "marks where clips begin");
+    archive("firstNumber", output.firstNumber, "of a sequence of pictures");
 }
 
 template <typename Archive>

@@ -497,6 +497,12 @@ void ReadStruct(Json const& value, Place const& place, Context const& context, S
 /// What no single key shows.
 void CheckSource(Source const& source, Place const& place) {
     int const count = int{!source.file.empty()} + int{source.color.has_value()} + int{source.title.has_value()};
+    if (!source.raw.empty()) {
+        if (source.file.empty()) {
+            (place / "raw").Refuse(R"(it is for a "file")");
+        }
+        Parsed(place / "raw", [&] { return Media::ParseRawForm(source.raw); });
+    }
     if (count != 1) {
         place.Refuse(count == 0 ? R"(it needs one of "file", "color" and "title")"
                                 : R"(it takes only one of "file", "color" and "title")");
@@ -559,6 +565,12 @@ std::vector<std::string> ListPictures(std::string const& pattern) {
 
 void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
     if (file.empty()) {
+        return;
+    }
+    if (file == "-") {
+        if (trust == Trust::OwnFolder) {
+            place.Refuse("standard input is not the document's own; --trust allows it");
+        }
         return;
     }
     std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays

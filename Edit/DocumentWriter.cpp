@@ -201,7 +201,7 @@ Json WriteStruct(Struct const& value) {
 }
 
 void MakeRelative(std::string& file, std::filesystem::path const& folder) {
-    if (file.empty()) {
+    if (file.empty() || file == "-") {
         return;
     }
     std::filesystem::path const absolute = std::filesystem::absolute(file).lexically_normal();

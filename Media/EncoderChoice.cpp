@@ -12,6 +12,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Media/Ffmpeg.h"
 #include "Media/MediaWriter.h"
+#include "Media/Sequence.h"
 #include "Proc/Settings/Settings.h"
 
 extern "C" {
@@ -106,6 +107,14 @@ AVOutputFormat const& FindContainer(std::string const& path, std::string const& 
                               : fmt::format("{}: no kind of video ends in {}; {}", path, ending, kGood));
     }
     std::string_view const name = container->name;
+    if (name == "image2") {
+        if (!HasNumberPlace(path)) {
+            Refuse(fmt::format("{}: one picture holds no video; frame%04d{} names a sequence, and --frame makes one "
+                               "picture",
+                               path, ending));
+        }
+        return *container;
+    }
     // Music files take a cover picture only.
     bool const isCover = container->video_codec == AV_CODEC_ID_PNG && name != "apng";
     if (container->video_codec == AV_CODEC_ID_NONE || (container->flags & AVFMT_NOFILE) != 0 || isCover) {
@@ -150,6 +159,19 @@ AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string con
         }
         return *encoder;
     }
+    std::string_view const containerName = container.name;
+    if (containerName == "image2") {
+        AVCodecID const id = av_guess_codec(&container, nullptr, path.c_str(), nullptr, AVMEDIA_TYPE_VIDEO);
+        AVCodec const* const encoder =
+            id == AV_CODEC_ID_WEBP ? avcodec_find_encoder_by_name("libwebp") : FindEncoder(id);
+        if (encoder == nullptr) {
+            Refuse(fmt::format("{}: no encoder for {} pictures is installed", path, Ending(path)));
+        }
+        return *encoder;
+    }
+    if (containerName == "nut") {
+        return *FindEncoder(AV_CODEC_ID_RAWVIDEO);  // between programs nothing is lost
+    }
     for (AVCodecID const id : {IsModern(container) ? AV_CODEC_ID_H264 : container.video_codec, container.video_codec,
                                AV_CODEC_ID_HEVC, AV_CODEC_ID_MPEG4}) {
         AVCodec const* const encoder = FindEncoder(id);
@@ -186,6 +208,9 @@ AVCodec const* FindAudioEncoder(AVOutputFormat const& container, std::string con
     }
     if (container.audio_codec == AV_CODEC_ID_NONE) {
         return nullptr;
+    }
+    if (std::string_view(container.name) == "nut") {
+        return FindEncoder(AV_CODEC_ID_PCM_S16LE);
     }
     bool const isWebm = std::string_view(container.name) == "webm";
     for (AVCodecID const id : {isWebm ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC, container.audio_codec, AV_CODEC_ID_VORBIS,
@@ -229,7 +254,7 @@ std::string DescribeValues(AVCodecContext const& codec, AVOption const& option) 
                           : fmt::format("{:.0f} to {:.0f}", option.min, option.max);
 }
 
-void SetQuality(AVCodecContext& codec, std::optional<int> crf) {
+void SetQuality(AVCodecContext& codec, std::optional<int> crf, bool isPicture) {
     std::string_view const name = CodecName(codec);
     AVOption const* const option = av_opt_find(codec.priv_data, "crf", nullptr, 0, 0);
     if (crf) {
@@ -256,8 +281,9 @@ void SetQuality(AVCodecContext& codec, std::optional<int> crf) {
                name != "gif" && codec.codec_id != AV_CODEC_ID_WEBP) {
         // Without a rate FFmpeg's older encoders aim at 200 kbit/s.
         constexpr int kQuantizer = 4;
+        constexpr int kFineQuantizer = 2;
         codec.flags |= AV_CODEC_FLAG_QSCALE;
-        codec.global_quality = kQuantizer * FF_QP2LAMBDA;
+        codec.global_quality = (isPicture ? kFineQuantizer : kQuantizer) * FF_QP2LAMBDA;
     }
 }
 
@@ -322,7 +348,7 @@ void SetOptions(AVCodecContext& codec, TextMap const& options) {
 
 }  // namespace
 
-void SetEncoding(AVCodecContext& codec, EncoderSettings const& settings, bool isVerbose) {
+void SetEncoding(AVCodecContext& codec, EncoderSettings const& settings, bool isPicture, bool isVerbose) {
     std::string_view const name = CodecName(codec);
     if (name == "libvpx-vp9" || name == "libvpx" || name == "libaom-av1") {
         av_opt_set_int(codec.priv_data, "cpu-used", name == "libaom-av1" ? 6 : 4, 0);
@@ -331,7 +357,7 @@ void SetEncoding(AVCodecContext& codec, EncoderSettings const& settings, bool is
     if (settings.bitRate) {
         SetBitRate(codec, settings);
     } else {
-        SetQuality(codec, settings.crf);
+        SetQuality(codec, settings.crf, isPicture);
     }
     if (!settings.preset.empty()) {
         SetPreset(codec, settings.preset);

@@ -27,8 +27,8 @@ bool IsHardware(AVCodec const& encoder);
 /// Encoders in software that the container takes, best known first.
 std::vector<std::string> ListEncoders(AVOutputFormat const& container, AVMediaType type);
 
-/// Rate, quality, speed and key frames as `settings` say, and otherwise such that they suit most uses; then the encoder's
-/// own options. `isVerbose`: the encoder may print.
-void SetEncoding(AVCodecContext& codec, EncoderSettings const& settings, bool isVerbose);
+/// Rate, quality, speed and key frames as `settings` say, and otherwise such that they suit most uses; then the
+/// encoder's own options. `isPicture`: each picture is a file of its own. `isVerbose`: the encoder may print.
+void SetEncoding(AVCodecContext& codec, EncoderSettings const& settings, bool isPicture, bool isVerbose);
 
 }  // namespace Kaltor::Media

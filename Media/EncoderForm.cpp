@@ -149,7 +149,7 @@ AVPixelFormat FindNearestFormat(AVCodec const& encoder, AVPixelFormat like) {
 }
 
 void TagColors(AVCodecContext& codec, VideoTarget const& form) {
-    AVPixelFormat const format = form.exact != AV_PIX_FMT_NONE ? form.exact : Proc::ToAvPixelFormat(form.pixFmt);
+    AVPixelFormat const format = GetAvFormat(form);
     bool const isHdr = IsHdr(form.transfer);
     if ((av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0) {
         codec.colorspace = AVCOL_SPC_RGB;

@@ -48,6 +48,8 @@ struct EncoderSettings {
     TextMap metadata;
     /// Marks where clips begin.
     bool hasChapters = false;
+    /// Of a sequence of pictures: the number of the first one.
+    std::uint32_t firstNumber = 1;
 };
 
 /// Settings that suit a use.

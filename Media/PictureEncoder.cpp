@@ -61,20 +61,21 @@ AVPixelFormat FindPixelFormat(AVCodec const& encoder, std::string const& wanted)
         }
     }
     if (!isTaken || !canBeMade(format)) {
-        Refuse(fmt::format("the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
-                           names.empty() ? "yuv420p, yuv444p, rgb24 and the like"
-                                         : fmt::format("{}", fmt::join(names, ", "))));
+        Refuse(fmt::format(
+            "the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
+            names.empty() ? "yuv420p, yuv444p, rgb24 and the like" : fmt::format("{}", fmt::join(names, ", "))));
     }
     return format;
 }
 
 }  // namespace
 
-PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file)
+PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file,
+                               PacketSink sink)
     : name(options.path),
       form(ChooseForm(options, encoder)),
       conformer(options.path, form),
-      stream(options.path, file, SetUp(options, encoder)) {
+      stream(options.path, file, SetUp(options, encoder, sink != nullptr), std::move(sink)) {
     stream.SetLevels(form.levels);
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
@@ -88,8 +89,8 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         Refuse(fmt::format("a video cannot have {}x{} pixels", form.frame.width, form.frame.height));
     }
     form.colorSpec = form.colorSpec.Resolved(form.frame.height);
-    bool const hasAlpha = form.like != AV_PIX_FMT_NONE &&
-                          (av_pix_fmt_desc_get(form.like)->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+    bool const hasAlpha =
+        form.like != AV_PIX_FMT_NONE && (av_pix_fmt_desc_get(form.like)->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
     if (IsPaletteEncoder(encoder)) {
         form.pixFmt = hasAlpha ? PixFmt::Bgra : PixFmt::Rgb24;
         return form;
@@ -100,11 +101,9 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     AVPixelFormat const wanted = Proc::ToAvPixelFormat(options.video.pixFmt);
     std::vector<AVPixelFormat> candidates;
     if (IsHardware(encoder)) {
-        bool const isDeep = av_pix_fmt_desc_get(wanted)->comp[0].depth > 8;
-        form.pixFmt = isDeep ? Proc::FromAvPixelFormat(AV_PIX_FMT_P010) : PixFmt::Nv12;
-        if (form.pixFmt == PixFmt::Unknown) {
-            form.pixFmt = PixFmt::Nv12;
-        }
+        bool const isDeep = form.like != AV_PIX_FMT_NONE && av_pix_fmt_desc_get(form.like)->comp[0].depth > 8;
+        form.pixFmt = PixFmt::Nv12;
+        form.exact = isDeep ? AV_PIX_FMT_P010 : AV_PIX_FMT_NONE;
         return form;
     }
     if (!options.pixelFormat.empty()) {
@@ -144,14 +143,14 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     return form;
 }
 
-CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder) {
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder, bool isPicture) {
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->width = static_cast<int>(form.frame.width);
     codec->height = static_cast<int>(form.frame.height);
     codec->sample_aspect_ratio = {static_cast<int>(form.frame.pixelAspectX), static_cast<int>(form.frame.pixelAspectY)};
     codec->framerate = form.frameRate;
     codec->time_base = av_inv_q(form.frameRate);
-    codec->pix_fmt = form.exact != AV_PIX_FMT_NONE ? form.exact : Proc::ToAvPixelFormat(form.pixFmt);
+    codec->pix_fmt = GetAvFormat(form);
     if (IsPaletteEncoder(encoder)) {
         codec->pix_fmt = AV_PIX_FMT_PAL8;
     } else {
@@ -167,7 +166,7 @@ CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec cons
         std::string& own = settings.encoderOptions["x265-params"];
         own = levels + (own.empty() ? "" : ":" + own);
     }
-    SetEncoding(*codec, settings, options.isVerbose);
+    SetEncoding(*codec, settings, isPicture, options.isVerbose);
     if (IsHardware(encoder)) {
         hardware.emplace(encoder, codec->pix_fmt, codec->width, codec->height);
         hardware->Attach(*codec);
@@ -179,8 +178,8 @@ void PictureEncoder::BuildPaletteGraph() {
     paletteGraph.reset(CheckAllocated(avfilter_graph_alloc()));
     std::string const parameters =
         fmt::format("video_size={}x{}:pix_fmt={}:time_base={}/{}:pixel_aspect={}/{}", form.frame.width,
-                    form.frame.height, static_cast<int>(Proc::ToAvPixelFormat(form.pixFmt)), form.frameRate.den, form.frameRate.num,
-                    form.frame.pixelAspectX, form.frame.pixelAspectY);
+                    form.frame.height, static_cast<int>(Proc::ToAvPixelFormat(form.pixFmt)), form.frameRate.den,
+                    form.frameRate.num, form.frame.pixelAspectX, form.frame.pixelAspectY);
     // A palette for each picture: nothing needs to be known of later ones.
     std::string const text = fmt::format(
         "buffer@in={}[a];[a]split[b][c];[b]palettegen=stats_mode=single[p];"
@@ -218,6 +217,10 @@ Proc::AvFramePtr PictureEncoder::ToPalette(AVFrame const& picture) {
         ThrowMediaError(name, "its palette cannot be made", error);
     }
     return result;
+}
+
+std::string PictureEncoder::GetPixelFormat() const {
+    return paletteGraph ? "pal8" : av_get_pix_fmt_name(GetAvFormat(form));
 }
 
 void PictureEncoder::Write(AVFrame const& picture) {

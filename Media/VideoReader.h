@@ -33,6 +33,11 @@ struct VideoTarget {
     HdrLevels levels{};
 };
 
+/// FFmpeg's format of a target's pictures.
+inline AVPixelFormat GetAvFormat(VideoTarget const& target) {
+    return target.exact != AV_PIX_FMT_NONE ? target.exact : Proc::ToAvPixelFormat(target.pixFmt);
+}
+
 /// Makes the colours of an HDR target those of BT.709; others stay.
 void MakeStandardRange(VideoTarget& target);
 
@@ -58,6 +63,9 @@ public:
     /// The next picture; without end: after the clip's last picture, that one again. Its timestamp `pts` is its number.
     /// Throws `MediaError` where not one picture can be decoded.
     Proc::AvFramePtr Read();
+
+    /// Of the pictures as they are in the file, before any rotation.
+    Conf::FrameInfo GetStoredSize() const;
 
     /// No picture of the clip itself is left for the next `Read`.
     bool IsAtEnd() const;

@@ -108,14 +108,23 @@ void ConvertColors(Plan& plan, WantedAlpha& alpha) {
 
 }  // namespace
 
-void ChooseForm(Plan& plan, Output const& output, Media::EncoderSettings& settings, std::string const& path) {
+Media::EncoderSettings ChooseSettings(Plan const& plan, Output const& output, std::string const& path) {
+    Media::EncoderSettings settings = Media::ApplyProfile(output, path);
+    if (settings.codec.empty()) {
+        settings.codec = plan.codec;
+    }
+    return settings;
+}
+
+void ChooseForm(Plan& plan, Output const& output, std::string const& path) {
+    Media::EncoderSettings settings = ChooseSettings(plan, output, path);
     WantedAlpha alpha(output.alpha);
     bool const isAsked = output.hdr == Output::Hdr::Pq || output.hdr == Output::Hdr::Hlg;
     if (settings.codec.empty() && alpha.isKept) {
-        settings.codec = Media::FindAlphaEncoder(path, settings);
+        plan.codec = settings.codec = Media::FindAlphaEncoder(path, settings);
     } else if (settings.codec.empty() && output.depth != Output::Depth::Eight &&
                (output.depth == Output::Depth::Float || Media::IsHdr(plan.target.transfer))) {
-        settings.codec = Media::FindDeepEncoder(path, settings);
+        plan.codec = settings.codec = Media::FindDeepEncoder(path, settings);
     }
     Media::EncoderAbilities const can = Media::GetAbilities(path, settings);
     if (alpha.isKept && can.alphaBits == 0) {

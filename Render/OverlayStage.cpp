@@ -119,7 +119,8 @@ boost::intrusive_ptr<Ogl::DataVideoOGL> OverlayStage::TakePicture(std::int64_t n
 FramePtr OverlayStage::MakeClear(Conf::FrameInfo const& form, std::int64_t number) {
     if (!clear || static_cast<std::uint32_t>(clear->width) != form.width ||
         static_cast<std::uint32_t>(clear->height) != form.height) {
-        boost::intrusive_ptr<Proc::DataVideoFF> const empty = Proc::DataVideoFF::Create(AlphaFormat(target.pixFmt), form);
+        boost::intrusive_ptr<Proc::DataVideoFF> const empty =
+            Proc::DataVideoFF::Create(AlphaFormat(target.pixFmt), form);
         std::size_t const pixel = PixFmtDescription::Find(target.pixFmt).IsFloat() ? 8 : 4;
         AVFrame& frame = empty->GetWritableFrame();
         for (int y = 0; y < frame.height; ++y) {

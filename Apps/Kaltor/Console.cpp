@@ -264,7 +264,7 @@ ProgressBar::~ProgressBar() {
 void ProgressBar::Show(std::int64_t done, std::int64_t total) {
     constexpr std::chrono::milliseconds kPause(100);
     Clock::time_point const now = Clock::now();
-    if (!isShown || (now - lastShown < kPause && done < total)) {
+    if (!isShown || (now - lastShown < kPause && (done < total || total == 0))) {
         return;
     }
     lastShown = now;
@@ -284,9 +284,14 @@ std::string ProgressBar::Format(std::int64_t done, std::int64_t total, double el
                                 std::string_view unit) {
     double const share = total > 0 ? std::clamp(static_cast<double>(done) / static_cast<double>(total), 0.0, 1.0) : 0.0;
     double const rate = elapsedSeconds > 0.0 ? static_cast<double>(done) / elapsedSeconds : 0.0;
-    std::string text = fmt::format(" {}/{} {}", done, total, unit);
+    std::string text = total > 0 ? fmt::format(" {}/{} {}", done, total, unit) : fmt::format(" {} {}", done, unit);
     if (rate > 0.0) {
         text += unit == "frames" ? fmt::format("  {:.{}f} fps", rate, rate < 10.0 ? 1 : 0) : "";
+    }
+    if (total <= 0) {
+        return text.substr(0, static_cast<std::size_t>(std::max(columns, 0)));
+    }
+    if (rate > 0.0) {
         text +=
             fmt::format("  {} left", FormatClock(static_cast<double>(std::max<std::int64_t>(total - done, 0)) / rate));
     }

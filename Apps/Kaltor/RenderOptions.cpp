@@ -58,6 +58,10 @@ std::vector<Edit::Clip> MakeClips(DocumentOptions const& options) {
         ClipSpec const spec = ParseClip(text);
         Edit::Clip& clip = clips.emplace_back();
         clip.source.file = spec.path;
+        clip.source.raw = spec.raw;
+        if (!spec.raw.empty()) {
+            Typed(text, [&] { return Media::ParseRawForm(spec.raw); });
+        }
         if (spec.start) {
             clip.from = Edit::Time::Seconds(static_cast<double>(*spec.start) / kPerSecond);
         }
@@ -337,6 +341,7 @@ void SetEncoder(Media::EncoderSettings& settings, DocumentOptions const& options
     set(settings.audioCodec, typed.audioCodec);
     set(settings.audioBitRate, typed.audioBitRate);
     settings.hasChapters = settings.hasChapters || typed.hasChapters;
+    settings.firstNumber = options.firstNumber.value_or(settings.firstNumber);
     AddAssignments(settings.encoderOptions, options.encoderOptions, "--encoder-option");
     AddAssignments(settings.metadata, options.metadata, "--metadata");
 }

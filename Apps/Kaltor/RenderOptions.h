@@ -38,6 +38,7 @@ struct DocumentOptions {
     Media::EncoderSettings encoder;
     std::vector<std::string> encoderOptions;  ///< KEY=VALUE
     std::vector<std::string> metadata;        ///< KEY=VALUE
+    std::optional<std::uint32_t> firstNumber;
     std::optional<unsigned> seed;
     bool hasNoAudio = false;
     bool isTrusted = false;
