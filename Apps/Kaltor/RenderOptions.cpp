@@ -90,7 +90,7 @@ Edit::Joint MakeJoint(NameSpec const& spec, Edit::Time const& standard, Catalog 
         }
     }
     if (name != "none" && (joint.duration.seconds > 0.0 || joint.duration.frames > 0.0)) {
-        joint.settings = MakeSettings(catalog.FindTransition(name).name, spec.values);
+        joint.settings = MakeSettings(catalog.FindTransition(name), spec.values);
     }
     return joint;
 }
@@ -150,7 +150,7 @@ void AddEffects(Document& document, DocumentOptions const& options, Catalog cons
             CheckClip(*index, text, document.clips.size());
         }
         Edit::Effect effect;
-        effect.settings = MakeSettings(catalog.FindEffect(spec.name).name, spec.values);
+        effect.settings = MakeSettings(catalog.FindEffect(spec.name), spec.values);
         for (std::size_t i = 0; i < document.clips.size(); ++i) {
             if (!index || *index == i + 1) {
                 document.clips[i].effects.push_back(effect);
@@ -291,7 +291,7 @@ void AddOverlays(Document& document, DocumentOptions const& options, Catalog con
 void AddFades(Document& document, DocumentOptions const& options, Catalog const& catalog) {
     auto const make = [&](std::string const& text, char const* option) {
         Edit::Joint joint;
-        joint.settings = MakeSettings(catalog.FindTransition(kDefaultTransition).name, {});
+        joint.settings = MakeSettings(catalog.FindTransition(kDefaultTransition), {});
         joint.duration = ParseDuration(text, option);
         return joint;
     };

@@ -185,7 +185,7 @@ Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     for (auto const& [field, value] : values) {
         preview.command += fmt::format(" --set {}", Quoted(fmt::format("{}={}", field, value)));
     }
-    PictureEffect effect = MakePictureEffect(catalog, entry, *MakeSettings(entry.name, values));
+    PictureEffect effect = MakePictureEffect(catalog, entry, *MakeSettings(entry, values));
     WriteJpeg(folder / preview.poster, *effect.Run(inputs, 0));
     return preview;
 }
