@@ -8,9 +8,10 @@ struct LookRows {};
 /// All looks, in the order of registration; `class` declares the algorithm, and only its own source file defines it.
 using LookEffects =
     LookRows<class EffectChromaticAberration, class EffectDirectionalBlur, class EffectDuotone, class EffectEdgeGlow,
-             class EffectFilmBurn, class EffectGlitch, class EffectGlow, class EffectGodRays, class EffectHalftone,
-             class EffectLensBlur, class EffectLetterbox, class EffectLightLeak, class EffectSpeedLines,
-             class EffectSpinBlur, class EffectVignette, class EffectZoomBlur>;
+             class EffectFilmBurn, class EffectGlitch, class EffectGlow, class EffectGodRays, class EffectGrade,
+             class EffectHalftone, class EffectLensBlur, class EffectLensFlare, class EffectLetterbox,
+             class EffectLightLeak, class EffectSpeedLines, class EffectSpinBlur, class EffectTransform,
+             class EffectVignette, class EffectZoomBlur>;
 using LookTransitions =
     LookRows<class TransitionAperture, class TransitionBokeh, class TransitionBurnAway, class TransitionCardFlip,
              class TransitionColorStagger, class TransitionFilmBurn, class TransitionFilmSlip, class TransitionGlitch,
