@@ -10,17 +10,18 @@ using LookEffects =
     LookRows<class EffectChromaticAberration, class EffectDirectionalBlur, class EffectDuotone, class EffectEdgeGlow,
              class EffectFilmBurn, class EffectGlitch, class EffectGlow, class EffectGodRays, class EffectGrade,
              class EffectHalftone, class EffectLensBlur, class EffectLensFlare, class EffectLetterbox,
-             class EffectLightLeak, class EffectSpeedLines, class EffectSpinBlur, class EffectTransform,
-             class EffectVignette, class EffectZoomBlur>;
+             class EffectLightLeak, class EffectLut, class EffectSpeedLines, class EffectSpinBlur,
+             class EffectTransform, class EffectVignette, class EffectZoomBlur>;
 using LookTransitions =
-    LookRows<class TransitionAperture, class TransitionBokeh, class TransitionBurnAway, class TransitionCardFlip,
-             class TransitionColorStagger, class TransitionFilmBurn, class TransitionFilmSlip, class TransitionGlitch,
-             class TransitionGlowFlash, class TransitionGodRays, class TransitionHexagons, class TransitionLensWarp,
-             class TransitionLightLeak, class TransitionLiquid, class TransitionLumaMorph, class TransitionLumaWipe,
-             class TransitionRaindrops, class TransitionReededGlass, class TransitionSlitScan, class TransitionSmoke,
-             class TransitionSmoothPush, class TransitionSmoothSlide, class TransitionSmoothSpin,
-             class TransitionSmoothZoom, class TransitionStrips, class TransitionTvSwitch, class TransitionVortex,
-             class TransitionWhipPan, class TransitionZoomBlur>;
+    LookRows<class TransitionAperture, class TransitionBokeh, class TransitionBounce, class TransitionBurnAway,
+             class TransitionCardFlip, class TransitionColorStagger, class TransitionFilmBurn, class TransitionFilmSlip,
+             class TransitionGlitch, class TransitionGlowFlash, class TransitionGodRays, class TransitionHexagons,
+             class TransitionKaleidoscope, class TransitionLensWarp, class TransitionLightLeak, class TransitionLiquid,
+             class TransitionLumaMorph, class TransitionLumaWipe, class TransitionPaperTear, class TransitionRaindrops,
+             class TransitionReededGlass, class TransitionSlitScan, class TransitionSmoke, class TransitionSmoothPush,
+             class TransitionSmoothSlide, class TransitionSmoothSpin, class TransitionSmoothZoom,
+             class TransitionStrips, class TransitionTvSwitch, class TransitionVortex, class TransitionWhipPan,
+             class TransitionZoomBlur>;
 
 namespace {
 

@@ -50,7 +50,8 @@ varying vec2 TexCoord0;
 
 float Puff(vec4 cloud) {
     // Billows: folds of the noise are the creases between puffs.
-    return 0.55 * cloud.x + 0.45 * (1.0 - abs(2.0 * cloud.y - 1.0));
+    float fold = 2.0 * cloud.y - 1.0;
+    return 0.7 * cloud.x + 0.3 * (1.0 - fold * fold);
 }
 
 void main() {
@@ -59,10 +60,10 @@ void main() {
     float b = Puff(texture2D(far, bent));
     float above = Puff(texture2D(near, bent + texel));
     float above2 = Puff(texture2D(far, bent + texel));
-    float density = clamp(thick * 2.4 + 1.9 * (a - 0.72) * min(thick * 3.0, 1.0), 0.0, 1.0);
-    float behind = clamp(thick * 2.0 + 1.9 * (b - 0.75) * min(thick * 3.0, 1.0), 0.0, 1.0);
-    float light = clamp(0.55 + 4.0 * (a - above), 0.0, 1.0);
-    float light2 = clamp(0.4 + 3.0 * (b - above2), 0.0, 1.0);
+    float density = clamp(thick * 2.4 + 2.6 * (a - 0.66) * min(thick * 3.0, 1.0), 0.0, 1.0);
+    float behind = clamp(thick * 2.0 + 2.6 * (b - 0.68) * min(thick * 3.0, 1.0), 0.0, 1.0);
+    float light = clamp(0.5 + 1.5 * (a - above) + 1.1 * (a - 0.62), 0.0, 1.0);
+    float light2 = clamp(0.35 + 1.2 * (b - above2) + 0.9 * (b - 0.62), 0.0, 1.0);
     vec4 picture = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), share);
     vec4 veiled = mix(picture, vec4(mix(shade.rgb, color.rgb, 0.8 * light2), 1.0), behind * behind);
     veiled = mix(veiled, vec4(mix(shade.rgb, color.rgb, light), 1.0), density * density * (3.0 - 2.0 * density));
@@ -91,7 +92,7 @@ public:
             .Texture("far", 3, far.Get())
             .Set("thick", settings.density * Hump(progress))
             .Set("share", SmoothStep(0.42, 0.58, progress))
-            .Set("texel", glm::vec2(-0.006F, 0.018F) * static_cast<float>(settings.scale) / pictures.sides)
+            .Set("texel", glm::vec2(-0.02F, 0.05F) * static_cast<float>(settings.scale) / pictures.sides)
             .Set("color", settings.color)
             .Set("shade", settings.shade)
             .DrawTo(*dst);
