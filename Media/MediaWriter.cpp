@@ -225,7 +225,7 @@ OutputForm DescribeOutput(WriterOptions const& options) {
     AVOutputFormat const& container = FindContainer(options.path, options.format);
     AVCodec const& encoder = FindVideoEncoder(container, options.codec, options.path);
     VideoTarget const form = PictureEncoder::ChooseForm(options, encoder);
-    OutputForm result{container.name, encoder.name, av_get_pix_fmt_name(Proc::ToAvPixelFormat(form.pixFmt)), {}};
+    OutputForm result{container.name, encoder.name, av_get_pix_fmt_name(GetAvFormat(form)), {}};
     bool const isSequence = std::string_view(container.name) == "image2";
     AVCodec const* const audio =
         options.sound && !isSequence ? FindAudioEncoder(container, options.audioCodec, options.path) : nullptr;
@@ -240,6 +240,9 @@ MediaWriter::~MediaWriter() = default;
 
 std::optional<SoundFormat> MediaWriter::GetSound() const {
     return impl->soundFormat;
+}
+VideoTarget const& MediaWriter::GetForm() const {
+    return impl->pictures->GetForm();
 }
 std::string MediaWriter::GetCodec() const {
     return impl->videoEncoder.name;

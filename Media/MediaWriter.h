@@ -70,6 +70,8 @@ public:
     /// The form in which sound is taken: the wanted one or the nearest that the encoder has. Empty where none was
     /// wanted or the container carries none.
     std::optional<SoundFormat> GetSound() const;
+    /// The form in which the encoder gets pictures; those that are in it already are not copied.
+    VideoTarget const& GetForm() const;
     /// The encoder's name.
     std::string GetCodec() const;
     /// FFmpeg's names.

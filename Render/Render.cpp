@@ -15,6 +15,7 @@
 #include "Ogl/DataVideoOGL.h"
 #include "Render/Composer.h"
 #include "Render/Losses.h"
+#include "Render/OutputForm.h"
 #include "Render/SoundMix.h"
 
 namespace Kaltor::Render {
@@ -142,7 +143,7 @@ std::vector<Media::Chapter> MakeChapters(Edit::Plan const& plan, Piece const& pi
 WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Piece const& piece,
                                 WarningFn const& warn) {
     WriterOptions options;
-    static_cast<Media::EncoderSettings&>(options) = Media::ApplyProfile(job.document.output, job.output);
+    static_cast<Media::EncoderSettings&>(options) = ChooseSettings(plan, job.document.output, job.output);
     options.path = job.output;
     options.overwrite = job.overwrite || job.isResumed;  // what comes after a gap is made again
     options.video = plan.target;
@@ -364,6 +365,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
         }
     };
     Edit::Plan plan = MakePlan(job, warn);
+    ChooseForm(plan, job.document.output, job.output);
     Piece const piece = FindPiece(job, plan);
     ReportLosses(job, plan, warn);
     bool const needsEffects = NeedsDrawing(plan);
@@ -379,6 +381,9 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     MediaWriter writer(options);
     if (!writer.GetSound()) {
         plan.sounds.clear();  // what a pipe gives for it would be kept for ever
+    }
+    if (!needsEffects && plan.target.like != AV_PIX_FMT_NONE) {
+        plan.target = writer.GetForm();  // straight from the decoder to the encoder
     }
     Stages stages(job, plan, piece, factory, writer, pipeline);
     stages.Start(needsEffects);
@@ -405,7 +410,8 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
 
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {
     WarningFn const warn = job.onWarning ? job.onWarning : [](std::string const&) {};
-    Edit::Plan const plan = MakePlan(job, warn);
+    Edit::Plan plan = MakePlan(job, warn);
+    ChoosePictureForm(plan, job.document.output);
     // The frame that shows then, not the nearest one.
     constexpr double kRounding = 1e-6;
     auto const number = static_cast<std::int64_t>(std::floor((seconds + kRounding) * av_q2d(plan.time.frameRate)));
