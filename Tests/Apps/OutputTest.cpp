@@ -256,9 +256,9 @@ TEST_F(OutputTest, MachinesAreToldWhatHappensAndWhatIsLost) {
         "ffmpeg -v error -f lavfi -i testsrc2=s=64x36:r=10 -i t.srt -f lavfi -i sine -ac 6 -t 1 -c:v ffv1 -pix_fmt "
         "yuva444p10le -c:s srt c.mkv; ffmpeg -v error -i b.mkv -c:v ffv1 -color_trc smpte2084 h.mkv");
     Expect("ffmpeg -v error -i b.mkv -r 20 -c:v ffv1 fast.mkv");
-    std::string const line = "render a.mkv c.mkv fast.mkv -o x.mp4 --transition none ";
+    std::string const line = "render a.mkv c.mkv fast.mkv -o x.mp4 --codec mpeg4 --transition none ";
     json const plan =
-        json::parse(Succeed("render a.mkv c.mkv fast.mkv h.mkv -o x.mp4 --transition none --dry-run --json"));
+        json::parse(Succeed("render a.mkv c.mkv fast.mkv h.mkv -o x.mp4 --codec mpeg4 --transition none --dry-run --json"));
     std::set<std::string> kinds;
     for (json const& loss : plan.at("losses")) {
         kinds.insert(loss.at("file").get<std::string>() + " " + loss.at("kind").get<std::string>());
