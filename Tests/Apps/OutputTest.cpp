@@ -1,5 +1,7 @@
 // Outputs and inputs as other programs see them: encoders, sequences, pipes, and what is said to machines. What was
 // written is decoded by ffmpeg and ffprobe.
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include <gmock/gmock.h>
@@ -10,6 +12,7 @@
 namespace Kaltor {
 namespace {
 
+namespace fs = std::filesystem;
 using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
