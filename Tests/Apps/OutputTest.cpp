@@ -83,17 +83,17 @@ TEST_F(OutputTest, EncodersAreGivenWhatIsAskedFor) {
     Succeed(
         "render a.mkv -o s.mkv --codec libx264 --bitrate 100k --preset ultrafast --pix-fmt yuv444p --no-audio "
         "--encoder-option bf=0");
-    EXPECT_THAT(Probe("stream=pix_fmt,has_b_frames", "s.mkv"), HasSubstr("pix_fmt=yuv444p|has_b_frames=0"));
+    EXPECT_THAT(Probe("stream=pix_fmt,has_b_frames", "s.mkv"), HasSubstr("has_b_frames=0|pix_fmt=yuv444p"));
     EXPECT_THAT(ReadAll(In("s.mkv")), AllOf(HasSubstr("rc=abr"), HasSubstr("bitrate=100"), HasSubstr("subme=0")));
     for (char const* const codec : {"libx265", "libsvtav1"}) {  // they print what they do, unless they are told
         Succeed(fmt::format("render b.mkv -o {0}.mkv --codec {0} --size 128x72", codec));
     }
     Succeed("render b.mkv -o b.webp --for webp");
-    EXPECT_GT(fs::file_size(In("b.webp")), 5000U) << "of poor quality";
+    EXPECT_GT(fs::file_size(In("b.webp")), 3000U) << "of poor quality";
 
     for (auto const& [words, message] : std::initializer_list<std::pair<char const*, char const*>>{
              {"--for cinema", "web, small, archive"},
-             {"--for prores", ".mov or .mkv"},
+             {"--for gif", "makes .gif files"},
              {"--format tape", "mp4, mkv, webm"},
              {"--preset quick", "ultrafast, superfast"},
              {"--codec libsvtav1 --preset 99", "-1 to 13"},
