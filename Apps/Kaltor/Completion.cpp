@@ -129,10 +129,9 @@ Completions CompleteSpec(Catalog const& catalog, Kind kind, std::size_t places, 
     return Pick(candidates, rest, before);
 }
 
-Completions OfferCodecs(std::string const& output) {
+Completions OfferCodecs(std::string const& output, AVMediaType type) {
     Completions codecs;
-    for (std::string const& name :
-         Media::ListEncoders(Media::FindContainer(output.empty() ? "a.mkv" : output), AVMEDIA_TYPE_VIDEO)) {
+    for (std::string const& name : Media::ListEncoders(Media::FindContainer(output.empty() ? "a.mkv" : output), type)) {
         codecs.push_back({name, ""});
     }
     return codecs;
@@ -142,8 +141,29 @@ Completions CompleteValue(TypedWords const& typed, std::string const& option, st
     if (option == "--fit") {
         return Pick({{"whole", ""}, {"fill", ""}, {"stretch", ""}, {"blur", ""}}, text, "");
     }
-    if (option == "--codec") {
-        return Pick(OfferCodecs(typed.output), text, "");
+    if (option == "--codec" || option == "--audio-codec") {
+        return Pick(OfferCodecs(typed.output, option == "--codec" ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO), text, "");
+    }
+    if (option == "--for") {
+        Completions uses;
+        for (Media::Profile const& profile : Media::GetProfiles()) {
+            uses.push_back({std::string(profile.name), std::string(profile.help)});
+        }
+        return Pick(uses, text, "");
+    }
+    if (option == "--format") {
+        return Pick({{"mp4", ""},
+                     {"mov", ""},
+                     {"mkv", ""},
+                     {"webm", ""},
+                     {"mpegts", ""},
+                     {"nut", ""},
+                     {"y4m", ""},
+                     {"raw", "frames without a header"}},
+                    text, "");
+    }
+    if (option == "--progress") {
+        return Pick({{"bar", ""}, {"json", ""}, {"none", ""}}, text, "");
     }
     std::size_t const clips = typed.positionals.size();
     if (option == "--effect") {

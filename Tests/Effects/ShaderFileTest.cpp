@@ -87,7 +87,7 @@ TEST(ShaderFileUniforms, RefusalsNameTheLine) {
     EXPECT_THAT(refusal(std::string(kMixing) + "vec4 effect(vec2 uv) { return vec4(0.0); }"), HasSubstr("both"));
     EXPECT_THAT(refusal(std::string("\nuniform float speed;\n") + kMixing),
                 AllOf(HasSubstr("my.glsl:2:"), HasSubstr("speed has no default")));
-    EXPECT_THAT(refusal(std::string("uniform vec3 v; // = vec2(1.0)\n") + kMixing), HasSubstr("v is no vec3"));
+    EXPECT_THAT(refusal(std::string("uniform vec3 v; // = vec2(1.0, 2.0)\n") + kMixing), HasSubstr("v is no vec3"));
     EXPECT_THAT(refusal(std::string("uniform float v; // = 3.0; // 0 to 1: much\n") + kMixing), HasSubstr("0 to 1"));
     EXPECT_THAT(refusal(std::string("uniform float v[3];\n") + kMixing), HasSubstr("array"));
     EXPECT_THAT(refusal(std::string("uniform mat3 v;\n") + kMixing), HasSubstr("mat3"));

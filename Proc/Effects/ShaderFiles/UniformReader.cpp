@@ -277,7 +277,7 @@ private:
         uniform.size = type.size;
         uniform.line = found.line;
         uniform.help = found.notes.help.empty() ? fmt::format("the file's {}", found.name) : found.notes.help;
-        if (type.type == Type::Sampler) {
+        if (type.type == Type::Sampler || IsGivenUniform(found.name)) {
             uniform.initial = std::string();
             return uniform;
         }
