@@ -43,15 +43,21 @@ struct SettingsEffectVHS final : SettingsOf<SettingsEffectVHS> {
 struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
     static inline std::string const CLASS_ID = "EffectStripes";
     static constexpr std::string_view SUMMARY =
-        "Lays coloured stripes over the picture, at any angle, still or drifting.";
+        "Lays stripes of colour, light or glass over the picture, at any angle, still or drifting.";
     static constexpr std::string_view NEUTRAL = "fill=0";
 
-    double angle = 45.0;
-    std::int32_t count = 12;
+    enum class Blend : std::int32_t { Normal, Multiply, Screen, Overlay, SoftLight, Invert, Displace, Blur };
+
+    double angle = 60.0;
+    std::int32_t count = 9;
     double fill = 0.5;
-    Color color{0xFF, 0xFF, 0xFF, 0x80};
-    double softness = 0.02;
-    double speed = 0.0;
+    Color color{0xFF, 0xF4, 0xE0, 0xB0};
+    double softness = 0.04;
+    double speed = 0.15;
+    Blend blend = Blend::SoftLight;
+    double gradient = 0.8;
+    double variation = 0.6;
+    double depth = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::angle>(-180.0, 180.0, "direction of the stripes, degrees counter-clockwise"),
@@ -61,7 +67,19 @@ struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
                 Declare<&This::softness>(
                     0.0, 1.0, "softness of their edges, as a fraction of the stripe or the gap, whichever is narrower"),
                 Declare<&This::speed>(-10.0, 10.0,
-                                      "drift, stripes per second; horizontal stripes go up, vertical ones left")};
+                                      "drift, stripes per second; horizontal stripes go up, vertical ones left"),
+                Declare<&This::blend>({{Blend::Normal, "normal"},
+                                       {Blend::Multiply, "multiply"},
+                                       {Blend::Screen, "screen"},
+                                       {Blend::Overlay, "overlay"},
+                                       {Blend::SoftLight, "soft-light"},
+                                       {Blend::Invert, "invert"},
+                                       {Blend::Displace, "displace"},
+                                       {Blend::Blur, "blur"}},
+                                      "what a stripe does to the picture; displace and blur: glass in that colour"),
+                Declare<&This::gradient>(0.0, 1.0, "how far a stripe fades across its width"),
+                Declare<&This::variation>(0.0, 1.0, "how much stripes differ in width and strength"),
+                Declare<&This::depth>(0.0, 1.0, "how far stripes of glass displace or blur")};
     }
 };
 
