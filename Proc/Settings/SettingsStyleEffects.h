@@ -96,9 +96,13 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
     Direction moveDirection = Direction::Down;
     Kind kind = Kind::Snow;
     std::int32_t count = 80;
-    double size = 0.03;
+    double size = 0.07;
     double speed = 0.2;
     Color color{0xFF, 0xFF, 0xFF, 0xE0};
+    bool crystals = false;
+    double depth = 0.6;
+    double gust = 0.4;
+    double streaks = 0.5;
 
     void SetMoveDirection(Direction value) { moveDirection = value; }
 
@@ -119,7 +123,12 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
                 Declare<&This::count>(1, 2000, "how many objects"),
                 Declare<&This::size>(0.002, 0.3, "size of a near object as a fraction of the picture's larger side"),
                 Declare<&This::speed>(0.0, 5.0, "speed, frame heights per second"),
-                Declare<&This::color>("tint of the objects; its alpha is how much they cover")};
+                Declare<&This::color>("tint of the objects; its alpha is how much they cover"),
+                Declare<&This::crystals>("snow shows its crystals; otherwise flakes are soft"),
+                Declare<&This::depth>(0.0, 1.0, "how far near and distant objects are out of focus"),
+                Declare<&This::gust>(0.0, 1.0, "how far gusts carry objects to the side"),
+                Declare<&This::streaks>(
+                    0.0, 1.0, "how long moving objects smear, as the part of 1/25 s that the shutter is open")};
     }
 };
 
