@@ -66,16 +66,20 @@ struct SettingsEffectGlassMosaic final : SettingsOf<SettingsEffectGlassMosaic> {
     static inline std::string const CLASS_ID = "EffectGlassMosaic";
     static constexpr std::string_view SUMMARY =
         "Shows the picture through a wall of glass bricks, each a small lens with a bright rim.";
-    static constexpr std::string_view NEUTRAL = "strength=0 bevel=0";
+    static constexpr std::string_view NEUTRAL = "strength=0 bevel=0 variation=0";
 
-    std::int32_t count = 20;
-    double strength = 0.5;
+    std::int32_t count = 9;
+    double strength = 0.6;
     double bevel = 0.5;
+    double variation = 0.5;
+    double dispersion = 0.4;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::count>(2, 200, "bricks along the shorter side"),
                 Declare<&This::strength>(0.0, 1.0, "how much each brick bends the picture"),
-                Declare<&This::bevel>(0.0, 1.0, "how wide and bright the rims are")};
+                Declare<&This::bevel>(0.0, 1.0, "how wide and bright the rims are"),
+                Declare<&This::variation>(0.0, 1.0, "how much bricks differ from each other"),
+                Declare<&This::dispersion>(0.0, 1.0, "how far the glass takes colours apart")};
     }
 };
 
