@@ -52,13 +52,16 @@ struct SettingsEffectErosion final : SettingsOf<SettingsEffectErosion> {
     Mode mode = Mode::Erosion;
     Shape shape = Shape::Square;
     double size = 0.004;
+    bool channels = false;
 
     static std::vector<Field> DeclareFields() {
         return {
             Declare<&This::mode>({{Mode::Erosion, "erosion"}, {Mode::Dilation, "dilation"}},
                                  "erosion: dark areas grow; dilation: bright areas grow"),
             Declare<&This::shape>({{Shape::Square, "square"}, {Shape::Disc, "disc"}}, "the shape of the neighbourhood"),
-            Declare<&This::size>(0.0, 0.05, "radius of the neighbourhood as a fraction of the picture's larger side")};
+            Declare<&This::size>(0.0, 0.05, "radius of the neighbourhood as a fraction of the picture's larger side"),
+            Declare<&This::channels>(
+                "each channel by itself, which makes new colours; otherwise whole pixels by luma")};
     }
 };
 
