@@ -109,12 +109,15 @@ struct SettingsEffectFindEdges final : SettingsOf<SettingsEffectFindEdges> {
     double threshold = 0.05;
     bool inverted = true;
     bool color = false;
+    double smoothing = 0.0025;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 10.0, "how dark or bright the lines are"),
                 Declare<&This::threshold>(0.0, 1.0, "gradients below this draw no line"),
                 Declare<&This::inverted>("dark lines on white; otherwise bright ones on black"),
-                Declare<&This::color>("lines keep the picture's colours")};
+                Declare<&This::color>("lines keep the picture's colours"),
+                Declare<&This::smoothing>(
+                    0.0, 0.02, "width over which the picture is averaged before, as a fraction of its larger side")};
     }
 };
 
