@@ -11,14 +11,23 @@ struct SettingsEffectColorBrush final : SettingsOf<SettingsEffectColorBrush> {
     static constexpr bool RUNS_ON_PROGRESS = true;
     static constexpr bool KEEPS_LAYOUT = true;
 
+    enum class Style : std::int32_t { Strokes, Sweep };
+
     std::int32_t angle = 30;
     std::int32_t size = 12;
     std::uint32_t rough = 50;
+    Style style = Style::Strokes;
+    double wet = 0.5;
+    double paper = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::angle>(-90, 90, "direction of the strokes, degrees"),
-                Declare<&This::size>(1, 1000, "number of strokes"),
-                Declare<&This::rough>(0, 100, "roughness of the strokes, percent")};
+                Declare<&This::size>(1, 1000, "number of strokes, of one beside the other"),
+                Declare<&This::rough>(0, 100, "roughness of the strokes, percent"),
+                Declare<&This::style>({{Style::Strokes, "strokes"}, {Style::Sweep, "sweep"}},
+                                      "strokes: many, one over the other; sweep: one brush goes back and forth"),
+                Declare<&This::wet>(0.0, 1.0, "how dark the rims of wet paint are"),
+                Declare<&This::paper>(0.0, 1.0, "how much the paper's grain shows")};
     }
 };
 
