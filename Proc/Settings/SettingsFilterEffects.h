@@ -143,14 +143,18 @@ struct SettingsEffectDiffuse final : SettingsOf<SettingsEffectDiffuse> {
     static constexpr std::string_view SUMMARY = "Shows the picture through frosted glass.";
     static constexpr std::string_view NEUTRAL = "size=0";
 
-    double size = 0.01;
+    double size = 0.012;
     bool animated = false;
+    double cell = 0.025;
 
     static std::vector<Field> DeclareFields() {
         return {
             Declare<&This::size>(
                 0.0, 0.2, "how far away a pixel's colour may come from, as a fraction of the picture's larger side"),
-            Declare<&This::animated>("a new pattern every 1/25 s")};
+            Declare<&This::animated>("a new pattern every 1/25 s"),
+            Declare<&This::cell>(
+                0.0, 0.1,
+                "size of the glass's waves as a fraction of the picture's larger side; 0: fine grains alone")};
     }
 };
 
