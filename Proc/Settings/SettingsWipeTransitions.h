@@ -235,10 +235,11 @@ struct SettingsTransitionMatrix final : SettingsOf<SettingsTransitionMatrix> {
 
     std::int32_t num = 60;
     Color color{0x40, 0xFF, 0x60, 0xFF};
+    double glow = 0.6;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::num>(4, 400, "number of columns"),
-                Declare<&This::color>("colour of the falling glyphs")};
+        return {Declare<&This::num>(4, 400, "number of columns"), Declare<&This::color>("colour of the falling glyphs"),
+                Declare<&This::glow>(0.0, 1.0, "how much light glyphs cast around them")};
     }
 };
 
