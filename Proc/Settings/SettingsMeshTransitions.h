@@ -159,8 +159,12 @@ struct SettingsTransitionTwist final : SettingsOf<SettingsTransitionTwist> {
 
     enum class Direction : std::int32_t { LeftToRight, RightToLeft, BottomToTop, TopToBottom };
 
+    enum class Background : std::int32_t { Blurred, Black };
+
     Direction dir = Direction::LeftToRight;
     std::int32_t turns = 1;
+    Background background = Background::Blurred;
+    double thickness = 0.02;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::dir>({{Direction::LeftToRight, "left-to-right"},
@@ -168,7 +172,10 @@ struct SettingsTransitionTwist final : SettingsOf<SettingsTransitionTwist> {
                                      {Direction::BottomToTop, "bottom-to-top"},
                                      {Direction::TopToBottom, "top-to-bottom"}},
                                     "where the twist moves to"),
-                Declare<&This::turns>(1, 9, "half turns; an even number counts as the next odd one")};
+                Declare<&This::turns>(1, 9, "half turns; an even number counts as the next odd one"),
+                Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
+                                           "what is seen around the ribbon: the pictures blurred, or nothing"),
+                Declare<&This::thickness>(0.0, 0.1, "thickness of the ribbon as a fraction of its width")};
     }
 };
 

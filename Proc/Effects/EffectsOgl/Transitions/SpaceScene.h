@@ -33,7 +33,9 @@ extern char const* const kStretchFunctions;
 /// black. Blends premultiplied colours for its lifetime. GL thread only.
 class SpaceScene {
 public:
-    SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& second, ShaderStorage const& shaderStorage);
+    /// `weight`: behind everything lie both pictures, enlarged, blurred and dark, the second one by this share.
+    SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& second, ShaderStorage const& shaderStorage,
+               std::optional<double> weight = std::nullopt);
 
     Texture const& GetOutgoing() const { return outgoing.Get(); }
     Texture const& GetIncoming() const { return incoming.Get(); }
