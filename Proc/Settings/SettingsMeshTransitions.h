@@ -201,19 +201,31 @@ struct SettingsTransitionPuzzle final : SettingsOf<SettingsTransitionPuzzle> {
 struct SettingsTransitionMosaic final : SettingsOf<SettingsTransitionMosaic> {
     static inline std::string const CLASS_ID = "TransitionMosaic";
     static constexpr std::string_view SUMMARY =
-        "Tiles turn over in space in random order, with one picture on each side.";
+        "Tiles turn over in space one after the other, with one picture on each side.";
     static constexpr bool IS_RANDOM = true;
 
     enum class Axis : std::int32_t { Horizontal, Vertical, Mixed };
+    enum class Order : std::int32_t { Random, Wave, Diagonal, Centre };
+    enum class Background : std::int32_t { Blurred, Black };
 
     std::int32_t num = 8;
     Axis axis = Axis::Horizontal;
+    Order order = Order::Diagonal;
+    Background background = Background::Blurred;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::num>(1, 100, "tiles along the shorter side"),
                 Declare<&This::axis>(
                     {{Axis::Horizontal, "horizontal"}, {Axis::Vertical, "vertical"}, {Axis::Mixed, "mixed"}},
-                    "the axis that the tiles turn about")};
+                    "the axis that the tiles turn about"),
+                Declare<&This::order>({{Order::Random, "random"},
+                                       {Order::Wave, "wave"},
+                                       {Order::Diagonal, "diagonal"},
+                                       {Order::Centre, "centre"}},
+                                      "the order in which they turn: by chance, or as a wave from the left, from the "
+                                      "upper left or from the middle"),
+                Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
+                                           "what is seen behind tiles that turn: the pictures blurred, or nothing")};
     }
 };
 
