@@ -173,7 +173,7 @@ struct SettingsEffectMask final : SettingsOf<SettingsEffectMask> {
     double width = 0.5;
     double height = 0.5;
     double rotation = 0.0;
-    double feather = 0.05;
+    double feather = 0.2;
     bool inverted = false;
     Action action = Action::Blur;
     double blur = 0.02;
