@@ -86,14 +86,18 @@ struct SettingsEffectVertigo final : SettingsOf<SettingsEffectVertigo> {
         "Lets the picture sway while turned and zoomed ghosts of it circle around, as in dizziness.";
     static constexpr std::string_view NEUTRAL = "strength=0";
 
-    double strength = 0.5;
-    double speed = 0.5;
-    std::int32_t ghosts = 4;
+    double strength = 0.6;
+    double speed = 0.3;
+    std::int32_t ghosts = 5;
+    double zoom = 0.5;
+    double chroma = 0.6;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 1.0, "how far the ghosts reach and how strong they are"),
                 Declare<&This::speed>(0.0, 5.0, "turns per second"),
-                Declare<&This::ghosts>(1, 8, "how many ghosts trail behind")};
+                Declare<&This::ghosts>(1, 8, "how many ghosts trail behind"),
+                Declare<&This::zoom>(0.0, 1.0, "how far ghosts are enlarged, and pulse"),
+                Declare<&This::chroma>(0.0, 1.0, "how far the colours of ghosts come apart")};
     }
 };
 
