@@ -204,13 +204,19 @@ struct SettingsEffectSharpen final : SettingsOf<SettingsEffectSharpen> {
 
     enum class Kernel : std::int32_t { ThreeByThree, FiveByFive };
 
-    double strength = 0.6;
+    double strength = 0.8;
     Kernel kernel = Kernel::ThreeByThree;
+    double radius = 0.0012;
+    double threshold = 0.01;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::strength>(0.0, 4.0, "how much detail is added; 0 leaves the picture unchanged"),
-                Declare<&This::kernel>({{Kernel::ThreeByThree, "3x3"}, {Kernel::FiveByFive, "5x5"}},
-                                       "the neighbourhood that detail is measured against")};
+        return {
+            Declare<&This::strength>(0.0, 4.0, "how much detail is added; 0 leaves the picture unchanged"),
+            Declare<&This::kernel>({{Kernel::ThreeByThree, "3x3"}, {Kernel::FiveByFive, "5x5"}},
+                                   "the neighbourhood that detail is measured against, if it has no radius"),
+            Declare<&This::radius>(
+                0.0, 0.05, "size of the detail as a fraction of the picture's larger side; below a pixel: the kernel"),
+            Declare<&This::threshold>(0.0, 0.5, "detail fainter than this, such as noise, stays as it is")};
     }
 };
 
