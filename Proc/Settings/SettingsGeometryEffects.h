@@ -154,11 +154,13 @@ struct SettingsEffectCameraShake final : SettingsOf<SettingsEffectCameraShake> {
     double amplitude = 0.01;
     double frequency = 3.0;
     double rotation = 0.5;
+    double drift = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::amplitude>(0.0, 0.2, "greatest shift as a fraction of the picture's larger side"),
                 Declare<&This::frequency>(0.1, 30.0, "how fast the hand trembles, Hz"),
-                Declare<&This::rotation>(0.0, 20.0, "greatest roll, degrees")};
+                Declare<&This::rotation>(0.0, 20.0, "greatest roll, degrees"),
+                Declare<&This::drift>(0.0, 1.0, "how far the camera drifts slowly under the tremor")};
     }
 };
 
