@@ -107,6 +107,8 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     static constexpr std::string_view NEUTRAL = "endZoom=1";
     static constexpr bool RUNS_ON_PROGRESS = true;
 
+    enum class Background : std::int32_t { Blurred, Black };
+
     double startX = 0.5;
     double startY = 0.5;
     double startZoom = 1.0;
@@ -114,6 +116,7 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     double endY = 0.5;
     double endZoom = 1.5;
     bool smooth = true;
+    Background background = Background::Blurred;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::startX>(0.0, 1.0, "centre of the first view from the left"),
@@ -122,7 +125,9 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
                 Declare<&This::endX>(0.0, 1.0, "centre of the last view from the left"),
                 Declare<&This::endY>(0.0, 1.0, "centre of the last view from the bottom"),
                 Declare<&This::endZoom>(0.1, 20.0, "magnification of the last view"),
-                Declare<&This::smooth>("eases in and out")};
+                Declare<&This::smooth>("eases in and out"),
+                Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
+                                           "what is around views that are larger than the picture")};
     }
 };
 
@@ -133,14 +138,19 @@ struct SettingsEffectZoom final : SettingsOf<SettingsEffectZoom> {
 
     double x = 0.5;
     double y = 0.5;
+    enum class Fill : std::int32_t { Blurred, Color };
+
     double zoom = 1.5;
     Color background{0x00, 0x00, 0x00, 0xFF};
+    Fill fill = Fill::Blurred;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::x>(0.0, 1.0, "the point that stays where it is, from the left"),
                 Declare<&This::y>(0.0, 1.0, "the point that stays where it is, from the bottom"),
                 Declare<&This::zoom>(0.1, 20.0, "magnification; below 1 the picture shrinks"),
-                Declare<&This::background>("the colour around a picture that is smaller than the frame")};
+                Declare<&This::background>("the colour around a picture that is smaller than the frame"),
+                Declare<&This::fill>({{Fill::Blurred, "blurred"}, {Fill::Color, "color"}},
+                                     "what is around it: the picture blurred, or the background's colour")};
     }
 };
 
