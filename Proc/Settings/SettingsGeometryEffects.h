@@ -176,21 +176,31 @@ struct SettingsEffectCameraShake final : SettingsOf<SettingsEffectCameraShake> {
 
 struct SettingsEffectMirror final : SettingsOf<SettingsEffectMirror> {
     static inline std::string const CLASS_ID = "EffectMirror";
-    static constexpr std::string_view SUMMARY = "Reflects one side of the picture onto the other.";
+    static constexpr std::string_view SUMMARY =
+        "Reflects one side of the picture onto the other, or a sector all around.";
 
-    enum class Axis : std::int32_t { LeftToRight, RightToLeft, BottomToTop, TopToBottom, Quarters };
+    enum class Axis : std::int32_t { LeftToRight, RightToLeft, BottomToTop, TopToBottom, Quarters, Kaleidoscope };
 
     Axis axis = Axis::LeftToRight;
     double position = 0.5;
+    std::int32_t segments = 8;
+    double turn = 0.0;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::axis>({{Axis::LeftToRight, "left-to-right"},
-                                      {Axis::RightToLeft, "right-to-left"},
-                                      {Axis::BottomToTop, "bottom-to-top"},
-                                      {Axis::TopToBottom, "top-to-bottom"},
-                                      {Axis::Quarters, "quarters"}},
-                                     "which side is reflected onto which; quarters: the upper left one is kept"),
-                Declare<&This::position>(0.01, 0.99, "where the axis lies, from the left or from the bottom")};
+        return {
+            Declare<&This::axis>({{Axis::LeftToRight, "left-to-right"},
+                                  {Axis::RightToLeft, "right-to-left"},
+                                  {Axis::BottomToTop, "bottom-to-top"},
+                                  {Axis::TopToBottom, "top-to-bottom"},
+                                  {Axis::Quarters, "quarters"},
+                                  {Axis::Kaleidoscope, "kaleidoscope"}},
+                                 "which side is reflected onto which; quarters: the upper left one is kept; "
+                                 "kaleidoscope: a sector is reflected all around"),
+            Declare<&This::position>(0.01, 0.99,
+                                     "where the axis lies, from the left or from the bottom; the middle of what "
+                                     "the kaleidoscope sees"),
+            Declare<&This::segments>(2, 32, "sectors of the kaleidoscope; an odd number counts as the next even one"),
+            Declare<&This::turn>(-180.0, 180.0, "how far the kaleidoscope's sector is turned, degrees")};
     }
 };
 
