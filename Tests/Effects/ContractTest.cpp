@@ -105,13 +105,11 @@ constexpr std::array<Exemption, 25> kFilterStraight{{
 constexpr std::array kTwoInputs{Exemption{"EffectImageBlender", "takes the base's"}};
 
 /// What some fields need to be seen in a small picture.
-std::vector<std::string> const kContexts{"EffectZoom zoom=0.5",
-                                         "EffectErosion size=0.05",
-                                         "EffectMosaic count=5",
-                                         "EffectMask action=1",
-                                         "EffectPanAndZoom startZoom=3",
-                                         "EffectSubFrame background=1",
-                                         "TransitionRipple freq=2 width=0.6"};
+std::vector<std::string> const kContexts{"EffectZoom zoom=0.5 fill=color", "EffectErosion size=0.05",
+                                         "EffectMosaic count=5",           "EffectMask action=1",
+                                         "EffectPanAndZoom startZoom=3",   "EffectPanAndZoom startZoom=0.4 endZoom=0.5",
+                                         "EffectMirror axis=kaleidoscope", "TransitionPixels type=1",
+                                         "EffectSubFrame background=1",    "TransitionRipple freq=2 width=0.6"};
 
 /// Fields that act differently on the next frame than on the first one.
 constexpr std::array kNotAtOnce{Exemption{"TransitionShatter num", "draws anew for another number"}};
@@ -129,7 +127,7 @@ constexpr std::array kRandom{"EffectCameraShake",       "EffectFlyingObjects", "
 /// Effects that draw another picture at another size.
 constexpr std::array kOfPixels{
     Exemption{"EffectSharpen", "its kernels count pixels"},
-    Exemption{"EffectColorBrush", "its brush has bristles by the column of pixels"},
+    Exemption{"EffectColorBrush", "its bristles are finer than pixels"},
     Exemption{"TransitionWaterbrush", "its brush has bristles by the column of pixels"},
 };
 
