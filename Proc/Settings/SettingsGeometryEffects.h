@@ -136,10 +136,10 @@ struct SettingsEffectZoom final : SettingsOf<SettingsEffectZoom> {
     static constexpr std::string_view SUMMARY = "Enlarges or reduces the picture about a point.";
     static constexpr std::string_view NEUTRAL = "zoom=1";
 
-    double x = 0.5;
-    double y = 0.5;
     enum class Fill : std::int32_t { Blurred, Color };
 
+    double x = 0.5;
+    double y = 0.5;
     double zoom = 1.5;
     Color background{0x00, 0x00, 0x00, 0xFF};
     Fill fill = Fill::Blurred;

@@ -228,7 +228,7 @@ private:
         PooledTexture front;   ///< the foreground's
 
     private:
-        static constexpr double kTexels = 480.0;  // along the larger side
+        static constexpr double kTexels = 320.0;  // along the larger side
 
         static TextureForm GetForm(Frame const& picture, double part) {
             double const larger = std::max(picture.GetWidth(), picture.GetHeight());

@@ -95,8 +95,7 @@ void main() {
     float grain = 0.6 * texture2D(noise, fibre / kNoiseSize).g + 0.4 * texture2D(noise, fibre.yx * 0.43 / kNoiseSize).b;
     // Pits of the paper take paint last.
     float weight = clamp((age - 0.012 * paper * grain) * 90.0, 0.0, 1.0);
-    float around = 0.25 * (Painted(TexCoord0 + rim) + Painted(TexCoord0 - rim) +
-                           Painted(TexCoord0 + vec2(rim.x, -rim.y)) + Painted(TexCoord0 + vec2(-rim.x, rim.y)));
+    float around = 0.5 * (Painted(TexCoord0 + rim) + Painted(TexCoord0 - rim));
     float fresh = exp(-18.0 * max(age, 0.0));
     float dense = wet * (1.1 * (1.0 - around) + 0.35 * fresh);
     vec3 paint = picture.rgb * mix(vec3(1.0), 0.35 + 0.65 * picture.rgb, clamp(dense, 0.0, 1.0));

@@ -115,13 +115,13 @@ public:
           isDilation(dilates),
           isWhole(takesWhole),
           isBlended(!takesWhole && OglManager::GetInstance().GetStrategy().areFetchesDear),
-          fewestTaps(OglManager::GetInstance().GetStrategy().areFetchesDear),
+          areFetchesDear(OglManager::GetInstance().GetStrategy().areFetchesDear),
           whole(picture) {}
 
     /// How far a stretch of `half` pixels to each side can grow with one more pass.
     int Widen(int half) const {
-        int const mostGaps =
-            fewestTaps ? 2 : 6;  // three taps per step give the fewest in all; passes cost more than taps
+        // Copies: three taps a pass give the fewest in all. Where a program reads the taps, passes cost more than taps.
+        int const mostGaps = isBlended ? 2 : (areFetchesDear ? 4 : 6);
         return half + mostGaps * (2 * half + 1) / 2;
     }
 
@@ -240,10 +240,10 @@ private:
     char const* function;
     GLenum equation;
     bool isDilation;
-    bool isWhole;     ///< pixels are taken whole, by luma
-    bool isBlended;   ///< taps are blended copies
-    bool fewestTaps;  ///< more passes for fewer taps
-    Frame whole;      ///< the whole pixels so far
+    bool isWhole;    ///< pixels are taken whole, by luma
+    bool isBlended;  ///< taps are blended copies
+    bool areFetchesDear;
+    Frame whole;  ///< the whole pixels so far
 };
 
 void DrawSquare(Morphology& morphology, Frame const& picture, int radius, DataVideoOGL& target) {

@@ -3,7 +3,7 @@
 // where it is largest, so that borders between colours of equal brightness are found too; 1 stands for a full step.
 // Where the luma is low, channels count more: eyes see steps between dark colours as well as between bright ones.
 //
-// Before that the picture is averaged over `smoothing`, twice, which takes out noise and texture finer than lines are.
+// Before that the picture is averaged over `smoothing`, which takes out noise and texture finer than lines are.
 //
 // Lines are as wide in relation to the picture at every size: the operator's cells are 1/960 of the larger side wide,
 // and where that is more than a pixel the picture is first averaged over them. Where it is less, gradients are weaker
@@ -136,13 +136,8 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     double const wanted = std::max(picture.GetWidth(), picture.GetHeight()) / kCellsPerSide;
     double const cell = std::max(wanted, 1.0);
     double const smooth = settings.smoothing * std::max(picture.GetWidth(), picture.GetHeight());
-    Frame averaged = picture;
-    if (smooth > 1.0) {
-        averaged = AverageOver(averaged, smooth, storage);
-    }
-    if (std::max(cell, smooth) > 1.0) {
-        averaged = AverageOver(averaged, std::max(cell, smooth), storage);
-    }
+    double const width = std::max(cell, smooth);
+    Frame const averaged = width > 1.0 ? AverageOver(picture, width, storage) : picture;
     bool const isAtTexels = cell == std::floor(cell);
     bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
     bool const isColored = settings.color;
