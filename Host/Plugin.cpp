@@ -8,26 +8,13 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Host/OtherPlugins.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
 
 namespace Kaltor::Host {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// The folder of the shared library that the host and the plug-in both use, or "" if it is not known.
-fs::path LibraryFolder() {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
-        return {};
-    }
-    return fs::path(info.dli_fname).parent_path();
-}
-
-fs::path ProgramFolder() {
-    std::error_code error;
-    return fs::read_symlink("/proc/self/exe", error).parent_path();
-}
 
 std::string LastLoaderError() {
     char const* const text = dlerror();
@@ -36,12 +23,25 @@ std::string LastLoaderError() {
 
 }  // namespace
 
+fs::path GetLibraryFolder() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
+        return {};
+    }
+    return fs::path(info.dli_fname).parent_path();
+}
+
+fs::path GetProgramFolder() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
+
 fs::path FindPlugin() {
     char const* const named = std::getenv(kPluginVariable);
     if (named != nullptr && *named != '\0') {
         return named;
     }
-    std::vector<fs::path> const places{ProgramFolder(), LibraryFolder(), LibraryFolder() / "kaltor"};
+    std::vector<fs::path> const places{GetProgramFolder(), GetLibraryFolder(), GetLibraryFolder() / "kaltor"};
     std::string looked;
     for (fs::path const& place : places) {
         fs::path const file = place / KALTOR_PLUGIN_FILE;
@@ -55,10 +55,24 @@ fs::path FindPlugin() {
         fmt::format("the plug-in {} is not in {}; set {} to its path", KALTOR_PLUGIN_FILE, looked, kPluginVariable)));
 }
 
+fs::path FindLooks(fs::path const& plugin) {
+    std::error_code error;
+    fs::path file = fs::absolute(plugin).parent_path() / KALTOR_LOOKS_FILE;
+    return fs::exists(file, error) ? file : fs::path();
+}
+
 void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     std::error_code error;
     if (!fs::exists(file, error)) {
         Core::Throw(std::runtime_error(fmt::format("the plug-in {} does not exist", file.string())));
+    }
+    // Another version of the library would come in beside this one.
+    std::string const ours = "libkaltor.so." KALTOR_ABI;
+    for (std::string const& needed : FindNeededLibraries(file)) {
+        if (needed != ours) {
+            Core::Throw(std::runtime_error(
+                fmt::format("the plug-in {} is made for {}, this is {}", file.string(), needed, ours)));
+        }
     }
     // The loader would look for a path without a slash in the system's folders.
     fs::path const absolute = fs::absolute(file);
@@ -79,7 +93,20 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
 std::unique_ptr<EffectRegistry> MakeRegistry() {
     auto registry = std::make_unique<EffectRegistry>();
     Proc::RegisterDefaultEffects(*registry);
-    LoadPlugin(FindPlugin(), *registry);
+    fs::path const plugin = FindPlugin();
+    for (fs::path const& file : {plugin, FindLooks(plugin)}) {
+        if (file.empty()) {
+            continue;
+        }
+        std::size_t const before = registry->List().size();
+        LoadPlugin(file, *registry);
+        std::size_t const count = registry->List().size() - before;
+        if (count == 0) {
+            Core::Throw(std::runtime_error(fmt::format("the plug-in {} registers no effects", file.string())));
+        }
+        registry->AddReports({{file, count, "", true}});
+    }
+    registry->AddReports(LoadOtherPlugins(*registry, ListPluginFolders()));
     return registry;
 }
 

@@ -1,11 +1,18 @@
 #include "Media/EncodedStream.h"
 
+#include <cstring>
+
 #include <fmt/format.h>
 
 namespace Kaltor::Media {
 
-EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContext, CodecContextPtr codecContext)
-    : name(std::move(nameOfFile)), file(fileContext), codec(std::move(codecContext)), packet(MakePacket()) {
+EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContext, CodecContextPtr codecContext,
+                             PacketSink packetSink)
+    : name(std::move(nameOfFile)),
+      file(fileContext),
+      codec(std::move(codecContext)),
+      sink(std::move(packetSink)),
+      packet(MakePacket()) {
     if ((file.oformat->flags & AVFMT_GLOBALHEADER) != 0) {
         codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
@@ -25,6 +32,19 @@ EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContex
     }
 }
 
+void EncodedStream::SetLevels(HdrLevels const& levels) {
+    auto const add = [this](AVPacketSideDataType type, auto const& data) {
+        std::uint8_t* const place = CheckAllocated(av_stream_new_side_data(stream, type, sizeof(data)));
+        std::memcpy(place, &data, sizeof(data));
+    };
+    if (levels.mastering) {
+        add(AV_PKT_DATA_MASTERING_DISPLAY_METADATA, *levels.mastering);
+    }
+    if (levels.content) {
+        add(AV_PKT_DATA_CONTENT_LIGHT_LEVEL, *levels.content);
+    }
+}
+
 void EncodedStream::Write(AVFrame const* frame) {
     ClearFfmpegLog();
     int result = avcodec_send_frame(codec.get(), frame);
@@ -38,6 +58,11 @@ void EncodedStream::Write(AVFrame const* frame) {
         }
         if (result < 0) {
             ThrowMediaError(name, fmt::format("the encoder {} failed", codec->codec->name), result);
+        }
+        if (sink) {
+            sink(*packet);
+            av_packet_unref(packet.get());
+            continue;
         }
         if (codec->codec_type == AVMEDIA_TYPE_VIDEO && packet->duration == 0) {
             packet->duration = 1;

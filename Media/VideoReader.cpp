@@ -30,7 +30,7 @@ public:
          InputRules const& inputRules)
         : path(file), start(clipStart), warn(std::move(warnFn)), rules(inputRules), conformer(file, target) {
         Open();
-        if (demuxer->IsStillFormat() || start < kNearStart) {
+        if (demuxer->IsStillFormat() || demuxer->IsPipe() || start < kNearStart) {
             next = Decode();
         } else {
             SeekToStart();
@@ -58,6 +58,11 @@ public:
         return picture;
     }
 
+    Conf::FrameInfo GetStoredSize() const {
+        AVCodecParameters const& parameters = *decoder->GetStream().codecpar;
+        return {static_cast<std::uint32_t>(parameters.width), static_cast<std::uint32_t>(parameters.height), 1, 1};
+    }
+
     bool IsAtEnd() const { return !isStill && !next && current.end <= static_cast<long double>(number) + kReach; }
 
 private:
@@ -77,6 +82,7 @@ private:
         deinterlacer.emplace(path, stream.time_base);
         hasDecoded = false;
         orientation = Orientation::Of(stream);
+        conformer.SetLevels(GetHdrLevels(stream));
         isStill = demuxer->IsStillFormat();
     }
 
@@ -212,6 +218,9 @@ VideoReader::~VideoReader() = default;
 
 Proc::AvFramePtr VideoReader::Read() {
     return impl->Read();
+}
+Conf::FrameInfo VideoReader::GetStoredSize() const {
+    return impl->GetStoredSize();
 }
 bool VideoReader::IsAtEnd() const {
     return impl->IsAtEnd();

@@ -159,7 +159,7 @@ void main() {
     vec3 way = Split(to) - Split(from);
     float alpha = clamp(dot(split - Split(from), way) / max(dot(way, way), 1.0e-3), 0.0, 1.0);
     alpha = clamp((alpha - 0.03) / 0.94, 0.0, 1.0);
-    vec3 own = clamp((origin.rgb - from * (1.0 - alpha)) / max(alpha, 0.05), 0.0, 1.0);
+    vec3 own = clamp((origin.rgb - from * (1.0 - alpha)) / max(alpha, 0.05), vec3(0.0), max(origin.rgb, vec3(1.0)));
     own = mix(to, own, smoothstep(0.15, 0.75, alpha));
     vec3 parts = Split(own);
     own -= (key - vec3(key_luma)) * (clamp(dot(parts.yz, key_chroma) * lean, 0.0, 1.0) * spill);
@@ -209,7 +209,7 @@ public:
         pass.DrawTo(*dst);
     }
 
-    PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
+    PixFmt GetOutputFormat(PixFmt srcFormat) const override { return AlphaFormat(srcFormat); }
 
 private:
     struct Key {
@@ -236,14 +236,15 @@ private:
             auto const count = [scale](std::uint32_t pixels) {
                 return static_cast<std::uint32_t>(std::max(std::lround(scale * pixels), 1L));
             };
-            return {count(picture.GetWidth()), count(picture.GetHeight()), TexelFormat::Rgba16, false};
+            return {count(picture.GetWidth()), count(picture.GetHeight()),
+                    FinerWithAlpha(picture.GetFirstTexture().GetForm().format), false};
         }
 
         Maps(Frame const& picture, TextureForm const& form, Key const& key, double tolerance,
              ShaderStorage const& storage)
             : near(form), screen(form), front(form) {
             Frame shown = Frame::Create();
-            shown.Allocate(kAlphaFormat, picture.GetWidth(), picture.GetHeight());
+            shown.Allocate(AlphaFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
             Pass(storage, "EffectChromakey_screen", kScreen)
                 .Texture("tex", 0, picture, TextureFilter::Nearest)
                 .Set("key_chroma", glm::vec2(key.chroma))

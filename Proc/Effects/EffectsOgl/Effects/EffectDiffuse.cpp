@@ -105,9 +105,8 @@ std::string MakeWaves(int parts) {
         source += fmt::format("    sum += Grain(TexCoord0 + vec2({:.1f}, {:.1f}) * next, slope);\n", i % parts - middle,
                               i / parts - middle);  // NOLINT(bugprone-integer-division)
     }
-    source += fmt::format(
-        "    sum /= {}.0;\n    gl_FragColor = Unmultiply(vec4(min(sum.rgb * light, vec3(sum.a)), sum.a));\n}}\n",
-        parts * parts);
+    source += fmt::format("    sum /= {}.0;\n    gl_FragColor = Unmultiply(vec4(sum.rgb * light, sum.a));\n}}\n",
+                          parts * parts);
     return parts > 1 ? source.insert(source.find("varying"), "uniform vec2 next;     // from part to part of a pixel\n")
                      : source;
 }

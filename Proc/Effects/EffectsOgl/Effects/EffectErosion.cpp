@@ -135,7 +135,7 @@ public:
                 taps.push_back(isAlongX ? Tap{offset, 0} : Tap{0, offset});
             }
             Frame wider = Frame::Create();
-            wider.Allocate(PixFmt::Rgb24, width, height);
+            wider.Allocate(OpaqueFormat(from.GetPixFmt()), width, height);
             if (isBlended) {
                 storage.FBO().Attach(wider.GetFirstTexture());
                 Copy(current, taps.back());
@@ -158,7 +158,7 @@ public:
                 auto const first = taps.begin() + static_cast<std::ptrdiff_t>(i);
                 auto const count = std::min(kMostTaps, taps.size() - i);
                 Frame picked = Frame::Create();
-                picked.Allocate(PixFmt::Rgb24, width, height);
+                picked.Allocate(OpaqueFormat(from.GetPixFmt()), width, height);
                 Draw(from, {first, first + static_cast<std::ptrdiff_t>(count)}, picked.GetFirstTexture(), &whole);
                 whole = picked;
             }
@@ -327,7 +327,7 @@ public:
         bool const isDilation = settings.mode == Proc::SettingsEffectErosion::Mode::Dilation;
         if (PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha()) {
             Frame visible = Frame::Create();
-            visible.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
+            visible.Allocate(OpaqueFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
             Pass(storage, "EffectErosion_visible", kVisible)
                 .Texture("tex", 0, picture, TextureFilter::Nearest)
                 .Set("neutral", glm::vec3(isDilation ? 0.0F : 1.0F))

@@ -77,7 +77,6 @@ void main() {
     vec3 inner = mix(vec3(0.25), vec3(0.35, 0.40, 0.10), apart);
     vec4 color = vec4(red.rgb * outer + yellow.rgb * inner + cyan.rgb * inner.bgr + blue.rgb * outer.bgr,
                       0.25 * (red.a + yellow.a + cyan.a + blue.a));
-    color.rgb = min(color.rgb, vec3(color.a));
 
     vec2 q = fract(p) * 2.0 - vec2(1.0);
     vec4 own = Own(floor(p));

@@ -106,7 +106,6 @@ void main() {
     vec2 at = TexCoord0 - across * (bend * (0.6 + 0.9 * bend * bend) * width);
     vec4 seen = texture2D(tex, vec2(1.0) - abs(vec2(1.0) - abs(at)));
     seen.rgb *= 1.0 + 0.5 * gradient * (0.5 - within);  // lit from one side
-    seen.rgb = min(seen.rgb, vec3(seen.a));
     fade = 1.0;
 #else
     vec4 seen = texture2D(soft, TexCoord0);

@@ -110,7 +110,6 @@ void main() {
     float ink = color.a * min(1.6 * cell.g, 1.0) * clamp((inside - 0.5) * sharpness + 0.5, 0.0, 1.0);
     result.rgb += (vec3(1.0) - result.rgb) * core * ink;
     result.a += (1.0 - result.a) * ink;
-    result.rgb = min(result.rgb, vec3(result.a));
     gl_FragColor = Unmultiply(result);
 }
 )glsl";
