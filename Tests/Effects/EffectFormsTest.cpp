@@ -137,5 +137,54 @@ TEST_F(EffectFormsTest, StripesOfGlassShowThePictureItself) {
     expect("invert", [](double a, double b) { return std::fabs(b - a); });
 }
 
+TEST_F(EffectFormsTest, BackdropsAreOfThePictureAndLeaveCutOutsAlone) {
+    Rgba const color{0.8, 0.4, 0.2, 1};
+    for (auto const& [settings, at, dark] : {std::tuple{"EffectZoom zoom=0.5", std::array{4U, 18U}, 0.6},
+                                             {"EffectPanAndZoom startZoom=0.5 endZoom=0.5", {4U, 18U}, 0.6},
+                                             {"TransitionTwist thickness=0", {32U, 2U}, 0.42}}) {
+        for (bool const hasAlpha : {false, true}) {
+            Picture const input = Picture::Flat(64, 36, color, hasAlpha);
+            bool const isTransition = settings[0] == 'T';
+            Picture const drawn = isTransition ? Run(settings, input, input, {.progress = 0.5}) : Run(settings, input);
+            Rgba const& pixel = drawn.At(at[0], at[1]);
+            for (std::size_t c = 0; c < 3; ++c) {
+                EXPECT_NEAR(hasAlpha ? pixel[3] : pixel[c], hasAlpha ? 0.0 : dark * color[c], kFiltered) << settings;
+            }
+        }
+    }
+}
+
+TEST_F(EffectFormsTest, KaleidoscopeReflectsASectorAllAround) {
+    Picture const drawn = Run("EffectMirror axis=kaleidoscope segments=8 turn=20", Picture::Corners(64, 64));
+    for (unsigned y = 0; y < 64; ++y) {
+        for (unsigned x = 0; x < 64; ++x) {
+            for (Rgba const& twin : {drawn.At(63 - x, y), drawn.At(x, 63 - y), drawn.At(y, x)}) {
+                for (std::size_t c = 0; c < 3; ++c) {
+                    ASSERT_NEAR(drawn.At(x, y)[c], twin[c], 2 * kFiltered) << x << ", " << y;
+                }
+            }
+        }
+    }
+    EXPECT_FALSE(
+        IsNear(Run("EffectMirror axis=kaleidoscope segments=12 turn=20", Picture::Corners(64, 64)), drawn, 0.1));
+}
+
+TEST_F(EffectFormsTest, SharpenLeavesFaintDetailAndWidensWithThePicture) {
+    for (unsigned const width : {100U, 200U}) {
+        // A step of 0.4 and one of 0.02.
+        Picture const input = Picture::Make(width, 16, false, [&](unsigned x, unsigned) {
+            double const value = x < width / 4 ? 0.30 : x < width * 3 / 4 ? 0.32 : 0.72;
+            return Rgba{value, value, value, 1};
+        });
+        Picture const drawn = Run("EffectSharpen radius=0.03 strength=1 threshold=0.03", input);
+        unsigned const reach = width * 3 / 100;
+        EXPECT_EQ(drawn.At(width / 4, 8), input.At(width / 4, 8)) << "the faint step";
+        EXPECT_LT(drawn.At(width * 3 / 4 - 1, 8)[0], 0.25) << "before the step";
+        EXPECT_GT(drawn.At(width * 3 / 4, 8)[0], 0.78) << "behind it";
+        EXPECT_GT(drawn.At(width * 3 / 4 + reach / 4, 8)[0], 0.73) << "as far as the radius";
+        EXPECT_NEAR(drawn.At(width * 3 / 4 + 3 * reach, 8)[0], 0.72, kUnfiltered) << "and no farther";
+    }
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

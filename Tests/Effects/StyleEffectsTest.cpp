@@ -205,10 +205,10 @@ TEST_F(FlyingObjectsTest, DriftWhereTheyShould) {
     for (auto const& [direction, x, y] : {std::tuple{0, 0, -1}, {1, 0, 1}, {2, -1, 0}, {3, 1, 0}}) {
         // A kind of object that does not turn.
         std::string const settings = fmt::format(
-            "kind=5 count=1 size=0.3 speed={} moveDirection={} gust=0 depth=0 streaks=0", kSpeed, direction);
+            "kind=5 count=1 size=0.2 speed={} moveDirection={} gust=0 depth=0 streaks=0", kSpeed, direction);
         auto const look = [&](double at) { return Bright(Fly(settings, Black(128, 72), at)); };
         auto const isWithin = [](Bright const& place) {
-            return place.sum > 3.0 && place.x > 0.4 && place.x < 1.4 && place.y > 0.3 && place.y < 0.7;
+            return place.sum > 1.5 && place.x > 0.4 && place.x < 1.4 && place.y > 0.3 && place.y < 0.7;
         };
         double seconds = 0.0;  // when the one object is in the picture
         while (seconds < 60.0 && !isWithin(look(seconds))) {

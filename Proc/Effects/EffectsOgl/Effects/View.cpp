@@ -79,7 +79,7 @@ Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& stor
 }
 
 void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
-              std::optional<Proc::Color> const& around, ShaderStorage const& storage) {
+              std::optional<Proc::Color> const& wanted, ShaderStorage const& storage) {
     if (view == View()) {
         DrawUnchanged(dst, *src, storage);
         return;
@@ -96,6 +96,9 @@ void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, 
     }
     constexpr std::uint8_t kOpaque = 255;
     Frame const drawn = MakeView(picture, view, storage);
+    // A cut-out keeps its surroundings.
+    std::optional<Proc::Color> const around =
+        wanted || target.IsOpaque() ? wanted : std::optional(Proc::Color{0, 0, 0, 0});
     Src const back = around ? Src() : MakeBackdrop(*src, picture, storage);
     Pass pass(storage, around ? "View_around" : "View_blurred",
               {kGlslVersion, kNoiseSizeGlsl, around ? "" : "#define IS_BLURRED\n", kAround});

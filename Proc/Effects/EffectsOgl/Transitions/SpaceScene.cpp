@@ -67,7 +67,8 @@ SpaceScene::SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& 
       incoming(second.FrameData().ConvertToRGBA(storage), storage) {
     Src firstSoft;
     Src secondSoft;
-    if (weight) {
+    bool const hasBackground = weight && dst.FrameData().GetFirstTexture().IsOpaque();
+    if (hasBackground) {
         firstSoft = MakeBackdrop(first, first.FrameData().ConvertToRGBA(storage), storage);
         secondSoft = MakeBackdrop(second, second.FrameData().ConvertToRGBA(storage), storage);
     }
@@ -80,7 +81,7 @@ SpaceScene::SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& 
     }
     blend.emplace(GL_BLEND);
     glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-    if (weight) {
+    if (hasBackground) {
         Pass(storage, "SpaceScene_behind", {kGlslVersion, kNoiseSizeGlsl, kBehind})
             .Texture("tex1", 0, firstSoft->FrameData())
             .Texture("tex2", 1, secondSoft->FrameData())

@@ -33,7 +33,8 @@ extern char const* const kStretchFunctions;
 /// black. Blends premultiplied colours for its lifetime. GL thread only.
 class SpaceScene {
 public:
-    /// `weight`: behind everything lie both pictures, enlarged, blurred and dark, the second one by this share.
+    /// `weight`: behind everything lie both pictures, enlarged, blurred and dark, the second one by this share. In an
+    /// output with alpha nothing does: cut-outs keep their surroundings.
     SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& second, ShaderStorage const& shaderStorage,
                std::optional<double> weight = std::nullopt);
 
