@@ -178,7 +178,7 @@ TEST_F(EffectFormsTest, SharpenLeavesFaintDetailAndWidensWithThePicture) {
         });
         Picture const drawn = Run("EffectSharpen radius=0.03 strength=1 threshold=0.03", input);
         unsigned const reach = width * 3 / 100;
-        EXPECT_EQ(drawn.At(width / 4, 8), input.At(width / 4, 8)) << "the faint step";
+        EXPECT_NEAR(drawn.At(width / 4, 8)[0], 0.32, kUnfiltered) << "the faint step";
         EXPECT_LT(drawn.At(width * 3 / 4 - 1, 8)[0], 0.25) << "before the step";
         EXPECT_GT(drawn.At(width * 3 / 4, 8)[0], 0.78) << "behind it";
         EXPECT_GT(drawn.At(width * 3 / 4 + reach / 4, 8)[0], 0.73) << "as far as the radius";
