@@ -17,8 +17,8 @@ struct RegisteredEffect {
     std::string classId;
     std::string implName;
     int inputs;  ///< 1 or 2
-    std::shared_ptr<Proc::Settings const>
-        settings;  ///< the defaults that its plug-in brought; null where it brought none
+    /// The defaults that its plug-in brought; null where it brought none.
+    std::shared_ptr<Proc::Settings const> settings = nullptr;
 };
 
 /// What became of one plug-in.

@@ -67,7 +67,7 @@ TEST_F(CompletionTest, BashGetsWhatFollowsTheSignThatItBreaksWordsAt) {
         "_kaltor 2>/dev/null; printf '%s\\n' \"${{COMPREPLY[@]}}\"",
         fs::path(KALTOR_COMMAND).parent_path().string(), KALTOR_SOURCE_DIR);
     std::ofstream(In("script")) << script;
-    ASSERT_EQ(std::system(fmt::format("bash '{0}' > '{0}.out'", In("script").string()).c_str()), 0);
+    ASSERT_EQ(std::system(fmt::format("bash '{0}' > '{0}.out'", In("script")).c_str()), 0);
     EXPECT_EQ(Tests::ReadAll(In("script.out")), "scale=\n");
 }
 
