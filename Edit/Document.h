@@ -68,7 +68,7 @@ struct Joint : Look {
 struct Source {
     /// A video, a still, a sequence ("frame%04d.png", "frames/*.png"), a fifo; "-" is standard input.
     std::string file;
-    std::string raw;  ///< the form of frames without a header, "1920x1080:rgba:30"
+    std::string raw;                      ///< the form of frames without a header, "1920x1080:rgba:30"
     std::optional<AVRational> frameRate;  ///< of a sequence; the video's where there is none
     std::optional<Proc::Color> color;
     std::optional<Title> title;

@@ -506,8 +506,7 @@ private:
             feed.start = piece.start;
             feed.length = piece.duration;
             feed.loops = described.loops;
-            feed.played =
-                feed.info.isOpenEnded ? kOpenFrames : CountFrames(Seconds(piece.duration) / feed.speed);
+            feed.played = feed.info.isOpenEnded ? kOpenFrames : CountFrames(Seconds(piece.duration) / feed.speed);
             if (!described.to && !described.loops) {
                 end = std::min(end, overlay.first + feed.played);
             }
@@ -631,7 +630,8 @@ private:
         std::int64_t const end =
             described.to ? plan.time.FrameAtSeconds(ResolveIn(*described.to, Rate(), whole)) : plan.frames;
         if (Media::IsPipe(described.file)) {
-            Refuse(place + "/file", fmt::format("{} is a pipe; a bed of sound is a file", Media::ShowInput(described.file)));
+            Refuse(place + "/file",
+                   fmt::format("{} is a pipe; a bed of sound is a file", Media::ShowInput(described.file)));
         }
         if (first < 0 || end <= first || end > plan.frames) {
             Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",

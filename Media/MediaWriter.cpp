@@ -73,8 +73,8 @@ public:
             options.sound && !sequence ? FindAudioEncoder(container, options.audioCodec, path) : nullptr;
         if (audioEncoder != nullptr) {
             soundFormat = SoundEncoder::ChooseForm(*audioEncoder, *options.sound);
-            sound = std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate,
-                                                   *file.context);
+            sound =
+                std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate, *file.context);
         }
         for (auto const& [key, value] : options.metadata) {
             av_dict_set(&file.context->metadata, key.c_str(), value.c_str(), 0);
@@ -167,7 +167,7 @@ private:
                         fmt::format("{} cannot go through a pipe; give it the name of a file", name)));
                 }
             }
-            stream.emplace(path, options.cancel);
+            stream.emplace(path, options.cancel, options.stop);
         } else {
             partial.emplace(path, options.overwrite, options.warn);
             url = "file:" + partial->GetPath();

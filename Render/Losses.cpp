@@ -48,7 +48,8 @@ public:
             }
         }
         if (form && plan.sound && !form->sound) {
-            Add(job.output, "sound", "this kind of file carries no sound; it is left out");
+            Add(job.output == "-" ? "standard output" : job.output, "sound",
+                "this kind of file carries no sound; it is left out");
         }
         return std::move(losses);
     }

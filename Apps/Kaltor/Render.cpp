@@ -244,7 +244,7 @@ int RunRender(RenderCommandOptions const& options) {
         CheckOutput(options);
     }
     SetVerbose(options.isVerbose);
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
@@ -272,7 +272,7 @@ int RunCheck(CheckOptions const& options) {
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
         throw UsageError("check takes the name of one document, such as edit.json");
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
     auto const warn = [&hasWarned](std::string const& warning) {
@@ -308,7 +308,8 @@ void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
     Media::EncoderSettings& encoder = options.encoder;
     verb.AddText("--for", encoder.profile, "settings that suit a use, where nothing else is set; list shows them")
         .ShowValueAs("USE");
-    verb.AddText("--format", encoder.format, "the container, where the output's name does not say it, such as nut or y4m")
+    verb.AddText("--format", encoder.format,
+                 "the container, where the output's name does not say it, such as nut or y4m")
         .ShowValueAs("NAME");
     verb.AddText("--depth", options.depth,
                  "what frames are worked on in: auto, 8 (bits) or 16f (16-bit float; auto: where a clip and the output "
@@ -323,7 +324,8 @@ void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
     verb.AddText("--codec", encoder.codec, "the video encoder (default: H.264 where the container takes it)")
         .ShowValueAs("NAME");
     Option const quality =
-        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better")
+            .ShowValueAs("N");
     AddBitRate(verb, "--bitrate", encoder.bitRate, "bits per second instead of a quality, such as 5M or 800k")
         .Exclude(quality);
     verb.AddText("--preset", encoder.preset, "how much time the encoder may take, by its own names or numbers")
@@ -421,8 +423,8 @@ void AddRender(CommandLine& commandLine) {
     verb.AddFlag("--resume", options->isResumed, "of a sequence of pictures: go on after those that are there");
     verb.AddText("--progress", options->progress, "bar, json (a line each second on standard error) or none")
         .ShowValueAs("FORM");
-    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor,
-                   "write progress as JSON to this file descriptor", {0, 1'000'000})
+    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor, "write progress as JSON to this file descriptor",
+                   {0, 1'000'000})
         .ShowValueAs("N");
     Option const range =
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");

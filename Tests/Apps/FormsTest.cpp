@@ -63,7 +63,7 @@ protected:
 
 TEST_F(FormsTest, TenBitsStayTenBits) {
     Make(kRamp, "-c:v ffv1 ramp.mkv");
-    for (std::string const effect : {"", " --effect Flip:vertical=1", " --depth 16f --title Hi"}) {
+    for (char const* const effect : {"", " --effect Flip:vertical=1", " --depth 16f --title Hi"}) {
         Succeed("render ramp.mkv -o out.mkv --codec ffv1 -y" + effect);
         EXPECT_THAT(Probe("out.mkv"), HasSubstr("pix_fmt=yuv420p10le")) << effect;
         EXPECT_GE(CountLevels(Row("out.mkv", "format=gray10le", 2)), 250U) << effect;
@@ -128,7 +128,7 @@ TEST_F(FormsTest, AlphaGoesThrough) {
              {Output{"out.webm", "-c:v libvpx-vp9"}, Output{"out.mov --codec prores_ks", ""},
               Output{"out.mov --codec qtrle", ""}, Output{"out.mkv --codec ffv1", ""}, Output{"out.apng", ""}}) {
             bool const isFirst = input == "prores.mov";
-            for (std::string const effect :
+            for (std::string const& effect :
                  isFirst ? std::vector<std::string>{"", " --effect Flip:vertical=1"} : std::vector<std::string>{""}) {
                 Succeed(fmt::format("render {} -o {} -y{}", input, output.options, effect));
                 std::string const file = std::string(output.options).substr(0, std::string(output.options).find(' '));

@@ -98,7 +98,8 @@ public:
         Exposure const exposure(WeightedMove(settings.ease, settings.overshoot), progress, settings.blur);
         constexpr int kMost = 12;
         double const streak = exposure.GetLength() * pixels;
-        auto const factor = static_cast<std::uint32_t>(std::clamp(streak / kMost, 1.0, 32.0));
+        // Few sizes, so that textures are used again.
+        auto const factor = 1U << static_cast<unsigned>(std::clamp(std::log2(streak / kMost), 0.0, 5.0));
         double const reach = 0.5 + 0.35 + 0.001;  // of the change-over, and of the picture about its centre
         bool const isBefore = goal * std::max(exposure.from, exposure.to) + reach < 0.5 * goal;
         bool const isAfter = goal * std::min(exposure.from, exposure.to) - reach > 0.5 * goal;
