@@ -51,7 +51,7 @@ TEST_F(CompletionTest, OffersWhatMayStandThere) {
     EXPECT_THAT(Offer("render a b --effect 2:blur:sc"), ElementsAre("2:blur:scale="));
     EXPECT_THAT(Offer("render a -o b.webm --codec ''"), AllOf(Contains("libvpx-vp9"), Not(Contains("libx264"))));
     EXPECT_THAT(Offer("render a --fit=s"), ElementsAre("--fit=stretch"));
-    EXPECT_THAT(Offer("gallery out --only Invert Twi"), ElementsAre("Twirl"));
+    EXPECT_THAT(Offer("gallery out --only Invert Twir"), ElementsAre("Twirl"));
     // A file's name, or nothing that makes sense: left to the shell.
     for (char const* const words : {"apply Wipe a", "render ''", "render a -o ''", "nonsense ''",
                                     "apply Wipe --set nothing=", "apply Nothing --set ''"}) {

@@ -48,8 +48,10 @@ def test_transitions_take_progress(picture):
 
 
 def test_fields_are_set_and_refused(picture):
-    blur = kaltor.Effect("BlurGaussian", scale=0)
-    assert np.array_equal(blur(picture), picture)
+    burn = kaltor.Effect("ColorMixBurn", strength=0)
+    assert np.array_equal(burn(picture), picture)
+    assert not np.array_equal(burn.set(strength=1)(picture), picture)
+    blur = kaltor.Effect("BlurGaussian")
     assert not np.array_equal(blur.set(scale=0.05)(picture), picture)
     assert float(blur.fields["scale"].value) == 0.05 and blur.fields["scale"].kind == kaltor.FieldKind.NUMBER
     for wrong in ({"scale": -1}, {"scael": 0.1}, {"scale": "wide"}):

@@ -7,8 +7,8 @@ namespace {
 
 using namespace Kaltor;
 
-struct SettingsTransitionCurtain final : Proc::SettingsOf<SettingsTransitionCurtain> {
-    static inline std::string const CLASS_ID = "TransitionCurtain";
+struct SettingsTransitionExampleCurtain final : Proc::SettingsOf<SettingsTransitionExampleCurtain> {
+    static inline std::string const CLASS_ID = "TransitionExampleCurtain";
     static constexpr std::string_view SUMMARY = "The outgoing picture opens in the middle like two curtains.";
 
     static std::vector<Proc::Field> DeclareFields() { return {}; }
@@ -27,13 +27,13 @@ void main() {
 }
 )glsl";
 
-class TransitionCurtain final : public Ogl::TransitionWithSettings<SettingsTransitionCurtain> {
+class TransitionExampleCurtain final : public Ogl::TransitionWithSettings<SettingsTransitionExampleCurtain> {
 public:
     void Processing(Ogl::DataVideoOGL* dst, Ogl::Src const& src1, Ogl::Src const& src2, double, double progress,
                     Ogl::ShaderStorage const& storage, Ogl::OglCache*) const override {
         Ogl::Frame const from = src1->FrameData().ConvertToRGBA(storage);
         Ogl::Frame const to = src2->FrameData().ConvertToRGBA(storage);
-        Ogl::Pass(storage, "TransitionCurtain", kFragment)
+        Ogl::Pass(storage, "TransitionExampleCurtain", kFragment)
             .Texture("tex0", 0, from)
             .Texture("tex1", 1, to)
             .Set("progress", static_cast<float>(progress))
@@ -44,5 +44,5 @@ public:
 }  // namespace
 
 void RegisterCurtain(Proc::IEffectRegistry& registry) {
-    Proc::RegisterTransition<SettingsTransitionCurtain, TransitionCurtain>(registry);
+    Proc::RegisterTransition<SettingsTransitionExampleCurtain, TransitionExampleCurtain>(registry);
 }

@@ -3,8 +3,8 @@
 #include "Proc/Interfaces/IEffectRegistry.h"
 #include "Proc/Settings/Settings.h"
 
-struct SettingsEffectDuotone final : Kaltor::Proc::SettingsOf<SettingsEffectDuotone> {
-    static inline std::string const CLASS_ID = "EffectDuotone";
+struct SettingsEffectExampleInks final : Kaltor::Proc::SettingsOf<SettingsEffectExampleInks> {
+    static inline std::string const CLASS_ID = "EffectExampleInks";
     static constexpr std::string_view SUMMARY =
         "Prints the picture in two inks: one for its shadows, one for its lights.";
     static constexpr std::string_view NEUTRAL = "amount=0";
@@ -19,4 +19,4 @@ struct SettingsEffectDuotone final : Kaltor::Proc::SettingsOf<SettingsEffectDuot
     }
 };
 
-void RegisterDuotone(Kaltor::Proc::IEffectRegistry& registry);
+void RegisterInks(Kaltor::Proc::IEffectRegistry& registry);

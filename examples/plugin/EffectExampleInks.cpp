@@ -1,5 +1,5 @@
 // Each pixel's luma chooses between two inks. Alpha is kept.
-#include "EffectDuotone.h"
+#include "EffectExampleInks.h"
 
 #include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/Shared/Registration.h"
@@ -25,12 +25,12 @@ glm::vec3 ToVector(Proc::Color const& color) {
     return glm::vec3(color.red, color.green, color.blue) / 255.0F;
 }
 
-class EffectDuotone final : public Ogl::EffectWithSettings<SettingsEffectDuotone> {
+class EffectExampleInks final : public Ogl::EffectWithSettings<SettingsEffectExampleInks> {
 public:
     void Processing(Ogl::DataVideoOGL* dst, Ogl::Src const& src, double, double, Ogl::ShaderStorage const& storage,
                     Ogl::OglCache*) const override {
         Ogl::Frame const picture = src->FrameData().ConvertToRGBA(storage);
-        Ogl::Pass(storage, "EffectDuotone", kFragment)
+        Ogl::Pass(storage, "EffectExampleInks", kFragment)
             .Texture("tex", 0, picture, Ogl::TextureFilter::Nearest)
             .Set("shadows", ToVector(settings.shadows))
             .Set("lights", ToVector(settings.lights))
@@ -41,6 +41,6 @@ public:
 
 }  // namespace
 
-void RegisterDuotone(Proc::IEffectRegistry& registry) {
-    Proc::RegisterEffect<SettingsEffectDuotone, EffectDuotone>(registry);
+void RegisterInks(Proc::IEffectRegistry& registry) {
+    Proc::RegisterEffect<SettingsEffectExampleInks, EffectExampleInks>(registry);
 }
