@@ -145,6 +145,7 @@ constexpr std::array kOfPixels{
     Exemption{"TransitionWaterbrush", "its brush has bristles by the column of pixels"},
     Exemption{"EffectHalftone", "its dots are as sharp as pixels allow"},
     Exemption{"TransitionGlitch", "its lines are about as fine as the pixels here"},
+    Exemption{"TransitionTvSwitch", "its snow is about as fine as the pixels here"},
 };
 
 template <typename Table>
