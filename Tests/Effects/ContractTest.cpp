@@ -146,6 +146,9 @@ constexpr std::array kOfPixels{
     Exemption{"EffectSharpen", "its kernels count pixels"},
     Exemption{"EffectColorBrush", "its bristles are finer than pixels"},
     Exemption{"TransitionWaterbrush", "its brush has bristles by the column of pixels"},
+    Exemption{"EffectHalftone", "its dots are as sharp as pixels allow"},
+    Exemption{"TransitionGlitch", "its lines are about as fine as the pixels here"},
+    Exemption{"TransitionTvSwitch", "its snow is about as fine as the pixels here"},
 };
 
 template <typename Table>

@@ -110,7 +110,7 @@ public:
             .Texture("mean", 1, means.Get())
             .Set("sides", sides)
             .Set("size", settings.size)
-            .Set("edge", std::max(0.25 * settings.softness, 0.7 * std::min(pixel, 0.5)))
+            .Set("edge", 0.25 * settings.softness + 0.7 * std::min(pixel, 0.5))
             .Set("angle", settings.angle * std::numbers::pi / 180.0)
             .Set("paper", settings.paper)
             .Set("ink", settings.ink)

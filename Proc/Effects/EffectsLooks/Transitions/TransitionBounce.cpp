@@ -114,7 +114,7 @@ public:
     }
 
 private:
-    static constexpr double kFall = 0.4;  ///< when it lands first
+    static constexpr double kFall = 0.28;  ///< when it lands first
 
     /// How long a bounce takes: its height is as the square of its time.
     double GetSpan(int number) const {

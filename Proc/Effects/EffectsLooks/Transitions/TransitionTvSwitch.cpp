@@ -77,7 +77,7 @@ public:
         double const height = std::max(0.0035, size > 0.0 ? std::pow(std::min(size, 1.0), 2.2) : 0.0);
         double const width = size > 0.0 ? 1.0 : std::max(0.004, 1.0 + (isIncoming ? size * 5.5 : size * 3.4));
         double const shine = settings.glow * std::pow(1.0 - std::clamp(size, 0.0, 1.0), 1.5);
-        double const settled = isIncoming ? SmoothStep(1.0, 0.72, progress) : 0.0;
+        double const settled = isIncoming ? SmoothStep(1.0, 0.72, progress) : 0.6 * SmoothStep(0.1, 0.38, progress);
         Pass pass(storage, "TransitionTvSwitch",
                   {kGlslVersion, kStraightAlpha, kMirrored, "uniform sampler2D noise;", kRandomFunction, kFragment});
         pictures.GiveTo(pass)
