@@ -10,6 +10,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+namespace fs = std::filesystem;
 
 class FormsTest : public Tests::CommandTest {
 protected:
@@ -63,7 +64,8 @@ protected:
 
 TEST_F(FormsTest, TenBitsStayTenBits) {
     Make(kRamp, "-c:v ffv1 ramp.mkv");
-    for (char const* const effect : {"", " --effect Flip:vertical=1", " --depth 16f --title Hi"}) {
+    for (std::string const& effect :
+         std::vector<std::string>{"", " --effect Flip:vertical=1", " --depth 16f --title Hi"}) {
         Succeed("render ramp.mkv -o out.mkv --codec ffv1 -y" + effect);
         EXPECT_THAT(Probe("out.mkv"), HasSubstr("pix_fmt=yuv420p10le")) << effect;
         EXPECT_GE(CountLevels(Row("out.mkv", "format=gray10le", 2)), 250U) << effect;
@@ -123,7 +125,8 @@ TEST_F(FormsTest, AlphaGoesThrough) {
         char const* options;
         char const* decoder;
     };
-    for (std::string const input : {"prores.mov", "qtrle.mov", "vp9.webm", "ffv1.mkv", "png.mov"}) {
+    for (std::string const& input :
+         std::vector<std::string>{"prores.mov", "qtrle.mov", "vp9.webm", "ffv1.mkv", "png.mov"}) {
         for (Output const& output :
              {Output{"out.webm", "-c:v libvpx-vp9"}, Output{"out.mov --codec prores_ks", ""},
               Output{"out.mov --codec qtrle", ""}, Output{"out.mkv --codec ffv1", ""}, Output{"out.apng", ""}}) {
@@ -152,7 +155,7 @@ TEST_F(FormsTest, AlphaGoesThrough) {
 TEST_F(FormsTest, StillsOfSixteenBits) {
     Make("color=black:s=256x32,format=rgba64le,geq=r='X*257':g='X*200+128':b=300:a='65535-X*100'",
          "-frames:v 1 -pix_fmt rgba64be deep.png");
-    for (std::string const file : {"out.png", "out.tif", "out.exr"}) {
+    for (std::string const& file : std::vector<std::string>{"out.png", "out.tif", "out.exr"}) {
         Succeed("apply Flip deep.png -o " + file + " --set horizontal=0 --set vertical=1");
         std::vector<int> const green = Row(file, "format=gbrap16le,extractplanes=g");
         EXPECT_GE(CountLevels(green), 250U) << file;
