@@ -98,9 +98,11 @@ std::string FindAlphaEncoder(std::string const& path, EncoderSettings const& set
     if (GetAbilities(path, named).alphaBits > 0) {
         return "";
     }
-    for (std::string const& name : ListEncoders(FindContainer(path, settings.format), AVMEDIA_TYPE_VIDEO)) {
+    // Others take alpha too, in files that hardly a player knows.
+    std::vector<std::string> const names = ListEncoders(FindContainer(path, settings.format), AVMEDIA_TYPE_VIDEO);
+    for (char const* const name : {"libvpx-vp9", "prores_ks", "qtrle", "ffv1"}) {
         named.codec = name;
-        if (GetAbilities(path, named).alphaBits > 0) {
+        if (std::find(names.begin(), names.end(), name) != names.end() && GetAbilities(path, named).alphaBits > 0) {
             return name;
         }
     }

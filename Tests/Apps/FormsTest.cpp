@@ -82,7 +82,7 @@ TEST_F(FormsTest, ColoursAreBroughtToTheOutputs) {
     // SDR white is 203 cd/m2: 58 % of PQ's scale and 75 % of HLG's (BT.2408).
     Make("color=white:s=256x32:r=10", "-c:v ffv1 -pix_fmt yuv420p white.mkv");
     auto const level = [this](std::string const& file) {
-        return (Row(file, "format=gray10le").at(100) / 64.0 - 64.0) / 876.0;
+        return Row(file, "format=gray10le").at(100) / 65472.0;  // 1023 codes of 10 bits
     };
     Succeed("render white.mkv -o pq.mkv --codec ffv1 --hdr pq");
     EXPECT_THAT(Probe("pq.mkv"), AllOf(HasSubstr("color_transfer=smpte2084"), HasSubstr("color_primaries=bt2020"),
@@ -93,15 +93,15 @@ TEST_F(FormsTest, ColoursAreBroughtToTheOutputs) {
     // And back: white is rolled off a little, as there is more above it.
     Succeed("render pq.mkv -o sdr.mkv --codec ffv1 --hdr sdr");
     EXPECT_THAT(Probe("sdr.mkv"), AllOf(HasSubstr("color_transfer=bt709"), HasSubstr("color_space=bt709")));
-    EXPECT_NEAR(level("sdr.mkv"), 0.88, 0.06);
+    EXPECT_NEAR(level("sdr.mkv"), 0.90, 0.03);
     // A PQ ramp stays one in SDR: it never falls, and its end is white.
     Make("color=black:s=256x32:r=10,format=yuv420p10le,geq=lum='64+X*876/255':cb=512:cr=512" + std::string(kPq),
          std::string(kLossless) + "ramp.mp4");
     Succeed("render ramp.mp4 -o ramp.mkv --codec ffv1 --hdr sdr");
     std::vector<int> const row = Row("ramp.mkv", "format=gray10le");
     EXPECT_TRUE(std::is_sorted(row.begin(), row.end()));
-    EXPECT_NEAR(row.front() / 64.0, 64.0, 3.0);
-    EXPECT_NEAR(row.back() / 64.0, 940.0, 6.0);
+    EXPECT_NEAR(row.front() / 65472.0, 0.0, 0.005);
+    EXPECT_NEAR(row.back() / 65472.0, 1.0, 0.005);
     // The mastering display stays with its pictures.
     Make(std::string(kRamp) + kPq,
          "-c:v libx265 -x265-params log-level=none:max-cll=900,300:"

@@ -78,11 +78,11 @@ TEST_F(ShaderCommandTest, EditsNameFilesOfTheirOwnFolder) {
     edit(R"("inside.glsl", "gain": {"from": 0, "to": 1})");
     Succeed("render edit/edit.json -o frame.png --frame 1");
     ExpectFlat("frame.png", {0, 0.5, 0, 1});
-    Succeed("convert edit/edit.json -o edit/copy.json");
+    Succeed("convert edit/edit.json edit/copy.json");
     EXPECT_THAT(Tests::ReadAll(In("edit/copy.json")), HasSubstr("\"effect\": \"inside.glsl\""));
     edit(R"("map.glsl", "map": "b.png")");
     Succeed("check edit/edit.json");
-    Succeed("convert edit/edit.json -o edit/copy2.json");
+    Succeed("convert edit/edit.json edit/copy2.json");
     EXPECT_THAT(Tests::ReadAll(In("edit/copy2.json")), HasSubstr("\"map\": \"b.png\""));
     for (char const* const effect : {R"("../outside.glsl")", R"("map.glsl", "map": "../a.png")"}) {
         edit(effect);

@@ -109,12 +109,15 @@ constexpr std::array<Exemption, 25> kFilterStraight{{
 constexpr std::array kTwoInputs{Exemption{"EffectImageBlender", "takes the base's"}};
 
 /// What some fields need to be seen in a small picture.
-std::vector<std::string> const kContexts{"EffectZoom zoom=0.5",
+std::vector<std::string> const kContexts{"EffectZoom zoom=0.5 fill=color",
                                          "EffectErosion size=0.05",
                                          "EffectMosaic count=5",
                                          "EffectMask action=1",
                                          "EffectPanAndZoom startZoom=3",
                                          "EffectSubFrame background=1",
+                                         "EffectPanAndZoom startZoom=0.4 endZoom=0.5",
+                                         "EffectMirror axis=kaleidoscope",
+                                         "TransitionPixels type=1",
                                          "TransitionRipple freq=2 width=0.6",
                                          "EffectLensBlur radius=0.08 focus=0.3",
                                          "EffectLensBlur radius=0.1 boost=1",
@@ -141,7 +144,7 @@ constexpr std::array kRandom{"EffectCameraShake",       "EffectFlyingObjects", "
 /// Effects that draw another picture at another size.
 constexpr std::array kOfPixels{
     Exemption{"EffectSharpen", "its kernels count pixels"},
-    Exemption{"EffectColorBrush", "its brush has bristles by the column of pixels"},
+    Exemption{"EffectColorBrush", "its bristles are finer than pixels"},
     Exemption{"TransitionWaterbrush", "its brush has bristles by the column of pixels"},
 };
 

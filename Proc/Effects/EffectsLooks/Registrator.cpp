@@ -10,8 +10,8 @@ using LookEffects =
     LookRows<class EffectChromaticAberration, class EffectDirectionalBlur, class EffectDuotone, class EffectEdgeGlow,
              class EffectFilmBurn, class EffectGlitch, class EffectGlow, class EffectGodRays, class EffectGrade,
              class EffectHalftone, class EffectLensBlur, class EffectLensFlare, class EffectLetterbox,
-             class EffectLightLeak, class EffectLut, class EffectSpeedLines, class EffectSpinBlur,
-             class EffectTransform, class EffectVignette, class EffectZoomBlur>;
+             class EffectLightLeak, class EffectLut, class EffectPixelSort, class EffectSpeedLines,
+             class EffectSpinBlur, class EffectTransform, class EffectVignette, class EffectZoomBlur>;
 using LookTransitions =
     LookRows<class TransitionAperture, class TransitionBokeh, class TransitionBounce, class TransitionBurnAway,
              class TransitionCardFlip, class TransitionColorStagger, class TransitionFilmBurn, class TransitionFilmSlip,

@@ -78,9 +78,11 @@ std::string FindSummary(std::vector<ShaderToken> const& tokens) {
             text.remove_suffix(1);
         }
         constexpr std::size_t kLongest = 160;
+        std::string_view const key = text.substr(0, std::min(text.find(':'), text.size()));
+        bool const isKey = key.size() < text.size() && key.find(' ') == std::string_view::npos;
         bool const isSentence = text.size() > 3 && text.size() <= kLongest && text.ends_with('.') &&
-                                std::isupper(static_cast<unsigned char>(text.front())) != 0 &&
-                                text.find_first_of(":\n") == std::string_view::npos;
+                                std::isupper(static_cast<unsigned char>(text.front())) != 0 && !isKey &&
+                                text.find('\n') == std::string_view::npos;
         if (isSentence) {
             return std::string(text);
         }

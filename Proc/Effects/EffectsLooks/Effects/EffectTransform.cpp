@@ -83,6 +83,7 @@ uniform vec2 low;          // what is left of the picture
 uniform vec2 high;
 uniform float radius;
 uniform float pixel;
+uniform float spread;      // of the samples in a pixel: 0 where the picture does not shrink
 uniform float shadow;
 uniform float shadowSize;
 uniform vec2 shadowShift;
@@ -117,9 +118,9 @@ void main() {
     for (int i = 0; i < 4; ++i) {
         vec2 step_ = i == 0 ? vec2(-0.125, -0.375) : (i == 1 ? vec2(0.375, -0.125) : (i == 2 ? vec2(0.125, 0.375) : vec2(-0.375, 0.125)));
         vec2 uv = Seen(place + step_ * pixel);
-        float cover = clamp(Inside(uv) / (0.5 * pixel) + 0.5, 0.0, 1.0);
+        float cover = clamp(Inside(uv) / (0.25 * pixel) + 0.5, 0.0, 1.0);
         if (cover > 0.0) {
-            sum += cover * texture2D(tex, clamp(uv, 0.0, 1.0));
+            sum += cover * texture2D(tex, clamp(Seen(place + step_ * pixel * spread), 0.0, 1.0));
         }
     }
     sum *= 0.25;
@@ -154,8 +155,17 @@ public:
             blur.emplace(picture, LensBlur::Aperture{0.05}, storage);
         }
         bool const isTransparent = settings.background == Background::Transparent;
+        // A picture that becomes much smaller is halved first, as often as needed.
+        double const smallest = std::max(settings.scale * std::min(settings.stretch, 1.0), 1e-3);
+        auto const halvings = static_cast<unsigned>(std::clamp(std::log2(1.0 / smallest), 0.0, 6.0));
+        std::optional<Premultiplied> shrunk;
+        if (halvings > 0) {
+            shrunk.emplace(MakeScaled(picture, std::max(picture.GetWidth() >> halvings, 1U),
+                                      std::max(picture.GetHeight() >> halvings, 1U), storage),
+                           storage);
+        }
         Pass(storage, "EffectTransform", {kGlslVersion, kStraightAlpha, kFragment})
-            .Texture("tex", 0, colors.Get())
+            .Texture("tex", 0, shrunk ? shrunk->Get() : colors.Get())
             .Texture("back", 1, blur ? blur->Get() : colors.Get())
             .Set("view", view)
             .Set("sides", sides)
@@ -163,6 +173,7 @@ public:
             .Set("high", isEmpty ? glm::vec2(5.0F) : high)
             .Set("radius", settings.cornerRadius * static_cast<double>(std::min(sides.x, sides.y)))
             .Set("pixel", 1.0 / std::max(picture.GetWidth(), picture.GetHeight()))
+            .Set("spread", std::clamp(2.0 / smallest - 2.0, 0.0, 1.0))
             .Set("shadow", isEmpty ? 0.0 : settings.shadow)
             .Set("shadowSize", std::max(settings.shadowSize, 1e-4))
             .Set("shadowShift",

@@ -49,7 +49,7 @@ uniform vec2 sides;
 uniform vec2 axis;       // across the axis of the turn
 uniform float sine;
 uniform float cosine;
-uniform float distance;
+uniform float viewer;
 uniform float size;
 uniform float isBack;
 uniform float light;
@@ -62,10 +62,10 @@ void main() {
     float u = dot(p, axis);
     float v = dot(p, axis.yx);
     // The ray from the viewer meets the turned card.
-    float depth = distance * cosine - u * sine;
-    float t = distance / (abs(depth) < 0.0001 ? 0.0001 : depth);
+    float depth = viewer * cosine - u * sine;
+    float t = viewer / (abs(depth) < 0.0001 ? 0.0001 : depth);
     float along = u * t;
-    float other = v * distance * cosine / (abs(depth) < 0.0001 ? 0.0001 : depth);
+    float other = v * viewer * cosine / (abs(depth) < 0.0001 ? 0.0001 : depth);
     vec2 q = along * axis + other * axis.yx;
     vec2 place = q / sides;
     vec2 inside = (vec2(0.5) - abs(place)) * sides;
@@ -109,7 +109,7 @@ public:
             .Set("axis", isVertical ? glm::vec2(1.0F, 0.0F) : glm::vec2(0.0F, 1.0F))
             .Set("sine", sine)
             .Set("cosine", std::cos(turned))
-            .Set("distance", settings.distance)
+            .Set("viewer", settings.distance)
             .Set("size", 1.0 - settings.shrink * lift)
             .Set("isBack", std::cos(turned) < 0.0 ? 1.0 : 0.0)
             .Set("light", settings.light)

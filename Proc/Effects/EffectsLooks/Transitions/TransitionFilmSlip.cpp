@@ -38,7 +38,6 @@ namespace {
 constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
-uniform float frames;
 uniform float half_;     // frame from which the incoming picture runs
 uniform float count;
 uniform float first;
@@ -57,7 +56,7 @@ void main() {
         }
         float x = mix(first, last, (float(i) + jitter) / count);
         // Frames are further apart by the line while the film runs.
-        float along = TexCoord0.y * 1.0 + x * (1.0 + line);
+        float along = TexCoord0.y + x * (1.0 + line);
         float number = floor((along + 0.5 * line) / (1.0 + line));
         float inside = along - number * (1.0 + line);
         vec2 place = vec2(TexCoord0.x + sway, inside);

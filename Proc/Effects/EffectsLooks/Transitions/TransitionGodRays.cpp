@@ -14,7 +14,7 @@ struct SettingsTransitionGodRays final : SettingsOf<SettingsTransitionGodRays> {
 
     double intensity = 0.8;
     double length = 0.8;
-    double threshold = 0.4;
+    double threshold = 0.55;
     double x = 0.2;
     double y = 0.85;
     double travel = 0.6;
@@ -83,8 +83,8 @@ public:
             .Texture("rays1", 2, rays1.Get())
             .Texture("rays2", 3, rays2.Get())
             .Set("share", share)
-            .Set("gain", 14.0 * settings.intensity * swell)
-            .Set("flood", 3.4 * settings.intensity * swell * swell)
+            .Set("gain", 7.5 * settings.intensity * swell)
+            .Set("flood", 2.2 * settings.intensity * swell * swell)
             .Set("source", source)
             .Set("sides", pictures.sides)
             .Set("tint", settings.tint)

@@ -66,19 +66,19 @@ void main() {
     float width = abs(1.0 - 2.0 * turn);
     float along = dot(arm, way);
     float stretched = along / max(width, 0.02);
-    vec2 flat = arm + way * (stretched - along);
-    vec2 flatFar = abs(flat);
-    float flatRim = max(dot(flatFar, vec2(0.5, 0.8660254)), flatFar.x);
+    vec2 upright = arm + way * (stretched - along);
+    vec2 uprightFar = abs(upright);
+    float uprightRim = max(dot(uprightFar, vec2(0.5, 0.8660254)), uprightFar.x);
     float rest = step(turn, 0.0) + step(1.0, turn);
     float gap = (1.0 - rest) * 0.03;
-    float cover = max(clamp((0.5 - gap - flatRim) * width * size / pixel + 0.5, 0.0, 1.0), rest);
-    vec2 place = (middle + flat) * size / sides + 0.5;
+    float cover = max(clamp((0.5 - gap - uprightRim) * width * size / pixel + 0.5, 0.0, 1.0), rest);
+    vec2 place = (middle + upright) * size / sides + 0.5;
     vec4 color = turn < 0.5 ? texture2D(tex1, Mirrored(place)) : texture2D(tex2, Mirrored(place));
     float shade = mix(0.35, 1.0, width);
     color.rgb *= mix(shade, 1.0, rest);
     float shine = glint * (1.0 - rest) * exp(-pow((width - 0.35 - 0.8 * along) * 3.2, 2.0)) * step(0.5, turn);
     color.rgb = Screen(color, vec3(0.55 * shine));
-    float edge = smoothstep(0.06, 0.0, 0.5 - gap - flatRim) * (1.0 - rest);
+    float edge = smoothstep(0.06, 0.0, 0.5 - gap - uprightRim) * (1.0 - rest);
     color.rgb = Screen(color, vec3(0.3 * glint * edge));
     // Behind the tiles lies the incoming picture, in their shadow.
     vec4 back = texture2D(tex2, TexCoord0);

@@ -1,6 +1,6 @@
-// The camera is whipped round: mirrored copies of the outgoing picture rush past, then such of the incoming one, and the
-// camera comes to rest on it. Streaks are long, so the pictures are first made narrow along the way, which blurs them
-// there and nowhere else, and are then sampled along the streak.
+// The camera is whipped round: mirrored copies of the outgoing picture rush past, then such of the incoming one, and
+// the camera comes to rest on it. Streaks are long, so the pictures are first made narrow along the way, which blurs
+// them there and nowhere else, and are then sampled along the streak.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
@@ -22,10 +22,11 @@ struct SettingsTransitionWhipPan final : SettingsOf<SettingsTransitionWhipPan> {
     double blur = 0.7;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>(
-                    {{Direction::Left, "left"}, {Direction::Right, "right"}, {Direction::Up, "up"},
-                     {Direction::Down, "down"}},
-                    "where the pictures rush to"),
+        return {Declare<&This::direction>({{Direction::Left, "left"},
+                                           {Direction::Right, "right"},
+                                           {Direction::Up, "up"},
+                                           {Direction::Down, "down"}},
+                                          "where the pictures rush to"),
                 Declare<&This::distance>(2, 8, "how many pictures rush past"),
                 Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
                 Declare<&This::overshoot>(0.0, 0.1, "how far it goes beyond its goal, as a share of the way"),
