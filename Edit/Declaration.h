@@ -52,6 +52,13 @@ constexpr std::array kChannelLabels{EnumLabel<Mix::Channels>{Mix::Channels::Auto
                                     EnumLabel<Mix::Channels>{Mix::Channels::Stereo, "stereo"},
                                     EnumLabel<Mix::Channels>{Mix::Channels::Surround, "5.1"}};
 
+constexpr std::array kDepthLabels{EnumLabel<Output::Depth>{Output::Depth::Auto, "auto"},
+                                  EnumLabel<Output::Depth>{Output::Depth::Eight, "8"},
+                                  EnumLabel<Output::Depth>{Output::Depth::Float, "16f"}};
+constexpr std::array kHdrLabels{
+    EnumLabel<Output::Hdr>{Output::Hdr::Auto, "auto"}, EnumLabel<Output::Hdr>{Output::Hdr::Sdr, "sdr"},
+    EnumLabel<Output::Hdr>{Output::Hdr::Pq, "pq"}, EnumLabel<Output::Hdr>{Output::Hdr::Hlg, "hlg"}};
+
 constexpr std::array kStyleLabels{EnumLabel<Title::Style>{Title::Style::Title, "title"},
                                   EnumLabel<Title::Style>{Title::Style::Subtitle, "subtitle"},
                                   EnumLabel<Title::Style>{Title::Style::LowerThird, "lower-third"},
@@ -91,6 +98,12 @@ constexpr std::span<EnumLabel<Title::Direction> const> GetLabels(Title::Directio
 }
 constexpr std::span<EnumLabel<Title::Animation> const> GetLabels(Title::Animation) {
     return kAnimationLabels;
+}
+constexpr std::span<EnumLabel<Output::Depth> const> GetLabels(Output::Depth) {
+    return kDepthLabels;
+}
+constexpr std::span<EnumLabel<Output::Hdr> const> GetLabels(Output::Hdr) {
+    return kHdrLabels;
 }
 constexpr std::span<EnumLabel<Clip::Fit> const> GetLabels(Clip::Fit) {
     return kFitLabels;
@@ -272,6 +285,9 @@ void Declare(Archive& archive, Output& output) {
     archive("background", output.background, "of bars and gaps");
     archive("stillDuration", output.stillDuration, "of pictures, colours and titles that name none");
     archive("seed", output.seed, "of what is random; the clock's otherwise");
+    archive("depth", output.depth, "what frames are worked on in: 8 bits or 16-bit float");
+    archive("hdr", output.hdr, "the dynamic range; the first clip's otherwise");
+    archive("alpha", output.alpha, "keep, or the colour that transparent parts are laid over");
     archive("for", output.profile, "settings that suit a use, where nothing else is set; `kaltor render --for list`");
     archive("format", output.format, "the container, where the output's name does not say it");
     archive("codec", output.codec, "the video encoder; H.264 where the container takes it");

@@ -55,6 +55,11 @@ public:
     /// The same among what makes one picture of one picture.
     CatalogEntry const& FindEffect(std::string const& name) const;
 
+    /// The plug-ins that were loaded, our own first.
+    std::vector<PluginReport> GetPlugins() const {
+        return registry ? registry->GetPlugins() : std::vector<PluginReport>();
+    }
+
     /// One line for each shader file in the folders that cannot be used.
     std::vector<std::string> const& GetFaults() const { return faults; }
 

@@ -25,7 +25,8 @@ PictureEffect::PictureEffect(Proc::IEffectFactory const& factory, std::string co
     uploader = factory.CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, ImplNames::OGL);
     downloader = factory.CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, ImplNames::OGL);
     converter = factory.CreateOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT);
-    converter->SetSettings(Proc::SettingsColorspaceConverter({PixFmt::Rgb24, PixFmt::Rgba}, true));
+    converter->SetSettings(Proc::SettingsColorspaceConverter(
+        {PixFmt::Rgb24, PixFmt::Rgba, PixFmt::RgbF16, PixFmt::RgbaF16}, true));
 }
 
 void PictureEffect::SetSettings(Proc::Settings const& settings) {

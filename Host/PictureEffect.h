@@ -35,7 +35,7 @@ public:
     /// Results of another size are scaled to fit into this one from now on, with nothing (transparent) around them.
     void FitInto(std::uint32_t width, std::uint32_t height);
 
-    /// The result as Rgb24 or Rgba. `inputs` may be used again; their timestamps are set. Throws what the effect
+    /// The result as Rgb24 or Rgba, of pictures of 16-bit float as RgbF16 or RgbaF16. `inputs` may be used again; their timestamps are set. Throws what the effect
     /// throws.
     Picture Run(std::vector<Picture> const& inputs, std::int64_t timestamp);
 

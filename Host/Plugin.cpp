@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Host/OtherPlugins.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
 
 namespace Kaltor::Host {
@@ -65,6 +66,14 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     if (!fs::exists(file, error)) {
         Core::Throw(std::runtime_error(fmt::format("the plug-in {} does not exist", file.string())));
     }
+    // Another version of the library would come in beside this one.
+    std::string const ours = "libkaltor.so." KALTOR_ABI;
+    for (std::string const& needed : FindNeededLibraries(file)) {
+        if (needed != ours) {
+            Core::Throw(std::runtime_error(
+                fmt::format("the plug-in {} is made for {}, this is {}", file.string(), needed, ours)));
+        }
+    }
     // The loader would look for a path without a slash in the system's folders.
     fs::path const absolute = fs::absolute(file);
     // Never unloaded: effects, caches and exceptions of the plug-in may live until the process ends.
@@ -85,10 +94,19 @@ std::unique_ptr<EffectRegistry> MakeRegistry() {
     auto registry = std::make_unique<EffectRegistry>();
     Proc::RegisterDefaultEffects(*registry);
     fs::path const plugin = FindPlugin();
-    LoadPlugin(plugin, *registry);
-    if (fs::path const looks = FindLooks(plugin); !looks.empty()) {
-        LoadPlugin(looks, *registry);
+    for (fs::path const& file : {plugin, FindLooks(plugin)}) {
+        if (file.empty()) {
+            continue;
+        }
+        std::size_t const before = registry->List().size();
+        LoadPlugin(file, *registry);
+        std::size_t const count = registry->List().size() - before;
+        if (count == 0) {
+            Core::Throw(std::runtime_error(fmt::format("the plug-in {} registers no effects", file.string())));
+        }
+        registry->AddReports({{file, count, "", true}});
     }
+    registry->AddReports(LoadOtherPlugins(*registry, ListPluginFolders()));
     return registry;
 }
 

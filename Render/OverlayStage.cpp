@@ -23,7 +23,7 @@ std::pair<double, double> PlaceOf(Overlay::Anchor anchor) {
 /// Overlays keep their own size and their alpha.
 Media::VideoTarget MakeTarget(Media::VideoTarget const& output) {
     Media::VideoTarget target = output;
-    target.pixFmt = PixFmt::Rgba;
+    target.pixFmt = AlphaFormat(output.pixFmt);
     target.keepsSize = true;
     return target;
 }
@@ -119,11 +119,13 @@ boost::intrusive_ptr<Ogl::DataVideoOGL> OverlayStage::TakePicture(std::int64_t n
 FramePtr OverlayStage::MakeClear(Conf::FrameInfo const& form, std::int64_t number) {
     if (!clear || static_cast<std::uint32_t>(clear->width) != form.width ||
         static_cast<std::uint32_t>(clear->height) != form.height) {
-        boost::intrusive_ptr<Proc::DataVideoFF> const empty = Proc::DataVideoFF::Create(PixFmt::Rgba, form);
+        boost::intrusive_ptr<Proc::DataVideoFF> const empty =
+            Proc::DataVideoFF::Create(AlphaFormat(target.pixFmt), form);
+        std::size_t const pixel = PixFmtDescription::Find(target.pixFmt).IsFloat() ? 8 : 4;
         AVFrame& frame = empty->GetWritableFrame();
         for (int y = 0; y < frame.height; ++y) {
             std::memset(frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0], 0,
-                        static_cast<std::size_t>(frame.width) * 4);
+                        static_cast<std::size_t>(frame.width) * pixel);
         }
         clear = empty->Share();
     }

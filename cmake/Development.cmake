@@ -44,3 +44,14 @@ install(FILES ${PROJECT_BINARY_DIR}/KaltorConfig.cmake ${PROJECT_BINARY_DIR}/Kal
               ${CMAKE_CURRENT_LIST_DIR}/KaltorPlugin.cmake ${CMAKE_CURRENT_LIST_DIR}/KaltorPlugin.map
         DESTINATION ${folder} COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/kaltor.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+# The reference of the public headers, in build/.../api/html: `cmake --build BUILD --target KaltorReference`.
+find_program(KALTOR_DOXYGEN doxygen)
+if(KALTOR_DOXYGEN)
+    set(input ${public} Adapters/Embed/include/kaltor/Embed.h)
+    list(TRANSFORM input PREPEND ${PROJECT_SOURCE_DIR}/)
+    string(JOIN " " KALTOR_DOXYGEN_INPUT ${input})
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/Doxyfile.in ${PROJECT_BINARY_DIR}/Doxyfile @ONLY)
+    add_custom_target(KaltorReference COMMAND ${KALTOR_DOXYGEN} ${PROJECT_BINARY_DIR}/Doxyfile
+                      COMMENT "Writing the reference" VERBATIM)
+endif()

@@ -14,6 +14,11 @@ License: the owner of Kaltor has not chosen a licence yet. Until then all rights
     file(WRITE ${doc}/changelog "kaltor (${CPACK_PACKAGE_VERSION}) unstable; urgency=medium\n
   * What changed stands in the CHANGELOG.md of the sources.\n
  -- ${CPACK_DEBIAN_PACKAGE_MAINTAINER}  ${date}\n")
+    set(overrides ${CMAKE_CURRENT_LIST_DIR}/${package}.overrides)
+    if(EXISTS ${overrides})
+        file(MAKE_DIRECTORY ${stage}/usr/share/lintian/overrides)
+        file(COPY_FILE ${overrides} ${stage}/usr/share/lintian/overrides/${package})
+    endif()
     file(GLOB pages ${stage}/usr/share/man/man*/*.1)
     execute_process(COMMAND gzip -9nf ${doc}/changelog ${pages} COMMAND_ERROR_IS_FATAL ANY)
     execute_process(COMMAND chmod -R u=rwX,go=rX ${stage} COMMAND_ERROR_IS_FATAL ANY)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
+#include <mutex>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -18,16 +20,16 @@ namespace {
 
 constexpr double kMicroseconds = 1e6;
 
-std::size_t CountBytes(Layout layout) {
+std::ptrdiff_t CountBytes(Layout layout) {
     return layout == Layout::Rgb ? 3 : 4;
 }
 
 /// A picture in the caller's memory, which is only read and has to stay until the picture has been drawn.
 Host::Picture WrapView(ImageView const& view) {
-    std::size_t const row = view.width * CountBytes(view.layout);
-    std::size_t const stride = view.stride == 0 ? row : view.stride;
-    if (view.pixels == nullptr || view.width == 0 || view.height == 0 || stride < row || stride > INT_MAX ||
-        view.height > INT_MAX) {
+    std::ptrdiff_t const row = view.width * CountBytes(view.layout);
+    std::ptrdiff_t const stride = view.stride == 0 ? row : view.stride;
+    if (view.pixels == nullptr || view.width == 0 || view.height == 0 || std::abs(stride) < row ||
+        std::abs(stride) > INT_MAX || view.height > INT_MAX) {
         Core::Throw(std::invalid_argument(
             fmt::format("no picture: {}x{} pixels, {} bytes a row", view.width, view.height, stride)));
     }
@@ -41,8 +43,10 @@ Host::Picture WrapView(ImageView const& view) {
     frame->linesize[0] = static_cast<int>(stride);
     frame->data[0] = bytes;
     frame->extended_data = frame->data;
+    std::ptrdiff_t const toLast = stride * (std::ptrdiff_t{view.height} - 1);
     frame->buf[0] = av_buffer_create(
-        bytes, stride * (view.height - 1) + row, [](void*, std::uint8_t*) {}, nullptr, AV_BUFFER_FLAG_READONLY);
+        bytes + std::min<std::ptrdiff_t>(toLast, 0), static_cast<std::size_t>(std::abs(toLast) + row),
+        [](void*, std::uint8_t*) {}, nullptr, AV_BUFFER_FLAG_READONLY);
     if (frame->buf[0] == nullptr) {
         throw std::bad_alloc();
     }
@@ -63,6 +67,8 @@ FieldKind KindOf(Proc::Field const& field) {
             return FieldKind::Choice;
         case Proc::FieldType::Color:
             return FieldKind::Colour;
+        case Proc::FieldType::File:
+            return FieldKind::File;
         default:
             return FieldKind::List;
     }
@@ -84,7 +90,7 @@ std::int64_t GetTimestamp(Moment const& moment) {
     return static_cast<std::int64_t>(std::clamp(moment.seconds, -kLongest, kLongest) * kMicroseconds);
 }
 
-SharedTexture ToShared(TextureView const& view) {
+TextureTransfer::SharedTexture ToShared(TextureView const& view) {
     return {view.name, view.width, view.height, view.hasAlpha, view.isTopRowFirst};
 }
 
@@ -92,6 +98,7 @@ SharedTexture ToShared(TextureView const& view) {
 
 struct Library::Parts {
     Host::Catalog catalog = Host::Catalog::Load();
+    mutable std::mutex mutex{};  ///< a name may be that of a shader file, which is read then
 };
 
 struct Effect::Parts {
@@ -136,8 +143,7 @@ struct Effect::Parts {
         AVFrame const& frame = made->GetFrame();
         Image image;
         image.view = {frame.data[0], static_cast<std::uint32_t>(frame.width), static_cast<std::uint32_t>(frame.height),
-                      static_cast<std::size_t>(frame.linesize[0]),
-                      made->GetPixFmt() == PixFmt::Rgba ? Layout::Rgba : Layout::Rgb};
+                      frame.linesize[0], made->GetPixFmt() == PixFmt::Rgba ? Layout::Rgba : Layout::Rgb};
         image.owner = std::shared_ptr<void const>(&frame, [made](void const*) {});
         return image;
     }
@@ -153,7 +159,7 @@ std::string Effect::GetName() const {
 }
 
 std::vector<FieldInfo> Effect::GetFields() const {
-    std::unique_ptr<Proc::Settings> const defaults = Host::MakeSettings(parts->entry, {});
+    std::unique_ptr<Proc::Settings> const defaults = parts->entry.defaults->MakeDefault();
     std::vector<FieldInfo> fields;
     for (Proc::Field const& field : parts->settings->GetFields()) {
         FieldInfo info;
@@ -205,7 +211,7 @@ void Effect::Apply(std::span<TextureView const> inputs, TextureView const& targe
     std::vector<boost::intrusive_ptr<Proc::IDataVideo>> frames;
     for (TextureView const& input : inputs) {
         sizes.emplace_back(input.width, input.height);
-        frames.push_back(MakeFrame(ToShared(input)));
+        frames.push_back(TextureTransfer::MakeFrame(ToShared(input)));
     }
     parts->CheckInputs(sizes);
     parts->SetMoment(moment);
@@ -217,7 +223,7 @@ void Effect::Apply(std::span<TextureView const> inputs, TextureView const& targe
             std::invalid_argument(fmt::format("{} makes a picture of {}x{} pixels, the texture has {}x{}", GetName(),
                                               info.width, info.height, target.width, target.height)));
     }
-    FillTexture(drawn, ToShared(target));
+    TextureTransfer::FillTexture(drawn, ToShared(target));
 }
 
 Library::Library() : parts(std::make_shared<Parts const>()) {}
@@ -226,15 +232,26 @@ Library::~Library() = default;
 std::vector<EffectInfo> Library::List() const {
     std::vector<EffectInfo> list;
     for (Host::CatalogEntry const& entry : parts->catalog.GetEntries()) {
-        std::string const summary(Host::MakeSettings(entry, {})->GetSummary());
-        list.push_back({entry.name, KindOf(entry), entry.isTwoInput ? 2 : 1, summary, ""});
+        list.push_back(
+            {entry.name, KindOf(entry), entry.isTwoInput ? 2 : 1, std::string(entry.defaults->GetSummary())});
     }
     return list;
 }
 
+std::vector<std::string> Library::GetFaults() const {
+    std::vector<std::string> faults = parts->catalog.GetFaults();
+    for (Host::PluginReport const& plugin : parts->catalog.GetPlugins()) {
+        if (!plugin.fault.empty()) {
+            faults.push_back(fmt::format("{}: {}", plugin.file.string(), plugin.fault));
+        }
+    }
+    return faults;
+}
+
 Effect Library::Make(std::string const& name, std::size_t inputs) const {
+    std::lock_guard const lock(parts->mutex);
     Host::CatalogEntry const& entry = parts->catalog.Find(name, inputs);
-    std::unique_ptr<Proc::Settings> settings = Host::MakeSettings(entry, {});
+    std::unique_ptr<Proc::Settings> settings = entry.defaults->Clone();
     Host::PictureEffect effect(*parts->catalog.GetFactory(), entry.name, entry.isTwoInput, *settings);
     return Effect(std::make_unique<Effect::Parts>(Effect::Parts{entry, std::move(settings), std::move(effect)}));
 }

@@ -7,11 +7,18 @@
 #include "Ogl/GlState.h"
 #include "Ogl/OglManager.h"
 
-namespace Kaltor::Embed {
+namespace Kaltor::TextureTransfer {
 namespace {
 
 /// Copies a picture between two textures of one size, turned over where their rows run against each other.
 void Blit(GLuint source, GLuint target, std::uint32_t width, std::uint32_t height, bool isTurned, bool isOpaque) {
+    auto const require = [](bool isRight) {
+        if (!isRight) {
+            Core::Throw(std::invalid_argument(
+                "the texture is not one that can be drawn to, of a context that shares its objects (see ShareGl)"));
+        }
+    };
+    require(glIsTexture(source) == GL_TRUE && glIsTexture(target) == GL_TRUE);
     Ogl::Interlude const interlude;
     Ogl::GlObject const read(Ogl::GlKind::Framebuffer);
     Ogl::GlObject const draw(Ogl::GlKind::Framebuffer);
@@ -19,12 +26,10 @@ void Blit(GLuint source, GLuint target, std::uint32_t width, std::uint32_t heigh
     glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, source, 0);
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, draw.Get());
     glFramebufferTexture2D(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, target, 0);
-    if (glIsTexture(source) == GL_FALSE || glIsTexture(target) == GL_FALSE ||
-        glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE ||
-        glCheckFramebufferStatus(GL_DRAW_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
-        Core::Throw(std::invalid_argument(
-            "the texture is not one that can be drawn to, of a context that shares its objects (see ShareGl)"));
-    }
+    bool const isComplete = glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE &&
+                            glCheckFramebufferStatus(GL_DRAW_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    // An error that stays would be found by whoever asks next.
+    require(glGetError() == GL_NO_ERROR && isComplete);
     auto const right = static_cast<GLint>(width);
     auto const top = static_cast<GLint>(height);
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
@@ -73,4 +78,4 @@ void FillTexture(boost::intrusive_ptr<Ogl::DataVideoOGL> const& frame, SharedTex
     });
 }
 
-}  // namespace Kaltor::Embed
+}  // namespace Kaltor::TextureTransfer

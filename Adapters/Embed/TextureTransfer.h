@@ -6,7 +6,7 @@
 
 #include "Ogl/DataVideoOGL.h"
 
-namespace Kaltor::Embed {
+namespace Kaltor::TextureTransfer {
 
 /// A texture of the caller's; see `TextureView`.
 struct SharedTexture {
@@ -24,4 +24,4 @@ boost::intrusive_ptr<Ogl::DataVideoOGL> MakeFrame(SharedTexture const& source);
 /// throw, and `std::invalid_argument` for a texture that cannot be drawn to.
 void FillTexture(boost::intrusive_ptr<Ogl::DataVideoOGL> const& frame, SharedTexture const& target);
 
-}  // namespace Kaltor::Embed
+}  // namespace Kaltor::TextureTransfer

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/BenchReport.h"
+#include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Verbs.h"

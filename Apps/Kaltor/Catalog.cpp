@@ -43,7 +43,13 @@ Catalog LoadCatalog() {
         // The GL cannot be interrupted, and no destructor could end while it draws.
         ::_exit(1);
     };
-    return Catalog::Load(host);
+    Catalog catalog = Catalog::Load(host);
+    for (Host::PluginReport const& plugin : catalog.GetPlugins()) {
+        if (!plugin.fault.empty()) {
+            WriteError(fmt::format("warning: the plug-in {} is not all used: {}", plugin.file.string(), plugin.fault));
+        }
+    }
+    return catalog;
 }
 
 }  // namespace Kaltor::Cli

@@ -178,7 +178,17 @@ int CommandLine::Run(int count, char const* const* words) {
                 throw UsageError(DescribeUnknown(*app, words[1]));
             }
         }
-        app->parse(count, words);
+        // "-@0-5" is a piece of standard input; to the parser it would be an option.
+        constexpr std::string_view kStandardInput = "-@";
+        std::vector<std::string> texts(words, words + count);
+        std::vector<char const*> typed;
+        for (std::string& text : texts) {
+            if (text.starts_with(kStandardInput)) {
+                text = "/dev/stdin" + text.substr(1);
+            }
+            typed.push_back(text.c_str());
+        }
+        app->parse(count, typed.data());
     } catch (CLI::CallForHelp const&) {
         std::vector<CLI::App*> const verbs = app->get_subcommands();
         WriteOut(verbs.empty() ? app->help() : verbs.front()->help("kaltor"));

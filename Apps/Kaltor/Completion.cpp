@@ -67,7 +67,7 @@ Completions OfferNames(Catalog const& catalog, std::string const& start,
     Completions names;
     for (CatalogEntry const& entry : catalog.GetEntries()) {
         if (accepts(entry)) {
-            std::string const summary(MakeSettings(entry, {})->GetSummary());
+            std::string const summary(entry.defaults->GetSummary());
             names.push_back({entry.name, summary});
             if (std::string const prefix = entry.kind == Kind::Transition ? "Transition" : "Effect";
                 !start.empty() && entry.name.starts_with(prefix)) {
@@ -115,7 +115,7 @@ Completions CompleteSpec(Catalog const& catalog, Kind kind, std::size_t places, 
     if (last != std::string::npos) {
         std::string const name = rest.substr(0, rest.find_first_of(":@"));
         CatalogEntry const& entry = kind == Kind::Transition ? catalog.FindTransition(name) : catalog.FindEffect(name);
-        return CompleteAssignment(*MakeSettings(entry, {}), rest.substr(last + 1), before + rest.substr(0, last + 1));
+        return CompleteAssignment(*entry.defaults, rest.substr(last + 1), before + rest.substr(0, last + 1));
     }
     Completions candidates =
         OfferNames(catalog, rest, [kind](CatalogEntry const& entry) { return entry.kind == kind; });
@@ -129,10 +129,9 @@ Completions CompleteSpec(Catalog const& catalog, Kind kind, std::size_t places, 
     return Pick(candidates, rest, before);
 }
 
-Completions OfferCodecs(std::string const& output) {
+Completions OfferCodecs(std::string const& output, AVMediaType type) {
     Completions codecs;
-    for (std::string const& name :
-         Media::ListEncoders(Media::FindContainer(output.empty() ? "a.mkv" : output), AVMEDIA_TYPE_VIDEO)) {
+    for (std::string const& name : Media::ListEncoders(Media::FindContainer(output.empty() ? "a.mkv" : output), type)) {
         codecs.push_back({name, ""});
     }
     return codecs;
@@ -142,8 +141,29 @@ Completions CompleteValue(TypedWords const& typed, std::string const& option, st
     if (option == "--fit") {
         return Pick({{"whole", ""}, {"fill", ""}, {"stretch", ""}, {"blur", ""}}, text, "");
     }
-    if (option == "--codec") {
-        return Pick(OfferCodecs(typed.output), text, "");
+    if (option == "--codec" || option == "--audio-codec") {
+        return Pick(OfferCodecs(typed.output, option == "--codec" ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO), text, "");
+    }
+    if (option == "--for") {
+        Completions uses;
+        for (Media::Profile const& profile : Media::GetProfiles()) {
+            uses.push_back({std::string(profile.name), std::string(profile.help)});
+        }
+        return Pick(uses, text, "");
+    }
+    if (option == "--format") {
+        return Pick({{"mp4", ""},
+                     {"mov", ""},
+                     {"mkv", ""},
+                     {"webm", ""},
+                     {"mpegts", ""},
+                     {"nut", ""},
+                     {"y4m", ""},
+                     {"raw", "frames without a header"}},
+                    text, "");
+    }
+    if (option == "--progress") {
+        return Pick({{"bar", ""}, {"json", ""}, {"none", ""}}, text, "");
     }
     std::size_t const clips = typed.positionals.size();
     if (option == "--effect") {
@@ -156,7 +176,8 @@ Completions CompleteValue(TypedWords const& typed, std::string const& option, st
         return Pick(OfferNames(Catalog::Load(), text, kAny), text, "");
     }
     if (option == "--set" && !typed.positionals.empty()) {
-        return CompleteAssignment(*MakeSettings(Catalog::Load().Find(typed.positionals.front()), {}), text, "");
+        Catalog const catalog = Catalog::Load();
+        return CompleteAssignment(*catalog.Find(typed.positionals.front()).defaults, text, "");
     }
     return {};
 }

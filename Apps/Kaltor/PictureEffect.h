@@ -41,7 +41,7 @@ struct PictureJob {
 /// wrongly.
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb);
 
-/// Writes a PNG file, which appears only when it is whole ("-": standard output). An existing file is replaced.
+/// Writes a picture in the format of its name's ending (PNG where there is none), which appears only when it is whole ("-": standard output). An existing file is replaced.
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture);
 
 }  // namespace Kaltor::Cli

@@ -101,15 +101,15 @@ void CheckTexts(Plan const& plan, std::string const& documentName, Media::Warnin
 }
 
 std::string ToText(Plan const& plan, PlanReport const& report) {
-    std::string text =
-        fmt::format("{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ",
-                    plan.target.frame.width, plan.target.frame.height, av_q2d(plan.time.frameRate),
-                    plan.isOpenEnded ? std::string("until the pipe ends")
-                                     : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
-                    report.codec.empty() ? "" : ", " + report.codec,
-                    plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate,
-                                             plan.sound->channels, plan.sound->channels == 1 ? "" : "s")
-                               : ", no sound");
+    std::string text = fmt::format(
+        "{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ", plan.target.frame.width,
+        plan.target.frame.height, av_q2d(plan.time.frameRate),
+        plan.isOpenEnded ? std::string("until the pipe ends")
+                         : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
+        report.codec.empty() ? "" : ", " + report.codec,
+        plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate, plan.sound->channels,
+                                 plan.sound->channels == 1 ? "" : "s")
+                   : ", no sound");
     auto const list = [&](std::string const& what, PlannedFeed const& feed, std::optional<Edit::Title> const& title,
                           std::int64_t first, std::int64_t frames, std::vector<PlannedLook> const& effects) {
         text += fmt::format("{} {}: {}\n", what, MakePrintable(NameOf(feed, title)), Span(plan, first, frames));

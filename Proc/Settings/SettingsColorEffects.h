@@ -142,13 +142,16 @@ struct SettingsEffectChromakey final : SettingsOf<SettingsEffectChromakey> {
     double tolerance = 0.2;
     double softness = 0.1;
     double spill = 0.5;
+    bool unmix = true;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::color>("the colour that becomes transparent"),
                 Declare<&This::tolerance>(0.0, 1.0,
                                           "how far in chroma a colour may be from the key and still be transparent"),
                 Declare<&This::softness>(0.0, 1.0, "width of the soft edge beyond the tolerance"),
-                Declare<&This::spill>(0.0, 1.0, "how much of the key's reflection is removed from what stays visible")};
+                Declare<&This::spill>(0.0, 1.0, "how much of the key's reflection is removed from what stays visible"),
+                Declare<&This::unmix>(
+                    "edges are taken apart by the colours on both sides of them; otherwise each pixel by itself")};
     }
 };
 

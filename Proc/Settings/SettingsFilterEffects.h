@@ -52,13 +52,16 @@ struct SettingsEffectErosion final : SettingsOf<SettingsEffectErosion> {
     Mode mode = Mode::Erosion;
     Shape shape = Shape::Square;
     double size = 0.004;
+    bool channels = false;
 
     static std::vector<Field> DeclareFields() {
         return {
             Declare<&This::mode>({{Mode::Erosion, "erosion"}, {Mode::Dilation, "dilation"}},
                                  "erosion: dark areas grow; dilation: bright areas grow"),
             Declare<&This::shape>({{Shape::Square, "square"}, {Shape::Disc, "disc"}}, "the shape of the neighbourhood"),
-            Declare<&This::size>(0.0, 0.05, "radius of the neighbourhood as a fraction of the picture's larger side")};
+            Declare<&This::size>(0.0, 0.05, "radius of the neighbourhood as a fraction of the picture's larger side"),
+            Declare<&This::channels>(
+                "each channel by itself, which makes new colours; otherwise whole pixels by luma")};
     }
 };
 
@@ -66,16 +69,20 @@ struct SettingsEffectGlassMosaic final : SettingsOf<SettingsEffectGlassMosaic> {
     static inline std::string const CLASS_ID = "EffectGlassMosaic";
     static constexpr std::string_view SUMMARY =
         "Shows the picture through a wall of glass bricks, each a small lens with a bright rim.";
-    static constexpr std::string_view NEUTRAL = "strength=0 bevel=0";
+    static constexpr std::string_view NEUTRAL = "strength=0 bevel=0 variation=0";
 
-    std::int32_t count = 20;
-    double strength = 0.5;
+    std::int32_t count = 9;
+    double strength = 0.6;
     double bevel = 0.5;
+    double variation = 0.5;
+    double dispersion = 0.4;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::count>(2, 200, "bricks along the shorter side"),
                 Declare<&This::strength>(0.0, 1.0, "how much each brick bends the picture"),
-                Declare<&This::bevel>(0.0, 1.0, "how wide and bright the rims are")};
+                Declare<&This::bevel>(0.0, 1.0, "how wide and bright the rims are"),
+                Declare<&This::variation>(0.0, 1.0, "how much bricks differ from each other"),
+                Declare<&This::dispersion>(0.0, 1.0, "how far the glass takes colours apart")};
     }
 };
 
@@ -102,12 +109,15 @@ struct SettingsEffectFindEdges final : SettingsOf<SettingsEffectFindEdges> {
     double threshold = 0.05;
     bool inverted = true;
     bool color = false;
+    double smoothing = 0.0025;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 10.0, "how dark or bright the lines are"),
                 Declare<&This::threshold>(0.0, 1.0, "gradients below this draw no line"),
                 Declare<&This::inverted>("dark lines on white; otherwise bright ones on black"),
-                Declare<&This::color>("lines keep the picture's colours")};
+                Declare<&This::color>("lines keep the picture's colours"),
+                Declare<&This::smoothing>(
+                    0.0, 0.02, "width over which the picture is averaged before, as a fraction of its larger side")};
     }
 };
 
@@ -133,14 +143,18 @@ struct SettingsEffectDiffuse final : SettingsOf<SettingsEffectDiffuse> {
     static constexpr std::string_view SUMMARY = "Shows the picture through frosted glass.";
     static constexpr std::string_view NEUTRAL = "size=0";
 
-    double size = 0.01;
+    double size = 0.012;
     bool animated = false;
+    double cell = 0.025;
 
     static std::vector<Field> DeclareFields() {
         return {
             Declare<&This::size>(
                 0.0, 0.2, "how far away a pixel's colour may come from, as a fraction of the picture's larger side"),
-            Declare<&This::animated>("a new pattern every 1/25 s")};
+            Declare<&This::animated>("a new pattern every 1/25 s"),
+            Declare<&This::cell>(
+                0.0, 0.1,
+                "size of the glass's waves as a fraction of the picture's larger side; 0: fine grains alone")};
     }
 };
 
@@ -159,7 +173,7 @@ struct SettingsEffectMask final : SettingsOf<SettingsEffectMask> {
     double width = 0.5;
     double height = 0.5;
     double rotation = 0.0;
-    double feather = 0.05;
+    double feather = 0.2;
     bool inverted = false;
     Action action = Action::Blur;
     double blur = 0.02;
@@ -190,13 +204,19 @@ struct SettingsEffectSharpen final : SettingsOf<SettingsEffectSharpen> {
 
     enum class Kernel : std::int32_t { ThreeByThree, FiveByFive };
 
-    double strength = 0.6;
+    double strength = 0.8;
     Kernel kernel = Kernel::ThreeByThree;
+    double radius = 0.0012;
+    double threshold = 0.01;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::strength>(0.0, 4.0, "how much detail is added; 0 leaves the picture unchanged"),
-                Declare<&This::kernel>({{Kernel::ThreeByThree, "3x3"}, {Kernel::FiveByFive, "5x5"}},
-                                       "the neighbourhood that detail is measured against")};
+        return {
+            Declare<&This::strength>(0.0, 4.0, "how much detail is added; 0 leaves the picture unchanged"),
+            Declare<&This::kernel>({{Kernel::ThreeByThree, "3x3"}, {Kernel::FiveByFive, "5x5"}},
+                                   "the neighbourhood that detail is measured against, if it has no radius"),
+            Declare<&This::radius>(
+                0.0, 0.05, "size of the detail as a fraction of the picture's larger side; below a pixel: the kernel"),
+            Declare<&This::threshold>(0.0, 0.5, "detail fainter than this, such as noise, stays as it is")};
     }
 };
 

@@ -86,14 +86,18 @@ struct SettingsEffectVertigo final : SettingsOf<SettingsEffectVertigo> {
         "Lets the picture sway while turned and zoomed ghosts of it circle around, as in dizziness.";
     static constexpr std::string_view NEUTRAL = "strength=0";
 
-    double strength = 0.5;
-    double speed = 0.5;
-    std::int32_t ghosts = 4;
+    double strength = 0.6;
+    double speed = 0.3;
+    std::int32_t ghosts = 5;
+    double zoom = 0.5;
+    double chroma = 0.6;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 1.0, "how far the ghosts reach and how strong they are"),
                 Declare<&This::speed>(0.0, 5.0, "turns per second"),
-                Declare<&This::ghosts>(1, 8, "how many ghosts trail behind")};
+                Declare<&This::ghosts>(1, 8, "how many ghosts trail behind"),
+                Declare<&This::zoom>(0.0, 1.0, "how far ghosts are enlarged, and pulse"),
+                Declare<&This::chroma>(0.0, 1.0, "how far the colours of ghosts come apart")};
     }
 };
 
@@ -103,6 +107,8 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     static constexpr std::string_view NEUTRAL = "endZoom=1";
     static constexpr bool RUNS_ON_PROGRESS = true;
 
+    enum class Background : std::int32_t { Blurred, Black };
+
     double startX = 0.5;
     double startY = 0.5;
     double startZoom = 1.0;
@@ -110,6 +116,7 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     double endY = 0.5;
     double endZoom = 1.5;
     bool smooth = true;
+    Background background = Background::Blurred;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::startX>(0.0, 1.0, "centre of the first view from the left"),
@@ -118,7 +125,9 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
                 Declare<&This::endX>(0.0, 1.0, "centre of the last view from the left"),
                 Declare<&This::endY>(0.0, 1.0, "centre of the last view from the bottom"),
                 Declare<&This::endZoom>(0.1, 20.0, "magnification of the last view"),
-                Declare<&This::smooth>("eases in and out")};
+                Declare<&This::smooth>("eases in and out"),
+                Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
+                                           "what is around views that are larger than the picture")};
     }
 };
 
@@ -127,16 +136,21 @@ struct SettingsEffectZoom final : SettingsOf<SettingsEffectZoom> {
     static constexpr std::string_view SUMMARY = "Enlarges or reduces the picture about a point.";
     static constexpr std::string_view NEUTRAL = "zoom=1";
 
+    enum class Fill : std::int32_t { Blurred, Color };
+
     double x = 0.5;
     double y = 0.5;
     double zoom = 1.5;
     Color background{0x00, 0x00, 0x00, 0xFF};
+    Fill fill = Fill::Blurred;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::x>(0.0, 1.0, "the point that stays where it is, from the left"),
                 Declare<&This::y>(0.0, 1.0, "the point that stays where it is, from the bottom"),
                 Declare<&This::zoom>(0.1, 20.0, "magnification; below 1 the picture shrinks"),
-                Declare<&This::background>("the colour around a picture that is smaller than the frame")};
+                Declare<&This::background>("the colour around a picture that is smaller than the frame"),
+                Declare<&This::fill>({{Fill::Blurred, "blurred"}, {Fill::Color, "color"}},
+                                     "what is around it: the picture blurred, or the background's colour")};
     }
 };
 
@@ -150,31 +164,43 @@ struct SettingsEffectCameraShake final : SettingsOf<SettingsEffectCameraShake> {
     double amplitude = 0.01;
     double frequency = 3.0;
     double rotation = 0.5;
+    double drift = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::amplitude>(0.0, 0.2, "greatest shift as a fraction of the picture's larger side"),
                 Declare<&This::frequency>(0.1, 30.0, "how fast the hand trembles, Hz"),
-                Declare<&This::rotation>(0.0, 20.0, "greatest roll, degrees")};
+                Declare<&This::rotation>(0.0, 20.0, "greatest roll, degrees"),
+                Declare<&This::drift>(0.0, 1.0, "how far the camera drifts slowly under the tremor")};
     }
 };
 
 struct SettingsEffectMirror final : SettingsOf<SettingsEffectMirror> {
     static inline std::string const CLASS_ID = "EffectMirror";
-    static constexpr std::string_view SUMMARY = "Reflects one side of the picture onto the other.";
+    static constexpr std::string_view SUMMARY =
+        "Reflects one side of the picture onto the other, or a sector all around.";
 
-    enum class Axis : std::int32_t { LeftToRight, RightToLeft, BottomToTop, TopToBottom, Quarters };
+    enum class Axis : std::int32_t { LeftToRight, RightToLeft, BottomToTop, TopToBottom, Quarters, Kaleidoscope };
 
     Axis axis = Axis::LeftToRight;
     double position = 0.5;
+    std::int32_t segments = 8;
+    double turn = 0.0;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::axis>({{Axis::LeftToRight, "left-to-right"},
-                                      {Axis::RightToLeft, "right-to-left"},
-                                      {Axis::BottomToTop, "bottom-to-top"},
-                                      {Axis::TopToBottom, "top-to-bottom"},
-                                      {Axis::Quarters, "quarters"}},
-                                     "which side is reflected onto which; quarters: the upper left one is kept"),
-                Declare<&This::position>(0.01, 0.99, "where the axis lies, from the left or from the bottom")};
+        return {
+            Declare<&This::axis>({{Axis::LeftToRight, "left-to-right"},
+                                  {Axis::RightToLeft, "right-to-left"},
+                                  {Axis::BottomToTop, "bottom-to-top"},
+                                  {Axis::TopToBottom, "top-to-bottom"},
+                                  {Axis::Quarters, "quarters"},
+                                  {Axis::Kaleidoscope, "kaleidoscope"}},
+                                 "which side is reflected onto which; quarters: the upper left one is kept; "
+                                 "kaleidoscope: a sector is reflected all around"),
+            Declare<&This::position>(0.01, 0.99,
+                                     "where the axis lies, from the left or from the bottom; the middle of what "
+                                     "the kaleidoscope sees"),
+            Declare<&This::segments>(2, 32, "sectors of the kaleidoscope; an odd number counts as the next even one"),
+            Declare<&This::turn>(-180.0, 180.0, "how far the kaleidoscope's sector is turned, degrees")};
     }
 };
 

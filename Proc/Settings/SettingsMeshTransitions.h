@@ -159,8 +159,12 @@ struct SettingsTransitionTwist final : SettingsOf<SettingsTransitionTwist> {
 
     enum class Direction : std::int32_t { LeftToRight, RightToLeft, BottomToTop, TopToBottom };
 
+    enum class Background : std::int32_t { Blurred, Black };
+
     Direction dir = Direction::LeftToRight;
     std::int32_t turns = 1;
+    Background background = Background::Blurred;
+    double thickness = 0.02;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::dir>({{Direction::LeftToRight, "left-to-right"},
@@ -168,7 +172,10 @@ struct SettingsTransitionTwist final : SettingsOf<SettingsTransitionTwist> {
                                      {Direction::BottomToTop, "bottom-to-top"},
                                      {Direction::TopToBottom, "top-to-bottom"}},
                                     "where the twist moves to"),
-                Declare<&This::turns>(1, 9, "half turns; an even number counts as the next odd one")};
+                Declare<&This::turns>(1, 9, "half turns; an even number counts as the next odd one"),
+                Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
+                                           "what is seen around the ribbon: the pictures blurred, or nothing"),
+                Declare<&This::thickness>(0.0, 0.1, "thickness of the ribbon as a fraction of its width")};
     }
 };
 
@@ -194,19 +201,31 @@ struct SettingsTransitionPuzzle final : SettingsOf<SettingsTransitionPuzzle> {
 struct SettingsTransitionMosaic final : SettingsOf<SettingsTransitionMosaic> {
     static inline std::string const CLASS_ID = "TransitionMosaic";
     static constexpr std::string_view SUMMARY =
-        "Tiles turn over in space in random order, with one picture on each side.";
+        "Tiles turn over in space one after the other, with one picture on each side.";
     static constexpr bool IS_RANDOM = true;
 
     enum class Axis : std::int32_t { Horizontal, Vertical, Mixed };
+    enum class Order : std::int32_t { Random, Wave, Diagonal, Centre };
+    enum class Background : std::int32_t { Blurred, Black };
 
     std::int32_t num = 8;
     Axis axis = Axis::Horizontal;
+    Order order = Order::Diagonal;
+    Background background = Background::Blurred;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::num>(1, 100, "tiles along the shorter side"),
                 Declare<&This::axis>(
                     {{Axis::Horizontal, "horizontal"}, {Axis::Vertical, "vertical"}, {Axis::Mixed, "mixed"}},
-                    "the axis that the tiles turn about")};
+                    "the axis that the tiles turn about"),
+                Declare<&This::order>({{Order::Random, "random"},
+                                       {Order::Wave, "wave"},
+                                       {Order::Diagonal, "diagonal"},
+                                       {Order::Centre, "centre"}},
+                                      "the order in which they turn: by chance, or as a wave from the left, from the "
+                                      "upper left or from the middle"),
+                Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
+                                           "what is seen behind tiles that turn: the pictures blurred, or nothing")};
     }
 };
 

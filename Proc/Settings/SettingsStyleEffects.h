@@ -11,14 +11,23 @@ struct SettingsEffectColorBrush final : SettingsOf<SettingsEffectColorBrush> {
     static constexpr bool RUNS_ON_PROGRESS = true;
     static constexpr bool KEEPS_LAYOUT = true;
 
+    enum class Style : std::int32_t { Strokes, Sweep };
+
     std::int32_t angle = 30;
     std::int32_t size = 12;
     std::uint32_t rough = 50;
+    Style style = Style::Strokes;
+    double wet = 0.5;
+    double paper = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::angle>(-90, 90, "direction of the strokes, degrees"),
-                Declare<&This::size>(1, 1000, "number of strokes"),
-                Declare<&This::rough>(0, 100, "roughness of the strokes, percent")};
+                Declare<&This::size>(1, 1000, "number of strokes, of one beside the other"),
+                Declare<&This::rough>(0, 100, "roughness of the strokes, percent"),
+                Declare<&This::style>({{Style::Strokes, "strokes"}, {Style::Sweep, "sweep"}},
+                                      "strokes: many, one over the other; sweep: one brush goes back and forth"),
+                Declare<&This::wet>(0.0, 1.0, "how dark the rims of wet paint are"),
+                Declare<&This::paper>(0.0, 1.0, "how much the paper's grain shows")};
     }
 };
 
@@ -43,15 +52,21 @@ struct SettingsEffectVHS final : SettingsOf<SettingsEffectVHS> {
 struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
     static inline std::string const CLASS_ID = "EffectStripes";
     static constexpr std::string_view SUMMARY =
-        "Lays coloured stripes over the picture, at any angle, still or drifting.";
+        "Lays stripes of colour, light or glass over the picture, at any angle, still or drifting.";
     static constexpr std::string_view NEUTRAL = "fill=0";
 
-    double angle = 45.0;
-    std::int32_t count = 12;
+    enum class Blend : std::int32_t { Normal, Multiply, Screen, Overlay, SoftLight, Invert, Displace, Blur };
+
+    double angle = 60.0;
+    std::int32_t count = 9;
     double fill = 0.5;
-    Color color{0xFF, 0xFF, 0xFF, 0x80};
-    double softness = 0.02;
-    double speed = 0.0;
+    Color color{0xFF, 0xF4, 0xE0, 0xB0};
+    double softness = 0.04;
+    double speed = 0.15;
+    Blend blend = Blend::SoftLight;
+    double gradient = 0.8;
+    double variation = 0.6;
+    double depth = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::angle>(-180.0, 180.0, "direction of the stripes, degrees counter-clockwise"),
@@ -61,7 +76,19 @@ struct SettingsEffectStripes final : SettingsOf<SettingsEffectStripes> {
                 Declare<&This::softness>(
                     0.0, 1.0, "softness of their edges, as a fraction of the stripe or the gap, whichever is narrower"),
                 Declare<&This::speed>(-10.0, 10.0,
-                                      "drift, stripes per second; horizontal stripes go up, vertical ones left")};
+                                      "drift, stripes per second; horizontal stripes go up, vertical ones left"),
+                Declare<&This::blend>({{Blend::Normal, "normal"},
+                                       {Blend::Multiply, "multiply"},
+                                       {Blend::Screen, "screen"},
+                                       {Blend::Overlay, "overlay"},
+                                       {Blend::SoftLight, "soft-light"},
+                                       {Blend::Invert, "invert"},
+                                       {Blend::Displace, "displace"},
+                                       {Blend::Blur, "blur"}},
+                                      "what a stripe does to the picture; displace and blur: glass in that colour"),
+                Declare<&This::gradient>(0.0, 1.0, "how far a stripe fades across its width"),
+                Declare<&This::variation>(0.0, 1.0, "how much stripes differ in width and strength"),
+                Declare<&This::depth>(0.0, 1.0, "how far stripes of glass displace or blur")};
     }
 };
 
@@ -78,9 +105,13 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
     Direction moveDirection = Direction::Down;
     Kind kind = Kind::Snow;
     std::int32_t count = 80;
-    double size = 0.03;
+    double size = 0.07;
     double speed = 0.2;
     Color color{0xFF, 0xFF, 0xFF, 0xE0};
+    bool crystals = false;
+    double depth = 0.6;
+    double gust = 0.4;
+    double streaks = 0.5;
 
     void SetMoveDirection(Direction value) { moveDirection = value; }
 
@@ -101,7 +132,12 @@ struct SettingsEffectFlyingObjects final : SettingsOf<SettingsEffectFlyingObject
                 Declare<&This::count>(1, 2000, "how many objects"),
                 Declare<&This::size>(0.002, 0.3, "size of a near object as a fraction of the picture's larger side"),
                 Declare<&This::speed>(0.0, 5.0, "speed, frame heights per second"),
-                Declare<&This::color>("tint of the objects; its alpha is how much they cover")};
+                Declare<&This::color>("tint of the objects; its alpha is how much they cover"),
+                Declare<&This::crystals>("snow shows its crystals; otherwise flakes are soft"),
+                Declare<&This::depth>(0.0, 1.0, "how far near and distant objects are out of focus"),
+                Declare<&This::gust>(0.0, 1.0, "how far gusts carry objects to the side"),
+                Declare<&This::streaks>(
+                    0.0, 1.0, "how long moving objects smear, as the part of 1/25 s that the shutter is open")};
     }
 };
 

@@ -209,14 +209,21 @@ struct SettingsTransitionPixels final : SettingsOf<SettingsTransitionPixels> {
 
     enum class Type : std::int32_t { Coarsen, Scatter };
 
+    enum class Growth : std::int32_t { Steps, Steady };
+
     Type type = Type::Coarsen;
-    std::int32_t num = 40;
+    std::int32_t num = 12;
+    Growth growth = Growth::Steps;
+    double clusters = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::type>(
                     {{Type::Coarsen, "coarsen"}, {Type::Scatter, "scatter"}},
                     "coarsen: pixels grow and recover; scatter: they change to the incoming picture one by one"),
-                Declare<&This::num>(2, 1000, "pixels along the shorter side")};
+                Declare<&This::num>(2, 1000, "pixels along the shorter side, where they are largest"),
+                Declare<&This::growth>({{Growth::Steps, "steps"}, {Growth::Steady, "steady"}},
+                                       "coarsening pixels double their size step by step, or grow steadily"),
+                Declare<&This::clusters>(0.0, 1.0, "how far pixels that change together are neighbours")};
     }
 };
 
@@ -228,10 +235,11 @@ struct SettingsTransitionMatrix final : SettingsOf<SettingsTransitionMatrix> {
 
     std::int32_t num = 60;
     Color color{0x40, 0xFF, 0x60, 0xFF};
+    double glow = 0.6;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::num>(4, 400, "number of columns"),
-                Declare<&This::color>("colour of the falling glyphs")};
+        return {Declare<&This::num>(4, 400, "number of columns"), Declare<&This::color>("colour of the falling glyphs"),
+                Declare<&This::glow>(0.0, 1.0, "how much light glyphs cast around them")};
     }
 };
 

@@ -63,7 +63,6 @@ TEST_F(EditCommandTest, WrongOptionsGetOneLineAndNoOutput) {
              {two + "--range 5-", 2, "no frame: the video lasts 1 s"},
              {two + "--range 2-1", 2, "ends before it has started"},
              {two + "--range x", 2, "START-END"},
-             {two + "--json", 2, "--dry-run"},
              {"render a.png@-1 -o x.png --frame 5", 2, "no frame at 5 s: the video lasts 1 s"},
              {"render a.png@-1 -o x.png --frame 0 --range 0-1", 2, "--range"},
              {"render a.png@-1 -o x.mp4 --frame 0", 2, ".png"},

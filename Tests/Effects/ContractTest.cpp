@@ -48,7 +48,10 @@ constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that 
 constexpr std::array kInvisible{
     Exemption{"Resizer", "a picture of the wanted size passes"},
     Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"},
-    Exemption{"EffectErosion", "its radius is less than half a pixel of so small a picture"}};
+    Exemption{"EffectErosion", "its radius is less than half a pixel of so small a picture"},
+    Exemption{"EffectGrade", "grades nothing by itself"},
+    Exemption{"EffectLut", "needs a table"},
+    Exemption{"EffectTransform", "places the picture where it is"}};
 
 /// Transitions that do not begin with exactly the first picture, or do not end with exactly the second; what they show
 /// there is still nearer to that one than to the other.
@@ -87,6 +90,7 @@ constexpr std::array kOwnAlpha{
     Exemption{"EffectSubFrame", "the picture lies over itself, a border and a shadow"},
     Exemption{"EffectFilmStrip", "film is not transparent"},
     Exemption{"EffectFlyingObjects", "objects lie over what is transparent, too"},
+    Exemption{"EffectLetterbox", "bars lie over what is transparent, too"},
 };
 
 /// Effects that show colours from under transparent pixels: they filter colour and alpha separately.
@@ -105,13 +109,24 @@ constexpr std::array<Exemption, 25> kFilterStraight{{
 constexpr std::array kTwoInputs{Exemption{"EffectImageBlender", "takes the base's"}};
 
 /// What some fields need to be seen in a small picture.
-std::vector<std::string> const kContexts{"EffectZoom zoom=0.5",
+std::vector<std::string> const kContexts{"EffectZoom zoom=0.5 fill=color",
                                          "EffectErosion size=0.05",
                                          "EffectMosaic count=5",
                                          "EffectMask action=1",
                                          "EffectPanAndZoom startZoom=3",
                                          "EffectSubFrame background=1",
-                                         "TransitionRipple freq=2 width=0.6"};
+                                         "EffectPanAndZoom startZoom=0.4 endZoom=0.5",
+                                         "EffectMirror axis=kaleidoscope",
+                                         "TransitionPixels type=1",
+                                         "TransitionRipple freq=2 width=0.6",
+                                         "EffectLensBlur radius=0.08 focus=0.3",
+                                         "EffectLensBlur radius=0.1 boost=1",
+                                         "EffectGlitch frequency=1 amount=1 blocks=1",
+                                         "EffectGrade contrast=2",
+                                         "EffectHalftone size=0.05",
+                                         "EffectEdgeGlow width=0.01 threshold=0",
+                                         "EffectTransform scale=0.5 shadow=1 shadowDistance=0.1 color=#FFFFFF",
+                                         "EffectZoomBlur strength=1"};
 
 /// Fields that act differently on the next frame than on the first one.
 constexpr std::array kNotAtOnce{Exemption{"TransitionShatter num", "draws anew for another number"}};
@@ -129,7 +144,7 @@ constexpr std::array kRandom{"EffectCameraShake",       "EffectFlyingObjects", "
 /// Effects that draw another picture at another size.
 constexpr std::array kOfPixels{
     Exemption{"EffectSharpen", "its kernels count pixels"},
-    Exemption{"EffectColorBrush", "its brush has bristles by the column of pixels"},
+    Exemption{"EffectColorBrush", "its bristles are finer than pixels"},
     Exemption{"TransitionWaterbrush", "its brush has bristles by the column of pixels"},
 };
 
@@ -463,7 +478,8 @@ INSTANTIATE_TEST_SUITE_P(All, DrawnEffect, testing::ValuesIn(List("", kOwnSize))
 
 TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
     for (Proc::Field const& field : Proc::MakeSettings(name)->GetFields()) {
-        bool isSeen = name == "TransitionBlinds";  // whose count is kept, not drawn
+        // The count of the blinds is kept, not drawn; a look-up table needs a file.
+        bool isSeen = name == "TransitionBlinds" || name == "EffectLut";
         auto const tryIn = [&](Settings const& base) {
             for (std::unique_ptr<Settings> const& variant : MakeVariants(base, field)) {
                 Effect const effect = Make(base);

@@ -106,9 +106,10 @@ TEST_F(FilmEffects, DiffusePicksEvenlyFromADisc) {
     constexpr unsigned kRows = 200;
     constexpr unsigned kMargin = 40;
     constexpr double kReach = 0.02 * kSide;
-    Picture const drawn = Run("EffectDiffuse size=0.02", Picture::Make(kSide, kRows, false, [](unsigned x, unsigned y) {
-                                  return Rgba{(x % 256) / 255.0, y / 255.0, x / 256 / 255.0, 1.0};
-                              }));
+    Picture const drawn =
+        Run("EffectDiffuse size=0.02 cell=0", Picture::Make(kSide, kRows, false, [](unsigned x, unsigned y) {
+                return Rgba{(x % 256) / 255.0, y / 255.0, x / 256 / 255.0, 1.0};
+            }));
     std::vector<double> right;
     std::vector<double> down;
     for (unsigned y = kMargin; y < kRows - kMargin; ++y) {

@@ -27,27 +27,28 @@ TEST_F(FilterEffectsTest, SharpenAddsOneLimitedDeltaOfLuma) {
     constexpr std::array<std::array<int, 3>, 2> kWeights{{{2, 1, 0}, {6, 4, 1}}};
     for (int const kernel : {0, 1}) {
         for (double const strength : {0.6, 4.0}) {
-            Expect(fmt::format("EffectSharpen kernel={} strength={}", kernel, strength), [&](Picture const& input) {
-                return MapPlaces(input, [&](unsigned x, unsigned y) {
-                    Rgba const& here = input.At(x, y);
-                    double detail = 0.0;
-                    double low = 0.0;
-                    double high = 0.0;
-                    for (int dy = -kernel - 1; dy <= kernel + 1; ++dy) {
-                        for (int dx = -kernel - 1; dx <= kernel + 1; ++dx) {
-                            Rgba const& there = AtClamped(input, long{x} + dx, long{y} + dy);
-                            double const over = there[3] * (Luminance(there) - Luminance(here));
-                            detail -= over * kWeights[kernel][std::abs(dx)] * kWeights[kernel][std::abs(dy)] /
-                                      (kernel == 0 ? 16.0 : 256.0);
-                            low = std::min(low, over);
-                            high = std::max(high, over);
-                        }
-                    }
-                    double const margin = (high - low) / 2.0;
-                    double const delta = std::clamp(strength * detail, low - margin, high + margin);
-                    return EachColor(here, [&](std::size_t c) { return here[c] + delta; });
-                });
-            });
+            Expect(fmt::format("EffectSharpen kernel={} strength={} radius=0 threshold=0", kernel, strength),
+                   [&](Picture const& input) {
+                       return MapPlaces(input, [&](unsigned x, unsigned y) {
+                           Rgba const& here = input.At(x, y);
+                           double detail = 0.0;
+                           double low = 0.0;
+                           double high = 0.0;
+                           for (int dy = -kernel - 1; dy <= kernel + 1; ++dy) {
+                               for (int dx = -kernel - 1; dx <= kernel + 1; ++dx) {
+                                   Rgba const& there = AtClamped(input, long{x} + dx, long{y} + dy);
+                                   double const over = there[3] * (Luminance(there) - Luminance(here));
+                                   detail -= over * kWeights[kernel][std::abs(dx)] * kWeights[kernel][std::abs(dy)] /
+                                             (kernel == 0 ? 16.0 : 256.0);
+                                   low = std::min(low, over);
+                                   high = std::max(high, over);
+                               }
+                           }
+                           double const margin = (high - low) / 2.0;
+                           double const delta = std::clamp(strength * detail, low - margin, high + margin);
+                           return EachColor(here, [&](std::size_t c) { return here[c] + delta; });
+                       });
+                   });
         }
     }
 }
@@ -89,13 +90,13 @@ double FindInk(Picture const& averaged, unsigned x, unsigned y, double cell, dou
         }
         most = std::max(most, std::hypot(gx, gy));
     }
-    double const over = std::max(most * scale - threshold, 0.0);
+    double const over = std::max(most * scale / (0.35 + 0.9 * Luminance(averaged.At(x, y))) - threshold, 0.0);
     return 1.0 - std::exp(-10.0 * strength * (over == 0.0 ? 0.0 : over * over / (over + 0.5 * threshold)));
 }
 
 TEST_F(FilterEffectsTest, FindEdgesDrawsTheScharrGradientOverItsCells) {
     for (bool const isInverted : {false, true}) {
-        Expect(fmt::format("EffectFindEdges inverted={} strength=0.2 threshold=0.15", isInverted),
+        Expect(fmt::format("EffectFindEdges inverted={} strength=0.2 threshold=0.15 smoothing=0", isInverted),
                [isInverted](Picture const& input) {
                    return MapPlaces(input, [&](unsigned x, unsigned y) {
                        double const ink = FindInk(input, x, y, 1.0, 0.5, 0.2, 0.15);
@@ -111,13 +112,15 @@ TEST_F(FilterEffectsTest, FindEdgesDrawsTheScharrGradientOverItsCells) {
             return EachColor(input.At(x, y), [&](std::size_t) { return 1.0 - ink; });
         });
         // Averages have 8 bits; where alpha is small, their colours are less exact.
-        EXPECT_TRUE(IsNear(Run("EffectFindEdges strength=0.05 threshold=0.05", input), expected, 2.5 / 255.0)) << width;
+        EXPECT_TRUE(
+            IsNear(Run("EffectFindEdges strength=0.05 threshold=0.05 smoothing=0", input), expected, 2.5 / 255.0))
+            << width;
     }
 }
 
 TEST_F(FilterEffectsTest, ErosionIsTheExtremumOverSquareOrDisc) {
     auto const check = [](Picture const& input, long radius, int mode, int shape) {
-        std::string const settings = fmt::format("EffectErosion mode={} shape={} size={}", mode, shape,
+        std::string const settings = fmt::format("EffectErosion mode={} shape={} size={} channels=true", mode, shape,
                                                  (radius + 0.4) / std::max(input.width, input.height));
         Picture const expected = MapPlaces(input, [&](unsigned x, unsigned y) {
             Rgba best = input.At(x, y);
@@ -187,7 +190,8 @@ TEST_F(FilterEffectsTest, ChromakeyUnmixesTheKey) {
             cleaned[3] *= stays;
             return cleaned;
         };
-        ExpectColors(fmt::format("EffectChromakey color={} tolerance=0.15 softness=0.4 spill=0.7", color), clean);
+        ExpectColors(fmt::format("EffectChromakey color={} tolerance=0.15 softness=0.4 spill=0.7 unmix=false", color),
+                     clean);
     }
 }
 
@@ -199,7 +203,7 @@ TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGree
         Rgba const& p = y == 0 ? screen[x] : actor[x];
         return Rgba{p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, 1.0};
     });
-    Picture const keyed = Run("EffectChromakey", input);
+    Picture const keyed = Run("EffectChromakey unmix=false", input);
     for (unsigned x = 0; x < 4; ++x) {
         EXPECT_EQ(keyed.At(x, 0)[3], 0.0) << "screen " << x;
         EXPECT_EQ(keyed.At(x, 1), input.At(x, 1)) << "actor " << x;
@@ -209,7 +213,7 @@ TEST_F(FilterEffectsTest, ChromakeyTakesShadowsOfTheScreenAndLeavesWhatIsNotGree
 TEST_F(FilterEffectsTest, ColorBrushPaintsFromTheDrawingToThePicture) {
     std::string const brush = " angle=-20 size=5 rough=30";
     for (double const progress : {0.0, 0.6, 1.0}) {
-        Expect("EffectColorBrush" + brush,
+        Expect("EffectColorBrush style=sweep" + brush,
                [&](Picture const& input) {
                    Picture const drawing = Run("EffectFindEdges", input);
                    return progress == 0.0   ? drawing

@@ -45,14 +45,14 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
                                       std::sin(2 * std::numbers::pi / length * (radius - 1.3 * front)) /
                                       std::max(radius, length / 2);
                 auto const mirror = [](double at) { return 1 - std::fabs(1 - std::fabs(at)); };
-                double const atS = mirror(s - x * height * 0.3 * length / scaleX);
-                double const atT = mirror(t - y * height * 0.3 * length / scaleY);
+                double const atS = mirror(s - x * height * 0.6 * length / scaleX);
+                double const atT = mirror(t - y * height * 0.6 * length / scaleY);
                 Rgba const color = Mix(from.Sample(atS, atT), to.Sample(atS, atT), SmoothStep(0.15, 0.75, u));
                 double const facing =
                     (x - y) * height / std::sqrt(2.0) / std::sqrt(1 + height * height * radius * radius);
-                double const glint = 0.6 * std::pow(std::clamp(3 * facing - 0.3, 0.0, 1.0), 2);
+                double const glint = 0.3 * std::pow(std::clamp(3 * facing - 0.3, 0.0, 1.0), 2);
                 return Straight(EachColor(color, [&](std::size_t i) {
-                    double const lit = color[i] * (1 + 0.7 * facing);
+                    double const lit = color[i] * (1 + 0.55 * facing);
                     return lit + (color[3] - lit) * glint;
                 }));
             });
@@ -63,10 +63,10 @@ TEST_F(ShaderTransitionsTest, RippleRunsOutwardsInARing) {
 }
 
 TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
-    // Four blocks across the shorter side are halved eight times on the way to a 540th of it; they stay for a third of
-    // that. Here they are single pixels after the third halving.
+    // Four blocks across the shorter side are halved eight times on the way to a 540th of it; they stay for 0.4 of
+    // that. Here they are single pixels after the third halving. Sizes mix in the last 0.3 of a step.
     constexpr double kSteps = 8;
-    constexpr double kStay = kSteps / 3;
+    constexpr double kStay = 0.4 * kSteps;
     for (Size const& size : {Size{64, 32}, Size{32, 64}}) {
         Picture const first = MakeCoveringNoise(size, size.width == 32, 1);
         Picture const second = MakeCoveringNoise(size, size.width == 32, 2);
@@ -77,22 +77,33 @@ TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
             }
             return means;
         };
-        auto const check = [&](double p, Picture const& a, Picture const& b, double share) {
+        auto const check = [&](double p, Picture const& a, Picture const& b, double share, char const* growth) {
             Picture const expected = ForEachPixel(first, [&](double s, double t) {
-                return Straight(Mix(a.SampleNearest(s, t), b.SampleNearest(s, t), SmoothStep(0, 1, share)));
+                return Straight(Mix(a.SampleNearest(s, t), b.SampleNearest(s, t), SmoothStep(0.7, 1, share)));
             });
-            ExpectDrawn("TransitionPixels num=4", first, second, p, expected, kFiltered + kUnfiltered);
+            ExpectDrawn(fmt::format("TransitionPixels num=4 growth={}", growth), first, second, p, expected,
+                        kFiltered + kUnfiltered);
         };
         for (int halvings = 0; halvings < 4; ++halvings) {
-            for (double const share : {0.0, 0.3}) {
+            for (double const share : {1e-9, 0.5, 0.8}) {
                 double const p = 0.5 * (kSteps - halvings - share) / (kSteps + kStay);
-                check(p, blocks(first, halvings), blocks(first, halvings + 1), share);
-                check(1 - p, blocks(second, halvings), blocks(second, halvings + 1), share);
+                check(p, blocks(first, halvings), blocks(first, halvings + 1), share, "steps");
+                check(1 - p, blocks(second, halvings), blocks(second, halvings + 1), share, "steps");
             }
+            double const p = 0.5 * (kSteps - halvings - 1e-9) / (kSteps + kStay);
+            check(p, blocks(first, halvings), blocks(first, halvings), 0, "steady");
         }
-        for (double const share : {0.2, 0.5}) {  // parts of the time for which the largest stay
-            check(0.5 + (share - 0.5) * kStay / (kSteps + kStay), blocks(first, 0), blocks(second, 0), share);
-        }
+        // Before and after all of the largest have changed, and in between some have.
+        double const begin = 0.5 * kSteps / (kSteps + kStay);
+        check(begin + 1e-6, blocks(first, 0), blocks(first, 0), 0, "steps");
+        check(1 - begin - 1e-6, blocks(second, 0), blocks(second, 0), 0, "steps");
+        Picture const half = Run("TransitionPixels num=4", Picture::Flat(size.width, size.height, {0, 0, 0, 1}),
+                                 Picture::Flat(size.width, size.height, {1, 1, 1, 1}), {.progress = 0.5});
+        auto const changed =
+            std::count_if(half.pixels.begin(), half.pixels.end(), [](Rgba const& c) { return c[0] > 0.99; });
+        auto const waiting =
+            std::count_if(half.pixels.begin(), half.pixels.end(), [](Rgba const& c) { return c[0] < 0.01; });
+        EXPECT_GT(std::min(changed, waiting), 64 * 32 / 4) << "one by one";
     }
 }
 
@@ -258,23 +269,33 @@ TEST_F(ShaderTransitionsTest, MatrixColumnsUncoverTheSecondPicture) {
                [&, rows = rows](Picture const& first, Picture const& second, double p) {
                    Picture const from = Premultiply(first);
                    Picture const to = Premultiply(second);
-                   return ForEachPixel(first, [&](double s, double t) {
-                       FallingColumn const& column = columns[static_cast<std::size_t>(s * 12)];
+                   // Of a cell: how far it is uncovered, and how dark it is.
+                   auto const look = [&](double x, double y) {
+                       FallingColumn const& column = columns[static_cast<std::size_t>(std::clamp(x, 0.0, 11.0))];
                        double const trail = std::max(column.trail * rows, 3.0);
-                       double const head = (p - column.begin) / column.duration * (rows + trail);
-                       double const y = (1 - t) * rows;
-                       // Darkness is compared at the middles of cells.
-                       auto const dark = [&](double row) {
-                           double const left = 1 - (head - std::clamp(row, 0.0, rows - 1)) / trail;
-                           return std::clamp(1.5 * std::clamp(left, 0.0, 1.0), 0.0, 1.0);
-                       };
-                       double const low = std::floor(y - 0.5);
-                       double const f = y - 0.5 - low;
-                       double const shown = 1 - 0.85 * (dark(low) * (1 - f) + dark(low + 1) * f);
+                       double const age = (p - column.begin) / column.duration * (rows + trail) -
+                                          (rows - 1 - std::clamp(y, 0.0, rows - 1));
+                       double const left = std::clamp(1 - age / trail, 0.0, 1.0);
+                       return std::pair{SmoothStep(0, 3, age), std::min(1.5 * left, 1.0)};
+                   };
+                   return ForEachPixel(first, [&](double s, double t) {
+                       // Smoothly from cell to cell.
+                       double const x = s * 12 - 0.5;
+                       double const y = t * rows - 0.5;
+                       double shown = 0;
+                       double dark = 0;
+                       for (int i = 0; i < 4; ++i) {
+                           double const u = std::floor(x) + i % 2;
+                           double const v = std::floor(y) + i / 2;
+                           auto const [uncovered, darkness] = look(u, v);
+                           double const weight = (1 - std::fabs(x - u)) * (1 - std::fabs(y - v));
+                           shown += weight * uncovered;
+                           dark += weight * darkness;
+                       }
                        Rgba const lit = to.SampleNearest(s, t);
                        return Straight(Mix(from.SampleNearest(s, t),
-                                           EachColor(lit, [&](std::size_t c) { return lit[c] * shown; }),
-                                           SmoothStep(0, 0.5, head - y)));
+                                           EachColor(lit, [&](std::size_t c) { return lit[c] * (1 - 0.45 * dark); }),
+                                           shown));
                    });
                },
                kFiltered, {size});

@@ -85,7 +85,8 @@ TEST_F(TurningTransitionsTest, TheRibbonIsTwistedAboutItsAxis) {
                     scene.AddQuad({bend(low, v), bend(high, v), bend(high, v + 0.5), bend(low, v + 0.5)}, first, shade);
                 }
             }
-            std::string const settings = fmt::format("TransitionTwist dir={} turns={}", direction, turns);
+            std::string const settings =
+                fmt::format("TransitionTwist dir={} turns={} background=black thickness=0", direction, turns);
             ExpectScene(Run(settings, first, second, {.progress = progress}), scene, settings);
         }
     }
@@ -95,7 +96,7 @@ TEST_F(TurningTransitionsTest, TheTwistLeavesPicturesInPlaceBeforeAndBehindIt) {
     Picture const first = MakeCoveringNoise({60, 60}, true, 1);
     Picture const second = MakeCoveringNoise({60, 60}, true, 2);
     for (int direction = 0; direction < 4; ++direction) {
-        std::string const settings = fmt::format("TransitionTwist dir={}", direction);
+        std::string const settings = fmt::format("TransitionTwist dir={} background=black thickness=0", direction);
         for (double const progress : {0.2, 0.8}) {
             // The twist is 1.1 times as long as the picture. First its front is at 0.42, then its end is at 0.58.
             Picture const drawn = Run(settings, first, second, {.progress = progress});
@@ -118,7 +119,7 @@ TEST_F(TurningTransitionsTest, TilesTurnInSpace) {
     Picture const first = MakePlaces(kSize, false);
     Picture const second = MakePlaces(kSize, true);
     for (int const axis : {0, 1}) {
-        std::string const settings = fmt::format("TransitionMosaic num=1 axis={}", axis);
+        std::string const settings = fmt::format("TransitionMosaic num=1 axis={} background=black order=random", axis);
         auto const draw = [&](double progress) {
             std::srand(4);
             return Run(settings, first, second, {.progress = progress});
@@ -174,8 +175,8 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
     // For each tile: '1' the outgoing picture in its place, '2' the incoming one, '-' neither.
     auto const draw = [&](int axis, unsigned seed, double progress) {
         std::srand(seed);
-        Picture const drawn =
-            Run(fmt::format("TransitionMosaic num=4 axis={}", axis), first, second, {.progress = progress});
+        Picture const drawn = Run(fmt::format("TransitionMosaic num=4 axis={} background=black order=random", axis),
+                                  first, second, {.progress = progress});
         std::string states;
         for (unsigned tile = 0; tile < kTiles * kTiles; ++tile) {
             unsigned const x = tile % kTiles * kTile + 6;

@@ -108,17 +108,18 @@ TEST_F(ViewEffectsTest, MirrorReflectsOneSideToTheByte) {
 TEST_F(ViewEffectsTest, ZoomShowsItsViewOverTheBackground) {
     for (auto const& [x, y, zoom] : {Camera{0.5, 0.5, 1.5}, Camera{0, 1, 2.7}, Camera{0.3, 0.8, 20},
                                      Camera{0.6, 0.4, 0.9}, Camera{0.2, 0.7, 0.4}}) {
-        std::string const settings = fmt::format("EffectZoom x={} y={} zoom={} background=#FF3366", x, y, zoom);
+        std::string const settings =
+            fmt::format("EffectZoom x={} y={} zoom={} fill=color background=#FF3366", x, y, zoom);
         Camera const camera{x + (0.5 - x) / zoom, y + (0.5 - y) / zoom, zoom};
         ExpectView(settings, camera, {1.0, 0.2, 0.4, 1.0});
         ExpectView(settings + "99", camera, {1.0, 0.2, 0.4, 0.6});
     }
-    EXPECT_TRUE(Run("EffectZoom zoom=0.5 background=#00000000", Picture::Corners(8, 8)).hasAlpha);
+    EXPECT_TRUE(Run("EffectZoom zoom=0.5 fill=color background=#00000000", Picture::Corners(8, 8)).hasAlpha);
     // At half the size each pixel is the mean of four; at twice the size weights are those of a sharp cubic.
     for (bool const hasAlpha : {false, true}) {
         Picture const input = Picture::Noise(64, 36, hasAlpha);
         Picture const half = Halve(Premultiply(input));
-        Picture const drawn = Premultiply(Run("EffectZoom zoom=0.5", input));
+        Picture const drawn = Premultiply(Run("EffectZoom zoom=0.5 fill=color", input));
         Picture expected = drawn;
         for (unsigned i = 0; i < 32 * 18; ++i) {
             expected.At(16 + i % 32, 9 + i / 32) = half.At(i % 32, i / 32);
@@ -158,7 +159,7 @@ TEST_F(ViewEffectsTest, PanAndZoomGlidesAboutAFixedPointAtAnEvenPace) {
                     return sides == 0 ? first + (last - first) * eased
                                       : first + (first - last) / sides * (1 / c.first.zoom - 1 / zoom);
                 };
-                ExpectView(fmt::format("EffectPanAndZoom smooth={} {}", isSmooth, c.fields),
+                ExpectView(fmt::format("EffectPanAndZoom smooth={} background=black {}", isSmooth, c.fields),
                            {move(c.first.x, c.last.x), move(c.first.y, c.last.y), zoom}, {0, 0, 0, 1}, progress);
             }
         }
@@ -202,8 +203,8 @@ TEST_F(ViewEffectsTest, CameraShakeWandersAboutItsRestAndNeverShowsABorder) {
     for (auto const& [width, height] : {Size{32, 18}, Size{18, 32}}) {
         GetFactory();  // seeds
         std::srand(height);
-        auto const effect = MakeEffect(
-            *Typed(fmt::format("EffectCameraShake amplitude={} rotation={} frequency=1", kAmplitude, kRotation)));
+        auto const effect = MakeEffect(*Typed(
+            fmt::format("EffectCameraShake amplitude={} rotation={} frequency=1 drift=0", kAmplitude, kRotation)));
         auto const draw = [&, input = MakePlaces(width, height)](double seconds) {
             intrusive_ptr<Proc::IDataVideo> data = input.ToFrame();
             data->SetTimestamp(std::llround(1e6 * seconds));
@@ -327,7 +328,7 @@ TEST_F(ViewEffectsTest, SubFrameIsSharpOverItsBlurredSelf) {
 
 TEST_F(ViewEffectsTest, VertigoGhostsCircleBehindThePictureAndKeepItsColour) {
     Picture const flat = Picture::Flat(16, 9, {0.2, 0.8, 0.4, 0.6}, true);
-    EXPECT_TRUE(IsNear(Run("EffectVertigo strength=1 ghosts=8", flat, {.seconds = 0.3}), flat, kUnfiltered));
+    EXPECT_TRUE(IsNear(Run("EffectVertigo strength=1 ghosts=8 zoom=0", flat, {.seconds = 0.3}), flat, kUnfiltered));
 
     // A dot in the middle, which turns do not move: where its light is, in pixels from there.
     for (auto const& [w, h] : {Size{161, 91}, Size{91, 161}}) {
@@ -336,7 +337,7 @@ TEST_F(ViewEffectsTest, VertigoGhostsCircleBehindThePictureAndKeepItsColour) {
             return Rgba{value, value, value, 1};
         });
         for (double const seconds : {0.0, 0.45, 1.3}) {
-            Picture const drawn = Run("EffectVertigo strength=1 ghosts=1 speed=0.5", dot, {.seconds = seconds});
+            Picture const drawn = Run("EffectVertigo strength=1 ghosts=1 speed=0.5 zoom=0", dot, {.seconds = seconds});
             std::array<double, 3> sum{};  // of light, and of its places
             double most = 0;
             ForEachPixel(drawn, [&, w = w, h = h](double s, double t) {

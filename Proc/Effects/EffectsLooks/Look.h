@@ -1,7 +1,8 @@
 #pragma once
 
-// What every source file of a look includes. It ends with `template void AddEffect<EffectName>(Proc::IEffectRegistry&);`
-// or the same for a transition, so that neither its class nor its settings need a header.
+// What every source file of a look includes. It ends with `template void
+// AddEffect<EffectName>(Proc::IEffectRegistry&);` or the same for a transition, so that neither its class nor its
+// settings need a header.
 
 #include <algorithm>
 #include <cmath>

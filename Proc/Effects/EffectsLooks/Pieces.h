@@ -79,8 +79,8 @@ struct Pictures {
     glm::vec2 sides;  ///< of texture coordinates to lengths; the longer side is 1
 };
 
-/// A small picture of four independent cloud fields over the whole frame, for what needs slow noise in each pixel: cheap
-/// to make for each frame, sampled linearly. The fields are those of `Clouds`.
+/// A small picture of four independent cloud fields over the whole frame, for what needs slow noise in each pixel:
+/// cheap to make for each frame, sampled linearly. The fields are those of `Clouds`.
 class CloudMap {
 public:
     /// `cells`: of the coarsest octave along the longer side; `offset` moves the fields.

@@ -22,25 +22,29 @@ namespace Kaltor::Embed {
 /// How the channels of a pixel follow each other in memory, 8 bits each. Alpha is straight.
 enum class Layout : std::uint8_t { Rgb, Rgba, Bgra };
 
-/// A picture in the caller's memory, the top row first. It is read while `Effect::Apply` runs, and not kept.
+/// A picture in the caller's memory; `pixels` is its top left corner. It is read while `Effect::Apply` runs, and not
+/// kept.
 struct ImageView {
     std::uint8_t const* pixels = nullptr;
     std::uint32_t width = 0;   ///< pixels
     std::uint32_t height = 0;  ///< pixels
-    std::size_t stride = 0;    ///< bytes from one row to the next; 0: rows follow without a gap
+    std::ptrdiff_t stride =
+        0;  ///< bytes from one row to the next, which may lie before it; 0: rows follow without a gap
     Layout layout = Layout::Rgba;
 };
 
-/// A picture that an effect made, the top row first: RGBA where an input has alpha or the effect makes some, else RGB.
+/// A picture that an effect made: RGBA where an input has alpha or the effect makes some, else RGB.
 /// Copies share the pixels.
 class KALTOR_EMBED_API Image {
 public:
     Image() = default;
 
+    /// The top left corner.
     std::uint8_t const* GetPixels() const { return view.pixels; }
     std::uint32_t GetWidth() const { return view.width; }
     std::uint32_t GetHeight() const { return view.height; }
-    std::size_t GetStride() const { return view.stride; }  ///< bytes
+    /// Bytes from one row to the next. Often negative: the last row may come first in memory.
+    std::ptrdiff_t GetStride() const { return view.stride; }
     Layout GetLayout() const { return view.layout; }
     unsigned GetChannels() const { return view.layout == Layout::Rgb ? 3 : 4; }
     /// To be the input of another effect; valid as long as this image or a copy of it lives.
@@ -63,11 +67,11 @@ struct TextureView {
 
 /// The moment that is drawn.
 struct Moment {
-    double seconds = 0.0;            ///< of the frame, in its clip
-    std::optional<double> progress;  ///< 0 at the beginning of a transition and 1 at its end; default: `seconds`
+    double seconds = 0.0;              ///< of the frame, in its clip
+    std::optional<double> progress{};  ///< 0 at the beginning of a transition and 1 at its end; default: `seconds`
 };
 
-enum class FieldKind : std::uint8_t { Integer, Number, Flag, Choice, Colour, List, File, Other };
+enum class FieldKind : std::uint8_t { Integer, Number, Flag, Choice, Colour, List, File };
 
 /// What can be set of an effect.
 struct FieldInfo {
@@ -90,7 +94,6 @@ struct EffectInfo {
     EffectKind kind = EffectKind::Effect;
     int inputs = 1;  ///< pictures that it takes, 1 or 2
     std::string summary;
-    std::string plugin;  ///< path of the plug-in that it comes from; "" for a file of another kind
 };
 
 /// One effect or transition with its settings. One thread at a time; different objects may be used by different
@@ -138,10 +141,10 @@ public:
     ~Library();
 
     std::vector<EffectInfo> List() const;
-    /// One line for each plug-in that could not be used.
+    /// One line for each plug-in and each shader file that could not be used.
     std::vector<std::string> GetFaults() const;
-    /// By its name, with or without "Effect" or "Transition", or a usual one ("dissolve"), in any case of letters.
-    /// `inputs`: which one is meant where an effect (1) and a transition (2) have one name.
+    /// By its name, with or without "Effect" or "Transition", or a usual one ("dissolve"), in any case of letters; or
+    /// the path of a shader file. `inputs`: which one is meant where an effect (1) and a transition (2) have one name.
     Effect Make(std::string const& name, std::size_t inputs = 0) const;
 
 private:

@@ -54,8 +54,7 @@ void DrawMove(DataVideoOGL& target, Pictures const& pictures, TurnAndZoom const&
     double const grow = std::log(move.zoom);
     // In the corners.
     double const streak = exposure.GetLength() * 0.5 * pictures.GetPixels() *
-                          static_cast<double>(glm::length(pictures.sides)) *
-                          std::hypot(move.angle, grow);
+                          static_cast<double>(glm::length(pictures.sides)) * std::hypot(move.angle, grow);
     Pass pass(storage, "Looks_Move", {kGlslVersion, kStraightAlpha, kMirrored, kJitterFunction, kMoveFragment});
     pictures.GiveTo(pass)
         .Set("sides", pictures.sides)
@@ -70,10 +69,14 @@ void DrawMove(DataVideoOGL& target, Pictures const& pictures, TurnAndZoom const&
 
 glm::vec2 GetWay(int direction) {
     switch (direction) {
-        case 0: return {1.0F, 0.0F};
-        case 1: return {-1.0F, 0.0F};
-        case 2: return {0.0F, -1.0F};
-        default: return {0.0F, 1.0F};
+        case 0:
+            return {1.0F, 0.0F};
+        case 1:
+            return {-1.0F, 0.0F};
+        case 2:
+            return {0.0F, -1.0F};
+        default:
+            return {0.0F, 1.0F};
     }
 }
 

@@ -8,8 +8,8 @@ namespace Kaltor::Ogl {
 /// A move of both pictures as one: turned by an angle (radians, counterclockwise) and enlarged, about a centre. The
 /// outgoing picture begins at rest and the incoming one ends there.
 struct TurnAndZoom {
-    double angle = 0.0;    ///< of the whole move
-    double zoom = 1.0;     ///< factor of the whole move
+    double angle = 0.0;  ///< of the whole move
+    double zoom = 1.0;   ///< factor of the whole move
     glm::vec2 centre{0.5F, 0.5F};
 };
 

@@ -20,10 +20,11 @@ struct SettingsTransitionSmoothPush final : SettingsOf<SettingsTransitionSmoothP
     double blur = 0.6;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>(
-                    {{Direction::Left, "left"}, {Direction::Right, "right"}, {Direction::Up, "up"},
-                     {Direction::Down, "down"}},
-                    "where both pictures move to"),
+        return {Declare<&This::direction>({{Direction::Left, "left"},
+                                           {Direction::Right, "right"},
+                                           {Direction::Up, "up"},
+                                           {Direction::Down, "down"}},
+                                          "where both pictures move to"),
                 Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
                 Declare<&This::overshoot>(0.0, 0.3, "how far it goes beyond its goal before it settles"),
                 Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};

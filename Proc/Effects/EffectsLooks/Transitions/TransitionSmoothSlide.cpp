@@ -1,5 +1,5 @@
-// The incoming picture slides over the outgoing one, which follows more slowly, grows dark and lies in the shadow of the
-// edge above it. The move has weight and is blurred as a shutter would. Behind its end the sheet is mirrored.
+// The incoming picture slides over the outgoing one, which follows more slowly, grows dark and lies in the shadow of
+// the edge above it. The move has weight and is blurred as a shutter would. Behind its end the sheet is mirrored.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
@@ -23,10 +23,11 @@ struct SettingsTransitionSmoothSlide final : SettingsOf<SettingsTransitionSmooth
     double blur = 0.5;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>(
-                    {{Direction::Left, "left"}, {Direction::Right, "right"}, {Direction::Up, "up"},
-                     {Direction::Down, "down"}},
-                    "where the incoming picture moves to"),
+        return {Declare<&This::direction>({{Direction::Left, "left"},
+                                           {Direction::Right, "right"},
+                                           {Direction::Up, "up"},
+                                           {Direction::Down, "down"}},
+                                          "where the incoming picture moves to"),
                 Declare<&This::parallax>(0.0, 1.0, "how fast the outgoing picture follows; 1 is as fast"),
                 Declare<&This::dim>(0.0, 1.0, "how dark the outgoing picture becomes"),
                 Declare<&This::shadow>(0.0, 1.0, "how dark the shadow of the edge is"),

@@ -41,7 +41,8 @@ public:
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {
             return;
         }
-        TurnAndZoom const move{-settings.angle * std::numbers::pi / 180.0, 1.0,
+        TurnAndZoom const move{-settings.angle * std::numbers::pi / 180.0,
+                               1.0,
                                {static_cast<float>(settings.x), static_cast<float>(settings.y)}};
         Exposure const exposure(WeightedMove(settings.ease, settings.overshoot), progress, settings.blur);
         DrawMove(*dst, Pictures(first, second, storage), move, exposure, storage);

@@ -1,5 +1,5 @@
-// Flies into the outgoing picture and arrives in the incoming one, or the other way round: one zoom with weight, blurred
-// as a shutter would. What lies beyond the borders are the pictures mirrored.
+// Flies into the outgoing picture and arrives in the incoming one, or the other way round: one zoom with weight,
+// blurred as a shutter would. What lies beyond the borders are the pictures mirrored.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
@@ -48,7 +48,8 @@ public:
             return;
         }
         bool const isIn = settings.direction == Proc::SettingsTransitionSmoothZoom::Direction::In;
-        TurnAndZoom const move{-settings.roll * std::numbers::pi / 180.0, isIn ? settings.zoom : 1.0 / settings.zoom,
+        TurnAndZoom const move{-settings.roll * std::numbers::pi / 180.0,
+                               isIn ? settings.zoom : 1.0 / settings.zoom,
                                {static_cast<float>(settings.x), static_cast<float>(settings.y)}};
         Exposure const exposure(WeightedMove(settings.ease, settings.overshoot), progress, settings.blur);
         DrawMove(*dst, Pictures(first, second, storage), move, exposure, storage);

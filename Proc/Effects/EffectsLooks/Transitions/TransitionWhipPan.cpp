@@ -1,6 +1,6 @@
-// The camera is whipped round: mirrored copies of the outgoing picture rush past, then such of the incoming one, and the
-// camera comes to rest on it. Streaks are long, so the pictures are first made narrow along the way, which blurs them
-// there and nowhere else, and are then sampled along the streak.
+// The camera is whipped round: mirrored copies of the outgoing picture rush past, then such of the incoming one, and
+// the camera comes to rest on it. Streaks are long, so the pictures are first made narrow along the way, which blurs
+// them there and nowhere else, and are then sampled along the streak.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
@@ -22,10 +22,11 @@ struct SettingsTransitionWhipPan final : SettingsOf<SettingsTransitionWhipPan> {
     double blur = 0.7;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>(
-                    {{Direction::Left, "left"}, {Direction::Right, "right"}, {Direction::Up, "up"},
-                     {Direction::Down, "down"}},
-                    "where the pictures rush to"),
+        return {Declare<&This::direction>({{Direction::Left, "left"},
+                                           {Direction::Right, "right"},
+                                           {Direction::Up, "up"},
+                                           {Direction::Down, "down"}},
+                                          "where the pictures rush to"),
                 Declare<&This::distance>(2, 8, "how many pictures rush past"),
                 Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
                 Declare<&This::overshoot>(0.0, 0.1, "how far it goes beyond its goal, as a share of the way"),
@@ -98,7 +99,8 @@ public:
         Exposure const exposure(WeightedMove(settings.ease, settings.overshoot), progress, settings.blur);
         constexpr int kMost = 12;
         double const streak = exposure.GetLength() * pixels;
-        auto const factor = static_cast<std::uint32_t>(std::clamp(streak / kMost, 1.0, 32.0));
+        // Few sizes, so that textures are used again.
+        auto const factor = 1U << static_cast<unsigned>(std::clamp(std::log2(streak / kMost), 0.0, 5.0));
         double const reach = 0.5 + 0.35 + 0.001;  // of the change-over, and of the picture about its centre
         bool const isBefore = goal * std::max(exposure.from, exposure.to) + reach < 0.5 * goal;
         bool const isAfter = goal * std::min(exposure.from, exposure.to) - reach > 0.5 * goal;

@@ -1,7 +1,7 @@
-// A camera held by hand: the picture shifts and rolls at random. Each of the three motions is the sum of a slow sway
-// and a faster tremor, cubic B-splines over random numbers: speed and acceleration have no jumps, and the mean is the
-// camera at rest. The picture is enlarged by a constant factor, large enough that no border shows at the farthest shift
-// and the strongest roll.
+// A camera held by hand: the picture shifts and rolls at random. Each of the three motions is the sum of a slow drift,
+// a sway and a faster tremor, cubic B-splines over random numbers: speed and acceleration have no jumps, and the mean
+// is the camera at rest. The picture is enlarged by a constant factor, large enough that no border shows at the
+// farthest shift and the strongest roll.
 
 #include <cmath>
 
@@ -10,9 +10,9 @@
 
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
+#include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
-#include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsGeometryEffects.h"
 
@@ -34,13 +34,15 @@ double Wander(double place, std::uint32_t motion, std::uint32_t seed) {
 }
 
 /// One motion of a camera that trembles `frequency` times a second: sway and tremor, of one half and one and a half of
-/// it.
-double Shake(double time, double frequency, std::uint32_t motion, std::uint32_t seed) {
+/// it; under them the hand drifts, once in a few seconds.
+double Shake(double time, double frequency, double drift, std::uint32_t motion, std::uint32_t seed) {
     constexpr double kSway = 0.5 / 0.1877;
     constexpr double kTremor = 1.5 / 0.1877;
     constexpr std::uint32_t kMotions = 3;
     double const periods = time * frequency;
-    return 0.8 * Wander(periods * kSway, motion, seed) + 0.6 * Wander(periods * kTremor, motion + kMotions, seed);
+    constexpr double kDrift = 0.06 / 0.1877;  // of the tremor's frequency
+    return 0.8 * Wander(periods * kSway, motion, seed) + 0.6 * Wander(periods * kTremor, motion + kMotions, seed) +
+           2.2 * drift * Wander(periods * kDrift, motion + 2 * kMotions, seed);
 }
 
 /// Keeps directions, and limits lengths to less than 1.
@@ -64,7 +66,9 @@ public:
             DrawUnchanged(*dst, *src, storage);
             return;
         }
-        auto const shake = [&](std::uint32_t motion) { return Shake(time, settings.frequency, motion, seed); };
+        auto const shake = [&](std::uint32_t motion) {
+            return Shake(time, settings.frequency, settings.drift, motion, seed);
+        };
         glm::dvec2 const sway{shake(0), shake(1)};
         double const roll = shake(2);
 

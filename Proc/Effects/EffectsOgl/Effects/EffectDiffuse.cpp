@@ -1,18 +1,21 @@
-// Frosted glass: the picture is seen through grains of glass. Each grain shows a random point of a disc around it; all
-// points of the disc are equally likely. A grain is 1/1920 of the larger side. A pixel of a small picture covers
-// several grains and is their mean (of premultiplied colours), so that the result looks like a reduced copy of the
-// large picture. Beyond the border the picture is mirrored.
+// Frosted glass: a wavy pane whose surface is rough. The waves, `cell` wide, displace the picture as a whole, smoothly,
+// and catch a little light; the grains of the surface scatter it: each grain shows a random point of a disc around it,
+// all points of the disc equally likely. Without waves the grains scatter alone. A grain is 1/1920 of the larger side.
+// A pixel of a small picture covers several grains and is their mean (of premultiplied colours), so that the result
+// looks like a reduced copy of the large picture. Beyond the border the picture is mirrored.
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 
 #include <fmt/format.h>
 
 #include "Ogl/Noise.h"
-#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
+#include "Proc/Effects/Shared/Premultiplied.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
@@ -42,7 +45,7 @@ vec4 Grain(vec2 at) {
 void main() {
 )glsl";
 
-std::string MakeFragment(int parts) {
+std::string MakeGrains(int parts) {
     std::string source = GlslText{kGlslVersion, kNoiseSizeGlsl, kFragment}.Join();
     if (parts == 1) {
         return source + "    gl_FragColor = Grain(TexCoord0);\n}\n";
@@ -59,6 +62,53 @@ std::string MakeFragment(int parts) {
     }
     return source +
            fmt::format("    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / {}.0);\n}}\n", parts * parts);
+}
+
+// The slope of the pane is where it shows the picture from. Two sizes of waves, each smooth value noise.
+constexpr char kWaves[] = R"glsl(
+uniform sampler2D tex;    // premultiplied
+uniform sampler2D noise;
+uniform vec2 reach;       // radius, in texture coordinates
+uniform vec2 waves;       // along both sides
+uniform vec2 grains;      // along both sides
+uniform vec4 begin;
+uniform float roughness;  // part of the radius by which grains scatter
+varying vec2 TexCoord0;
+
+vec2 Slope(vec2 at, vec2 shift) {
+    vec2 cell = floor(at);
+    vec2 f = at - cell;
+    f *= f * (vec2(3.0) - 2.0 * f);
+    return texture2D(noise, (cell + f + shift + vec2(0.5)) / kNoiseSize).xy - vec2(0.5);
+}
+
+vec4 Grain(vec2 at, vec2 slope) {
+    vec2 cell = floor(at * grains) + vec2(0.5);
+    vec2 random = texture2D(noise, (cell + begin.zw) / kNoiseSize).zw;
+    float angle = random.x * 6.2831853;
+    vec2 from = at + reach * (slope + roughness * sqrt(random.y) * vec2(cos(angle), sin(angle)));
+    return texture2D(tex, abs(mod(from + vec2(1.0), vec2(2.0)) - vec2(1.0)));
+}
+
+void main() {
+    vec2 at = (TexCoord0 - vec2(0.5)) * waves;
+    vec2 slope = 1.3 * Slope(at, begin.xy) + 0.6 * Slope(vec2(0.8 * at.x - 0.6 * at.y, 0.6 * at.x + 0.8 * at.y) * 2.1,
+                                                          begin.zw);
+    float light = 1.0 + 0.09 * dot(slope, vec2(0.6, -0.8));
+)glsl";
+
+std::string MakeWaves(int parts) {
+    std::string source = GlslText{kGlslVersion, kNoiseSizeGlsl, kStraightAlpha, kWaves}.Join();
+    source += parts > 1 ? "    vec4 sum = vec4(0.0);\n" : "    vec4 sum = Grain(TexCoord0, slope);\n";
+    double const middle = 0.5 * (parts - 1);
+    for (int i = 0; parts > 1 && i < parts * parts; ++i) {
+        source += fmt::format("    sum += Grain(TexCoord0 + vec2({:.1f}, {:.1f}) * next, slope);\n", i % parts - middle,
+                              i / parts - middle);  // NOLINT(bugprone-integer-division)
+    }
+    source += fmt::format("    sum /= {}.0;\n    gl_FragColor = Unmultiply(vec4(sum.rgb * light, sum.a));\n}}\n",
+                          parts * parts);
+    return parts > 1 ? source.insert(source.find("varying"), "uniform vec2 next;     // from part to part of a pixel\n")
+                     : source;
 }
 
 constexpr double kDiffuseRate = 25.0;
@@ -83,15 +133,30 @@ public:
         auto const begin = [frame](std::uint32_t coordinate) {
             return std::floor(HashToUnit(frame, coordinate, 0xD1FFU) * kNoiseSize);
         };
-        Pass pass(storage, fmt::format("EffectDiffuse_{}", parts), [parts] { return MakeFragment(parts); });
+        bool const hasWaves = settings.cell > 0.0;
+        std::optional<Premultiplied> shown;
+        if (hasWaves) {
+            shown.emplace(picture, storage);
+        }
+        Pass pass(storage, fmt::format("EffectDiffuse_{}{}", hasWaves ? "waves_" : "", parts),
+                  [&] { return hasWaves ? MakeWaves(parts) : MakeGrains(parts); });
         if (parts > 1) {
             pass.Set("next", glm::vec2(1.0 / (size * static_cast<double>(parts))));
         }
-        pass.Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
-            .Set("reach", glm::vec2(settings.size * larger / size))
+        pass.Set("reach", glm::vec2(settings.size * larger / size))
             .Set("grains", glm::vec2(size * (kGrains / larger)))
-            .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)))
+            .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)));
+        if (!hasWaves) {
+            pass.Texture("tex", 0, picture, TextureFilter::Nearest)
+                .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
+                .DrawTo(*dst);
+            return;
+        }
+        constexpr double kRoughness = 0.4;
+        pass.Texture("tex", 0, shown->Get())
+            .Texture("noise", 1, storage.Noise())
+            .Set("waves", glm::vec2(size / (settings.cell * larger)))
+            .Set("roughness", kRoughness)
             .DrawTo(*dst);
     }
 };

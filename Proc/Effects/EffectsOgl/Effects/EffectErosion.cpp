@@ -1,4 +1,5 @@
-// The least (erosion) or the greatest (dilation) value of each channel over a square or a disc around the pixel, exact.
+// The darkest (erosion) or the brightest (dilation) pixel in a square or a disc around the pixel, exact. Pixels are
+// compared by luma and taken whole, so that no new colours come up; or each channel is its own least or greatest value.
 //
 // Extrema over overlapping stretches may be joined: one over 2 h + 1 pixels becomes one over 2 (h + o) + 1 by a few
 // taps from -o to o that leave no gap, so a stretch needs logarithmically many passes. A square is a stretch along x,
@@ -8,8 +9,9 @@
 // below it and the columns beside it. All stretches are symmetric about their pixel, so that a tap that is clamped to
 // the picture's border sees nothing from outside the neighbourhood.
 //
-// Where texel fetches are expensive, each tap is a shifted copy of the picture that is blended by the extremum: such a
-// GL draws copies at nearly the speed of memory. Elsewhere one program reads all taps of a step.
+// Where texel fetches are expensive, each tap of a channel's extremum is a shifted copy of the picture that is blended
+// by it: such a GL draws copies at nearly the speed of memory. Elsewhere, and for whole pixels, one program reads all
+// taps of a step.
 //
 // Transparent pixels count as the value that changes nothing, partly transparent ones in proportion. Alpha is kept.
 
@@ -41,7 +43,7 @@ void main() {
 }
 )glsl";
 
-/// The extremum of `count` taps, each an offset (x, y) in texture coordinates.
+/// The channels' extrema over `count` taps, each an offset (x, y) in texture coordinates.
 std::string MakeExtremum(char const* function, std::size_t count) {
     std::string source = fmt::format("#version 120\nuniform sampler2D tex;\nuniform float taps[{}];\n", 2 * count);
     source += "varying vec2 TexCoord0;\nvoid main() {\n";
@@ -52,6 +54,41 @@ std::string MakeExtremum(char const* function, std::size_t count) {
     }
     return source + "    gl_FragColor = best;\n}\n";
 }
+
+// Of two pixels the one with the more extreme luma; of two with the same luma, the first in an order of colours, so
+// that the order in which pixels are compared does not show.
+constexpr char kPick[] = R"glsl(
+const vec3 kLuma = vec3(0.2126, 0.7152, 0.0722);
+vec4 Read(sampler2D from, vec2 at) {
+    vec3 c = texture2D(from, at).rgb;
+    return vec4(c, dot(c, kLuma) + dot(c, vec3(3.0e-5, 0.0, -2.0e-5)));
+}
+)glsl";
+
+/// The pixel with the most extreme luma of `count` taps, and of what is in the target where `hasBefore`.
+std::string MakePick(bool isDilation, std::size_t count, bool hasBefore) {
+    std::string source = fmt::format("#version 120\nuniform sampler2D tex;\nuniform float taps[{}];\n", 2 * count);
+    source += "uniform sampler2D before;\nvarying vec2 TexCoord0;\n";
+    source += kPick;
+    source += "void main() {\n    vec4 next;\n";
+    source += hasBefore ? "    vec4 best = Read(before, TexCoord0);\n"
+                        : "    vec4 best = Read(tex, TexCoord0 + vec2(taps[0], taps[1]));\n";
+    for (std::size_t i = hasBefore ? 0 : 2; i < 2 * count; i += 2) {
+        source += fmt::format(
+            "    next = Read(tex, TexCoord0 + vec2(taps[{}], taps[{}]));\n    best = next.a {} best.a ? next : best;\n",
+            i, i + 1, isDilation ? ">" : "<");
+    }
+    return source + "    gl_FragColor = vec4(best.rgb, 1.0);\n}\n";
+}
+
+constexpr char kWithAlphaOf[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform sampler2D origin;
+varying vec2 TexCoord0;
+void main() {
+    gl_FragColor = vec4(texture2D(tex, TexCoord0).rgb, texture2D(origin, TexCoord0).a);
+}
+)glsl";
 
 struct Tap {
     int x, y;  // pixels
@@ -69,18 +106,22 @@ std::vector<int> Spread(int half, int reach) {
 
 class Morphology {
 public:
-    Morphology(ShaderStorage const& shaderStorage, Frame const& picture, bool isDilation)
+    Morphology(ShaderStorage const& shaderStorage, Frame const& picture, bool dilates, bool takesWhole)
         : storage(shaderStorage),
           width(picture.GetWidth()),
           height(picture.GetHeight()),
-          function(isDilation ? "max" : "min"),
-          equation(isDilation ? GL_MAX : GL_MIN),
-          isBlended(OglManager::GetInstance().GetStrategy().areFetchesDear) {}
+          function(dilates ? "max" : "min"),
+          equation(dilates ? GL_MAX : GL_MIN),
+          isDilation(dilates),
+          isWhole(takesWhole),
+          isBlended(!takesWhole && OglManager::GetInstance().GetStrategy().areFetchesDear),
+          areFetchesDear(OglManager::GetInstance().GetStrategy().areFetchesDear),
+          whole(picture) {}
 
     /// How far a stretch of `half` pixels to each side can grow with one more pass.
     int Widen(int half) const {
-        int const mostGaps =
-            isBlended ? 2 : 6;  // three taps per step give the fewest in all; passes cost more than taps
+        // Copies: three taps a pass give the fewest in all. Where a program reads the taps, passes cost more than taps.
+        int const mostGaps = isBlended ? 2 : (areFetchesDear ? 4 : 6);
         return half + mostGaps * (2 * half + 1) / 2;
     }
 
@@ -94,7 +135,7 @@ public:
                 taps.push_back(isAlongX ? Tap{offset, 0} : Tap{0, offset});
             }
             Frame wider = Frame::Create();
-            wider.Allocate(PixFmt::Rgb24, width, height);
+            wider.Allocate(OpaqueFormat(from.GetPixFmt()), width, height);
             if (isBlended) {
                 storage.FBO().Attach(wider.GetFirstTexture());
                 Copy(current, taps.back());
@@ -109,8 +150,20 @@ public:
         return current;
     }
 
-    /// Combines the content of `target` with the extremum of the taps; alpha stays.
-    void Accumulate(Frame const& from, std::vector<Tap> const& taps, DataVideoOGL& target) const {
+    /// Combines the result with the extremum of the taps. Whole pixels are gathered here, up to `Finish`; else `target`
+    /// holds the result, and its alpha stays.
+    void Accumulate(Frame const& from, std::vector<Tap> const& taps, DataVideoOGL& target) {
+        if (isWhole) {
+            for (std::size_t i = 0; i < taps.size(); i += kMostTaps) {
+                auto const first = taps.begin() + static_cast<std::ptrdiff_t>(i);
+                auto const count = std::min(kMostTaps, taps.size() - i);
+                Frame picked = Frame::Create();
+                picked.Allocate(OpaqueFormat(from.GetPixFmt()), width, height);
+                Draw(from, {first, first + static_cast<std::ptrdiff_t>(count)}, picked.GetFirstTexture(), &whole);
+                whole = picked;
+            }
+            return;
+        }
         if (isBlended) {
             AttachTarget(target, storage);
             Blend(from, taps);
@@ -127,10 +180,19 @@ public:
         glBlendEquation(GL_FUNC_ADD);
     }
 
+    /// Brings whole pixels to the target, with the alpha of `origin`.
+    void Finish(Frame const& origin, DataVideoOGL& target) const {
+        Pass(storage, "EffectErosion_alpha", kWithAlphaOf)
+            .Texture("tex", 0, whole, TextureFilter::Nearest)
+            .Texture("origin", 1, origin, TextureFilter::Nearest)
+            .DrawTo(target);
+    }
+
 private:
     static constexpr std::size_t kMostTaps = 32;
 
-    void Draw(Frame const& from, std::vector<Tap> const& taps, Texture const& target) const {
+    void Draw(Frame const& from, std::vector<Tap> const& taps, Texture const& target,
+              Frame const* before = nullptr) const {
         constexpr std::size_t kRounding = 4;  // keeps the number of programs small
         std::size_t const count =
             taps.size() <= 2 ? taps.size() : (taps.size() + kRounding - 1) / kRounding * kRounding;
@@ -140,11 +202,15 @@ private:
             offsets.push_back(static_cast<float>(tap.x) / static_cast<float>(width));
             offsets.push_back(static_cast<float>(tap.y) / static_cast<float>(height));
         }
-        Pass(storage, fmt::format("EffectErosion_{}_{}", function, count),
-             [&] { return MakeExtremum(function, count); })
-            .Texture("tex", 0, from, TextureFilter::Nearest)
-            .Set("taps", offsets)
-            .DrawTo(target);
+        Pass pass(
+            storage,
+            fmt::format("EffectErosion_{}{}_{}", isWhole ? (before != nullptr ? "more_" : "whole_") : "", function,
+                        count),
+            [&] { return isWhole ? MakePick(isDilation, count, before != nullptr) : MakeExtremum(function, count); });
+        if (before != nullptr) {
+            pass.Texture("before", 1, *before, TextureFilter::Nearest);
+        }
+        pass.Texture("tex", 0, from, TextureFilter::Nearest).Set("taps", offsets).DrawTo(target);
     }
 
     /// Combines the attached target's content with the extremum of the taps.
@@ -173,10 +239,14 @@ private:
     std::uint32_t height;
     char const* function;
     GLenum equation;
-    bool isBlended;
+    bool isDilation;
+    bool isWhole;    ///< pixels are taken whole, by luma
+    bool isBlended;  ///< taps are blended copies
+    bool areFetchesDear;
+    Frame whole;  ///< the whole pixels so far
 };
 
-void DrawSquare(Morphology const& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
+void DrawSquare(Morphology& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
     Frame const rows = morphology.Lengthen(picture, 0, radius, true);
     int half = 0;
     while (morphology.Widen(half) < radius) {
@@ -199,7 +269,7 @@ struct Disc {
 };
 
 /// The rows (columns) of the disc that are more than `inner` pixels from its centre.
-void DrawRows(Morphology const& morphology, Frame const& picture, Disc const& disc, int inner, bool isAlongX,
+void DrawRows(Morphology& morphology, Frame const& picture, Disc const& disc, int inner, bool isAlongX,
               DataVideoOGL& target) {
     int const longest = disc.HalfRow(inner + 1);
     Frame stretches = picture;
@@ -224,7 +294,7 @@ void DrawRows(Morphology const& morphology, Frame const& picture, Disc const& di
     }
 }
 
-void DrawDisc(Morphology const& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
+void DrawDisc(Morphology& morphology, Frame const& picture, int radius, DataVideoOGL& target) {
     constexpr int kLargestOfRows = 24;  // up to here rows alone are cheaper
     Disc const disc{radius};
     if (radius <= kLargestOfRows) {
@@ -244,26 +314,32 @@ class EffectErosion final : public EffectWithSettings<Proc::SettingsEffectErosio
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        DrawUnchanged(*dst, *src, storage);
-        Frame picture = src->FrameData().ConvertToRGBA(storage);
+        Frame const origin = src->FrameData().ConvertToRGBA(storage);
+        Frame picture = origin;
         int const radius =
             static_cast<int>(std::lround(settings.size * std::max(picture.GetWidth(), picture.GetHeight())));
-        if (radius <= 0) {
-            return;
+        if (radius <= 0 || settings.channels) {
+            DrawUnchanged(*dst, *src, storage);
+            if (radius <= 0) {
+                return;
+            }
         }
         bool const isDilation = settings.mode == Proc::SettingsEffectErosion::Mode::Dilation;
         if (PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha()) {
             Frame visible = Frame::Create();
-            visible.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
+            visible.Allocate(OpaqueFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
             Pass(storage, "EffectErosion_visible", kVisible)
                 .Texture("tex", 0, picture, TextureFilter::Nearest)
                 .Set("neutral", glm::vec3(isDilation ? 0.0F : 1.0F))
                 .DrawTo(visible);
             picture = visible;
         }
-        Morphology const morphology(storage, picture, isDilation);
+        Morphology morphology(storage, picture, isDilation, !settings.channels);
         (settings.shape == Proc::SettingsEffectErosion::Shape::Square ? DrawSquare : DrawDisc)(morphology, picture,
                                                                                                radius, *dst);
+        if (!settings.channels) {
+            morphology.Finish(origin, *dst);
+        }
     }
 };
 

@@ -1,6 +1,9 @@
 // Draws edges as lines: dark ones on white or bright ones on black, with their own colours if wanted. The strength of a
 // line is the Scharr gradient (H. Scharr, "Optimale Operatoren in der Digitalen Bildverarbeitung", 2000) of the channel
 // where it is largest, so that borders between colours of equal brightness are found too; 1 stands for a full step.
+// Where the luma is low, channels count more: eyes see steps between dark colours as well as between bright ones.
+//
+// Before that the picture is averaged over `smoothing`, which takes out noise and texture finer than lines are.
 //
 // Lines are as wide in relation to the picture at every size: the operator's cells are 1/960 of the larger side wide,
 // and where that is more than a pixel the picture is first averaged over them. Where it is less, gradients are weaker
@@ -72,7 +75,8 @@ void main() {
     vec3 gx = (rising + falling) * 3.0 + (tap(1.0, 0.0) - tap(-1.0, 0.0)) * 10.0;
     vec3 gy = (rising - falling) * 3.0 + (tap(0.0, 1.0) - tap(0.0, -1.0)) * 10.0;
     vec3 squares = gx * gx + gy * gy;
-    float over = sqrt(max(squares.r, max(squares.g, squares.b))) * scale - threshold;
+    float luma = dot(texture2D(tex, TexCoord0).rgb, vec3(0.2126, 0.7152, 0.0722));
+    float over = sqrt(max(squares.r, max(squares.g, squares.b))) * scale / (0.35 + 0.9 * luma) - threshold;
     // Rises slowly from the threshold on, so that noise close to it does not flicker, and saturates.
     float soft = over > 0.0 ? over * over / (over + 0.5 * threshold) : 0.0;
     float ink = 1.0 - exp(-10.0 * strength * soft);
@@ -87,9 +91,9 @@ void main() {
     vec3 line = vec3(1.0 - ground);
 #ifdef IS_COLORED
     // Bright colours are taken down on white and dark ones up on black: a line stays a line.
-    float luma = dot(c.rgb, vec3(0.2126, 0.7152, 0.0722));
+    float own = dot(c.rgb, vec3(0.2126, 0.7152, 0.0722));
     float peak = max(c.r, max(c.g, c.b));
-    line = c.rgb * (ground > 0.5 ? min(1.0, 0.45 / max(luma, 0.01)) : 1.0 / max(peak, 0.25));
+    line = c.rgb * (ground > 0.5 ? min(1.0, 0.45 / max(own, 0.01)) : 1.0 / max(peak, 0.25));
 #endif
     gl_FragColor = vec4(mix(vec3(ground), line, ink), c.a);
 }
@@ -131,8 +135,9 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     Frame const picture = src->FrameData().ConvertToRGBA(storage);
     double const wanted = std::max(picture.GetWidth(), picture.GetHeight()) / kCellsPerSide;
     double const cell = std::max(wanted, 1.0);
-    bool const isWide = cell > 1.0;
-    Frame const averaged = isWide ? AverageOver(picture, cell, storage) : picture;
+    double const smooth = settings.smoothing * std::max(picture.GetWidth(), picture.GetHeight());
+    double const width = std::max(cell, smooth);
+    Frame const averaged = width > 1.0 ? AverageOver(picture, width, storage) : picture;
     bool const isAtTexels = cell == std::floor(cell);
     bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
     bool const isColored = settings.color;

@@ -1,8 +1,8 @@
-// Snowflakes, leaves, petals, hearts, stars, bubbles or confetti drift over the picture and turn: near ones larger,
-// faster and out of focus. They are one mesh of quads, from the farthest to the nearest, that stays as it is; its
-// vertex program moves them (see FlyingShapes). An object that leaves the picture comes back at the opposite side, out
-// of sight, so that the stream never ends. Where the picture is transparent the objects lie over it like ink: alpha is
-// the union of both.
+// Snowflakes, leaves, petals, hearts, stars, bubbles or confetti drift over the picture and turn: near ones larger and
+// faster, and like distant ones out of focus; gusts carry them to the side, and they smear as they move. They are one
+// mesh of quads, from the farthest to the nearest, that stays as it is; its vertex program moves them (see
+// FlyingShapes). An object that leaves the picture comes back at the opposite side, out of sight, so that the stream
+// never ends. Where the picture is transparent the objects lie over it like ink: alpha is the union of both.
 
 #include <algorithm>
 #include <array>
@@ -15,9 +15,9 @@
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
 #include "Ogl/TexturePool.h"
+#include "Proc/Effects/EffectsOgl/Effects/FlyingShapes.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
-#include "Proc/Effects/EffectsOgl/Effects/FlyingShapes.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/Shared/QuadBuilders.h"
@@ -118,7 +118,7 @@ public:
             return;
         }
         PooledTexture const layer(
-            TextureForm{target.GetForm().width, target.GetForm().height, TexelFormat::Rgba8, false});
+            TextureForm{target.GetForm().width, target.GetForm().height, LikeWithAlpha(target.GetForm().format), false});
         storage.FBO().Attach(layer.Get());
         DrawObjects(objects, src->GetFrameInfo(), time, storage);
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
@@ -131,15 +131,16 @@ public:
 private:
     /// Draws into the attached target, which is opaque or premultiplied.
     void DrawObjects(CacheImpl& objects, Conf::FrameInfo const& info, double time, ShaderStorage const& storage) const {
-        FlyingShape const& shape = GetFlyingShape(settings.kind);
+        FlyingShape const& shape = GetFlyingShape(settings.kind, settings.crystals);
         double const aspect = GetDisplayAspect(info);
         double const radius = 0.5 * settings.size * std::max(aspect, 1.0);
-        constexpr double kReach = 1.8;  // of an object with its blur
-        double const margin = kReach * radius + 2.0 / info.height;
+        double const reach = 1.8 + settings.depth;  // of an object with its blur
+        double const margin = reach * radius + 2.0 / info.height;
         static constexpr std::array<std::array<float, 2>, 4> kHeadings{{{0, -1}, {0, 1}, {-1, 0}, {1, 0}}};
         auto const& heading = kHeadings.at(static_cast<std::size_t>(settings.moveDirection));
         double const way = (heading[0] != 0.0F ? aspect : 1.0) + 2.0 * margin;
         constexpr double kMinute = 60.0;
+        constexpr double kExposure = 1.0 / 25.0;  // the longest, seconds
         EnableState const blend(GL_BLEND);
         glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
         Pass(storage, std::string("EffectFlyingObjects_") + shape.name, kFlyingVertex,
@@ -153,6 +154,8 @@ private:
             .Set("minute", GetFraction(time / kMinute))
             .Set("turning", static_cast<float>(shape.spin), static_cast<float>(shape.tumble), shape.tilt, shape.rock)
             .Set("swaying", glm::vec3(shape.sway, static_cast<float>(shape.swayRate), shape.isUpright ? 1 : 0))
+            .Set("speed", settings.speed)
+            .Set("air", glm::vec3(settings.depth, settings.gust, 0.5 * kExposure * settings.streaks))
             .Set("color", settings.color)
             .Draw(objects.Get(static_cast<std::uint32_t>(settings.count)));
     }

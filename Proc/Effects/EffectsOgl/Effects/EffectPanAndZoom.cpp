@@ -2,7 +2,8 @@
 // and all views on the way enlarge about one fixed point, so that the motion looks even; views of one size shift
 // steadily. (It is the path of J. J. van Wijk, W. A. A. Nuij, "Smooth and Efficient Zooming and Panning", 2003, between
 // views that it need not zoom out for.) A camera looks at nothing but the picture: views are moved into it, or, if they
-// are larger, so that they hold all of it. Around it there is black, or transparency if the picture has alpha.
+// are larger, so that they hold all of it. Around it there is the picture itself, enlarged and blurred, or
+// black, and transparency if the picture has alpha.
 
 #include <algorithm>
 #include <cmath>
@@ -39,7 +40,8 @@ public:
         View const last = MoveInside({{settings.endX, settings.endY}, settings.endZoom});
         double const t = std::clamp(progress, 0.0, 1.0);
         View const view = Glide(first, last, settings.smooth ? t * t * (3.0 - 2.0 * t) : t);
-        DrawView(*dst, src, view, {0, 0, 0, 0}, storage);
+        bool const isBlurred = settings.background == Proc::SettingsEffectPanAndZoom::Background::Blurred;
+        DrawView(*dst, src, view, isBlurred ? std::nullopt : std::optional(Proc::Color{0, 0, 0, 0}), storage);
     }
 };
 

@@ -1,14 +1,17 @@
-// Unsharp masking in luma: the difference between a pixel's luma and the binomial mean of its neighbourhood (3x3 or
-// 5x5) is added, `strength` times, to all three channels, so that edges get no coloured rims. How far a pixel may go
-// beyond the darkest and the brightest of its neighbours is limited: strong settings stay free of halos. Neighbours are
-// weighted by alpha. Alpha is kept.
+// Unsharp masking in luma: the difference between a pixel's luma and the mean of its neighbourhood is added, `strength`
+// times, to all three channels, so that edges get no coloured rims. The neighbourhood is a Gaussian of a radius that is
+// in proportion to the picture, or, where that is less than a pixel, binomial, of 3x3 or 5x5 pixels. How far a pixel
+// may go beyond the darkest and the brightest of its neighbours is limited: strong settings stay free of halos.
+// Differences below the threshold stay as they are. Neighbours are weighted by alpha. Alpha is kept.
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <string>
 
 #include <fmt/format.h>
 
+#include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
@@ -27,6 +30,7 @@ std::string MakeFragment(int reach) {
 uniform sampler2D tex;
 uniform vec2 texel;
 uniform float strength;
+uniform float threshold;
 varying vec2 TexCoord0;
 float detail;
 float low;
@@ -56,10 +60,48 @@ void main() {
         }
     }
     return source + R"glsl(    float margin = 0.5 * (high - low);
+    detail -= clamp(detail, -threshold, threshold);
     gl_FragColor = vec4(origin.rgb + vec3(clamp(detail * strength, low - margin, high + margin)), origin.a);
 }
 )glsl";
 }
+
+// Against a blurred copy; both premultiplied.
+constexpr char kUnsharp[] = R"glsl(#version 120
+uniform sampler2D tex;
+uniform sampler2D soft;
+uniform vec2 texel;
+uniform float strength;
+uniform float threshold;
+varying vec2 TexCoord0;
+const vec3 kLuma = vec3(0.2126, 0.7152, 0.0722);
+float here;
+float Over(vec2 offset) {
+    vec4 c = texture2D(tex, TexCoord0 + texel * offset);
+    return (dot(c.rgb, kLuma) - here) * c.a;
+}
+void main() {
+    vec4 origin = texture2D(tex, TexCoord0);
+    here = dot(origin.rgb, kLuma);
+    vec4 mean = texture2D(soft, TexCoord0);
+    float detail = here * mean.a - dot(mean.rgb, kLuma);
+    detail -= clamp(detail, -threshold, threshold);
+    vec4 around = vec4(Over(vec2(1.0, 0.0)), Over(vec2(-1.0, 0.0)), Over(vec2(0.0, 1.0)), Over(vec2(0.0, -1.0)));
+    float low = min(min(min(around.x, around.y), min(around.z, around.w)), 0.0);
+    float high = max(max(max(around.x, around.y), max(around.z, around.w)), 0.0);
+    float margin = 0.06 + 0.5 * (high - low);
+    gl_FragColor = vec4(origin.rgb + vec3(clamp(detail * strength, low - margin, high + margin)), origin.a);
+}
+)glsl";
+
+constexpr char kVisiblePart[] = R"glsl(#version 120
+uniform sampler2D tex;
+varying vec2 TexCoord0;
+void main() {
+    vec4 c = texture2D(tex, TexCoord0);
+    gl_FragColor = vec4(c.rgb * c.a, c.a);
+}
+)glsl";
 
 }  // namespace
 
@@ -73,10 +115,32 @@ public:
         }
         bool const isWide = settings.kernel == Proc::SettingsEffectSharpen::Kernel::FiveByFive;
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
+        glm::vec2 const texel(1.0F / static_cast<float>(picture.GetWidth()),
+                              1.0F / static_cast<float>(picture.GetHeight()));
+        if (settings.radius * std::max(picture.GetWidth(), picture.GetHeight()) >= 1.0) {
+            Src shown = src;
+            if (!picture.GetFirstTexture().IsOpaque()) {
+                shown = DataVideoOGL::Create(dst->GetPixFmt(), src->GetFrameInfo());
+                Pass(storage, "EffectSharpen_visible", kVisiblePart)
+                    .Texture("tex", 0, picture, TextureFilter::Nearest)
+                    .DrawTo(*shown);
+            }
+            Src const soft = DataVideoOGL::Create(dst->GetPixFmt(), src->GetFrameInfo());
+            EffectBlur(settings.radius).Processing(soft.get(), shown, 0.0, 0.0, storage, nullptr);
+            Pass(storage, "EffectSharpen_radius", kUnsharp)
+                .Texture("tex", 0, picture, TextureFilter::Nearest)
+                .Texture("soft", 1, soft->FrameData(), TextureFilter::Nearest)
+                .Set("texel", texel)
+                .Set("strength", settings.strength)
+                .Set("threshold", settings.threshold)
+                .DrawTo(*dst);
+            return;
+        }
         Pass(storage, isWide ? "EffectSharpen_5x5" : "EffectSharpen_3x3", [&] { return MakeFragment(isWide ? 2 : 1); })
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("texel", 1.0F / static_cast<float>(picture.GetWidth()), 1.0F / static_cast<float>(picture.GetHeight()))
+            .Set("texel", texel)
             .Set("strength", settings.strength)
+            .Set("threshold", settings.threshold)
             .DrawTo(*dst);
     }
 };

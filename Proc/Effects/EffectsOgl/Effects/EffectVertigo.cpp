@@ -13,9 +13,9 @@
 
 #include <fmt/format.h>
 
+#include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
-#include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/Shared/Premultiplied.h"
@@ -65,18 +65,20 @@ struct Copies {
 };
 
 /// Lengths are fractions of the larger side, angles radians; both grow with the strength.
-Copies MakeCopies(double aspect, double phase, double strength, int ghosts) {
+Copies MakeCopies(double aspect, double phase, Proc::SettingsEffectVertigo const& settings) {
+    double const strength = settings.strength;
+    int const ghosts = settings.ghosts;
     constexpr double kReach = 0.07;
     constexpr double kTurn = 0.1;
-    constexpr double kOwn = 0.25;          // the picture's part of these values
-    constexpr double kNearest = 0.5;       // the first ghost's
-    constexpr double kLag = 0.55;          // from ghost to ghost, along the circle
-    constexpr double kGrowth = 0.1;        // of the last ghost
+    constexpr double kOwn = 0.25;                         // the picture's part of these values
+    constexpr double kNearest = 0.5;                      // the first ghost's
+    constexpr double kLag = 0.55;                         // from ghost to ghost, along the circle
+    double const mostGrowth = 0.1 + 0.5 * settings.zoom;  // of the last ghost
     constexpr double kTurnRhythm = 0.618;  // relative to the circle's: it returns to the same place at another angle
     constexpr double kGrowthRhythm = 0.45;
     constexpr double kWeight = 2.4;  // of all ghosts, relative to the picture's
     constexpr double kFallOff = 0.85;
-    double const tint = ghosts > 1 ? 0.6 : 0.0;
+    double const tint = ghosts > 1 ? 0.35 + 0.6 * settings.chroma : 0.0;
 
     double const least = HideBorders(aspect, kOwn * kReach * strength, kOwn * kTurn * strength);
     Copies copies;
@@ -86,7 +88,7 @@ Copies MakeCopies(double aspect, double phase, double strength, int ghosts) {
         double const at = phase - kLag * i;
         double const far = strength * (i == 0 ? kOwn : kNearest + (1.0 - kNearest) * age);
         glm::dvec2 const shift = kReach * far * glm::dvec2(std::cos(at), std::sin(at));
-        double const growth = kGrowth * strength * age * (0.6 + 0.4 * std::sin(kGrowthRhythm * at));
+        double const growth = mostGrowth * strength * age * (0.6 + 0.4 * std::sin(kGrowthRhythm * at));
         auto const [matrix, origin] =
             Move(aspect, shift, kTurn * far * std::sin(kTurnRhythm * at), least * (1.0 + growth));
         copies.places.insert(copies.places.end(),
@@ -122,7 +124,7 @@ public:
         bool const isOpaque = picture.Get().IsOpaque();
         int const ghosts = settings.ghosts;
         double const phase = 2.0 * std::numbers::pi * settings.speed * time;
-        Copies const copies = MakeCopies(GetDisplayAspect(src->GetFrameInfo()), phase, strength, ghosts);
+        Copies const copies = MakeCopies(GetDisplayAspect(src->GetFrameInfo()), phase, settings);
         Pass(storage, fmt::format("EffectVertigo_{}_{}", isOpaque ? "opaque" : "alpha", ghosts),
              [&] { return MakeFragment(ghosts + 1, isOpaque); })
             .Texture("tex", 0, picture.Get())

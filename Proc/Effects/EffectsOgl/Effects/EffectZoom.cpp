@@ -1,5 +1,5 @@
 // Enlarges or reduces the picture about a point that stays where it is. Around a picture that is smaller than the frame
-// there is a background, which may be translucent.
+// there is the picture itself, enlarged and blurred, or a background, which may be translucent.
 
 #include "Proc/Effects/EffectsOgl/Effects/View.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
@@ -13,14 +13,17 @@ public:
                     OglCache*) const override {
         glm::dvec2 const fixed{settings.x, settings.y};
         View const view{fixed + (0.5 - fixed) / settings.zoom, settings.zoom};
-        DrawView(*dst, src, view, settings.background, storage);
+        DrawView(*dst, src, view, IsBlurred() ? std::nullopt : std::optional(settings.background), storage);
     }
 
     /// The output has alpha also if the background is translucent.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         constexpr std::uint8_t kOpaque = 255;
-        return settings.background.alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
+        return !IsBlurred() && settings.background.alpha < kOpaque ? AlphaFormat(srcFormat) : OutputFormat(srcFormat);
     }
+
+private:
+    bool IsBlurred() const { return settings.fill == Proc::SettingsEffectZoom::Fill::Blurred; }
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectZoom>();

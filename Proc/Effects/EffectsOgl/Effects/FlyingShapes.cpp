@@ -9,9 +9,22 @@
 namespace Kaltor::Ogl {
 namespace {
 
+// A flake: soft as one that falls past the lens. Far out of focus it is a disc, as bokeh is.
+constexpr char kFlakes[] = R"glsl(
+vec4 Draw(vec2 p) {
+    float blur = Scale.x * Scale.y;
+    float r = length(p);
+    float lumpy = 1.0 + 0.10 * sin(3.0 * atan(p.y, p.x + 1.0e-4) + 6.2832 * Seed.x) * (1.0 - min(blur, 1.0));
+    float flake = 1.0 - smoothstep(0.05, 0.85, r * lumpy);
+    float q = r / (1.0 + blur);
+    float disc = (0.85 + 0.15 * smoothstep(0.4, 0.8, q)) * (1.0 - smoothstep(0.72, 1.0, q));
+    return vec4(vec3(0.97, 0.99, 1.0), mix(flake, disc, smoothstep(0.15, 0.7, blur)));
+}
+)glsl";
+
 // A crystal's sector, mirrored and repeated: an arm with three pairs of branches and a plate in the middle. A flake
 // that is too small or too blurred to show a crystal is a soft disc.
-constexpr char kSnow[] = R"glsl(
+constexpr char kCrystals[] = R"glsl(
 float Branch(vec2 p, float at, float reach) {
     return FromSegment(p - vec2(at, 0.0), vec2(0.5, 0.8660254) * reach);
 }
@@ -206,7 +219,7 @@ vec4 Draw(vec2 p) {
 )glsl";
 
 constexpr std::array kShapes{
-    FlyingShape{"snow", kSnow, 6, 8, 0.7F, 0.0F, 1.2F, 20, false},
+    FlyingShape{"snow", kFlakes, 6, 0, 0.001F, 0.0F, 1.2F, 20, false},
     FlyingShape{"leaves", kLeaves, 4, 14, 0.0F, 0.5F, 2.5F, 22, false},
     FlyingShape{"petals", kPetals, 6, 20, 0.0F, 0.4F, 2.2F, 24, false},
     FlyingShape{"hearts", kHearts, 0, 14, 0.9F, 0.3F, 1.0F, 18, true},
@@ -214,6 +227,7 @@ constexpr std::array kShapes{
     FlyingShape{"bubbles", kBubbles, 0, 0, 0.001F, 0.0F, 1.2F, 16, true},
     FlyingShape{"confetti", kConfetti, 20, 80, 0.0F, 0.3F, 1.2F, 40, false},
 };
+constexpr FlyingShape kCrystalShape{"crystals", kCrystals, 6, 8, 0.7F, 0.0F, 1.2F, 20, false};
 
 }  // namespace
 
@@ -225,6 +239,7 @@ varying vec4 Look;     // the side that is seen (1: front, -1: back), light on i
 varying vec2 Scale;    // a pixel in the shape's units, blur in pixels
 varying vec4 Seed;     // random numbers
 varying vec2 Turn;     // cosine and sine of the turn in its plane
+varying vec3 Smear;    // in the shape's plane, from the middle of the way while the shutter is open to its end; pixels
 
 // How far a step is done at distance `d` of a pixel's or a blurred edge's middle.
 float Step(float d, float pixel) {
@@ -249,11 +264,20 @@ float FromSegment(vec2 p, vec2 to) {
 const vec2 kLight = vec2(-0.6, 0.8);  // on the screen
 )glsl";
 
+// What moves is the mean of where it has been while the shutter was open.
 char const* const kFlyingEnd = R"glsl(
+vec4 Moment(float t) {
+    vec4 drawn = Draw(Local + Smear.xy * t);
+    float alpha = clamp(drawn.a, 0.0, 1.0);
+    return vec4(clamp(drawn.rgb, 0.0, 1.0) * alpha, alpha);
+}
 void main() {
-    vec4 drawn = Draw(Local);
-    float alpha = clamp(drawn.a, 0.0, 1.0) * Look.w * color.a;
-    gl_FragColor = vec4(clamp(drawn.rgb, 0.0, 1.0) * color.rgb * alpha, alpha);
+    vec4 sum = Moment(0.0);
+    if (Smear.z > 0.75) {
+        sum = (sum + Moment(-0.857) + Moment(-0.571) + Moment(-0.286) + Moment(0.286) + Moment(0.571) +
+               Moment(0.857)) / 7.0;
+    }
+    gl_FragColor = vec4(sum.rgb * color.rgb, sum.a) * (Look.w * color.a);
 }
 )glsl";
 
@@ -271,11 +295,14 @@ uniform float laps;     // done by an object of one lap
 uniform float minute;   // 0 to 1
 uniform vec4 turning;   // spin and tumble, a minute; tilt; rocking
 uniform vec3 swaying;   // radii, a minute; 1: upright
+uniform float speed;    // of the nearest, heights a second
+uniform vec3 air;       // depth of field, gusts, half the time that the shutter is open
 varying vec2 Local;
 varying vec4 Look;
 varying vec2 Scale;
 varying vec4 Seed;
 varying vec2 Turn;
+varying vec3 Smear;
 const float kTurn = 6.2831853;
 
 vec2 Rotate(vec2 p, float angle) {
@@ -292,15 +319,22 @@ float PickRate(float most, float random) {
 void main() {
     vec3 more = fract(random * 7.3125 + random.yzx * 3.71875);
     float nearness = pace / 64.0;
-    float own = radius * nearness * (0.7 + 0.3 * more.x);
+    // Most are small.
+    float own = radius * nearness * (0.5 + 0.5 * more.x * more.x);
 
     float swayRate = floor(swaying.y * (0.5 + 0.5 * more.y) + 0.5);
     float swayPhase = kTurn * (swayRate * minute + random.y);
     vec2 across = vec2(-heading.y, heading.x);
     float way = dot(abs(heading), extent) + 2.0 * margin;
     float side = dot(abs(across), extent) + 2.0 * margin;
+    // Gusts of three lengths; they carry what is near further, and reach one place after the other.
+    vec3 gusts = kTurn * (vec3(7.0, 11.0, 17.0) * minute + vec3(0.0, 0.3, 0.7) + 0.15 * start.x);
+    const vec3 kShares = vec3(0.08, 0.045, 0.025);
+    float gust = air.y * nearness * dot(kShares, sin(gusts));
+    float gale = air.y * nearness * dot(kShares * vec3(7.0, 11.0, 17.0), cos(gusts)) * kTurn / 60.0;
     vec2 centre = heading * (fract(start.y + pace * laps) - 0.5) * way +
-                  across * ((start.x - 0.5) * side + own * swaying.x * sin(swayPhase));
+                  across * ((fract(start.x + gust / side) - 0.5) * side + own * swaying.x * sin(swayPhase));
+    vec2 smear = (heading * speed * nearness + across * gale) * air.z;
 
     float spin = kTurn * (turning.x < 0.5 ? 0.0 : random.x) + kTurn * PickRate(turning.x, more.z) * minute +
                  turning.w * cos(swayPhase);
@@ -311,16 +345,21 @@ void main() {
     float narrowed = face * max(abs(cos(tumble)), 0.08);
 
     float pixel = 1.0 / (own * height);
-    float blur = 0.30 * smoothstep(0.72, 1.0, nearness) / pixel * 0.5;
-    vec2 corner = quad_corner * (1.0 + (blur + 1.5) * pixel);
+    // Out of focus by the distance from the plane of focus, which lies among the distant ones.
+    float unfocused = nearness > 0.55 ? 3.2 * (nearness - 0.55) : 0.3 * (0.55 - nearness);
+    float blur = air.x * unfocused * radius * height * 0.5;
+    vec2 corner = quad_corner * (1.0 + (blur + 1.5) * pixel + length(smear) / own);
     vec2 turned = Rotate(corner, -axis);
     Local = Rotate(turned / vec2(1.0, narrowed), axis - spin);
+    Smear = vec3(Rotate(Rotate(smear / own, -axis) / vec2(1.0, narrowed), axis - spin), length(smear) * height);
 
     vec3 normal = face * vec3(Rotate(vec2(0.0, sin(tumble)), axis), cos(tumble));
     const vec3 kLight = vec3(-0.40, 0.62, 0.675);
     const vec3 kHalf = vec3(-0.219, 0.339, 0.915);
     // Seen from the edge there is nothing of them: there the sides change.
-    float opacity = smoothstep(0.0, 0.1, abs(cos(tumble))) * (1.0 - 0.25 * smoothstep(0.72, 1.0, nearness));
+    // Blur spreads the same light over more of the picture.
+    float wider = 1.0 + blur * pixel;
+    float opacity = smoothstep(0.0, 0.1, abs(cos(tumble))) / (wider * wider);
     float glint = turning.y > 0.5 ? pow(max(dot(normal, kHalf), 0.0), 40.0) : 0.0;
     Look = vec4(face, dot(normal, kLight) - kLight.z, glint, opacity);
     Turn = vec2(cos(spin), sin(spin));
@@ -330,7 +369,10 @@ void main() {
 }
 )glsl";
 
-FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind) {
+FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind, bool crystals) {
+    if (crystals && kind == Proc::SettingsEffectFlyingObjects::Kind::Snow) {
+        return kCrystalShape;
+    }
     return kShapes.at(static_cast<std::size_t>(kind));
 }
 

@@ -24,8 +24,8 @@ struct FlyingShape {
     bool isUpright;        ///< turns about its own vertical axis; else about any axis
 };
 
-/// The shape of `kind` as in `SettingsEffectFlyingObjects`.
-FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind);
+/// The shape of `kind` as in `SettingsEffectFlyingObjects`; snow is soft flakes or crystals.
+FlyingShape const& GetFlyingShape(Proc::SettingsEffectFlyingObjects::Kind kind, bool crystals);
 
 /// A corner of an object.
 struct FlyingVertex {

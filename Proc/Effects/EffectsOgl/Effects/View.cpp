@@ -3,22 +3,35 @@
 #include <glm/common.hpp>
 #include <glm/vector_relational.hpp>
 
-#include "Proc/Effects/Shared/Blend.h"
+#include "Ogl/Noise.h"
+#include "Proc/Effects/EffectsOgl/Effects/Backdrop.h"
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/Pass.h"
 
 namespace Kaltor::Ogl {
 namespace {
 
 // Mixes each pixel by the part of it that the picture covers.
-constexpr char kAround[] = R"glsl(#version 120
+constexpr char kAround[] = R"glsl(
 uniform sampler2D tex;
 uniform vec2 size;  // pixels
 uniform vec2 low;
 uniform vec2 high;
+#ifdef IS_BLURRED
+uniform sampler2D back;   // premultiplied
+uniform sampler2D noise;
+vec4 around;
+#else
 uniform vec4 around;
+#endif
 varying vec2 TexCoord0;
 void main() {
+#ifdef IS_BLURRED
+    vec4 behind = texture2D(back, TexCoord0);
+    float grain = texture2D(noise, gl_FragCoord.xy / kNoiseSize).r - 0.5;  // against bands
+    around = vec4(0.6 * behind.rgb / max(behind.a, 1.0e-4) + vec3(grain / 255.0), behind.a);
+#endif
     vec2 pixel = TexCoord0 * size;
     vec2 covered = clamp(min(pixel + vec2(0.5), high) - max(pixel - vec2(0.5), low), 0.0, 1.0);
     vec4 color = texture2D(tex, TexCoord0);
@@ -66,7 +79,7 @@ Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& stor
 }
 
 void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
-              Proc::Color const& around, ShaderStorage const& storage) {
+              std::optional<Proc::Color> const& wanted, ShaderStorage const& storage) {
     if (view == View()) {
         DrawUnchanged(dst, *src, storage);
         return;
@@ -83,13 +96,23 @@ void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, 
     }
     constexpr std::uint8_t kOpaque = 255;
     Frame const drawn = MakeView(picture, view, storage);
-    Pass(storage, "View_around", kAround)
-        .Texture("tex", 0, drawn, TextureFilter::Nearest)
+    // A cut-out keeps its surroundings.
+    std::optional<Proc::Color> const around =
+        wanted || target.IsOpaque() ? wanted : std::optional(Proc::Color{0, 0, 0, 0});
+    Src const back = around ? Src() : MakeBackdrop(*src, picture, storage);
+    Pass pass(storage, around ? "View_around" : "View_blurred",
+              {kGlslVersion, kNoiseSizeGlsl, around ? "" : "#define IS_BLURRED\n", kAround});
+    pass.Texture("tex", 0, drawn, TextureFilter::Nearest)
         .Set("size", glm::vec2(size))
         .Set("low", glm::vec2(borders.low))
-        .Set("high", glm::vec2(borders.high))
-        .Set("around", target.IsOpaque() ? Proc::Color{around.red, around.green, around.blue, kOpaque} : around)
-        .DrawTo(target);
+        .Set("high", glm::vec2(borders.high));
+    if (around) {
+        pass.Set("around",
+                 target.IsOpaque() ? Proc::Color{around->red, around->green, around->blue, kOpaque} : *around);
+    } else {
+        pass.Texture("back", 1, back->FrameData()).Texture("noise", 2, storage.Noise(), TextureFilter::Nearest);
+    }
+    pass.DrawTo(target);
 }
 
 }  // namespace Kaltor::Ogl

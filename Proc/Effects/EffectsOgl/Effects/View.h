@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include <glm/vec2.hpp>
 
 #include "Ogl/DataVideoOGL.h"
@@ -30,8 +32,9 @@ struct ViewBorders {
 Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& storage);
 
 /// Draws the view of `src` to `dst`, which has the same size: sharp, with `around` where there is no picture, and a
-/// border that is one soft pixel wide. In a target without alpha `around` is opaque.
+/// border that is one soft pixel wide. In a target without alpha `around` is opaque. Without a colour the
+/// picture itself is around it, enlarged, blurred and darker; in a target with alpha nothing is.
 void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
-              Proc::Color const& around, ShaderStorage const& storage);
+              std::optional<Proc::Color> const& around, ShaderStorage const& storage);
 
 }  // namespace Kaltor::Ogl

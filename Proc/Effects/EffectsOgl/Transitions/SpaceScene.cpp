@@ -1,5 +1,7 @@
 #include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 
+#include "Ogl/Noise.h"
+#include "Proc/Effects/EffectsOgl/Effects/Backdrop.h"
 #include "Proc/Effects/Shared/Blend.h"
 
 namespace Kaltor::Ogl {
@@ -10,6 +12,20 @@ uniform sampler2D tex;
 varying vec2 TexCoord0;
 void main() {
     gl_FragColor = Unmultiply(texture2D(tex, TexCoord0));
+}
+)glsl";
+
+// The backdrops are premultiplied, and so is the scene.
+constexpr char kBehind[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform sampler2D noise;
+uniform float weight;
+varying vec2 TexCoord0;
+void main() {
+    vec4 color = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), weight);
+    float grain = texture2D(noise, gl_FragCoord.xy / kNoiseSize).r - 0.5;  // against bands
+    gl_FragColor = vec4(0.42 * color.rgb + vec3(color.a * grain / 255.0), color.a);
 }
 )glsl";
 
@@ -44,20 +60,35 @@ vec4 filtered(sampler2D tex, vec2 coord, vec2 reach) {
 )glsl";
 
 SpaceScene::SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& second,
-                       ShaderStorage const& shaderStorage)
+                       ShaderStorage const& shaderStorage, std::optional<double> weight)
     : dst(output),
       storage(shaderStorage),
       outgoing(first.FrameData().ConvertToRGBA(storage), storage),
       incoming(second.FrameData().ConvertToRGBA(storage), storage) {
+    Src firstSoft;
+    Src secondSoft;
+    bool const hasBackground = weight && dst.FrameData().GetFirstTexture().IsOpaque();
+    if (hasBackground) {
+        firstSoft = MakeBackdrop(first, first.FrameData().ConvertToRGBA(storage), storage);
+        secondSoft = MakeBackdrop(second, second.FrameData().ConvertToRGBA(storage), storage);
+    }
     TextureForm const& form = dst.FrameData().GetFirstTexture().GetForm();
     if (dst.FrameData().GetFirstTexture().IsOpaque()) {
         AttachTarget(dst, storage);
     } else {
-        layers.emplace(TextureForm{form.width, form.height, TexelFormat::Rgba16, false});
+        layers.emplace(TextureForm{form.width, form.height, FinerWithAlpha(form.format), false});
         storage.FBO().Attach(layers->Get());
     }
     blend.emplace(GL_BLEND);
     glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    if (hasBackground) {
+        Pass(storage, "SpaceScene_behind", {kGlslVersion, kNoiseSizeGlsl, kBehind})
+            .Texture("tex1", 0, firstSoft->FrameData())
+            .Texture("tex2", 1, secondSoft->FrameData())
+            .Texture("noise", 2, storage.Noise(), TextureFilter::Nearest)
+            .Set("weight", *weight)
+            .Draw();
+    }
 }
 
 void SpaceScene::UsePictures(Pass& pass) const {

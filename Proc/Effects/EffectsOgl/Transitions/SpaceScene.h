@@ -33,7 +33,10 @@ extern char const* const kStretchFunctions;
 /// black. Blends premultiplied colours for its lifetime. GL thread only.
 class SpaceScene {
 public:
-    SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& second, ShaderStorage const& shaderStorage);
+    /// `weight`: behind everything lie both pictures, enlarged, blurred and dark, the second one by this share. In an
+    /// output with alpha nothing does: cut-outs keep their surroundings.
+    SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& second, ShaderStorage const& shaderStorage,
+               std::optional<double> weight = std::nullopt);
 
     Texture const& GetOutgoing() const { return outgoing.Get(); }
     Texture const& GetIncoming() const { return incoming.Get(); }

@@ -1,6 +1,7 @@
 // Columns of glyphs fall down the picture, each at its own time and speed, a bright head before a fading trail. Where a
-// head has passed, the incoming picture appears, dark behind the trail's glyphs and clear once they are gone. The state
-// of the cells is computed in a small picture with one texel per cell; the glow around the cells is a blur of it.
+// head has passed, the incoming picture appears, softly, a little darker behind the trail's glyphs and clear once they
+// are gone. Glyphs are light that is added. The state of the cells is computed in a small picture with one texel per
+// cell; the glow around the cells, how far they are uncovered and how dark they are is a second one, read smoothly.
 
 #include <algorithm>
 #include <array>
@@ -10,11 +11,11 @@
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
 #include "Ogl/TexturePool.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Glyphs.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
-#include "Proc/Effects/EffectsOgl/Transitions/Glyphs.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -53,18 +54,25 @@ void main() {
 }
 )glsl";
 
-// The blurred brightness of the cells, and their darkness unblurred; both are filtered when they are read.
+// The light that cells get from those around them, near and far; how far a cell is uncovered; its darkness.
 constexpr char kGlow[] = R"glsl(#version 120
 uniform sampler2D cells;
 uniform vec2 texel;
 varying vec2 TexCoord0;
-float Row(vec2 at) {
-    return texture2D(cells, at - vec2(texel.x, 0.0)).g + 2.0 * texture2D(cells, at).g +
-           texture2D(cells, at + vec2(texel.x, 0.0)).g;
-}
 void main() {
-    float sum = Row(TexCoord0 - vec2(0.0, texel.y)) + 2.0 * Row(TexCoord0) + Row(TexCoord0 + vec2(0.0, texel.y));
-    gl_FragColor = vec4(sum / 16.0, texture2D(cells, TexCoord0).a, 0.0, 1.0);
+    float near = 0.0;
+    float wide = 0.0;
+    for (int y = -4; y <= 4; ++y) {
+        for (int x = -4; x <= 4; ++x) {
+            vec2 offset = vec2(float(x), float(y));
+            float light = texture2D(cells, TexCoord0 + texel * offset).g;
+            float square = dot(offset, offset);
+            near += light * exp(-0.9 * square);
+            wide += light * exp(-0.16 * square);
+        }
+    }
+    vec4 cell = texture2D(cells, TexCoord0);
+    gl_FragColor = vec4(0.28 * near, 0.055 * wide, smoothstep(0.0, 3.0, cell.b * 8.0 - 1.0), cell.a);
 }
 )glsl";
 
@@ -75,40 +83,33 @@ uniform sampler2D cells;
 uniform sampler2D glow;
 uniform sampler2D glyphs;
 uniform vec2 grid;
-uniform float columnWidth;  // pixels
 uniform float sharpness;    // pixels that the distances in the atlas span
+uniform float light;
 uniform vec4 color;
 varying vec2 TexCoord0;
-float GetWeight(vec4 cell, float y) {
-    return smoothstep(0.0, 0.5, cell.b * 8.0 - 2.0 + y);
-}
 void main() {
-    // The pixel may lie on an edge between two columns: its shares of them.
-    vec2 place = TexCoord0 * grid;
-    float edge = floor(place.x + 0.5);
-    float share = clamp((place.x - edge) * columnWidth + 0.5, 0.0, 1.0);
-    float line = floor(place.y + 0.001);  // also for all of the pixels that lie between two
-    vec4 left = texture2D(cells, vec2(edge - 0.5, line + 0.5) / grid);
-    vec4 right = texture2D(cells, vec2(edge + 0.5, line + 0.5) / grid);
-    vec4 cell = place.x < edge ? left : right;
-    place = vec2(fract(place.x), max(place.y - line, 0.0));
+    vec2 place = TexCoord0 * grid + vec2(0.001);  // also for all of the pixels that lie between two cells
+    vec2 corner = floor(place);
+    vec4 cell = texture2D(cells, (corner + vec2(0.5)) / grid);
+    place -= corner;
     float glyph = floor(cell.r * 64.0);
     float row = floor(glyph / 8.0);
     float inside = texture2D(glyphs, (vec2(glyph - 8.0 * row, row) + place) / 8.0).r;
 
+    vec4 around = texture2D(glow, TexCoord0);
     vec4 from = texture2D(tex1, TexCoord0);
     vec4 to = texture2D(tex2, TexCoord0);
-    float dark = texture2D(glow, vec2((edge - 0.5 + share) / grid.x, TexCoord0.y)).g;
     from.rgb *= from.a;
-    to.rgb *= to.a * (1.0 - 0.85 * dark);
-    vec4 result = mix(from, to, mix(GetWeight(left, place.y), GetWeight(right, place.y), share));
+    to.rgb *= to.a * (1.0 - 0.45 * around.a);
+    vec4 result = mix(from, to, around.b);
 
-    vec3 light = mix(color.rgb, vec3(1.0), 0.85 * clamp(2.5 * cell.g - 1.5, 0.0, 1.0));
+    vec3 core = mix(color.rgb, vec3(1.0), 0.85 * clamp(2.5 * cell.g - 1.5, 0.0, 1.0));
     float halo = inside * inside * cell.g;
-    float bloom = texture2D(glow, TexCoord0).r;
-    result.rgb += (vec3(result.a) - result.rgb) * color.rgb * (color.a * min(0.7 * bloom + 0.6 * halo, 1.0));
+    float glowing = light * (0.9 * around.r + 0.8 * around.g + 0.7 * halo);
+    result.rgb += (vec3(result.a) - result.rgb) * color.rgb * (color.a * (1.0 - exp(-glowing)));
     float ink = color.a * min(1.6 * cell.g, 1.0) * clamp((inside - 0.5) * sharpness + 0.5, 0.0, 1.0);
-    result = mix(result, vec4(light, 1.0), ink);
+    result.rgb += (vec3(1.0) - result.rgb) * core * ink;
+    result.a += (1.0 - result.a) * ink;
     gl_FragColor = Unmultiply(result);
 }
 )glsl";
@@ -171,8 +172,8 @@ public:
             .Texture("glow", 3, glow.Get())
             .Texture("glyphs", 4, cached.glyphs)
             .Set("grid", grid)
-            .Set("columnWidth", columnWidth)
             .Set("sharpness", 2.0 * kGlyphReach * columnWidth)
+            .Set("light", 2.0 * settings.glow)
             .Set("color", settings.color)
             .DrawTo(*dst);
     }

@@ -1,6 +1,7 @@
 // The picture is cut into tiles with the outgoing picture on their fronts and the incoming one on their backs. They
-// turn over one by one, in random order, about axes in the plane of the picture; while a tile turns, the rest of its
-// place shows nothing. Tiles at rest are exactly the picture, without seams.
+// turn over one by one, in random order or as a wave with a little chance in it, about axes in the plane of the
+// picture; while a tile turns, the rest of its place shows the pictures blurred, or nothing. Tiles at rest are exactly
+// the picture, without seams.
 //
 // A tile turns within its own column of space, and a ray from the camera goes outwards through the columns: tiles drawn
 // from the outer ones to the middle hide each other as they should, without a depth buffer. The mesh is made once; the
@@ -16,12 +17,12 @@
 
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
+#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/QuadBuilders.h"
-#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
-#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -133,6 +134,7 @@ void main() {
 )glsl";
 
 using Axis = Proc::SettingsTransitionMosaic::Axis;
+using Order = Proc::SettingsTransitionMosaic::Order;
 
 struct TileVertex {
     glm::vec2 atRest;
@@ -163,9 +165,10 @@ public:
         Frame const target = dst->FrameData();
         // No tile is smaller than a pixel.
         TileGrid const grid = MakeSquareGrid(settings.num, aspect, target.GetWidth(), target.GetHeight());
-        tiles.Prepare(grid, settings.axis, order);
+        tiles.Prepare(grid, settings.axis, settings.order, order);
 
-        SpaceScene scene(*dst, *first, *second, storage);
+        bool const isBlurred = settings.background == Proc::SettingsTransitionMosaic::Background::Blurred;
+        SpaceScene scene(*dst, *first, *second, storage, isBlurred ? std::optional(progress) : std::nullopt);
         glm::vec2 const extent(std::max(aspect, 1.0F), std::max(1.0F / aspect, 1.0F));
         Pass pass(storage, "TransitionMosaic", {kGlslVersion, kShineFunction, kVertex},
                   {kGlslVersion, kStretchFunctions, kFragment}, TileVertex::kLayout);
@@ -183,12 +186,13 @@ public:
 private:
     class CacheImpl final : public OglCache {
     public:
-        void Prepare(TileGrid const& wanted, Axis wantedAxis, std::uint32_t order) {
-            if (grid == wanted && axis == wantedAxis) {
+        void Prepare(TileGrid const& wanted, Axis wantedAxis, Order wantedSequence, std::uint32_t order) {
+            if (grid == wanted && axis == wantedAxis && sequence == wantedSequence) {
                 return;
             }
             grid = wanted;
             axis = wantedAxis;
+            sequence = wantedSequence;
             Build(order);
         }
 
@@ -210,7 +214,13 @@ private:
                                  [&key](std::uint32_t a, std::uint32_t b) { return key(a) < key(b); });
             };
             // The tiles' times are spread evenly; no two are the same.
-            sortBy([&](std::uint32_t tile) { return Hash(tile % columns, tile / columns, order)[0]; });
+            sortBy([&](std::uint32_t tile) {
+                std::uint32_t const x = tile % columns;
+                std::uint32_t const y = tile / columns;
+                constexpr double kTiles = 1.6;  // by how many a wave's front may stray
+                constexpr double kWhole = 4294967296.0;
+                return GetPlace(x, y) + kTiles * (Hash(x, y, order)[0] / kWhole);
+            });
             std::vector<float> starts(tiles.size());
             float const last = std::max(static_cast<float>(tiles.size()) - 1.0F, 1.0F);
             for (std::size_t rank = 0; rank < tiles.size(); ++rank) {
@@ -244,9 +254,26 @@ private:
             mesh.emplace(packed, GL_STATIC_DRAW);
         }
 
+        /// Where a tile lies on the way of the wave, in tiles.
+        double GetPlace(std::uint32_t column, std::uint32_t row) const {
+            double const fromTop = grid.rows - 1.0 - row;
+            switch (sequence) {
+                case Order::Wave:
+                    return column;
+                case Order::Diagonal:
+                    return 0.75 * (column + fromTop);
+                case Order::Centre:
+                    return std::hypot(column - 0.5 * (grid.columns - 1), row - 0.5 * (grid.rows - 1));
+                case Order::Random:
+                    break;
+            }
+            return 0.0;
+        }
+
         std::optional<AttributeMesh> mesh;
         TileGrid grid;
         Axis axis = Axis::Horizontal;
+        Order sequence = Order::Random;
     };
 
     std::uint32_t order = Random().Draw();

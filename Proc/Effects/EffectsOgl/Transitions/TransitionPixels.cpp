@@ -1,7 +1,8 @@
 // Two transitions of square pixels. Coarsen: the outgoing picture falls apart into pixels that double their size step
-// by step, turns into the incoming one where they are largest, and recovers as that. Each pixel is the mean of what it
-// covers, and one size fades into the next. Scatter: pixels change from one picture to the other one by one, each
-// softly, in a random order that every object draws for itself.
+// by step, or grow steadily. Where they are largest they change over to the incoming picture, each at its own moment,
+// and then that recovers. Each pixel is the mean of what it covers. Scatter: pixels change from one picture to the
+// other, each softly. The order is random, and every object draws it for itself; with clusters, neighbours change one
+// soon after the other.
 
 #include <algorithm>
 #include <cmath>
@@ -11,12 +12,12 @@
 
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/Shared/Premultiplied.h"
-#include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Settings/SettingsWipeTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -39,6 +40,51 @@ vec2 Snap(vec2 size) {
 void main() {
     vec4 color = mix(texture2D(tex1, Snap(size1)), texture2D(tex2, Snap(size2)), weight);
     gl_FragColor = Unmultiply(color);
+}
+)glsl";
+
+// The largest pixels, each with its own share of both pictures.
+constexpr char kChange[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform sampler2D order;  // when each pixel changes, 0 to 1
+uniform vec2 size;
+uniform vec2 pixels;      // of the picture
+uniform float now;
+uniform float softness;   // how long a change takes
+varying vec2 TexCoord0;
+vec4 Show(vec2 texel) {
+    vec2 at = (clamp(texel, vec2(0.0), size - vec2(1.0)) + vec2(0.5)) / size;
+    float begin = texture2D(order, at).r * (1.0 - softness);
+    return mix(texture2D(tex1, at), texture2D(tex2, at), smoothstep(begin, begin + softness, now));
+}
+void main() {
+    vec2 at = TexCoord0 * size;
+    vec2 edge = floor(at + vec2(0.5));
+    vec2 share = clamp((at - edge) * pixels / size + vec2(0.5), vec2(0.0), vec2(1.0));
+    vec4 low = mix(Show(edge - vec2(1.0)), Show(edge - vec2(0.0, 1.0)), share.x);
+    vec4 high = mix(Show(edge - vec2(1.0, 0.0)), Show(edge), share.x);
+    gl_FragColor = Unmultiply(mix(low, high, share.y));
+}
+)glsl";
+
+// Pixels of any size, around the lattice's middle: the means of about as large pieces, read in the middle of each.
+constexpr char kSteady[] = R"glsl(
+uniform sampler2D tex1;  // means
+uniform sampler2D tex2;  // the picture
+uniform vec2 blocks;
+uniform vec2 middle;     // blocks
+uniform vec2 pixel;      // blocks
+uniform float weight;
+varying vec2 TexCoord0;
+vec4 Show(vec2 offset) {
+    vec2 at = (TexCoord0 - vec2(0.5)) * blocks + middle + offset * pixel;
+    return texture2D(tex1, (floor(at) + vec2(0.5) - middle) / blocks + vec2(0.5));
+}
+void main() {
+    vec4 color = 0.25 * (Show(vec2(0.125, 0.375)) + Show(vec2(-0.375, 0.125)) + Show(vec2(-0.125, -0.375)) +
+                         Show(vec2(0.375, -0.125)));
+    gl_FragColor = Unmultiply(mix(color, texture2D(tex2, TexCoord0), weight));
 }
 )glsl";
 
@@ -75,32 +121,68 @@ Frame MakeMeans(Frame const& picture, TileGrid const& lattice, std::uint32_t hal
     return MakeScaled(picture, static_cast<std::uint32_t>(columns), static_cast<std::uint32_t>(rows), storage);
 }
 
+constexpr double kFinest = 540.0;  // the last pixels along the shorter side before the picture itself
+
 /// The state of coarsening.
 struct Coarseness {
     Coarseness(std::int32_t count, double progress) {
-        // The last step down is the picture itself.
-        constexpr double kFinest = 540.0;
-        double const steps = std::max(std::ceil(std::log2(kFinest / std::max(count, 1))), 1.0);
+        steps = std::max(std::ceil(std::log2(kFinest / std::max(count, 1))), 1.0);
         // How long, in steps, the largest pixels stay on either side of the middle.
-        double const stay = std::max(2.0, steps / 3.0);
+        double const stay = std::max(1.5, 0.4 * steps);
         double const toMiddle = 2.0 * std::min(progress, 1.0 - progress) * (steps + stay);
-        double const step = std::max(steps - toMiddle, 0.0);
+        step = std::max(steps - toMiddle, 0.0);
         halvings = static_cast<std::uint32_t>(step);
         isNextSharp = halvings + 1.0 >= steps;
         isCoarsest = step == 0.0;
-        auto const ease = [](double low, double high, double value) {
-            double const x = std::clamp((value - low) / (high - low), 0.0, 1.0);
-            return x * x * (3.0 - 2.0 * x);
-        };
+        // A step is quick: two sizes are seen together for a short time only.
+        constexpr double kQuick = 0.3;
+        double const x = std::clamp((step - halvings - (1.0 - kQuick)) / kQuick, 0.0, 1.0);
+        smaller = x * x * (3.0 - 2.0 * x);
         double const half = 0.5 * stay / (steps + stay);
-        weight = isCoarsest ? ease(0.5 - half, 0.5 + half, progress) : ease(0.0, 1.0, step - halvings);
+        changed = std::clamp((progress - 0.5) / (2.0 * half) + 0.5, 0.0, 1.0);
     }
 
+    double steps;            ///< from the largest pixels to the picture itself
+    double step;             ///< how many of them are still to come
     std::uint32_t halvings;  ///< those of the larger visible pixels
-    bool isCoarsest;         ///< mixes the two pictures; else pixels of two sizes
+    bool isCoarsest;         ///< pixels are changing over; else they are of one picture
     bool isNextSharp;        ///< the smaller pixels are the picture's own
-    double weight;           ///< that of the second picture, or of the smaller pixels
+    double smaller;          ///< weight of the smaller pixels
+    double changed;          ///< how far the change-over has come, 0 to 1
 };
+
+/// For each pixel of a lattice when it changes, 0 to 1, evenly spread.
+std::vector<float> MakeOrder(TileGrid const& lattice, double clusters, std::uint32_t seed) {
+    auto const columns = static_cast<std::uint32_t>(lattice.columns);
+    auto const rows = static_cast<std::uint32_t>(lattice.rows);
+    constexpr double kClusters = 3.0;  // along the shorter side
+    double const scale = kClusters / std::min(columns, rows);
+    // Smooth value noise over the lattice.
+    auto const smooth = [&](std::uint32_t x, std::uint32_t y) {
+        double const u = (x + 0.5) * scale;
+        double const v = (y + 0.5) * scale;
+        auto const cellX = static_cast<std::uint32_t>(u);
+        auto const cellY = static_cast<std::uint32_t>(v);
+        auto const ease = [](double t) { return t * t * (3.0 - 2.0 * t); };
+        double const s = ease(u - cellX);
+        double const t = ease(v - cellY);
+        auto const at = [&](std::uint32_t i, std::uint32_t j) { return HashToUnit(cellX + i, cellY + j, ~seed); };
+        return (at(0, 0) * (1.0 - s) + at(1, 0) * s) * (1.0 - t) + (at(0, 1) * (1.0 - s) + at(1, 1) * s) * t;
+    };
+    auto const count = columns * rows;
+    std::vector<double> keys(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        keys[i] = (1.0 - clusters) * HashToUnit(i, seed) + clusters * smooth(i % columns, i / columns);
+    }
+    std::vector<std::uint32_t> sorted(count);
+    std::iota(sorted.begin(), sorted.end(), 0U);
+    std::stable_sort(sorted.begin(), sorted.end(), [&](std::uint32_t a, std::uint32_t b) { return keys[a] < keys[b]; });
+    std::vector<float> order(count);
+    for (std::uint32_t rank = 0; rank < count; ++rank) {
+        order[sorted[rank]] = static_cast<float>(rank) / static_cast<float>(std::max(count, 2U) - 1U);
+    }
+    return order;
+}
 
 }  // namespace
 
@@ -111,26 +193,20 @@ public:
     /// The order for the lattice that was requested last.
     class CacheImpl final : public OglCache {
     public:
-        Texture const& Get(TileGrid const& wanted, std::uint32_t seed) {
-            if (wanted != current) {
-                auto const columns = static_cast<std::uint32_t>(wanted.columns);
-                auto const rows = static_cast<std::uint32_t>(wanted.rows);
-                std::vector<float> order(std::size_t{columns} * rows);
-                std::iota(order.begin(), order.end(), 0.0F);
-                auto const count = static_cast<std::uint32_t>(order.size());
-                float const last = static_cast<float>(std::max(count, 2U) - 1U);
-                for (std::uint32_t i = count; i-- > 0;) {
-                    std::swap(order[i], order[Hash(i, seed, 0)[0] % (i + 1U)]);
-                    order[i] /= last;
-                }
-                table = Texture(columns, rows, order.data());
+        Texture const& Get(TileGrid const& wanted, double wantedClusters, std::uint32_t seed) {
+            if (wanted != current || wantedClusters != clusters) {
+                std::vector<float> const order = MakeOrder(wanted, wantedClusters, seed);
+                table = Texture(static_cast<std::uint32_t>(wanted.columns), static_cast<std::uint32_t>(wanted.rows),
+                                order.data());
                 current = wanted;
+                clusters = wantedClusters;
             }
             return table;
         }
 
     private:
         TileGrid current;
+        double clusters = 0.0;
         Texture table;
     };
 
@@ -148,14 +224,14 @@ public:
         TileGrid const lattice = MakeSquareGrid(settings.num, GetDisplayAspect(first->GetFrameInfo()),
                                                 outgoing.GetWidth(), outgoing.GetHeight());
         if (settings.type == Proc::SettingsTransitionPixels::Type::Coarsen) {
-            Coarsen(*dst, outgoing, incoming, lattice, progress, storage);
+            Coarsen(*dst, outgoing, incoming, lattice, order.Get(lattice, settings.clusters, seed), progress, storage);
             return;
         }
         constexpr float kSoftness = 0.1F;
         Pass(storage, "TransitionPixels_1", {kGlslVersion, kStraightAlpha, kScatter})
             .Texture("tex1", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex2", 1, incoming, TextureFilter::Nearest)
-            .Texture("order", 2, order.Get(lattice, seed))
+            .Texture("order", 2, order.Get(lattice, settings.clusters, seed))
             .Set("size", static_cast<float>(lattice.columns), static_cast<float>(lattice.rows))
             .Set("now", progress)
             .Set("softness", kSoftness)
@@ -163,37 +239,76 @@ public:
     }
 
 private:
+    static glm::vec2 GetSize(Frame const& frame) {
+        return {static_cast<float>(frame.GetWidth()), static_cast<float>(frame.GetHeight())};
+    }
+
     void Coarsen(DataVideoOGL& dst, Frame const& outgoing, Frame const& incoming, TileGrid const& lattice,
-                 double progress, ShaderStorage const& storage) const {
+                 Texture const& order, double progress, ShaderStorage const& storage) const {
         Coarseness const coarseness(settings.num, progress);
-        Frame const& picture = progress < 0.5 ? outgoing : incoming;
-        Frame a;
-        Frame b;
         if (coarseness.isCoarsest) {
-            a = MakeMeans(outgoing, lattice, 0, storage);
-            b = MakeMeans(incoming, lattice, 0, storage);
-        } else {
-            // Each larger pixel is made from the four smaller ones that it covers.
-            b = coarseness.isNextSharp ? picture : MakeMeans(picture, lattice, coarseness.halvings + 1, storage);
-            a = MakeMeans(b, lattice, coarseness.halvings, storage);
-            if (a.GetWidth() == picture.GetWidth()) {
-                AttachTarget(dst, storage);
-                picture.Draw(storage.Quad(), storage);
-                return;
-            }
+            Frame const a = MakeMeans(outgoing, lattice, 0, storage);
+            Frame const b = MakeMeans(incoming, lattice, 0, storage);
+            Premultiplied const from(a, storage);
+            Premultiplied const to(b, storage);
+            constexpr double kSoftness = 0.2;
+            Pass(storage, "TransitionPixels_change", {kGlslVersion, kStraightAlpha, kChange})
+                .Texture("tex1", 0, from.Get(), TextureFilter::Nearest)
+                .Texture("tex2", 1, to.Get(), TextureFilter::Nearest)
+                .Texture("order", 2, order)
+                .Set("size", GetSize(a))
+                .Set("pixels", GetSize(outgoing))
+                .Set("now", coarseness.changed)
+                .Set("softness", kSoftness)
+                .DrawTo(dst);
+            return;
         }
-        auto const size = [](Frame const& frame) {
-            return glm::vec2(static_cast<float>(frame.GetWidth()), static_cast<float>(frame.GetHeight()));
-        };
-        Premultiplied const from(a, storage);
-        Premultiplied const to(b, storage);
+        Frame const& picture = progress < 0.5 ? outgoing : incoming;
+        settings.growth == Proc::SettingsTransitionPixels::Growth::Steady
+            ? ShowSteady(dst, picture, lattice, coarseness, storage)
+            : ShowSteps(dst, picture, lattice, coarseness, storage);
+    }
+
+    static void ShowSteps(DataVideoOGL& dst, Frame const& picture, TileGrid const& lattice,
+                          Coarseness const& coarseness, ShaderStorage const& storage) {
+        // Each larger pixel is made from the four smaller ones that it covers.
+        Frame const b =
+            coarseness.isNextSharp ? picture : MakeMeans(picture, lattice, coarseness.halvings + 1, storage);
+        Frame const a = MakeMeans(b, lattice, coarseness.halvings, storage);
+        if (a.GetWidth() == picture.GetWidth()) {
+            AttachTarget(dst, storage);
+            picture.Draw(storage.Quad(), storage);
+            return;
+        }
+        Premultiplied const larger(a, storage);
+        Premultiplied const smaller(b, storage);
         Pass(storage, "TransitionPixels_0", {kGlslVersion, kStraightAlpha, kCoarsen})
-            .Texture("tex1", 0, from.Get())
-            .Texture("tex2", 1, to.Get())
-            .Set("size1", size(a))
-            .Set("size2", size(b))
-            .Set("pixels", size(outgoing))
-            .Set("weight", coarseness.weight)
+            .Texture("tex1", 0, larger.Get())
+            .Texture("tex2", 1, smaller.Get())
+            .Set("size1", GetSize(a))
+            .Set("size2", GetSize(b))
+            .Set("pixels", GetSize(picture))
+            .Set("weight", coarseness.smaller)
+            .DrawTo(dst);
+    }
+
+    static void ShowSteady(DataVideoOGL& dst, Frame const& picture, TileGrid const& lattice,
+                           Coarseness const& coarseness, ShaderStorage const& storage) {
+        double const growth = std::exp2(coarseness.step);
+        glm::dvec2 const size(picture.GetWidth(), picture.GetHeight());
+        glm::dvec2 const cells(lattice.columns, lattice.rows);
+        glm::dvec2 const blocks = glm::min(cells * growth, size);
+        Frame const means = MakeScaled(picture, static_cast<std::uint32_t>(std::lround(blocks.x)),
+                                       static_cast<std::uint32_t>(std::lround(blocks.y)), storage);
+        Premultiplied const larger(means, storage);
+        Premultiplied const sharp(picture, storage);
+        Pass(storage, "TransitionPixels_2", {kGlslVersion, kStraightAlpha, kSteady})
+            .Texture("tex1", 0, larger.Get())
+            .Texture("tex2", 1, sharp.Get(), TextureFilter::Nearest)
+            .Set("blocks", glm::vec2(blocks))
+            .Set("middle", glm::vec2(0.5 * cells))
+            .Set("pixel", glm::vec2(blocks / size))
+            .Set("weight", std::clamp(coarseness.step - coarseness.steps + 1.0, 0.0, 1.0))
             .DrawTo(dst);
     }
 

@@ -51,8 +51,8 @@ void main() {
     // Slopes that face the light are lighter, the others darker; the steepest of them mirror it.
     float facing = dot(slope, vec2(0.70710678, -0.70710678)) * inversesqrt(1.0 + dot(slope, slope));
     float glint = clamp(3.0 * facing - 0.3, 0.0, 1.0);
-    color.rgb *= 1.0 + 0.7 * facing;
-    color.rgb += (vec3(color.a) - color.rgb) * (0.6 * glint * glint);
+    color.rgb *= 1.0 + 0.55 * facing;
+    color.rgb += (vec3(color.a) - color.rgb) * (0.3 * glint * glint);
     gl_FragColor = Unmultiply(color);
 }
 )glsl";
@@ -96,7 +96,7 @@ public:
             .Set("phase", std::fmod(front * kCrestSpeed / length, 1.0) * kTurn)
             .Set("core", length / 2.0)
             .Set("steepness", steepness)
-            .Set("depth", 0.3 * length)
+            .Set("depth", 0.6 * length)
             .DrawTo(*dst);
     }
 };

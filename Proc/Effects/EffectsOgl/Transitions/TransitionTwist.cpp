@@ -1,6 +1,7 @@
 // The picture is a ribbon with the outgoing picture on its front and the incoming one on its back. A twist of an odd
-// number of half turns runs along it: where it has passed, the back has come to the front. Around the ribbon there is
-// nothing.
+// number of half turns runs along it: where it has passed, the back has come to the front. Around the ribbon there are
+// the pictures, blurred and dark, or nothing. The ribbon has a thickness: its two edges are strips of their own, lit
+// like its faces, in the colours of the faces beside them.
 //
 // The parts that the twist has not reached yet, or has left behind, lie at rest and show one texel per pixel. Between
 // them the ribbon is a mesh that the vertex program bends: it is straight across its axis, at each place x along the
@@ -20,10 +21,10 @@
 #include <optional>
 #include <vector>
 
+#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Transitions/SpaceScene.h"
 #include "Proc/Settings/SettingsMeshTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -122,6 +123,60 @@ void main() {
 }
 )glsl";
 
+// One edge of the ribbon: h runs across its thickness.
+constexpr char kEdgeVertex[] = R"glsl(
+attribute vec2 along_h;
+uniform vec2 range;
+uniform float front;
+uniform float width;
+uniform float angle;
+uniform float half_length;
+uniform float camera;
+uniform vec2 pixels;
+uniform mat2 axes;
+uniform float edge;        // -1 or 1: the place across
+uniform float thickness;   // half of it
+varying vec4 coords;
+varying vec2 light;
+varying vec3 strip;        // h, pixels to a unit of it, how much it faces the viewer
+void main() {
+    float u = range.x * (1.0 - along_h.x) + range.y * along_h.x;
+    float c = clamp((front - u) / width, 0.0, 1.0);
+    float c_x = -0.5 / (half_length * width);
+    float theta = angle * c * c * c * (10.0 + c * (6.0 * c - 15.0));
+    float theta_x = angle * 30.0 * c * c * (1.0 - c) * (1.0 - c) * c_x;
+    vec3 across = vec3(0.0, cos(theta), sin(theta));
+    vec3 normal = normalize(vec3(-edge * theta_x, -sin(theta), cos(theta)));
+    float scale = max(thickness * pixels.y * abs(sin(theta)), 0.4);
+    float h = along_h.y * (1.0 + 1.0 / scale);
+    vec3 at = vec3(half_length * (2.0 * u - 1.0), 0.0, 0.0) + across * edge + normal * (h * thickness);
+    vec3 eye = normalize(vec3(0.0, 0.0, camera) - at);
+    vec3 outward = across * edge;
+    strip = vec3(h, scale, dot(outward, eye));
+    float w = (camera - at.z) / camera;
+    gl_Position = vec4(axes * (at.xy / vec2(half_length, 1.0)), 0.0, w);
+    coords = 0.5 + 0.5 * vec4(axes * vec2(2.0 * u - 1.0, 0.997 * edge), axes * vec2(2.0 * u - 1.0, -0.997 * edge));
+    outward.xy = axes * outward.xy;
+    eye.xy = axes * eye.xy;
+    light = shine(outward, eye);
+}
+)glsl";
+
+constexpr char kEdgeFragment[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+varying vec4 coords;
+varying vec2 light;
+varying vec3 strip;
+void main() {
+    vec4 color = 0.5 * (texture2D(tex1, coords.xy) + texture2D(tex2, coords.zw));
+    color.rgb = mix(color.rgb, vec3(0.85 * color.a), 0.3);
+    color.rgb = min(color.rgb * light.x + color.a * light.y, color.a);
+    float cover = clamp((1.0 - abs(strip.x)) * strip.y + 0.5, 0.0, 1.0) * smoothstep(0.0, 0.1, strip.z);
+    gl_FragColor = color * cover;
+}
+)glsl";
+
 constexpr int kColumns = 160;  // columns in half of a ribbon's mesh
 constexpr int kTwistRows = 24;
 
@@ -131,6 +186,25 @@ struct RibbonVertex {
 
     static constexpr std::array<VertexAttribute, 2> kLayout{{{"place", 2}, {"beyond", 2}}};
 };
+
+struct EdgeVertex {
+    glm::vec2 alongH;
+
+    static constexpr std::array<VertexAttribute, 1> kLayout{{{"along_h", 2}}};
+};
+
+PackedMesh<EdgeVertex> MakeEdge() {
+    PackedMesh<EdgeVertex> edge;
+    for (unsigned i = 0; i <= kColumns; ++i) {
+        float const along = static_cast<float>(i) / kColumns;
+        edge.vertices.push_back({{along, -1.0F}});
+        edge.vertices.push_back({{along, 1.0F}});
+        if (i < kColumns) {
+            edge.indices.insert(edge.indices.end(), {2 * i, 2 * i + 1, 2 * i + 2, 2 * i + 2, 2 * i + 1, 2 * i + 3});
+        }
+    }
+    return edge;
+}
 
 /// Columns from the outer end inwards.
 PackedMesh<RibbonVertex> MakeRibbon() {
@@ -173,12 +247,13 @@ public:
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache* cache) const override {
-        auto& ribbon = GetCache<CacheImpl>(cache).ribbon;
+        auto& [ribbon, edge] = GetCache<CacheImpl>(cache).meshes;
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {
             return;
         }
         if (!ribbon) {
             ribbon.emplace(MakeRibbon(), GL_STATIC_DRAW);
+            edge.emplace(MakeEdge(), GL_STATIC_DRAW);
         }
         Direction const& direction = kDirections.at(static_cast<std::size_t>(settings.dir));
         auto const aspect = static_cast<float>(GetDisplayAspect(dst->GetFrameInfo()));
@@ -187,7 +262,8 @@ public:
         float const texels = direction.isUpright ? size.y : size.x;
         Twist const twist(settings.turns, direction.isUpright ? 1.0F / aspect : aspect, progress, texels);
 
-        SpaceScene scene(*dst, *first, *second, storage);
+        bool const isBlurred = settings.background == Proc::SettingsTransitionTwist::Background::Blurred;
+        SpaceScene scene(*dst, *first, *second, storage, isBlurred ? std::optional(progress) : std::nullopt);
         auto const drawArrived = [&] { DrawRest(scene, scene.GetIncoming(), direction, 0.0F, twist.begin); };
         auto const drawWaiting = [&] { DrawRest(scene, scene.GetOutgoing(), direction, twist.end, 1.0F); };
         constexpr float kMiddle = 0.5F;
@@ -211,6 +287,10 @@ public:
                 .Set("outer_edge", twist.end >= 1.0F ? 1.0F : 0.0F)
                 .Draw(*ribbon);
         }
+        if (settings.thickness > 0.0) {
+            glm::vec2 const lengths = direction.isUpright ? glm::vec2(size.y, size.x) : size;
+            DrawEdges(scene, twist, direction, lengths, *edge, storage);
+        }
         if (twist.end <= kMiddle) {
             drawWaiting();
         } else if (twist.begin >= kMiddle) {
@@ -221,7 +301,10 @@ public:
 
 private:
     struct CacheImpl final : OglCache {
-        std::optional<AttributeMesh> ribbon;
+        struct {
+            std::optional<AttributeMesh> ribbon;
+            std::optional<AttributeMesh> edge;
+        } meshes;
     };
 
     struct Direction {
@@ -267,6 +350,27 @@ private:
         float const high = isReverse ? 1.0F - from : to;
         direction.isUpright ? scene.DrawFlat(picture, {0.0F, low}, {1.0F, high})
                             : scene.DrawFlat(picture, {low, 0.0F}, {high, 1.0F});
+    }
+
+    /// Both edges of the twisting part; `size` as for `MakePass`.
+    void DrawEdges(SpaceScene const& scene, Twist const& twist, Direction const& direction, glm::vec2 const& size,
+                   Mesh const& edge, ShaderStorage const& storage) const {
+        Pass pass(storage, "TransitionTwist_edge", {kGlslVersion, kShineFunction, kEdgeVertex},
+                  {kGlslVersion, kEdgeFragment}, EdgeVertex::kLayout);
+        pass.Texture("tex1", 0, scene.GetOutgoing())
+            .Texture("tex2", 1, scene.GetIncoming())
+            .Set("front", twist.front)
+            .Set("width", twist.width)
+            .Set("angle", twist.angle)
+            .Set("half_length", twist.halfLength)
+            .Set("camera", kCameraDistance)
+            .Set("pixels", 0.5F * size / glm::vec2(twist.halfLength, 1.0F))
+            .Set("axes", direction.GetAxes())
+            .Set("range", twist.begin, twist.end)
+            .Set("thickness", settings.thickness);
+        for (float const side : {-1.0F, 1.0F}) {
+            pass.Set("edge", side).Draw(edge);
+        }
     }
 
     /// `size` of the picture in pixels along the ribbon and across.
