@@ -1,4 +1,5 @@
 // Depth, colours and alpha through render: small clips made by ffmpeg, what comes out decoded by ffmpeg and ffprobe.
+#include <array>
 #include <set>
 
 #include <gmock/gmock.h>
@@ -63,7 +64,8 @@ protected:
 
 TEST_F(FormsTest, TenBitsStayTenBits) {
     Make(kRamp, "-c:v ffv1 ramp.mkv");
-    for (char const* const effect : {"", " --effect Flip:vertical=1", " --depth 16f --title Hi"}) {
+    for (std::string const& effect :
+         std::array<std::string, 3>{"", " --effect Flip:vertical=1", " --depth 16f --title Hi"}) {
         Succeed("render ramp.mkv -o out.mkv --codec ffv1 -y" + effect);
         EXPECT_THAT(Probe("out.mkv"), HasSubstr("pix_fmt=yuv420p10le")) << effect;
         EXPECT_GE(CountLevels(Row("out.mkv", "format=gray10le", 2)), 250U) << effect;

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     Edit::FileFacts const facts{10.0, false, true, true, 0, 16.0 / 9.0};
     Edit::Conversion const conversion{
-        Fuzz::GetCatalog(), [&facts](std::string const&) { return facts; }, [](std::string const&) {}};
+        Fuzz::GetCatalog(), {}, [&facts](std::string const&) { return facts; }, [](std::string const&) {}};
     std::string const text(Fuzz::AsText(data, size));
     Fuzz::MayRefuse([&] {
         Edit::Json const json = Edit::ParseJson(text, "a.otio");
