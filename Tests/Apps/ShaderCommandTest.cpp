@@ -3,8 +3,10 @@
 #include <csignal>
 #include <thread>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "CommandTest.h"
@@ -15,7 +17,6 @@ namespace Kaltor {
 namespace {
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <thread>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "Proc/Effects/ShaderFiles/SettingsShaderFile.h"
@@ -68,10 +69,10 @@ TEST(ShaderFileUniforms, AreReadInAllSpellings) {
         }
         EXPECT_EQ(fields, one.fields);
     }
-    SettingsShaderFile settings = Parse(std::string("// Author: Me.\n// Mixes: slowly.\n"
+    SettingsShaderFile settings = Parse(std::string("// Author: Me.\n// It mixes: slowly.\n"
                                                     "uniform int n; // = 4; // 1 to 12: how many\n") +
                                         kMixing);
-    EXPECT_EQ(settings.GetSummary(), "Mixes: slowly.");
+    EXPECT_EQ(settings.GetSummary(), "It mixes: slowly.");
     EXPECT_EQ(settings.FindField("n").help, "how many");
     EXPECT_THAT(Catch<std::invalid_argument>([&] { settings.Set("n", "13"); }).what, HasSubstr("1 to 12"));
     settings.Set("n", "12");
