@@ -1,10 +1,4 @@
-#include <cmath>
-#include <limits>
-#include <set>
-
 #include <boost/algorithm/string/case_conv.hpp>
-#include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include "Adapters/Frei0r/DoorName.h"
 #include "Adapters/Frei0r/HostClock.h"
@@ -15,9 +9,6 @@ namespace Kaltor::Tests {
 namespace {
 
 using namespace Frei0r;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 std::vector<std::unique_ptr<Proc::Settings>> MakeDrawn() {
     std::vector<std::unique_ptr<Proc::Settings>> drawn = Proc::MakeAllSettings();

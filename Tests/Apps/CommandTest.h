@@ -1,16 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include "Media/Picture.h"
@@ -18,19 +7,11 @@
 
 namespace Kaltor::Tests {
 
-namespace fs = std::filesystem;
-
 struct Outcome {
     int status;
     std::string out;
     std::string err;
 };
-
-inline std::string ReadAll(fs::path const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
 
 /// The command as a process, in a folder of its own with small pictures.
 class CommandTest : public testing::Test {
@@ -55,7 +36,7 @@ protected:
             fmt::format("cd '{}' && env NO_COLOR=1 {} '{}' {} > '{}' 2> '{}'", (folder / "work").string(), environment,
                         KALTOR_COMMAND, line, out.string(), err.string());
         int const status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
     }
     /// Its output when it succeeds. Standard error must stay empty: no progress bar without a terminal.
     std::string Succeed(std::string const& line) const {
@@ -76,6 +57,7 @@ protected:
         return outcome.err;
     }
 
+    void Write(std::string const& name, std::string const& text) const { WriteText(In(name), text); }
     std::string In(std::string const& name) const { return (folder / "work" / name).string(); }
     Picture Read(std::string const& name) const { return Picture::FromFrame(*Media::ReadPicture(In(name))); }
 

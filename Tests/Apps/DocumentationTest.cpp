@@ -1,18 +1,13 @@
 // Runs the commands that the documents and the help texts show, and reads the edits in them.
-#include <map>
 #include <regex>
-#include <set>
 
 #include <boost/algorithm/string/trim.hpp>
-#include <gmock/gmock.h>
 
 #include "CommandTest.h"
 #include "Edit/DocumentReader.h"
 
 namespace Kaltor {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char const* kVerbs[]{"list",  "describe", "apply",   "strip", "render",
                                "check", "convert",  "gallery", "bench", "doctor"};
@@ -132,7 +127,7 @@ protected:
         EXPECT_EQ(status, 0);
         // What another form has no word for is a warning.
         bool const mayWarn = line.find("kaltor convert ") != std::string::npos;
-        std::string const said = Tests::ReadAll(folder / "log" / "err");
+        std::string const said = ReadFile(folder / "log" / "err");
         EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
         bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;

@@ -1,18 +1,9 @@
-#include <array>
-#include <cmath>
-#include <map>
-
-#include <gmock/gmock.h>
-
 #include "Edit/Curve.h"
 #include "Edit/FieldCurve.h"
-#include "Tests/Support/Caught.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Edit::Tests {
 namespace {
-
-using Kaltor::Tests::Catch;
-using testing::HasSubstr;
 
 constexpr AVRational kRate{25, 1};
 

@@ -1,39 +1,15 @@
 // Titles and subtitles, with DejaVu Sans Mono, whose letters' sizes are known: all letters are equally wide, and its
 // full block and square are plain rectangles.
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <sstream>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <unistd.h>
-
 #include "Edit/Titles/SubtitlePainter.h"
 #include "Edit/Titles/TitlePainter.h"
 #include "Media/MediaError.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/Picture.h"
 
 namespace Kaltor::Edit::Tests {
 namespace {
 
-namespace fs = std::filesystem;
-using Kaltor::Tests::Catch;
-using Kaltor::Tests::IsNear;
-using Kaltor::Tests::kUndecided;
-using Kaltor::Tests::Picture;
-using Kaltor::Tests::Rgba;
 using Proc::Color;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 constexpr unsigned kWidth = 800;
 constexpr unsigned kHeight = 500;
@@ -557,7 +533,7 @@ protected:
     ~SubtitlePainterTest() override { fs::remove_all(folder); }
 
     std::string Write(std::string const& name, std::string const& content) const {
-        std::ofstream(folder / name, std::ios::binary) << content;
+        WriteText(folder / name, content);
         return (folder / name).string();
     }
 
@@ -672,9 +648,7 @@ std::string Attach(std::string const& bytes) {
 
 /// DejaVu Sans Mono under another name.
 std::string RenamedFont() {
-    std::ostringstream content;
-    content << std::ifstream("/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf", std::ios::binary).rdbuf();
-    std::string font = content.str();
+    std::string font = ReadFile("/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf");
     std::string const from = "DejaVu Sans Mono";
     std::string const to = "Kaltor Test Font";
     for (bool const isWide : {false, true}) {

@@ -1,23 +1,12 @@
 // What algorithms keep on the GPU: each accepts only its own cache, and a cache is destroyed even after the GL has
 // gone.
 
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <stdexcept>
-#include <thread>
-#include <typeinfo>
-
 #include <boost/smart_ptr/make_shared.hpp>
-#include <gmock/gmock.h>
 
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
 #include "Proc/Effects/Shared/EffectWrapper.h"
 #include "Proc/Effects/Shared/TransitionWrapper.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/FrameTools.h"
 
 // The plug-in's own objects are linked into this program.
@@ -26,7 +15,6 @@ extern "C" void Registrator(Kaltor::Proc::IEffectRegistry& registry);
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Ogl::IEffectAlgorithm;
 using Ogl::ITransitionAlgorithm;

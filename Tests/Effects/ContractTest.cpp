@@ -1,28 +1,16 @@
 // What every registered effect and transition promises, for all of them, by their default settings. Special features
 // are tested with their effect. Effects that cannot keep a promise are in the tables below, with the reason.
 
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <limits>
-#include <thread>
-#include <typeinfo>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include "Host/Plugin.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/Settings.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Proc::IDataVideo;
 using Proc::Settings;
@@ -43,12 +31,6 @@ constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"},
 /// Outputs with alpha whatever the input is.
 constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"},
                                   Exemption{"EffectChromakey", "makes what was opaque transparent"}};
-
-/// Pictures that the defaults may leave as they are.
-constexpr std::array kInvisible{
-    Exemption{"Resizer", "a picture of the wanted size passes"},
-    Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"},
-    Exemption{"EffectErosion", "its radius is less than half a pixel of so small a picture"}};
 
 /// Transitions that do not begin with exactly the first picture, or do not end with exactly the second; what they show
 /// there is still nearer to that one than to the other.
@@ -489,19 +471,6 @@ TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
         EXPECT_TRUE(isSeen) << name << "'s " << field.key;
     }
     EXPECT_THROW(Make()->SetSettings(ForeignSettings()), std::bad_cast);
-}
-
-class VisibleEffect : public EffectContract {};
-INSTANTIATE_TEST_SUITE_P(All, VisibleEffect, testing::ValuesIn(List("", kInvisible)), GetName);
-
-TEST_P(VisibleEffect, IsSeenByItsDefaults) {
-    Effect const effect = Make();
-    bool isSeen = false;
-    for (double const at : {0.5, 0.0, 0.25, 0.75, 1.0}) {
-        Picture const drawn = Draw(effect, at);
-        isSeen = isSeen || (!IsNear(drawn, first, kFiltered) && (!isTransition || !IsNear(drawn, second, kFiltered)));
-    }
-    EXPECT_TRUE(isSeen) << "the result is the input at every progress that was tried";
 }
 
 class EffectThatKeepsAlpha : public EffectContract {};

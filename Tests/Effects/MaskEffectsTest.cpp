@@ -1,12 +1,6 @@
 // Where masks lie and how wide their edges are, against distances measured on the CPU; how far a blur that grows from
 // place to place damps a wave.
 
-#include <algorithm>
-#include <cmath>
-#include <numbers>
-
-#include <fmt/format.h>
-
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Tests/Support/TransitionFixture.h"
 

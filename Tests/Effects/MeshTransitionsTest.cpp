@@ -1,12 +1,6 @@
 // The transitions that fold, turn and curl pictures, against a rasteriser of plain numbers and the formulas of their
 // geometry.
 
-#include <algorithm>
-#include <cmath>
-#include <map>
-#include <numbers>
-
-#include <fmt/format.h>
 #include <glm/geometric.hpp>
 #include <glm/matrix.hpp>
 

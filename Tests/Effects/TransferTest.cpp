@@ -1,24 +1,16 @@
 // The uploader and the downloader as effects: which frames pass, what is counted, what is refused. (The frame tests
 // compare the pictures themselves.)
 
-#include <barrier>
-#include <stdexcept>
-#include <typeinfo>
-
-#include <gmock/gmock.h>
-
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Ogl::ShaderStorage;
 using Proc::DataVideoFF;

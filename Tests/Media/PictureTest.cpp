@@ -1,12 +1,7 @@
-#include <fstream>
-
-#include <gmock/gmock.h>
-
 #include "Media/Conformer.h"
 #include "Media/Ffmpeg.h"
 #include "Media/Picture.h"
 #include "MediaTest.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/Picture.h"
 
 extern "C" {
@@ -16,11 +11,6 @@ extern "C" {
 namespace Kaltor::Media::Tests {
 namespace {
 
-using Kaltor::Tests::Catch;
-using Kaltor::Tests::IsNear;
-using Kaltor::Tests::Picture;
-using Kaltor::Tests::Rgba;
-using testing::HasSubstr;
 using Bytes = std::vector<std::uint8_t>;
 using PictureTest = MediaTest;
 

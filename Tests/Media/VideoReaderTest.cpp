@@ -1,12 +1,6 @@
-#include <cmath>
-#include <fstream>
-
-#include <gmock/gmock.h>
-
 #include "Media/Conformer.h"
 #include "Media/Deinterlacer.h"
 #include "MediaTest.h"
-#include "Tests/Support/Caught.h"
 
 extern "C" {
 #include <libavutil/display.h>
@@ -15,11 +9,6 @@ extern "C" {
 namespace Kaltor::Media::Tests {
 namespace {
 
-using Kaltor::Tests::Catch;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 using VideoReaderTest = MediaTest;
 
 constexpr ColorSpec kBt601{ColorMatrix::Bt601, ColorRange::Limited};

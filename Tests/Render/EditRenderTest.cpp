@@ -1,27 +1,18 @@
 // Pictures of whole documents, drawn by the plug-in's effects.
 
-#include <cmath>
-#include <numbers>
-
-#include <gmock/gmock.h>
-
 #include "Edit/DocumentReader.h"
 #include "Edit/DocumentWriter.h"
 #include "Host/Catalog.h"
 #include "Media/Picture.h"
 #include "RenderFixture.h"
-#include "Tests/Support/Caught.h"
 
 namespace Kaltor::Render::Tests {
 namespace {
 
-using Kaltor::Tests::Codes;
-using Kaltor::Tests::CodesAt;
 using Media::Tests::ClipSpec;
 using Media::Tests::MeanLuma;
 using Media::Tests::ReadPlanes;
 using Media::Tests::Shows;
-using testing::SizeIs;
 
 /// BT.601, limited: R'G'B' of 0 to 1 to codes.
 Codes ToCodes(double r, double g, double b) {
@@ -110,6 +101,42 @@ TEST_F(EditRenderTest, OverlaysThatCrossFadeKeepTheirColours) {
         EXPECT_TRUE(ShowsLuma(*Show(text, frame / 30.0), [share = part](double, double) {
             return ToCodes(share, 0, 1 - share);
         })) << frame;
+    }
+}
+
+TEST_F(EditRenderTest, OverlaysThatEnterAndLeaveShowNoOtherColour) {
+    // White, opaque inside and half transparent around, over blue: every pixel lies between the two colours.
+    MakePng("soft.png", 64, 48, [](std::uint32_t x, std::uint32_t y) {
+        bool const isInside = x >= 16 && x < 48 && y >= 12 && y < 36;
+        return std::array<std::uint8_t, 4>{255, 255, 255, static_cast<std::uint8_t>(isInside ? 255 : 128)};
+    });
+    Codes const blue = ToCodes(0, 0, 1);
+    for (std::string const transition :
+         {R"("Wipe")", R"("Circle")", R"("Slide", "direction": "from-left")", R"("Zoom")", R"("Pageturn")", R"("Cube")",
+          R"("FadeInFadeOut")", R"("SlidingDoor")"}) {
+        std::string const edge = fmt::format(R"({{"transition": {}, "duration": "10f"}})", transition);
+        bool const isLit = transition.find("Page") != std::string::npos;  // the page's back is no white
+        double least = 1.0;
+        for (int const frame : {3, 6, 20, 33, 36}) {
+            Proc::AvFramePtr const picture =
+                Show(fmt::format(R"({}, "overlays": [{{"file": "soft.png", "to": "40f", "enter": {}, "leave": {}}}])",
+                                 kBlue, edge, edge),
+                     frame / 30.0);
+            for (int y = 0; y < 24; ++y) {
+                for (int x = 0; x < 32; ++x) {
+                    std::uint8_t const* const luma = picture->data[0] + 2 * y * picture->linesize[0] + 2 * x;
+                    int const sum = luma[0] + luma[1] + luma[picture->linesize[0]] + luma[picture->linesize[0] + 1];
+                    double const share = (sum / 4.0 - blue[0]) / (235.0 - blue[0]);
+                    int const chroma = picture->data[1][y * picture->linesize[1] + x];
+                    ASSERT_TRUE(isLit || std::abs(chroma - (blue[1] + share * (128.0 - blue[1]))) < 4.0)
+                        << transition << " " << frame << ", x " << x << " y " << y << ": " << chroma << ", " << share;
+                    least = std::min(least, frame == 20 ? 1.0 : share);
+                    ASSERT_GT(share, -0.02) << transition << " " << frame << ", x " << x << " y " << y;
+                }
+            }
+            EXPECT_NEAR(picture->data[0][24 * picture->linesize[0] + 32], 235, frame == 20 ? 2 : 255);
+        }
+        EXPECT_LT(least, 0.3) << transition << " is seen";
     }
 }
 
@@ -304,9 +331,7 @@ TEST_F(EditRenderTest, PicturesInNumberedFilesAreASequence) {
     EXPECT_EQ(numbers(R"(, "speed": 2, "reversed": true)"), (std::vector{4, 2, 0}));
     EXPECT_EQ(numbers(R"(, "from": "2f", "to": "4f")"), (std::vector{2, 3}));
     std::filesystem::remove(At("s010.png"));
-    auto const fail = [&](std::string const& text) {
-        return Kaltor::Tests::Catch<Media::MediaError>([&] { RenderAll(text); }).what;
-    };
+    auto const fail = [&](std::string const& text) { return Catch<Media::MediaError>([&] { RenderAll(text); }).what; };
     EXPECT_THAT(fail(R"("clips": [{"file": "s%03d.png"}])"), testing::HasSubstr("s010.png is missing"));
     EXPECT_THAT(fail(R"("clips": [{"file": "t%03d.png"}])"), testing::HasSubstr("no such picture"));
 }
@@ -396,7 +421,7 @@ TEST_F(EditRenderTest, APieceIsThatOfTheWhole) {
     }
     RenderJob job = MakeJob(kBusy);
     job.range = RenderJob::Range{9.0, {}};
-    EXPECT_THAT(Kaltor::Tests::Catch<std::invalid_argument>([&] { Render::Render(job, catalog.GetFactory()); }).what,
+    EXPECT_THAT(Catch<std::invalid_argument>([&] { Render::Render(job, catalog.GetFactory()); }).what,
                 testing::HasSubstr("the video lasts 1.6 s"));
 }
 
