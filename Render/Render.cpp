@@ -57,26 +57,8 @@ void CheckSide(RenderJob const& job, Edit::Plan const& plan) {
 }
 
 /// The frames that are made: from the first up to the last, which is not among them.
-struct Piece {
-    std::int64_t first;
-    std::int64_t end;
-
-    std::int64_t Count() const { return end - first; }
-};
-
 Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
-    if (!job.range) {
-        return {0, plan.frames};
-    }
-    std::int64_t const first = plan.time.FrameAtSeconds(job.range->begin);
-    std::int64_t const end =
-        job.range->end ? std::min(plan.frames, plan.time.FrameAtSeconds(*job.range->end)) : plan.frames;
-    if (first < 0 || first >= end) {
-        Core::Throw(
-            std::invalid_argument(fmt::format("the range from {:.3g} s on has no frame: the video lasts {:.3g} s",
-                                              job.range->begin, plan.time.SecondsOf(plan.frames))));
-    }
-    return {first, end};
+    return job.range ? FindPiece(*job.range, plan) : Piece{0, plan.frames};
 }
 
 WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
@@ -99,8 +81,8 @@ std::uint32_t GetSeed(RenderJob const& job) {
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
 class Stages {
 public:
-    Stages(RenderJob const& renderJob, Edit::Plan const& wholePlan, Piece const& wanted, FactoryPtr const& effectFactory,
-           MediaWriter& output, Pipeline& threads)
+    Stages(RenderJob const& renderJob, Edit::Plan const& wholePlan, Piece const& wanted,
+           FactoryPtr const& effectFactory, MediaWriter& output, Pipeline& threads)
         : job(renderJob),
           plan(wholePlan),
           piece(wanted),
@@ -261,6 +243,17 @@ private:
 };
 
 }  // namespace
+
+Piece FindPiece(RenderJob::Range const& range, Edit::Plan const& plan) {
+    std::int64_t const first = plan.time.FrameAtSeconds(range.begin);
+    std::int64_t const end = range.end ? std::min(plan.frames, plan.time.FrameAtSeconds(*range.end)) : plan.frames;
+    if (first < 0 || first >= end) {
+        Core::Throw(
+            std::invalid_argument(fmt::format("the range from {:.3g} s on has no frame: the video lasts {:.3g} s",
+                                              range.begin, plan.time.SecondsOf(plan.frames))));
+    }
+    return {first, end};
+}
 
 RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     WarningFn const warn = [&job](std::string const& message) {
