@@ -19,6 +19,10 @@ std::filesystem::path FindPlugin();
 /// the file is missing, does not load, or exports no `Registrator`; exceptions of the plug-in pass through.
 void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& registry);
 
+/// The folders of the running program and of the library that the host and the plug-ins use; "" where it is not known.
+std::filesystem::path GetProgramFolder();
+std::filesystem::path GetLibraryFolder();
+
 /// The default effects and those of the plug-in.
 std::unique_ptr<EffectRegistry> MakeRegistry();
 

@@ -58,7 +58,7 @@ BenchRow MeasureRow(Catalog const& catalog, CatalogEntry const& entry, Size cons
     constexpr double kBatches = 10.0;
     BenchRow row{entry.name, entry.kind, size, ValuesFor(entry.name, size), {}, {}};
     try {
-        Measure::EffectRun run(catalog.GetFactory(), *MakeSettings(entry.name, row.values), entry.isTwoInput, frames);
+        Measure::EffectRun run(catalog.GetFactory(), *MakeSettings(entry, row.values), entry.isTwoInput, frames);
         int const step = Measure::EffectRun::kPositions;
         row.processing = Measure::PairedTimer(
                              copy, [&run](int count) { run.Draw(count); }, step, seconds / kBatches)

@@ -27,9 +27,13 @@ ordered_json DefaultOf(Field const& field, Proc::FieldValue const& value) {
     switch (field.type) {
         case FieldType::Choice:
         case FieldType::Color:
+        case FieldType::File:
             return field.Format(value);
         case FieldType::Reals8:
             return std::get<Proc::Reals8>(value);
+        case FieldType::Reals:
+        case FieldType::Ints:
+            return std::get<Proc::Numbers>(value);
         default:
             return NumberOf(field, value);  // a flag's text is JSON too
     }
@@ -43,7 +47,7 @@ ordered_json RangeOf(Field const& field) {
 }
 
 ordered_json ToJson(CatalogEntry const& entry) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     ordered_json fields = ordered_json::array();
     for (Field const& field : settings->GetFields()) {
         ordered_json labels = ordered_json::array();
@@ -51,7 +55,7 @@ ordered_json ToJson(CatalogEntry const& entry) {
             labels.push_back({{"value", label.value}, {"label", label.label}});
         }
         fields.push_back({{"name", field.key},
-                          {"type", GetName(field.type)},
+                          {"type", field.GetTypeName()},
                           {"default", DefaultOf(field, field.get(*settings))},
                           {"range", RangeOf(field)},
                           {"labels", labels},
@@ -68,11 +72,11 @@ ordered_json ToJson(CatalogEntry const& entry) {
 
 /// One row for each field: key, type, default, accepted values, help.
 std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     std::vector<std::array<std::string, 5>> rows;
     std::array<std::size_t, 5> widths{};
     for (Field const& field : settings->GetFields()) {
-        rows.push_back({std::string(field.key), GetName(field.type), field.Format(field.get(*settings)),
+        rows.push_back({std::string(field.key), field.GetTypeName(), field.Format(field.get(*settings)),
                         field.DescribeRange(), std::string(field.help)});
         for (std::size_t i = 0; i < widths.size(); ++i) {
             widths[i] = std::max(widths[i], rows.back()[i].size());
@@ -108,7 +112,7 @@ CatalogEntry const* FindOther(Catalog const& catalog, CatalogEntry const& entry,
 }
 
 std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
                                    settings->GetSummary());
     if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
@@ -151,7 +155,7 @@ std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
     std::optional<std::size_t> const columns = OutputColumns();
     std::string text;
     for (CatalogEntry const* const entry : entries) {
-        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(entry->name, {})->GetSummary());
+        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(*entry, {})->GetSummary());
         if (std::vector<std::string_view> const names = GetUsualNames(entry->name); !names.empty()) {
             line += fmt::format(" Also: {}.", fmt::join(names, ", "));
         }
@@ -170,7 +174,7 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
     std::string text;
     for (CatalogEntry const* const entry : entries) {
         text += fmt::format("{} ({}): {}\n{}", Bold(entry->name), GetName(entry->kind),
-                            MakeSettings(entry->name, {})->GetSummary(), DescribeFields(*entry, "    "));
+                            MakeSettings(*entry, {})->GetSummary(), DescribeFields(*entry, "    "));
     }
     return text;
 }

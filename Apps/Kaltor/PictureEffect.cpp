@@ -120,7 +120,7 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
     Catalog const catalog = Catalog::Load();
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, values);
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, values);
     std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
     PictureEffect effect = MakePictureEffect(catalog, entry, *settings);
     if (options.seed) {

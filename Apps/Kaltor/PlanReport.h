@@ -6,6 +6,7 @@
 
 #include "Edit/Json.h"
 #include "Edit/Plan.h"
+#include "Render/Losses.h"
 #include "Render/Render.h"
 
 namespace Kaltor::Cli {
@@ -16,6 +17,8 @@ struct PlanReport {
     std::string codec;
     std::optional<Render::Piece> piece;  ///< where only a part is made
     std::vector<std::string> warnings;
+    std::optional<Media::OutputForm> form;  ///< where there is an output
+    std::vector<Render::Loss> losses;
 };
 
 /// Lays out the titles and reads the subtitles of a plan, so that what is wrong with them shows before anything is

@@ -39,6 +39,9 @@ _kaltor() {
         render)
             case $before in
                 --transition) mapfile -t COMPREPLY < <(compgen -W "none $("$program" list transition --names 2>/dev/null)" -- "$word") && return ;;
+                --for) mapfile -t COMPREPLY < <(compgen -W "$("$program" render --for list 2>/dev/null | awk '{print $1}')" -- "$word") && return ;;
+                --format) mapfile -t COMPREPLY < <(compgen -W "mp4 mov mkv webm mpegts nut y4m raw" -- "$word") && return ;;
+                --progress) mapfile -t COMPREPLY < <(compgen -W "bar json none" -- "$word") && return ;;
                 --fit) mapfile -t COMPREPLY < <(compgen -W "whole fill stretch blur" -- "$word") && return ;;
                 --effect) mapfile -t COMPREPLY < <(compgen -W "$("$program" list effect --names 2>/dev/null)" -- "$word") && return ;;
             esac

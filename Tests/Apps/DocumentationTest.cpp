@@ -131,7 +131,7 @@ protected:
         EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
         bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;
-        if (isMade && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {
+        if (isMade && std::regex_search(line, output, std::regex(" -o ([^ %]*[^ %-])( |$)"))) {
             EXPECT_GT(fs::file_size(scratch / output[1].str()), 0U);
         }
         fs::remove_all(scratch);

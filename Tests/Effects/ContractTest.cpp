@@ -183,7 +183,7 @@ std::vector<std::unique_ptr<Settings>> MakeVariants(Settings const& base, Proc::
                 add(Proc::Color{static_cast<std::uint8_t>(held.red ^ 0x80U), 99, 200, 255});
             } else if constexpr (std::is_same_v<T, Proc::Reals8>) {
                 add(Proc::Reals8{0.5, 0, 1, 0, 1, 0, 0.5, 0});
-            } else {
+            } else if constexpr (std::is_arithmetic_v<T>) {
                 for (Proc::FieldLabel const& choice : field.labels) {
                     add(static_cast<T>(choice.value));
                 }

@@ -107,7 +107,12 @@ void MakeSource(fs::path const& path, fs::path const& still, std::string const& 
         reader.emplace(input, target, Media::Microseconds(0), Media::WarningFn{}, Media::InputRules{.stop = &cancel});
     }
     Media::Conformer conformer(path.string(), target);
-    Media::MediaWriter writer({path.string(), false, target, "h264", kFine, std::nullopt});
+    Media::WriterOptions options;
+    options.path = path.string();
+    options.video = target;
+    options.codec = "h264";
+    options.crf = kFine;
+    Media::MediaWriter writer(options);
     for (int i = 0; i < kLoopSeconds * kLoopRate; ++i) {
         CheckCancelled(cancel);
         double const phase = static_cast<double>(i) / (kLoopSeconds * kLoopRate);
@@ -152,8 +157,8 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     for (std::string& clip : options.clips) {
         clip = (folder / clip).string();
     }
-    options.codec = "h264";
-    options.crf = kSmall;
+    options.encoder.codec = "h264";
+    options.encoder.crf = kSmall;
     options.seed = kSeed;
     Render::RenderJob job;
     job.document = MakeDocument(options, catalog);
@@ -180,7 +185,7 @@ Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     for (auto const& [field, value] : values) {
         preview.command += fmt::format(" --set {}", Quoted(fmt::format("{}={}", field, value)));
     }
-    PictureEffect effect = MakePictureEffect(catalog, entry, *MakeSettings(entry.name, values));
+    PictureEffect effect = MakePictureEffect(catalog, entry, *MakeSettings(entry, values));
     WriteJpeg(folder / preview.poster, *effect.Run(inputs, 0));
     return preview;
 }

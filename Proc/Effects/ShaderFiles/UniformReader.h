@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "Proc/Effects/ShaderFiles/ShaderFile.h"
+#include "Proc/Effects/ShaderFiles/ShaderScanner.h"
+
+namespace Kaltor::Proc {
+
+/// Reads the declaration of uniforms whose word "uniform" is at `at`, with the comments on its last line, and appends
+/// them; `at` ends behind it. Throws `std::invalid_argument` with the file's name and the line.
+void ReadUniforms(std::string const& file, std::vector<ShaderToken> const& tokens, std::size_t& at,
+                  std::vector<ShaderUniform>& uniforms);
+
+}  // namespace Kaltor::Proc
