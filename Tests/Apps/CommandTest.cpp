@@ -75,7 +75,7 @@ TEST_F(CommandTest, WhatIsWrongGetsOneLineAndNoOutput) {
     for (auto const& [name, text] : std::map<std::string, std::string>{
              {"empty.png", ""},
              {"text.png", "this is no picture at all, only some words"},
-             {"cut.png", ReadFile(In("c.png")).substr(0, 40)},
+             {"cut.png", ReadAll(In("c.png")).substr(0, 40)},
              {"list.json", "[1]"},
              {"good.json", begin + R"({"file": "a.png", "duration": 0.5}]})"},
              {"key.json", begin + R"({"file": "a.png", "duratoin": 1}]})"},
@@ -103,7 +103,7 @@ TEST_F(CommandTest, WhatIsWrongGetsOneLineAndNoOutput) {
 
 TEST_F(CommandTest, AGallerysCommandsReproduceItsPreviews) {
     EXPECT_EQ(Succeed("gallery out/ --size 32x18 --input a.png --only pixels chromakey resizer"), "");
-    std::string const page = ReadFile(In("out/index.html"));
+    std::string const page = ReadAll(In("out/index.html"));
     int commands = 0;
     std::string const mark = "\"><code>kaltor ";
     for (std::size_t at = page.find(mark); at != std::string::npos; at = page.find(mark, at + 1), ++commands) {
@@ -114,13 +114,13 @@ TEST_F(CommandTest, AGallerysCommandsReproduceItsPreviews) {
         fs::path const made(command.substr(output, command.find(' ', output) - output));
         Succeed("--version && cd out && '" KALTOR_COMMAND "' " + command);
         if (made.extension() == ".mp4") {
-            EXPECT_TRUE(ReadFile(fs::path(In("out")) / made) == ReadFile(fs::path(In("out/previews")) / made)) << command;
+            EXPECT_TRUE(ReadAll(fs::path(In("out")) / made) == ReadAll(fs::path(In("out/previews")) / made)) << command;
         }
         EXPECT_TRUE(fs::exists(fs::path(In("out/previews")) / fs::path(made).replace_extension(".jpg")));
     }
     EXPECT_EQ(commands, 3);
     for (std::string const file : {"gallery.css", "gallery.js", "pictures/first.mp4", "pictures/second.mp4"}) {
-        EXPECT_GT(ReadFile(In("out/" + file)).size(), 500U) << file;
+        EXPECT_GT(ReadAll(In("out/" + file)).size(), 500U) << file;
     }
     EXPECT_THAT(Fail("gallery out --size 32x18 --only invert", 1), HasSubstr("--overwrite"));
     Succeed("gallery out --size 32x18 --input a.png --input b.png --only invert --overwrite");
@@ -132,7 +132,7 @@ TEST_F(CommandTest, BenchReportsAndComparesWithAnOlderReport) {
     std::string const bench = "bench --size 32x18 --seconds 0.01 ";
     EXPECT_THAT(Run(bench + "crossfade FrameDownloader --size 64x36 --json new.json").out,
                 AllOf(HasSubstr("32x18"), HasSubstr("64x36"), HasSubstr("TransitionCrossfade  ")));
-    json report = json::parse(ReadFile(In("new.json")));
+    json report = json::parse(ReadAll(In("new.json")));
     ASSERT_EQ(report.at("rows").size(), 4U);
     for (json const& row : report.at("rows")) {
         for (char const* const figure : {"processing", "endToEnd"}) {

@@ -36,7 +36,7 @@ protected:
             fmt::format("cd '{}' && env NO_COLOR=1 {} '{}' {} > '{}' 2> '{}'", (folder / "work").string(), environment,
                         KALTOR_COMMAND, line, out.string(), err.string());
         int const status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
     }
     /// Its output when it succeeds. Standard error must stay empty: no progress bar without a terminal.
     std::string Succeed(std::string const& line) const {

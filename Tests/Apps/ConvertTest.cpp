@@ -11,7 +11,7 @@ TEST_F(ConvertTest, ThereAndBackAndOnlyWholeFiles) {
     Succeed("render a.png@-1 b.png@-2 --transition Wipe@0.5 --fps 10 --save-edit edit.json");
     Succeed("convert edit.json t.otio");
     Succeed("convert t.otio again.json");
-    EXPECT_EQ(ReadFile(In("again.json")), ReadFile(In("edit.json")));
+    EXPECT_EQ(ReadAll(In("again.json")), ReadAll(In("edit.json")));
     EXPECT_THAT(Succeed("render t.otio --dry-run"), HasSubstr("TransitionWipe"));
     EXPECT_THAT(Succeed("check t.otio"), HasSubstr("2.50 s"));
 
@@ -29,7 +29,7 @@ TEST_F(ConvertTest, ThereAndBackAndOnlyWholeFiles) {
     Tests::Outcome const outcome = Run("convert e.json new.json");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "kaltor: warning: e.json: fast: it has no counterpart and is left out\n");
-    EXPECT_THAT(ReadFile(In("new.json")), HasSubstr("#FF0000"));
+    EXPECT_THAT(ReadAll(In("new.json")), HasSubstr("#FF0000"));
 }
 
 }  // namespace

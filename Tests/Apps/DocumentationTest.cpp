@@ -127,7 +127,7 @@ protected:
         EXPECT_EQ(status, 0);
         // What another form has no word for is a warning.
         bool const mayWarn = line.find("kaltor convert ") != std::string::npos;
-        std::string const said = ReadFile(folder / "log" / "err");
+        std::string const said = ReadAll(folder / "log" / "err");
         EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
         bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;

@@ -21,8 +21,8 @@ TEST_F(EditCommandTest, WhatACommandLineMeansCanBeSavedShownAndRendered) {
         "--fade-out 0.2 --background '#102030'";
     Succeed("render " + line + " -o x.avi --save-edit x.json");
     Succeed("render x.json -o y.avi");
-    EXPECT_GT(ReadFile(In("x.avi")).size(), 5000U);
-    EXPECT_TRUE(ReadFile(In("x.avi")) == ReadFile(In("y.avi")));
+    EXPECT_GT(ReadAll(In("x.avi")).size(), 5000U);
+    EXPECT_TRUE(ReadAll(In("x.avi")) == ReadAll(In("y.avi")));
     EXPECT_THAT(Succeed("check x.json"), HasSubstr("x.json: right, 1.30 s"));
 
     std::vector<std::string> const before = Files();
@@ -52,23 +52,19 @@ TEST_F(EditCommandTest, WhatACommandLineMeansCanBeSavedShownAndRendered) {
 
 TEST_F(EditCommandTest, ADocumentReachesBeyondItsFolderOnlyWithTrust) {
     fs::create_directory(In("edits"));
-    Write("edits/x.json", R"({"version": 1, "clips": [{"file": "../a.png", "duration": 0.2}]})");
-    EXPECT_THAT(Fail("check edits/x.json", 2), HasSubstr("edits/x.json: clips/0/file: ../a.png lies outside"));
-    fs::create_symlink("../a.png", In("edits/link.png"));
-    Write("edits/y.json", R"({"version": 1, "clips": [{"color": "#000000"}], "overlays": [{"file": "link.png"}]})");
-    EXPECT_THAT(Fail("render edits/y.json -o x.mp4", 2),
-                HasSubstr("edits/y.json: overlays/0/file: link.png lies outside"));
     fs::create_symlink("../a.png", In("edits/shot1.png"));
+    Write("edits/x.json", R"({"version": 1, "clips": [{"file": "../a.png", "duration": 0.2}]})");
     Write("edits/z.json", R"({"version": 1, "clips": [{"file": "shot%d.png"}]})");
+    EXPECT_THAT(Fail("render edits/x.json -o x.mp4", 2),
+                HasSubstr("edits/x.json: clips/0/file: ../a.png lies outside"));
     EXPECT_THAT(Fail("check edits/z.json", 2), HasSubstr("edits/z.json: clips/0/file: shot1.png lies outside"));
     EXPECT_THAT(Succeed("check --trust edits/x.json"), HasSubstr("right, 0.20 s"));
-    Succeed("render --trust edits/x.json -o x.mp4");
 }
 
 TEST_F(EditCommandTest, ThePublishedSchemaIsTheProgramsOwn) {
     std::string const printed = Succeed("check --schema");
     EXPECT_EQ(printed, Edit::MakeSchema().dump(2) + "\n");
-    EXPECT_TRUE(ReadFile(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edit.schema.json") == printed)
+    EXPECT_TRUE(ReadAll(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edit.schema.json") == printed)
         << "after a change: kaltor check --schema > docs/edit.schema.json";
 }
 

@@ -2,19 +2,13 @@
 // written is decoded by ffmpeg and ffprobe.
 #include "CommandTest.h"
 
-#include <set>
-
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace Kaltor {
 namespace {
 
 using nlohmann::json;
-using testing::AllOf;
-using testing::HasSubstr;
 using Tests::Outcome;
-using Tests::ReadAll;
 
 class OutputTest : public Tests::CommandTest {
 protected:

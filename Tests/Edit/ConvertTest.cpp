@@ -354,7 +354,7 @@ protected:
 };
 
 TEST_F(RoundTripTest, AnEditComesBackTheSame) {
-    Write("edit.json", ReadFile(fs::path(KALTOR_SOURCE_DIR) / "Tests/Edit/round-trip.json"));
+    Write("edit.json", ReadAll(fs::path(KALTOR_SOURCE_DIR) / "Tests/Edit/round-trip.json"));
     Document const document = Read("edit.json");
     std::vector<std::string> told;
     PlanOptions options;

@@ -12,7 +12,7 @@ Document ReadText(std::string const& text) {
 }
 
 /// Something of every kind.
-std::string const kFull = ReadFile(fs::path(KALTOR_SOURCE_DIR) / "Tests/Edit/everything.json");
+std::string const kFull = ReadAll(fs::path(KALTOR_SOURCE_DIR) / "Tests/Edit/everything.json");
 
 TEST(DocumentTest, WhatIsWrittenReadsAsTheSameDocument) {
     Document const document = ReadText(kFull);

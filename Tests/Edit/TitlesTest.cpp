@@ -127,21 +127,12 @@ TEST(TitlePainterTest, ABoxHasTheSizeOfItsTextAndStandsWhereItsAnchorSays) {
 
     title.boxRadius = 0.4;
     double const radius = 0.4 * kEm;
-    Picture const rounded = Picture::FromFrame(*Paint(title).picture);
-    for (unsigned i = 0; i < rounded.width; ++i) {  // along the upper edge's rows: where a circle is crossed
-        double depth = 0.0;
-        constexpr int kParts = 64;
-        for (int k = 0; k < kParts; ++k) {
-            double const at = i + (k + 0.5) / kParts;
-            double const x = std::min({at, width - at, radius});
-            depth += (radius - std::sqrt(radius * radius - (radius - x) * (radius - x))) / kParts;
-        }
-        double covered = 0.0;
-        for (unsigned y = 0; y < 80; ++y) {
-            covered += rounded.At(i, y)[3] * 255.0 / 128.0;
-        }
-        ASSERT_NEAR(80.0 - covered, depth, 0.5) << i;  // Cairo draws arcs as polygons
+    double covered = 0.0;
+    for (Rgba const& pixel : Picture::FromFrame(*Paint(title).picture).pixels) {
+        covered += pixel[3] * 255.0 / 128.0;
     }
+    // Cairo draws arcs as polygons.
+    EXPECT_NEAR(width * height - covered, (4.0 - std::numbers::pi) * radius * radius, 0.02 * radius * radius);
 }
 
 TEST(TitlePainterTest, LettersHaveTheirSizeAndKeepTheirColourUpToTheEdge) {
@@ -648,7 +639,7 @@ std::string Attach(std::string const& bytes) {
 
 /// DejaVu Sans Mono under another name.
 std::string RenamedFont() {
-    std::string font = ReadFile("/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf");
+    std::string font = ReadAll("/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf");
     std::string const from = "DejaVu Sans Mono";
     std::string const to = "Kaltor Test Font";
     for (bool const isWide : {false, true}) {

@@ -5,6 +5,7 @@
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/Settings.h"
+#include "Tests/Support/FrameSamples.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
@@ -385,26 +386,19 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
     constexpr unsigned kSide = 24;
     ScopedStrategy const strategy(kGpuStrategy);  // on which conversion is left to the code that draws
     auto const make = [&](unsigned shift, bool isYuv) -> intrusive_ptr<IDataVideo> {
-        auto const isWhite = [shift](unsigned x, unsigned y) { return ((x + shift) / 4 + y / 4) % 2 == 0; };
-        if (!isYuv) {
-            return Picture::Make(kSide, kSide, false,
-                                 [&isWhite](unsigned x, unsigned y) {
-                                     return isWhite(x, y) ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
-                                 })
-                .ToFrame();
+        auto const isWhite = [shift](double x, double y) {
+            return (static_cast<unsigned>(x + shift) / 4 + static_cast<unsigned>(y) / 4) % 2 == 0;
+        };
+        if (isYuv) {
+            return MakeYuv(PixFmt::Yuv420p, kSide, kSide, {}, [&](double x, double y) {
+                return Codes{isWhite(x, y) ? 235.0 : 16.0, 128, 128};
+            });
         }
-        intrusive_ptr<Proc::DataVideoFF> const yuv = Proc::DataVideoFF::Create(PixFmt::Yuv420p, {kSide, kSide, 1, 1});
-        AVFrame& samples = yuv->GetWritableFrame();
-        for (unsigned y = 0; y < kSide; ++y) {
-            for (unsigned x = 0; x < kSide; ++x) {
-                samples.data[0][std::ptrdiff_t{samples.linesize[0]} * y + x] = isWhite(x, y) ? 235 : 16;
-            }
-            for (int const plane : {1, 2}) {
-                std::fill_n(samples.data[plane] + std::ptrdiff_t{samples.linesize[plane]} * (y / 2), kSide / 2,
-                            std::uint8_t{128});
-            }
-        }
-        return yuv;
+        return Picture::Make(kSide, kSide, false,
+                             [&](unsigned x, unsigned y) {
+                                 return isWhite(x, y) ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
+                             })
+            .ToFrame();
     };
     auto const draw = [&](Settings const& settings, bool isYuv) {
         Effect const effect = Make(settings);

@@ -109,7 +109,7 @@ TEST_F(UntrustedInputTest, WhatAKilledProcessLeftIsSweptAndNothingElse) {
                                                    fs::path(first.GetPath()).filename().string(),
                                                    fs::path(second.GetPath()).filename().string()));
     first.Commit();
-    EXPECT_EQ(ReadFile(At("x.mp4")), "");
+    EXPECT_EQ(ReadAll(At("x.mp4")), "");
 }
 
 TEST_F(UntrustedInputTest, ALinkStaysAndItsTargetIsWritten) {
@@ -127,7 +127,7 @@ TEST_F(UntrustedInputTest, ALinkStaysAndItsTargetIsWritten) {
                         HasSubstr("exists already"));
         }
         WriteFile(At("further"), content, true);
-        EXPECT_EQ(ReadFile(At("there/video")), "new");
+        EXPECT_EQ(ReadAll(At("there/video")), "new");
         EXPECT_TRUE(fs::is_symlink(At("link")) && fs::is_symlink(At("further")));
         EXPECT_THAT(ListFolder(), ElementsAre("further", "link", "loop", "there"));
     }

@@ -403,7 +403,7 @@ TEST_F(RenderTest, AnExistingFileIsSafe) {
     job.overwrite = true;
     log.onCall = [](std::string const&, FakeLog::Call const&) { throw std::runtime_error("broken"); };
     Fail<std::runtime_error>(job);
-    EXPECT_EQ(ReadFile(At("out.mp4")), "precious");
+    EXPECT_EQ(ReadAll(At("out.mp4")), "precious");
     log.onCall = nullptr;
     Run(job);
     // Its own input may be the output.

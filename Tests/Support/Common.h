@@ -42,6 +42,23 @@
 
 #include "Tests/Support/Caught.h"
 
+namespace Kaltor::Tests {
+
+namespace fs = std::filesystem;
+
+/// The content of a file; nothing where there is none.
+inline std::string ReadAll(fs::path const& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+inline void WriteText(fs::path const& path, std::string const& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace Kaltor::Tests
+
 namespace Kaltor {
 
 namespace fs = std::filesystem;
@@ -55,16 +72,7 @@ using testing::Pair;
 using testing::SizeIs;
 using testing::StartsWith;
 using Tests::Catch;
-
-/// The content of a file; nothing where there is none.
-inline std::string ReadFile(fs::path const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-inline void WriteText(fs::path const& path, std::string const& content) {
-    std::ofstream(path, std::ios::binary) << content;
-}
+using Tests::ReadAll;
+using Tests::WriteText;
 
 }  // namespace Kaltor
