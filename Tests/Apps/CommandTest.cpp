@@ -123,7 +123,9 @@ TEST_F(CommandTest, AGallerysCommandsReproduceItsPreviews) {
         EXPECT_GT(ReadAll(In("out/" + file)).size(), 500U) << file;
     }
     EXPECT_THAT(Fail("gallery out --size 32x18 --only invert", 1), HasSubstr("--overwrite"));
-    Succeed("gallery out --size 32x18 --input a.png --input b.png --only invert --overwrite");
+    fs::create_directory(In(".out.999-3.partial"));
+    EXPECT_THAT(Run("gallery out --size 32x18 --input a.png --input b.png --only invert --overwrite").err,
+                AllOf(HasSubstr("warning: removed "), HasSubstr(".out.999-3.partial")));
     EXPECT_FALSE(fs::exists(In("out/previews/TransitionPixels.mp4")));
     EXPECT_THAT(Files(), ElementsAre("a.png", "b.png", "c.png", "out", "small.png"));
 }
@@ -151,12 +153,16 @@ TEST_F(CommandTest, BenchReportsAndComparesWithAnOlderReport) {
 }
 
 TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
+    Tests::WriteTone(In("song.wav"));
     std::vector<std::string> const before = Files();
     std::string const input = In("a.png") + "@-3600";
     std::string const output = In("x.mp4");
-    std::vector<char const*> const words{KALTOR_COMMAND, "render", input.c_str(), "-o",
-                                         output.c_str(), "--size", "640x360",     nullptr};
-    for (int const signal : {SIGTERM, SIGPIPE, SIGKILL}) {
+    std::string const music = In("song.wav") + ":loop=true";
+    // With one frame in a thousand seconds it is the sound's encoder that works.
+    for (auto const& [signal, rate] : {std::pair{SIGINT, "0.001"}, {SIGTERM, "30"}, {SIGPIPE, "30"}, {SIGKILL, "30"}}) {
+        std::vector<char const*> const words{KALTOR_COMMAND, "render",  input.c_str(), "-o",
+                                             output.c_str(), "--size",  "640x360",     "--fps",
+                                             rate,           "--music", music.c_str(), nullptr};
         pid_t process = 0;
         ASSERT_EQ(
             posix_spawn(&process, KALTOR_COMMAND, nullptr, nullptr, const_cast<char* const*>(words.data()), environ),
@@ -166,8 +172,10 @@ TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
         }
         kill(process, signal);
         kill(process, signal);  // as timers do: to the process and to its group
+        auto const begin = std::chrono::steady_clock::now();
         int status = 0;
         ASSERT_EQ(waitpid(process, &status, 0), process);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)) << signal;
         if (signal != SIGKILL) {
             ASSERT_TRUE(WIFEXITED(status)) << signal;
             EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
@@ -178,7 +186,12 @@ TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
     Outcome const next = Run("render a.png@-0.2 -o x.mp4");
     EXPECT_EQ(next.status, 0);
     EXPECT_THAT(next.err, AllOf(HasSubstr("warning: x.mp4: removed "), HasSubstr("left behind")));
-    EXPECT_THAT(Files(), ElementsAre("a.png", "b.png", "c.png", "small.png", "x.mp4"));
+    EXPECT_THAT(Files(), ElementsAre("a.png", "b.png", "c.png", "small.png", "song.wav", "x.mp4"));
+
+    // Without standard streams, what is said goes nowhere, and not into the output.
+    Write(".y.avi.999-3.partial", "left");
+    Run(fmt::format("--version; '{}' render a.png@-0.2 -o y.avi <&- >&- 2>&-; true", KALTOR_COMMAND));
+    EXPECT_TRUE(ReadAll(In("y.avi")).starts_with("RIFF"));
 }
 
 TEST_F(CommandTest, AFileThatMayNotGrowIsAnError) {

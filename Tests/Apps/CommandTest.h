@@ -13,6 +13,29 @@ struct Outcome {
     std::string err;
 };
 
+/// Ten seconds of a tone as a WAV file.
+inline void WriteTone(fs::path const& path) {
+    constexpr std::uint32_t kRate = 8000;
+    constexpr std::uint32_t kSamples = 10 * kRate;
+    std::ofstream file(path, std::ios::binary);
+    auto const put = [&file](auto number) { file.write(reinterpret_cast<char const*>(&number), sizeof number); };
+    file << "RIFF";
+    put(std::uint32_t{36 + 2 * kSamples});
+    file << "WAVEfmt ";
+    put(std::uint32_t{16});
+    put(std::uint16_t{1});  // PCM
+    put(std::uint16_t{1});
+    put(kRate);
+    put(2 * kRate);
+    put(std::uint16_t{2});
+    put(std::uint16_t{16});
+    file << "data";
+    put(2 * kSamples);
+    for (std::uint32_t i = 0; i < kSamples; ++i) {
+        put(static_cast<std::int16_t>(i % 20 < 10 ? 3000 : -3000));
+    }
+}
+
 /// The command as a process, in a folder of its own with small pictures.
 class CommandTest : public testing::Test {
 protected:

@@ -56,29 +56,6 @@ std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
     return commands;
 }
 
-/// Ten seconds of a tone as a WAV file.
-void WriteTone(fs::path const& path) {
-    constexpr std::uint32_t kRate = 8000;
-    constexpr std::uint32_t kSamples = 10 * kRate;
-    std::ofstream file(path, std::ios::binary);
-    auto const put = [&file](auto number) { file.write(reinterpret_cast<char const*>(&number), sizeof number); };
-    file << "RIFF";
-    put(std::uint32_t{36 + 2 * kSamples});
-    file << "WAVEfmt ";
-    put(std::uint32_t{16});
-    put(std::uint16_t{1});  // PCM
-    put(std::uint16_t{1});
-    put(kRate);
-    put(2 * kRate);
-    put(std::uint16_t{2});
-    put(std::uint16_t{16});
-    file << "data";
-    put(2 * kSamples);
-    for (std::uint32_t i = 0; i < kSamples; ++i) {
-        put(static_cast<std::int16_t>(i % 20 < 10 ? 3000 : -3000));
-    }
-}
-
 /// The JSON in fenced blocks.
 std::vector<std::string> FindJson(fs::path const& document) {
     std::vector<std::string> blocks;
@@ -105,7 +82,7 @@ protected:
         for (auto const& [clip, seconds] : {std::pair{"a.mp4", 13}, {"b.mp4", 3}, {"c.mp4", 3}, {"b.mov", 92}}) {
             Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
         }
-        WriteTone(In("song.mp3"));
+        Tests::WriteTone(In("song.mp3"));
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
         Succeed("render a.mp4 b.mp4 --save-edit joined.json");
         Succeed("convert joined.json timeline.otio");

@@ -42,9 +42,11 @@
 
 #include "Tests/Support/Caught.h"
 
-namespace Kaltor::Tests {
+namespace Kaltor {
 
 namespace fs = std::filesystem;
+
+namespace Tests {
 
 /// The content of a file; nothing where there is none.
 inline std::string ReadAll(fs::path const& path) {
@@ -57,11 +59,8 @@ inline void WriteText(fs::path const& path, std::string const& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-}  // namespace Kaltor::Tests
+}  // namespace Tests
 
-namespace Kaltor {
-
-namespace fs = std::filesystem;
 using boost::intrusive_ptr;
 using testing::AllOf;
 using testing::ElementsAre;
