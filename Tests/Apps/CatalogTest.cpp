@@ -74,15 +74,5 @@ TEST(FilmStrip, PlacesScalesAndLabelsItsPictures) {
     EXPECT_EQ(lit, 16 * 4);  // the dots of a zero, each 2 x 2 pixels
 }
 
-TEST(FilmStrip, WrapsAndRefusesWhatIsTooLarge) {
-    Conf::FrameInfo const info{16, 9, 1, 1};
-    Conf::FrameInfo const many = FilmStrip(40, 240, info).GetPicture()->GetFrameInfo();
-    EXPECT_LE(many.width, 1920U);
-    EXPECT_GT(many.height, 5U * 135U);
-    EXPECT_THROW(FilmStrip(200, 4096, info), std::invalid_argument);
-    // One pixel wide: the height of a cell stays limited.
-    EXPECT_LT(FilmStrip(2, 240, {1, 4000, 1, 1}).GetPicture()->GetFrameInfo().height, 1100U);
-}
-
 }  // namespace
 }  // namespace Kaltor::Cli

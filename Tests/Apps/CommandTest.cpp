@@ -170,6 +170,7 @@ TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
         for (int i = 0; i < 400 && Files() == before; ++i) {  // until it has begun to write
             std::this_thread::sleep_for(std::chrono::milliseconds(25));
         }
+        std::this_thread::sleep_for(std::chrono::milliseconds(signal == SIGINT ? 1000 : 0));  // until sound is written
         kill(process, signal);
         kill(process, signal);  // as timers do: to the process and to its group
         auto const begin = std::chrono::steady_clock::now();

@@ -120,35 +120,6 @@ TEST_F(VideoReaderTest, TurnsAsTheDisplayMatrixSays) {
     }
 }
 
-TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
-    struct Case {
-        Conf::FrameInfo frame;  ///< of the clip
-        std::uint32_t targetWidth, targetHeight;
-        int left, top;  ///< expected bars
-    };
-    Codes const color{200, 90, 150};
-    for (ColorSpec const& spec : {kBt601, kBt601Full}) {
-        Codes const black = Grey(spec == kBt601Full ? 0 : 16);
-        for (Case const& c : {Case{{64, 64, 1, 1}, 128, 64, 32, 0},
-                              {{64, 32, 1, 1}, 64, 64, 0, 16},
-                              {{32, 64, 2, 1}, 128, 64, 32, 0},  // wide pixels make it a square
-                              {{64, 48, 1, 1}, 128, 96, 0, 0},
-                              {{64, 48, 1, 1}, 126, 96, 0, 0}}) {  // no bars of a pixel
-            ClipSpec clip{.frame = c.frame, .frames = 2, .colorSpec = spec};
-            clip.color = [&](int) { return color; };
-            std::string const path = Make("clip.mkv", clip);
-            VideoReader reader(path, Target(c.targetWidth, c.targetHeight, {30, 1}, spec));
-            Proc::AvFramePtr const picture = reader.Read();
-            auto const expected = [&](double x, double y) {
-                bool const isInside =
-                    x >= c.left && x < picture->width - c.left && y >= c.top && y < picture->height - c.top;
-                return isInside ? color : black;
-            };
-            EXPECT_TRUE(Shows(*picture, expected, 1)) << c.frame.width << "x" << c.frame.height;
-        }
-    }
-}
-
 TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
     auto const encode = [](ColorSpec const& spec) { return Kaltor::Tests::Encode(spec, {0.8, 0.25, 0.4, 1}); };
     std::array const specs{kBt601, kBt709, kBt601Full, ColorSpec{ColorMatrix::Bt2020, ColorRange::Limited}};

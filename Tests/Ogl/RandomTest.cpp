@@ -28,23 +28,5 @@ TEST(Random, HasTheNumbersOfTheCLibraryInASequenceOfItsOwn) {
     EXPECT_EQ(copy.Draw(), next) << "a copy goes on by itself";
 }
 
-TEST(Random, EachPlaceInAJobHasASeedOfItsOwn) {
-    for (std::uint32_t const job : {0U, 1U, 4294967295U}) {
-        EXPECT_EQ(Ogl::SeedOfEffect(job, 0, 0), job);
-        EXPECT_EQ(Ogl::SeedOfTransition(job, 0), job);
-        std::set<std::uint32_t> seeds{job};
-        std::size_t places = 1;
-        for (std::size_t clip = 0; clip < 20; ++clip) {
-            for (std::size_t number = 0; number < 5; ++number) {
-                seeds.insert(Ogl::SeedOfEffect(job, clip, number));
-                places += clip + number == 0 ? 0 : 1;
-            }
-            seeds.insert(Ogl::SeedOfTransition(job, clip + 1));
-            ++places;
-        }
-        EXPECT_EQ(seeds.size(), places);
-    }
-}
-
 }  // namespace
 }  // namespace Kaltor::Tests
