@@ -35,12 +35,12 @@ TEST_F(EditCommandTest, WhatACommandLineMeansCanBeSavedShownAndRendered) {
     EXPECT_EQ(plan.at("clips").at(1).at("joint").at("frames"), 3);
     EXPECT_EQ(plan.at("overlays").size(), 2U);
 
-    json const part = json::parse(Succeed("render x.json --dry-run --json --range 0.9-1.2"));
+    json const part = json::parse(Succeed("render x.json --dry-run --json --range 1.0-1.2"));
     EXPECT_EQ(part.at("frames"), 13);
-    EXPECT_EQ(part.at("piece").at("frames"), 3);
-    EXPECT_EQ(part.at("piece").at("firstFrame"), 9);
-    EXPECT_EQ(part.at("clips").size(), 1U);  // the last one begins at 0.8 s
-    EXPECT_THAT(Succeed("render x.json --dry-run --range 0.9-1.2"), HasSubstr("of it: 0.90 to 1.20 s, 3 frames"));
+    EXPECT_EQ(part.at("piece").at("frames"), 2);
+    EXPECT_EQ(part.at("piece").at("firstFrame"), 10);
+    EXPECT_EQ(part.at("clips").size(), 1U);  // the one before ends at 1 s
+    EXPECT_THAT(Succeed("render x.json --dry-run --range 1.0-1.2"), HasSubstr("of it: 1.00 to 1.20 s, 2 frames"));
 
     // A piece begins with the picture that the whole shows there.
     Succeed("render x.json -o whole.png --frame 0.5");

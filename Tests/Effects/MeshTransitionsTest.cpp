@@ -192,8 +192,8 @@ TEST_F(MeshTransitionsTest, FoldsOfAnOpaquePictureAreOpaqueInTheShade) {
 
 TEST_F(MeshTransitionsTest, AboveHalfTheGlsLimitNothingIsDrawnFiner) {
     unsigned const width = static_cast<unsigned>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize) / 2 + 1;
-    Picture const first = Picture::Flat(width, 2, {1, 0, 0, 1});
-    Picture const second = Picture::Flat(width, 2, {0, 0, 1, 1});
+    Picture const first = Picture::Flat(width, 64, {1, 0, 0, 1});
+    Picture const second = Picture::Flat(width, 64, {0, 0, 1, 1});
     for (std::string const name : {"TransitionShatter", "TransitionOrigamiValley", "TransitionOrigamiPleats"}) {
         EXPECT_TRUE(IsNear(Run(name, first, second, {.progress = 1}), second, kFiltered)) << name;
     }
