@@ -36,6 +36,7 @@ public:
 
 private:
     Conversion conversion{GetCatalog(),
+                          {},
                           [this](std::string const& file) {
                               auto const found = files.find(file);
                               return found == files.end() ? std::nullopt : std::optional(found->second);
