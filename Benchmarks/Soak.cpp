@@ -61,7 +61,7 @@ void DrawAll(Host::Catalog const& catalog, Measure::NoiseFrames const& frames) {
         if (entry.name == Proc::SettingsResizer::CLASS_ID) {
             values = {{"width", "100"}, {"height", "75"}};
         }
-        Measure::EffectRun run(catalog.GetFactory(), *Host::MakeSettings(entry.name, values), entry.isTwoInput, frames);
+        Measure::EffectRun run(catalog.GetFactory(), *Host::MakeSettings(entry, values), entry.isTwoInput, frames);
         run.DrawEndToEnd(Measure::EffectRun::kPositions);
     }
 }

@@ -24,6 +24,8 @@ constexpr std::array kDescriptions{
     D{PixFmt::Yuv420p10, "yuv420p10le", D::kYuv | D::kPlanar, 3, 10, 1, 1},
     D{PixFmt::Yuv422p10, "yuv422p10le", D::kYuv | D::kPlanar, 3, 10, 1, 0},
     D{PixFmt::Yuv444p10, "yuv444p10le", D::kYuv | D::kPlanar, 3, 10, 0, 0},
+    D{PixFmt::RgbF16, "rgbf16", D::kFloat, 1, 16, 0, 0},
+    D{PixFmt::RgbaF16, "rgbaf16", D::kAlpha | D::kFloat, 1, 16, 0, 0},
 };
 
 /// Black and white of luma, the zero of chroma and its reach from there, as fractions of the full code range.
@@ -52,7 +54,15 @@ PixFmtDescription const& PixFmtDescription::Find(PixFmt format) {
 }
 
 PixFmt OutputFormat(PixFmt source) {
-    return PixFmtDescription::Find(source).HasAlpha() ? kAlphaFormat : kOpaqueFormat;
+    return PixFmtDescription::Find(source).HasAlpha() ? AlphaFormat(source) : OpaqueFormat(source);
+}
+
+PixFmt AlphaFormat(PixFmt source) {
+    return PixFmtDescription::Find(source).IsFloat() ? PixFmt::RgbaF16 : kAlphaFormat;
+}
+
+PixFmt OpaqueFormat(PixFmt source) {
+    return PixFmtDescription::Find(source).IsFloat() ? PixFmt::RgbF16 : kOpaqueFormat;
 }
 
 ColorSpec ColorSpec::Resolved(std::uint32_t height) const {

@@ -21,9 +21,11 @@ enum class PixFmt : std::int32_t {
     Yuv420p10 = 62,
     Yuv422p10 = 64,
     Yuv444p10 = 66,
+    RgbF16 = 130,   ///< 16-bit float, four words a pixel; the fourth is always 1
+    RgbaF16 = 131,  ///< 16-bit float with alpha
 };
 
-/// The formats of GPU output frames.
+/// The formats of GPU output frames of 8 bits.
 constexpr PixFmt kOpaqueFormat = PixFmt::Rgb24;
 constexpr PixFmt kAlphaFormat = PixFmt::Rgba;
 
@@ -32,6 +34,7 @@ struct PixFmtDescription {
     static constexpr std::uint32_t kYuv = 1;     ///< luma and chroma, or luma alone
     static constexpr std::uint32_t kPlanar = 2;  ///< one plane per component, or luma and interleaved chroma
     static constexpr std::uint32_t kAlpha = 8;
+    static constexpr std::uint32_t kFloat = 16;  ///< finer than 8 bits on the GPU too; values above 1 are kept
 
     PixFmt format;
     char const* name;
@@ -43,13 +46,18 @@ struct PixFmtDescription {
 
     bool HasAlpha() const { return (flags & kAlpha) != 0; }
     bool IsYuv() const { return (flags & kYuv) != 0; }
+    bool IsFloat() const { return (flags & kFloat) != 0; }
 
     /// Throws `std::invalid_argument` for a number that is not a format.
     static PixFmtDescription const& Find(PixFmt format);
 };
 
-/// The pixel format of a GPU frame drawn from a picture of this one: with alpha where the source has it.
+/// The pixel format of a GPU frame drawn from a picture of this one: with alpha where the source has it, of 16-bit
+/// float where the source is.
 PixFmt OutputFormat(PixFmt source);
+/// The same, with alpha and without it whatever the source has.
+PixFmt AlphaFormat(PixFmt source);
+PixFmt OpaqueFormat(PixFmt source);
 
 /// The matrix between R'G'B' and Y'CbCr. Unspecified: none was tagged.
 enum class ColorMatrix : std::uint8_t { Unspecified, Bt601, Bt709, Bt2020 };

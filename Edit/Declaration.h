@@ -54,6 +54,11 @@ constexpr auto kChannelLabels = std::to_array<EnumLabel<Mix::Channels>>({{Mix::C
                                                                          {Mix::Channels::Stereo, "stereo"},
                                                                          {Mix::Channels::Surround, "5.1"}});
 
+constexpr auto kDepthLabels = std::to_array<EnumLabel<Output::Depth>>(
+    {{Output::Depth::Auto, "auto"}, {Output::Depth::Eight, "8"}, {Output::Depth::Float, "16f"}});
+constexpr auto kHdrLabels = std::to_array<EnumLabel<Output::Hdr>>(
+    {{Output::Hdr::Auto, "auto"}, {Output::Hdr::Sdr, "sdr"}, {Output::Hdr::Pq, "pq"}, {Output::Hdr::Hlg, "hlg"}});
+
 constexpr auto kStyleLabels = std::to_array<EnumLabel<Title::Style>>({{Title::Style::Title, "title"},
                                                                       {Title::Style::Subtitle, "subtitle"},
                                                                       {Title::Style::LowerThird, "lower-third"},
@@ -97,6 +102,12 @@ constexpr std::span<EnumLabel<Title::Direction> const> GetLabels(Title::Directio
 }
 constexpr std::span<EnumLabel<Title::Animation> const> GetLabels(Title::Animation) {
     return kAnimationLabels;
+}
+constexpr std::span<EnumLabel<Output::Depth> const> GetLabels(Output::Depth) {
+    return kDepthLabels;
+}
+constexpr std::span<EnumLabel<Output::Hdr> const> GetLabels(Output::Hdr) {
+    return kHdrLabels;
 }
 constexpr std::span<EnumLabel<Clip::Fit> const> GetLabels(Clip::Fit) {
     return kFitLabels;
@@ -278,6 +289,9 @@ void Declare(Archive& archive, Output& output) {
     archive("background", output.background, "of bars and gaps");
     archive("stillDuration", output.stillDuration, "of pictures, colours and titles that name none");
     archive("seed", output.seed, "of what is random; the clock's otherwise");
+    archive("depth", output.depth, "what frames are worked on in: 8 bits or 16-bit float");
+    archive("hdr", output.hdr, "the dynamic range; the first clip's otherwise");
+    archive("alpha", output.alpha, "keep, or the colour that transparent parts are laid over");
     archive("for", output.profile, "settings that suit a use, where nothing else is set; `kaltor render --for list`");
     archive("format", output.format, "the container, where the output's name does not say it");
     archive("codec", output.codec, "the video encoder; H.264 where the container takes it");

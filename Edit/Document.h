@@ -68,7 +68,7 @@ struct Joint : Look {
 struct Source {
     /// A video, a still, a sequence ("frame%04d.png", "frames/*.png"), a fifo; "-" is standard input.
     std::string file;
-    std::string raw;  ///< the form of frames without a header, "1920x1080:rgba:30"
+    std::string raw;                      ///< the form of frames without a header, "1920x1080:rgba:30"
     std::optional<AVRational> frameRate;  ///< of a sequence; the video's where there is none
     std::optional<Proc::Color> color;
     std::optional<Title> title;
@@ -209,6 +209,22 @@ struct PixelSize {
 
 struct Output : Media::EncoderSettings {
     using Size = PixelSize;
+    /// What frames are worked on in.
+    enum class Depth : std::int32_t {
+        Auto,   ///< 16-bit float where a clip and the output both have more than 8 bits
+        Eight,  ///< 8 bits
+        Float,  ///< 16-bit float
+    };
+    enum class Hdr : std::int32_t {
+        Auto,  ///< as the first clip
+        Sdr,
+        Pq,
+        Hlg,
+    };
+    Depth depth = Depth::Auto;
+    Hdr hdr = Hdr::Auto;
+    /// "": kept where clips have it and the file carries it; "keep": kept; otherwise the colour that the video is laid over.
+    std::string alpha;
     std::optional<Size> size;
     std::optional<AVRational> frameRate;
     Proc::Color background{0, 0, 0, 255};

@@ -7,7 +7,6 @@
 
 #include "Edit/Declaration.h"
 #include "Edit/FieldCurve.h"
-#include "Proc/Effects/ShaderFiles/ShaderFile.h"
 
 namespace Kaltor::Edit {
 namespace {
@@ -228,16 +227,12 @@ void MakeRelative(std::string& file, std::filesystem::path const& folder) {
 
 /// Makes the paths of shader files and of their pictures, which are written as absolute ones, relative.
 void MakeShadersRelative(Json& json, std::filesystem::path const& folder) {
-    auto const names = [&json](char const* key) {
-        return json.is_object() && json.contains(key) && json[key].is_string() &&
-               Proc::IsShaderFile(json[key].get<std::string>());
-    };
-    bool const isShader = names("effect") || names("transition");
     if (!json.is_structured()) {
         return;
     }
+    bool const isLook = json.is_object() && (json.contains("effect") || json.contains("transition"));
     for (Json& member : json) {
-        if (isShader && member.is_string() && member.get_ref<std::string const&>().starts_with('/')) {
+        if (isLook && member.is_string() && member.get_ref<std::string const&>().starts_with('/')) {
             MakeRelative(member.get_ref<std::string&>(), folder);
         } else {
             MakeShadersRelative(member, folder);

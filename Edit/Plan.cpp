@@ -4,7 +4,6 @@
 #include <cmath>
 #include <set>
 #include <stdexcept>
-#include <string_view>
 
 #include <fmt/format.h>
 
@@ -152,9 +151,36 @@ private:
         // A still's own matrix and range (JPEG: full) are those of pictures, not of video.
         target.colorSpec =
             first == nullptr || first->isStill ? ColorSpec{}.Resolved(target.frame.height) : first->resolvedColorSpec;
-        target.transfer = first != nullptr ? first->transfer : AVCOL_TRC_UNSPECIFIED;
+        if (first != nullptr) {
+            target.transfer = first->transfer;
+            target.primaries = first->primaries;
+            target.levels = first->levels;
+        }
+        ChooseRange();
         plan.time.frameRate = target.frameRate;
         plan.background = document.output.background;
+    }
+
+    /// The dynamic range that is asked for.
+    void ChooseRange() {
+        Media::VideoTarget& target = plan.target;
+        switch (document.output.hdr) {
+            case Output::Hdr::Auto:
+                break;
+            case Output::Hdr::Sdr:
+                Media::MakeStandardRange(target);
+                break;
+            case Output::Hdr::Pq:
+            case Output::Hdr::Hlg:
+                target.colorSpec = {ColorMatrix::Bt2020, ColorRange::Limited};
+                target.primaries = AVCOL_PRI_BT2020;
+                target.transfer =
+                    document.output.hdr == Output::Hdr::Pq ? AVCOL_TRC_SMPTE2084 : AVCOL_TRC_ARIB_STD_B67;
+                break;
+        }
+        if (target.transfer != AVCOL_TRC_SMPTE2084) {
+            target.levels = {};
+        }
     }
 
     void Warn(std::string const& message) const {
@@ -163,19 +189,10 @@ private:
         }
     }
 
-    /// HDR is neither made nor tone-mapped.
     void WarnOfFile(std::string const& path, MediaInfo const& info) const {
         if (info.declaredDuration) {
             Warn(fmt::format("{}: damaged or cut off at {:.2f} s of {:.2f} s; what is there is used", path,
                              Seconds(info.duration), Seconds(*info.declaredDuration)));
-        }
-        std::string_view const own = Media::GetDynamicRange(info.transfer);
-        std::string_view const wanted = Media::GetDynamicRange(plan.target.transfer);
-        if (own != wanted) {
-            Warn(
-                fmt::format("{}: its colours will be off: they are {}, the video's are {} like the first clip's, and "
-                            "they are not tone-mapped",
-                            path, own, wanted));
         }
     }
 
@@ -489,8 +506,7 @@ private:
             feed.start = piece.start;
             feed.length = piece.duration;
             feed.loops = described.loops;
-            feed.played =
-                feed.info.isOpenEnded ? kOpenFrames : CountFrames(Seconds(piece.duration) / feed.speed);
+            feed.played = feed.info.isOpenEnded ? kOpenFrames : CountFrames(Seconds(piece.duration) / feed.speed);
             if (!described.to && !described.loops) {
                 end = std::min(end, overlay.first + feed.played);
             }
@@ -614,7 +630,8 @@ private:
         std::int64_t const end =
             described.to ? plan.time.FrameAtSeconds(ResolveIn(*described.to, Rate(), whole)) : plan.frames;
         if (Media::IsPipe(described.file)) {
-            Refuse(place + "/file", fmt::format("{} is a pipe; a bed of sound is a file", Media::ShowInput(described.file)));
+            Refuse(place + "/file",
+                   fmt::format("{} is a pipe; a bed of sound is a file", Media::ShowInput(described.file)));
         }
         if (first < 0 || end <= first || end > plan.frames) {
             Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",

@@ -129,6 +129,8 @@ struct PlannedSubtitles {
 /// A document in whole frames.
 struct Plan {
     Media::VideoTarget target;
+    /// The encoder that suits the frames' form, where the document names none; "": the container's usual one.
+    std::string codec;
     Proc::Color background;
     TimeLine time;
     std::vector<PlannedClip> clips;

@@ -29,8 +29,7 @@ struct SchemaMaker {
     Json Of(AVRational const&) { return {{"type", Json::array({"number", "string"})}}; }
     Json Of(Media::BitRate const&) { return {{"type", Json::array({"number", "string"})}}; }
     Json Of(Media::TextMap const&) {
-        return {{"type", "object"},
-                {"additionalProperties", {{"type", Json::array({"string", "number", "boolean"})}}}};
+        return {{"type", "object"}, {"additionalProperties", {{"type", Json::array({"string", "number", "boolean"})}}}};
     }
     Json Of(Output::Size const&) { return {{"type", "string"}, {"pattern", "^[0-9]+[xX][0-9]+$"}}; }
     template <typename Enumeration>

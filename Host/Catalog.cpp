@@ -105,7 +105,7 @@ Catalog::Catalog(std::vector<RegisteredEffect> const& registered) : opened(std::
     for (RegisteredEffect const& effect : registered) {
         if (effect.implName == Proc::ImplNames::OGL) {
             entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender,
-                               Proc::MakeSettings(effect.classId)});
+                               effect.settings ? effect.settings : Proc::MakeSettings(effect.classId)});
         }
     }
 }
@@ -317,6 +317,13 @@ std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
         settings->Set(field, value);
     }
     return settings;
+}
+
+bool HasAllDefaults(CatalogEntry const& entry) {
+    std::vector<Proc::Field> const& fields = entry.defaults->GetFields();
+    return std::none_of(fields.begin(), fields.end(), [&entry](Proc::Field const& field) {
+        return field.type == Proc::FieldType::File && std::get<std::string>(field.get(*entry.defaults)).empty();
+    });
 }
 
 boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,

@@ -55,6 +55,11 @@ public:
     /// The same among what makes one picture of one picture.
     CatalogEntry const& FindEffect(std::string const& name) const;
 
+    /// The plug-ins that were loaded, our own first.
+    std::vector<PluginReport> GetPlugins() const {
+        return registry ? registry->GetPlugins() : std::vector<PluginReport>();
+    }
+
     /// One line for each shader file in the folders that cannot be used.
     std::vector<std::string> const& GetFaults() const { return faults; }
 
@@ -88,6 +93,9 @@ std::vector<std::string_view> GetUsualNames(std::string_view className);
 /// unknown fields and values out of range.
 std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
                                              std::vector<std::pair<std::string, std::string>> const& values);
+
+/// Whether it draws with its defaults: nothing that has to be given, such as a picture, is missing.
+bool HasAllDefaults(CatalogEntry const& entry);
 
 /// Makes the effect and gives it the settings. Throws `std::invalid_argument` where they are refused.
 boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,

@@ -95,11 +95,21 @@ void EffectRegistry::RegisterTwoInputEffect(std::string const& classId, std::str
     entries->Register(classId, implName, factory);
 }
 
+void EffectRegistry::RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) {
+    settings[defaults->GetClassId()] = defaults;
+}
+
+void EffectRegistry::AddReports(std::vector<PluginReport> const& reports) {
+    plugins.insert(plugins.end(), reports.begin(), reports.end());
+}
+
 std::vector<RegisteredEffect> EffectRegistry::List() const {
     std::vector<RegisteredEffect> result;
     for (Entries::Entry const& entry : entries->list) {
         bool const isOneInput = std::holds_alternative<OneInputEffectFactoryFn>(entry.factory);
-        result.push_back({entry.classId, entry.implName, isOneInput ? 1 : 2});
+        auto const brought = settings.find(entry.classId);
+        result.push_back(
+            {entry.classId, entry.implName, isOneInput ? 1 : 2, brought == settings.end() ? nullptr : brought->second});
     }
     return result;
 }

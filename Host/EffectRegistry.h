@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstddef>
+#include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Proc/Interfaces/IEffectRegistry.h"
+#include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Host {
 
@@ -13,6 +17,16 @@ struct RegisteredEffect {
     std::string classId;
     std::string implName;
     int inputs;  ///< 1 or 2
+    /// The defaults that its plug-in brought; null where it brought none.
+    std::shared_ptr<Proc::Settings const> settings = nullptr;
+};
+
+/// What became of one plug-in.
+struct PluginReport {
+    std::filesystem::path file;
+    std::size_t effects;  ///< how many it has registered
+    std::string fault;    ///< why it, or a part of it, is not used; "" where all is well
+    bool isOwn = false;   ///< it comes with the library
 };
 
 /// The host's effect registry. Fill it first; afterwards it may be read from any thread.
@@ -29,6 +43,11 @@ public:
     bool HasTwoInputEffect(std::string const& classId, std::string const& implName) const override;
     void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                 Proc::TwoInputEffectFactoryFn const& factory) override;
+    void RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) override;
+
+    /// The plug-ins that were loaded into it, our own first.
+    std::vector<PluginReport> const& GetPlugins() const { return plugins; }
+    void AddReports(std::vector<PluginReport> const& reports);
 
     /// In order of registration; a replaced registration keeps its place.
     std::vector<RegisteredEffect> List() const;
@@ -39,6 +58,8 @@ public:
 private:
     struct Entries;
     std::shared_ptr<Entries> entries;
+    std::map<std::string, std::shared_ptr<Proc::Settings const>> settings;
+    std::vector<PluginReport> plugins;
 };
 
 }  // namespace Kaltor::Host

@@ -35,9 +35,16 @@ public:
     /// Results of another size are scaled to fit into this one from now on, with nothing (transparent) around them.
     void FitInto(std::uint32_t width, std::uint32_t height);
 
-    /// The result as Rgb24 or Rgba. `inputs` may be used again; their timestamps are set. Throws what the effect
+    /// The result as Rgb24 or Rgba, of pictures of 16-bit float as RgbF16 or RgbaF16. `inputs` may be used again; their timestamps are set. Throws what the effect
     /// throws.
     Picture Run(std::vector<Picture> const& inputs, std::int64_t timestamp);
+
+    /// The same from frames in main memory or on the GPU to one on the GPU, which is drawn when its tasks are run.
+    boost::intrusive_ptr<Proc::IDataVideo> Draw(std::vector<boost::intrusive_ptr<Proc::IDataVideo>> const& inputs,
+                                                std::int64_t timestamp);
+
+    /// Forgets what was kept between pictures.
+    void Reset();
 
 private:
     bool isDownloader;

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Host/OtherPlugins.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
 
 namespace Kaltor::Host {
@@ -54,10 +55,24 @@ fs::path FindPlugin() {
         fmt::format("the plug-in {} is not in {}; set {} to its path", KALTOR_PLUGIN_FILE, looked, kPluginVariable)));
 }
 
+fs::path FindLooks(fs::path const& plugin) {
+    std::error_code error;
+    fs::path file = fs::absolute(plugin).parent_path() / KALTOR_LOOKS_FILE;
+    return fs::exists(file, error) ? file : fs::path();
+}
+
 void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     std::error_code error;
     if (!fs::exists(file, error)) {
         Core::Throw(std::runtime_error(fmt::format("the plug-in {} does not exist", file.string())));
+    }
+    // Another version of the library would come in beside this one.
+    std::string const ours = "libkaltor.so." KALTOR_ABI;
+    for (std::string const& needed : FindNeededLibraries(file)) {
+        if (needed != ours) {
+            Core::Throw(std::runtime_error(
+                fmt::format("the plug-in {} is made for {}, this is {}", file.string(), needed, ours)));
+        }
     }
     // The loader would look for a path without a slash in the system's folders.
     fs::path const absolute = fs::absolute(file);
@@ -78,7 +93,20 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
 std::unique_ptr<EffectRegistry> MakeRegistry() {
     auto registry = std::make_unique<EffectRegistry>();
     Proc::RegisterDefaultEffects(*registry);
-    LoadPlugin(FindPlugin(), *registry);
+    fs::path const plugin = FindPlugin();
+    for (fs::path const& file : {plugin, FindLooks(plugin)}) {
+        if (file.empty()) {
+            continue;
+        }
+        std::size_t const before = registry->List().size();
+        LoadPlugin(file, *registry);
+        std::size_t const count = registry->List().size() - before;
+        if (count == 0) {
+            Core::Throw(std::runtime_error(fmt::format("the plug-in {} registers no effects", file.string())));
+        }
+        registry->AddReports({{file, count, "", true}});
+    }
+    registry->AddReports(LoadOtherPlugins(*registry, ListPluginFolders()));
     return registry;
 }
 

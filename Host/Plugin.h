@@ -15,15 +15,21 @@ constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
 /// places that were searched.
 std::filesystem::path FindPlugin();
 
+/// The file of the second plug-in, the looks, beside the first one; "" where it is not installed.
+std::filesystem::path FindLooks(std::filesystem::path const& plugin);
+
 /// Loads a plug-in, for the rest of the process, and lets it register its effects. Throws `std::runtime_error` where
-/// the file is missing, does not load, or exports no `Registrator`; exceptions of the plug-in pass through.
+/// the file is missing, is made for another version of the library, does not load, or exports no `Registrator`;
+/// exceptions of the plug-in pass through.
 void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& registry);
 
 /// The folders of the running program and of the library that the host and the plug-ins use; "" where it is not known.
 std::filesystem::path GetProgramFolder();
 std::filesystem::path GetLibraryFolder();
 
-/// The default effects and those of the plug-in.
+/// The default effects, those of the plug-in, the looks where they are installed, and the effects of other plug-ins (see
+/// `ListPluginFolders`). Throws as `FindPlugin` and `LoadPlugin`, and where one of our own registers nothing; faults of
+/// others stand in the registry's reports.
 std::unique_ptr<EffectRegistry> MakeRegistry();
 
 }  // namespace Kaltor::Host

@@ -32,6 +32,10 @@ bool IsGray(int format) {
     return description != nullptr && description->nb_components <= 2 && !IsRgb(format);
 }
 
+bool IsFloat(PixFmt format) {
+    return format != PixFmt::Unknown && PixFmtDescription::Find(format).IsFloat();
+}
+
 char const* MatrixName(ColorMatrix matrix) {
     switch (matrix) {
         case ColorMatrix::Bt709:
@@ -65,14 +69,14 @@ AVRational PixelAspect(Conf::FrameInfo const& info) {
 
 bool Conformer::Source::operator==(Source const& other) const {
     return width == other.width && height == other.height && format == other.format &&
-           av_cmp_q(pixelAspect, other.pixelAspect) == 0 && colorSpec == other.colorSpec &&
+           av_cmp_q(pixelAspect, other.pixelAspect) == 0 && colorSpec == other.colorSpec && volume == other.volume &&
            std::string_view(filter) == other.filter;
 }
 
 Conformer::Conformer(std::string nameOfSource, VideoTarget const& wanted, Alpha alpha)
     : name(std::move(nameOfSource)),
       target(wanted),
-      targetFormat(Proc::ToAvPixelFormat(wanted.pixFmt)),
+      targetFormat(wanted.exact != AV_PIX_FMT_NONE ? wanted.exact : Proc::ToAvPixelFormat(wanted.pixFmt)),
       alphaMode(alpha) {
     target.colorSpec = target.colorSpec.Resolved(target.frame.height);
 }
@@ -100,11 +104,15 @@ Conf::FrameInfo Conformer::GetFrame(Source const& source, Orientation const& ori
 }
 
 bool Conformer::IsInForm(AVFrame const& picture, Source const& source) const {
+    if (IsFloatTarget() != IsFloat(Proc::GetPixFmt(picture))) {
+        return false;
+    }
     bool const isSameColor = IsRgb(targetFormat) || source.colorSpec == target.colorSpec;
     Conf::FrameInfo const frame = GetFrame(source, {});
     return *source.filter == '\0' && source.width == static_cast<int>(frame.width) &&
            source.height == static_cast<int>(frame.height) && source.format == targetFormat &&
            av_cmp_q(source.pixelAspect, PixelAspect(frame)) == 0 && isSameColor &&
+           !NeedsConversion(source.volume, {target.transfer, target.primaries, target.colorSpec.matrix}) &&
            picture.crop_left + picture.crop_top + picture.crop_right + picture.crop_bottom == 0;
 }
 
@@ -133,9 +141,7 @@ Conformer::Box Conformer::FitInto(Source const& source, Orientation const& orien
     return box;
 }
 
-void Conformer::Build(Source const& source, Box const& box) {
-    ClearFfmpegLog();
-    graph.reset(CheckAllocated(avfilter_graph_alloc()));
+std::string Conformer::MakeChain(Source const& source, Box const& box) const {
     bool const isComposed = source.format != AV_PIX_FMT_NONE && alphaMode == Alpha::OverBlack &&
                             HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL) &&
                             !HasFlag(targetFormat, AV_PIX_FMT_FLAG_ALPHA);
@@ -157,7 +163,44 @@ void Conformer::Build(Source const& source, Box const& box) {
         chain += fmt::format(":out_color_matrix={}:out_range={}", MatrixName(target.colorSpec.matrix),
                              RangeName(target.colorSpec.range));
     }
-    chain += fmt::format(",format={}", av_get_pix_fmt_name(targetFormat));
+    return chain + fmt::format(",format={}", av_get_pix_fmt_name(targetFormat));
+}
+
+std::string Conformer::MakeLinearChain(Source const& source, Box const& box) const {
+    bool const hasAlpha = HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
+    // What zimg takes; the nearest one is made of others.
+    std::string chain =
+        hasAlpha
+            ? "format=yuva420p|yuva422p|yuva444p|yuva420p10|yuva422p10|yuva444p10|yuva444p16|gbrap|gbrap16|gbrapf32,"
+            : "format=gray|gray10|gray16|yuv420p|yuv422p|yuv444p|yuv420p10|yuv422p10|yuv444p10|yuv420p12|yuv422p12|"
+              "yuv444p12|yuv420p16|yuv422p16|yuv444p16|gbrp|gbrp10|gbrp12|gbrp16|gbrpf32,";
+    if (*source.filter != '\0') {
+        chain += fmt::format("{},", source.filter);
+    }
+    ColorVolume const to{target.transfer, target.primaries, target.colorSpec.matrix};
+    chain += MakeLinearFilter(source.volume, source.colorSpec, IsRgb(source.format), to);
+    return chain + fmt::format(":w={}:h={},format={}", box.width, box.height, hasAlpha ? "gbrapf32" : "gbrpf32");
+}
+
+void Conformer::Build(Source const& source, Box const& box, Road road) {
+    ClearFfmpegLog();
+    graph.reset(CheckAllocated(avfilter_graph_alloc()));
+    std::string chain;
+    if (road == Road::Linear) {
+        chain = MakeLinearChain(source, box);
+        encoder = std::make_unique<LightEncoder const>(source.volume.transfer, levels.GetPeak(), target.transfer);
+    } else if (road == Road::InForm) {
+        chain = MakeChain(source, box);
+    } else {
+        bool const hasAlpha = HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
+        chain = *source.filter != '\0' ? fmt::format("{},", source.filter) : "";
+        chain += fmt::format("scale={}:{}:flags=bicubic+accurate_rnd+full_chroma_int", box.width, box.height);
+        if (!IsRgb(source.format)) {
+            chain += fmt::format(":in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
+                                 RangeName(source.colorSpec.range));
+        }
+        chain += fmt::format(",format={}", hasAlpha ? "gbrap16" : "gbrp16");
+    }
 
     std::string const parameters =
         fmt::format("video_size={}x{}:pix_fmt={}:time_base=1/1000000:pixel_aspect={}/{}", source.width, source.height,
@@ -187,7 +230,7 @@ void Conformer::Build(Source const& source, Box const& box) {
         ThrowMediaError(name, "its pictures cannot be converted", result);
     }
     built = source;
-    builtBox = box;
+    builtRoad = road;
 }
 
 Proc::AvFramePtr Conformer::Finish(Proc::AvFramePtr picture, Conf::FrameInfo const& frame) const {
@@ -199,23 +242,26 @@ Proc::AvFramePtr Conformer::Finish(Proc::AvFramePtr picture, Conf::FrameInfo con
     } else {
         Proc::SetColorSpec(*picture, target.colorSpec);
     }
+    if (target.transfer != AVCOL_TRC_UNSPECIFIED) {
+        picture->color_trc = target.transfer;
+        picture->color_primaries = target.primaries;
+    }
     picture->pict_type = AV_PICTURE_TYPE_NONE;  // an encoder would take it for an order
     picture->key_frame = 0;
     picture->interlaced_frame = 0;
     return picture;
 }
 
-Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& orientation) {
-    Source const source{
-        picture.width,   picture.height,    PlainFormat(picture.format), PixelAspect(picture.sample_aspect_ratio),
-        ReadAs(picture), orientation.filter};
-    Conf::FrameInfo const frame = GetFrame(source, orientation);
-    if (IsInForm(picture, source)) {
-        return Finish(Proc::ShareAvFrame(picture), frame);
-    }
-    Box const box = FitInto(source, orientation);
-    if (!graph || !(source == built)) {
-        Build(source, box);
+bool Conformer::IsFloatTarget() const {
+    return target.exact == AV_PIX_FMT_NONE && IsFloat(target.pixFmt);
+}
+
+Proc::AvFramePtr Conformer::Filter(AVFrame const& picture, Source const& source, Box const& box, Road road) {
+    if (!graph || !(source == built) || road != builtRoad) {
+        if (HdrLevels const own = GetHdrLevels(picture); own.mastering || own.content) {
+            levels = own;
+        }
+        Build(source, box, road);
     }
     Proc::AvFramePtr const tagged = Proc::ShareAvFrame(picture);
     tagged->format = source.format;
@@ -233,8 +279,12 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
         graph.reset();
         ThrowMediaError(name, "its pictures cannot be converted", result);
     }
+    return scaled;
+}
+
+Proc::AvFramePtr Conformer::AddBars(Proc::AvFramePtr scaled, Box const& box, Conf::FrameInfo const& frame) const {
     if (box.width == static_cast<int>(frame.width) && box.height == static_cast<int>(frame.height)) {
-        return Finish(std::move(scaled), frame);
+        return scaled;
     }
     // The pad filter takes the range from the pixel format, not from the frame's tag.
     Proc::AvFramePtr barred =
@@ -254,7 +304,87 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
     }
     av_image_copy(corner, barred->linesize, const_cast<std::uint8_t const**>(scaled->data), scaled->linesize,
                   targetFormat, box.width, box.height);
-    return Finish(std::move(barred), frame);
+    return barred;
+}
+
+Proc::AvFramePtr Conformer::FromHalf(AVFrame const& half) {
+    if (!Proc::HalfConverter::Takes(targetFormat)) {
+        Core::Throw(MediaError(
+            fmt::format("{}: pictures of 16-bit float cannot become {}", name, av_get_pix_fmt_name(targetFormat))));
+    }
+    Proc::AvFramePtr made = Proc::AllocateAvFrame(targetFormat, half.width, half.height);
+    halves.FromHalf(half, *made, target.colorSpec,
+                    alphaMode == Alpha::OverBlack ? std::optional(target.background) : std::nullopt);
+    return made;
+}
+
+Proc::AvFramePtr Conformer::ConvertDeep(AVFrame const& picture, Source const& source, Box const& box,
+                                        Conf::FrameInfo const& frame, bool hasOtherColors) {
+    bool const isOpaque = !HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
+    bool const keepsForm = !hasOtherColors && *source.filter == '\0' && source.width == box.width &&
+                           source.height == box.height &&
+                           Proc::HalfConverter::Takes(static_cast<AVPixelFormat>(source.format)) &&
+                           picture.crop_left + picture.crop_top + picture.crop_right + picture.crop_bottom == 0;
+    Proc::AvFramePtr filtered;
+    if (!keepsForm) {
+        filtered = Filter(picture, source, box, hasOtherColors ? Road::Linear : Road::Scaled);
+        if (hasOtherColors) {
+            if (av_frame_make_writable(filtered.get()) < 0) {
+                throw std::bad_alloc();
+            }
+            encoder->Encode(*filtered);
+        }
+    }
+    bool const keepsAlpha = !isOpaque && (!IsFloatTarget() || target.pixFmt == PixFmt::RgbaF16);
+    PixFmt const form =
+        keepsAlpha || (IsFloatTarget() && target.pixFmt == PixFmt::RgbaF16) ? PixFmt::RgbaF16 : PixFmt::RgbF16;
+    Proc::AvFramePtr half =
+        Proc::AllocateAvFrame(AV_PIX_FMT_RGBA64, static_cast<int>(frame.width), static_cast<int>(frame.height));
+    Proc::MarkPixFmt(*half, form);
+    AVFrame part = *half;  // a view without references
+    if (box.width != part.width || box.height != part.height) {
+        // Opaque black: of four words, the last is 1.
+        constexpr std::uint64_t kBlack = std::uint64_t{0x3C00U} << 48U;
+        for (int y = 0; y < half->height; ++y) {
+            auto* const row = reinterpret_cast<std::uint64_t*>(half->data[0] + std::ptrdiff_t{y} * half->linesize[0]);
+            std::fill(row, row + half->width, kBlack);
+        }
+        constexpr std::ptrdiff_t kPixel = 8;
+        part.data[0] += std::ptrdiff_t{box.y} * half->linesize[0] + box.x * kPixel;
+        part.width = box.width;
+        part.height = box.height;
+    }
+    halves.ToHalf(filtered ? *filtered : picture, source.colorSpec, part,
+                  alphaMode == Alpha::OverBlack ? std::optional(target.background) : std::nullopt);
+    return IsFloatTarget() ? std::move(half) : FromHalf(*half);
+}
+
+Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& orientation) {
+    Source const source{picture.width,
+                        picture.height,
+                        PlainFormat(picture.format),
+                        PixelAspect(picture.sample_aspect_ratio),
+                        ReadAs(picture),
+                        {picture.color_trc, picture.color_primaries, Proc::GetColorSpec(picture).matrix},
+                        orientation.filter};
+    Conf::FrameInfo const frame = GetFrame(source, orientation);
+    if (IsInForm(picture, source)) {
+        return Finish(Proc::ShareAvFrame(picture), frame);
+    }
+    if (IsFloat(Proc::GetPixFmt(picture))) {
+        // Only effects make such pictures, in the target's size and colours.
+        return Finish(IsFloatTarget() ? Proc::ShareAvFrame(picture) : FromHalf(picture), frame);
+    }
+    Box const box = FitInto(source, orientation);
+    bool const hasOtherColors =
+        NeedsConversion(source.volume, {target.transfer, target.primaries, target.colorSpec.matrix});
+    bool const isLaidOverColor = alphaMode == Alpha::OverBlack && target.background != Proc::HalfConverter::Color{} &&
+                                 HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA) &&
+                                 !HasFlag(targetFormat, AV_PIX_FMT_FLAG_ALPHA);
+    if (IsFloatTarget() || hasOtherColors || isLaidOverColor) {
+        return Finish(ConvertDeep(picture, source, box, frame, hasOtherColors), frame);
+    }
+    return Finish(AddBars(Filter(picture, source, box, Road::InForm), box, frame), frame);
 }
 
 }  // namespace Kaltor::Media

@@ -107,9 +107,7 @@ struct Demuxer::Pipe {
     std::shared_ptr<PipeReader> reader;
     std::atomic<bool> const* stop;
     AVIOContext* io = nullptr;
-    std::int64_t frameEnd = 0;    ///< of the last whole frame
-    std::int64_t lastBegin = -1;  ///< of the frame before
-    std::int64_t header = 0;      ///< bytes before each frame
+    std::int64_t frameEnd = 0;  ///< of the last whole frame, where frames are not compressed
 
     Pipe(std::shared_ptr<PipeReader> pipe, std::atomic<bool> const* stopFlag)
         : reader(std::move(pipe)), stop(stopFlag) {
@@ -227,7 +225,8 @@ void Demuxer::Open() {
             context->io_open = [](AVFormatContext* self, AVIOContext** io, char const* wanted, int flags,
                                   AVDictionary**) {
                 auto& demuxer = *static_cast<Demuxer*>(self->opaque);
-                bool const isOwn = !demuxer.memory && !demuxer.pipe && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
+                bool const isOwn =
+                    !demuxer.memory && !demuxer.pipe && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
                 return isOwn ? demuxer.OpenFile(io) : AVERROR(EPERM);
             };
         }
@@ -235,7 +234,9 @@ void Demuxer::Open() {
         if (std::string const refusal = FindRefusal(format->name, rules.allowPlaylists); !refusal.empty()) {
             Fail(name, refusal);
         }
-        context->pb = memory ? memory->io : pipe ? pipe->io : file.get();  // from here on it is known that this is not to be closed
+        context->pb = memory ? memory->io
+                      : pipe ? pipe->io
+                             : file.get();  // from here on it is known that this is not to be closed
         AVDictionary* options = nullptr;
         // A name with a number pattern is a name, not a series of files.
         av_dict_set(&options, "pattern_type", "none", 0);
@@ -336,19 +337,9 @@ int Demuxer::Read(AVPacket& packet) {
 
 void Demuxer::NoteFrame(AVPacket const& packet) {
     std::string_view const format = context->iformat->name;
-    bool const hasHeader = format == "yuv4mpegpipe";
-    if (format != "rawvideo" && !hasHeader) {
-        return;
-    }
-    constexpr std::int64_t kUsualHeader = 6;  // "FRAME" and the end of its line
-    if (hasHeader) {
-        // Headers may say more, and then all do.
-        bool const knowsLast = pipe->lastBegin >= 0 && packet.pos > pipe->lastBegin;
-        pipe->header = knowsLast ? packet.pos - pipe->lastBegin - packet.size : kUsualHeader;
-        pipe->lastBegin = packet.pos;
-    }
-    if ((packet.flags & AV_PKT_FLAG_CORRUPT) == 0) {
-        pipe->frameEnd = packet.pos + pipe->header + packet.size;
+    bool const isPlain = format == "rawvideo" || format == "yuv4mpegpipe";
+    if (isPlain && (packet.flags & AV_PKT_FLAG_CORRUPT) == 0) {
+        pipe->frameEnd = packet.pos + packet.size;
     }
 }
 

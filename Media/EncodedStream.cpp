@@ -1,5 +1,7 @@
 #include "Media/EncodedStream.h"
 
+#include <cstring>
+
 #include <fmt/format.h>
 
 namespace Kaltor::Media {
@@ -27,6 +29,19 @@ EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContex
     }
     if (result < 0) {
         ThrowMediaError(name, fmt::format("the encoder {} cannot be used for it", encoder), result);
+    }
+}
+
+void EncodedStream::SetLevels(HdrLevels const& levels) {
+    auto const add = [this](AVPacketSideDataType type, auto const& data) {
+        std::uint8_t* const place = CheckAllocated(av_stream_new_side_data(stream, type, sizeof(data)));
+        std::memcpy(place, &data, sizeof(data));
+    };
+    if (levels.mastering) {
+        add(AV_PKT_DATA_MASTERING_DISPLAY_METADATA, *levels.mastering);
+    }
+    if (levels.content) {
+        add(AV_PKT_DATA_CONTENT_LIGHT_LEVEL, *levels.content);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Media/Ffmpeg.h"
+#include "Media/MediaInfo.h"
 
 namespace Kaltor::Media {
 
@@ -16,6 +17,9 @@ public:
     /// Opens the encoder and adds its stream to `file`. `codec` is set up already. Throws `MediaError`.
     /// With a sink, nothing is written to the file.
     EncodedStream(std::string name, AVFormatContext& file, CodecContextPtr codec, PacketSink sink = {});
+
+    /// Before the file's header is written: the light of HDR pictures.
+    void SetLevels(HdrLevels const& levels);
 
     AVCodecContext& GetCodec() { return *codec; }
     AVCodecContext const& GetCodec() const { return *codec; }

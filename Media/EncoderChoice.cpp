@@ -95,8 +95,8 @@ AVOutputFormat const& FindContainer(std::string const& path, std::string const& 
         bool const isVideo =
             named != nullptr && named->video_codec != AV_CODEC_ID_NONE && (named->flags & AVFMT_NOFILE) == 0;
         if (!isVideo) {
-            Refuse(fmt::format("\"{}\" is no kind of video; mp4, mkv, webm, mpegts, nut, y4m and raw are some that work",
-                               format));
+            Refuse(fmt::format(
+                "\"{}\" is no kind of video; mp4, mkv, webm, mpegts, nut, y4m and raw are some that work", format));
         }
         return *named;
     }
@@ -109,9 +109,10 @@ AVOutputFormat const& FindContainer(std::string const& path, std::string const& 
     std::string_view const name = container->name;
     if (name == "image2") {
         if (!HasNumberPlace(path)) {
-            Refuse(fmt::format("{}: one picture holds no video; frame%04d{} names a sequence, and --frame makes one "
-                               "picture",
-                               path, ending));
+            Refuse(
+                fmt::format("{}: one picture holds no video; frame%04d{} names a sequence, and --frame makes one "
+                            "picture",
+                            path, ending));
         }
         return *container;
     }
@@ -198,11 +199,12 @@ AVCodec const* FindAudioEncoder(AVOutputFormat const& container, std::string con
             Refuse(fmt::format("{}: {}; there are {}", path,
                                isAudio ? fmt::format("the codec {} cannot be in such a file", wanted)
                                        : fmt::format("no audio encoder {} is installed", wanted),
-                               names.empty() ? "none for it"
-                                             : fmt::format("{}", fmt::join(names.begin(),
-                                                                           names.begin() + static_cast<std::ptrdiff_t>(
-                                                                                               std::min(kMost, names.size())),
-                                                                           ", "))));
+                               names.empty()
+                                   ? "none for it"
+                                   : fmt::format("{}", fmt::join(names.begin(),
+                                                                 names.begin() + static_cast<std::ptrdiff_t>(
+                                                                                     std::min(kMost, names.size())),
+                                                                 ", "))));
         }
         return encoder;
     }
@@ -210,7 +212,7 @@ AVCodec const* FindAudioEncoder(AVOutputFormat const& container, std::string con
         return nullptr;
     }
     if (std::string_view(container.name) == "nut") {
-        return FindEncoder(AV_CODEC_ID_PCM_S16LE);
+        return FindEncoder(AV_CODEC_ID_PCM_F32LE);
     }
     bool const isWebm = std::string_view(container.name) == "webm";
     for (AVCodecID const id : {isWebm ? AV_CODEC_ID_OPUS : AV_CODEC_ID_AAC, container.audio_codec, AV_CODEC_ID_VORBIS,
@@ -245,7 +247,8 @@ bool HasProperty(AVCodecContext const& codec, int property) {
 /// "ultrafast, superfast, ..." or "0 to 13".
 std::string DescribeValues(AVCodecContext const& codec, AVOption const& option) {
     std::vector<std::string_view> names;
-    for (AVOption const* one = nullptr; option.unit != nullptr && (one = av_opt_next(codec.priv_data, one)) != nullptr;) {
+    for (AVOption const* one = nullptr;
+         option.unit != nullptr && (one = av_opt_next(codec.priv_data, one)) != nullptr;) {
         if (one->type == AV_OPT_TYPE_CONST && one->unit != nullptr && std::string_view(one->unit) == option.unit) {
             names.emplace_back(one->name);
         }
@@ -300,10 +303,11 @@ void SetBitRate(AVCodecContext& codec, EncoderSettings const& settings) {
 void SetPreset(AVCodecContext& codec, std::string const& preset) {
     std::string_view const name = CodecName(codec);
     if (name == "libx264" || name == "libx265") {
-        constexpr std::array<std::string_view, 10> kPresets{"ultrafast", "superfast", "veryfast", "faster",   "fast",
-                                                            "medium",    "slow",      "slower",   "veryslow", "placebo"};
+        constexpr std::array<std::string_view, 10> kPresets{
+            "ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow", "slower", "veryslow", "placebo"};
         if (std::find(kPresets.begin(), kPresets.end(), preset) == kPresets.end()) {
-            Refuse(fmt::format("the codec {} has no preset \"{}\"; it has {}", name, preset, fmt::join(kPresets, ", ")));
+            Refuse(
+                fmt::format("the codec {} has no preset \"{}\"; it has {}", name, preset, fmt::join(kPresets, ", ")));
         }
     }
     // Some call it otherwise.
@@ -327,8 +331,7 @@ void SetOptions(AVCodecContext& codec, TextMap const& options) {
         if (result == AVERROR_OPTION_NOT_FOUND) {
             std::vector<std::string> names;
             for (void* const object : {codec.priv_data, static_cast<void*>(&codec)}) {
-                for (AVOption const* one = nullptr;
-                     object != nullptr && (one = av_opt_next(object, one)) != nullptr;) {
+                for (AVOption const* one = nullptr; object != nullptr && (one = av_opt_next(object, one)) != nullptr;) {
                     if (one->type != AV_OPT_TYPE_CONST && (one->flags & AV_OPT_FLAG_ENCODING_PARAM) != 0) {
                         names.emplace_back(one->name);
                     }

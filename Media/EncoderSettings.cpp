@@ -69,9 +69,8 @@ std::vector<Profile> const& GetProfiles() {
         web.crf = 23;
         web.pixelFormat = "yuv420p";
         web.audioBitRate = BitRate{160'000};
-        EncoderSettings& small =
-            add("small", "smaller than web, and slower to make: AV1, Opus", {"webm", "mkv", "mp4"}, "libsvtav1",
-                "libopus");
+        EncoderSettings& small = add("small", "smaller than web, and slower to make: AV1, Opus", {"webm", "mkv", "mp4"},
+                                     "libsvtav1", "libopus");
         small.crf = 35;
         small.preset = "8";
         small.audioBitRate = BitRate{96'000};

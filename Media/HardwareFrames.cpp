@@ -26,9 +26,10 @@ DeviceKind FindDevice(std::string_view encoder) {
 }
 
 [[noreturn]] void FailDevice(std::string_view encoder, std::string_view what, int error) {
-    Core::Throw(std::invalid_argument(fmt::format("the encoder {} cannot be used: {} ({}); libx264 and libx265 need no "
-                                                  "device",
-                                                  encoder, what, ExplainFfmpeg(error))));
+    Core::Throw(
+        std::invalid_argument(fmt::format("the encoder {} cannot be used: {} ({}); libx264 and libx265 need no "
+                                          "device",
+                                          encoder, what, ExplainFfmpeg(error))));
 }
 
 }  // namespace

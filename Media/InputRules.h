@@ -31,7 +31,6 @@ struct RawForm {
 /// Throws `std::invalid_argument` where "WxH:FORMAT:RATE" is not that.
 RawForm ParseRawForm(std::string const& text);
 
-
 /// Why a file in one of FFmpeg's formats is not read: the end of a sentence that begins with the file's name. Empty for
 /// formats that are read.
 std::string FindRefusal(std::string_view format, bool allowPlaylists);

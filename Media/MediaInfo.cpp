@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <vector>
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/Demuxer.h"
@@ -162,6 +163,61 @@ Conf::FrameInfo GetDisplayInfo(int width, int height, AVRational aspect, Orienta
     return info;
 }
 
+/// What the pixel format says.
+void NoteFormat(MediaInfo& info, AVPixelFormat format) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
+    if (description == nullptr || (description->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
+        info.isRgb = description != nullptr;
+        info.chromaXLog2 = info.chromaYLog2 = 0;
+        return;
+    }
+    info.isRgb = (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+    info.hasAlpha = (description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+    info.bits = description->comp[0].depth;
+    info.chromaXLog2 = description->log2_chroma_w;
+    info.chromaYLog2 = description->log2_chroma_h;
+}
+
+/// Whether any pixel is translucent.
+bool IsTranslucent(AVFrame const& frame) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    if (description == nullptr) {
+        return false;
+    }
+    if ((description->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
+        constexpr std::uint32_t kOpaque = 0xFF000000U;
+        auto const* const entries = reinterpret_cast<std::uint32_t const*>(frame.data[1]);
+        std::array<bool, AVPALETTE_COUNT> isClear{};
+        std::transform(entries, entries + AVPALETTE_COUNT, isClear.begin(),
+                       [](std::uint32_t entry) { return (entry & kOpaque) != kOpaque; });
+        for (int y = 0; y < frame.height; ++y) {
+            std::uint8_t const* const row = frame.data[0] + std::ptrdiff_t{y} * frame.linesize[0];
+            if (std::any_of(row, row + frame.width, [&](std::uint8_t index) { return isClear[index]; })) {
+                return true;
+            }
+        }
+        return false;
+    }
+    if ((description->flags & AV_PIX_FMT_FLAG_ALPHA) == 0) {
+        return false;
+    }
+    if ((description->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) {
+        return true;
+    }
+    int const alpha = description->nb_components - 1;
+    auto const top = static_cast<std::uint16_t>((1 << description->comp[alpha].depth) - 1);
+    std::vector<std::uint16_t> row(static_cast<std::size_t>(frame.width));
+    std::uint8_t const* const data[4] = {frame.data[0], frame.data[1], frame.data[2], frame.data[3]};
+    for (int y = 0; y < frame.height; ++y) {
+        av_read_image_line(row.data(), const_cast<std::uint8_t const**>(data), frame.linesize, description, 0, y, alpha,
+                           frame.width, 0);
+        if (std::any_of(row.begin(), row.end(), [top](std::uint16_t value) { return value != top; })) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Only a decoded still knows its orientation and its true pixel format.
 void ProbeStill(MediaInfo& info, std::string const& path, InputRules const& rules) {
     Demuxer demuxer(path, rules);
@@ -179,7 +235,36 @@ void ProbeStill(MediaInfo& info, std::string const& path, InputRules const& rule
     info.frame = GetDisplayInfo(frame->width, frame->height, frame->sample_aspect_ratio, orientation);
     info.rotation = orientation.rotation;
     info.colorSpec = Proc::GetColorSpec(*frame);
+    info.transfer = frame->color_trc;
+    info.primaries = frame->color_primaries;
+    NoteFormat(info, static_cast<AVPixelFormat>(frame->format));
+    info.hasAlpha = IsTranslucent(*frame);
     info.resolvedColorSpec = info.colorSpec.Resolved(static_cast<std::uint32_t>(frame->height));
+}
+
+HdrLevels MakeLevels(std::uint8_t const* mastering, std::uint8_t const* content) {
+    HdrLevels levels;
+    if (mastering != nullptr) {
+        levels.mastering = *reinterpret_cast<AVMasteringDisplayMetadata const*>(mastering);
+    }
+    if (content != nullptr) {
+        levels.content = *reinterpret_cast<AVContentLightMetadata const*>(content);
+    }
+    return levels;
+}
+
+/// The first picture where only that knows: whether GIF is transparent, how bright PQ is.
+void ProbePicture(MediaInfo& info, std::string const& path, InputRules const& rules, bool isAlphaWanted) {
+    Demuxer demuxer(path, rules);
+    StreamDecoder decoder(demuxer, demuxer.RequireVideo());
+    Proc::AvFramePtr const frame = decoder.Next();
+    if (!frame) {
+        return;
+    }
+    if (isAlphaWanted) {
+        info.hasAlpha = IsTranslucent(*frame);
+    }
+    info.levels = GetHdrLevels(*frame);
 }
 
 ColorSpec GetTags(AVCodecParameters const& parameters) {
@@ -191,6 +276,30 @@ ColorSpec GetTags(AVCodecParameters const& parameters) {
 }
 
 }  // namespace
+
+HdrLevels GetHdrLevels(AVStream const& stream) {
+    return MakeLevels(av_stream_get_side_data(&stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA, nullptr),
+                      av_stream_get_side_data(&stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, nullptr));
+}
+
+HdrLevels GetHdrLevels(AVFrame const& frame) {
+    AVFrameSideData const* const mastering = av_frame_get_side_data(&frame, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA);
+    AVFrameSideData const* const content = av_frame_get_side_data(&frame, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL);
+    return MakeLevels(mastering != nullptr ? mastering->data : nullptr, content != nullptr ? content->data : nullptr);
+}
+
+double HdrLevels::GetPeak() const {
+    constexpr double kUsual = 1000.0;
+    if (content && content->MaxCLL > 0) {
+        return content->MaxCLL;
+    }
+    double const display = mastering && mastering->has_luminance != 0 ? av_q2d(mastering->max_luminance) : 0.0;
+    return display > 0.0 ? display : kUsual;
+}
+
+bool IsHdr(AVColorTransferCharacteristic transfer) {
+    return transfer == AVCOL_TRC_SMPTE2084 || transfer == AVCOL_TRC_ARIB_STD_B67;
+}
 
 char const* GetDynamicRange(AVColorTransferCharacteristic transfer) {
     return transfer == AVCOL_TRC_SMPTE2084      ? "HDR (PQ)"
@@ -225,6 +334,14 @@ MediaInfo Probe(std::string const& path, InputRules const& rules) {
     info.colorSpec = GetTags(parameters);
     info.resolvedColorSpec = info.colorSpec.Resolved(static_cast<std::uint32_t>(parameters.height));
     info.transfer = parameters.color_trc;
+    info.primaries = parameters.color_primaries;
+    info.levels = GetHdrLevels(stream);
+    NoteFormat(info, static_cast<AVPixelFormat>(parameters.format));
+    info.hasAlpha = info.hasAlpha || StreamDecoder::HasAlphaBeside(stream);
+    bool const isUnsure = parameters.codec_id == AV_CODEC_ID_GIF;
+    if (isUnsure || (parameters.color_trc == AVCOL_TRC_SMPTE2084 && !info.levels.mastering)) {
+        ProbePicture(info, path, rules, isUnsure);
+    }
 
     std::int64_t const origin = demuxer->GetOrigin();
     std::int64_t const startTime = demuxer->Get().start_time;

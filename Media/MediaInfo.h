@@ -10,9 +10,13 @@
 #include "Media/MediaError.h"
 
 extern "C" {
+#include <libavutil/mastering_display_metadata.h>
 #include <libavutil/pixfmt.h>
 #include <libavutil/rational.h>
 }
+
+struct AVFrame;
+struct AVStream;
 
 namespace Kaltor::Media {
 
@@ -25,6 +29,19 @@ struct SoundFormat {
 
     bool operator==(SoundFormat const&) const = default;
 };
+
+/// The light of HDR pictures, as tagged (SMPTE ST 2086, CTA-861.3).
+struct HdrLevels {
+    std::optional<AVMasteringDisplayMetadata> mastering;
+    std::optional<AVContentLightMetadata> content;
+
+    /// The brightest that pictures get, cd/m2; 1000 where nothing is known.
+    double GetPeak() const;
+};
+
+/// As the container says, and as a decoded picture does.
+HdrLevels GetHdrLevels(AVStream const& stream);
+HdrLevels GetHdrLevels(AVFrame const& frame);
 
 /// What can be known of a clip without decoding it whole.
 struct MediaInfo {
@@ -50,11 +67,20 @@ struct MediaInfo {
     ColorSpec resolvedColorSpec;
     /// As tagged.
     AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+    AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+    HdrLevels levels;
+    bool hasAlpha = false;
+    bool isRgb = false;
+    int bits = 8;         ///< of a channel; 32 for floats
+    int chromaXLog2 = 1;  ///< chroma is 1 / 2^this as wide as luma
+    int chromaYLog2 = 1;
     std::string container;
     std::string codec;
     std::string pixelFormat;
 };
 
+/// Whether pictures with this transfer have a high dynamic range: PQ or HLG.
+bool IsHdr(AVColorTransferCharacteristic transfer);
 /// "HDR (PQ)" or "HDR (HLG)", after ITU-R BT.2100; "standard range" otherwise.
 char const* GetDynamicRange(AVColorTransferCharacteristic transfer);
 

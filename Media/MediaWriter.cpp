@@ -73,8 +73,8 @@ public:
             options.sound && !sequence ? FindAudioEncoder(container, options.audioCodec, path) : nullptr;
         if (audioEncoder != nullptr) {
             soundFormat = SoundEncoder::ChooseForm(*audioEncoder, *options.sound);
-            sound = std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate,
-                                                   *file.context);
+            sound =
+                std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate, *file.context);
         }
         for (auto const& [key, value] : options.metadata) {
             av_dict_set(&file.context->metadata, key.c_str(), value.c_str(), 0);
@@ -167,7 +167,7 @@ private:
                         fmt::format("{} cannot go through a pipe; give it the name of a file", name)));
                 }
             }
-            stream.emplace(path, options.cancel);
+            stream.emplace(path, options.cancel, options.stop);
         } else {
             partial.emplace(path, options.overwrite, options.warn);
             url = "file:" + partial->GetPath();
@@ -225,7 +225,7 @@ OutputForm DescribeOutput(WriterOptions const& options) {
     AVOutputFormat const& container = FindContainer(options.path, options.format);
     AVCodec const& encoder = FindVideoEncoder(container, options.codec, options.path);
     VideoTarget const form = PictureEncoder::ChooseForm(options, encoder);
-    OutputForm result{container.name, encoder.name, av_get_pix_fmt_name(Proc::ToAvPixelFormat(form.pixFmt)), {}};
+    OutputForm result{container.name, encoder.name, av_get_pix_fmt_name(GetAvFormat(form)), {}};
     bool const isSequence = std::string_view(container.name) == "image2";
     AVCodec const* const audio =
         options.sound && !isSequence ? FindAudioEncoder(container, options.audioCodec, options.path) : nullptr;
@@ -240,6 +240,9 @@ MediaWriter::~MediaWriter() = default;
 
 std::optional<SoundFormat> MediaWriter::GetSound() const {
     return impl->soundFormat;
+}
+VideoTarget const& MediaWriter::GetForm() const {
+    return impl->pictures->GetForm();
 }
 std::string MediaWriter::GetCodec() const {
     return impl->videoEncoder.name;

@@ -36,8 +36,9 @@ struct WriterOptions : EncoderSettings {
     /// whole.
     std::int64_t pictures = 0;
     bool keepsEach = false;
-    /// Waiting for a reader ends once it is true. Must outlive the writer.
+    /// Waiting for the reader of a pipe ends once one of them is true. They must outlive the writer.
     std::atomic<bool> const* cancel = nullptr;
+    std::atomic<bool> const* stop = nullptr;
     /// What the sound should be, if any.
     std::optional<SoundFormat> sound;
     /// Takes what there is to say of the output's place; see `PartialFile`.
@@ -69,6 +70,8 @@ public:
     /// The form in which sound is taken: the wanted one or the nearest that the encoder has. Empty where none was
     /// wanted or the container carries none.
     std::optional<SoundFormat> GetSound() const;
+    /// The form in which the encoder gets pictures; those that are in it already are not copied.
+    VideoTarget const& GetForm() const;
     /// The encoder's name.
     std::string GetCodec() const;
     /// FFmpeg's names.

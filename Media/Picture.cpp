@@ -1,6 +1,7 @@
 #include "Media/Picture.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include <fmt/format.h>
 
@@ -31,17 +32,40 @@ bool HasAlpha(AVFrame const& picture) {
 
 /// The picture's own size and pixel shape in another pixel format.
 Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, ColorSpec const& colorSpec,
-                        PixFmt format, std::string const& name) {
+                        PixFmt format, std::string const& name, AVPixelFormat exact = AV_PIX_FMT_NONE) {
     Conf::FrameInfo info = Proc::GetFrameInfo(picture);
     if (orientation.SwapsSides()) {
         std::swap(info.width, info.height);
         std::swap(info.pixelAspectX, info.pixelAspectY);
     }
-    Conformer conformer(name, {info, {1, 1}, colorSpec, format}, Conformer::Alpha::Drop);
+    VideoTarget target{info, {1, 1}, colorSpec, format};
+    target.exact = exact;
+    Conformer conformer(name, target, Conformer::Alpha::Drop);
     return conformer.Convert(picture, orientation);
 }
 
-boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint32_t maximumSide) {
+bool IsDeep(AVFrame const& picture) {
+    AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
+    return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_PAL) == 0 && description->comp[0].depth > 8;
+}
+
+/// Multiplies the colours of a GBRAPF32 picture by alpha, or divides them.
+void ApplyAlpha(AVFrame& picture, bool multiplies) {
+    for (int y = 0; y < picture.height; ++y) {
+        auto const row = [&](int plane) {
+            return reinterpret_cast<float*>(picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
+        };
+        float const* const alpha = row(3);
+        for (int plane = 0; plane < 3; ++plane) {
+            float* const color = row(plane);
+            for (int x = 0; x < picture.width; ++x) {
+                color[x] = multiplies ? color[x] * alpha[x] : alpha[x] > 0.0F ? color[x] / alpha[x] : 0.0F;
+            }
+        }
+    }
+}
+
+boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint32_t maximumSide, bool keepsDepth) {
     AVStream& stream = demuxer.RequireVideo();
     auto const checkSize = [&](int width, int height) {
         if (static_cast<std::uint32_t>(std::max(width, height)) > maximumSide) {
@@ -51,7 +75,7 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint3
     };
     checkSize(stream.codecpar->width, stream.codecpar->height);
     StreamDecoder decoder(demuxer, stream);
-    Proc::AvFramePtr const frame = decoder.Next();
+    Proc::AvFramePtr frame = decoder.Next();
     if (!frame) {
         Core::Throw(MediaError(fmt::format("{}: no picture can be decoded ({})", demuxer.GetName(),
                                            decoder.GetDamage() ? decoder.GetDamageText() : "it is cut off")));
@@ -59,8 +83,16 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint3
     checkSize(frame->width, frame->height);
     Orientation const ofFrame = Orientation::Of(*frame);
     Orientation const orientation = *ofFrame.filter != '\0' ? ofFrame : Orientation::Of(stream);
+    if (stream.codecpar->codec_id == AV_CODEC_ID_EXR && frame->format == AV_PIX_FMT_GBRAPF32) {
+        if (av_frame_make_writable(frame.get()) < 0) {
+            throw std::bad_alloc();
+        }
+        ApplyAlpha(*frame, false);
+    }
+    PixFmt const plain = HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24;
+    PixFmt const deep = HasAlpha(*frame) ? PixFmt::RgbaF16 : PixFmt::RgbF16;
     return Proc::DataVideoFF::Wrap(
-        Repack(*frame, orientation, {}, HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24, demuxer.GetName()));
+        Repack(*frame, orientation, {}, keepsDepth && IsDeep(*frame) ? deep : plain, demuxer.GetName()));
 }
 
 /// One picture's packet. `quality`: of lossy codecs, in lambda units.
@@ -106,23 +138,53 @@ std::vector<std::uint8_t> Encode(AVFrame& picture, AVCodecID id, std::string con
 
 }  // namespace
 
-boost::intrusive_ptr<Proc::DataVideoFF> ReadPicture(std::string const& path, std::uint32_t maximumSide) {
+boost::intrusive_ptr<Proc::DataVideoFF> ReadPicture(std::string const& path, std::uint32_t maximumSide,
+                                                    bool keepsDepth) {
     Demuxer demuxer(path);
-    return DecodeFirst(demuxer, maximumSide);
+    return DecodeFirst(demuxer, maximumSide, keepsDepth);
 }
 
 boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> const& content, std::string const& name,
-                                                      std::uint32_t maximumSide) {
+                                                      std::uint32_t maximumSide, bool keepsDepth) {
     Demuxer demuxer(content, name);
-    return DecodeFirst(demuxer, maximumSide);
+    return DecodeFirst(demuxer, maximumSide, keepsDepth);
 }
 
 std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture) {
+    PixFmtDescription const& description = PixFmtDescription::Find(picture.GetPixFmt());
+    if (description.IsFloat()) {
+        return Encode(*Repack(*picture.Share(), {}, {}, picture.GetPixFmt(), "PNG",
+                              description.HasAlpha() ? AV_PIX_FMT_RGBA64BE : AV_PIX_FMT_RGB48BE),
+                      AV_CODEC_ID_PNG, "PNG", "pred=mixed", 0);
+    }
     PixFmt const format = OutputFormat(picture.GetPixFmt());
     Proc::AvFramePtr const tagged = picture.Share();
     Proc::AvFramePtr const frame =
         picture.GetPixFmt() == format ? Proc::ShareAvFrame(*tagged) : Repack(*tagged, {}, {}, format, "PNG");
     return Encode(*frame, AV_CODEC_ID_PNG, "PNG", "pred=mixed", 0);
+}
+
+std::vector<std::uint8_t> EncodePicture(Proc::DataVideoFF const& picture, std::string const& ending) {
+    if (ending == ".png") {
+        return EncodePng(picture);
+    }
+    PixFmtDescription const& description = PixFmtDescription::Find(picture.GetPixFmt());
+    bool const hasAlpha = description.HasAlpha();
+    bool const isTiff = ending == ".tif" || ending == ".tiff";
+    if (!isTiff && ending != ".exr") {
+        Core::Throw(std::invalid_argument(fmt::format("{} is no kind of picture that is written", ending)));
+    }
+    AVPixelFormat const format = !isTiff                 ? (hasAlpha ? AV_PIX_FMT_GBRAPF32 : AV_PIX_FMT_GBRPF32)
+                                 : description.IsFloat() ? (hasAlpha ? AV_PIX_FMT_RGBA64LE : AV_PIX_FMT_RGB48LE)
+                                                         : (hasAlpha ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24);
+    Proc::AvFramePtr const frame = Repack(*picture.Share(), {}, {}, picture.GetPixFmt(), "the picture", format);
+    if (isTiff) {
+        return Encode(*frame, AV_CODEC_ID_TIFF, "TIFF", "compression_algo=deflate", 0);
+    }
+    if (hasAlpha) {
+        ApplyAlpha(*frame, true);
+    }
+    return Encode(*frame, AV_CODEC_ID_EXR, "OpenEXR", "format=half:compression=zip16", 0);
 }
 
 std::vector<std::uint8_t> EncodeJpeg(Proc::DataVideoFF const& picture) {

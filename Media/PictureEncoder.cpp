@@ -9,6 +9,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/EncoderChoice.h"
+#include "Media/EncoderForm.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
@@ -25,35 +26,6 @@ namespace {
 
 bool IsPaletteEncoder(AVCodec const& encoder) {
     return encoder.id == AV_CODEC_ID_GIF;
-}
-
-/// Matrix, range, and the primaries and transfer that go with the matrix.
-void Tag(AVCodecContext& codec, VideoTarget const& form) {
-    if (!PixFmtDescription::Find(form.pixFmt).IsYuv()) {
-        codec.colorspace = AVCOL_SPC_RGB;
-        codec.color_range = AVCOL_RANGE_JPEG;
-        return;
-    }
-    codec.color_range = form.colorSpec.range == ColorRange::Full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
-    switch (form.colorSpec.matrix) {
-        case ColorMatrix::Bt709:
-            codec.colorspace = AVCOL_SPC_BT709;
-            codec.color_primaries = AVCOL_PRI_BT709;
-            codec.color_trc = AVCOL_TRC_BT709;
-            break;
-        case ColorMatrix::Bt2020:
-            codec.colorspace = AVCOL_SPC_BT2020_NCL;
-            codec.color_primaries = AVCOL_PRI_BT2020;
-            codec.color_trc = form.transfer;  // there are several
-            break;
-        default:
-            // 525 or 625 lines: the primaries differ, the matrix does not.
-            bool const is625 = form.frame.height == 576 || form.frame.height == 288;
-            codec.colorspace = is625 ? AVCOL_SPC_BT470BG : AVCOL_SPC_SMPTE170M;
-            codec.color_primaries = is625 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
-            codec.color_trc = AVCOL_TRC_SMPTE170M;
-            break;
-    }
 }
 
 void CheckFrameRate(AVCodec const& encoder, AVRational rate) {
@@ -75,23 +47,25 @@ void CheckFrameRate(AVCodec const& encoder, AVRational rate) {
 }
 
 /// A format by FFmpeg's name that the encoder takes and that can be made.
-PixFmt FindPixelFormat(AVCodec const& encoder, std::string const& wanted) {
+AVPixelFormat FindPixelFormat(AVCodec const& encoder, std::string const& wanted) {
     AVPixelFormat const format = av_get_pix_fmt(wanted.c_str());
+    auto const canBeMade = [](AVPixelFormat one) {
+        return Proc::FromAvPixelFormat(one) != PixFmt::Unknown || Proc::HalfConverter::Takes(one);
+    };
     std::vector<std::string> names;
     bool isTaken = encoder.pix_fmts == nullptr && format != AV_PIX_FMT_NONE;
     for (AVPixelFormat const* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
         isTaken = isTaken || *f == format;
-        if (Proc::FromAvPixelFormat(*f) != PixFmt::Unknown) {
+        if (canBeMade(*f)) {
             names.emplace_back(av_get_pix_fmt_name(*f));
         }
     }
-    PixFmt const found = isTaken ? Proc::FromAvPixelFormat(format) : PixFmt::Unknown;
-    if (found == PixFmt::Unknown) {
-        Refuse(fmt::format("the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
-                           names.empty() ? "yuv420p, yuv444p, rgb24 and the like"
-                                         : fmt::format("{}", fmt::join(names, ", "))));
+    if (!isTaken || !canBeMade(format)) {
+        Refuse(fmt::format(
+            "the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
+            names.empty() ? "yuv420p, yuv444p, rgb24 and the like" : fmt::format("{}", fmt::join(names, ", "))));
     }
-    return found;
+    return format;
 }
 
 }  // namespace
@@ -102,6 +76,7 @@ PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& enco
       form(ChooseForm(options, encoder)),
       conformer(options.path, form),
       stream(options.path, file, SetUp(options, encoder, sink != nullptr), std::move(sink)) {
+    stream.SetLevels(form.levels);
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
     }
@@ -114,8 +89,10 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         Refuse(fmt::format("a video cannot have {}x{} pixels", form.frame.width, form.frame.height));
     }
     form.colorSpec = form.colorSpec.Resolved(form.frame.height);
+    bool const hasAlpha =
+        form.like != AV_PIX_FMT_NONE && (av_pix_fmt_desc_get(form.like)->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
     if (IsPaletteEncoder(encoder)) {
-        form.pixFmt = PixFmt::Rgb24;
+        form.pixFmt = hasAlpha ? PixFmt::Bgra : PixFmt::Rgb24;
         return form;
     }
     if (encoder.id == AV_CODEC_ID_MJPEG) {
@@ -124,15 +101,26 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     AVPixelFormat const wanted = Proc::ToAvPixelFormat(options.video.pixFmt);
     std::vector<AVPixelFormat> candidates;
     if (IsHardware(encoder)) {
-        bool const isDeep = av_pix_fmt_desc_get(wanted)->comp[0].depth > 8;
-        form.pixFmt = isDeep ? Proc::FromAvPixelFormat(AV_PIX_FMT_P010) : PixFmt::Nv12;
-        if (form.pixFmt == PixFmt::Unknown) {
-            form.pixFmt = PixFmt::Nv12;
-        }
+        bool const isDeep = form.like != AV_PIX_FMT_NONE && av_pix_fmt_desc_get(form.like)->comp[0].depth > 8;
+        form.pixFmt = PixFmt::Nv12;
+        form.exact = isDeep ? AV_PIX_FMT_P010 : AV_PIX_FMT_NONE;
         return form;
     }
     if (!options.pixelFormat.empty()) {
-        form.pixFmt = FindPixelFormat(encoder, options.pixelFormat);
+        AVPixelFormat const format = FindPixelFormat(encoder, options.pixelFormat);
+        PixFmt const ours = Proc::FromAvPixelFormat(format);
+        if (ours != PixFmt::Unknown) {
+            form.pixFmt = ours;
+        } else {
+            form.exact = format;
+        }
+        return form;
+    }
+    if (form.like != AV_PIX_FMT_NONE) {
+        form.exact = FindNearestFormat(encoder, form.like);
+        if (form.exact == AV_PIX_FMT_NONE) {
+            Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
+        }
         return form;
     }
     for (AVPixelFormat const* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
@@ -155,21 +143,30 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     return form;
 }
 
-CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder,
-                                       bool isPicture) {
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder, bool isPicture) {
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->width = static_cast<int>(form.frame.width);
     codec->height = static_cast<int>(form.frame.height);
     codec->sample_aspect_ratio = {static_cast<int>(form.frame.pixelAspectX), static_cast<int>(form.frame.pixelAspectY)};
     codec->framerate = form.frameRate;
     codec->time_base = av_inv_q(form.frameRate);
-    codec->pix_fmt = Proc::ToAvPixelFormat(form.pixFmt);
+    codec->pix_fmt = GetAvFormat(form);
     if (IsPaletteEncoder(encoder)) {
         codec->pix_fmt = AV_PIX_FMT_PAL8;
     } else {
-        Tag(*codec, form);
+        TagColors(*codec, form);
     }
-    SetEncoding(*codec, options, isPicture, options.isVerbose);
+    EncoderSettings settings = options;
+    bool const hasAlpha = (av_pix_fmt_desc_get(codec->pix_fmt)->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+    if (hasAlpha && (encoder.id == AV_CODEC_ID_VP8 || encoder.id == AV_CODEC_ID_VP9)) {
+        settings.encoderOptions.try_emplace("auto-alt-ref", "0");  // libvpx has no other way for alpha
+    }
+    if (std::string const levels = MakeX265Levels(form.levels);
+        std::string_view(encoder.name) == "libx265" && !levels.empty()) {
+        std::string& own = settings.encoderOptions["x265-params"];
+        own = levels + (own.empty() ? "" : ":" + own);
+    }
+    SetEncoding(*codec, settings, isPicture, options.isVerbose);
     if (IsHardware(encoder)) {
         hardware.emplace(encoder, codec->pix_fmt, codec->width, codec->height);
         hardware->Attach(*codec);
@@ -181,8 +178,8 @@ void PictureEncoder::BuildPaletteGraph() {
     paletteGraph.reset(CheckAllocated(avfilter_graph_alloc()));
     std::string const parameters =
         fmt::format("video_size={}x{}:pix_fmt={}:time_base={}/{}:pixel_aspect={}/{}", form.frame.width,
-                    form.frame.height, static_cast<int>(AV_PIX_FMT_RGB24), form.frameRate.den, form.frameRate.num,
-                    form.frame.pixelAspectX, form.frame.pixelAspectY);
+                    form.frame.height, static_cast<int>(Proc::ToAvPixelFormat(form.pixFmt)), form.frameRate.den,
+                    form.frameRate.num, form.frame.pixelAspectX, form.frame.pixelAspectY);
     // A palette for each picture: nothing needs to be known of later ones.
     std::string const text = fmt::format(
         "buffer@in={}[a];[a]split[b][c];[b]palettegen=stats_mode=single[p];"
@@ -223,7 +220,7 @@ Proc::AvFramePtr PictureEncoder::ToPalette(AVFrame const& picture) {
 }
 
 std::string PictureEncoder::GetPixelFormat() const {
-    return paletteGraph ? "pal8" : av_get_pix_fmt_name(Proc::ToAvPixelFormat(form.pixFmt));
+    return paletteGraph ? "pal8" : av_get_pix_fmt_name(GetAvFormat(form));
 }
 
 void PictureEncoder::Write(AVFrame const& picture) {

@@ -16,6 +16,8 @@ public:
     /// The form in which the encoder gets the pictures.
     static VideoTarget ChooseForm(WriterOptions const& options, AVCodec const& encoder);
 
+    /// What the encoder gets.
+    VideoTarget const& GetForm() const { return form; }
     /// FFmpeg's name for the pictures' format, in main memory.
     std::string GetPixelFormat() const;
     void Write(AVFrame const& picture);

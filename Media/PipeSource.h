@@ -12,7 +12,8 @@
 
 namespace Kaltor::Media {
 
-/// Whether a name stands for something that can be read once only: "-" where standard input is no plain file, or a fifo.
+/// Whether a name stands for something that can be read once only: "-" where standard input is no plain file, or a
+/// fifo.
 bool IsPipe(std::string const& path);
 /// How a name shows in messages: "standard input" for "-".
 std::string ShowInput(std::string const& path);

@@ -62,9 +62,8 @@ Sequence FindGlob(std::string const& pattern) {
     if (sequence.names.empty()) {
         Core::Throw(MediaError(fmt::format("{}: there is no such picture", pattern)));
     }
-    std::sort(sequence.names.begin(), sequence.names.end(), [](std::string const& a, std::string const& b) {
-        return ::strverscmp(a.c_str(), b.c_str()) < 0;
-    });
+    std::sort(sequence.names.begin(), sequence.names.end(),
+              [](std::string const& a, std::string const& b) { return ::strverscmp(a.c_str(), b.c_str()) < 0; });
     sequence.count = static_cast<std::int64_t>(sequence.names.size());
     return sequence;
 }

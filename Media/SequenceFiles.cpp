@@ -45,7 +45,7 @@ SequenceFiles::SequenceFiles(Options const& wanted, PartialFile::WarningFn const
         }
         beyond += isOurs ? 0 : 1;
     }
-    if (beyond > 0 && options.overwrite && warn) {
+    if (beyond > 0 && options.overwrite && !options.keepsEach && warn) {
         warn(fmt::format("{}: {} other picture{} of that name stay{}", options.pattern, beyond, beyond == 1 ? "" : "s",
                          beyond == 1 ? "s" : ""));
     }

@@ -48,8 +48,7 @@ SoundFormat SoundEncoder::ChooseForm(AVCodec const& encoder, SoundFormat const& 
     return form;
 }
 
-CodecContextPtr SoundEncoder::SetUp(AVCodec const& encoder, SoundFormat const& format,
-                                    std::optional<BitRate> bitRate) {
+CodecContextPtr SoundEncoder::SetUp(AVCodec const& encoder, SoundFormat const& format, std::optional<BitRate> bitRate) {
     constexpr std::int64_t kBitsPerChannel = 96'000;
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->sample_rate = format.sampleRate;

@@ -1,6 +1,7 @@
 #include "Media/StreamDecoder.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -14,12 +15,22 @@ constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
 /// Demuxers and decoders mostly find the next good packet after damage; this many failures in a row are an end.
 constexpr int kMostFailures = 1000;
 
+/// FFmpeg's own decoders of VP8 and VP9 leave alpha out.
+AVCodec const* FindDecoder(AVStream const& stream) {
+    AVCodecID const id = stream.codecpar->codec_id;
+    AVCodec const* const withAlpha =
+        !StreamDecoder::HasAlphaBeside(stream)
+            ? nullptr
+            : avcodec_find_decoder_by_name(id == AV_CODEC_ID_VP8 ? "libvpx" : "libvpx-vp9");
+    return withAlpha != nullptr ? withAlpha : avcodec_find_decoder(id);
+}
+
 }  // namespace
 
 StreamDecoder::StreamDecoder(Demuxer& source, AVStream& selected)
     : demuxer(source), stream(selected), packet(MakePacket()) {
     AVCodecParameters const& parameters = *stream.codecpar;
-    AVCodec const* const decoder = avcodec_find_decoder(parameters.codec_id);
+    AVCodec const* const decoder = FindDecoder(stream);
     if (decoder == nullptr) {
         Core::Throw(MediaError(fmt::format("{}: no decoder for {} is installed", demuxer.GetName(),
                                            avcodec_get_name(parameters.codec_id))));
@@ -37,6 +48,12 @@ StreamDecoder::StreamDecoder(Demuxer& source, AVStream& selected)
         ThrowMediaError(demuxer.GetName(), fmt::format("cannot be decoded as {}", decoder->name), result);
     }
     demuxer.Select(stream);
+}
+
+bool StreamDecoder::HasAlphaBeside(AVStream const& stream) {
+    AVCodecID const id = stream.codecpar->codec_id;
+    AVDictionaryEntry const* const mode = av_dict_get(stream.metadata, "alpha_mode", nullptr, 0);
+    return (id == AV_CODEC_ID_VP8 || id == AV_CODEC_ID_VP9) && mode != nullptr && std::string_view(mode->value) == "1";
 }
 
 void StreamDecoder::NoteDamage(std::int64_t time, int error) {

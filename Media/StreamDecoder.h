@@ -19,6 +19,9 @@ public:
     /// To be called after a seek.
     void Flush();
 
+    /// Whether the stream carries alpha beside its pictures, as VP8 and VP9 do.
+    static bool HasAlphaBeside(AVStream const& stream);
+
     AVStream const& GetStream() const { return stream; }
     /// The presentation time, in the stream's time base, near which something could not be read or decoded. An unknown
     /// place is AV_NOPTS_VALUE.

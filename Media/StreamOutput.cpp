@@ -29,15 +29,13 @@ bool IsTrue(std::atomic<bool> const* flag) {
 
 bool StreamOutput::IsStream(std::string const& path) {
     struct ::stat status {};
-    return path == "-" ||
-           (::stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)));
+    return path == "-" || (::stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)));
 }
 
-StreamOutput::StreamOutput(std::string const& path, std::atomic<bool> const* cancelFlag)
-    : name(path == "-" ? "standard output" : path), cancel(cancelFlag) {
+StreamOutput::StreamOutput(std::string const& path, std::atomic<bool> const* cancelFlag,
+                           std::atomic<bool> const* stopFlag)
+    : name(path == "-" ? "standard output" : path), cancel(cancelFlag), stop(stopFlag) {
     Open(path);
-    struct ::stat status {};
-    isPipe = isOwn && ::fstat(file, &status) == 0 && S_ISFIFO(status.st_mode);
     ::fcntl(file, F_SETPIPE_SZ, kBufferBytes);  // fewer turns, where the system allows it
     auto* const buffer = static_cast<unsigned char*>(CheckAllocated(av_malloc(kBufferBytes)));
     io = CheckAllocated(avio_alloc_context(buffer, kBufferBytes, 1, this, nullptr, &StreamOutput::Write, nullptr));
@@ -52,7 +50,7 @@ void StreamOutput::Open(std::string const& path) {
             if (file >= 0 || errno != ENXIO) {
                 break;
             }
-            if (IsTrue(cancel)) {
+            if (IsUnwanted()) {
                 Core::Throw(Cancelled());
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(kWaitMilliseconds));
@@ -87,13 +85,17 @@ StreamOutput::~StreamOutput() {
     }
 }
 
+bool StreamOutput::IsUnwanted() const {
+    return IsTrue(cancel) || IsTrue(stop);
+}
+
 int StreamOutput::Write(void* self, std::uint8_t* bytes, int size) {
     return static_cast<StreamOutput*>(self)->WriteAll(bytes, size);
 }
 
 int StreamOutput::WriteAll(std::uint8_t const* bytes, int size) {
     for (int done = 0; done < size;) {
-        if (IsTrue(cancel)) {
+        if (IsUnwanted()) {
             isCancelled = true;
             return AVERROR_EXIT;
         }

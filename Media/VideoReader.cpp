@@ -82,6 +82,7 @@ private:
         deinterlacer.emplace(path, stream.time_base);
         hasDecoded = false;
         orientation = Orientation::Of(stream);
+        conformer.SetLevels(GetHdrLevels(stream));
         isStill = demuxer->IsStillFormat();
     }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -19,16 +20,33 @@ struct VideoTarget {
     PixFmt pixFmt = PixFmt::Yuv420p;
     /// Pictures keep their own size and pixel aspect, upright: someone else brings them to `frame`.
     bool keepsSize = false;
-    /// What pictures of BT.2020 are tagged with; none are converted.
+    /// Pictures whose transfer or primaries are known to be others are converted, through linear light.
     AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+    AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+    /// Takes the place of `pixFmt` for a form that only encoders know.
+    AVPixelFormat exact = AV_PIX_FMT_NONE;
+    /// What an encoder should come nearest to where `pixFmt` is not planar 4:2:0 of 8 bits.
+    AVPixelFormat like = AV_PIX_FMT_NONE;
+    /// Red, green and blue, 0 to 1, below what loses its alpha.
+    std::array<float, 3> background{0.0F, 0.0F, 0.0F};
+    /// What PQ pictures are tagged with.
+    HdrLevels levels{};
 };
+
+/// FFmpeg's format of a target's pictures.
+inline AVPixelFormat GetAvFormat(VideoTarget const& target) {
+    return target.exact != AV_PIX_FMT_NONE ? target.exact : Proc::ToAvPixelFormat(target.pixFmt);
+}
+
+/// Makes the colours of an HDR target those of BT.709; others stay.
+void MakeStandardRange(VideoTarget& target);
 
 /// Takes one line that names the file.
 using WarningFn = std::function<void(std::string const& message)>;
 
 /// Streams a clip's pictures at a constant rate: picture k is the last one that begins before start + (k + 0.29)
 /// / rate. Pictures of other sizes are scaled with their aspect kept and centred on
-/// black; alpha is composed over black; interlaced ones are made whole. A picture that is already in the target's form
+/// black; alpha is composed over the target's background where the target has none; interlaced ones are made whole. A picture that is already in the target's form
 /// is handed on as the decoder made it: the same buffers, no copy. A still gives the same picture without end.
 ///
 /// What cannot be decoded gives one warning with the time from which the clip is damaged; the last good picture stands

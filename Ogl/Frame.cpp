@@ -54,7 +54,7 @@ void RepeatEdges(AVFrame& frame, std::uint32_t width, std::uint32_t height) {
 /// An opaque picture: `rgb` over black.
 Frame Flatten(Frame const& rgb, ShaderStorage const& storage) {
     Frame flat;
-    flat.Allocate(kOpaqueFormat, rgb.GetWidth(), rgb.GetHeight());
+    flat.Allocate(OpaqueFormat(rgb.GetPixFmt()), rgb.GetWidth(), rgb.GetHeight());
     storage.FBO().Attach(flat.GetFirstTexture());
     EnableState const blend(GL_BLEND);
     glBlendFuncSeparate(GL_SRC_ALPHA, GL_ZERO, GL_ONE, GL_ZERO);
@@ -83,7 +83,8 @@ struct Frame::Picture {
 
 void Frame::Allocate(PixFmt format, std::uint32_t width, std::uint32_t height) {
     PixFmtDescription const& description = PixFmtDescription::Find(format);
-    bool const isBlueFirst = !description.IsYuv() && OglManager::GetInstance().GetStrategy().isBlueFirst;
+    bool const isBlueFirst =
+        !description.IsYuv() && !description.IsFloat() && OglManager::GetInstance().GetStrategy().isBlueFirst;
     auto made = std::make_shared<Picture>(Picture{format, width, height, {}, {}});
     for (std::size_t plane = 0; plane < description.planes; ++plane) {
         PlaneLayout const layout = GetPlaneLayout(format, plane, width, height);

@@ -68,6 +68,10 @@ PlaneLayout GetPlaneLayout(PixFmt format, std::size_t plane, std::uint32_t width
             return {GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, 4, TexelFormat::Rgba8, width, height};
         case PixFmt::Bgrx:
             return {GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, 4, TexelFormat::Rgbx8, width, height};
+        case PixFmt::RgbF16:
+            return {GL_RGBA, GL_HALF_FLOAT, 8, TexelFormat::Rgbx16f, width, height};
+        case PixFmt::RgbaF16:
+            return {GL_RGBA, GL_HALF_FLOAT, 8, TexelFormat::Rgba16f, width, height};
         default:
             break;
     }

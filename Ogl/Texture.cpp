@@ -40,6 +40,9 @@ TexelFacts GetFacts(TextureForm const& form) {
             return {GL_RG16, GL_RG, GL_UNSIGNED_SHORT, 4};
         case TexelFormat::Rgba16:
             return {GL_RGBA16, GL_RGBA, GL_UNSIGNED_SHORT, 8};
+        case TexelFormat::Rgba16f:
+        case TexelFormat::Rgbx16f:  // as above
+            return {GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT, 8};
         case TexelFormat::R32f:
             break;
     }

@@ -19,7 +19,21 @@ enum class TexelFormat : std::uint8_t {
     Rg16,    ///< tables of two numbers
     Rgba16,  ///< for intermediate results finer than 8 bits
     R32f,
+    Rgba16f,  ///< deep pictures
+    Rgbx16f,  ///< the same, opaque
 };
+
+/// Whether texels are finer than 8 bits and hold values above 1.
+constexpr bool IsDeep(TexelFormat format) {
+    return format == TexelFormat::Rgba16f || format == TexelFormat::Rgbx16f;
+}
+/// For intermediate results of a picture with such texels, with alpha: as fine as the picture, or finer.
+constexpr TexelFormat LikeWithAlpha(TexelFormat picture) {
+    return IsDeep(picture) ? TexelFormat::Rgba16f : TexelFormat::Rgba8;
+}
+constexpr TexelFormat FinerWithAlpha(TexelFormat picture) {
+    return IsDeep(picture) ? TexelFormat::Rgba16f : TexelFormat::Rgba16;
+}
 
 /// Size, texel type and order in memory. Textures of equal form are interchangeable.
 struct TextureForm {
@@ -54,7 +68,7 @@ public:
     explicit operator bool() const { return static_cast<bool>(object); }
 
     /// Whether alpha is always 1.
-    bool IsOpaque() const { return form.format == TexelFormat::Rgbx8; }
+    bool IsOpaque() const { return form.format == TexelFormat::Rgbx8 || form.format == TexelFormat::Rgbx16f; }
     /// Whether nothing has been drawn or uploaded yet.
     bool IsFresh() const { return isFresh; }
     void SetFresh(bool value) const { isFresh = value; }

@@ -67,7 +67,7 @@ Composer::Composer(Edit::Plan const& wholePlan, FactoryPtr const& effectFactory,
     bool const hasBlur = std::any_of(plan.clips.begin(), plan.clips.end(),
                                      [](PlannedClip const& clip) { return clip.fit == Edit::Clip::Fit::Blur; });
     if (!plan.overlays.empty() || !plan.subtitles.empty() || hasTitle || hasBlur) {
-        layers.emplace(factory);
+        layers.emplace(factory, plan.target);
     }
     for (Edit::PlannedSubtitles const& file : plan.subtitles) {
         subtitles.push_back(std::make_unique<Edit::SubtitlePainter>(

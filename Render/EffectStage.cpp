@@ -199,7 +199,9 @@ Downloader::Downloader(FactoryPtr const& factory, Media::VideoTarget const& targ
     : effect(factory->CreateOneInputEffect(Proc::SettingsFrameDownloader::CLASS_ID, Proc::ImplNames::OGL)),
       conformer("the effects' output", target) {
     Proc::SettingsFrameDownloader settings;
-    settings.downloadMode = Proc::SettingsFrameDownloader::Mode::Yuv420p;
+    if (target.pixFmt == PixFmt::Yuv420p) {
+        settings.downloadMode = Proc::SettingsFrameDownloader::Mode::Yuv420p;
+    }
     effect->SetSettings(settings);
 }
 
@@ -210,6 +212,12 @@ Proc::AvFramePtr Downloader::Process(FramePtr frame) {
         Core::Throw(std::logic_error("an effect's frame did not come back from the GPU"));
     }
     Proc::AvFramePtr shared = picture->Share();
+    Media::VideoTarget const& target = conformer.GetTarget();
+    shared->color_trc = target.transfer;
+    shared->color_primaries = target.primaries;
+    if (target.pixFmt != PixFmt::Yuv420p) {
+        return shared;  // the encoder makes its own form of it
+    }
     bool const isYuv = PixFmtDescription::Find(picture->GetPixFmt()).IsYuv();
     if (isYuv && picture->GetColorSpec() == ColorSpec{}) {
         Proc::SetColorSpec(*shared, conformer.GetTarget().colorSpec);  // what went in

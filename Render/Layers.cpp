@@ -180,11 +180,29 @@ private:
 
 }  // namespace
 
-LayerPainter::LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> const& factory)
+LayerPainter::LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> const& factory,
+                           Media::VideoTarget const& target)
     : uploader(factory->CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, Proc::ImplNames::OGL)),
-      timer(Ogl::TaskTimer::Create("Layers")) {}
+      timer(Ogl::TaskTimer::Create("Layers")) {
+    if (Media::IsHdr(target.transfer)) {
+        Media::VideoTarget form = target;
+        form.pixFmt = AlphaFormat(target.pixFmt);
+        form.keepsSize = true;
+        conformer = std::make_unique<Media::Conformer>("an overlay", form);
+    }
+}
+
+LayerPainter::~LayerPainter() = default;
 
 boost::intrusive_ptr<DataVideoOGL> LayerPainter::Upload(boost::intrusive_ptr<Proc::IDataVideo> frame) const {
+    auto const* const picture = dynamic_cast<Proc::DataVideoFF const*>(frame.get());
+    if (conformer && picture != nullptr && !PixFmtDescription::Find(picture->GetPixFmt()).IsFloat()) {
+        std::int64_t const timestamp = picture->GetTimestamp();
+        std::int64_t const duration = picture->GetDuration();
+        frame = Proc::DataVideoFF::Wrap(conformer->Convert(*picture->Share()));
+        frame->SetTimestamp(timestamp);
+        frame->SetDuration(duration);
+    }
     uploader->Process(frame);
     return {dynamic_cast<DataVideoOGL*>(frame.get())};
 }

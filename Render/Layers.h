@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "Edit/Document.h"
+#include "Media/Conformer.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 
@@ -31,9 +33,12 @@ struct Layer {
 /// mixed in by a.
 class LayerPainter {
 public:
-    explicit LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
+    /// `target`: the form of the frames.
+    LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> const& factory, Media::VideoTarget const& target);
+    ~LayerPainter();
 
-    /// A frame in main memory comes to the GPU; one that is there stays as it is.
+    /// A frame in main memory comes to the GPU; one that is there stays as it is. Pictures of SDR, such as titles, get
+    /// the colours of a video that has others.
     boost::intrusive_ptr<Ogl::DataVideoOGL> Upload(boost::intrusive_ptr<Proc::IDataVideo> frame) const;
     /// Replaces `frame` by one with the layers over it, which is drawn later.
     void Process(boost::intrusive_ptr<Proc::IDataVideo>& frame, std::vector<Layer> layers) const;
@@ -41,6 +46,7 @@ public:
 private:
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> uploader;
     boost::intrusive_ptr<Ogl::TaskTimer> timer;
+    std::unique_ptr<Media::Conformer> conformer;  ///< null where pictures have the video's colours
 };
 
 }  // namespace Kaltor::Render

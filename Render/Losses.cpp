@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "Render/OutputForm.h"
+
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
@@ -21,21 +23,17 @@ struct Capacity {
 
     static Capacity Of(AVPixelFormat format) {
         AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(format);
-        return description == nullptr ? Capacity{}
-                                      : Capacity{(description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0,
-                                                 description->comp[0].depth};
+        return description == nullptr
+                   ? Capacity{}
+                   : Capacity{(description->flags & AV_PIX_FMT_FLAG_ALPHA) != 0, description->comp[0].depth};
     }
 };
 
 /// What comes out of the render and goes through the encoder.
 Capacity FindCapacity(Edit::Plan const& plan, Media::OutputForm const& form) {
-    Capacity const made = Capacity::Of(Proc::ToAvPixelFormat(plan.target.pixFmt));
+    PixFmtDescription const& made = PixFmtDescription::Find(plan.target.pixFmt);
     Capacity const written = Capacity::Of(av_get_pix_fmt(form.pixelFormat.c_str()));
-    return {made.hasAlpha && written.hasAlpha, std::min(made.depth, written.depth)};
-}
-
-bool IsHdr(AVColorTransferCharacteristic transfer) {
-    return transfer == AVCOL_TRC_SMPTE2084 || transfer == AVCOL_TRC_ARIB_STD_B67;
+    return {made.HasAlpha() && written.hasAlpha, std::min<int>(made.bits, written.depth)};
 }
 
 class LossFinder {
@@ -50,7 +48,8 @@ public:
             }
         }
         if (form && plan.sound && !form->sound) {
-            Add(job.output, "sound", "this kind of file carries no sound; it is left out");
+            Add(job.output == "-" ? "standard output" : job.output, "sound",
+                "this kind of file carries no sound; it is left out");
         }
         return std::move(losses);
     }
@@ -59,14 +58,13 @@ private:
     void Examine(std::string const& file, MediaInfo const& info) {
         Edit::Output const& wanted = job.document.output;
         if (form) {
-            Capacity const source = Capacity::Of(av_get_pix_fmt(info.pixelFormat.c_str()));
             Capacity const kept = FindCapacity(plan, *form);
-            // Every GIF is decoded with alpha, whether or not it has any.
-            if (source.hasAlpha && !kept.hasAlpha && info.codec != "gif" && wanted.pixelFormat.empty()) {
+            bool const isMeant = !wanted.pixelFormat.empty() || (!wanted.alpha.empty() && wanted.alpha != "keep");
+            if (info.hasAlpha && !kept.hasAlpha && !isMeant) {
                 Add(file, "alpha", fmt::format("its alpha is lost: the output, {}, has none", form->pixelFormat));
             }
-            if (source.depth > kept.depth && wanted.pixelFormat.empty()) {
-                Add(file, "depth", fmt::format("its {} bits become {}", source.depth, kept.depth));
+            if (info.bits > kept.depth && wanted.pixelFormat.empty() && wanted.depth != Edit::Output::Depth::Eight) {
+                Add(file, "depth", fmt::format("its {} bits become {}", info.bits, kept.depth));
             }
             int const channels = form->sound ? form->sound->channels : 0;
             if (info.sound && channels > 0 && info.sound->channels > channels &&
@@ -75,7 +73,8 @@ private:
                     fmt::format("its {} channels of sound are mixed down to {}", info.sound->channels, channels));
             }
         }
-        if (IsHdr(info.transfer) && !IsHdr(plan.target.transfer)) {
+        if (Media::IsHdr(info.transfer) && !Media::IsHdr(plan.target.transfer) &&
+            wanted.hdr == Edit::Output::Hdr::Auto) {
             Add(file, "hdr", fmt::format("it is {}, the output is not", Media::GetDynamicRange(info.transfer)));
         }
         constexpr double kRounding = 1.001;
@@ -86,8 +85,9 @@ private:
                             av_q2d(plan.target.frameRate)));
         }
         if (info.subtitles > 0) {
-            Add(file, "subtitles", info.subtitles == 1 ? "its subtitles are left out"
-                                                       : fmt::format("its {} subtitles are left out", info.subtitles));
+            Add(file, "subtitles",
+                info.subtitles == 1 ? "its subtitles are left out"
+                                    : fmt::format("its {} subtitles are left out", info.subtitles));
         }
     }
 
@@ -106,7 +106,7 @@ private:
 
 Media::OutputForm DescribeOutput(RenderJob const& job, Edit::Plan const& plan) {
     Media::WriterOptions options;
-    static_cast<Media::EncoderSettings&>(options) = Media::ApplyProfile(job.document.output, job.output);
+    static_cast<Media::EncoderSettings&>(options) = ChooseSettings(plan, job.document.output, job.output);
     options.path = job.output;
     options.video = plan.target;
     options.sound = plan.sound;

@@ -22,6 +22,7 @@ Media::OutputForm DescribeOutput(RenderJob const& job, Edit::Plan const& plan);
 
 /// Those of a job, one for each file and kind. What the job asks for, such as a frame rate, is no loss. `form`: none
 /// where the job names no output; then only what does not depend on it is found.
-std::vector<Loss> FindLosses(RenderJob const& job, Edit::Plan const& plan, std::optional<Media::OutputForm> const& form);
+std::vector<Loss> FindLosses(RenderJob const& job, Edit::Plan const& plan,
+                             std::optional<Media::OutputForm> const& form);
 
 }  // namespace Kaltor::Render

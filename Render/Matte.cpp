@@ -77,7 +77,7 @@ private:
 
 VideoPtr MakeVideo(VideoPtr const& first, VideoPtr const& second, std::optional<float> grey,
                    boost::intrusive_ptr<Ogl::TaskTimer> const& timer) {
-    VideoPtr video = DataVideoOGL::Create(PixFmt::Rgba, first->GetFrameInfo());
+    VideoPtr video = DataVideoOGL::Create(AlphaFormat(first->GetPixFmt()), first->GetFrameInfo());
     video->SetTimestamp(first->GetTimestamp());
     video->SetDuration(first->GetDuration());
     video->ConcatenateTasks(first);
@@ -106,8 +106,8 @@ FramePtr Matte::Draw(Pass& pass, VideoPtr const& picture, std::int64_t number) c
     FramePtr const shown = MakeVideo(picture, nullptr, pass.grey, timer);
     if (!pass.nothing || pass.nothing->GetFrameInfo() != picture->GetFrameInfo()) {
         // A frame that nobody draws on is transparent.
-        pass.nothing =
-            MakeVideo(DataVideoOGL::Create(PixFmt::Rgba, picture->GetFrameInfo()), nullptr, pass.grey, timer);
+        pass.nothing = MakeVideo(DataVideoOGL::Create(AlphaFormat(picture->GetPixFmt()), picture->GetFrameInfo()),
+                                 nullptr, pass.grey, timer);
     }
     pass.nothing->SetTimestamp(picture->GetTimestamp());
     pass.nothing->SetDuration(picture->GetDuration());

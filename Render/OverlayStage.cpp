@@ -22,7 +22,7 @@ std::pair<double, double> PlaceOf(Overlay::Anchor anchor) {
 /// Overlays keep their own size and their alpha.
 Media::VideoTarget MakeTarget(Media::VideoTarget const& output) {
     Media::VideoTarget target = output;
-    target.pixFmt = PixFmt::Rgba;
+    target.pixFmt = AlphaFormat(output.pixFmt);
     target.keepsSize = true;
     return target;
 }

@@ -15,6 +15,7 @@
 #include "Ogl/DataVideoOGL.h"
 #include "Render/Composer.h"
 #include "Render/Losses.h"
+#include "Render/OutputForm.h"
 #include "Render/SoundMix.h"
 
 namespace Kaltor::Render {
@@ -125,9 +126,9 @@ std::vector<Media::Chapter> MakeChapters(Edit::Plan const& plan, Piece const& pi
 WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Piece const& piece,
                                 WarningFn const& warn) {
     WriterOptions options;
-    static_cast<Media::EncoderSettings&>(options) = Media::ApplyProfile(job.document.output, job.output);
+    static_cast<Media::EncoderSettings&>(options) = ChooseSettings(plan, job.document.output, job.output);
     options.path = job.output;
-    options.overwrite = job.overwrite;
+    options.overwrite = job.overwrite || job.isResumed;  // what comes after a gap is made again
     options.video = plan.target;
     options.sound = plan.sound;
     options.warn = warn;
@@ -140,7 +141,8 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Pi
     }
     if (options.hasChapters) {
         if (piece.isOpen) {
-            Core::Throw(std::invalid_argument("chapters need to know how long the video is, which a pipe does not say"));
+            Core::Throw(
+                std::invalid_argument("chapters need to know how long the video is, which a pipe does not say"));
         }
         options.chapters = MakeChapters(plan, piece);
         options.duration = TimeOf(plan, piece.Count());
@@ -326,9 +328,10 @@ private:
 void ReportLosses(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
     std::vector<Loss> const losses = FindLosses(job, plan, DescribeOutput(job, plan));
     if (job.isStrict && !losses.empty()) {
-        std::string const more = losses.size() == 1 ? std::string()
-                                                    : fmt::format(" (and {} more of that kind, which --dry-run lists)",
-                                                                  losses.size() - 1);
+        std::string const more =
+            losses.size() == 1
+                ? std::string()
+                : fmt::format(" (and {} more of what is lost, which --dry-run lists)", losses.size() - 1);
         Core::Throw(MediaError(losses.front().message + more));
     }
     for (Loss const& loss : losses) {
@@ -356,6 +359,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
         }
     };
     Edit::Plan plan = MakePlan(job, warn);
+    ChooseForm(plan, job.document.output, job.output);
     Piece const piece = ChoosePiece(job, plan);
     ReportLosses(job, plan, warn);
     bool const needsEffects = NeedsDrawing(plan);
@@ -365,11 +369,16 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     if (job.onStart) {
         job.onStart(plan.target.frameRate);
     }
-    MediaWriter writer(MakeWriterOptions(job, plan, piece, warn));
-    if (!writer.GetSound()) {
-        plan.sounds.clear();  // a pipe would wait for its sound to be read
-    }
     Pipeline pipeline;
+    WriterOptions options = MakeWriterOptions(job, plan, piece, warn);
+    options.stop = pipeline.GetStop().GetFlag();
+    MediaWriter writer(options);
+    if (!writer.GetSound()) {
+        plan.sounds.clear();  // what a pipe gives for it would be kept for ever
+    }
+    if (!needsEffects && plan.target.like != AV_PIX_FMT_NONE) {
+        plan.target = writer.GetForm();  // straight from the decoder to the encoder
+    }
     Stages stages(job, plan, piece, factory, writer, pipeline);
     stages.Start(needsEffects);
     pipeline.Run({[&](std::int64_t done) {
@@ -395,7 +404,8 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
 
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {
     WarningFn const warn = job.onWarning ? job.onWarning : [](std::string const&) {};
-    Edit::Plan const plan = MakePlan(job, warn);
+    Edit::Plan plan = MakePlan(job, warn);
+    ChoosePictureForm(plan, job.document.output);
     // The frame that shows then, not the nearest one.
     constexpr double kRounding = 1e-6;
     auto const number = static_cast<std::int64_t>(std::floor((seconds + kRounding) * av_q2d(plan.time.frameRate)));

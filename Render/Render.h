@@ -70,7 +70,8 @@ struct RenderResult {
 /// frames: 0 on the first one, and 1 on the frame after the last one.
 ///
 /// Throws `std::invalid_argument` for a job that cannot be, `MediaError` for a file at fault, `Cancelled`, or what an
-/// effect threw; `PipeClosed` where the reader of the output has gone. Then nothing is left under the output's name or beside it, and no thread runs.
+/// effect threw; `PipeClosed` where the reader of the output has gone. Then nothing is left under the output's name or
+/// beside it, and no thread runs.
 RenderResult Render(RenderJob const& job, boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
 
 /// The frames of a plan that are made.

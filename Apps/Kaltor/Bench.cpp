@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/BenchReport.h"
+#include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Verbs.h"
@@ -110,7 +111,7 @@ BenchRow MeasureEdit(Catalog const& catalog, EditCase const& edit, Size const& s
 }
 
 int Bench(BenchOptions const& options) {
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry> entries;
     std::vector<EditCase> edits;
     for (std::string const& name : options.names) {
@@ -124,6 +125,7 @@ int Bench(BenchOptions const& options) {
     }
     if (options.names.empty()) {
         entries = catalog.GetEntries();
+        std::erase_if(entries, [](CatalogEntry const& entry) { return !Host::HasAllDefaults(entry); });
         edits.assign(kEditCases.begin(), kEditCases.end());
     }
     std::vector<Size> const sizes = ParseSizes(options.sizes);

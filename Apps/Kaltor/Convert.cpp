@@ -38,7 +38,7 @@ int Convert(ConvertOptions const& options) {
         throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", options.output));
     }
     auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document const document = ReadDocument(options.input, catalog, options);
     std::string const folder = std::filesystem::absolute(options.output).parent_path().string();
     std::string text;

@@ -6,11 +6,15 @@
 #include <nlohmann/json.hpp>
 
 #include "Apps/Kaltor/BenchReport.h"
+#include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Doors.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Host/Catalog.h"
+#include "Host/OtherPlugins.h"
 #include "Host/Plugin.h"
+#include "Host/ShaderFolders.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 
@@ -63,11 +67,56 @@ ordered_json ExaminePlugin() {
         Host::EffectRegistry registry;
         Host::LoadPlugin(file, registry);
         report["effects"] = registry.List().size();
-        report["ok"] = true;
+        report["ok"] = !registry.List().empty();
+        if (registry.List().empty()) {
+            report["error"] = "it registers no effects";
+        }
     } catch (std::exception const& error) {
         report["error"] = HideHome(Core::Describe(error));
     }
     return report;
+}
+
+/// The plug-ins of others, and where they are looked for.
+ordered_json ExamineOtherPlugins() {
+    ordered_json report{{"ok", true}, {"folders", ordered_json::array()}, {"plugins", ordered_json::array()}};
+    for (std::filesystem::path const& folder : Host::ListPluginFolders()) {
+        report["folders"].push_back(HideHome(folder.string()));
+    }
+    std::vector<Host::PluginReport> plugins;
+    try {
+        plugins = Host::Catalog::Load().GetPlugins();
+    } catch (std::exception const&) {
+        return report;  // without the standard plug-in none is loaded; that is reported on its own
+    }
+    for (Host::PluginReport const& plugin : plugins) {
+        if (plugin.isOwn) {
+            continue;
+        }
+        report["plugins"].push_back(
+            {{"path", HideHome(plugin.file.string())},
+             {"effects", plugin.effects},
+             {"error", plugin.fault.empty() ? ordered_json(nullptr) : ordered_json(HideHome(plugin.fault))}});
+        report["ok"] = report["ok"].get<bool>() && plugin.fault.empty();
+    }
+    return report;
+}
+
+std::string ShowOtherPlugins(ordered_json const& report) {
+    std::string out;
+    for (ordered_json const& plugin : report["plugins"]) {
+        out += fmt::format("  path       {}, {} effects\n", MakePrintable(plugin["path"].get<std::string>()),
+                           plugin["effects"].get<std::size_t>());
+        if (!plugin["error"].is_null()) {
+            out += fmt::format("  FAILS      {}\n", MakePrintable(plugin["error"].get<std::string>()));
+        }
+    }
+    if (report["plugins"].empty()) {
+        for (ordered_json const& folder : report["folders"]) {
+            out += fmt::format("  none in    {}\n", MakePrintable(folder.get<std::string>()));
+        }
+    }
+    return out;
 }
 
 ordered_json ExamineFfmpeg() {
@@ -87,6 +136,36 @@ ordered_json ExamineFfmpeg() {
             "choose another encoder with --codec";
     }
     return report;
+}
+
+/// The folders of shader files, with what is wrong in them. Faults there are the user's to mend: they are no failure.
+ordered_json ExamineShaders() {
+    ordered_json report{{"folders", ordered_json::array()}, {"faults", ordered_json::array()}};
+    for (std::filesystem::path const& folder : Host::FindShaderFolders()) {
+        report["folders"].push_back(
+            {{"path", HideHome(folder.string())}, {"files", Host::ListShaderFiles(folder).size()}});
+    }
+    try {
+        Catalog const catalog = Host::Catalog::Load();
+        for (std::string const& fault : catalog.GetFaults()) {
+            report["faults"].push_back(HideHome(fault));
+        }
+    } catch (std::exception const&) {
+        // The plug-in's part of the report says what is wrong.
+    }
+    return report;
+}
+
+std::string ShowShaders(ordered_json const& shaders) {
+    std::string out = shaders["folders"].empty() ? "  none\n" : "";
+    for (ordered_json const& folder : shaders["folders"]) {
+        out += fmt::format("  folder     {}, {} files\n", MakePrintable(folder["path"].get<std::string>()),
+                           folder["files"].get<std::size_t>());
+    }
+    for (ordered_json const& fault : shaders["faults"]) {
+        out += fmt::format("  not used   {}\n", MakePrintable(fault.get<std::string>()));
+    }
+    return out;
 }
 
 /// The plug-ins for other programs, which need not be installed.
@@ -143,6 +222,9 @@ std::string ShowText(ordered_json const& report) {
     out += plugin["ok"].get<bool>() ? fmt::format("  effects    {} registered\n", plugin["effects"].get<std::size_t>())
                                     : fmt::format("  FAILS      {}\n", text(plugin["error"]));
 
+    out += fmt::format("\n{}\n{}", Bold("Plug-ins of others"), ShowOtherPlugins(report["otherPlugins"]));
+    out += fmt::format("\n{}\n{}", Bold("Shader files"), ShowShaders(report["shaders"]));
+
     ordered_json const& ffmpeg = report["ffmpeg"];
     out += fmt::format("\n{}\n", Bold("FFmpeg"));
     for (auto const& [name, version] : ffmpeg["libraries"].items()) {
@@ -155,11 +237,18 @@ std::string ShowText(ordered_json const& report) {
 }
 
 int Doctor(bool isJson) {
-    ordered_json report{{"version", KALTOR_VERSION}, {"ok", false},
-                        {"gl", ExamineGl()},         {"plugin", ExaminePlugin()},
-                        {"ffmpeg", ExamineFfmpeg()}, {"doors", ExamineDoors()}};
-    bool const isWell =
-        report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
+    ordered_json report{{"version", KALTOR_VERSION},
+                        {"ok", false},
+                        {"gl", ExamineGl()},
+                        {"plugin", ExaminePlugin()},
+                        {"otherPlugins", ExamineOtherPlugins()},
+                        {"shaders", ExamineShaders()},
+                        {"ffmpeg", ExamineFfmpeg()},
+                        {"doors", ExamineDoors()}};
+    bool isWell = true;
+    for (char const* const part : {"gl", "plugin", "otherPlugins", "ffmpeg"}) {
+        isWell = isWell && report[part]["ok"].get<bool>();
+    }
     report["ok"] = isWell;
     WriteOut(isJson ? report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n" : ShowText(report));
     return isWell ? 0 : 1;

@@ -9,6 +9,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Gallery/Assets.h"
 #include "Apps/Kaltor/Gallery/Page.h"
@@ -143,7 +144,9 @@ Conf::FrameInfo ReadSize(std::string const& text) {
 
 std::vector<CatalogEntry> Choose(Catalog const& catalog, std::vector<std::string> const& names) {
     if (names.empty()) {
-        return catalog.GetEntries();
+        std::vector<CatalogEntry> all = catalog.GetEntries();
+        std::erase_if(all, [](CatalogEntry const& entry) { return !Host::HasAllDefaults(entry); });
+        return all;
     }
     std::vector<CatalogEntry> chosen;
     for (std::string const& name : names) {
@@ -156,7 +159,7 @@ int Gallery(GalleryOptions const& options) {
     if (options.inputs.size() > 2) {
         throw UsageError("--input takes two clips at most: the first and the second");
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry> const entries = Choose(catalog, options.names);
     Conf::FrameInfo const size = ReadSize(options.size);
     std::vector<std::string> inputs = options.inputs;

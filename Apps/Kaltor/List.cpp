@@ -67,6 +67,7 @@ ordered_json ToJson(CatalogEntry const& entry) {
             {"usualNames", GetUsualNames(entry.name)},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
+            {"file", settings->GetOrigin().empty() ? ordered_json(nullptr) : ordered_json(settings->GetOrigin())},
             {"fields", fields}};
 }
 
@@ -117,6 +118,9 @@ std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::str
                                    settings->GetSummary());
     if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
         text += fmt::format("Usual names: {}\n", fmt::join(names, ", "));
+    }
+    if (std::string const file = settings->GetOrigin(); !file.empty()) {
+        text += fmt::format("Shader file: {}\n", MakePrintable(file));
     }
     if (CatalogEntry const* const other = FindOther(catalog, entry, asked)) {
         text += fmt::format("As {} {}, {} is {}.\n", other->kind == Kind::Effect ? "an" : "a", GetName(other->kind),
@@ -180,7 +184,7 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
 }
 
 int List(ListOptions const& options) {
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry const*> const found = catalog.Search(options.words);
     if (options.isJson) {
         ordered_json all = ordered_json::array();
@@ -235,7 +239,7 @@ void AddDescribe(CommandLine& commandLine) {
     verb.AddFlag("--json", options->isJson, "for machines");
     verb.SetFooter("Example:\n  kaltor describe EffectBlurGaussian");
     verb.SetAction([options] {
-        Catalog const catalog = Catalog::Load();
+        Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
         WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(catalog, entry, options->name));
         return 0;

@@ -54,15 +54,16 @@ void CheckInputCount(CatalogEntry const& entry, std::string const& verb, std::si
                                  least > 1 ? "s" : "", count, verb, entry.name, inputs));
 }
 
-std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths) {
+std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths, bool keepsDepth) {
     if (std::count(paths.begin(), paths.end(), kStandardStream) > 1) {
         throw UsageError("standard input (-) can be only one of the pictures");
     }
     auto const limit = static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
     std::vector<Picture> pictures;
     for (std::string const& path : paths) {
-        pictures.push_back(path == kStandardStream ? Media::DecodePicture(ReadStandardInput(), "standard input", limit)
-                                                   : Media::ReadPicture(path, limit));
+        pictures.push_back(path == kStandardStream
+                               ? Media::DecodePicture(ReadStandardInput(), "standard input", limit, keepsDepth)
+                               : Media::ReadPicture(path, limit, keepsDepth));
         bool const mustMatch = entry.isTwoInput && !entry.takesMore;
         Conf::FrameInfo const& first = pictures.front()->GetFrameInfo();
         Conf::FrameInfo const& last = pictures.back()->GetFrameInfo();
@@ -75,13 +76,23 @@ std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::stri
     return pictures;
 }
 
-/// Throws for what cannot be the name of a PNG file.
-void CheckPngPath(std::string const& path) {
+/// In lower case; ".png" where there is none.
+std::string EndingOf(std::string const& path) {
     std::string ending = fs::path(path).extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (path.empty() || (!ending.empty() && ending != ".png")) {
+    return ending.empty() ? ".png" : ending;
+}
+
+/// Throws for what cannot be the name of a picture.
+void CheckPicturePath(std::string const& path, bool isPng) {
+    std::string const ending = EndingOf(path);
+    if (path.empty() || (isPng && ending != ".png")) {
         throw UsageError(fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png", path));
+    }
+    if (ending != ".png" && ending != ".tif" && ending != ".tiff" && ending != ".exr") {
+        throw UsageError(
+            fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png, .tif or .exr", path));
     }
     if (path == kStandardStream && isatty(STDOUT_FILENO) != 0) {
         throw UsageError("a PNG file does not go to a terminal: redirect standard output or give -o a file's name");
@@ -101,27 +112,30 @@ PictureEffect MakePictureEffect(Catalog const& catalog, CatalogEntry const& entr
 void PictureOptions::AddTo(Verb& verb) {
     verb.AddText("NAME", name, "what to run; \"kaltor list\" shows what there is").Require();
     verb.AddTexts("INPUT", inputs, "pictures in any common format; - reads standard input").Require();
-    verb.AddText("-o,--output", output, "the PNG file to write; - writes to standard output")
+    verb.AddText("-o,--output", output,
+                 "the PNG file to write; - writes to standard output; apply makes .tif and .exr, too")
         .Require()
         .ShowValueAs("OUT.png");
     verb.AddTexts("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
         .ShowValueAs("FIELD=VALUE")
         .TakeOneAtATime();
     AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)").ShowValueAs("N");
+    verb.AddFlag("--watch", watches, "draw again each time the shader file NAME changes, until Ctrl-C");
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {
-    CheckPngPath(options.output);
+    bool const isStrip = verb == "strip";
+    CheckPicturePath(options.output, isStrip);
     std::vector<Assignment> values;
     for (std::string const& text : options.values) {
         std::vector<Assignment> const parsed = ParseAssignments(text);
         values.insert(values.end(), parsed.begin(), parsed.end());
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, values);
-    std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
+    std::vector<Picture> inputs = ReadInputs(entry, options.inputs, !isStrip);
     PictureEffect effect = MakePictureEffect(catalog, entry, *settings);
     if (options.seed) {
         effect.SetSeed(*options.seed);
@@ -130,8 +144,8 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
 }
 
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {
-    std::vector<std::uint8_t> const png = Media::EncodePng(picture);
-    WriteFile(path, {reinterpret_cast<char const*>(png.data()), png.size()});
+    std::vector<std::uint8_t> const file = Media::EncodePicture(picture, EndingOf(path));
+    WriteFile(path, {reinterpret_cast<char const*>(file.data()), file.size()});
 }
 
 }  // namespace Kaltor::Cli

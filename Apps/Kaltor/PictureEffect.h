@@ -25,6 +25,7 @@ struct PictureOptions {
     std::string output;
     std::vector<std::string> values;
     std::optional<unsigned> seed;
+    bool watches = false;
 
     void AddTo(Verb& verb);
 };
@@ -40,7 +41,7 @@ struct PictureJob {
 /// wrongly.
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb);
 
-/// Writes a PNG file, which appears only when it is whole ("-": standard output). An existing file is replaced.
+/// Writes a picture in the format of its name's ending (PNG where there is none), which appears only when it is whole ("-": standard output). An existing file is replaced.
 void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture);
 
 }  // namespace Kaltor::Cli

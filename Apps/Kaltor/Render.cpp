@@ -23,6 +23,7 @@
 #include "Media/Picture.h"
 #include "Media/StreamOutput.h"
 #include "Ogl/OglManager.h"
+#include "Render/OutputForm.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -125,7 +126,7 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
 int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) {
     PlanReport report;
     auto const warn = [&report](std::string const& warning) { report.warnings.push_back(warning); };
-    Edit::Plan const plan = Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
+    Edit::Plan plan = Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
     CheckTexts(plan, job.documentName, warn);
     report.output = options.output;
     report.codec = job.document.output.codec;
@@ -133,6 +134,7 @@ int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) 
         report.piece = Render::FindPiece(*job.range, plan);
     }
     if (!options.output.empty() && options.frame.empty()) {
+        Render::ChooseForm(plan, job.document.output, options.output);
         report.form = Render::DescribeOutput(job, plan);
     }
     report.losses = Render::FindLosses(job, plan, report.form);
@@ -248,7 +250,7 @@ int RunRender(RenderCommandOptions const& options) {
         CheckOutput(options);
     }
     SetVerbose(options.isVerbose);
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
@@ -275,7 +277,7 @@ int RunCheck(CheckOptions const& options) {
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
         throw UsageError("check takes the name of one document, such as edit.json");
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
     auto const warn = [&hasWarned](std::string const& warning) {
@@ -311,12 +313,24 @@ void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
     Media::EncoderSettings& encoder = options.encoder;
     verb.AddText("--for", encoder.profile, "settings that suit a use, where nothing else is set; list shows them")
         .ShowValueAs("USE");
-    verb.AddText("--format", encoder.format, "the container, where the output's name does not say it, such as nut or y4m")
+    verb.AddText("--format", encoder.format,
+                 "the container, where the output's name does not say it, such as nut or y4m")
         .ShowValueAs("NAME");
+    verb.AddText("--depth", options.depth,
+                 "what frames are worked on in: auto, 8 (bits) or 16f (16-bit float; auto: where a clip and the output "
+                 "have more than 8 bits)")
+        .ShowValueAs("DEPTH");
+    verb.AddText("--hdr", options.hdr, "the dynamic range: sdr, pq or hlg (default: the first clip's)")
+        .ShowValueAs("RANGE");
+    verb.AddText("--alpha", options.alpha,
+                 "keep, or the colour that transparent parts are laid over (default: kept where clips have it and the "
+                 "file carries it)")
+        .ShowValueAs("keep|COLOUR");
     verb.AddText("--codec", encoder.codec, "the video encoder (default: H.264 where the container takes it)")
         .ShowValueAs("NAME");
     Option const quality =
-        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better")
+            .ShowValueAs("N");
     AddBitRate(verb, "--bitrate", encoder.bitRate, "bits per second instead of a quality, such as 5M or 800k")
         .Exclude(quality);
     verb.AddText("--preset", encoder.preset, "how much time the encoder may take, by its own names or numbers")
@@ -414,8 +428,8 @@ void AddRender(CommandLine& commandLine) {
     verb.AddFlag("--resume", options->isResumed, "of a sequence of pictures: go on after those that are there");
     verb.AddText("--progress", options->progress, "bar, json (a line each second on standard error) or none")
         .ShowValueAs("FORM");
-    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor,
-                   "write progress as JSON to this file descriptor", {0, 1'000'000})
+    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor, "write progress as JSON to this file descriptor",
+                   {0, 1'000'000})
         .ShowValueAs("N");
     Option const range =
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");

@@ -13,6 +13,7 @@
 #include "Apps/Kaltor/Console.h"
 #include "Core/ParseNumber.h"
 #include "Edit/Convert/AnyDocument.h"
+#include "Edit/Declaration.h"
 #include "Edit/DocumentReader.h"
 #include "Proc/Settings/Settings.h"
 
@@ -354,8 +355,33 @@ void SetEncoder(Media::EncoderSettings& settings, DocumentOptions const& options
     AddAssignments(settings.metadata, options.metadata, "--metadata");
 }
 
+/// One of an enumeration's labels.
+template <typename Enumeration>
+void SetLabelled(Enumeration& value, std::string const& text, char const* option) {
+    if (text.empty()) {
+        return;
+    }
+    std::vector<std::string_view> labels;
+    for (auto const& [labelled, label] : Edit::GetLabels(Enumeration{})) {
+        if (text == label) {
+            value = labelled;
+            return;
+        }
+        labels.push_back(label);
+    }
+    throw UsageError(fmt::format("{} {}: it takes {}", option, text, fmt::join(labels, ", ")));
+}
+
 void SetOutput(Document& document, DocumentOptions const& options) {
     Edit::Output& output = document.output;
+    SetLabelled(output.depth, options.depth, "--depth");
+    SetLabelled(output.hdr, options.hdr, "--hdr");
+    if (!options.alpha.empty()) {
+        if (options.alpha != "keep") {
+            Typed("--alpha", [&] { return Edit::ParseColor(options.alpha); });
+        }
+        output.alpha = options.alpha;
+    }
     if (!options.size.empty()) {
         auto const [width, height] = ParseSize(options.size);
         output.size = Edit::Output::Size{width, height};

@@ -43,6 +43,9 @@ struct DocumentOptions : TrustOptions {
     std::string rate;
     std::string background;
     /// What is set here wins over the document's.
+    std::string depth;
+    std::string hdr;
+    std::string alpha;
     Media::EncoderSettings encoder;
     std::vector<std::string> encoderOptions;  ///< KEY=VALUE
     std::vector<std::string> metadata;        ///< KEY=VALUE

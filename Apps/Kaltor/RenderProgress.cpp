@@ -41,7 +41,8 @@ Edit::Json RenderProgress::Describe(std::int64_t done, std::int64_t total, doubl
     if (total > 0) {
         line["frames"] = total;
         if (fps > 0.0) {
-            line["secondsLeft"] = rounded(static_cast<double>(std::max<std::int64_t>(total - done, 0)) / fps, kTwoDigits);
+            line["secondsLeft"] =
+                rounded(static_cast<double>(std::max<std::int64_t>(total - done, 0)) / fps, kTwoDigits);
         }
     }
     return line;

@@ -179,18 +179,21 @@ ClipSpec ParseClip(std::string_view text) {
     constexpr std::string_view kRaw = "@raw:";
     std::error_code error;
     std::size_t const at = text.rfind(kRaw);
+    auto const named = [](ClipSpec clip) {
+        clip.path = clip.path == "/dev/stdin" ? "-" : clip.path;
+        return clip;
+    };
     if (at == std::string_view::npos || at == 0 || std::filesystem::exists(text, error)) {
-        return ParsePiece(text);
+        return named(ParsePiece(text));
     }
     // The piece stands behind the form.
     std::size_t const pieceAt = text.find('@', at + 1);
     std::string const path(text.substr(0, at));
-    ClipSpec clip = pieceAt == std::string_view::npos
-                        ? ClipSpec{path, {}, std::nullopt, std::nullopt}
-                        : ParsePiece(fmt::format("{}{}", path, text.substr(pieceAt)));
+    ClipSpec clip = pieceAt == std::string_view::npos ? ClipSpec{path, {}, std::nullopt, std::nullopt}
+                                                      : ParsePiece(fmt::format("{}{}", path, text.substr(pieceAt)));
     clip.path = path;
     clip.raw = text.substr(at + kRaw.size(), pieceAt == std::string_view::npos ? pieceAt : pieceAt - at - kRaw.size());
-    return clip;
+    return named(clip);
 }
 
 }  // namespace Kaltor::Cli

@@ -86,13 +86,13 @@ Document ReadAnyDocument(std::string const& path, Host::Catalog const& catalog, 
     std::string const folder = std::filesystem::path(path).parent_path().string();
     Files files(folder, options);
     Conversion const conversion{catalog,
-                                {folder, options.trust},
                                 [&files](std::string const& file) { return files.Look(file); },
                                 [&](std::string const& message) {
                                     if (options.warn) {
                                         options.warn(fmt::format("{}: {}", path, message));
                                     }
-                                }};
+                                },
+                                {folder, options.trust}};
     try {
         bool const isTimeline = json.is_object() && json.contains("OTIO_SCHEMA");
         Document document;

@@ -25,11 +25,11 @@ struct FileFacts {
 /// What a conversion from another program's document is given.
 struct Conversion {
     Host::Catalog const& catalog;
-    Home home;
     /// Looks at a file, named as the document names it. Nothing where it is missing or cannot be read.
     std::function<std::optional<FileFacts>(std::string const& file)> probe;
     /// Takes one line for each thing that has no counterpart, which begins with its place in the document.
     Media::WarningFn warn;
+    Home home = {};
 };
 
 inline double InSeconds(Media::Microseconds time) {

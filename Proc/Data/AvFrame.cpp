@@ -41,6 +41,10 @@ constexpr std::array kFormats{
     FormatPair{PixFmt::Yuv444p, AV_PIX_FMT_YUVJ444P},
 };
 
+// What a frame's private pointer points to.
+constexpr PixFmt kOpaqueMark = PixFmt::RgbF16;
+constexpr PixFmt kAlphaMark = PixFmt::RgbaF16;
+
 bool IsFullRangeTwin(AVPixelFormat format) {
     return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P;
 }
@@ -145,6 +149,20 @@ std::string DescribeAvError(int error) {
     return text.data();
 }
 
+PixFmt GetPixFmt(AVFrame const& frame) {
+    if (frame.format == AV_PIX_FMT_RGBA64 && (frame.opaque == &kOpaqueMark || frame.opaque == &kAlphaMark)) {
+        return *static_cast<PixFmt const*>(frame.opaque);
+    }
+    return FromAvPixelFormat(static_cast<AVPixelFormat>(frame.format));
+}
+
+void MarkPixFmt(AVFrame& frame, PixFmt format) {
+    PixFmt const* const mark = format == PixFmt::RgbF16    ? &kOpaqueMark
+                               : format == PixFmt::RgbaF16 ? &kAlphaMark
+                                                           : nullptr;
+    frame.opaque = const_cast<PixFmt*>(mark);
+}
+
 PixFmt FromAvPixelFormat(AVPixelFormat format) {
     // FFmpeg leaves the fourth byte of this one undefined: only frames that this system made itself are Bgrx.
     if (format == AV_PIX_FMT_BGR0) {
@@ -156,6 +174,9 @@ PixFmt FromAvPixelFormat(AVPixelFormat format) {
 }
 
 AVPixelFormat ToAvPixelFormat(PixFmt format) {
+    if (format == PixFmt::RgbF16 || format == PixFmt::RgbaF16) {
+        return AV_PIX_FMT_RGBA64;
+    }
     auto const* const found =
         std::find_if(kFormats.begin(), kFormats.end(), [format](FormatPair const& p) { return p.ours == format; });
     return found == kFormats.end() ? AV_PIX_FMT_NONE : found->theirs;

@@ -29,8 +29,16 @@ AvFramePtr AllocateAvFrame(AVPixelFormat format, int width, int height, bool isB
 /// The readable text for an error number of FFmpeg.
 std::string DescribeAvError(int error);
 
+/// The format of a picture, by its mark where FFmpeg has no such format; `PixFmt::Unknown` for those that this system
+/// does not have.
+PixFmt GetPixFmt(AVFrame const& frame);
+/// Marks a picture of RGBA64 whose words are 16-bit floats, for which FFmpeg has no format: RgbF16 or RgbaF16. Any
+/// other format removes the mark.
+void MarkPixFmt(AVFrame& frame, PixFmt format);
+
 /// `PixFmt::Unknown` for formats that this system does not have.
 PixFmt FromAvPixelFormat(AVPixelFormat format);
+/// Pictures of 16-bit float are RGBA64 with a mark.
 AVPixelFormat ToAvPixelFormat(PixFmt format);
 
 /// The frame's colour tags; Unspecified for RGB and for missing tags.

@@ -15,13 +15,14 @@ boost::intrusive_ptr<DataVideoFF> DataVideoFF::Create(PixFmt format, Conf::Frame
     bool const isBottomUp = !PixFmtDescription::Find(format).IsYuv();
     AvFramePtr picture = AllocateAvFrame(ToAvPixelFormat(format), static_cast<int>(info.width),
                                          static_cast<int>(info.height), isBottomUp);
+    MarkPixFmt(*picture, format);
     picture->sample_aspect_ratio = {static_cast<int>(info.pixelAspectX), static_cast<int>(info.pixelAspectY)};
     return {new DataVideoFF(format, info, std::move(picture))};
 }
 
 boost::intrusive_ptr<DataVideoFF> DataVideoFF::Wrap(AvFramePtr frame) {
     auto const avFormat = static_cast<AVPixelFormat>(frame->format);
-    PixFmt const format = FromAvPixelFormat(avFormat);
+    PixFmt const format = Proc::GetPixFmt(*frame);
     if (format == PixFmt::Unknown) {
         char const* const name = av_get_pix_fmt_name(avFormat);
         Core::Throw(std::invalid_argument(std::string("unsupported pixel format ") + (name ? name : "?")));

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <memory>
+
 #include <boost/function.hpp>
 
 #include "Proc/Interfaces/IEffectFactory.h"
 
 namespace Kaltor::Proc {
+
+class Settings;
 
 using OneInputEffectFactoryFn =
     boost::function1<boost::intrusive_ptr<IOneInputEffectVideo>, boost::intrusive_ptr<IEffectFactory const> const&>;
@@ -24,6 +28,9 @@ public:
     /// Like `RegisterOneInputEffect`.
     virtual void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                         TwoInputEffectFactoryFn const& factory) = 0;
+    /// Announces a settings class that the host does not know, by an object with its defaults: its fields are then
+    /// listed, described and set as those of any other. Hosts that do not need it ignore it.
+    virtual void RegisterSettings(std::shared_ptr<Settings const> const& defaults) { static_cast<void>(defaults); }
 };
 
 /// The plain symbol that a plug-in exports.

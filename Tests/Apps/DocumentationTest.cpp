@@ -18,6 +18,7 @@ std::map<std::string, std::string> const kShortened{
     {"kaltor gallery gallery --input a.mp4 --input b.mp4 --only Crossfade Pageturn BlurGaussian", "--size 32x18"},
     {"kaltor bench", "Invert --size 32x18 --seconds 0.01"},
     {"kaltor bench BlurGaussian --seconds 2", "--size 32x18"},
+    {"kaltor bench tint.glsl --size 1280x720", "--seconds 0.01"},
     {"kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json", "--seconds 0.01"},
     {"kaltor bench --size 1920x1080 --compare yesterday.json", "Invert --seconds 0.01"},
     {"kaltor bench --size 1920x1080 --json new.json --compare old.json", "Invert --seconds 0.01"},
@@ -56,14 +57,14 @@ std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
     return commands;
 }
 
-/// The JSON in fenced blocks.
-std::vector<std::string> FindJson(fs::path const& document) {
+/// What stands in fenced blocks of a language.
+std::vector<std::string> FindBlocks(fs::path const& document, std::string const& language) {
     std::vector<std::string> blocks;
     std::ifstream text(document);
     bool isInside = false;
     for (std::string line; std::getline(text, line);) {
         if (line.starts_with("```")) {
-            isInside = line == "```json";
+            isInside = line == "```" + language;
             if (isInside) {
                 blocks.emplace_back();
             }
@@ -72,6 +73,10 @@ std::vector<std::string> FindJson(fs::path const& document) {
         }
     }
     return blocks;
+}
+
+std::vector<std::string> FindJson(fs::path const& document) {
+    return FindBlocks(document, "json");
 }
 
 class DocumentationTest : public Tests::CommandTest {
@@ -84,6 +89,11 @@ protected:
         }
         Tests::WriteTone(In("song.mp3"));
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
+        fs::path const shaders = fs::path(KALTOR_SOURCE_DIR) / "docs" / "shader-files.md";
+        std::vector<std::string> const blocks = FindBlocks(shaders, "glsl");
+        std::ofstream(In("curtain.glsl")) << blocks.at(0);
+        std::ofstream(In("tint.glsl")) << blocks.at(1);
+        std::ofstream(In("opening.json")) << FindJson(shaders).at(0);
         Succeed("render a.mp4 b.mp4 --save-edit joined.json");
         Succeed("convert joined.json timeline.otio");
         std::ofstream(In("holidays.json5"))

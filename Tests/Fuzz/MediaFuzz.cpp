@@ -1,10 +1,9 @@
 // A file that claims to be a picture, a video, a sound or a playlist: looked at, and its first pictures decoded.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <vector>
 
 #include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "Media/MediaInfo.h"
 #include "Media/Picture.h"

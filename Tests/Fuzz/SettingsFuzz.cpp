@@ -17,9 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     Fuzz::MayRefuse([&] {
         Cli::NameSpec const spec = Cli::ParseNameSpec(text);
         Host::CatalogEntry const& entry = Fuzz::GetCatalog().Find(spec.name);
-        auto const settings = Host::MakeSettings(entry.name, spec.values);
+        auto const settings = Host::MakeSettings(entry, spec.values);
         settings->Validate();
-        auto const again = Host::MakeSettings(entry.name, {});
+        auto const again = Host::MakeSettings(entry, {});
         for (Proc::Field const& field : settings->GetFields()) {
             again->Set(field.key, field.Format(field.get(*settings)));
         }

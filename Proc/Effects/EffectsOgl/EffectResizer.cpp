@@ -49,7 +49,7 @@ OglCache* EffectResizer::CreateCache() const {
 
 boost::intrusive_ptr<DataVideoOGL> EffectResizer::CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info) {
     constexpr std::uint8_t kOpaque = 255;
-    PixFmt const format = settings.background.alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
+    PixFmt const format = settings.background.alpha < kOpaque ? AlphaFormat(srcFormat) : OutputFormat(srcFormat);
     return DataVideoOGL::Create(format, settings.GetOutputFrameSize(info));
 }
 

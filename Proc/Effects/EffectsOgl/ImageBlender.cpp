@@ -100,7 +100,7 @@ private:
     /// The overlay with its alpha multiplied by the opacity.
     Frame Fade(Frame const& overlay, ShaderStorage const& storage) const {
         Frame faded = Frame::Create();
-        faded.Allocate(kAlphaFormat, overlay.GetWidth(), overlay.GetHeight());
+        faded.Allocate(AlphaFormat(overlay.GetPixFmt()), overlay.GetWidth(), overlay.GetHeight());
         storage.FBO().Attach(faded.GetFirstTexture());
         EnableState const blend(GL_BLEND);
         glBlendColor(0.0F, 0.0F, 0.0F, static_cast<float>(settings.opacity / 255.0));

@@ -44,10 +44,6 @@ struct Given {
 constexpr std::array kGiven{Given{"progress", "float", true}, Given{"ratio", "float", true},
                             Given{"time", "float", false}, Given{"resolution", "vec2", false}};
 
-bool IsGiven(std::string_view name) {
-    return std::any_of(kGiven.begin(), kGiven.end(), [name](Given const& given) { return given.name == name; });
-}
-
 /// Where a function is defined: "vec4 NAME (", outside of braces, up to an opening one.
 bool DefinesFunction(std::vector<ShaderToken> const& tokens, std::string_view name) {
     int depth = 0;
@@ -122,6 +118,10 @@ std::string FirstLine(std::string_view text) {
 
 }  // namespace
 
+bool IsGivenUniform(std::string_view name) {
+    return std::any_of(kGiven.begin(), kGiven.end(), [name](Given const& given) { return given.name == name; });
+}
+
 bool IsShaderFile(std::string_view name) {
     return name.size() > kShaderEnding.size() && name.ends_with(kShaderEnding);
 }
@@ -154,7 +154,7 @@ ShaderFile::ShaderFile(std::string fileName, std::string_view text) : name(std::
             program += fmt::format("uniform {} {};\n", given.type, given.name);
         }
     }
-    std::erase_if(uniforms, [](ShaderUniform const& own) { return IsGiven(own.name); });
+    std::erase_if(uniforms, [](ShaderUniform const& own) { return IsGivenUniform(own.name); });
     program += isTransition ? kTransitionHead : kEffectHead;
     program += fmt::format("#line 0\n{}\nvoid main() {{ gl_FragColor = {}(TexCoord0); }}\n", Blank(text, tokens),
                            isTransition ? "transition" : "effect");

@@ -55,7 +55,7 @@ std::optional<double> TakeNumber(std::string_view& text) {
     if (isNegative || rest.starts_with('+')) {
         rest = Trim(rest.substr(1));
     }
-    std::vector<ShaderToken> const tokens = ScanShader(rest.substr(0, rest.find_first_of(" \t,();")));
+    std::vector<ShaderToken> const tokens = ScanShader(rest.substr(0, rest.find_first_of(" \t\r\n,();")));
     if (tokens.empty() || tokens.front().kind != Kind::Number) {
         return std::nullopt;
     }
@@ -277,7 +277,7 @@ private:
         uniform.size = type.size;
         uniform.line = found.line;
         uniform.help = found.notes.help.empty() ? fmt::format("the file's {}", found.name) : found.notes.help;
-        if (type.type == Type::Sampler) {
+        if (type.type == Type::Sampler || IsGivenUniform(found.name)) {
             uniform.initial = std::string();
             return uniform;
         }

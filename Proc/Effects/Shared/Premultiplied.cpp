@@ -21,7 +21,8 @@ Premultiplied::Premultiplied(Frame const& picture, ShaderStorage const& storage)
     if (straight.IsOpaque()) {
         return;
     }
-    multiplied.emplace(TextureForm{straight.GetForm().width, straight.GetForm().height, TexelFormat::Rgba16, false});
+    multiplied.emplace(TextureForm{straight.GetForm().width, straight.GetForm().height,
+                                   FinerWithAlpha(straight.GetForm().format), false});
     Pass(storage, "Premultiply", kFragment)
         .Texture("tex", 0, straight, TextureFilter::Nearest)
         .DrawTo(multiplied->Get());

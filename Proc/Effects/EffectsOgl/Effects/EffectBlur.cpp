@@ -157,8 +157,9 @@ void BlurByReduction(DataVideoOGL& dst, Frame const& source, BlurKernel const& k
     };
     std::uint32_t const countX = count(width);
     std::uint32_t const countY = count(height);
-    auto const make = [](std::uint32_t w, std::uint32_t h) {
-        return PooledTexture(TextureForm{w, h, TexelFormat::Rgba16, false});
+    TexelFormat const texels = FinerWithAlpha(source.GetFirstTexture().GetForm().format);
+    auto const make = [texels](std::uint32_t w, std::uint32_t h) {
+        return PooledTexture(TextureForm{w, h, texels, false});
     };
     PooledTexture const wide = make(2 * countX, height);
     PooledTexture const small = make(2 * countX, 2 * countY);

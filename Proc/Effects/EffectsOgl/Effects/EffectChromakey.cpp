@@ -71,7 +71,7 @@ public:
             .DrawTo(*dst);
     }
 
-    PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
+    PixFmt GetOutputFormat(PixFmt srcFormat) const override { return AlphaFormat(srcFormat); }
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectChromakey>();

@@ -94,7 +94,7 @@ public:
                 taps.push_back(isAlongX ? Tap{offset, 0} : Tap{0, offset});
             }
             Frame wider = Frame::Create();
-            wider.Allocate(PixFmt::Rgb24, width, height);
+            wider.Allocate(OpaqueFormat(from.GetPixFmt()), width, height);
             if (isBlended) {
                 storage.FBO().Attach(wider.GetFirstTexture());
                 Copy(current, taps.back());
@@ -254,7 +254,7 @@ public:
         bool const isDilation = settings.mode == Proc::SettingsEffectErosion::Mode::Dilation;
         if (PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha()) {
             Frame visible = Frame::Create();
-            visible.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
+            visible.Allocate(OpaqueFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
             Pass(storage, "EffectErosion_visible", kVisible)
                 .Texture("tex", 0, picture, TextureFilter::Nearest)
                 .Set("neutral", glm::vec3(isDilation ? 0.0F : 1.0F))

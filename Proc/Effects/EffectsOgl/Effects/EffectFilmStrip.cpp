@@ -215,8 +215,8 @@ PooledTexture MakeAround(Frame const& picture, ShaderStorage const& storage) {
                                   static_cast<std::uint32_t>(std::ceil(height * scale)), storage);
     Premultiplied const premultiplied(tiny, storage);
     PooledTexture smooth(TextureForm{static_cast<std::uint32_t>(std::ceil(width / kDivisor)),
-                                     static_cast<std::uint32_t>(std::ceil(height / kDivisor)), TexelFormat::Rgba16,
-                                     false});
+                                     static_cast<std::uint32_t>(std::ceil(height / kDivisor)),
+                                     FinerWithAlpha(picture.GetFirstTexture().GetForm().format), false});
     Pass(storage, "EffectFilmStrip_smooth", kSmooth)
         .Texture("tex", 0, premultiplied.Get())
         .Set("size", glm::vec2(tiny.GetWidth(), tiny.GetHeight()))

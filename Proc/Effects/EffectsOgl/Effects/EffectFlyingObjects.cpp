@@ -118,7 +118,7 @@ public:
             return;
         }
         PooledTexture const layer(
-            TextureForm{target.GetForm().width, target.GetForm().height, TexelFormat::Rgba8, false});
+            TextureForm{target.GetForm().width, target.GetForm().height, LikeWithAlpha(target.GetForm().format), false});
         storage.FBO().Attach(layer.Get());
         DrawObjects(objects, src->GetFrameInfo(), time, storage);
         Frame const picture = src->FrameData().ConvertToRGBA(storage);

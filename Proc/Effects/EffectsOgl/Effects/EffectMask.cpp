@@ -169,7 +169,7 @@ public:
     }
 
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
-        return settings.action == Action::Transparent ? kAlphaFormat : OutputFormat(srcFormat);
+        return settings.action == Action::Transparent ? AlphaFormat(srcFormat) : OutputFormat(srcFormat);
     }
 
 private:

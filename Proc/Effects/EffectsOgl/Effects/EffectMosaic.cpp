@@ -175,15 +175,15 @@ void main() {
 }
 )glsl";
 
-PooledTexture MakeIntermediate(int width, int height) {
-    return PooledTexture(
-        TextureForm{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), TexelFormat::Rgba16, false});
+PooledTexture MakeIntermediate(Frame const& picture, int width, int height) {
+    return PooledTexture(TextureForm{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
+                                     FinerWithAlpha(picture.GetFirstTexture().GetForm().format), false});
 }
 
 void DrawSquares(DataVideoOGL& dst, Frame const& picture, BlockGrid const& grid, ShaderStorage const& storage) {
     glm::dvec2 const size(picture.GetWidth(), picture.GetHeight());
-    PooledTexture const wide = MakeIntermediate(grid.cells.x, static_cast<int>(picture.GetHeight()));
-    PooledTexture const lattice = MakeIntermediate(grid.cells.x, grid.cells.y);
+    PooledTexture const wide = MakeIntermediate(picture, grid.cells.x, static_cast<int>(picture.GetHeight()));
+    PooledTexture const lattice = MakeIntermediate(picture, grid.cells.x, grid.cells.y);
     auto const reduce = [&](Texture const& from, Texture const& to, int axis) {
         double const block = size[axis] / grid.blocks[axis];
         Pass(storage, "EffectMosaic_reduce", kReduce)
@@ -222,7 +222,7 @@ void DrawHexagons(DataVideoOGL& dst, Frame const& picture, double aspect, int co
 
     auto const make = [&](double alongU, double alongV) {
         glm::ivec2 const sides(order(alongU, alongV));
-        return MakeIntermediate(sides.x, sides.y);
+        return MakeIntermediate(picture, sides.x, sides.y);
     };
     PooledTexture const runs = make(2.0 * cells.x, texels.y);
     PooledTexture const lattice = make(cells.x, cells.y);

@@ -162,13 +162,14 @@ void main() {
 /// A picture of intermediate results on the lattice.
 class Lattice {
 public:
-    Lattice(ShaderStorage const& shaderStorage, std::uint32_t latticeWidth, std::uint32_t latticeHeight)
-        : storage(shaderStorage), width(latticeWidth), height(latticeHeight) {}
+    Lattice(ShaderStorage const& shaderStorage, std::uint32_t latticeWidth, std::uint32_t latticeHeight,
+            TexelFormat texels)
+        : storage(shaderStorage), width(latticeWidth), height(latticeHeight), format(texels) {}
 
     /// A picture with half as many points along each axis.
-    Lattice Halve() const { return {storage, (width + 1) / 2, (height + 1) / 2}; }
+    Lattice Halve() const { return {storage, (width + 1) / 2, (height + 1) / 2, format}; }
 
-    PooledTexture Make() const { return PooledTexture(TextureForm{width, height, TexelFormat::Rgba16, false}); }
+    PooledTexture Make() const { return PooledTexture(TextureForm{width, height, format, false}); }
     glm::vec2 GetSize() const { return {width, height}; }
 
     /// Blurs with a Gaussian of `sigma` lattice points; far below 1 it changes nothing.
@@ -201,7 +202,7 @@ public:
     }
 
     PooledTexture ToDeviation(Texture const& from) const {
-        PooledTexture result(TextureForm{width, height, TexelFormat::Rgba8, false});
+        PooledTexture result(TextureForm{width, height, LikeWithAlpha(format), false});
         Pass(storage, "EffectOilPaint_deviation", kDeviation)
             .Texture("tex", 0, from, TextureFilter::Nearest)
             .DrawTo(result.Get());
@@ -212,6 +213,7 @@ private:
     ShaderStorage const& storage;
     std::uint32_t width;
     std::uint32_t height;
+    TexelFormat format;
 };
 
 /// The picture with its transparent parts coloured from their surroundings.
@@ -228,7 +230,7 @@ Frame FillTransparent(Frame const& picture, Conf::FrameInfo const& info, double 
     EffectBlur(scale).Processing(blurred.get(), premultiplied, 0.0, 0.0, storage, nullptr);
     Frame const around = blurred->FrameData();
     Frame filled = Frame::Create();
-    filled.Allocate(PixFmt::Rgb24, picture.GetWidth(), picture.GetHeight());
+    filled.Allocate(OpaqueFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
     Pass(storage, "EffectOilPaint_fill", kFill)
         .Texture("tex", 0, picture, TextureFilter::Nearest)
         .Texture("around", 1, around, TextureFilter::Nearest)
@@ -262,7 +264,8 @@ public:
             static_cast<std::uint32_t>(std::max(radius / kPointsPerRadius, radius < kLeastToHalve ? 1.0 : 2.0));
         double const points = radius / factor;
         Lattice const lattice(storage, (picture.GetWidth() + factor - 1) / factor,
-                              (picture.GetHeight() + factor - 1) / factor);
+                              (picture.GetHeight() + factor - 1) / factor,
+                              FinerWithAlpha(picture.GetFirstTexture().GetForm().format));
         glm::vec2 const side(picture.GetWidth(), picture.GetHeight());
 
         PooledTexture const reduced = lattice.Make();

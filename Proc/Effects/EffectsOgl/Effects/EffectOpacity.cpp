@@ -18,7 +18,7 @@ public:
         src->FrameData().Draw(storage.Quad(), storage);
     }
 
-    PixFmt GetOutputFormat(PixFmt) const override { return kAlphaFormat; }
+    PixFmt GetOutputFormat(PixFmt srcFormat) const override { return AlphaFormat(srcFormat); }
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectOpacity>();

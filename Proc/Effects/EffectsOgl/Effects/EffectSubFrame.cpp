@@ -145,7 +145,7 @@ public:
     /// The output has alpha also over a translucent colour.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         bool const isClear = settings.background == Background::Color && settings.color.alpha < kOpaque;
-        return isClear ? kAlphaFormat : OutputFormat(srcFormat);
+        return isClear ? AlphaFormat(srcFormat) : OutputFormat(srcFormat);
     }
 
 private:

@@ -196,7 +196,8 @@ public:
             .DrawTo(lines.Get());
 
         Premultiplied const source(picture, storage);
-        TextureForm const form{kSamples, std::min(picture.GetHeight(), 2U * kLines), TexelFormat::Rgba8, false};
+        TextureForm const form{kSamples, std::min(picture.GetHeight(), 2U * kLines),
+                               LikeWithAlpha(picture.GetFirstTexture().GetForm().format), false};
         PooledTexture const signal(form);
         PooledTexture const tape(form);
         if (strength > 0.0) {

@@ -19,7 +19,7 @@ public:
     /// The output has alpha also if the background is translucent.
     PixFmt GetOutputFormat(PixFmt srcFormat) const override {
         constexpr std::uint8_t kOpaque = 255;
-        return settings.background.alpha < kOpaque ? kAlphaFormat : OutputFormat(srcFormat);
+        return settings.background.alpha < kOpaque ? AlphaFormat(srcFormat) : OutputFormat(srcFormat);
     }
 };
 

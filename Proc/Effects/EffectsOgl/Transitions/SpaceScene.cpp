@@ -53,7 +53,7 @@ SpaceScene::SpaceScene(DataVideoOGL& output, DataVideoOGL& first, DataVideoOGL& 
     if (dst.FrameData().GetFirstTexture().IsOpaque()) {
         AttachTarget(dst, storage);
     } else {
-        layers.emplace(TextureForm{form.width, form.height, TexelFormat::Rgba16, false});
+        layers.emplace(TextureForm{form.width, form.height, FinerWithAlpha(form.format), false});
         storage.FBO().Attach(layers->Get());
     }
     blend.emplace(GL_BLEND);

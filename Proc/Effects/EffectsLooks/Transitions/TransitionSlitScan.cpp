@@ -1,0 +1,99 @@
+// Time runs at another speed in each line of the picture: the outgoing one is stretched away like rubber, first at one
+// end, and the incoming one snaps into place line after line, with a wobble that dies out.
+
+#include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
+
+namespace Kaltor::Proc {
+namespace {
+
+struct SettingsTransitionSlitScan final : SettingsOf<SettingsTransitionSlitScan> {
+    static inline std::string const CLASS_ID = "TransitionSlitScan";
+    static constexpr std::string_view SUMMARY =
+        "The picture is pulled away like rubber, line after line, and the incoming one snaps into place with a wobble.";
+
+    enum class Direction : std::int32_t { Left, Right, Up, Down };
+
+    Direction direction = Direction::Left;
+    double delay = 0.5;
+    double wobble = 0.5;
+    double curve = 0.5;
+    double ease = 2.5;
+
+    static std::vector<Field> DeclareFields() {
+        return {Declare<&This::direction>({{Direction::Left, "left"},
+                                           {Direction::Right, "right"},
+                                           {Direction::Up, "up"},
+                                           {Direction::Down, "down"}},
+                                          "where the lines move to"),
+                Declare<&This::delay>(0.0, 0.9, "how much later the last line starts"),
+                Declare<&This::wobble>(0.0, 1.0, "how strongly the lines swing when they arrive"),
+                Declare<&This::curve>(-1.0, 1.0, "how much the middle lines run ahead; below 0 they stay behind"),
+                Declare<&This::ease>(1.0, 6.0, "how sharply the lines speed up and brake; 1 is steady")};
+    }
+};
+
+}  // namespace
+}  // namespace Kaltor::Proc
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kFragment[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform vec2 way;
+uniform float progress;
+uniform float delay;
+uniform float wobble;
+uniform float curve;
+uniform float ease;
+uniform float pixels;
+varying vec2 TexCoord0;
+
+float Move(float line) {
+    float middle = 1.0 - 4.0 * (line - 0.5) * (line - 0.5);
+    float start = delay * mix(line, curve > 0.0 ? 1.0 - middle : middle, abs(curve));
+    float t = clamp((progress - start) / (1.0 - delay), 0.0, 1.0);
+    float h = min(t, 1.0 - t);
+    float eased = 0.5 * pow(2.0 * h, ease);
+    float swing = wobble * 0.22 * sin(18.8495559 * t) * t * t * (1.0 - t) * (1.0 - t) * 8.0;
+    return (t < 0.5 ? eased : 1.0 - eased) + swing;
+}
+
+void main() {
+    float line = dot(TexCoord0, abs(way.yx));
+    vec2 place = TexCoord0 + way * Move(line);
+    float share = clamp((dot(place - 0.5, way) - 0.5) * pixels + 0.5, 0.0, 1.0);
+    gl_FragColor = Unmultiply(mix(texture2D(tex1, Mirrored(place)), texture2D(tex2, Mirrored(place - way)), share));
+}
+)glsl";
+
+}  // namespace
+
+class TransitionSlitScan final : public TransitionWithSettings<Proc::SettingsTransitionSlitScan> {
+public:
+    void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
+                    ShaderStorage const& storage, OglCache*) const override {
+        if (DrawAtRest(*dst, *first, *second, progress, storage)) {
+            return;
+        }
+        Pictures const pictures(first, second, storage);
+        glm::vec2 const way = GetWay(static_cast<int>(settings.direction));
+        Pass pass(storage, "TransitionSlitScan", {kGlslVersion, kStraightAlpha, kMirrored, kFragment});
+        pictures.GiveTo(pass)
+            .Set("way", way)
+            .Set("progress", progress)
+            .Set("delay", settings.delay)
+            .Set("wobble", settings.wobble)
+            .Set("curve", settings.curve)
+            .Set("ease", settings.ease)
+            .Set("pixels",
+                 static_cast<float>(way.x != 0.0F ? pictures.outgoing.GetWidth() : pictures.outgoing.GetHeight()))
+            .DrawTo(*dst);
+    }
+};
+
+template void AddTransition<TransitionSlitScan>(Proc::IEffectRegistry&);
+
+}  // namespace Kaltor::Ogl
