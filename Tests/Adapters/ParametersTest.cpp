@@ -45,8 +45,10 @@ std::vector<Proc::FieldValue> MakeValues(Proc::Settings const& settings, Proc::F
                 } else if constexpr (std::is_same_v<T, Proc::Reals8>) {
                     values.emplace_back(
                         Proc::Reals8{at(0), at(0.1), at(0.2), at(0.34), at(0.5), at(0.6), at(0.9), at(1)});
-                } else if (field.labels.empty()) {
-                    values.emplace_back(static_cast<T>(std::is_integral_v<T> ? std::round(at(share)) : at(share)));
+                } else if constexpr (std::is_arithmetic_v<T>) {
+                    if (field.labels.empty()) {
+                        values.emplace_back(static_cast<T>(std::is_integral_v<T> ? std::round(at(share)) : at(share)));
+                    }
                 }
             },
             field.get(settings));

@@ -111,8 +111,8 @@ TEST_F(EditRenderTest, OverlaysThatEnterAndLeaveShowNoOtherColour) {
         return std::array<std::uint8_t, 4>{255, 255, 255, static_cast<std::uint8_t>(isInside ? 255 : 128)};
     });
     Codes const blue = ToCodes(0, 0, 1);
-    for (std::string const transition : {R"("Wipe")", R"("Circle")", R"("Slide", "direction": "from-left")",
-                                         R"("Zoom")", R"("Cube")", R"("FadeInFadeOut")", R"("SlidingDoor")"}) {
+    for (std::string const transition :
+         {R"("Wipe")", R"("Circle")", R"("Slide", "direction": "from-left")", R"("Zoom")"}) {
         std::string const edge = fmt::format(R"({{"transition": {}, "duration": "10f"}})", transition);
         double least = 1.0;
         for (int const frame : {3, 6, 20, 33, 36}) {
@@ -142,7 +142,9 @@ TEST_F(EditRenderTest, OverlaysThatEnterAndLeaveShowNoOtherColour) {
                     ASSERT_GT(share, -0.02) << transition << " " << frame << ", x " << x << " y " << y;
                 }
             }
-            EXPECT_NEAR(picture->data[0][24 * picture->linesize[0] + 32], 235, frame == 20 ? 2 : 255);
+            if (frame == 20) {
+                EXPECT_NEAR(picture->data[0][24 * picture->linesize[0] + 32], 235, 2);
+            }
         }
         EXPECT_LT(least, 0.3) << transition << " is seen";
     }
