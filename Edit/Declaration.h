@@ -28,61 +28,65 @@ struct EnumLabel {
     std::string_view label;
 };
 
-constexpr std::array kFitLabels{
-    EnumLabel<Clip::Fit>{Clip::Fit::Whole, "whole"}, EnumLabel<Clip::Fit>{Clip::Fit::Fill, "fill"},
-    EnumLabel<Clip::Fit>{Clip::Fit::Stretch, "stretch"}, EnumLabel<Clip::Fit>{Clip::Fit::Blur, "blur"}};
-constexpr std::array kOnLabels{EnumLabel<Effect::On>{Effect::On::Picture, "picture"},
-                               EnumLabel<Effect::On>{Effect::On::Frame, "frame"}};
-constexpr std::array kAnchorLabels{EnumLabel<Overlay::Anchor>{Overlay::Anchor::TopLeft, "top-left"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::Top, "top"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::TopRight, "top-right"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::Left, "left"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::Center, "center"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::Right, "right"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::BottomLeft, "bottom-left"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::Bottom, "bottom"},
-                                   EnumLabel<Overlay::Anchor>{Overlay::Anchor::BottomRight, "bottom-right"}};
-constexpr std::array kBlendLabels{EnumLabel<Overlay::Blend>{Overlay::Blend::Normal, "normal"},
-                                  EnumLabel<Overlay::Blend>{Overlay::Blend::Add, "add"},
-                                  EnumLabel<Overlay::Blend>{Overlay::Blend::Multiply, "multiply"},
-                                  EnumLabel<Overlay::Blend>{Overlay::Blend::Screen, "screen"},
-                                  EnumLabel<Overlay::Blend>{Overlay::Blend::Overlay, "overlay"}};
-constexpr std::array kChannelLabels{EnumLabel<Mix::Channels>{Mix::Channels::Auto, "auto"},
-                                    EnumLabel<Mix::Channels>{Mix::Channels::Mono, "mono"},
-                                    EnumLabel<Mix::Channels>{Mix::Channels::Stereo, "stereo"},
-                                    EnumLabel<Mix::Channels>{Mix::Channels::Surround, "5.1"}};
+constexpr auto kFitLabels = std::to_array<EnumLabel<Clip::Fit>>({{Clip::Fit::Whole, "whole"},
+                                                                 {Clip::Fit::Fill, "fill"},
+                                                                 {Clip::Fit::Stretch, "stretch"},
+                                                                 {Clip::Fit::Blur, "blur"}});
+constexpr auto kOnLabels =
+    std::to_array<EnumLabel<Effect::On>>({{Effect::On::Picture, "picture"}, {Effect::On::Frame, "frame"}});
+constexpr auto kAnchorLabels =
+    std::to_array<EnumLabel<Overlay::Anchor>>({{Overlay::Anchor::TopLeft, "top-left"},
+                                               {Overlay::Anchor::Top, "top"},
+                                               {Overlay::Anchor::TopRight, "top-right"},
+                                               {Overlay::Anchor::Left, "left"},
+                                               {Overlay::Anchor::Center, "center"},
+                                               {Overlay::Anchor::Right, "right"},
+                                               {Overlay::Anchor::BottomLeft, "bottom-left"},
+                                               {Overlay::Anchor::Bottom, "bottom"},
+                                               {Overlay::Anchor::BottomRight, "bottom-right"}});
+constexpr auto kBlendLabels = std::to_array<EnumLabel<Overlay::Blend>>({{Overlay::Blend::Normal, "normal"},
+                                                                        {Overlay::Blend::Add, "add"},
+                                                                        {Overlay::Blend::Multiply, "multiply"},
+                                                                        {Overlay::Blend::Screen, "screen"},
+                                                                        {Overlay::Blend::Overlay, "overlay"}});
+constexpr auto kChannelLabels = std::to_array<EnumLabel<Mix::Channels>>({{Mix::Channels::Auto, "auto"},
+                                                                         {Mix::Channels::Mono, "mono"},
+                                                                         {Mix::Channels::Stereo, "stereo"},
+                                                                         {Mix::Channels::Surround, "5.1"}});
 
-constexpr std::array kDepthLabels{EnumLabel<Output::Depth>{Output::Depth::Auto, "auto"},
-                                  EnumLabel<Output::Depth>{Output::Depth::Eight, "8"},
-                                  EnumLabel<Output::Depth>{Output::Depth::Float, "16f"}};
-constexpr std::array kHdrLabels{
-    EnumLabel<Output::Hdr>{Output::Hdr::Auto, "auto"}, EnumLabel<Output::Hdr>{Output::Hdr::Sdr, "sdr"},
-    EnumLabel<Output::Hdr>{Output::Hdr::Pq, "pq"}, EnumLabel<Output::Hdr>{Output::Hdr::Hlg, "hlg"}};
+constexpr auto kDepthLabels = std::to_array<EnumLabel<Output::Depth>>(
+    {{Output::Depth::Auto, "auto"}, {Output::Depth::Eight, "8"}, {Output::Depth::Float, "16f"}});
+constexpr auto kHdrLabels = std::to_array<EnumLabel<Output::Hdr>>(
+    {{Output::Hdr::Auto, "auto"}, {Output::Hdr::Sdr, "sdr"}, {Output::Hdr::Pq, "pq"}, {Output::Hdr::Hlg, "hlg"}});
 
-constexpr std::array kStyleLabels{EnumLabel<Title::Style>{Title::Style::Title, "title"},
-                                  EnumLabel<Title::Style>{Title::Style::Subtitle, "subtitle"},
-                                  EnumLabel<Title::Style>{Title::Style::LowerThird, "lower-third"},
-                                  EnumLabel<Title::Style>{Title::Style::Caption, "caption"}};
-constexpr std::array kAlignLabels{
-    EnumLabel<Title::Align>{Title::Align::Left, "left"}, EnumLabel<Title::Align>{Title::Align::Center, "center"},
-    EnumLabel<Title::Align>{Title::Align::Right, "right"}, EnumLabel<Title::Align>{Title::Align::Justify, "justify"}};
-constexpr std::array kTitleAnchorLabels{EnumLabel<Title::Anchor>{Title::Anchor::TopLeft, "top-left"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::Top, "top"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::TopRight, "top-right"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::Left, "left"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::Center, "center"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::Right, "right"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::BottomLeft, "bottom-left"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::Bottom, "bottom"},
-                                        EnumLabel<Title::Anchor>{Title::Anchor::BottomRight, "bottom-right"}};
-constexpr std::array kDirectionLabels{EnumLabel<Title::Direction>{Title::Direction::Auto, "auto"},
-                                      EnumLabel<Title::Direction>{Title::Direction::LeftToRight, "left-to-right"},
-                                      EnumLabel<Title::Direction>{Title::Direction::RightToLeft, "right-to-left"}};
-constexpr std::array kAnimationLabels{EnumLabel<Title::Animation>{Title::Animation::None, "none"},
-                                      EnumLabel<Title::Animation>{Title::Animation::Fade, "fade"},
-                                      EnumLabel<Title::Animation>{Title::Animation::Rise, "rise"},
-                                      EnumLabel<Title::Animation>{Title::Animation::Typewriter, "typewriter"},
-                                      EnumLabel<Title::Animation>{Title::Animation::WordByWord, "word-by-word"}};
+constexpr auto kStyleLabels = std::to_array<EnumLabel<Title::Style>>({{Title::Style::Title, "title"},
+                                                                      {Title::Style::Subtitle, "subtitle"},
+                                                                      {Title::Style::LowerThird, "lower-third"},
+                                                                      {Title::Style::Caption, "caption"}});
+constexpr auto kAlignLabels = std::to_array<EnumLabel<Title::Align>>({{Title::Align::Left, "left"},
+                                                                      {Title::Align::Center, "center"},
+                                                                      {Title::Align::Right, "right"},
+                                                                      {Title::Align::Justify, "justify"}});
+constexpr auto kTitleAnchorLabels =
+    std::to_array<EnumLabel<Title::Anchor>>({{Title::Anchor::TopLeft, "top-left"},
+                                             {Title::Anchor::Top, "top"},
+                                             {Title::Anchor::TopRight, "top-right"},
+                                             {Title::Anchor::Left, "left"},
+                                             {Title::Anchor::Center, "center"},
+                                             {Title::Anchor::Right, "right"},
+                                             {Title::Anchor::BottomLeft, "bottom-left"},
+                                             {Title::Anchor::Bottom, "bottom"},
+                                             {Title::Anchor::BottomRight, "bottom-right"}});
+constexpr auto kDirectionLabels =
+    std::to_array<EnumLabel<Title::Direction>>({{Title::Direction::Auto, "auto"},
+                                                {Title::Direction::LeftToRight, "left-to-right"},
+                                                {Title::Direction::RightToLeft, "right-to-left"}});
+constexpr auto kAnimationLabels =
+    std::to_array<EnumLabel<Title::Animation>>({{Title::Animation::None, "none"},
+                                                {Title::Animation::Fade, "fade"},
+                                                {Title::Animation::Rise, "rise"},
+                                                {Title::Animation::Typewriter, "typewriter"},
+                                                {Title::Animation::WordByWord, "word-by-word"}});
 
 constexpr std::span<EnumLabel<Title::Style> const> GetLabels(Title::Style) {
     return kStyleLabels;

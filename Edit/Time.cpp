@@ -9,6 +9,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 
 namespace Kaltor::Edit {
 namespace {
@@ -17,30 +18,18 @@ namespace {
 constexpr double kMost = 1e9;
 constexpr double kPercent = 100.0;
 
+using Core::IsDigits;
+
 std::optional<double> ParsePlain(std::string_view text) {
     bool const isPlain = !text.empty() && text.find_first_not_of("0123456789.") == std::string_view::npos;
     std::optional<double> const value = isPlain ? Core::ParseNumber<double>(text) : std::nullopt;
     return value && *value <= kMost ? value : std::nullopt;
 }
 
-std::vector<std::string_view> Split(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    for (std::size_t at = text.find(separator); at != std::string_view::npos; at = text.find(separator)) {
-        parts.push_back(text.substr(0, at));
-        text.remove_prefix(at + 1);
-    }
-    parts.push_back(text);
-    return parts;
-}
-
-bool IsDigits(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 /// [HH:]MM:SS[.fff] or HH:MM:SS:FF.
 std::optional<Time> ParseClock(std::string_view text) {
     constexpr double kSixty = 60.0;
-    std::vector<std::string_view> parts = Split(text, ':');
+    std::vector<std::string_view> parts = Core::Split(text, ':');
     Time time;
     if (parts.size() == 4) {
         if (!IsDigits(parts.back())) {

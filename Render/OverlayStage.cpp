@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 
 #include "Proc/Settings/SettingsBlendTransitions.h"
 
@@ -28,7 +27,7 @@ Media::VideoTarget MakeTarget(Media::VideoTarget const& output) {
     return target;
 }
 
-/// Between straight alphas a cross-fade from or to nothing would darken the colours: it is the opacity instead.
+/// A cross-fade from or to nothing is the opacity, which costs less.
 bool IsFade(Edit::PlannedLook const& look) {
     return look.settings->GetClassId() == Proc::SettingsTransitionCrossfade::CLASS_ID;
 }
@@ -116,39 +115,18 @@ boost::intrusive_ptr<Ogl::DataVideoOGL> OverlayStage::TakePicture(std::int64_t n
     return painter.Upload(std::move(frame));
 }
 
-FramePtr OverlayStage::MakeClear(Conf::FrameInfo const& form, std::int64_t number) {
-    if (!clear || static_cast<std::uint32_t>(clear->width) != form.width ||
-        static_cast<std::uint32_t>(clear->height) != form.height) {
-        boost::intrusive_ptr<Proc::DataVideoFF> const empty =
-            Proc::DataVideoFF::Create(AlphaFormat(target.pixFmt), form);
-        std::size_t const pixel = PixFmtDescription::Find(target.pixFmt).IsFloat() ? 8 : 4;
-        AVFrame& frame = empty->GetWritableFrame();
-        for (int y = 0; y < frame.height; ++y) {
-            std::memset(frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0], 0,
-                        static_cast<std::size_t>(frame.width) * pixel);
-        }
-        clear = empty->Share();
-    }
-    return MakeFrame(Proc::ShareAvFrame(*clear), plan.time, number);
-}
-
 void OverlayStage::DrawEdges(FramePtr& frame, std::int64_t number) {
-    if (IsDrawn(overlay.enter, number)) {
-        if (!enter) {
-            enter = std::make_unique<PlannedEffect>(
-                PlannedEffect::TwoInputs(factory, plan.time, *overlay.enter, seeds.ofEnter));
+    auto const draw = [&](std::optional<Edit::PlannedLook> const& look, std::optional<Matte>& matte, std::uint32_t seed,
+                          bool isEntry) {
+        if (IsDrawn(look, number)) {
+            if (!matte) {
+                matte.emplace(factory, plan.time, *look, seed, isEntry, painter);
+            }
+            matte->Process(frame, number);
         }
-        FramePtr outgoing = MakeClear(frame->GetFrameInfo(), number);
-        enter->Process(outgoing, frame, number);
-        frame = std::move(outgoing);
-    }
-    if (IsDrawn(overlay.leave, number)) {
-        if (!leave) {
-            leave = std::make_unique<PlannedEffect>(PlannedEffect::TwoInputs(
-                factory, plan.time, *overlay.leave, seeds.ofLeave, PlannedEffect::Progress::ToEnd));
-        }
-        leave->Process(frame, MakeClear(frame->GetFrameInfo(), number), number);
-    }
+    };
+    draw(overlay.enter, enter, seeds.ofEnter, true);
+    draw(overlay.leave, leave, seeds.ofLeave, false);
 }
 
 void OverlayStage::Place(Layer& layer, Conf::FrameInfo const& picture, double seconds) const {

@@ -8,6 +8,7 @@
 #include "Render/ClipFeed.h"
 #include "Render/EffectStage.h"
 #include "Render/Layers.h"
+#include "Render/Matte.h"
 
 namespace Kaltor::Render {
 
@@ -47,7 +48,6 @@ private:
     void KeepSmall(Layer& layer);
     void DrawEdges(FramePtr& frame, std::int64_t number);
     double FadeAt(std::int64_t number) const;
-    FramePtr MakeClear(Conf::FrameInfo const& form, std::int64_t number);
 
     Edit::PlannedOverlay const& overlay;
     Edit::Plan const& plan;
@@ -59,14 +59,13 @@ private:
     std::optional<Edit::TitlePainter> title;
     TitleLayers titleLayers;
     EffectChain effects;
-    std::unique_ptr<PlannedEffect> enter;
-    std::unique_ptr<PlannedEffect> leave;
+    std::optional<Matte> enter;
+    std::optional<Matte> leave;
     Proc::AvFramePtr lastPicture;
     boost::intrusive_ptr<Ogl::DataVideoOGL> lastUpload;
     Sizer sizer;
     boost::intrusive_ptr<Ogl::DataVideoOGL> smallOf;  ///< what `small` was made of
     boost::intrusive_ptr<Ogl::DataVideoOGL> small;
-    Proc::AvFramePtr clear;
 };
 
 }  // namespace Kaltor::Render

@@ -61,16 +61,6 @@ void CheckSide(RenderJob const& job, Edit::Plan const& plan) {
     }
 }
 
-/// The frames that are made: from the first up to the last, which is not among them.
-struct Piece {
-    std::int64_t first;
-    std::int64_t end;
-
-    bool isOpen = false;  ///< a pipe's end comes before
-
-    std::int64_t Count() const { return end - first; }
-};
-
 /// The pictures of a sequence that are there already.
 std::int64_t CountResumed(RenderJob const& job, Edit::Plan const& plan) {
     if (!job.isResumed) {
@@ -97,22 +87,15 @@ std::int64_t CountResumed(RenderJob const& job, Edit::Plan const& plan) {
     return count;
 }
 
-Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
+/// The frames that are made: from the first up to the last, which is not among them.
+Piece ChoosePiece(RenderJob const& job, Edit::Plan const& plan) {
     if (!job.range) {
         return {CountResumed(job, plan), plan.frames, plan.isOpenEnded};
     }
     if (job.isResumed) {
         Core::Throw(std::invalid_argument("a range is not resumed: render it again, or all of the video"));
     }
-    std::int64_t const first = plan.time.FrameAtSeconds(job.range->begin);
-    std::int64_t const end =
-        job.range->end ? std::min(plan.frames, plan.time.FrameAtSeconds(*job.range->end)) : plan.frames;
-    if (first < 0 || first >= end) {
-        Core::Throw(
-            std::invalid_argument(fmt::format("the range from {:.3g} s on has no frame: the video lasts {:.3g} s",
-                                              job.range->begin, plan.time.SecondsOf(plan.frames))));
-    }
-    return {first, end, plan.isOpenEnded};
+    return FindPiece(*job.range, plan);
 }
 
 Media::Microseconds TimeOf(Edit::Plan const& plan, std::int64_t frame) {
@@ -358,6 +341,17 @@ void ReportLosses(RenderJob const& job, Edit::Plan const& plan, WarningFn const&
 
 }  // namespace
 
+Piece FindPiece(RenderJob::Range const& range, Edit::Plan const& plan) {
+    std::int64_t const first = plan.time.FrameAtSeconds(range.begin);
+    std::int64_t const end = range.end ? std::min(plan.frames, plan.time.FrameAtSeconds(*range.end)) : plan.frames;
+    if (first < 0 || first >= end) {
+        Core::Throw(
+            std::invalid_argument(fmt::format("the range from {:.3g} s on has no frame: the video lasts {:.3g} s",
+                                              range.begin, plan.time.SecondsOf(plan.frames))));
+    }
+    return {first, end, plan.isOpenEnded};
+}
+
 RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     WarningFn const warn = [&job](std::string const& message) {
         if (job.onWarning) {
@@ -366,7 +360,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     };
     Edit::Plan plan = MakePlan(job, warn);
     ChooseForm(plan, job.document.output, job.output);
-    Piece const piece = FindPiece(job, plan);
+    Piece const piece = ChoosePiece(job, plan);
     ReportLosses(job, plan, warn);
     bool const needsEffects = NeedsDrawing(plan);
     if (needsEffects) {

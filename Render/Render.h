@@ -74,6 +74,17 @@ struct RenderResult {
 /// beside it, and no thread runs.
 RenderResult Render(RenderJob const& job, boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
 
+/// The frames of a plan that are made.
+struct Piece {
+    std::int64_t first = 0;
+    std::int64_t end = 0;
+    bool isOpen = false;  ///< a pipe's end comes before
+
+    std::int64_t Count() const { return end - first; }
+};
+/// Throws `std::invalid_argument` for a range that has no frame.
+Piece FindPiece(RenderJob::Range const& range, Edit::Plan const& plan);
+
 /// The frame that shows at a time in seconds, as it is in the whole video, in the output's form. Throws as `Render`.
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds,
                                boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);

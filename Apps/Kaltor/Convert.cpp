@@ -10,8 +10,8 @@
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Interrupt.h"
+#include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
-#include "Edit/Convert/AnyDocument.h"
 #include "Edit/Convert/Otio.h"
 #include "Edit/DocumentWriter.h"
 #include "Media/PartialFile.h"
@@ -19,12 +19,10 @@
 namespace Kaltor::Cli {
 namespace {
 
-struct ConvertOptions {
+struct ConvertOptions : TrustOptions {
     std::string input;
     std::string output;
     bool overwrite = false;
-    bool isTrusted = false;
-    bool allowPlaylists = false;
 };
 
 int Convert(ConvertOptions const& options) {
@@ -41,9 +39,7 @@ int Convert(ConvertOptions const& options) {
     }
     auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
     Catalog const catalog = LoadCatalog();
-    Edit::Document const document = Edit::ReadAnyDocument(
-        options.input, catalog,
-        {options.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder, options.allowPlaylists, warn});
+    Edit::Document const document = ReadDocument(options.input, catalog, options);
     std::string const folder = std::filesystem::absolute(options.output).parent_path().string();
     std::string text;
     if (ending == ".json") {
@@ -69,8 +65,7 @@ void AddConvert(CommandLine& commandLine) {
                  "an edit (.json), a timeline of OpenTimelineIO (.otio) or an editly document (.json, .json5)")
         .Require();
     verb.AddText("OUT", options->output, "the file to write: an edit (.json) or a timeline (.otio)").Require();
-    verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
-    verb.AddFlag("--allow-playlists", options->allowPlaylists, "accept clips that are playlists");
+    AddTrustOptions(verb, *options);
     verb.AddFlag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb.SetFooter(
         "Examples:\n"

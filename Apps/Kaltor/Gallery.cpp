@@ -1,9 +1,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <sstream>
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "Apps/Kaltor/Catalog.h"
@@ -15,6 +18,7 @@
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaError.h"
+#include "Media/PartialFile.h"
 #include "Ogl/OglManager.h"
 
 namespace Kaltor::Cli {
@@ -39,14 +43,35 @@ bool IsGallery(fs::path const& folder) {
     return text.str().find(kGeneratorMark) != std::string::npos;
 }
 
+/// A folder that nobody else may take for abandoned while this exists.
+class FolderLock {
+public:
+    explicit FolderLock(fs::path const& path)
+        : folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)),
+          isHeld(folder >= 0 && ::flock(folder, LOCK_EX | LOCK_NB) == 0) {}
+    ~FolderLock() {
+        if (folder >= 0) {
+            ::close(folder);
+        }
+    }
+    FolderLock(FolderLock const&) = delete;
+    FolderLock& operator=(FolderLock const&) = delete;
+
+    bool IsHeld() const { return isHeld; }
+
+private:
+    int folder;
+    bool isHeld;
+};
+
 /// A folder that grows under a hidden name beside the one that it is to have. Unless `Commit` succeeds, the destructor
-/// removes it.
+/// removes it; what a killed run left is removed by the next one to the same name.
 class PartialFolder {
 public:
     /// Only an empty folder is replaced, and with `overwrite` another gallery.
     PartialFolder(std::string const& path, bool overwrite)
         : target((fs::absolute(path) / "").lexically_normal().parent_path()),
-          partial(target.parent_path() / fmt::format(".{}.{}.partial", target.filename().string(), ::getpid())) {
+          partial(target.parent_path() / Media::MakePartialName(target.filename().string())) {
         if (fs::exists(target) && !(fs::is_directory(target) && fs::is_empty(target))) {
             if (!fs::is_directory(target) || !IsGallery(target)) {
                 throw std::runtime_error(
@@ -56,10 +81,12 @@ public:
                 throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", path));
             }
         }
+        Sweep();
         std::error_code error;
         if (!fs::create_directory(partial, error)) {
             throw std::runtime_error(fmt::format("{}: cannot be made ({})", path, error.message()));
         }
+        lock.emplace(partial);
     }
     ~PartialFolder() {
         std::error_code ignored;
@@ -84,8 +111,23 @@ public:
     }
 
 private:
+    void Sweep() const {
+        std::error_code error;
+        for (fs::directory_iterator entry(target.parent_path(), error), end; !error && entry != end;
+             entry.increment(error)) {
+            bool const isOurs = Media::IsPartialName(entry->path().filename().string(), target.filename().string());
+            if (isOurs && FolderLock(entry->path()).IsHeld()) {
+                std::error_code failure;
+                fs::remove_all(entry->path(), failure);
+                WriteError(fmt::format("warning: removed {}, which a run that was killed left behind",
+                                       entry->path().string()));
+            }
+        }
+    }
+
     fs::path target;
     fs::path partial;
+    std::optional<FolderLock> lock;
 };
 
 Conf::FrameInfo ReadSize(std::string const& text) {

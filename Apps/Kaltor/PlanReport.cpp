@@ -33,10 +33,15 @@ Json PlaceOf(Plan const& plan, std::int64_t first, std::int64_t frames) {
             {"end", plan.time.SecondsOf(first + frames)}};
 }
 
-Json LooksOf(Plan const& plan, std::vector<PlannedLook> const& looks) {
+/// Whether something of these frames is made.
+bool IsMade(PlanReport const& report, std::int64_t first, std::int64_t frames) {
+    return !report.piece || (first < report.piece->end && first + frames > report.piece->first);
+}
+
+Json LooksOf(Plan const& plan, PlanReport const& report, std::vector<PlannedLook> const& looks) {
     Json list = Json::array();
     for (PlannedLook const& look : looks) {
-        if (look.settings) {
+        if (look.settings && IsMade(report, look.first, look.frames)) {
             Json one{{"name", look.settings->GetClassId()}};
             one.update(PlaceOf(plan, look.first, look.frames));
             list.push_back(std::move(one));
@@ -101,20 +106,26 @@ void CheckTexts(Plan const& plan, std::string const& documentName, Media::Warnin
 }
 
 std::string ToText(Plan const& plan, PlanReport const& report) {
-    std::string text = fmt::format(
-        "{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ", plan.target.frame.width,
-        plan.target.frame.height, av_q2d(plan.time.frameRate),
-        plan.isOpenEnded ? std::string("until the pipe ends")
-                         : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
-        report.codec.empty() ? "" : ", " + report.codec,
-        plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate, plan.sound->channels,
-                                 plan.sound->channels == 1 ? "" : "s")
-                   : ", no sound");
+    std::string text =
+        fmt::format("{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ",
+                    plan.target.frame.width, plan.target.frame.height, av_q2d(plan.time.frameRate),
+                    plan.isOpenEnded ? std::string("until the pipe ends")
+                                     : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
+                    report.codec.empty() ? "" : ", " + report.codec,
+                    plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate,
+                                             plan.sound->channels, plan.sound->channels == 1 ? "" : "s")
+                               : ", no sound");
+    if (report.piece) {
+        text += fmt::format("  of it: {}\n", Span(plan, report.piece->first, report.piece->Count()));
+    }
     auto const list = [&](std::string const& what, PlannedFeed const& feed, std::optional<Edit::Title> const& title,
                           std::int64_t first, std::int64_t frames, std::vector<PlannedLook> const& effects) {
+        if (!IsMade(report, first, frames)) {
+            return;
+        }
         text += fmt::format("{} {}: {}\n", what, MakePrintable(NameOf(feed, title)), Span(plan, first, frames));
         for (PlannedLook const& look : effects) {
-            if (look.settings) {
+            if (look.settings && IsMade(report, look.first, look.frames)) {
                 text += fmt::format("    {}: {}\n", look.settings->GetClassId(), Span(plan, look.first, look.frames));
             }
         }
@@ -122,7 +133,7 @@ std::string ToText(Plan const& plan, PlanReport const& report) {
     for (std::size_t i = 0; i < plan.clips.size(); ++i) {
         Edit::PlannedClip const& clip = plan.clips[i];
         list(fmt::format("  clip {}", i + 1), clip.feed, clip.title, clip.first, clip.frames, clip.effects);
-        if (clip.fadeOut > 0) {
+        if (clip.fadeOut > 0 && IsMade(report, clip.joint.first, clip.joint.frames)) {
             text += fmt::format("    {} into the next: {}\n", clip.joint.settings->GetClassId(),
                                 Span(plan, clip.joint.first, clip.joint.frames));
         }
@@ -134,7 +145,7 @@ std::string ToText(Plan const& plan, PlanReport const& report) {
         text += fmt::format("  subtitles {}\n", MakePrintable(subtitles.path));
     }
     for (Edit::PlannedSound const& sound : plan.sounds) {
-        if (sound.isBed) {
+        if (sound.isBed && IsMade(report, sound.first, sound.frames)) {
             text += fmt::format("  sound {}: {}\n", MakePrintable(sound.path), Span(plan, sound.first, sound.frames));
         }
     }
@@ -165,30 +176,39 @@ Json ToJson(Plan const& plan, PlanReport const& report) {
     }
     json["sound"] =
         plan.sound ? Json{{"sampleRate", plan.sound->sampleRate}, {"channels", plan.sound->channels}} : Json(nullptr);
-    auto const entry = [&plan](PlannedFeed const& feed, std::optional<Edit::Title> const& title, std::int64_t first,
-                               std::int64_t frames, std::vector<PlannedLook> const& effects) {
+    json["piece"] = report.piece ? PlaceOf(plan, report.piece->first, report.piece->Count()) : Json(nullptr);
+    auto const entry = [&](PlannedFeed const& feed, std::optional<Edit::Title> const& title, std::int64_t first,
+                           std::int64_t frames, std::vector<PlannedLook> const& effects) {
         Json one = SourceOf(feed, title);
         one.update(PlaceOf(plan, first, frames));
-        one["effects"] = LooksOf(plan, effects);
+        one["effects"] = LooksOf(plan, report, effects);
         return one;
     };
     json["clips"] = Json::array();
     for (Edit::PlannedClip const& clip : plan.clips) {
+        if (!IsMade(report, clip.first, clip.frames)) {
+            continue;
+        }
         Json one = entry(clip.feed, clip.title, clip.first, clip.frames, clip.effects);
-        if (clip.fadeOut > 0) {
-            one["joint"] = LooksOf(plan, {clip.joint}).front();
+        if (clip.fadeOut > 0 && IsMade(report, clip.joint.first, clip.joint.frames)) {
+            one["joint"] = LooksOf(plan, report, {clip.joint}).front();
         }
         json["clips"].push_back(std::move(one));
     }
     json["overlays"] = Json::array();
     for (Edit::PlannedOverlay const& overlay : plan.overlays) {
-        json["overlays"].push_back(entry(overlay.feed, overlay.title, overlay.first, overlay.frames, overlay.effects));
+        if (IsMade(report, overlay.first, overlay.frames)) {
+            json["overlays"].push_back(
+                entry(overlay.feed, overlay.title, overlay.first, overlay.frames, overlay.effects));
+        }
     }
     json["sounds"] = Json::array();
     for (Edit::PlannedSound const& sound : plan.sounds) {
-        Json one{{"file", sound.path}, {"bed", sound.isBed}};
-        one.update(PlaceOf(plan, sound.first, sound.frames));
-        json["sounds"].push_back(std::move(one));
+        if (IsMade(report, sound.first, sound.frames)) {
+            Json one{{"file", sound.path}, {"bed", sound.isBed}};
+            one.update(PlaceOf(plan, sound.first, sound.frames));
+            json["sounds"].push_back(std::move(one));
+        }
     }
     json["losses"] = Json::array();
     for (Render::Loss const& loss : report.losses) {

@@ -7,6 +7,7 @@
 #include "Edit/Json.h"
 #include "Edit/Plan.h"
 #include "Render/Losses.h"
+#include "Render/Render.h"
 
 namespace Kaltor::Cli {
 
@@ -14,6 +15,7 @@ namespace Kaltor::Cli {
 struct PlanReport {
     std::string output;
     std::string codec;
+    std::optional<Render::Piece> piece;  ///< where only a part is made
     std::vector<std::string> warnings;
     std::optional<Media::OutputForm> form;  ///< where there is an output
     std::vector<Render::Loss> losses;
@@ -23,7 +25,8 @@ struct PlanReport {
 /// made. Throws what they throw, with the document's name and the place before where there is a document.
 void CheckTexts(Edit::Plan const& plan, std::string const& documentName, Media::WarningFn const& warn);
 
-/// For readers: what is made, then clips, overlays and sounds with their places.
+/// For readers: what is made, then clips, overlays and sounds with their places in the whole video; of a piece, those
+/// that it shows.
 std::string ToText(Edit::Plan const& plan, PlanReport const& report);
 /// For programs. Times in seconds; frames count from 0.
 Edit::Json ToJson(Edit::Plan const& plan, PlanReport const& report);

@@ -30,7 +30,6 @@ namespace {
 
 struct RenderCommandOptions : DocumentOptions {
     std::string output;
-    bool allowPlaylists = false;
     bool overwrite = false;
     bool isQuiet = false;
     bool isVerbose = false;
@@ -69,6 +68,10 @@ void CheckOutput(RenderCommandOptions const& options) {
 }
 
 void SaveEdit(RenderCommandOptions const& options, Edit::Document const& document) {
+    if (options.saveEdit.starts_with('-')) {
+        throw UsageError(fmt::format("--save-edit takes the name of a file, not {}; ./{} is a file of that name",
+                                     options.saveEdit, options.saveEdit));
+    }
     std::error_code error;
     if (!options.overwrite && std::filesystem::exists(options.saveEdit, error)) {
         Refuse(options.saveEdit);
@@ -127,6 +130,9 @@ int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) 
     CheckTexts(plan, job.documentName, warn);
     report.output = options.output;
     report.codec = job.document.output.codec;
+    if (job.range) {
+        report.piece = Render::FindPiece(*job.range, plan);
+    }
     if (!options.output.empty() && options.frame.empty()) {
         Render::ChooseForm(plan, job.document.output, options.output);
         report.form = Render::DescribeOutput(job, plan);
@@ -257,7 +263,6 @@ int RunRender(RenderCommandOptions const& options) {
 }
 
 struct CheckOptions : DocumentOptions {
-    bool allowPlaylists = false;
     bool isSchemaWanted = false;
 };
 
@@ -429,9 +434,7 @@ void AddRender(CommandLine& commandLine) {
     Option const range =
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");
     verb.AddText("--frame", options->frame, "make one picture of the video, as PNG").ShowValueAs("TIME").Exclude(range);
-    verb.AddFlag("--allow-playlists", options->allowPlaylists,
-                 "read clips that are playlists (HLS, DASH, concat), with the local files that they name");
-    verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
+    AddTrustOptions(verb, *options);
     verb.AddFlag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb.AddFlag("-q,--quiet", options->isQuiet, "show no progress");
     verb.AddFlag("--verbose", options->isVerbose, "show what encoders and other libraries print");
@@ -450,8 +453,7 @@ void AddCheck(CommandLine& commandLine) {
     auto const options = std::make_shared<CheckOptions>();
     verb.AddTexts("EDIT", options->clips, "the document");
     verb.AddFlag("--schema", options->isSchemaWanted, "show the JSON Schema of documents instead, for editors");
-    verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
-    verb.AddFlag("--allow-playlists", options->allowPlaylists, "accept clips that are playlists");
+    AddTrustOptions(verb, *options);
     verb.SetFooter("Example:\n  kaltor check edit.json");
     verb.SetAction([options] { return RunCheck(*options); });
 }

@@ -1,6 +1,7 @@
 #include "Apps/Kaltor/RenderOptions.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <filesystem>
 #include <stdexcept>
@@ -255,17 +256,25 @@ PartSpec ParsePart(std::string const& whole) {
 }
 
 void AddTitles(Document& document, DocumentOptions const& options, Catalog const& catalog) {
+    static constexpr std::array kOfOverlay{"from",     "to",    "opacity", "blend",  "scale",
+                                           "rotation", "enter", "leave",   "effects"};
     for (std::string const& text : options.titles) {
         PartSpec const spec = ParsePart(text);
         // A title's place is its own; when it shows and how it lies over the video is the overlay's.
         Json overlay{{"title", {{"text", spec.text}}}};
         for (auto const& [key, value] : spec.fields.items()) {
-            static constexpr std::array kOfOverlay{"from",     "to",    "opacity", "blend",  "scale",
-                                                   "rotation", "enter", "leave",   "effects"};
             bool const isOverlays = std::find(kOfOverlay.begin(), kOfOverlay.end(), key) != kOfOverlay.end();
             (isOverlays ? overlay : overlay["title"])[key] = value;
         }
-        document.overlays.push_back(Typed("--title", [&] { return Edit::ReadOverlay(overlay, catalog); }));
+        try {
+            document.overlays.push_back(Edit::ReadOverlay(overlay, catalog));
+        } catch (std::invalid_argument const& error) {
+            // A title's own list of keys is not all that is taken here.
+            std::string const message = error.what();
+            bool const listsKeys = message.find("no such key; it takes") != std::string::npos;
+            throw UsageError(fmt::format("--title: {}{}", message,
+                                         listsKeys ? fmt::format(", {}", fmt::join(kOfOverlay, ", ")) : ""));
+        }
     }
 }
 
@@ -415,6 +424,19 @@ bool IsDocumentName(std::string const& path) {
     return ending == ".json" || ending == ".json5" || ending == ".otio";
 }
 
+void AddTrustOptions(Verb& verb, TrustOptions& options) {
+    verb.AddFlag("--allow-playlists", options.allowPlaylists,
+                 "read clips that are playlists (HLS, DASH, concat), with the local files that they name");
+    verb.AddFlag("--trust", options.isTrusted, "let a document name files outside of its own folder");
+}
+
+Document ReadDocument(std::string const& path, Catalog const& catalog, TrustOptions const& options) {
+    return Edit::ReadAnyDocument(
+        path, catalog,
+        {options.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder, options.allowPlaylists,
+         [](std::string const& message) { WriteError("warning: " + message); }});
+}
+
 Document MakeDocument(DocumentOptions const& options, Catalog const& catalog) {
     auto const named = std::find_if(options.clips.begin(), options.clips.end(), IsDocumentName);
     bool const isRead = named != options.clips.end();
@@ -423,9 +445,7 @@ Document MakeDocument(DocumentOptions const& options, Catalog const& catalog) {
     }
     Document document;
     if (isRead) {
-        auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
-        document = Edit::ReadAnyDocument(
-            *named, catalog, {options.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder, false, warn});
+        document = ReadDocument(*named, catalog, options);
     } else {
         document.clips = MakeClips(options);
     }

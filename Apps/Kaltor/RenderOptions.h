@@ -5,13 +5,24 @@
 #include <vector>
 
 #include "Apps/Kaltor/Catalog.h"
+#include "Apps/Kaltor/CommandLine.h"
 #include "Edit/Document.h"
 
 namespace Kaltor::Cli {
 
+/// How far what a user names may reach.
+struct TrustOptions {
+    bool isTrusted = false;
+    bool allowPlaylists = false;
+};
+void AddTrustOptions(Verb& verb, TrustOptions& options);
+
+/// Reads a document or another program's timeline; what has no counterpart is a warning on standard error.
+Edit::Document ReadDocument(std::string const& path, Catalog const& catalog, TrustOptions const& options);
+
 /// What `render` and `check` are given to make a document of, as it is typed. Options that are not given change nothing
 /// of a document that is read.
-struct DocumentOptions {
+struct DocumentOptions : TrustOptions {
     /// Clips, or the file of one document.
     std::vector<std::string> clips;
     std::vector<std::string> transitions;
@@ -41,7 +52,6 @@ struct DocumentOptions {
     std::optional<std::uint32_t> firstNumber;
     std::optional<unsigned> seed;
     bool hasNoAudio = false;
-    bool isTrusted = false;
 };
 
 /// Whether this is the name of a document, not of a clip.

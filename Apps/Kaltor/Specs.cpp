@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 #include "Edit/Json.h"
 #include "Edit/Time.h"
 
@@ -17,51 +18,20 @@ namespace Kaltor::Cli {
 namespace {
 
 using Core::ParseNumber;
+using Core::Split;
 
-constexpr std::int64_t kMicroseconds = 1'000'000;
 constexpr char kFileMark = '@';
 
-bool IsDigits(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-/// Digits with at most one point: no sign, no exponent, no "inf".
-std::optional<double> ParsePlainDecimal(std::string_view text) {
-    bool const isPlain = !text.empty() && text.find_first_not_of("0123456789.") == std::string_view::npos;
-    return isPlain ? ParseNumber<double>(text) : std::nullopt;
-}
-
-std::vector<std::string_view> Split(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    for (std::size_t at = text.find(separator); at != std::string_view::npos; at = text.find(separator)) {
-        parts.push_back(text.substr(0, at));
-        text.remove_prefix(at + 1);
-    }
-    parts.push_back(text);
-    return parts;
-}
-
+/// A time from the beginning of something whose rate and length are not known yet.
 std::optional<std::int64_t> TryParseTime(std::string_view text) {
-    constexpr double kSixty = 60.0;
-    constexpr double kMost = 1e9;  // seconds; keeps the microseconds far from the end of their type
-    std::vector<std::string_view> const parts = Split(text, ':');
-    if (parts.size() > 3) {
+    try {
+        Edit::Time const time = Edit::ParseTime(text);
+        bool const isPlain = time.seconds >= 0.0 && time == Edit::Time::Seconds(time.seconds) && !text.starts_with('-');
+        constexpr double kPerSecond = 1e6;
+        return isPlain ? std::optional(std::llround(time.seconds * kPerSecond)) : std::nullopt;
+    } catch (std::invalid_argument const&) {
         return std::nullopt;
     }
-    double seconds = 0.0;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        bool const isLast = i + 1 == parts.size();
-        std::optional<double> const part =
-            isLast || IsDigits(parts[i]) ? ParsePlainDecimal(parts[i]) : std::optional<double>();
-        if (!part || (i > 0 && *part >= kSixty)) {
-            return std::nullopt;
-        }
-        seconds = seconds * kSixty + *part;
-    }
-    if (seconds > kMost) {
-        return std::nullopt;
-    }
-    return std::llround(seconds * static_cast<double>(kMicroseconds));
 }
 
 /// A JSON value as a user would type it.
@@ -160,7 +130,7 @@ NameSpec ParseNameSpec(std::string_view text) {
 
 IndexedSpec ParseIndexedSpec(std::string_view text) {
     std::vector<std::string_view> const parts = Split(text, ':');
-    if (!IsDigits(parts.front())) {
+    if (!Core::IsDigits(parts.front())) {
         return {std::nullopt, ParseNameParts(parts, 0, text)};
     }
     std::optional<std::size_t> const index = ParseNumber<std::size_t>(parts.front());

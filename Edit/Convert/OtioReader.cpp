@@ -94,15 +94,19 @@ Json const* FindOwn(Json const& own, char const* key) {
     return own.is_object() && own.contains(key) ? &own[key] : nullptr;
 }
 
-/// What lies on a track: a clip, a gap, or a transition at the cut between its neighbours.
+struct Track;
+
+/// What lies on a track: a clip, a gap, a transition at the cut between its neighbours, or, without a length of its
+/// own, the place where the upper tracks of a nested stack begin.
 struct Item {
-    enum class Kind : std::uint8_t { Clip, Gap, Transition };
+    enum class Kind : std::uint8_t { Clip, Gap, Transition, Upper };
     Kind kind;
     Node node;
     double length = 0.0;   ///< seconds on the track
     double skipped = 0.0;  ///< of its beginning, which something around it cuts off
     double before = 0.0;   ///< how far a transition reaches before the cut
     double after = 0.0;
+    std::vector<Track> upper = {};
 };
 
 struct Track {
@@ -244,9 +248,10 @@ private:
                 stack.Refuse(fmt::format("a timeline cannot be made of {}", SchemaOf(stack)));
             }
             AddTrack(tracks, stack);
-            return tracks;
+            return Flat(std::move(tracks));
         }
         WarnOfEffects(stack);
+        WarnOfMarkers(stack);
         for (Node const& child : stack.At("children").Children()) {
             AddTrack(tracks, child);
         }
@@ -255,7 +260,15 @@ private:
                 Trim(track.items, *span);
             }
         }
-        return tracks;
+        return Flat(std::move(tracks));
+    }
+
+    static std::vector<Track> Flat(std::vector<Track> tracks) {
+        std::vector<Track> flat;
+        for (Track& track : tracks) {
+            Flatten(flat, std::move(track));
+        }
+        return flat;
     }
 
     void AddTrack(std::vector<Track>& tracks, Node const& node) {
@@ -276,6 +289,7 @@ private:
     /// What a track, or something on a track, puts there.
     void AddItems(std::vector<Item>& items, Node const& node, bool isSound) {
         std::string const schema = SchemaOf(node);
+        WarnOfMarkers(node);
         if (schema == "Clip") {
             bool const isShown = node.Flag("enabled", true);
             items.push_back({isShown ? Item::Kind::Clip : Item::Kind::Gap, node, LengthOfClip(node)});
@@ -303,7 +317,7 @@ private:
         }
     }
 
-    /// A nested stack shows what its lowest track does; it takes as long as its longest one.
+    /// A nested stack is where its lowest track is, and takes as long as its longest one.
     void AddStack(std::vector<Item>& items, Node const& node, bool isSound) {
         WarnOfEffects(node);
         std::vector<Track> tracks;
@@ -315,18 +329,43 @@ private:
             length = std::max(length, track.GetLength());
         }
         std::erase_if(tracks, [&](Track const& track) { return track.isSound != isSound || !track.HasClip(); });
-        if (tracks.size() > 1) {
-            Warn(node, "only the lowest track of a nested stack is shown");
-        }
         std::vector<Item> inner;
+        if (tracks.size() > 1) {
+            Item& upper = inner.emplace_back(Item{Item::Kind::Upper, node});
+            upper.upper.assign(std::make_move_iterator(tracks.begin() + 1), std::make_move_iterator(tracks.end()));
+        }
         if (!tracks.empty()) {
             length -= tracks.front().GetLength();
-            inner = std::move(tracks.front().items);
+            std::move(tracks.front().items.begin(), tracks.front().items.end(), std::back_inserter(inner));
         }
         if (length > 0.0) {
             inner.push_back({Item::Kind::Gap, node, length});
         }
         AddTrimmed(items, std::move(inner), node);
+    }
+
+    /// Takes the upper tracks of nested stacks out: each becomes a track of its own above the one that the stack is on.
+    static void Flatten(std::vector<Track>& flat, Track track) {
+        std::vector<Track> above;
+        double at = 0.0;
+        std::vector<Item> items;
+        for (Item& item : track.items) {
+            at += item.length;
+            if (item.kind != Item::Kind::Upper) {
+                items.push_back(std::move(item));
+                continue;
+            }
+            for (Track& upper : item.upper) {
+                if (at > 0.0) {
+                    upper.items.insert(upper.items.begin(),
+                                       Item{Item::Kind::Gap, {kNothing, upper.node.GetPlace()}, at});
+                }
+                Flatten(above, std::move(upper));
+            }
+        }
+        track.items = std::move(items);
+        flat.push_back(std::move(track));
+        std::move(above.begin(), above.end(), std::back_inserter(flat));
     }
 
     static void AddTrimmed(std::vector<Item>& items, std::vector<Item> inner, Node const& node) {
@@ -348,6 +387,14 @@ private:
                 if (isInside || (at == 0.0 && span.start <= 0.0) || (at == whole && end >= whole)) {
                     kept.push_back(item);
                 }
+                continue;
+            }
+            if (item.kind == Item::Kind::Upper) {
+                double const cut = std::max(span.start - at, 0.0);
+                for (Track& track : item.upper) {
+                    Trim(track.items, {cut, std::max(end - at - cut, 0.0)});
+                }
+                kept.push_back(std::move(item));
                 continue;
             }
             double const begin = at;
@@ -386,6 +433,12 @@ private:
             clip.Refuse("how long it is cannot be known: it has no source_range, and its media no available_range");
         }
         return facts->seconds;
+    }
+
+    void WarnOfMarkers(Node const& node) const {
+        if (node.Has("markers") && !node.At("markers").Children().empty()) {
+            Warn(node, "markers have no counterpart and are left out");
+        }
     }
 
     void WarnOfEffects(Node const& node) const {

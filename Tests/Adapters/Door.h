@@ -1,12 +1,5 @@
 #pragma once
 
-#include <array>
-#include <filesystem>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include <dlfcn.h>
 
 #include "Adapters/Frei0r/Frei0r.h"

@@ -1,17 +1,7 @@
 // The plug-ins through the interface, as hosts use them.
 
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <fstream>
-#include <set>
-#include <thread>
-
 #include <fcntl.h>
-#include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "Host/Plugin.h"
 #include "Tests/Adapters/Door.h"
@@ -19,8 +9,6 @@
 
 namespace Kaltor::Tests {
 namespace {
-
-namespace fs = std::filesystem;
 
 std::set<std::string> ListDoors() {
     std::set<std::string> stems;

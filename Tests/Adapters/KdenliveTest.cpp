@@ -1,16 +1,11 @@
-#include <filesystem>
-#include <set>
-
 #include <boost/algorithm/string/split.hpp>
 #include <boost/property_tree/xml_parser.hpp>
-#include <gmock/gmock.h>
 
 #include "Tests/Adapters/Door.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-namespace fs = std::filesystem;
 using boost::property_tree::ptree;
 
 std::vector<std::string> Split(std::string const& text, char separator) {

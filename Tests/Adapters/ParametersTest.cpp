@@ -1,10 +1,4 @@
-#include <cmath>
-#include <limits>
-#include <set>
-
 #include <boost/algorithm/string/case_conv.hpp>
-#include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include "Adapters/Frei0r/DoorName.h"
 #include "Adapters/Frei0r/HostClock.h"
@@ -15,9 +9,6 @@ namespace Kaltor::Tests {
 namespace {
 
 using namespace Frei0r;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 std::vector<std::unique_ptr<Proc::Settings>> MakeDrawn() {
     std::vector<std::unique_ptr<Proc::Settings>> drawn = Proc::MakeAllSettings();
@@ -35,46 +26,34 @@ std::string ReadBack(Parameters const& parameters, std::vector<HostValue> const&
 }
 
 /// Values of a field from one end to the other, as a user types them: whole thousandths of its range.
-std::vector<Proc::FieldValue> MakeValues(Proc::Field const& field) {
+std::vector<Proc::FieldValue> MakeValues(Proc::Settings const& settings, Proc::Field const& field) {
     std::vector<Proc::FieldValue> values;
     auto const at = [&](double share) {
         double const number = field.minimum + share * (field.maximum - field.minimum);
         return std::min(std::max(std::round(number * 1e4) / 1e4, field.minimum), field.maximum);
     };
-    constexpr std::array kShares{0.0, 0.001, 0.3, 0.5, 0.777, 1.0};
-    switch (field.type) {
-        case Proc::FieldType::Flag:
-            return {true, false};
-        case Proc::FieldType::Color:
-            return {Proc::Color{0, 127, 255, 1}, Proc::Color{200, 3, 254, 128}};
-        case Proc::FieldType::Choice:
-            for (Proc::FieldLabel const& label : field.labels) {
-                values.emplace_back(label.value);
-            }
-            return values;
-        case Proc::FieldType::Reals8:
-            return {Proc::Reals8{at(0), at(0.1), at(0.2), at(0.34), at(0.5), at(0.6), at(0.9), at(1)}};
-        case Proc::FieldType::Int:
-            for (double const share : kShares) {
-                values.emplace_back(static_cast<std::int32_t>(std::lround(at(share))));
-            }
-            return values;
-        case Proc::FieldType::Uint:
-            for (double const share : kShares) {
-                values.emplace_back(static_cast<std::uint32_t>(std::lround(at(share))));
-            }
-            return values;
-        case Proc::FieldType::Float:
-            for (double const share : kShares) {
-                values.emplace_back(static_cast<float>(at(share)));
-            }
-            return values;
-        default:
-            for (double const share : kShares) {
-                values.emplace_back(at(share));
-            }
-            return values;
+    for (Proc::FieldLabel const& label : field.labels) {
+        values.emplace_back(label.value);
     }
+    for (double const share : {0.0, 0.001, 0.3, 0.5, 0.777, 1.0}) {
+        std::visit(
+            [&]<typename T>(T const&) {
+                if constexpr (std::is_same_v<T, bool>) {
+                    values.emplace_back(share < 0.5);
+                } else if constexpr (std::is_same_v<T, Proc::Color>) {
+                    values.emplace_back(share < 0.5 ? Proc::Color{0, 127, 255, 1} : Proc::Color{200, 3, 254, 128});
+                } else if constexpr (std::is_same_v<T, Proc::Reals8>) {
+                    values.emplace_back(
+                        Proc::Reals8{at(0), at(0.1), at(0.2), at(0.34), at(0.5), at(0.6), at(0.9), at(1)});
+                } else if constexpr (std::is_arithmetic_v<T>) {
+                    if (field.labels.empty()) {
+                        values.emplace_back(static_cast<T>(std::is_integral_v<T> ? std::round(at(share)) : at(share)));
+                    }
+                }
+            },
+            field.get(settings));
+    }
+    return values;
 }
 
 TEST(Frei0rParameters, EveryValueOfEveryFieldReachesTheEffectAsItWasMeant) {
@@ -82,7 +61,7 @@ TEST(Frei0rParameters, EveryValueOfEveryFieldReachesTheEffectAsItWasMeant) {
         Parameters const parameters(settings->GetClassId());
         EXPECT_EQ(ReadBack(parameters, parameters.GetInitial()), Describe(*settings)) << "untouched";
         for (Proc::Field const& field : settings->GetFields()) {
-            for (Proc::FieldValue const& value : MakeValues(field)) {
+            for (Proc::FieldValue const& value : MakeValues(*settings, field)) {
                 std::unique_ptr<Proc::Settings> const wanted = settings->Clone();
                 field.set(*wanted, value);
                 std::vector<HostValue> values = parameters.Write(*wanted);
@@ -108,7 +87,8 @@ TEST(Frei0rParameters, AreNamedSoThatHostsCanTellThemApart) {
         Parameters const parameters(settings->GetClassId());
         std::set<std::string> seen = taken;
         for (Parameter const& parameter : parameters.Get()) {
-            EXPECT_TRUE(seen.insert(boost::algorithm::to_lower_copy(parameter.name)).second) << settings->GetClassId() << ": " << parameter.name;
+            EXPECT_TRUE(seen.insert(boost::algorithm::to_lower_copy(parameter.name)).second)
+                << settings->GetClassId() << ": " << parameter.name;
             EXPECT_THAT(parameter.help, testing::Not(IsEmpty()));
         }
         bool const hasProgress = !parameters.Get().empty() && parameters.Get().front().name == "progress";

@@ -1,20 +1,11 @@
-#include <gmock/gmock.h>
-
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/FilmStrip.h"
 #include "Proc/Interfaces/IEffectFactory.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/Picture.h"
 
 namespace Kaltor::Cli {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
-using Tests::Catch;
-using Tests::Picture;
-using Tests::Rgba;
 
 class CatalogTest : public testing::Test {
 protected:
@@ -27,16 +18,6 @@ protected:
                            {"TransitionZoom", ogl, 2},
                            {"TransitionCrossfade", ogl, 2}}};
 };
-
-TEST_F(CatalogTest, KindsAndOrder) {
-    std::vector<std::string> shown;
-    for (CatalogEntry const& entry : catalog.GetEntries()) {
-        shown.push_back(entry.name + " " + GetName(entry.kind) + (entry.takesMore ? " of more" : ""));
-    }
-    EXPECT_THAT(shown, testing::ElementsAre("EffectZoom effect", "EffectTwirl effect", "Resizer service",
-                                            "EffectImageBlender service of more", "TransitionZoom transition",
-                                            "TransitionCrossfade transition"));
-}
 
 TEST_F(CatalogTest, NamesAreFoundWholeShortAndInAnyCaseAndRefusalsSayWhatWouldBeRight) {
     EXPECT_EQ(catalog.Find("TransitionCrossfade").name, "TransitionCrossfade");
@@ -91,16 +72,6 @@ TEST(FilmStrip, PlacesScalesAndLabelsItsPictures) {
         }
     }
     EXPECT_EQ(lit, 16 * 4);  // the dots of a zero, each 2 x 2 pixels
-}
-
-TEST(FilmStrip, WrapsAndRefusesWhatIsTooLarge) {
-    Conf::FrameInfo const info{16, 9, 1, 1};
-    Conf::FrameInfo const many = FilmStrip(40, 240, info).GetPicture()->GetFrameInfo();
-    EXPECT_LE(many.width, 1920U);
-    EXPECT_GT(many.height, 5U * 135U);
-    EXPECT_THROW(FilmStrip(200, 4096, info), std::invalid_argument);
-    // One pixel wide: the height of a cell stays limited.
-    EXPECT_LT(FilmStrip(2, 240, {1, 4000, 1, 1}).GetPicture()->GetFrameInfo().height, 1100U);
 }
 
 }  // namespace

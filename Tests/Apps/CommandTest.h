@@ -1,16 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include "Media/Picture.h"
@@ -18,18 +7,33 @@
 
 namespace Kaltor::Tests {
 
-namespace fs = std::filesystem;
-
 struct Outcome {
     int status;
     std::string out;
     std::string err;
 };
 
-inline std::string ReadAll(fs::path const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
+/// Ten seconds of a tone as a WAV file.
+inline void WriteTone(fs::path const& path) {
+    constexpr std::uint32_t kRate = 8000;
+    constexpr std::uint32_t kSamples = 10 * kRate;
+    std::ofstream file(path, std::ios::binary);
+    auto const put = [&file](auto number) { file.write(reinterpret_cast<char const*>(&number), sizeof number); };
+    file << "RIFF";
+    put(std::uint32_t{36 + 2 * kSamples});
+    file << "WAVEfmt ";
+    put(std::uint32_t{16});
+    put(std::uint16_t{1});  // PCM
+    put(std::uint16_t{1});
+    put(kRate);
+    put(2 * kRate);
+    put(std::uint16_t{2});
+    put(std::uint16_t{16});
+    file << "data";
+    put(2 * kSamples);
+    for (std::uint32_t i = 0; i < kSamples; ++i) {
+        put(static_cast<std::int16_t>(i % 20 < 10 ? 3000 : -3000));
+    }
 }
 
 /// The command as a process, in a folder of its own with small pictures.
@@ -76,6 +80,7 @@ protected:
         return outcome.err;
     }
 
+    void Write(std::string const& name, std::string const& text) const { WriteText(In(name), text); }
     std::string In(std::string const& name) const { return (folder / "work" / name).string(); }
     Picture Read(std::string const& name) const { return Picture::FromFrame(*Media::ReadPicture(In(name))); }
 

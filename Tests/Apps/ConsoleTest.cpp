@@ -1,19 +1,11 @@
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <termios.h>
-#include <unistd.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Cli {
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 TEST(Console, TextOfOthersIsMadePrintable) {
     for (auto const& [text, expected] : {std::pair<std::string, std::string>{"Grün 東京 🎬.mp4", "Grün 東京 🎬.mp4"},

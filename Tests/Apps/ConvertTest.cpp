@@ -1,23 +1,17 @@
 // kaltor convert, and timelines where edits are taken.
-#include <gmock/gmock.h>
 
 #include "CommandTest.h"
 
 namespace Kaltor {
 namespace {
 
-using testing::HasSubstr;
-
-class ConvertTest : public Tests::CommandTest {
-protected:
-    void Write(std::string const& name, std::string const& text) const { std::ofstream(In(name)) << text; }
-};
+using ConvertTest = Tests::CommandTest;
 
 TEST_F(ConvertTest, ThereAndBackAndOnlyWholeFiles) {
     Succeed("render a.png@-1 b.png@-2 --transition Wipe@0.5 --fps 10 --save-edit edit.json");
     Succeed("convert edit.json t.otio");
     Succeed("convert t.otio again.json");
-    EXPECT_EQ(Tests::ReadAll(In("again.json")), Tests::ReadAll(In("edit.json")));
+    EXPECT_EQ(ReadAll(In("again.json")), ReadAll(In("edit.json")));
     EXPECT_THAT(Succeed("render t.otio --dry-run"), HasSubstr("TransitionWipe"));
     EXPECT_THAT(Succeed("check t.otio"), HasSubstr("2.50 s"));
 
@@ -35,7 +29,7 @@ TEST_F(ConvertTest, ThereAndBackAndOnlyWholeFiles) {
     Tests::Outcome const outcome = Run("convert e.json new.json");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "kaltor: warning: e.json: fast: it has no counterpart and is left out\n");
-    EXPECT_THAT(Tests::ReadAll(In("new.json")), HasSubstr("#FF0000"));
+    EXPECT_THAT(ReadAll(In("new.json")), HasSubstr("#FF0000"));
 }
 
 }  // namespace

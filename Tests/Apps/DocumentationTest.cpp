@@ -1,18 +1,13 @@
 // Runs the commands that the documents and the help texts show, and reads the edits in them.
-#include <map>
 #include <regex>
-#include <set>
 
 #include <boost/algorithm/string/trim.hpp>
-#include <gmock/gmock.h>
 
 #include "CommandTest.h"
 #include "Edit/DocumentReader.h"
 
 namespace Kaltor {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char const* kVerbs[]{"list",  "describe", "apply",   "strip", "render",
                                "check", "convert",  "gallery", "bench", "doctor"};
@@ -62,29 +57,6 @@ std::vector<std::string> FindCommands(std::istream& text, bool isMarkdown) {
     return commands;
 }
 
-/// Ten seconds of a tone as a WAV file.
-void WriteTone(fs::path const& path) {
-    constexpr std::uint32_t kRate = 8000;
-    constexpr std::uint32_t kSamples = 10 * kRate;
-    std::ofstream file(path, std::ios::binary);
-    auto const put = [&file](auto number) { file.write(reinterpret_cast<char const*>(&number), sizeof number); };
-    file << "RIFF";
-    put(std::uint32_t{36 + 2 * kSamples});
-    file << "WAVEfmt ";
-    put(std::uint32_t{16});
-    put(std::uint16_t{1});  // PCM
-    put(std::uint16_t{1});
-    put(kRate);
-    put(2 * kRate);
-    put(std::uint16_t{2});
-    put(std::uint16_t{16});
-    file << "data";
-    put(2 * kSamples);
-    for (std::uint32_t i = 0; i < kSamples; ++i) {
-        put(static_cast<std::int16_t>(i % 20 < 10 ? 3000 : -3000));
-    }
-}
-
 /// What stands in fenced blocks of a language.
 std::vector<std::string> FindBlocks(fs::path const& document, std::string const& language) {
     std::vector<std::string> blocks;
@@ -115,7 +87,7 @@ protected:
         for (auto const& [clip, seconds] : {std::pair{"a.mp4", 13}, {"b.mp4", 3}, {"c.mp4", 3}, {"b.mov", 92}}) {
             Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
         }
-        WriteTone(In("song.mp3"));
+        Tests::WriteTone(In("song.mp3"));
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
         fs::path const shaders = fs::path(KALTOR_SOURCE_DIR) / "docs" / "shader-files.md";
         std::vector<std::string> const blocks = FindBlocks(shaders, "glsl");
@@ -142,7 +114,7 @@ protected:
         EXPECT_EQ(status, 0);
         // What another form has no word for is a warning.
         bool const mayWarn = line.find("kaltor convert ") != std::string::npos;
-        std::string const said = Tests::ReadAll(folder / "log" / "err");
+        std::string const said = ReadAll(folder / "log" / "err");
         EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
         bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;

@@ -1,20 +1,8 @@
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
 #include "Apps/Kaltor/Gallery/Page.h"
-#include "Apps/Kaltor/Gallery/Scenes.h"
 #include "Tests/Support/Picture.h"
 
 namespace Kaltor::Cli {
 namespace {
-
-TEST(GalleryPage, TitlesAreWords) {
-    EXPECT_EQ(MakeTitle("TransitionOrigamiValley"), "Origami valley");
-    EXPECT_EQ(MakeTitle("EffectVideoFadeInFadeOut"), "Video fade in fade out");
-    EXPECT_EQ(MakeTitle("EffectVHS"), "VHS");
-    EXPECT_EQ(MakeTitle("EffectTiltShiftQEL"), "Tilt shift QEL");
-    EXPECT_EQ(MakeTitle("FrameUploader"), "Frame uploader");
-}
 
 TEST(GalleryPage, ShowsDeclarationsEscaped) {
     GalleryItem const effect{
@@ -38,29 +26,6 @@ TEST(GalleryPage, ShowsDeclarationsEscaped) {
     EXPECT_TRUE(holds("stretch (0), fit (1) or fill (2)"));
     EXPECT_EQ(page.find("<video"), page.rfind("<video"));
     EXPECT_TRUE(holds("value=\"service\"") && !holds("value=\"transition\""));
-}
-
-TEST(GalleryScenes, MoveAndLoopWithoutASeam) {
-    auto const draw = [](Scene scene, double time) {
-        return Tests::Picture::FromFrame(*DrawScene(scene, {96, 54, 1, 1}, time));
-    };
-    /// The mean over all pixels and channels.
-    auto const difference = [](Tests::Picture const& a, Tests::Picture const& b) {
-        double sum = 0.0;
-        for (std::size_t i = 0; i < a.pixels.size() * 3; ++i) {
-            sum += std::abs(a.pixels[i / 3][i % 3] - b.pixels[i / 3][i % 3]);
-        }
-        return sum / static_cast<double>(a.pixels.size() * 3);
-    };
-    for (Scene const scene : {Scene::Lake, Scene::Beach}) {
-        constexpr double kFrame = 0.01;
-        Tests::Picture const first = draw(scene, 0.0);
-        double const inside = difference(first, draw(scene, kFrame));
-        EXPECT_GT(inside, 0.0);
-        EXPECT_LT(difference(first, draw(scene, 1.0 - kFrame)), 2.0 * inside) << "at the seam";
-        EXPECT_GT(difference(first, draw(scene, 0.5)), 2.0 * inside);
-    }
-    EXPECT_GT(difference(draw(Scene::Lake, 0.0), draw(Scene::Beach, 0.0)), 0.15);
 }
 
 }  // namespace

@@ -1,10 +1,5 @@
 // Outputs and inputs as other programs see them: encoders, sequences, pipes, and what is said to machines. What was
 // written is decoded by ffmpeg and ffprobe.
-#include <filesystem>
-#include <fstream>
-#include <set>
-
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 #include "CommandTest.h"
@@ -14,10 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-using testing::AllOf;
-using testing::HasSubstr;
 using Tests::Outcome;
-using Tests::ReadAll;
 
 class OutputTest : public Tests::CommandTest {
 protected:

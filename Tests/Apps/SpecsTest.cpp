@@ -1,17 +1,8 @@
-#include <filesystem>
-#include <fstream>
-
-#include <gmock/gmock.h>
-
 #include "Apps/Kaltor/Specs.h"
-#include "Tests/Support/Caught.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Cli {
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using Tests::Catch;
 
 constexpr std::int64_t kSecond = 1'000'000;
 

@@ -1,27 +1,16 @@
-#include <cstdint>
-#include <limits>
-#include <sstream>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
-#include <gmock/gmock.h>
-
 #include "Core/Interfaces/Exception.h"
 #include "Core/Interfaces/Property.h"
 #include "Core/Interfaces/RefCount.h"
 #include "Core/ParseNumber.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Interfaces/TimeToProgress.h"
-#include "Tests/Support/Caught.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Tests {
 namespace {
 
 using Core::Property;
 using Core::PropertyException;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 TEST(Exceptions, CarryTheThrowingPlaceAndTheCallStack) {
     int const line = __LINE__ + 1;
@@ -50,15 +39,6 @@ TEST(Exceptions, KeepTypeAndTagsOnTheWayToAnotherThread) {
     EXPECT_GT(caught.stackDepth, 0U);
     EXPECT_EQ(Core::Describe(carried), "no such thing");
     EXPECT_EQ(Core::Describe(std::make_exception_ptr(7)), "unknown error");
-}
-
-TEST(CallStacks, PrintALineForEachFrameFromTheirCallerOn) {
-    Core::CallStack const stack = Core::GetCallStack();
-    std::ostringstream text;
-    text << stack;
-    std::string const printed = text.str();
-    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), static_cast<std::ptrdiff_t>(stack.frames.size()));
-    EXPECT_THAT(printed.substr(0, printed.find('\n')), AllOf(HasSubstr("0# "), Not(HasSubstr("GetCallStack"))));
 }
 
 TEST(Properties, AreATreeThatTellsMethodNameAndTypeOfAnError) {

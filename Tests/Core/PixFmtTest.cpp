@@ -1,7 +1,3 @@
-#include <stdexcept>
-
-#include <gtest/gtest.h>
-
 #include "Tests/Support/FrameSamples.h"
 
 extern "C" {
@@ -99,16 +95,6 @@ TEST(ColorMatrices, GoBackTheWayTheyCame) {
                 }
             }
         }
-    }
-}
-
-TEST(ColorTags, UntaggedFramesFollowPractice) {
-    for (auto const& [tags, height, expected] :
-         {std::tuple{ColorSpec{}, 719U, ColorSpec{Bt601, kLimited}},
-          {ColorSpec{}, 720U, ColorSpec{Bt709, kLimited}},
-          {ColorSpec{Bt2020, kFull}, 100U, ColorSpec{Bt2020, kFull}},
-          {ColorSpec{ColorMatrix::Unspecified, kFull}, 1080U, ColorSpec{Bt709, kFull}}}) {
-        EXPECT_EQ(tags.Resolved(height), expected) << height;
     }
 }
 

@@ -1,22 +1,11 @@
-#include <cmath>
-#include <limits>
-#include <set>
-#include <stdexcept>
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-#include <gmock/gmock.h>
-
 #include "Proc/Settings/Settings.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Support/Caught.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Tests {
 namespace {
 
 using namespace Proc;
-using testing::AllOf;
-using testing::HasSubstr;
 
 /// One field of every type.
 struct SettingsOfAllTypes final : SettingsOf<SettingsOfAllTypes> {

@@ -1,34 +1,17 @@
 // Timelines of other programs: what they mean in whole frames, and the way there and back.
 
-#include <fstream>
-#include <map>
-
-#include <gmock/gmock.h>
-
 #include "Edit/Convert/AnyDocument.h"
 #include "Edit/Convert/Editly.h"
 #include "Edit/Convert/Json5.h"
 #include "Edit/Convert/Otio.h"
 #include "Edit/DocumentWriter.h"
+#include "EditTest.h"
 #include "Media/Picture.h"
 #include "Tests/Media/MediaTest.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/Picture.h"
 
 namespace Kaltor::Edit::Tests {
 namespace {
-
-using Kaltor::Tests::Catch;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
-
-Host::Catalog const& TheCatalog() {
-    static Host::Catalog const catalog = Host::Catalog::Load();
-    return catalog;
-}
 
 /// Converts with files that are only described, and keeps the warnings.
 class Converter {
@@ -52,7 +35,7 @@ public:
     std::vector<std::string> warnings;
 
 private:
-    Conversion conversion{TheCatalog(),
+    Conversion conversion{GetCatalog(),
                           {},
                           [this](std::string const& file) {
                               auto const found = files.find(file);
@@ -265,6 +248,29 @@ TEST(OtioTest, NestedOldAndUnknownThings) {
                             HasSubstr("Gloom has no counterpart"), HasSubstr("media are missing")));
 }
 
+TEST(OtioTest, UpperTracksOfNestedStacksAreOverlaysInTheirPlace) {
+    Converter converter;
+    Json noted = ClipOf(File("b.mov"), Range(0, 60));
+    noted["markers"] = Json::array({{{"OTIO_SCHEMA", "Marker.2"}}});
+    // Ten frames before the stack, of which 20 to 70 are shown; in it another one, from its frame 30 on.
+    Json const inner = Stack({TrackOf({ClipOf(File("a.mov"), Range(100, 50))}),
+                              TrackOf({GapOf(5), ClipOf(File("still.png"), Range(0, 20))})});
+    Json const outer = Stack({TrackOf({noted, inner}), TrackOf({ClipOf(File("silent.mov"), Range(0, 40))}),
+                              TrackOf({ClipOf(File("m.wav"), Range(0, 40))}, "Audio")},
+                             Range(20, 70));
+    Json const document = converter.Otio(Timeline({TrackOf({ClipOf(File("a.mov"), Range(0, 10)), outer})}));
+    EXPECT_THAT(Frames(document), ElementsAre(10, 40, 30, 80));
+    ASSERT_EQ(document["overlays"].size(), 2U);
+    EXPECT_EQ(document["overlays"][0]["file"], "silent.mov");
+    EXPECT_EQ(document["overlays"][0]["from"], 0.4);
+    EXPECT_EQ(document["overlays"][0]["to"], 1.2);
+    EXPECT_EQ(document["overlays"][0]["start"], 0.8);
+    EXPECT_EQ(document["overlays"][1]["file"], "still.png");
+    EXPECT_EQ(document["overlays"][1]["from"], 2.2);  // 10 + 60 - 20 + 5 frames
+    EXPECT_EQ(document["overlays"][1]["to"], 3);
+    EXPECT_THAT(converter.warnings, ElementsAre(HasSubstr("markers have no counterpart")));
+}
+
 TEST(OtioTest, AddressesAreFilesOfThisComputer) {
     Converter converter;
     converter.files["/a b/100%.mov"] = converter.files["half%20.mov"] = converter.files["a.mov"];
@@ -336,10 +342,10 @@ protected:
             Media::WritePng(At(fmt::format("f.{:03}.png", i)), *Kaltor::Tests::Picture::Noise(8, 6).ToFrame(), false);
         }
     }
-    void Write(std::string const& name, std::string const& text) const { std::ofstream(At(name)) << text; }
+    void Write(std::string const& name, std::string const& text) const { WriteText(At(name), text); }
     Document Read(std::string const& name) {
         warnings.clear();
-        return ReadAnyDocument(At(name), TheCatalog(), {Trust::OwnFolder, false, [this](std::string const& message) {
+        return ReadAnyDocument(At(name), GetCatalog(), {Trust::OwnFolder, false, [this](std::string const& message) {
                                                             warnings.push_back(message);
                                                         }});
     }
@@ -348,36 +354,8 @@ protected:
     std::vector<std::string> warnings;
 };
 
-constexpr char kEdit[] = R"json({
-  "version": 1,
-  "output": {"size": "64x48", "seed": 3, "background": "#202020"},
-  "clips": [
-    {"file": "a b.mkv", "from": "10f", "to": "90%", "speed": 2, "fit": "fill", "volume": -6,
-     "effects": [{"effect": "blur", "scale": {"keys": [[0, 0.03], ["100%", 0, "smooth"]]}}],
-     "joint": {"transition": "Wipe", "duration": "9f", "easing": "easeInOutCubic", "direction": "down"}},
-    {"title": {"text": "Two\nlines"}, "duration": 2},
-    {"file": "c.mkv", "from": -3, "reversed": true, "holdLast": 0.5},
-    {"file": "a b.mkv", "to": "1f", "holdLast": "30f", "joint": {"transition": "none"}},
-    {"color": "#FF0000"},
-    {"file": "f.%03d.png", "from": 0.2},
-    {"file": "f.%03d.png", "fps": 12.5, "to": 2},
-    {"file": "a b.mkv", "muted": true, "joint": {"transition": "Cube", "duration": 2}}
-  ],
-  "joint": {"transition": "Crossfade", "duration": 0.36},
-  "opening": {"transition": "fade", "duration": 0.4, "background": "#FFFFFF"},
-  "closing": {"transition": "none"},
-  "effects": [{"effect": "Invert", "from": -1}],
-  "overlays": [
-    {"file": "c.mkv", "from": 1, "to": 3, "start": "50%", "width": "20px", "enter": {"transition": "Circle", "duration": 0.6},
-     "leave": {"transition": "none"}, "loop": true},
-    {"title": {"text": "Hi"}, "opacity": 0.5, "leave": {"transition": "Push", "duration": 0.2, "dir": "up"}}],
-  "subtitles": [{"file": "s.srt", "offset": -0.5}],
-  "sounds": [{"file": "a b.mkv", "from": 2, "volume": -12, "duck": {"by": 9}}, {"file": "a b.mkv", "start": 1, "speed": 0.5}],
-  "mix": {"loudness": -16, "muted": true}
-})json";
-
 TEST_F(RoundTripTest, AnEditComesBackTheSame) {
-    Write("edit.json", kEdit);
+    Write("edit.json", ReadAll(fs::path(KALTOR_SOURCE_DIR) / "Tests/Edit/round-trip.json"));
     Document const document = Read("edit.json");
     std::vector<std::string> told;
     PlanOptions options;

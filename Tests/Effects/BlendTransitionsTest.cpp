@@ -1,10 +1,3 @@
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <utility>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {

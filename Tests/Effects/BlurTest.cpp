@@ -1,11 +1,5 @@
 // The Gaussian blur against its sum, computed here in double precision with texels clamped to the edge.
 
-#include <algorithm>
-#include <cmath>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
 #include "Tests/Support/GlFixture.h"
 
@@ -64,21 +58,6 @@ constexpr double kTwoPasses = 1.5 / 255.0;
 /// Reduced pictures have 16 bits.
 constexpr double kReduced = 1.0 / 255.0;
 constexpr int kMostSummed = 14;
-
-TEST(BlurKernels, HaveTheirSizeAndSigma) {
-    EXPECT_EQ(Ogl::BlurKernel(1920, 1080, 0.02).size, 38);
-    EXPECT_EQ(Ogl::BlurKernel(1080, 1920, 0.02).size, 38);
-    EXPECT_EQ(Ogl::BlurKernel(1920, 1080, 0.002).size, 3);
-    for (double const scale : {0.0, -1.0}) {
-        Ogl::BlurKernel const least(1920, 1080, scale);
-        EXPECT_EQ(least.size, 1);
-        EXPECT_NEAR(least.sigma, -4.5, 1e-4);
-        EXPECT_NEAR(least.norm, 1.0 / (1.0 + 2.0 * std::exp(-4.5)), 1e-5);
-    }
-    // On both sides of the switch that the pictures below test.
-    EXPECT_EQ(Ogl::BlurKernel(100, 60, 0.1455).size, kMostSummed);
-    EXPECT_EQ(Ogl::BlurKernel(100, 60, 0.1555).size, kMostSummed + 1);
-}
 
 using BlurTest = GlTest;
 

@@ -1,114 +1,28 @@
 // What algorithms keep on the GPU: each accepts only its own cache, and a cache is destroyed even after the GL has
 // gone.
 
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <stdexcept>
-#include <thread>
-#include <typeinfo>
-
 #include <boost/smart_ptr/make_shared.hpp>
-#include <gmock/gmock.h>
 
-#include "Proc/Effects/EffectsOgl/EffectResizer.h"
-#include "Proc/Effects/Shared/EffectWrapper.h"
-#include "Proc/Effects/Shared/TransitionWrapper.h"
-#include "Proc/Interfaces/IEffectRegistry.h"
-#include "Tests/Support/Caught.h"
+#include "Proc/Effects/Shared/OglCache.h"
 #include "Tests/Support/FrameTools.h"
-
-// The plug-in's own objects are linked into this program.
-extern "C" void Registrator(Kaltor::Proc::IEffectRegistry& registry);
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
-using Ogl::DataVideoOGL;
-using Ogl::IEffectAlgorithm;
-using Ogl::ITransitionAlgorithm;
 using Ogl::OglCache;
 using Ogl::OglManager;
 using Ogl::ShaderStorage;
 
-/// The inside of a wrapper; null for other objects.
-template <typename Interface, typename Algorithm>
-class Opened : public Proc::WrapperBase<Interface, Algorithm> {
-    using Wrapper = Proc::WrapperBase<Interface, Algorithm>;
-
-public:
-    static boost::shared_ptr<Algorithm> GetAlgorithm(intrusive_ptr<Interface> const& effect) {
-        auto const* const wrapper = dynamic_cast<Wrapper const*>(effect.get());
-        return wrapper != nullptr ? wrapper->*(&Opened::algorithm) : nullptr;
-    }
-};
-
-/// Checks for every registered row whether its algorithm checks the cache that it gets.
-class CacheChecker final : public Proc::IEffectRegistry {
-public:
-    explicit CacheChecker(intrusive_ptr<Proc::IEffectFactory const> toUse) : factory(std::move(toUse)) {}
-
-    bool HasOneInputEffect(std::string const&, std::string const&) const override { return false; }
-    void RegisterOneInputEffect(std::string const& classId, std::string const&,
-                                Proc::OneInputEffectFactoryFn const& make) override {
-        if (auto const algorithm = Opened<Proc::IOneInputEffectVideo, IEffectAlgorithm>::GetAlgorithm(make(factory))) {
-            Check(classId, *algorithm);
-        }
-    }
-    bool HasTwoInputEffect(std::string const&, std::string const&) const override { return false; }
-    void RegisterTwoInputEffect(std::string const& classId, std::string const&,
-                                Proc::TwoInputEffectFactoryFn const& make) override {
-        if (auto const algorithm =
-                Opened<Proc::ITwoInputEffectVideo, ITransitionAlgorithm>::GetAlgorithm(make(factory))) {
-            Check(classId, *algorithm);
-        }
-    }
-
-    template <typename Algorithm>
-    void Check(std::string const& name, Algorithm const& algorithm) {
-        ++checked;
-        OnGl([&](ShaderStorage const& storage) {
-            std::unique_ptr<OglCache> const own(algorithm.CreateCache());
-            OglCache plain;
-            OglCache const& made = *own;
-            if (typeid(made) == typeid(OglCache)) {
-                return;
-            }
-            ++cached;
-            intrusive_ptr<DataVideoOGL> const dst = DataVideoOGL::Create(PixFmt::Rgba, {12, 8, 1, 1});
-            Ogl::Src const src = DataVideoOGL::Create(PixFmt::Rgba, {12, 8, 1, 1});
-            auto const draw = [&](OglCache* cache) {
-                if constexpr (std::is_same_v<Algorithm, ITransitionAlgorithm>) {
-                    algorithm.Processing(dst.get(), src, src, 0.5, 0.5, storage, cache);
-                } else {
-                    algorithm.Processing(dst.get(), src, 0.5, 0.5, storage, cache);
-                }
-            };
-            SCOPED_TRACE(name);
-            EXPECT_EQ(Catch<std::logic_error>([&] { draw(nullptr); }).what, "Wrong effect cache");
-            EXPECT_THROW(draw(&plain), std::bad_cast);
-            EXPECT_NO_THROW(draw(own.get()));
-        });
-    }
-
-    int checked = 0;
-    int cached = 0;
-
-private:
-    intrusive_ptr<Proc::IEffectFactory const> factory;
-};
-
-using CacheTest = GlTest;
-
-TEST_F(CacheTest, NoAlgorithmTakesAnothersCacheOrNone) {
-    CacheChecker checker(GetFactory());
-    Registrator(checker);
-    checker.Check("Resizer", Ogl::EffectResizer());  // is inside a service
-    EXPECT_EQ(checker.checked, 38 + 39 + 1);
-    EXPECT_GT(checker.cached, 10);
+TEST(EffectCache, AWrongOneIsRefused) {
+    class OwnCache final : public OglCache {};
+    Caught const caught = Catch<std::logic_error>([] { Ogl::GetCache<OwnCache>(nullptr); });
+    EXPECT_EQ(caught.what, "Wrong effect cache");
+    EXPECT_EQ(caught.file, "Proc/Effects/EffectsOgl/OglCache");
+    EXPECT_EQ(caught.line, 13);
+    OglCache plain;
+    EXPECT_THROW(Ogl::GetCache<OwnCache>(&plain), std::bad_cast);
+    OwnCache own;
+    OnGl([&own](ShaderStorage const&) { EXPECT_EQ(&Ogl::GetCache<OwnCache>(&own), &own); });
 }
 
 /// Reports its own destruction.

@@ -1,10 +1,5 @@
 // Effects that map each pixel's colour, against their formulas.
 
-#include <algorithm>
-#include <cmath>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {

@@ -1,28 +1,17 @@
 // What every registered effect and transition promises, for all of them, by their default settings. Special features
 // are tested with their effect. Effects that cannot keep a promise are in the tables below, with the reason.
 
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <limits>
-#include <thread>
-#include <typeinfo>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include "Host/Plugin.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Interfaces/ISeeded.h"
 #include "Proc/Settings/Settings.h"
-#include "Tests/Support/Caught.h"
+#include "Tests/Support/FrameSamples.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Proc::IDataVideo;
 using Proc::Settings;
@@ -43,15 +32,6 @@ constexpr std::array kOwnSize{Exemption{"Resizer", "that is what it is for"},
 /// Outputs with alpha whatever the input is.
 constexpr std::array kAlwaysAlpha{Exemption{"EffectOpacity", "alpha is all that it changes"},
                                   Exemption{"EffectChromakey", "makes what was opaque transparent"}};
-
-/// Pictures that the defaults may leave as they are.
-constexpr std::array kInvisible{
-    Exemption{"Resizer", "a picture of the wanted size passes"},
-    Exemption{"EffectMosaic", "its blocks would be smaller than a pixel here"},
-    Exemption{"EffectErosion", "its radius is less than half a pixel of so small a picture"},
-    Exemption{"EffectGrade", "grades nothing by itself"},
-    Exemption{"EffectLut", "needs a table"},
-    Exemption{"EffectTransform", "places the picture where it is"}};
 
 /// Transitions that do not begin with exactly the first picture, or do not end with exactly the second; what they show
 /// there is still nearer to that one than to the other.
@@ -421,26 +401,19 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
     constexpr unsigned kSide = 24;
     ScopedStrategy const strategy(kGpuStrategy);  // on which conversion is left to the code that draws
     auto const make = [&](unsigned shift, bool isYuv) -> intrusive_ptr<IDataVideo> {
-        auto const isWhite = [shift](unsigned x, unsigned y) { return ((x + shift) / 4 + y / 4) % 2 == 0; };
-        if (!isYuv) {
-            return Picture::Make(kSide, kSide, false,
-                                 [&isWhite](unsigned x, unsigned y) {
-                                     return isWhite(x, y) ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
-                                 })
-                .ToFrame();
+        auto const isWhite = [shift](double x, double y) {
+            return (static_cast<unsigned>(x + shift) / 4 + static_cast<unsigned>(y) / 4) % 2 == 0;
+        };
+        if (isYuv) {
+            return MakeYuv(PixFmt::Yuv420p, kSide, kSide, {}, [&](double x, double y) {
+                return Codes{isWhite(x, y) ? 235.0 : 16.0, 128, 128};
+            });
         }
-        intrusive_ptr<Proc::DataVideoFF> const yuv = Proc::DataVideoFF::Create(PixFmt::Yuv420p, {kSide, kSide, 1, 1});
-        AVFrame& samples = yuv->GetWritableFrame();
-        for (unsigned y = 0; y < kSide; ++y) {
-            for (unsigned x = 0; x < kSide; ++x) {
-                samples.data[0][std::ptrdiff_t{samples.linesize[0]} * y + x] = isWhite(x, y) ? 235 : 16;
-            }
-            for (int const plane : {1, 2}) {
-                std::fill_n(samples.data[plane] + std::ptrdiff_t{samples.linesize[plane]} * (y / 2), kSide / 2,
-                            std::uint8_t{128});
-            }
-        }
-        return yuv;
+        return Picture::Make(kSide, kSide, false,
+                             [&](unsigned x, unsigned y) {
+                                 return isWhite(x, y) ? Rgba{1, 1, 1, 1} : Rgba{0, 0, 0, 1};
+                             })
+            .ToFrame();
     };
     auto const draw = [&](Settings const& settings, bool isYuv) {
         Effect const effect = Make(settings);
@@ -509,19 +482,6 @@ TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
         EXPECT_TRUE(isSeen) << name << "'s " << field.key;
     }
     EXPECT_THROW(Make()->SetSettings(ForeignSettings()), std::bad_cast);
-}
-
-class VisibleEffect : public EffectContract {};
-INSTANTIATE_TEST_SUITE_P(All, VisibleEffect, testing::ValuesIn(List("", kInvisible)), GetName);
-
-TEST_P(VisibleEffect, IsSeenByItsDefaults) {
-    Effect const effect = Make();
-    bool isSeen = false;
-    for (double const at : {0.5, 0.0, 0.25, 0.75, 1.0}) {
-        Picture const drawn = Draw(effect, at);
-        isSeen = isSeen || (!IsNear(drawn, first, kFiltered) && (!isTransition || !IsNear(drawn, second, kFiltered)));
-    }
-    EXPECT_TRUE(isSeen) << "the result is the input at every progress that was tried";
 }
 
 class EffectThatKeepsAlpha : public EffectContract {};

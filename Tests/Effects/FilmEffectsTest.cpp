@@ -1,13 +1,5 @@
 // Grain and similar noise, tested by their statistics; effects at a film's rate, tested by when they change.
 
-#include <algorithm>
-#include <cmath>
-#include <numbers>
-#include <numeric>
-#include <vector>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {

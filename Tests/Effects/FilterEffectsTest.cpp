@@ -1,11 +1,6 @@
 // Filters over a neighbourhood against their formulas, computed here in double precision with pixels clamped to the
 // edge. Neighbours are weighted by alpha.
 
-#include <algorithm>
-#include <cmath>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {

@@ -1,7 +1,3 @@
-#include <cmath>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {

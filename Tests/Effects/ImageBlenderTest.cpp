@@ -1,19 +1,13 @@
-#include <algorithm>
-
-#include <gmock/gmock.h>
-
 #include "Conf/IPreset.h"
 #include "Proc/Settings/IBlend.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
 
 using namespace Proc;
-using boost::intrusive_ptr;
 
 SettingsEffectImageBlender MakeSettings(int opacity, int x, int y) {
     SettingsEffectImageBlender settings;

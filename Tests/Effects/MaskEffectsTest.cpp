@@ -1,12 +1,6 @@
 // Where masks lie and how wide their edges are, against distances measured on the CPU; how far a blur that grows from
 // place to place damps a wave.
 
-#include <algorithm>
-#include <cmath>
-#include <numbers>
-
-#include <fmt/format.h>
-
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Tests/Support/TransitionFixture.h"
 
@@ -153,25 +147,6 @@ TEST_F(MaskEffects, TiltShiftBlursByDistanceFromItsBand) {
             double const expected = 0.4 * std::exp(-0.5 * std::pow(kTurn / c.length * deviation, 2.0));
             // Between two Gaussians' mixture and one Gaussian; the picture's border.
             ASSERT_NEAR(amplitudes[line], expected, 0.02) << "line " << line;
-        }
-    }
-}
-
-TEST_F(MaskEffects, BlurByTwoHundredthsWhereNothingElseIsAskedFor) {
-    // A wave that is damped by more than half, where a change of the blur shows most. The topmost tenth is blurred
-    // fully.
-    constexpr unsigned kWidth = 600;
-    constexpr double kLength = 36.0;
-    Picture const waves = Picture::Make(kWidth, 336, false, [&](unsigned x, unsigned) {
-        double const v = 0.5 + 0.4 * std::sin(kTurn * x / kLength);
-        return Rgba{v, v, v, 1.0};
-    });
-    double const expected = GetAmplitudes(Run("EffectBlurGaussian scale=0.02", waves), kLength, true).front();
-    EXPECT_LT(expected, 0.2);
-    for (char const* const name : {"EffectTiltShiftQEL", "EffectMask"}) {
-        std::vector<double> const amplitudes = GetAmplitudes(Run(name, waves), kLength, true);
-        for (std::size_t line = 0; line < 33; ++line) {
-            ASSERT_NEAR(amplitudes[line], expected, 0.005) << name << ", line " << line;
         }
     }
 }

@@ -1,12 +1,6 @@
 // The transitions that fold, turn and curl pictures, against a rasteriser of plain numbers and the formulas of their
 // geometry.
 
-#include <algorithm>
-#include <cmath>
-#include <map>
-#include <numbers>
-
-#include <fmt/format.h>
 #include <glm/geometric.hpp>
 #include <glm/matrix.hpp>
 
@@ -193,6 +187,15 @@ TEST_F(MeshTransitionsTest, FoldsOfAnOpaquePictureAreOpaqueInTheShade) {
         EXPECT_TRUE(
             IsNear(Run(settings, clear, opaque, {.progress = 0.5}), Halve(scene.Draw(96, 60, false)), kDrawnTwice))
             << settings;
+    }
+}
+
+TEST_F(MeshTransitionsTest, AboveHalfTheGlsLimitNothingIsDrawnFiner) {
+    unsigned const width = static_cast<unsigned>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize) / 2 + 1;
+    Picture const first = Picture::Flat(width, 64, {1, 0, 0, 1});
+    Picture const second = Picture::Flat(width, 64, {0, 0, 1, 1});
+    for (std::string const name : {"TransitionShatter", "TransitionOrigamiValley", "TransitionOrigamiPleats"}) {
+        EXPECT_TRUE(IsNear(Run(name, first, second, {.progress = 1}), second, kFiltered)) << name;
     }
 }
 

@@ -1,12 +1,5 @@
 // Transitions whose pictures move as a whole or by a formula, against that formula.
 
-#include <algorithm>
-#include <cmath>
-#include <numbers>
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include "Tests/Support/Scene.h"
 #include "Tests/Support/TransitionFixture.h"
 

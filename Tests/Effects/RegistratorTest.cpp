@@ -1,18 +1,6 @@
 // The plug-in as the host sees it: its symbols, its rows, the order of the operations that both sides count on.
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <iterator>
-#include <memory>
-#include <numeric>
-#include <sstream>
-#include <stdexcept>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Interfaces/IEffectRegistry.h"
@@ -23,8 +11,6 @@ extern "C" void Registrator(Kaltor::Proc::IEffectRegistry& registry);
 
 namespace Kaltor::Tests {
 namespace {
-
-using boost::intrusive_ptr;
 
 /// Names of the symbols that a shared object exports, as listed by binutils.
 std::string ListExports(std::string const& path) {
@@ -138,20 +124,6 @@ TEST(Registration, SeedsTheRandomGeneratorFromTheClock) {
         isOfTheClock = isOfTheClock || std::rand() == drawn;
     }
     EXPECT_TRUE(isOfTheClock);
-}
-
-using RegisteredRowTest = GlTest;
-
-TEST_F(RegisteredRowTest, TwoObjectsOfOneRowShareNothing) {
-    Picture const picture = Picture::Noise(24, 16);
-    intrusive_ptr<Proc::IOneInputEffectVideo> const first = MakeEffect(*Typed("EffectBlurGaussian scale=0"));
-    intrusive_ptr<Proc::IOneInputEffectVideo> const second = MakeEffect(*Typed("EffectBlurGaussian scale=0.3"));
-    EXPECT_NE(first, second);
-    EXPECT_EQ(first->GetRefCount(), 1);
-    intrusive_ptr<Proc::IDataVideo> data = picture.ToFrame();
-    first->Process(data);
-    EXPECT_TRUE(IsNear(Picture::FromFrame(*Download(data)), Run("EffectBlurGaussian scale=0", picture), 0.0));
-    EXPECT_EQ(second->GetStatistic().GetChild("Count").Get<std::uint64_t>(), 0U);
 }
 
 #if defined(__GXX_ABI_VERSION) && defined(__x86_64__)

@@ -1,17 +1,8 @@
-#include <array>
-#include <atomic>
-#include <thread>
-#include <vector>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include "Conf/IPreset.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Effects/EffectsOgl/EffectResizer.h"
 #include "Proc/Settings/IResize.h"
 #include "Proc/Settings/SettingsColorEffects.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
@@ -19,7 +10,6 @@ namespace Kaltor::Tests {
 namespace {
 
 using namespace Proc;
-using boost::intrusive_ptr;
 using Conf::FrameInfo;
 
 /// "mode=1 width=400".
@@ -165,36 +155,6 @@ TEST_F(ResizerTest, TheFrameAndTheCodecTellTheNewForm) {
     effect->UpdateFormatCodec(codec);
     EXPECT_EQ(codec->GetFrameInfo(), (FrameInfo{384, 288, 1, 1}));
     EXPECT_EQ(codec->GetPixFmt(), PixFmt::Rgb24);
-}
-
-TEST_F(ResizerTest, TheQuadIsRewrittenOnlyWhenTheGeometryChanges) {
-    OnGl([](Ogl::ShaderStorage const&) {
-        Ogl::EffectResizer::CacheImpl cache;
-        FrameInfo const input{64, 32, 1, 1};
-        SettingsResizer settings = Resizer("mode=1 width=20 height=20");
-        // Whether the quad's buffer still holds data that was written there without the cache's knowledge.
-        auto const isKept = [&](FrameInfo const& info) {
-            float const mark = 77.0F;
-            cache.GetQuad().GetVertexBuffer().UpdateBuffer(0, sizeof(mark), &mark);
-            cache.Initialize(info, settings);
-            float found = 0.0F;
-            cache.GetQuad().GetVertexBuffer().Bind();
-            glGetBufferSubData(GL_ARRAY_BUFFER, 0, sizeof(found), &found);
-            return found == mark;
-        };
-        cache.Initialize(input, settings);
-        EXPECT_THAT(*cache.GetQuad().GetCorners(),
-                    testing::ElementsAre(0, 0, -1, -0.5F, 1, 0, 1, -0.5F, 1, 1, 1, 0.5F, 0, 1, -1, 0.5F));
-        EXPECT_TRUE(isKept(input));
-        settings.background = {1, 2, 3, 4};
-        EXPECT_TRUE(isKept(input));
-        settings.cropLeft = 4;
-        EXPECT_FALSE(isKept(input));
-        EXPECT_TRUE(isKept(input));
-        EXPECT_FALSE(isKept({65, 32, 1, 1}));
-        settings.width = 21;
-        EXPECT_FALSE(isKept({65, 32, 1, 1}));
-    });
 }
 
 TEST_F(ResizerTest, SettingsTravelAsATreeAndStatisticsNameTheMethod) {

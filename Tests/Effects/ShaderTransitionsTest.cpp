@@ -1,12 +1,5 @@
 // Transitions drawn by programs over the whole frame: pictures are tested by formula, random ones by their promises.
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <numbers>
-
-#include <fmt/format.h>
-
 #include "Proc/Effects/EffectsOgl/Transitions/Glyphs.h"
 #include "Tests/Support/TransitionFixture.h"
 

@@ -1,13 +1,5 @@
 // Transitions of tiles and shards and the brush that paints: pictures by formula.
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <numbers>
-#include <stdexcept>
-
-#include <fmt/format.h>
-
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Effects/EffectsOgl/Transitions/TransitionShatter.h"
 #include "Tests/Support/Scene.h"
@@ -19,22 +11,6 @@ namespace {
 using Ogl::ShardImpulse;
 using Ogl::TileGrid;
 using TileTransitionsTest = TransitionFixture;
-
-TEST_F(TileTransitionsTest, TilesAreNearlySquareOnEveryPicture) {
-    EXPECT_EQ(Ogl::MakeTileGrid(3.0F, 16.0F / 9.0F), (TileGrid{10, 6}));
-    EXPECT_EQ(Ogl::MakeTileGrid(4.0, 16.0 / 9.0), (TileGrid{14, 8}));
-    EXPECT_EQ(Ogl::MakeTileGrid(1.0F, 1.0F), (TileGrid{2, 2}));
-    EXPECT_EQ(Ogl::MakeTileGrid(4.0, 9.0 / 16.0), (TileGrid{8, 14}));
-    EXPECT_EQ(Ogl::MakeTileGrid(0.0, 2.0), (TileGrid{0, 0}));
-    for (double const refused : {-1.0, 20000.0, 4.0e9}) {
-        try {
-            Ogl::MakeTileGrid(refused, 1.5);
-            FAIL() << refused;
-        } catch (std::length_error const& error) {
-            EXPECT_STREQ(error.what(), "vector::reserve");
-        }
-    }
-}
 
 /// As many tiles as the default rule gives, `num` across half of the shorter side.
 TileGrid MakeGrid(Picture const& like, int num) {
@@ -94,24 +70,6 @@ std::vector<ShardImpulse> DrawImpulses(std::size_t count) {
         impulse.travel = static_cast<float>(0.5 + unit());
     }
     return impulses;
-}
-
-TEST_F(TileTransitionsTest, ShardsKeepTheirImpulsesForAGrid) {
-    Ogl::TransitionShatter::CacheImpl cache;
-    auto const draw = [&cache](TileGrid const& grid) {
-        std::vector<float> spins;
-        for (ShardImpulse const& impulse : cache.Get(grid)) {
-            spins.push_back(impulse.spin);
-        }
-        return spins;
-    };
-    std::vector<float> const six = draw({3, 2});
-    EXPECT_EQ(six.size(), 6U);
-    EXPECT_EQ(draw({3, 2}), six);
-    std::vector<float> const others = draw({2, 3});
-    EXPECT_NE(others, six) << "as many, but another grid";
-    EXPECT_THROW(cache.Reset(-3, 2), std::length_error);
-    EXPECT_NE(draw({2, 3}), others) << "what failed is not kept for good";
 }
 
 TEST_F(TileTransitionsTest, ShatterFadesShardsOverTheIncomingPicture) {

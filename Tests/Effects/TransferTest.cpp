@@ -1,24 +1,16 @@
 // The uploader and the downloader as effects: which frames pass, what is counted, what is refused. (The frame tests
 // compare the pictures themselves.)
 
-#include <barrier>
-#include <stdexcept>
-#include <typeinfo>
-
-#include <gmock/gmock.h>
-
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Ogl::ShaderStorage;
 using Proc::DataVideoFF;
@@ -53,34 +45,6 @@ TEST_F(TransferTest, WhatIsThereAlreadyPasses) {
     downloader->Process(data);
     EXPECT_EQ(data, nullptr);
     EXPECT_EQ(Count(uploader) + Count(downloader), 0U);
-}
-
-TEST_F(TransferTest, WhatTravelsKeepsPictureTimeTagsAndShape) {
-    for (bool const hasAlpha : {false, true}) {
-        Picture const picture = Picture::Noise(13, 9, hasAlpha);
-        intrusive_ptr<DataVideoFF> const source = picture.ToFrame(16, 11);
-        source->SetTimestamp(-5);
-        source->SetDuration(40000);
-        source->SetColorSpec({ColorMatrix::Bt2020, ColorRange::Limited});
-        intrusive_ptr<IDataVideo> data = source;
-        auto const check = [&] {
-            EXPECT_EQ(data->GetTimestamp(), -5);
-            EXPECT_EQ(data->GetDuration(), 40000);
-            EXPECT_EQ(data->GetFrameInfo(), (Conf::FrameInfo{13, 9, 16, 11}));
-            EXPECT_EQ(data->GetColorSpec(), source->GetColorSpec());
-        };
-        uploader->Process(data);
-        ASSERT_NE(dynamic_cast<DataVideoOGL*>(data.get()), nullptr);
-        check();
-        downloader->Process(data);
-        auto const* const back = dynamic_cast<DataVideoFF*>(data.get());
-        ASSERT_NE(back, nullptr);
-        check();
-        EXPECT_EQ(PixFmtDescription::Find(back->GetPixFmt()).HasAlpha(), hasAlpha);
-        EXPECT_TRUE(IsNear(Picture::FromFrame(*back), picture, 0.0));
-    }
-    EXPECT_EQ(Count(uploader), 2U);
-    EXPECT_EQ(Count(downloader), 2U);
 }
 
 TEST_F(TransferTest, AnUploadWaitsForNobody) {

@@ -1,12 +1,5 @@
 // The transitions whose pictures turn in space, against a rasteriser of plain numbers.
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <numbers>
-#include <numeric>
-
-#include <fmt/format.h>
 #include <glm/geometric.hpp>
 
 #include "Proc/Effects/EffectsOgl/Transitions/Jigsaw.h"
@@ -88,25 +81,6 @@ TEST_F(TurningTransitionsTest, TheRibbonIsTwistedAboutItsAxis) {
             std::string const settings =
                 fmt::format("TransitionTwist dir={} turns={} background=black thickness=0", direction, turns);
             ExpectScene(Run(settings, first, second, {.progress = progress}), scene, settings);
-        }
-    }
-}
-
-TEST_F(TurningTransitionsTest, TheTwistLeavesPicturesInPlaceBeforeAndBehindIt) {
-    Picture const first = MakeCoveringNoise({60, 60}, true, 1);
-    Picture const second = MakeCoveringNoise({60, 60}, true, 2);
-    for (int direction = 0; direction < 4; ++direction) {
-        std::string const settings = fmt::format("TransitionTwist dir={} background=black thickness=0", direction);
-        for (double const progress : {0.2, 0.8}) {
-            // The twist is 1.1 times as long as the picture. First its front is at 0.42, then its end is at 0.58.
-            Picture const drawn = Run(settings, first, second, {.progress = progress});
-            Picture const expected = ForEachPixel(first, [&](double s, double t) {
-                double const along = direction < 2 ? s : t;
-                double const way = direction % 2 == 0 ? along : 1 - along;
-                bool const isAtRest = progress < 0.5 ? way > 0.43 : way < 0.57;
-                return (isAtRest ? (progress < 0.5 ? first : second) : drawn).SampleNearest(s, t);
-            });
-            EXPECT_TRUE(IsNear(drawn, expected, 0)) << settings << " at " << progress;
         }
     }
 }

@@ -1,17 +1,9 @@
 // Effects that show the picture from another place, turned, or on a part of the frame.
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
 namespace {
-
-using boost::intrusive_ptr;
 
 /// Places in colours: from left to right, from bottom to top.
 Picture MakePlaces(unsigned width, unsigned height, bool hasAlpha = false) {

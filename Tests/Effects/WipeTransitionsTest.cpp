@@ -1,9 +1,3 @@
-#include <algorithm>
-#include <cmath>
-#include <numbers>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/Scene.h"
 #include "Tests/Support/TransitionFixture.h"
 

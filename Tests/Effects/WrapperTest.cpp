@@ -1,29 +1,17 @@
 // The wrappers around algorithms that only note how they are called: checks, order, progress, caches, ownership.
 
-#include <algorithm>
-#include <atomic>
-#include <barrier>
-#include <cmath>
-#include <stdexcept>
-#include <thread>
-#include <typeinfo>
-
-#include <gmock/gmock.h>
-
 #include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Effects/Shared/EffectWrapper.h"
 #include "Proc/Effects/Shared/TransitionWrapper.h"
 #include "Proc/Settings/SettingsBlendTransitions.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/GlFixture.h"
 #include "Tests/Support/GlTools.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using boost::shared_ptr;
 using Ogl::DataVideoOGL;
 using Ogl::OglCache;
@@ -33,8 +21,6 @@ using Ogl::Src;
 using Proc::IData;
 using Proc::IDataVideo;
 using testing::DoubleEq;
-using testing::ElementsAre;
-using testing::Pair;
 
 /// How an algorithm was called, and which of its objects are alive. Written on both threads, read when both are idle.
 struct Notes {
@@ -127,8 +113,7 @@ public:
         if (isPowerless) {
             Core::Throw(std::invalid_argument("no uploader"));
         }
-        // A downloader lets frames in main memory pass, as an uploader without effect would.
-        return real->CreateOneInputEffect(isIdle ? Proc::SettingsFrameDownloader::CLASS_ID : classId, implName);
+        return real->CreateOneInputEffect(classId, implName);
     }
     intrusive_ptr<Proc::ITwoInputEffectVideo> CreateTwoInputEffect(std::string const&,
                                                                    std::string const&) const override {
@@ -136,7 +121,6 @@ public:
     }
 
     mutable std::vector<std::pair<std::string, std::string>> asked;
-    bool isIdle = false;
     bool isPowerless = false;
 
 private:
@@ -246,14 +230,6 @@ TEST_F(WrapperTest, AskForOneUploaderEach) {
     EXPECT_EQ(notes->algorithms, 2) << "the algorithms of the wrappers that were not made are gone";
 }
 
-TEST_F(WrapperTest, NothingIsLeftAlone) {
-    intrusive_ptr<IDataVideo> data;
-    Effect()->Process(data);
-    Transition()->Process(data, nullptr);
-    EXPECT_EQ(data, nullptr);
-    EXPECT_EQ(notes->cachesMade, 0);
-}
-
 TEST_F(WrapperTest, TakeTheRightNumberOfItems) {
     intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
     intrusive_ptr<Proc::ITwoInputEffectVideo> const transition = Transition();
@@ -289,6 +265,9 @@ TEST_F(WrapperTest, ATransitionNeedsBothInputsOfOneSize) {
         "virtual void Kaltor::Proc::TransitionWrapper::Process(boost::intrusive_ptr<IDataVideo> &, const "
         "boost::intrusive_ptr<const IDataVideo> &)";
     constexpr char kFile[] = "Proc/Effects/EffectsOgl/TransitionWrapper";
+    intrusive_ptr<IDataVideo> none;
+    transition->Process(none, nullptr);
+    EXPECT_EQ(none, nullptr) << "nothing is left alone";
     intrusive_ptr<IDataVideo> const frame = Cpu();
     for (auto const& [given, second] : {std::pair{frame, intrusive_ptr<IDataVideo>()}, {nullptr, frame}}) {
         intrusive_ptr<IDataVideo> first = given;
@@ -368,21 +347,6 @@ TEST_F(WrapperTest, ProgressFollowsTheMappingUnclamped) {
     EXPECT_EQ(std::as_const(*effect).GetProgress().start, 1000000);
 }
 
-TEST_F(WrapperTest, CountFramesThatWereQueued) {
-    intrusive_ptr<Proc::IOneInputEffectVideo> const effect = Effect();
-    EXPECT_EQ(Count(*effect), 0U);
-    std::array<intrusive_ptr<IDataVideo>, 3> frames{Gpu(), Gpu(), Gpu()};
-    for (intrusive_ptr<IDataVideo>& frame : frames) {
-        effect->Process(frame);
-    }
-    effect->Reset();
-    EXPECT_TRUE(notes->moments.empty());
-    EXPECT_EQ(Count(*effect), 3U);
-    std::for_each(frames.begin(), frames.end(), Execute);
-    EXPECT_EQ(notes->moments.size(), 3U);
-    EXPECT_EQ(Count(*effect), 3U);
-}
-
 TEST_F(WrapperTest, InputsAreDrawnBeforeTheOutput) {
     std::vector<int> order;
     auto const pending = [&](int number) {
@@ -404,16 +368,6 @@ TEST_F(WrapperTest, InputsAreDrawnBeforeTheOutput) {
     EXPECT_THAT(notes->inputs.front(), ElementsAre(raw, dynamic_cast<DataVideoOGL*>(second.get())));
     EXPECT_THAT(notes->inputs.back(), ElementsAre(notes->outputs.front())) << "the effect draws from the transition";
     EXPECT_EQ(notes->outputs.back(), first.get());
-}
-
-TEST_F(WrapperTest, AnInputThatIsNotOnTheGpuArrivesAsNone) {
-    factory->isIdle = true;
-    Draw(*Effect(), Cpu());
-    intrusive_ptr<IDataVideo> first = Cpu();
-    Transition()->Process(first, Gpu());
-    Execute(first);
-    EXPECT_THAT(notes->inputs.front(), ElementsAre(nullptr));
-    EXPECT_EQ(notes->inputs.back().front(), nullptr);
 }
 
 TEST_F(WrapperTest, TheCacheIsMadeLateKeptAndMadeAnewAfterAReset) {
@@ -482,17 +436,6 @@ TEST_F(WrapperTest, QueuedFramesKeepAlgorithmAndCacheUntilTheyAreDrawn) {
     }
 }
 
-TEST_F(WrapperTest, AnAlgorithmsFailureReachesTheFrameAndNothingElse) {
-    intrusive_ptr<Proc::IOneInputEffectVideo> effect = Effect();
-    notes->during = [] { throw std::range_error("the algorithm's own"); };
-    EXPECT_EQ(Catch<std::range_error>([&] { Draw(*effect); }).what, "the algorithm's own");
-    notes->during = nullptr;
-    EXPECT_NO_THROW(Draw(*effect));
-    EXPECT_EQ(notes->cachesMade, 1);
-    effect.reset();
-    ExpectAllGone();
-}
-
 TEST_F(WrapperTest, AnEffectMayBeDrivenFromOneThreadWhileAnotherExecutes) {
     constexpr int kFrames = 200;
     intrusive_ptr<Proc::IOneInputEffectVideo> effect = Effect();
@@ -550,20 +493,6 @@ TEST_F(WrapperTest, CachesDieOnTheGlThreadOnly) {
         EXPECT_EQ(notes->caches, 0);
     });
     EXPECT_FALSE(notes->cacheDiedElsewhere);
-}
-
-TEST_F(WrapperTest, AWrongCacheIsRefused) {
-    ExpectThrows<std::logic_error>([] { Ogl::details::throwOnNullptr(nullptr); }, "Wrong effect cache",
-                                   "Proc/Effects/EffectsOgl/OglCache", 13,
-                                   "void Kaltor::Ogl::details::throwOnNullptr(Kaltor::Ogl::OglCache *)");
-    EXPECT_THROW(Ogl::GetCache<NotingCache>(nullptr), std::logic_error);
-    OglCache plain;
-    EXPECT_NO_THROW(Ogl::details::throwOnNullptr(&plain));
-    EXPECT_THROW(Ogl::GetCache<NotingCache>(&plain), std::bad_cast);
-    OnGl([this](ShaderStorage const&) {
-        NotingCache own(notes);
-        EXPECT_EQ(&Ogl::GetCache<NotingCache>(&own), &own);
-    });
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "Host/EffectRegistry.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
 #include "Proc/Settings/SettingsServices.h"
@@ -8,7 +6,6 @@
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Proc::DataVideoFF;
 using Proc::IDataVideo;
 using Proc::SettingsColorspaceConverter;

@@ -1,23 +1,12 @@
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
-
-#include <gmock/gmock.h>
-
 #include "Host/EffectRegistry.h"
 #include "Host/Plugin.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
 #include "Proc/Settings/SettingsServices.h"
-#include "Tests/Support/Caught.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Host {
 namespace {
 
-using boost::intrusive_ptr;
-using testing::AllOf;
-using testing::HasSubstr;
-using Tests::Catch;
 using FactoryPtr = intrusive_ptr<Proc::IEffectFactory const>;
 
 TEST(EffectRegistry, FactoryMakesANewObjectEachTimeAndOutlivesTheRegistry) {
@@ -58,13 +47,6 @@ TEST(EffectRegistry, ListsInOrderAndReplacesInPlace) {
     EXPECT_NE(registry.GetFactory()->CreateOneInputEffect("A", "X"), nullptr);
     EXPECT_TRUE(registry.HasTwoInputEffect("B", "X"));
     EXPECT_FALSE(registry.HasOneInputEffect("B", "X"));
-}
-
-TEST(Plugin, LoadsTheRealOneTwice) {
-    std::unique_ptr<EffectRegistry> const registry = MakeRegistry();
-    EXPECT_TRUE(registry->HasOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, Proc::ImplNames::OGL));
-    EXPECT_TRUE(registry->HasOneInputEffect(Proc::SettingsColorspaceConverter::CLASS_ID, Proc::ImplNames::DEFAULT));
-    EXPECT_EQ(MakeRegistry()->List().size(), registry->List().size());
 }
 
 TEST(Plugin, WhatIsNoPluginIsToldClearly) {

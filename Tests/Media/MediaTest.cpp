@@ -1,18 +1,9 @@
 #include "MediaTest.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include "Media/AudioReader.h"
 #include "Media/Demuxer.h"
 
 namespace Kaltor::Media::Tests {
-
-namespace fs = std::filesystem;
 
 MediaTest::MediaTest() {
     char const* const test = testing::UnitTest::GetInstance()->current_test_info()->name();
@@ -115,17 +106,6 @@ Watchdog::Watchdog(std::chrono::milliseconds patience) {
 Watchdog::~Watchdog() {
     done.set_value();
     thread.join();
-}
-
-TEST(WatchdogDeathTest, EndsWhatHangsByName) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    { Watchdog const patient; }
-    EXPECT_DEATH(
-        {
-            Watchdog const watchdog(std::chrono::milliseconds(50));
-            std::this_thread::sleep_for(std::chrono::seconds(20));
-        },
-        "WatchdogDeathTest.EndsWhatHangsByName hangs: not done after 50 ms");
 }
 
 void DrawNoise(AVFrame& picture, int frame) {

@@ -1,19 +1,5 @@
 #pragma once
 
-#include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <filesystem>
-#include <functional>
-#include <future>
-#include <map>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "Media/MediaWriter.h"
 #include "Tests/Support/FrameSamples.h"
 
@@ -22,8 +8,6 @@ extern "C" {
 }
 
 namespace Kaltor::Media::Tests {
-
-using Kaltor::Tests::Codes;
 
 inline Codes Grey(double luma) {
     return {luma, 128, 128};

@@ -1,28 +1,16 @@
 // What files of others and a busy machine may do to a reader and a writer: nothing but an error.
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include <arpa/inet.h>
-#include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "Media/PartialFile.h"
 #include "Media/Picture.h"
 #include "MediaTest.h"
-#include "Tests/Support/Caught.h"
 
 namespace Kaltor::Media::Tests {
 namespace {
 
-namespace fs = std::filesystem;
-using Kaltor::Tests::Catch;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 using UntrustedInputTest = MediaTest;
 
@@ -57,16 +45,6 @@ private:
     int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
 };
 
-void Write(std::string const& path, std::string const& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string Read(std::string const& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
     Make("secret.mkv", {.frames = 7});
     Listener const server;
@@ -88,11 +66,11 @@ TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
                        server.port),
            "describes a stream on a network (sdp)", true}}) {
         for (std::string const name : {"x.mp4", "x"}) {
-            Write(At(name), c.text);
+            WriteText(At(name), c.text);
             EXPECT_THAT(Catch<MediaError>([&] { Probe(At(name)); }).what, HasSubstr(c.message)) << name;
         }
         // What has the name of a picture is refused as a playlist or, the network's text, as a damaged picture.
-        Write(At("x.png"), c.text);
+        WriteText(At("x.png"), c.text);
         EXPECT_THROW(Probe(At("x.png")), MediaError);
         EXPECT_THROW(ReadPicture(At("x.png")), MediaError);
         std::vector<std::uint8_t> const bytes(c.text.begin(), c.text.end());
@@ -102,12 +80,12 @@ TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
         }
         EXPECT_FALSE(server.WasCalled()) << c.message;
     }
-    Write(At("list"), "ffconcat version 1.0\nfile secret.mkv\nfile secret.mkv\n");
+    WriteText(At("list"), "ffconcat version 1.0\nfile secret.mkv\nfile secret.mkv\n");
     EXPECT_NEAR(static_cast<double>(Probe(At("list"), {.allowPlaylists = true}).duration.count()), 14e6 / 30, 1e4);
 
     // One that includes itself ends when it is asked to.
     Watchdog const watchdog;
-    Write(At("loop"), "ffconcat version 1.0\nfile loop\n");
+    WriteText(At("loop"), "ffconcat version 1.0\nfile loop\n");
     std::atomic<bool> stop{false};
     std::jthread const user([&stop] {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -119,7 +97,7 @@ TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
 TEST_F(UntrustedInputTest, WhatAKilledProcessLeftIsSweptAndNothingElse) {
     for (std::string const name :
          {".x.mp4.999-3.partial", ".x.mp4.mine.partial", ".y.mp4.999-3.partial", ".x.mp4.partial"}) {
-        Write(At(name), "left");
+        WriteText(At(name), "left");
     }
     std::vector<std::string> warnings;
     auto const warn = [&](std::string const& text) { warnings.push_back(text); };
@@ -131,7 +109,7 @@ TEST_F(UntrustedInputTest, WhatAKilledProcessLeftIsSweptAndNothingElse) {
                                                    fs::path(first.GetPath()).filename().string(),
                                                    fs::path(second.GetPath()).filename().string()));
     first.Commit();
-    EXPECT_EQ(Read(At("x.mp4")), "");
+    EXPECT_EQ(ReadAll(At("x.mp4")), "");
 }
 
 TEST_F(UntrustedInputTest, ALinkStaysAndItsTargetIsWritten) {
@@ -144,12 +122,12 @@ TEST_F(UntrustedInputTest, ALinkStaysAndItsTargetIsWritten) {
     EXPECT_THAT(Catch<MediaError>([&] { PartialFile(At("loop"), true); }).what, HasSubstr("leads nowhere"));
     for (std::string const before : {"", "old"}) {
         if (!before.empty()) {
-            Write(At("there/video"), before);
+            WriteText(At("there/video"), before);
             EXPECT_THAT(Catch<MediaError>([&] { PartialFile(At("further"), false); }).what,
                         HasSubstr("exists already"));
         }
         WriteFile(At("further"), content, true);
-        EXPECT_EQ(Read(At("there/video")), "new");
+        EXPECT_EQ(ReadAll(At("there/video")), "new");
         EXPECT_TRUE(fs::is_symlink(At("link")) && fs::is_symlink(At("further")));
         EXPECT_THAT(ListFolder(), ElementsAre("further", "link", "loop", "there"));
     }

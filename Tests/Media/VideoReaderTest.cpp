@@ -1,12 +1,6 @@
-#include <cmath>
-#include <fstream>
-
-#include <gmock/gmock.h>
-
 #include "Media/Conformer.h"
 #include "Media/Deinterlacer.h"
 #include "MediaTest.h"
-#include "Tests/Support/Caught.h"
 
 extern "C" {
 #include <libavutil/display.h>
@@ -15,11 +9,6 @@ extern "C" {
 namespace Kaltor::Media::Tests {
 namespace {
 
-using Kaltor::Tests::Catch;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 using VideoReaderTest = MediaTest;
 
 constexpr ColorSpec kBt601{ColorMatrix::Bt601, ColorRange::Limited};
@@ -128,35 +117,6 @@ TEST_F(VideoReaderTest, TurnsAsTheDisplayMatrixSays) {
         EXPECT_EQ(Proc::GetFrameInfo(*picture), frame);
         auto const expected = [](double x, double) { return Grey(x < 32 ? LumaOf(0) : 235); };
         EXPECT_TRUE(Shows(*picture, expected, 8)) << "the white stripe on top comes to the right";
-    }
-}
-
-TEST_F(VideoReaderTest, KeepsTheAspectWithBlackBars) {
-    struct Case {
-        Conf::FrameInfo frame;  ///< of the clip
-        std::uint32_t targetWidth, targetHeight;
-        int left, top;  ///< expected bars
-    };
-    Codes const color{200, 90, 150};
-    for (ColorSpec const& spec : {kBt601, kBt601Full}) {
-        Codes const black = Grey(spec == kBt601Full ? 0 : 16);
-        for (Case const& c : {Case{{64, 64, 1, 1}, 128, 64, 32, 0},
-                              {{64, 32, 1, 1}, 64, 64, 0, 16},
-                              {{32, 64, 2, 1}, 128, 64, 32, 0},  // wide pixels make it a square
-                              {{64, 48, 1, 1}, 128, 96, 0, 0},
-                              {{64, 48, 1, 1}, 126, 96, 0, 0}}) {  // no bars of a pixel
-            ClipSpec clip{.frame = c.frame, .frames = 2, .colorSpec = spec};
-            clip.color = [&](int) { return color; };
-            std::string const path = Make("clip.mkv", clip);
-            VideoReader reader(path, Target(c.targetWidth, c.targetHeight, {30, 1}, spec));
-            Proc::AvFramePtr const picture = reader.Read();
-            auto const expected = [&](double x, double y) {
-                bool const isInside =
-                    x >= c.left && x < picture->width - c.left && y >= c.top && y < picture->height - c.top;
-                return isInside ? color : black;
-            };
-            EXPECT_TRUE(Shows(*picture, expected, 1)) << c.frame.width << "x" << c.frame.height;
-        }
     }
 }
 

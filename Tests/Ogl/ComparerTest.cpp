@@ -1,17 +1,9 @@
 // The comparer itself: which pictures it must distinguish, and which it must accept.
 
-#include <limits>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include "Tests/Support/Picture.h"
 
 namespace Kaltor::Tests {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
 
 TEST(Comparer, TellsOneChannelOfOnePixel) {
     for (bool const hasAlpha : {false, true}) {

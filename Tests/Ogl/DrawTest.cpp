@@ -1,15 +1,8 @@
-// Programs, their uniforms, meshes and the depth buffer: the place and orientation of what they draw.
+// Programs, their uniforms and the attributes of meshes.
 
-#include <array>
-#include <cmath>
-#include <stdexcept>
-
-#include <fmt/format.h>
 #include <glm/gtc/matrix_transform.hpp>
-#include <gmock/gmock.h>
 
 #include "Ogl/Mesh.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
@@ -18,8 +11,6 @@ namespace {
 using Ogl::Frame;
 using Ogl::Shader;
 using Ogl::ShaderStorage;
-using testing::AllOf;
-using testing::HasSubstr;
 
 constexpr unsigned kWidth = 16;
 constexpr unsigned kHeight = 12;
@@ -31,98 +22,25 @@ uniform sampler2D tex;
 varying vec2 TexCoord0;
 void main() { gl_FragColor = texture2D(tex, TexCoord0); }
 )glsl";
-constexpr char kSpaceVertex[] = R"glsl(#version 120
-varying vec2 TexCoord0;
-varying vec3 Normal;
-void main() {
-    gl_Position = vec4(gl_Vertex.xyz, 1.0);
-    TexCoord0 = gl_MultiTexCoord0.xy;
-    Normal = gl_Normal;
-}
-)glsl";
 
-/// A mesh that shows a picture of half the target's width and height on one quarter of it, texel by texel.
+/// A mesh that shows a picture on one quarter of a target, texel by texel.
 class MeshTest : public GlTest {
 protected:
     /// The target after `draw(storage)` with the picture in unit 0.
     template <typename Draw>
-    Picture Show(char const* vertexSource, Draw const& draw) const {
+    Picture Show(Draw const& draw) const {
         return Drawn(kWidth, kHeight, [&](ShaderStorage const& storage) {
             Frame const source = ToGpu(picture, storage);
-            Shader const& shader =
-                storage.MakeShader(fmt::format("MeshTest_{}", vertexSource == kSpaceVertex ? "space" : "plane"),
-                                   vertexSource, kShowTexture);
+            Shader const& shader = storage.MakeShader("MeshTest_plane", Ogl::kQuadVertex, kShowTexture);
             shader.Use();
             shader.Uniform("tex", 0);
             source.GetFirstTexture().Use(0, Ogl::TextureFilter::Nearest);
             draw(storage);
         });
     }
-    Picture At(unsigned left, unsigned top) const { return Placed(picture, kWidth, kHeight, left, top); }
 
     Picture picture = Picture::Corners(kWidth / 2, kHeight / 2);
 };
-
-TEST_F(MeshTest, QuadsOfTheirOwnVertices) {
-    // The left upper quarter of the screen; then another one, mirrored, on the right lower one.
-    Ogl::PackedQuad const packed{
-        {0, 1, 3, 3, 1, 2, 4, 5, 7, 7, 5, 6},
-        {0, 0, -1, 0, 1, 0, 0, 0, 1, 1, 0, 1, 0, 1, -1, 1, 1, 0, 0, -1, 0, 0, 1, -1, 0, 1, 1, 0, 1, 1, 0, 0}};
-    Picture const upper = At(0, 0);
-    Picture const lower = Placed(Mirrored(picture), kWidth, kHeight, kWidth / 2, kHeight / 2);
-    Picture const both = Picture::Make(kWidth, kHeight, true, [&](unsigned x, unsigned y) {
-        return y < kHeight / 2 ? upper.At(x, y) : lower.At(x, y);
-    });
-    Picture const none = Picture::Flat(kWidth, kHeight, {0, 0, 0, 0}, true);
-    for (auto const& [count, expected] : {std::pair{6, &upper}, {-1, &both}, {1000, &both}, {0, &none}}) {
-        Picture const seen = Show(Ogl::kQuadVertex, [&, count = count](ShaderStorage const&) {
-            Ogl::Quad const quad(packed, GL_STATIC_DRAW);
-            quad.Activate();
-            quad.Draw(count);
-        });
-        EXPECT_TRUE(IsNear(seen, *expected, 0.0)) << count << " indices";
-    }
-}
-
-TEST_F(MeshTest, TrianglesInSpaceLandWhereTheirPointsSay) {
-    Picture const points = Show(kSpaceVertex, [&](ShaderStorage const& storage) {
-        Ogl::Mesh3d mesh;
-        mesh.Activate();
-        mesh.Draw();  // nothing
-        mesh.Build({{{-1, -1, 0, 0, 0}, {1, -1, 0, 0, 0}, {0, 1, 0, 0, 0}}, {{0, 1, 2}}}, GL_STATIC_DRAW);
-        mesh.Build(
-            {{{-1, -1, .5F, 0, 0}, {0, -1, .5F, 1, 0}, {0, 0, .5F, 1, 1}, {-1, 0, .5F, 0, 1}}, {{0, 1, 2}, {0, 2, 3}}},
-            GL_STATIC_DRAW);        // in place of the former
-        storage.Quad().Activate();  // another one in between
-        mesh.Activate();
-        mesh.Draw();
-    });
-    EXPECT_TRUE(IsNear(points, At(0, kHeight / 2), 0.0));
-
-    Ogl::PackedLitMesh const arrays{{0, 1, 2, 0, 2, 3},
-                                    {-1, -1, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0},
-                                    {0, 0, 1, 0, 1, 1, 0, 1},
-                                    {0, 0, 1, 0, 0, 1, .2F, .4F, .6F, 0, 0, 1}};
-    Picture const parallel = Show(kSpaceVertex, [&](ShaderStorage const&) {
-        Ogl::LitMesh const mesh(arrays);
-        mesh.Activate();
-        mesh.Draw();
-    });
-    EXPECT_TRUE(IsNear(parallel, At(0, kHeight / 2), 0.0));
-
-    // Two triangles with different normals; only the first three indices are drawn.
-    Picture const normals = Drawn(2, 2, [](ShaderStorage const& storage) {
-        storage.MakeShader("MeshTest_normal", kSpaceVertex, kShowNormal).Use();
-        Ogl::LitMesh const mesh({{0, 1, 2, 0, 2, 3},
-                                 {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0},
-                                 {0, 0, 0, 0, 0, 0, 0, 0},
-                                 {.2F, .4F, .6F, .2F, .4F, .6F, .2F, .4F, .6F, 1, 1, 1}});
-        mesh.Activate();
-        mesh.Draw(3);
-    });
-    EXPECT_EQ(normals.At(1, 1), (Rgba{0.2, 0.4, 0.6, 1})) << "right lower half";
-    EXPECT_EQ(normals.At(0, 0), (Rgba{0, 0, 0, 0})) << "left upper half";
-}
 
 struct NamedVertex {
     glm::vec2 place;
@@ -165,7 +83,7 @@ TEST_F(MeshTest, AttributesReachTheProgramByNameAndEndWithTheMesh) {
     }
 
     // Another kind of mesh after it shows what it would show alone.
-    Picture const after = Show(Ogl::kQuadVertex, [&](ShaderStorage const&) {
+    Picture const after = Show([&](ShaderStorage const&) {
         Ogl::AttributeMesh const mesh(packed, GL_STATIC_DRAW);
         mesh.Activate();
         mesh.Draw(0);
@@ -173,7 +91,7 @@ TEST_F(MeshTest, AttributesReachTheProgramByNameAndEndWithTheMesh) {
         quad.Activate();
         quad.Draw();
     });
-    EXPECT_TRUE(IsNear(after, At(0, 0), 0.0));
+    EXPECT_TRUE(IsNear(after, Placed(picture, kWidth, kHeight, 0, 0), 0.0));
 
 #ifndef NDEBUG
     // Another name, one attribute too few: the program and the vertices do not belong together.
@@ -189,44 +107,6 @@ TEST_F(MeshTest, AttributesReachTheProgramByNameAndEndWithTheMesh) {
         EXPECT_THAT(what, AllOf(HasSubstr("MeshTest_unlike"), HasSubstr(message)));
     }
 #endif
-}
-
-TEST(Depth, NearerWinsInEitherOrderAndEachAttachmentStartsAnew) {
-    auto const perform = [](ShaderStorage const& storage, char step) {
-        if (step == 'A') {
-            storage.FBO().AttachDepth();
-        } else if (step == 'D') {
-            storage.FBO().DetachDepth();
-        } else {
-            Shader const& shader = storage.MakeShader("DrawTest_color", kSpaceVertex, kShowColor);
-            shader.Use();
-            shader.Uniform("color", step == 'r' ? glm::vec4(1, 0, 0, 1) : glm::vec4(0, 1, 0, 1));
-            float const z = step == 'r' ? -0.5F : 0.5F;
-            Ogl::Mesh3d mesh;
-            mesh.Build({{{-1, -1, z, 0, 0}, {3, -1, z, 0, 0}, {-1, 3, z, 0, 0}}, {{0, 1, 2}}}, GL_STREAM_DRAW);
-            mesh.Activate();
-            mesh.Draw();
-        }
-    };
-    Rgba const red{1, 0, 0, 1};
-    Rgba const green{0, 1, 0, 1};
-    // Attach, detach; red, which is nearer, and green.
-    for (auto const& [steps, expected] :
-         {std::pair{"ArgD", red}, {"AgrD", red}, {"ArDAgD", green}, {"ArDg", green}, {"g", green}}) {
-        // A task that fails with the depth buffer attached does not disturb the next one, of another size.
-        EXPECT_THROW(OnGl([&](ShaderStorage const& storage) {
-                         storage.FBO().Attach(MakeFrame(3, 3).GetFirstTexture());
-                         perform(storage, 'A');
-                         throw std::runtime_error("in the middle");
-                     }),
-                     std::runtime_error);
-        Picture const seen = Drawn(kWidth, kHeight, [&, steps = steps](ShaderStorage const& storage) {
-            for (char const* step = steps; *step != '\0'; ++step) {
-                perform(storage, *step);
-            }
-        });
-        EXPECT_TRUE(IsNear(seen, Picture::Flat(kWidth, kHeight, expected, true), 0.0)) << steps;
-    }
 }
 
 /// What a program of one uniform `u` shows on one pixel: 255 times the colour.
@@ -256,16 +136,8 @@ std::vector<int> Show(std::string const& type, std::string const& expression, Va
 }
 
 TEST(Uniforms, OfEveryType) {
-    using testing::ElementsAre;
-    EXPECT_THAT(Show("int", "vec4(float(u))", 77), ElementsAre(77, 77, 77, 77));
-    EXPECT_THAT(Show("float", "vec4(u)", 12.0F), ElementsAre(12, 12, 12, 12));
-    EXPECT_THAT(Show("float", "vec4(u)", 13.0), ElementsAre(13, 13, 13, 13));
     EXPECT_THAT(Show("float", "vec4(u)", std::vector<float>{5.0F}), ElementsAre(5, 5, 5, 5));
-    EXPECT_THAT(Show("vec2", "vec4(u, 0.0, 9.0)", 1.0F, 2.0F), ElementsAre(1, 2, 0, 9));
-    EXPECT_THAT(Show("vec2", "vec4(u, 0.0, 9.0)", glm::vec2(3, 4)), ElementsAre(3, 4, 0, 9));
-    EXPECT_THAT(Show("vec3", "vec4(u, 9.0)", glm::vec3(3, 4, 5)), ElementsAre(3, 4, 5, 9));
     EXPECT_THAT(Show("vec4", "u", 1.0F, 2.0F, 3.0F, 4.0F), ElementsAre(1, 2, 3, 4));
-    EXPECT_THAT(Show("vec4", "u", glm::vec4(3, 4, 5, 6)), ElementsAre(3, 4, 5, 6));
     EXPECT_THAT(Show("vec4", "255.0 * u", Proc::Color{7, 8, 9, 10}), ElementsAre(7, 8, 9, 10));
 
     // Matrices as glm has them, column by column: u[column][row]; or the other way round.
@@ -279,12 +151,6 @@ TEST(Uniforms, OfEveryType) {
     glm::mat4 const four = glm::translate(glm::mat4(1.0F), glm::vec3(10, 20, 30));
     EXPECT_THAT(Show("mat4", "u * vec4(1.0, 2.0, 3.0, 1.0)", four), ElementsAre(11, 22, 33, 1));
     EXPECT_THAT(Show("mat4", "vec4(1.0, 2.0, 3.0, 1.0) * u", four, true), ElementsAre(11, 22, 33, 1));
-}
-
-TEST(Programs, PiecesOfTextAreJoinedInTheirOrder) {
-    EXPECT_EQ(Ogl::GlslText({"a", "", "b\n", "c"}).Join(), "ab\nc");
-    EXPECT_EQ(Ogl::GlslText("whole").Join(), "whole");
-    EXPECT_THROW(Ogl::GlslText({"1", "2", "3", "4", "5", "6", "7", "8", "9"}), std::length_error);
 }
 
 TEST(Programs, ErrorsNameTheProgramAndTellTheLogAndTheNameStaysFree) {

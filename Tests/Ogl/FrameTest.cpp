@@ -1,9 +1,5 @@
 // Frames between main memory and textures, byte for byte, in every format.
 
-#include <stdexcept>
-
-#include <gmock/gmock.h>
-
 #include "Ogl/Noise.h"
 #include "Tests/Support/FrameSamples.h"
 #include "Tests/Support/FrameTools.h"
@@ -11,7 +7,6 @@
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::ShaderStorage;
 using Proc::DataVideoFF;
 

@@ -1,9 +1,5 @@
 // Frames drawn through a quad that makes them smaller or keeps their size.
 
-#include <cmath>
-#include <set>
-#include <string>
-
 #include "Ogl/GlState.h"
 #include "Ogl/Minify.h"
 #include "Tests/Support/FrameSamples.h"
@@ -138,21 +134,6 @@ TEST_F(MinifyTest, WhatIsShownAsItIsIsShownToTheByteAndEnlargingIsLinear) {
     EXPECT_TRUE(IsNear(DrawQuad(few, Whole(few), 40, 33, {0, 0, 40, 33}), linear, kFiltered));
 }
 
-TEST_F(MinifyTest, YuvIsMadeSmallerAsItsRgbIs) {
-    auto const yuv = MakeYuv(PixFmt::Yuv444p, 90, 60, {}, [](double x, double y) {
-        double const place = std::floor(x) + 90 * std::floor(y);
-        return Codes{64 + std::fmod(37 * place, 128), 64 + std::fmod(57 * place, 128), 64 + std::fmod(77 * place, 128)};
-    });
-    Picture whole;
-    Picture const small = Drawn(25, 20, [&](ShaderStorage const& storage) {
-        Frame source = MakeFrame(90, 60, PixFmt::Yuv444p);
-        source.Upload(yuv, storage);
-        source.Draw(storage.Quad(), storage);
-        whole = ReadTexture(source.ConvertToRGBA(storage).GetFirstTexture(), storage);
-    });
-    EXPECT_TRUE(IsNear(small, Shrink(whole, Whole(whole), 25, 20), kFiltered));
-}
-
 TEST_F(MinifyTest, TheCallersStateStays) {
     Rgba const clear{0.25, 0.5, 0.75, 1.0};
     // A quarter of the target, cut to its left half, at half opacity, without red.
@@ -176,23 +157,6 @@ TEST_F(MinifyTest, TheCallersStateStays) {
         }
     });
     EXPECT_TRUE(IsNear(seen, Placed(Picture::Flat(8, 16, {0.25, 0.75, 0.875, 1}), 32, 32, 16, 0, clear), kUnfiltered));
-}
-
-TEST(FootprintTest, CountsTexelsAlongTheTexturesOwnAxes) {
-    // A quarter turn: the picture's rows run up the target.
-    Mesh::Corners const turned{0, 0, 1, -1, 1, 0, 1, 1, 1, 1, -1, 1, 0, 1, -1, -1};
-    Footprint const footprint(turned, 300, 80, {0, 0, 40, 100});
-    EXPECT_DOUBLE_EQ(footprint.s, 3.0);
-    EXPECT_DOUBLE_EQ(footprint.t, 2.0);
-    EXPECT_TRUE(footprint.isMinified && !footprint.isOnTexels && !footprint.isExact);
-
-    Mesh::Corners aside = Quad::kFull;  // by half a pixel
-    for (std::size_t i = 2; i < aside.size(); i += 4) {
-        aside[i] += 1.0F / 40.0F;
-    }
-    Footprint const between(aside, 40, 100, {0, 0, 40, 100});
-    EXPECT_FALSE(between.isExact || between.isMinified);
-    EXPECT_FALSE(Footprint(Mesh::Corners{}, 40, 100, {0, 0, 40, 100}).isMinified) << "an empty quad";
 }
 
 }  // namespace

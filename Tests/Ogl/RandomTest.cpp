@@ -1,12 +1,16 @@
-#include <cstdlib>
-#include <set>
-
-#include <gtest/gtest.h>
-
+#include "Ogl/Noise.h"
 #include "Ogl/Random.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Tests {
 namespace {
+
+TEST(Noise, TheHashIsTheSameEverywhere) {
+    using Numbers = std::array<std::uint32_t, 3>;
+    EXPECT_EQ(Ogl::Hash(1, 2, 3), (Numbers{0xFA9F79A6U, 0x48F2F44CU, 0x596F5AB1U}));
+    EXPECT_EQ(Ogl::Hash(0xFFFFFFFFU, 0, 77), (Numbers{0xB6F47F94U, 0xFB5DA752U, 0xA6E1CDF5U}));
+    EXPECT_NEAR(Ogl::HashToUnit(1, 2, 3), 0.9789958982728422, 1e-12);
+}
 
 TEST(Random, HasTheNumbersOfTheCLibraryInASequenceOfItsOwn) {
     for (std::uint32_t const seed : {0U, 1U, 7U, 2147483646U, 2147483647U, 2147483648U, 4294967295U}) {
@@ -22,24 +26,6 @@ TEST(Random, HasTheNumbersOfTheCLibraryInASequenceOfItsOwn) {
     std::uint32_t const next = first.Draw();
     first.Draw();
     EXPECT_EQ(copy.Draw(), next) << "a copy goes on by itself";
-}
-
-TEST(Random, EachPlaceInAJobHasASeedOfItsOwn) {
-    for (std::uint32_t const job : {0U, 1U, 4294967295U}) {
-        EXPECT_EQ(Ogl::SeedOfEffect(job, 0, 0), job);
-        EXPECT_EQ(Ogl::SeedOfTransition(job, 0), job);
-        std::set<std::uint32_t> seeds{job};
-        std::size_t places = 1;
-        for (std::size_t clip = 0; clip < 20; ++clip) {
-            for (std::size_t number = 0; number < 5; ++number) {
-                seeds.insert(Ogl::SeedOfEffect(job, clip, number));
-                places += clip + number == 0 ? 0 : 1;
-            }
-            seeds.insert(Ogl::SeedOfTransition(job, clip + 1));
-            ++places;
-        }
-        EXPECT_EQ(seeds.size(), places);
-    }
 }
 
 }  // namespace

@@ -1,15 +1,8 @@
 // Objects and their names, pooled textures, and the state that one task leaves to the next.
 
-#include <optional>
-#include <stdexcept>
-
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include "Ogl/GLBuffer.h"
 #include "Ogl/GlState.h"
 #include "Ogl/Mesh.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
@@ -22,7 +15,6 @@ using Ogl::GlKind;
 using Ogl::ShaderStorage;
 using Ogl::TexelFormat;
 using Ogl::Texture;
-using testing::HasSubstr;
 
 Ogl::PackedMesh3d const kTriangle{{{0, 0, 0, 0, 0}, {1, 0, 0, 1, 0}, {0, 1, 0, 0, 1}}, {{0, 1, 2}}};
 
@@ -131,26 +123,6 @@ TEST_P(Frames, OpaqueOnesSampleWithAlphaOneWhateverIsDrawn) {
     }
 }
 
-TEST(Tables, HoldFloatsThatBytesCannotAndAreSampledNearest) {
-    std::vector<float> const values{-3.5F, 1e-6F, 1000.25F, 0.2F, 0.8F, 0.4F};
-    std::vector<float> held(values.size());
-    Picture const seen = Drawn(9, 6, [&](ShaderStorage const& storage) {
-        Texture const table(3, 2, values.data());
-        table.Bind();
-        glGetTexImage(GL_TEXTURE_2D, 0, GL_RED, GL_FLOAT, held.data());
-        storage.Copy().Use();
-        storage.Copy().Uniform("tex", 2);
-        table.Use(2, Ogl::TextureFilter::Linear);
-        storage.Quad().Activate();
-        storage.Quad().Draw();
-    });
-    EXPECT_EQ(held, values);
-    Picture const expected = Picture::Make(9, 6, true, [&](unsigned x, unsigned y) {
-        return Rgba{values[(y < 3 ? 3U : 0U) + x / 3], 0, 0, 1};  // the first row is the lowest
-    });
-    EXPECT_TRUE(IsNear(seen, expected, kUnfiltered));
-}
-
 /// Leaves behind as much state as one task could.
 void MessUp(ShaderStorage const& storage) {
     for (GLenum const capability : {GL_BLEND, GL_CULL_FACE, GL_DEPTH_TEST, GL_SCISSOR_TEST, GL_STENCIL_TEST}) {
@@ -186,22 +158,6 @@ TEST(TaskState, IsCleanForTheNextTaskAlsoAfterAFailure) {
                  }),
                  std::runtime_error);
     OnGl([](ShaderStorage const&) { EXPECT_EQ(QueryGlState(), GetInitialGlState()) << "after a failure"; });
-}
-
-TEST(Guards, RestoreWhatWasBefore) {
-    OnGl([](ShaderStorage const&) {
-        {
-            EnableState const outer(GL_BLEND);
-            EnableClientState const outerArray(GL_COLOR_ARRAY);
-            {
-                EnableState const inner(GL_BLEND);
-                EnableClientState const innerArray(GL_COLOR_ARRAY);
-                EXPECT_TRUE(glIsEnabled(GL_BLEND) && glIsEnabled(GL_COLOR_ARRAY));
-            }
-            EXPECT_TRUE(glIsEnabled(GL_BLEND) && glIsEnabled(GL_COLOR_ARRAY)) << "were on before";
-        }
-        EXPECT_FALSE(glIsEnabled(GL_BLEND) || glIsEnabled(GL_COLOR_ARRAY));
-    });
 }
 
 TEST(Guards, AGlErrorIsToldWithItsPlaceAndForgotten) {

@@ -1,26 +1,15 @@
 // Tasks, chains of them and threads.
 
-#include <atomic>
-#include <barrier>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
-#include <gmock/gmock.h>
-
 #include "Ogl/DataVideoOGL.h"
-#include "Tests/Support/Caught.h"
 #include "Tests/Support/FrameTools.h"
 
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Ogl::IOglTask;
 using Ogl::OglManager;
 using Ogl::ShaderStorage;
-using testing::ElementsAre;
 
 class Wrong : public std::runtime_error {
 public:
@@ -259,16 +248,6 @@ TEST(DrawnFrames, OfSeveralThreadsKeepTheirPictures) {
     }
     threads.clear();
     EXPECT_EQ(CountObjectsInUse(), before);
-}
-
-TEST(DrawnFrames, TakeTheColourTagsOfTheirFirstInput) {
-    ColorSpec const tags{ColorMatrix::Bt2020, ColorRange::Full};
-    FramePtr const first = Make({}, {});
-    first->SetColorSpec(tags);
-    FramePtr const second = Make({}, {});
-    second->SetColorSpec({ColorMatrix::Bt601, ColorRange::Limited});
-    FramePtr const output = Make({first, second}, {});
-    OnGl([&](ShaderStorage const&) { EXPECT_EQ(output->FrameData().GetColorSpec(), tags); });
 }
 
 }  // namespace

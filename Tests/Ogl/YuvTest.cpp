@@ -1,7 +1,5 @@
 // Y'CbCr in and out, through the uploader and the downloader as video goes: colours, tags, alpha, the place of chroma.
 
-#include <gmock/gmock.h>
-
 #include "Ogl/DataVideoOGL.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Tests/Support/FrameSamples.h"
@@ -10,7 +8,6 @@
 namespace Kaltor::Tests {
 namespace {
 
-using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Ogl::ShaderStorage;
 using Proc::DataVideoFF;

@@ -1,6 +1,3 @@
-#include <cmath>
-#include <stdexcept>
-
 #include "Host/EffectRegistry.h"
 #include "Media/Conformer.h"
 #include "RenderFixture.h"
@@ -11,7 +8,6 @@ namespace Kaltor::Render::Tests {
 namespace {
 
 using FramePtr = boost::intrusive_ptr<Proc::IDataVideo>;
-using Kaltor::Tests::Codes;
 using namespace Media;
 using namespace Media::Tests;
 

@@ -1,13 +1,4 @@
-#include <algorithm>
-#include <atomic>
-#include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <numbers>
 #include <random>
-#include <thread>
-
-#include <gmock/gmock.h>
 
 #include "Media/AudioReader.h"
 #include "SoundTest.h"
@@ -16,7 +7,6 @@ namespace Kaltor::Render::Tests {
 namespace {
 
 using SoundMixTest = SoundTest;
-using testing::HasSubstr;
 
 Edit::CurveSampler Keys(std::vector<std::pair<double, double>> const& keys, std::string const& easing = "linear") {
     Edit::Curve curve;

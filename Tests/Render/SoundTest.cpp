@@ -1,12 +1,5 @@
 #include "SoundTest.h"
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstring>
-#include <fstream>
-#include <numbers>
-
 #include "Media/Ffmpeg.h"
 
 extern "C" {

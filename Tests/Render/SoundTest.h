@@ -1,9 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "Render/SoundMix.h"
 #include "Tests/Media/MediaTest.h"
 

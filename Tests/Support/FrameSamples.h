@@ -1,12 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-#include <type_traits>
-#include <vector>
-
-#include <fmt/format.h>
-
 #include "Tests/Support/Picture.h"
 
 namespace Kaltor::Tests {
@@ -129,3 +122,8 @@ inline std::string Tell(PixFmt format, ColorSpec const& spec) {
 }
 
 }  // namespace Kaltor::Tests
+
+namespace Kaltor {
+using Tests::Codes;
+using Tests::CodesAt;
+}  // namespace Kaltor

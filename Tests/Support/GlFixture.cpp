@@ -1,10 +1,5 @@
 #include "Tests/Support/GlFixture.h"
 
-#include <cmath>
-#include <sstream>
-
-#include <fmt/format.h>
-
 #include "Host/Plugin.h"
 #include "Proc/Settings/SettingsServices.h"
 

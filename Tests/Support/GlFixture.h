@@ -1,12 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "Host/EffectRegistry.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Settings/Settings.h"

@@ -1,8 +1,6 @@
 #include "Tests/Support/GlTools.h"
 
 #include <epoxy/gl.h>
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "Ogl/Surface.h"
 

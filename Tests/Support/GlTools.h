@@ -1,11 +1,5 @@
 #pragma once
 
-#include <array>
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "Ogl/Frame.h"
 #include "Ogl/IOglTask.h"
 #include "Ogl/OglManager.h"

@@ -1,11 +1,5 @@
 #include "Tests/Support/Picture.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
-#include <fmt/format.h>
-
 namespace Kaltor::Tests {
 namespace {
 

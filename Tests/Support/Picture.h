@@ -1,15 +1,7 @@
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <functional>
-#include <string>
-#include <vector>
-
-#include <boost/intrusive_ptr.hpp>
-#include <gtest/gtest.h>
-
 #include "Proc/Data/DataVideoFF.h"
+#include "Tests/Support/Common.h"
 
 namespace Kaltor::Tests {
 
@@ -73,3 +65,10 @@ constexpr double kFiltered = 3.5 / 255.0;
 testing::AssertionResult IsNear(Picture const& actual, Picture const& expected, double tolerance);
 
 }  // namespace Kaltor::Tests
+
+namespace Kaltor {
+using Tests::IsNear;
+using Tests::kUndecided;
+using Tests::Picture;
+using Tests::Rgba;
+}  // namespace Kaltor

@@ -1,9 +1,5 @@
 #include "Tests/Support/Scene.h"
 
-#include <cmath>
-#include <limits>
-#include <utility>
-
 #include <glm/common.hpp>
 #include <glm/geometric.hpp>
 #include <glm/matrix.hpp>

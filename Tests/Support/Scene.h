@@ -1,9 +1,5 @@
 #pragma once
 
-#include <array>
-#include <functional>
-#include <vector>
-
 #include <glm/mat3x3.hpp>
 #include <glm/vec2.hpp>
 #include <glm/vec3.hpp>

@@ -1,9 +1,5 @@
 #include "Tests/Support/TransitionFixture.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-
 namespace Kaltor::Tests {
 
 Rgba Mix(Rgba const& a, Rgba const& b, double weight) {

@@ -1,11 +1,5 @@
 #pragma once
 
-#include <array>
-#include <functional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {

@@ -1,5 +1,7 @@
 #include "Proc/Effects/EffectsOgl/Transitions/Origami.h"
 
+#include "Proc/Effects/EffectsOgl/Transitions/Fineness.h"
+
 #include <algorithm>
 #include <string>
 
@@ -55,7 +57,9 @@ void DrawPaper(Pass& pass, OrigamiPaper const& paper, TextureFilter filter, int 
 void DrawOrigami(DataVideoOGL& dst, std::string_view name, OrigamiCamera const& camera, OrigamiPaper const& below,
                  OrigamiPaper const& above, ShaderStorage const& storage) {
     Frame fine = Frame::Create();
-    fine.Allocate(below.picture.GetPixFmt(), 2 * above.picture.GetWidth(), 2 * above.picture.GetHeight());
+    std::uint32_t const fineness = GetFineness(above.picture);
+    fine.Allocate(below.picture.GetPixFmt(), fineness * above.picture.GetWidth(),
+                  fineness * above.picture.GetHeight());
     storage.FBO().Attach(fine.GetFirstTexture());  // clears it
     Pass pass = MakeOrigamiPass(name, camera, storage);
     DrawPaper(pass, below);

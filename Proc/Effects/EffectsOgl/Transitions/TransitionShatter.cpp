@@ -4,6 +4,7 @@
 #include "Proc/Effects/EffectsOgl/Transitions/TransitionShatter.h"
 
 #include "Ogl/GlState.h"
+#include "Proc/Effects/EffectsOgl/Transitions/Fineness.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 
@@ -45,7 +46,8 @@ void TransitionShatter::Processing(DataVideoOGL* dst, Src const& first, Src cons
     Quad const shards(MakeShards(grid, impulses.Get(grid), settings.GetDir(), aspect, p), GL_STREAM_DRAW);
 
     Frame large;
-    large.Allocate(target.GetPixFmt(), 2 * target.GetWidth(), 2 * target.GetHeight());
+    std::uint32_t const fineness = GetFineness(target);
+    large.Allocate(target.GetPixFmt(), fineness * target.GetWidth(), fineness * target.GetHeight());
     storage.FBO().Attach(large.GetFirstTexture());
     second->FrameData().Draw(storage.Quad(), storage);
     {
