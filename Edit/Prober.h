@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/AudioReader.h"
 #include "Media/MediaError.h"
 #include "Media/MediaInfo.h"
 #include "Media/Sequence.h"
@@ -38,6 +39,8 @@ public:
     Media::MediaInfo const& Get(std::string const& path) const { return known.at(path).info; }
     /// Where it is one.
     std::optional<Media::Sequence> const& GetSequence(std::string const& path) const { return known.at(path).sequence; }
+    /// Looks at a file's sound, with or without pictures. Throws `MediaError`, `Cancelled`.
+    Media::SoundInfo const& GetSound(std::string const& path);
 
 private:
     Media::InputRules rules;
@@ -46,6 +49,7 @@ private:
         std::optional<Media::Sequence> sequence;
     };
     std::map<std::string, Known> known;
+    std::map<std::string, Media::SoundInfo> sounds;
 };
 
 }  // namespace Kaltor::Edit

@@ -40,7 +40,9 @@ public:
         if (result < 0) {
             ThrowMediaError(path, "cannot be written", result);
         }
-        pictures = std::make_unique<PictureEncoder>(options, videoEncoder, *file.context);
+        if (options.hasPictures) {
+            pictures = std::make_unique<PictureEncoder>(options, videoEncoder, *file.context);
+        }
         AVCodec const* const audioEncoder = options.sound ? FindAudioEncoder(container) : nullptr;
         if (audioEncoder != nullptr) {
             soundFormat = SoundEncoder::ChooseForm(*audioEncoder, *options.sound);
@@ -63,7 +65,9 @@ public:
         if (file.context->pb == nullptr) {
             return;
         }
-        pictures->Finish();
+        if (pictures) {
+            pictures->Finish();
+        }
         if (sound) {
             sound->Finish();
         }

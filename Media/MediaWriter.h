@@ -25,6 +25,8 @@ struct WriterOptions {
     std::optional<SoundFormat> sound;
     /// Takes what there is to say of the output's place; see `PartialFile`.
     WarningFn warn = {};
+    /// Without them the file has sound only.
+    bool hasPictures = true;
 };
 
 /// Encodes pictures and sound into one file, which appears under its name only with `Finish`; without it nothing is

@@ -65,6 +65,13 @@ struct Piece {
 };
 
 Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
+    if (job.frames) {
+        if (job.frames->first < 0 || job.frames->first >= job.frames->end || job.frames->end > plan.frames) {
+            Core::Throw(std::invalid_argument(fmt::format("there are no frames {} to {}: the video has {}",
+                                                          job.frames->first, job.frames->end, plan.frames)));
+        }
+        return {job.frames->first, job.frames->end};
+    }
     if (!job.range) {
         return {0, plan.frames};
     }
@@ -86,7 +93,8 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Wa
     options.video = plan.target;
     options.codec = job.document.output.codec;
     options.crf = job.document.output.crf;
-    options.sound = plan.sound;
+    options.hasPictures = job.content != RenderJob::Content::Sound;
+    options.sound = job.content != RenderJob::Content::Pictures ? plan.sound : std::nullopt;
     options.warn = warn;
     return options;
 }
@@ -94,6 +102,25 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Wa
 std::uint32_t GetSeed(RenderJob const& job) {
     auto const clock = [] { return std::chrono::system_clock::now().time_since_epoch().count(); };
     return job.document.output.seed.value_or(static_cast<std::uint32_t>(clock()));
+}
+
+SoundPlan MakeSoundPlan(Edit::Plan const& plan) {
+    SoundPlan sound;
+    sound.frameRate = plan.time.frameRate;
+    sound.frames = plan.frames;
+    sound.sounds = plan.sounds;
+    if (plan.loudness) {
+        sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
+    }
+    return sound;
+}
+
+std::vector<float const*> PlanesOf(SoundChunk const& chunk) {
+    std::vector<float const*> planes;
+    for (std::vector<float> const& plane : chunk) {
+        planes.push_back(plane.data());
+    }
+    return planes;
 }
 
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
@@ -132,7 +159,7 @@ public:
 
 private:
     void Compose(bool needsEffects) {
-        Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first);
+        Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first, piece.end);
         for (std::int64_t i = 0; i < piece.Count(); ++i) {
             Composed item = composer.Next();
             if (item.IsEmpty() ||
@@ -180,20 +207,9 @@ private:
         return static_cast<std::size_t>(plan.time.SampleOf(frame, writer.GetSound()->sampleRate));
     }
 
-    SoundPlan MakeSoundPlan() const {
-        SoundPlan sound;
-        sound.frameRate = plan.time.frameRate;
-        sound.frames = plan.frames;
-        sound.sounds = plan.sounds;
-        if (plan.loudness) {
-            sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
-        }
-        return sound;
-    }
-
     /// Those of each picture, in chunks: a picture may stand for hours.
     void MixSound() {
-        SoundMix mixer(MakeSoundPlan(), *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+        SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
                        {job.allowPlaylists, pipeline.GetStop().GetFlag()});
         // What comes before the range is mixed, too: what is heard depends on it.
         for (std::size_t left = CountSamplesBefore(piece.first); left > 0;) {
@@ -237,11 +253,7 @@ private:
             if (!chunk) {
                 return false;
             }
-            std::vector<float const*> planes;
-            for (std::vector<float> const& plane : *chunk) {
-                planes.push_back(plane.data());
-            }
-            writer.WriteSound(planes.data(), chunk->front().size());
+            writer.WriteSound(PlanesOf(*chunk).data(), chunk->front().size());
             count -= chunk->front().size();
         }
         return true;
@@ -260,6 +272,23 @@ private:
     std::int64_t processedFrames = 0;
 };
 
+/// The whole video's sound without its pictures, on a thread of the pipeline's.
+void WriteSoundAlone(RenderJob const& job, Edit::Plan const& plan, MediaWriter& writer, Pipeline& pipeline) {
+    SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(), [&pipeline](std::string const& text) { pipeline.Warn(text); },
+                   {job.allowPlaylists, pipeline.GetStop().GetFlag()});
+    int const rate = writer.GetSound()->sampleRate;
+    for (std::int64_t frame = 0; frame < plan.frames && !pipeline.GetStop().IsTripped(); ++frame) {
+        auto left = static_cast<std::size_t>(plan.time.SampleOf(frame + 1, rate) - plan.time.SampleOf(frame, rate));
+        while (left > 0) {
+            SoundChunk const chunk = mixer.Read(std::min(left, kLongestChunk));
+            writer.WriteSound(PlanesOf(chunk).data(), chunk.front().size());
+            left -= chunk.front().size();
+        }
+        pipeline.ReportProgress(frame + 1);
+    }
+    writer.Close();
+}
+
 }  // namespace
 
 RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
@@ -268,19 +297,28 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             job.onWarning(message);
         }
     };
-    Edit::Plan const plan = MakePlan(job, warn);
+    Edit::Plan const own = job.plan == nullptr ? MakePlan(job, warn) : Edit::Plan();
+    Edit::Plan const& plan = job.plan == nullptr ? own : *job.plan;
     Piece const piece = FindPiece(job, plan);
-    bool const needsEffects = NeedsDrawing(plan);
+    bool const makesPictures = job.content != RenderJob::Content::Sound;
+    bool const needsEffects = makesPictures && NeedsDrawing(plan);
     if (needsEffects) {
         CheckSide(job, plan);
     }
     MediaWriter writer(MakeWriterOptions(job, plan, warn));
-    if (plan.sound && !writer.GetSound()) {
+    if (!makesPictures && !writer.GetSound()) {
+        Core::Throw(std::invalid_argument(fmt::format("{}: there is no sound to write", job.output)));
+    }
+    if (plan.sound && !writer.GetSound() && job.content == RenderJob::Content::All) {
         warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
     }
     Pipeline pipeline;
     Stages stages(job, plan, piece, factory, writer, pipeline);
-    stages.Start(needsEffects);
+    if (makesPictures) {
+        stages.Start(needsEffects);
+    } else {
+        pipeline.Start([&] { WriteSoundAlone(job, plan, writer, pipeline); });
+    }
     pipeline.Run({[&](std::int64_t done) {
                       if (job.onProgress) {
                           job.onProgress(done, piece.Count());

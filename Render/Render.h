@@ -20,6 +20,8 @@ namespace Kaltor::Render {
 /// A video to be made.
 struct RenderJob {
     Edit::Document document;
+    /// The document's plan where it was made already; it must outlive the call.
+    Edit::Plan const* plan = nullptr;
     std::string output;
     bool overwrite = false;
     /// See `InputRules`.
@@ -32,6 +34,15 @@ struct RenderJob {
         std::optional<double> end;
     };
     std::optional<Range> range;
+    /// The same, counted in frames; wins over `range`.
+    struct FrameSpan {
+        std::int64_t first = 0;
+        std::int64_t end = 0;  ///< not among them
+    };
+    std::optional<FrameSpan> frames;
+    /// What of it is made. The sound alone is always that of the whole video.
+    enum class Content : std::uint8_t { All, Pictures, Sound };
+    Content content = Content::All;
 
     /// The largest side of a picture that the effects can take, in pixels. Asked once, and only where something is
     /// drawn.

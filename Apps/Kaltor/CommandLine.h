@@ -52,9 +52,23 @@ public:
 
 private:
     friend class CommandLine;
+    friend class VerbGroup;
     Verb(CLI::App* newVerb, std::function<int()>* newChosen) : verb(newVerb), chosen(newChosen) {}
 
     CLI::App* verb;  ///< owned by the command line
+    std::function<int()>* chosen;
+};
+
+/// A verb that has verbs of its own: `kaltor farm VERB`.
+class VerbGroup {
+public:
+    Verb AddVerb(std::string const& name, std::string const& description);
+
+private:
+    friend class CommandLine;
+    VerbGroup(CLI::App* newGroup, std::function<int()>* newChosen) : group(newGroup), chosen(newChosen) {}
+
+    CLI::App* group;  ///< owned by the command line
     std::function<int()>* chosen;
 };
 
@@ -67,6 +81,7 @@ public:
     CommandLine& operator=(CommandLine const&) = delete;
 
     Verb AddVerb(std::string const& name, std::string const& description);
+    VerbGroup AddGroup(std::string const& name, std::string const& description, std::string const& footer);
 
     /// Reads the arguments of `main` and does what they say, or shows the help or the version. Gives the exit status.
     /// Throws `UsageError` for what nothing takes, and what the verb's action throws.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Apps/Kaltor/Catalog.h"
+#include "Apps/Kaltor/CommandLine.h"
 #include "Edit/Document.h"
 
 namespace Kaltor::Cli {
@@ -36,10 +37,15 @@ struct DocumentOptions {
     std::optional<unsigned> seed;
     bool hasNoAudio = false;
     bool isTrusted = false;
+
+    bool operator==(DocumentOptions const&) const = default;
 };
 
 /// Whether this is the name of a document, not of a clip.
 bool IsDocumentName(std::string const& path);
+
+/// Adds the options that make or change a document.
+void AddDocumentOptions(Verb& verb, DocumentOptions& options);
 
 /// The document that the options mean. Throws `UsageError` for what was typed wrongly, and as
 /// `Edit::ReadDocumentFile`.
