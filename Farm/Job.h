@@ -64,7 +64,9 @@ struct PartResult {
     std::string checksum;
     std::uint64_t bytes = 0;
     std::int64_t frames = 0;
-    std::int64_t delay = 0;  ///< packets by which the encoder's order is behind the pictures'
+    /// Packets by which the encoder's order is behind the pictures'; of the sound, samples by which it begins before
+    /// them.
+    std::int64_t delay = 0;
     double seconds = 0.0;    ///< that it took
     double startSeconds = 0.0;  ///< of those, before the first frame was done
     std::string machine;

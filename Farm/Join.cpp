@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <limits>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -147,7 +149,11 @@ public:
         if (result < 0) {
             ThrowMediaError(name, "cannot be written", result);
         }
-        stream.sample_aspect_ratio = source.codecpar->sample_aspect_ratio;
+        // Some containers keep it beside the codec's parameters.
+        if (source.sample_aspect_ratio.num > 0) {
+            stream.codecpar->sample_aspect_ratio = source.sample_aspect_ratio;
+        }
+        stream.sample_aspect_ratio = stream.codecpar->sample_aspect_ratio;
         stream.disposition = source.disposition;
         return stream;
     }
@@ -195,15 +201,22 @@ private:
 /// The packets of the sound, in their order, each given out when the pictures are so far.
 class SoundPackets {
 public:
-    SoundPackets(std::string const& path, OutputFile& outputFile) : demuxer(path), output(outputFile) {
+    /// `delay`: samples by which the first packet begins before the pictures. A file of sound alone may have lost it.
+    SoundPackets(std::string const& path, std::int64_t delay, OutputFile& outputFile)
+        : demuxer(path), output(outputFile) {
         source = demuxer.FindAudio();
         if (source == nullptr) {
             FailJoin(fmt::format("{}: has no sound", path));
         }
         demuxer.Select(*source);
         stream = &output.AddStream(*source);
+        stream->codecpar->initial_padding = static_cast<int>(delay);
         stream->time_base = {1, source->codecpar->sample_rate};
         Advance();
+        if (hasNext) {
+            shift = av_rescale_q(-delay, {1, source->codecpar->sample_rate}, source->time_base) - packet->pts;
+            Shift();
+        }
     }
 
     /// Writes those that begin before a time, of `base`.
@@ -224,6 +237,12 @@ private:
         if (!hasNext && result != AVERROR_EOF) {
             ThrowMediaError(demuxer.GetName(), "cannot be read", result);
         }
+        Shift();
+    }
+
+    void Shift() {
+        packet->pts += shift;
+        packet->dts += shift;
     }
 
     Demuxer demuxer;
@@ -232,6 +251,7 @@ private:
     AVStream* stream = nullptr;
     Media::PacketPtr packet = Media::MakePacket();
     bool hasNext = false;
+    std::int64_t shift = 0;  ///< in the source's time base
 };
 
 /// What has to be the same in all parts.
@@ -260,7 +280,7 @@ public:
         stream->avg_frame_rate = job.frameRate;
         stream->r_frame_rate = job.frameRate;
         if (soundResult != nullptr) {
-            sound = std::make_unique<SoundPackets>(folder.PartsFile(soundResult->file), output);
+            sound = std::make_unique<SoundPackets>(folder.PartsFile(soundResult->file), soundResult->delay, output);
         }
     }
 

@@ -68,7 +68,6 @@ private:
     void Report(std::int64_t done, std::int64_t total) {
         if (done > 0 && result.startSeconds == 0.0) {
             result.startSeconds = SecondsSince(begin);
-            result.renderer = options.describeRenderer ? options.describeRenderer() : "";
         }
         if (Clock::now() - lastReport >= kProgressPause) {
             lastReport = Clock::now();
@@ -76,6 +75,12 @@ private:
         }
         if (options.onProgress) {
             options.onProgress(done, total);
+        }
+    }
+
+    void NoteRenderer(Render::RenderResult const& made) {
+        if (made.processedFrames > 0 && result.renderer.empty() && options.describeRenderer) {
+            result.renderer = options.describeRenderer();
         }
     }
 
@@ -119,8 +124,10 @@ private:
             render.content = Render::RenderJob::Content::Pictures;
             render.frames = {place.first, place.end};
         }
-        Render::Render(render, catalog.GetFactory());
+        Render::RenderResult const made = Render::Render(render, catalog.GetFactory());
+        NoteRenderer(made);
         try {
+            result.delay = made.soundDelay;
             if (!task.IsSound()) {
                 PacketCount const packets = CountPackets(render.output, job.frameRate, place.Count());
                 result.delay = packets.delay;
@@ -156,7 +163,9 @@ private:
         render.output = edit.output;
         // Whether the name was free was seen when the job was planned; what is there now is of an attempt that stopped.
         render.overwrite = true;
-        result.frames += Render::Render(render, catalog.GetFactory()).frames;
+        Render::RenderResult const made = Render::Render(render, catalog.GetFactory());
+        NoteRenderer(made);
+        result.frames += made.frames;
         result.videos.push_back({edit.output, {fs::file_size(edit.output), ChecksumOfFile(edit.output)}});
         result.bytes += result.videos.back().fingerprint.size;
         folder.KeepAttempt(task, result);

@@ -15,7 +15,7 @@ struct RunOptions {
     Media::WarningFn onWarning;
     /// See `Render::RenderJob`.
     std::function<std::uint32_t()> getMaximumSide;
-    /// What draws, for the part's report. Called once, after the first frame.
+    /// What draws, for the part's report. Called where something was drawn.
     std::function<std::string()> describeRenderer;
     std::atomic<bool> const* cancel = nullptr;
 };

@@ -105,6 +105,9 @@ MediaWriter::~MediaWriter() = default;
 std::optional<SoundFormat> MediaWriter::GetSound() const {
     return impl->soundFormat;
 }
+int MediaWriter::GetSoundDelay() const {
+    return impl->sound ? impl->sound->GetDelay() : 0;
+}
 std::string MediaWriter::GetCodec() const {
     return impl->videoEncoder.name;
 }

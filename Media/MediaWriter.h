@@ -43,6 +43,8 @@ public:
     /// The form in which sound is taken: the wanted one or the nearest that the encoder has. Empty where none was
     /// wanted or the container carries none.
     std::optional<SoundFormat> GetSound() const;
+    /// Samples by which the first packet of sound begins before the pictures; 0 where there is no sound.
+    int GetSoundDelay() const;
     /// The encoder's name.
     std::string GetCodec() const;
 

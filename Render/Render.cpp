@@ -327,7 +327,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
                   warn, [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
     writer.Finish();
     return {piece.Count(),     plan.target.frameRate,         plan.target.frame,
-            writer.GetCodec(), writer.GetSound().has_value(), stages.GetProcessedFrames()};
+            writer.GetCodec(), writer.GetSound().has_value(), stages.GetProcessedFrames(), writer.GetSoundDelay()};
 }
 
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {

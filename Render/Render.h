@@ -63,6 +63,8 @@ struct RenderResult {
     bool hasSound = false;
     /// Frames that an effect or a transition made; the others went from the decoder to the encoder.
     std::int64_t processedFrames = 0;
+    /// See `MediaWriter::GetSoundDelay`.
+    int soundDelay = 0;
 };
 
 /// Makes the video. Effects come from `factory` under the implementation name `OGL`; frame k has the timestamp k / rate

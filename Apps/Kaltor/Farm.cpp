@@ -283,6 +283,7 @@ int RunTask(FolderOptions const& options) {
     run.getMaximumSide = [] {
         return static_cast<std::uint32_t>(Ogl::OglManager::GetInstance().GetInfo().maxTextureSize);
     };
+    run.describeRenderer = [] { return Ogl::OglManager::GetInstance().GetInfo().renderer; };
     run.cancel = &CatchInterrupts();
     Catalog const catalog = Catalog::Load();
     try {

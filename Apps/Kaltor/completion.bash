@@ -6,11 +6,18 @@ _kaltor() {
     line=${COMP_LINE:0:COMP_POINT}
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W "list describe apply strip render check convert gallery bench doctor --help --version" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "list describe apply strip render check convert farm gallery bench doctor --help --version" -- "$word")
         return
     fi
+    if [[ $verb == farm ]]; then
+        if ((COMP_CWORD == 2)); then
+            mapfile -t COMPREPLY < <(compgen -W "submit status wait cancel retry run join" -- "$word")
+            return
+        fi
+        verb+=" ${COMP_WORDS[2]}"
+    fi
     if [[ $word == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$("$program" "$verb" --help 2>/dev/null | grep -oE -- '--[a-z][a-z-]*' | sort -u)" -- "$word")
+        mapfile -t COMPREPLY < <(compgen -W "$("$program" $verb --help 2>/dev/null | grep -oE -- '--[a-z][a-z-]*' | sort -u)" -- "$word")
         return
     fi
     case $verb in

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char const* kVerbs[]{"list",  "describe", "apply",   "strip", "render",
-                               "check", "convert",  "gallery", "bench", "doctor"};
+                               "check", "convert",  "gallery", "bench", "doctor", "farm submit"};
 
 // Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
@@ -31,6 +31,11 @@ std::map<std::string, std::string> const kShortened{
 // Commands that are not run, with the reason.
 std::map<std::string, std::string> const kNotRun{
     {"kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'", "jq need not be installed"},
+    {"kaltor farm submit edit.json -o out.mp4 --partition video --job-option time=30 --job-option cpus-per-task=4",
+     "it needs a cluster; scripts/test-farm has one"},
+    {"kaltor farm status out.mp4.farm", "as above"},
+    {"kaltor farm wait out.mp4.farm", "as above"},
+    {"kaltor farm join \"$dir\"", "as above"},
 };
 
 /// Lines that begin with "kaltor ", without their comments; in Markdown only those of fenced blocks. A line that ends
@@ -111,6 +116,8 @@ protected:
             Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
         }
         WriteTone(In("song.mp3"));
+        std::ofstream(In("people.csv")) << "name,clip\nAnn,a\n\"Bo, Jr.\",b\n";
+        std::ofstream(In("form.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "farm.md").at(0);
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
         Succeed("render a.mp4 b.mp4 --save-edit joined.json");
         Succeed("convert joined.json timeline.otio");
@@ -135,7 +142,8 @@ protected:
         std::string const said = Tests::ReadAll(folder / "log" / "err");
         EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
-        bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;
+        bool const isMade =
+            status == 0 && line.find("--dry-run") == std::string::npos && line.find("--each") == std::string::npos;
         if (isMade && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {
             EXPECT_GT(fs::file_size(scratch / output[1].str()), 0U);
         }
