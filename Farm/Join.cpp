@@ -305,7 +305,7 @@ private:
     void WritePart(Demuxer& part, Part const& place) {
         AVStream const& source = part.RequireVideo();
         part.Select(source);
-        if (!HasSameForm(*source.codecpar, *stream->codecpar)) {
+        if (!HasSameForm(*source.codecpar, *first->RequireVideo().codecpar)) {
             FailJoin(fmt::format("{}: was encoded in another form than the first part; it cannot be joined to it",
                              part.GetName()));
         }

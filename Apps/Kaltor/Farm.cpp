@@ -103,20 +103,18 @@ void CheckEngine(EngineOptions const& options, bool usesSlurm) {
     }
 }
 
-void ReportJoined(JobFolder const& folder, Farm::Joined const& joined, bool isShown) {
-    if (!isShown) {
-        return;
-    }
+/// A batch's table is what its user asked for; elsewhere there is a line on a terminal.
+void ReportJoined(JobFolder const& folder, Farm::Joined const& joined, bool isOnTerminal) {
     if (folder.GetJob().kind == Farm::Job::Kind::Batch) {
         WriteOut(FormatBatch(folder));
-    } else {
+    } else if (isOnTerminal) {
         WriteMessage(fmt::format("{}: {} frames of {} parts\n", MakePrintable(joined.output), joined.frames,
                                  folder.GetJob().parts.size()));
     }
 }
 
 /// Joins what the tasks have made, with a bar of its own.
-void JoinParts(JobFolder const& folder, bool isQuiet, bool isReported) {
+void JoinParts(JobFolder const& folder, bool isQuiet) {
     ProgressBar bar(!isQuiet);
     Farm::JoinOptions options;
     options.onProgress = [&bar](std::int64_t done, std::int64_t total) { bar.Show(done, total); };
@@ -127,8 +125,9 @@ void JoinParts(JobFolder const& folder, bool isQuiet, bool isReported) {
     options.cancel = &CatchInterrupts();
     Farm::Joined const joined = Farm::Join(folder, options);
     bar.Clear();
-    bool const isBatch = folder.GetJob().kind == Farm::Job::Kind::Batch;
-    ReportJoined(folder, joined, isReported && !isQuiet && (isBatch || bar.IsShown()));
+    if (!isQuiet) {
+        ReportJoined(folder, joined, bar.IsShown());
+    }
 }
 
 int RunHere(JobFolder const& folder, EngineOptions const& options) {
@@ -149,7 +148,7 @@ int RunHere(JobFolder const& folder, EngineOptions const& options) {
             return status;
         }
     }
-    JoinParts(folder, options.isQuiet, true);
+    JoinParts(folder, options.isQuiet);
     return 0;
 }
 
@@ -302,7 +301,7 @@ int RunTask(FolderOptions const& options) {
 int RunJoin(FolderOptions const& options) {
     JobFolder const folder(options.folder);
     try {
-        JoinParts(folder, options.isQuiet, true);
+        JoinParts(folder, options.isQuiet);
         return 0;
     } catch (Media::Cancelled const&) {
         return ReportInterrupt();
@@ -327,7 +326,9 @@ int RunWait(FolderOptions const& options) {
     for (;;) {
         if (std::optional<Farm::Joined> const joined = Farm::FindJoined(folder)) {
             bar.Clear();
-            ReportJoined(folder, *joined, bar.IsShown());
+            if (!options.isQuiet) {
+                ReportJoined(folder, *joined, bar.IsShown());
+            }
             return 0;
         }
         if (cancel) {
