@@ -1,5 +1,7 @@
 // Jobs from their plan to the joined file, and the faults that a farm lives with.
+#include <cmath>
 #include <fstream>
+#include <set>
 #include <numeric>
 
 #include <gmock/gmock.h>
@@ -8,6 +10,8 @@
 #include "Farm/Join.h"
 #include "Farm/Planning.h"
 #include "Farm/Run.h"
+#include "Media/Demuxer.h"
+#include "Media/Ffmpeg.h"
 #include "Render/Render.h"
 #include "Tests/Media/MediaTest.h"
 
@@ -47,7 +51,7 @@ protected:
             "clips": [{"file": "a.mkv", "effects": [{"effect": "CameraShake"}],
                        "joint": {"transition": "Disintegrate", "duration": 0.4}},
                       {"file": "b.mkv", "speed": 1.3,
-                       "effects": [{"effect": "Twirl", "amplitude": {"from": 0, "to": 0.5}}]}],
+                       "effects": [{"effect": "Twirl", "baseRotation": {"from": 0, "to": 1.5}}]}],
             "effects": [{"effect": "AddNoize", "strength": 0.1, "from": 0.2}],
             "overlays": [{"file": "b.mkv", "from": 0.5, "to": 1.6, "width": 0.4, "loop": true}]})");
         json["output"]["codec"] = codec;
@@ -71,7 +75,7 @@ protected:
             std::vector<Task> tasks = job.ListTasks();
             std::reverse(tasks.begin(), tasks.end());
             for (Task const& task : tasks) {
-                Run(job, task, catalog, {});
+                Farm::Run(job, task, catalog, {});
             }
         });
     }
@@ -127,8 +131,13 @@ TEST_F(FarmTest, APlanOfPartsGivesTheFramesTheSoundAndTheTimesOfOneRender) {
         std::set<std::int64_t> keys;
         std::int64_t const origin = stream.start_time;
         while (demuxer.Read(*packet) >= 0) {
-            EXPECT_GT(packet->dts, last);
-            EXPECT_LE(packet->dts, packet->pts);
+            if (packet->stream_index != stream.index) {
+                continue;
+            }
+            if (ending == std::string(".mp4")) {  // Matroska keeps no such times
+                EXPECT_EQ(packet->dts, last == AV_NOPTS_VALUE ? packet->dts : last + packet->duration);
+                EXPECT_LE(packet->dts, packet->pts);
+            }
             last = packet->dts;
             if ((packet->flags & AV_PKT_FLAG_KEY) != 0) {
                 keys.insert(av_rescale_q(packet->pts - origin, stream.time_base, {1, 30}));
@@ -142,7 +151,7 @@ TEST_F(FarmTest, APlanOfPartsGivesTheFramesTheSoundAndTheTimesOfOneRender) {
 
 TEST_F(FarmTest, EachFaultHasADefinedEnd) {
     JobFolder const job = Plan("out.mkv");
-    Run(job, {0}, catalog, {});
+    Farm::Run(job, {0}, catalog, {});
     EXPECT_THAT(ErrorOf([&] { Join(job, {}); }), HasSubstr("not done yet: parts 2"));
     ASSERT_EQ(RunAll(job), "no error");
 
