@@ -253,14 +253,22 @@ int RunSubmit(SubmitOptions const& options) {
         WriteOut(options.isJson ? DescribeJob(planned).dump(2) + "\n" : FormatJob(planned));
         return 0;
     }
+    bool const isNew = !JobFolder::IsJob(path);
     JobFolder const folder = OpenFolder(options, path, planned);
+    std::error_code ignored;
     if (usesSlurm) {
-        return SendToSlurm(folder, options);
+        try {
+            return SendToSlurm(folder, options);
+        } catch (std::runtime_error const&) {
+            if (isNew && !Farm::IsInSlurm(folder)) {
+                fs::remove_all(folder.GetPath(), ignored);
+            }
+            throw;
+        }
     }
     int const status = RunHere(folder, options);
     bool const isOver = status == 0 && options.folder.empty() && !options.keepsParts;
     if (isOver) {
-        std::error_code ignored;
         fs::remove_all(folder.GetPath(), ignored);
     }
     return status;

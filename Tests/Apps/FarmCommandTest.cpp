@@ -85,6 +85,7 @@ TEST_F(FarmCommandTest, WhatCannotBeGetsOneLine) {
          }) {
         EXPECT_THAT(Fail(wrong.line, wrong.status), HasSubstr(wrong.message)) << wrong.line;
     }
+    EXPECT_THAT(Fail("farm submit x.json -o out.mkv", 1, "PATH=/nowhere"), HasSubstr("--engine local needs none"));
 }
 
 TEST_F(FarmCommandTest, ABatchMakesAVideoOfEachRow) {
