@@ -159,7 +159,8 @@ void Declare(Archive& archive, Title& title) {
 
 template <typename Archive>
 void Declare(Archive& archive, Source& source) {
-    archive("file", source.file, "a video, a picture or a sequence of pictures (frame%04d.png)");
+    archive("file", source.file, "a video, a picture or a sequence of pictures (frame%04d.png, frames/*.png)");
+    archive("raw", source.raw, "of a file of frames without a header: their form, WIDTHxHEIGHT:FORMAT:RATE");
     archive("fps", source.frameRate, "of a sequence of pictures: how many a second; the video's otherwise");
     archive("color", source.color, "a plain colour");
     archive("title", source.title, "a text");
@@ -271,8 +272,20 @@ void Declare(Archive& archive, Output& output) {
     archive("background", output.background, "of bars and gaps");
     archive("stillDuration", output.stillDuration, "of pictures, colours and titles that name none");
     archive("seed", output.seed, "of what is random; the clock's otherwise");
+    archive("for", output.profile, "settings that suit a use, where nothing else is set; `kaltor render --for list`");
+    archive("format", output.format, "the container, where the output's name does not say it");
     archive("codec", output.codec, "the video encoder; H.264 where the container takes it");
     archive("crf", output.crf, "quality in the encoder's own scale; lower is better");
+    archive("bitrate", output.bitRate, "bits per second instead of a quality, such as 5M or 800k");
+    archive("preset", output.preset, "how much time the encoder may take, by its own names or numbers");
+    archive("pixelFormat", output.pixelFormat, "by FFmpeg's name, such as yuv444p");
+    archive("gop", output.keyFrameInterval, "frames from one key frame to the next, at most");
+    archive("encoderOptions", output.encoderOptions, "the encoder's own options");
+    archive("audioCodec", output.audioCodec, "the audio encoder");
+    archive("audioBitrate", output.audioBitRate, "bits per second of the sound, such as 192k");
+    archive("metadata", output.metadata, "such as title, artist and date");
+    archive("chapters", output.hasChapters, "marks where clips begin");
+    archive("firstNumber", output.firstNumber, "of a sequence of pictures");
 }
 
 template <typename Archive>

@@ -11,6 +11,7 @@
 #include "Edit/Curve.h"
 #include "Edit/Time.h"
 #include "Edit/Titles/Title.h"
+#include "Media/EncoderSettings.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Edit {
@@ -65,8 +66,9 @@ struct Joint : Look {
 
 /// What is shown: one of them.
 struct Source {
-    /// A video, a still, a sequence ("frame%04d.png").
+    /// A video, a still, a sequence ("frame%04d.png", "frames/*.png"), a fifo; "-" is standard input.
     std::string file;
+    std::string raw;  ///< the form of frames without a header, "1920x1080:rgba:30"
     std::optional<AVRational> frameRate;  ///< of a sequence; the video's where there is none
     std::optional<Proc::Color> color;
     std::optional<Title> title;
@@ -205,15 +207,13 @@ struct PixelSize {
     bool operator==(PixelSize const&) const = default;
 };
 
-struct Output {
+struct Output : Media::EncoderSettings {
     using Size = PixelSize;
     std::optional<Size> size;
     std::optional<AVRational> frameRate;
     Proc::Color background{0, 0, 0, 255};
     Time stillDuration = Time::Seconds(3.0);  ///< of stills, colours and titles that name none
     std::optional<std::uint32_t> seed;
-    std::string codec;
-    std::optional<int> crf;
 };
 
 struct Document {

@@ -56,6 +56,7 @@ std::string Show(Json const& value) {
 
 struct Context {
     Host::Catalog const& catalog;
+    Home const& home;
 };
 
 /// Calls a parser that knows no places.
@@ -142,6 +143,21 @@ void Read(Json const& value, Place const& place, Context const&, Output::Size& m
             fmt::format("{} is not a size: it takes WIDTHxHEIGHT, two even numbers, such as 1280x720", Show(value)));
     }
     member = {*width, *height};
+}
+
+void Read(Json const& value, Place const& place, Context const&, Media::BitRate& member) {
+    member = Parsed(place, [&] {
+        return Media::ParseBitRate(value.is_number() ? value.dump() : ReadText(value, place, "a bit rate"));
+    });
+}
+
+void Read(Json const& value, Place const& place, Context const&, Media::TextMap& member) {
+    if (!value.is_object()) {
+        RefuseType(place, value, "an object");
+    }
+    for (auto const& [key, one] : value.items()) {
+        member[key] = one.is_number() || one.is_boolean() ? one.dump() : ReadText(one, place / key);
+    }
 }
 
 void Read(Json const& value, Place const& place, Context const&, AVRational& member) {
@@ -292,17 +308,72 @@ Proc::FieldValue ReadFieldValue(Proc::Field const& field, Json const& value, Pla
             return parse(value.is_number_integer() ? value.dump() : ReadText(value, place, "a choice"));
         case FieldType::Color:
             return parse(ReadText(value, place, "a colour"));
+        case FieldType::File:
+            return ReadText(value, place, "a file's path");
         case FieldType::Reals8:
+        case FieldType::Reals:
+        case FieldType::Ints:
             break;
     }
-    if (!value.is_array() || value.size() != std::tuple_size_v<Proc::Reals8>) {
-        RefuseType(place, value, fmt::format("a list of {} numbers", std::tuple_size_v<Proc::Reals8>));
+    if (!value.is_array() || value.size() != field.length) {
+        RefuseType(place, value, fmt::format("a list of {} numbers", field.length));
     }
-    Proc::Reals8 list{};
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        list[i] = ReadNumber(value[i], place / i, {field.minimum, field.maximum});
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; i < field.length; ++i) {
+        texts.push_back(fmt::format("{}", ReadNumber(value[i], place / i, {field.minimum, field.maximum})));
     }
-    return list;
+    return parse(fmt::format("{}", fmt::join(texts, ",")));
+}
+
+/// With symbolic links resolved, as far as the path exists.
+std::filesystem::path Canonical(std::filesystem::path const& path) {
+    std::filesystem::path const full = std::filesystem::absolute(path);
+    std::error_code error;
+    std::filesystem::path const result = std::filesystem::weakly_canonical(full, error);
+    return error ? full.lexically_normal() : result;
+}
+
+/// Those of a sequence; none where it is not whole, which is reported when it is examined.
+std::vector<std::string> ListPictures(std::string const& pattern) {
+    std::vector<std::string> names;
+    try {
+        Media::Sequence const sequence = Media::Sequence::Find(pattern);
+        for (std::int64_t i = 0; i < sequence.count; ++i) {
+            names.push_back(sequence.GetName(i));
+        }
+    } catch (Media::MediaError const&) {
+        return {};
+    }
+    return names;
+}
+
+void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
+    if (file.empty()) {
+        return;
+    }
+    if (file == "-") {
+        if (trust == Trust::OwnFolder) {
+            place.Refuse("standard input is not the document's own; --trust allows it");
+        }
+        return;
+    }
+    std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays
+    if (trust == Trust::OwnFolder) {
+        std::filesystem::path const home = Canonical(folder);
+        auto const check = [&](std::filesystem::path const& path, std::string const& shown) {
+            std::filesystem::path const inside = Canonical(path).lexically_relative(home);
+            if (inside.empty() || *inside.begin() == "..") {
+                place.Refuse(fmt::format("{} lies outside of the document's folder; --trust allows it", shown));
+            }
+        };
+        check(full, file);
+        if (Media::Sequence::IsPattern(full.string())) {
+            for (std::string const& picture : ListPictures(full.string())) {
+                check(picture, std::filesystem::path(picture).filename().string());
+            }
+        }
+    }
+    file = full.string();
 }
 
 class ObjectReader;
@@ -364,9 +435,10 @@ public:
         bool const isTransition = std::string_view(key) == "transition";
         if (!isTransition || text != "none") {
             fields = Parsed(place / key, [&] {
+                std::string const found = Proc::IsShaderFile(text) ? ResolveShader(text, place / key) : text;
                 Host::CatalogEntry const& entry =
-                    isTransition ? context.catalog.FindTransition(text) : context.catalog.FindEffect(text);
-                return Host::MakeSettings(entry.name, {});
+                    isTransition ? context.catalog.FindTransition(found) : context.catalog.FindEffect(found);
+                return Host::MakeSettings(entry, {});
             });
         }
         if (Json const* const easing = Find("easing")) {
@@ -396,7 +468,7 @@ public:
             }
             Place const at = place / key;
             if (!IsCurve(value)) {
-                field->set(*fields, ReadFieldValue(*field, value, at));
+                field->set(*fields, ReadField(*field, value, at));
             } else {
                 target->keyed.push_back({key, ReadFieldCurve(*field, value, at)});
             }
@@ -427,10 +499,31 @@ private:
         return found != all.end() ? &*found : nullptr;
     }
 
+    /// A shader file beside the document; else one of those that are known by their names.
+    std::string ResolveShader(std::string const& name, Place const& at) const {
+        std::string file = name;
+        ResolvePath(file, context.home.folder.empty() ? "." : context.home.folder, context.home.trust, at);
+        std::error_code error;
+        bool const isPath = name.find('/') != std::string::npos || std::filesystem::exists(file, error);
+        // With a slash it is no name, but a path.
+        return !isPath ? name : file.find('/') == std::string::npos ? "./" + file : file;
+    }
+
+    Proc::FieldValue ReadField(Proc::Field const& field, Json const& value, Place const& at) const {
+        Proc::FieldValue read = ReadFieldValue(field, value, at);
+        if (auto* const file = std::get_if<std::string>(&read)) {
+            ResolvePath(*file, context.home.folder.empty() ? "." : context.home.folder, context.home.trust, at);
+        }
+        return read;
+    }
+
     static Curve ReadFieldCurve(Proc::Field const& field, Json const& value, Place const& at) {
         using Proc::FieldType;
         if (field.type == FieldType::Flag || field.type == FieldType::Choice) {
             at.Refuse("a flag or a choice cannot change over time; numbers, lists and colours can");
+        }
+        if (field.type == FieldType::File) {
+            at.Refuse("a file cannot change over time; numbers, lists and colours can");
         }
         return ReadCurve(value, at, [&field](Json const& one, Place const& where) {
             // The value of a whole number may lie between whole numbers on its way.
@@ -482,6 +575,12 @@ void ReadStruct(Json const& value, Place const& place, Context const& context, S
 /// What no single key shows.
 void CheckSource(Source const& source, Place const& place) {
     int const count = int{!source.file.empty()} + int{source.color.has_value()} + int{source.title.has_value()};
+    if (!source.raw.empty()) {
+        if (source.file.empty()) {
+            (place / "raw").Refuse(R"(it is for a "file")");
+        }
+        Parsed(place / "raw", [&] { return Media::ParseRawForm(source.raw); });
+    }
     if (count != 1) {
         place.Refuse(count == 0 ? R"(it needs one of "file", "color" and "title")"
                                 : R"(it takes only one of "file", "color" and "title")");
@@ -520,55 +619,11 @@ void Check(Document const& document) {
     }
 }
 
-/// With symbolic links resolved, as far as the path exists.
-std::filesystem::path Canonical(std::filesystem::path const& path) {
-    std::filesystem::path const full = std::filesystem::absolute(path);
-    std::error_code error;
-    std::filesystem::path const result = std::filesystem::weakly_canonical(full, error);
-    return error ? full.lexically_normal() : result;
-}
-
-/// Those of a sequence; none where it is not whole, which is reported when it is examined.
-std::vector<std::string> ListPictures(std::string const& pattern) {
-    std::vector<std::string> names;
-    try {
-        Media::Sequence const sequence = Media::Sequence::Find(pattern);
-        for (std::int64_t i = 0; i < sequence.count; ++i) {
-            names.push_back(sequence.GetName(i));
-        }
-    } catch (Media::MediaError const&) {
-        return {};
-    }
-    return names;
-}
-
-void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
-    if (file.empty()) {
-        return;
-    }
-    std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays
-    if (trust == Trust::OwnFolder) {
-        std::filesystem::path const home = Canonical(folder);
-        auto const check = [&](std::filesystem::path const& path, std::string const& shown) {
-            std::filesystem::path const inside = Canonical(path).lexically_relative(home);
-            if (inside.empty() || *inside.begin() == "..") {
-                place.Refuse(fmt::format("{} lies outside of the document's folder; --trust allows it", shown));
-            }
-        };
-        check(full, file);
-        if (Media::Sequence::IsPattern(full.string())) {
-            for (std::string const& picture : ListPictures(full.string())) {
-                check(picture, std::filesystem::path(picture).filename().string());
-            }
-        }
-    }
-    file = full.string();
-}
-
 template <typename Part>
 Part ReadPart(Json const& json, Host::Catalog const& catalog) {
     Part part;
-    ReadStruct(json, Place(), {catalog}, part);
+    Home const typed{"", Trust::Everywhere};
+    ReadStruct(json, Place(), {catalog, typed}, part);
     return part;
 }
 
@@ -581,9 +636,9 @@ Proc::Color ParseColor(std::string_view text) {
     return std::get<Proc::Color>(field.Parse(text));
 }
 
-Document ReadDocument(Json const& json, Host::Catalog const& catalog) {
+Document ReadDocument(Json const& json, Host::Catalog const& catalog, Home const& home) {
     Document document;
-    ReadStruct(json, Place(), {catalog}, document);
+    ReadStruct(json, Place(), {catalog, home}, document);
     Check(document);
     ValidateBySchema(json);
     return document;
@@ -603,6 +658,9 @@ Sound ReadSound(Json const& json, Host::Catalog const& catalog) {
 
 void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
     Place const root;
+    if (trust == Trust::OwnFolder && !document.output.encoderOptions.empty()) {
+        (root / "output" / "encoderOptions").Refuse("an encoder's own options can name files; --trust allows them");
+    }
     std::filesystem::path const base(folder.empty() ? "." : folder);
     for (std::size_t i = 0; i < document.clips.size(); ++i) {
         ResolvePath(document.clips[i].source.file, base, trust, root / "clips" / i / "file");
@@ -621,8 +679,9 @@ void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
 Document ReadDocumentFile(std::string const& path, Host::Catalog const& catalog, Trust trust) {
     Json const json = ReadJson(path, true);
     try {
-        Document document = ReadDocument(json, catalog);
-        ResolvePaths(document, std::filesystem::path(path).parent_path().string(), trust);
+        std::string const folder = std::filesystem::path(path).parent_path().string();
+        Document document = ReadDocument(json, catalog, {folder, trust});
+        ResolvePaths(document, folder, trust);
         return document;
     } catch (std::invalid_argument const& error) {
         Core::Throw(std::invalid_argument(fmt::format("{}: {}", path, error.what())));

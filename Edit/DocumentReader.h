@@ -9,16 +9,22 @@
 
 namespace Kaltor::Edit {
 
+/// Whether a document may name files outside of its own folder.
+enum class Trust : std::uint8_t { OwnFolder, Everywhere };
+
+/// Where a document comes from: the shader files that it names, and their pictures, are relative to the folder.
+struct Home {
+    std::string folder;
+    Trust trust = Trust::OwnFolder;
+};
+
 /// Reads a document. Classes are looked up in the catalogue. Throws `std::invalid_argument` with one line: the place
 /// from the document's root, what is wrong there and what would be right ("clips/2/effects/0/scale: 3 is above 1").
-Document ReadDocument(Json const& json, Host::Catalog const& catalog);
+Document ReadDocument(Json const& json, Host::Catalog const& catalog, Home const& home = {});
 
 /// Reads a part of a document by itself. Throws as above, with places within the part.
 Overlay ReadOverlay(Json const& json, Host::Catalog const& catalog);
 Sound ReadSound(Json const& json, Host::Catalog const& catalog);
-
-/// Whether a document may name files outside of its own folder.
-enum class Trust : std::uint8_t { OwnFolder, Everywhere };
 
 /// Reads a document's file (see `ReadJson`; comments are allowed). Paths in it are relative to its folder, and come
 /// back as the program can open them. Throws as above with the file's name before, and `std::runtime_error`.

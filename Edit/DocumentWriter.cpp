@@ -55,6 +55,12 @@ Json Write(Proc::Color const& color) {
 Json Write(Output::Size const& size) {
     return fmt::format("{}x{}", size.width, size.height);
 }
+Json Write(Media::BitRate const& rate) {
+    return Media::Format(rate);
+}
+Json Write(Media::TextMap const& texts) {
+    return texts;
+}
 Json Write(AVRational const& rate) {
     return rate.den == 1 ? Json(rate.num) : Json(fmt::format("{}/{}", rate.num, rate.den));
 }
@@ -94,8 +100,11 @@ Json WriteFieldValue(Proc::Field const& field, Proc::FieldValue const& value) {
             return std::get<bool>(value);
         case FieldType::Choice:
         case FieldType::Color:
+        case FieldType::File:
             return field.Format(value);
         case FieldType::Reals8:
+        case FieldType::Reals:
+        case FieldType::Ints:
             return Components(value);
         // What single precision holds is written as shortly as it reads back.
         case FieldType::Float:
@@ -123,6 +132,16 @@ requires std::is_class_v<Struct> Json Write(Struct const& value) {
     }
 }
 
+std::string Absolute(std::string const& file) {
+    return std::filesystem::absolute(file).lexically_normal().string();
+}
+
+/// A class by its id, a shader file that is known by its path alone by that.
+std::string NameOf(Proc::Settings const& settings) {
+    std::string const& name = settings.GetClassId();
+    return name == settings.GetOrigin() ? Absolute(name) : name;
+}
+
 /// The archive that writes one object, with all that has a value.
 class ObjectWriter {
 public:
@@ -136,7 +155,7 @@ public:
     }
 
     void Look(char const* key, Edit::Look const& look) {
-        Put(key, look.settings ? Json(look.settings->GetClassId()) : Json("none"));
+        Put(key, look.settings ? Json(NameOf(*look.settings)) : Json("none"));
         if (!look.easing.IsLinear()) {
             Put("easing", look.easing.GetName());
         }
@@ -146,11 +165,13 @@ public:
         if (!look.settings) {
             return;
         }
-        std::unique_ptr<Proc::Settings> const standard = Proc::MakeSettings(look.settings->GetClassId());
+        std::unique_ptr<Proc::Settings> const standard = look.settings->MakeDefault();
         for (Proc::Field const& field : look.settings->GetFields()) {
             Proc::FieldValue const value = field.get(*look.settings);
             if (value != field.get(*standard)) {
-                Put(std::string(field.key), WriteFieldValue(field, value));
+                bool const isFile = field.type == Proc::FieldType::File;
+                Put(std::string(field.key),
+                    isFile ? Json(Absolute(std::get<std::string>(value))) : WriteFieldValue(field, value));
             }
         }
         for (KeyedField const& keyed : look.keyed) {
@@ -195,13 +216,28 @@ Json WriteStruct(Struct const& value) {
 }
 
 void MakeRelative(std::string& file, std::filesystem::path const& folder) {
-    if (file.empty()) {
+    if (file.empty() || file == "-") {
         return;
     }
     std::filesystem::path const absolute = std::filesystem::absolute(file).lexically_normal();
     std::filesystem::path const relative = absolute.lexically_relative(folder);
     bool const isBelow = !relative.empty() && *relative.begin() != "..";
     file = (isBelow ? relative : absolute).string();
+}
+
+/// Makes the paths of shader files and of their pictures, which are written as absolute ones, relative.
+void MakeShadersRelative(Json& json, std::filesystem::path const& folder) {
+    if (!json.is_structured()) {
+        return;
+    }
+    bool const isLook = json.is_object() && (json.contains("effect") || json.contains("transition"));
+    for (Json& member : json) {
+        if (isLook && member.is_string() && member.get_ref<std::string const&>().starts_with('/')) {
+            MakeRelative(member.get_ref<std::string&>(), folder);
+        } else {
+            MakeShadersRelative(member, folder);
+        }
+    }
 }
 
 }  // namespace
@@ -227,7 +263,9 @@ std::string FormatDocument(Document const& document, std::string const& folder) 
     for (Subtitles& subtitles : copy.subtitles) {
         MakeRelative(subtitles.file, base);
     }
-    return WriteDocument(copy).dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    Json json = WriteDocument(copy);
+    MakeShadersRelative(json, base);
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace Kaltor::Edit

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 #include <type_traits>
 
 namespace Kaltor::Edit {
@@ -15,6 +16,10 @@ std::vector<double> Components(Proc::FieldValue const& value) {
                         static_cast<double>(v.alpha)};
             } else if constexpr (std::is_same_v<T, Proc::Reals8>) {
                 return {v.begin(), v.end()};
+            } else if constexpr (std::is_same_v<T, Proc::Numbers>) {
+                return v;
+            } else if constexpr (std::is_same_v<T, std::string>) {
+                return {};
             } else {
                 return {static_cast<double>(v)};
             }
@@ -37,6 +42,16 @@ Proc::FieldValue FromComponents(Proc::Field const& field, std::vector<double> co
             std::transform(components.begin(), components.end(), list.begin(), limited);
             return list;
         }
+        case FieldType::Reals:
+        case FieldType::Ints: {
+            Proc::Numbers list(components.size());
+            std::transform(components.begin(), components.end(), list.begin(), [&](double value) {
+                return field.type == FieldType::Ints ? std::round(limited(value)) : limited(value);
+            });
+            return list;
+        }
+        case FieldType::File:
+            throw std::logic_error("the path of a file has no components");
         case FieldType::Int:
             return static_cast<std::int32_t>(std::llround(limited(components[0])));
         case FieldType::Uint:

@@ -7,7 +7,7 @@
 
 namespace Kaltor::Edit {
 
-/// The numbers of a field's value: one, the four channels of a colour, those of a list.
+/// The numbers of a field's value: one, the four channels of a colour, those of a list; none of a file.
 std::vector<double> Components(Proc::FieldValue const& value);
 
 /// The field's value with these components: whole numbers and channels are rounded, and all are limited to what the

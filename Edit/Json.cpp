@@ -68,6 +68,8 @@ Json ParseJson(std::string const& text, std::string const& path, bool allowComme
         return Json::parse(text, check, true, allowComments);
     } catch (Json::parse_error const& error) {
         Fail(path, fmt::format("is no JSON: there is something wrong near byte {}", error.byte));
+    } catch (Json::out_of_range const&) {
+        Fail(path, "has a number that is too large");
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 
@@ -19,6 +20,14 @@ using Media::MediaInfo;
 using Media::Microseconds;
 
 constexpr AVRational kDefaultRate{30, 1};
+/// Stands for the length of what plays until a pipe ends: decades, and still far from the end of any type.
+constexpr std::int64_t kOpenFrames = std::int64_t{1} << 36U;
+constexpr char kNeedsLength[] =
+    "it needs to know how long the video is, which a pipe does not say; CLIP@0-SECONDS says it";
+
+Prober::Input InputOf(Source const& source) {
+    return {source.file, source.raw};
+}
 
 double Seconds(Microseconds time) {
     return std::chrono::duration<double>(time).count();
@@ -95,11 +104,16 @@ private:
     }
 
     void ProbeFiles() {
-        std::vector<std::string> paths;
+        std::vector<Prober::Input> inputs;
         std::vector<std::string> places;
         auto const add = [&](Source const& source, char const* list, std::size_t index) {
             if (!source.file.empty()) {
-                paths.push_back(source.file);
+                inputs.push_back(InputOf(source));
+                bool const isPipe = Media::IsPipe(source.file);
+                if (isPipe && !pipes.insert(source.file).second) {
+                    Refuse(fmt::format("{}/{}/file", list, index),
+                           fmt::format("{} is a pipe, which can be shown once only", Media::ShowInput(source.file)));
+                }
                 places.push_back(fmt::format("{}/{}/file", list, index));
             }
         };
@@ -109,7 +123,7 @@ private:
         for (std::size_t i = 0; i < document.overlays.size(); ++i) {
             add(document.overlays[i].source, "overlays", i);
         }
-        prober.Probe(paths, [&](std::size_t index) { return At(places[index]); });
+        prober.Probe(inputs, [&](std::size_t index) { return At(places[index]); });
     }
 
     /// What is not given follows the first clip with pictures of its own; the rate, of which stills have none, the
@@ -120,7 +134,7 @@ private:
         MediaInfo const* video = nullptr;
         for (Clip const& clip : document.clips) {
             if (!clip.source.file.empty()) {
-                MediaInfo const& info = prober.Get(clip.source.file);
+                MediaInfo const& info = prober.Get(InputOf(clip.source));
                 first = first != nullptr ? first : &info;
                 video = video == nullptr && info.frameRate.num > 0 ? &info : video;
             }
@@ -221,8 +235,14 @@ private:
         feed.isReversed = playing.isReversed;
         feed.color = source.color.value_or(background);
         if (!source.file.empty()) {
-            feed.info = prober.Get(source.file);
-            feed.sequence = prober.GetSequence(source.file);
+            feed.info = prober.Get(InputOf(source));
+            feed.sequence = prober.GetSequence(InputOf(source));
+            feed.raw = source.raw;
+            feed.pipe = prober.OpenPipe(InputOf(source));
+            if (feed.pipe && playing.isReversed) {
+                Core::Throw(std::invalid_argument(
+                    fmt::format("{}: a pipe cannot be played backwards", Media::ShowInput(source.file))));
+            }
             if (feed.sequence) {
                 feed.info = Media::Describe(feed.info, *feed.sequence, source.frameRate.value_or(Rate()));
             } else if (source.frameRate) {
@@ -291,13 +311,51 @@ private:
             if (described.duration) {
                 Refuse(place + "/duration", "it is for pictures, colours and titles; \"from\" and \"to\" cut a video");
             }
-            Piece const piece = CutPiece(feed.path, feed.info, described.from, described.to, place);
-            feed.start = piece.start;
-            feed.length = piece.duration;
-            feed.played = CountFrames(Seconds(piece.duration) / feed.speed);
+            if (feed.info.isOpenEnded) {
+                PlaceOpenEnded(clip, described, place);
+            } else {
+                Piece const piece = CutPiece(feed.path, feed.info, described.from, described.to, place);
+                feed.start = piece.start;
+                feed.length = piece.duration;
+                feed.played = CountFrames(Seconds(piece.duration) / feed.speed);
+            }
+        }
+        if (feed.isOpenEnded && holdLast > 0) {
+            Refuse(place + "/holdLast", kNeedsLength);
         }
         clip.frames = feed.holdFirst + feed.played + holdLast;
     }
+
+    /// A pipe, which lasts as long as it lasts unless a piece of it is asked for.
+    void PlaceOpenEnded(PlannedClip& clip, Clip const& described, std::string const& place) {
+        PlannedFeed& feed = clip.feed;
+        double const start = described.from.Resolve(Rate(), 0.0);
+        double const end = described.to ? described.to->Resolve(Rate(), 0.0) : 0.0;
+        bool const hasShare = described.from.share != 0.0 || (described.to && described.to->share != 0.0);
+        if (hasShare || start < 0.0 || end < 0.0) {
+            Refuse(place, "a piece of a pipe is given in seconds from its beginning");
+        }
+        if (described.to && end <= start) {
+            Refuse(place, fmt::format("{}: a piece cannot go from {:.3f} s to {:.3f} s", Media::ShowInput(feed.path),
+                                      start, end));
+        }
+        feed.start = ToMicroseconds(start);
+        if (described.to) {
+            feed.length = ToMicroseconds(end) - feed.start;
+            feed.played = CountFrames(Seconds(feed.length) / feed.speed);
+            return;
+        }
+        if (&described != &document.clips.back()) {
+            Refuse(place, fmt::format("{}: how long it lasts is not known, so it can only be the last clip; "
+                                      "CLIP@0-SECONDS says it",
+                                      Media::ShowInput(feed.path)));
+        }
+        feed.isOpenEnded = plan.isOpenEnded = true;
+        feed.played = kOpenFrames;
+    }
+
+    /// Whether a span has no end that is known.
+    static bool IsOpen(std::int64_t frames) { return frames >= kOpenFrames / 2; }
 
     std::int64_t CountJoint(Joint const& joint, std::string const& place) const {
         if (!joint.settings) {
@@ -346,6 +404,17 @@ private:
         planned.first = first;
         planned.frames = frames;
         planned.frameSeconds = av_q2d(av_inv_q(Rate()));
+        if (IsOpen(frames)) {
+            auto const needsEnd = [](Curve const& curve) {
+                return std::any_of(curve.keys.begin(), curve.keys.end(),
+                                   [](Key const& key) { return key.time.share != 0.0 || key.time.seconds < 0.0; });
+            };
+            if (look.settings->RunsOnProgress() || needsEnd(look.progress) ||
+                std::any_of(look.keyed.begin(), look.keyed.end(),
+                            [&](KeyedField const& keyed) { return needsEnd(keyed.curve); })) {
+                Refuse(place, fmt::format("{}: {}", look.settings->GetClassId(), kNeedsLength));
+            }
+        }
         double const span = plan.time.SecondsOf(frames);
         for (KeyedField const& keyed : look.keyed) {
             planned.keyed.push_back({keyed.key, MakeSampler(keyed.curve, span, place + "/" + keyed.key)});
@@ -384,6 +453,9 @@ private:
             if (frames == 0) {
                 return std::nullopt;
             }
+            if (!isOpening && plan.isOpenEnded) {
+                Refuse(place, kNeedsLength);
+            }
             if (frames > plan.frames) {
                 Refuse(place, fmt::format("it is longer than the video of {:.2f} s", plan.time.SecondsOf(plan.frames)));
             }
@@ -406,11 +478,19 @@ private:
             WarnOfFile(feed.path, feed.info);
         }
         if (!feed.info.isStill) {
-            Piece const piece = CutPiece(feed.path, feed.info, described.start, {}, place);
+            if (feed.pipe && described.loops) {
+                Refuse(place + "/loop", "a pipe cannot be played again");
+            }
+            // An overlay whose end is not known stands with its last picture.
+            Piece const piece =
+                feed.info.isOpenEnded
+                    ? Piece{ToMicroseconds(std::max(0.0, described.start.Resolve(Rate(), 0.0))), Microseconds(0)}
+                    : CutPiece(feed.path, feed.info, described.start, {}, place);
             feed.start = piece.start;
             feed.length = piece.duration;
             feed.loops = described.loops;
-            feed.played = CountFrames(Seconds(piece.duration) / feed.speed);
+            feed.played =
+                feed.info.isOpenEnded ? kOpenFrames : CountFrames(Seconds(piece.duration) / feed.speed);
             if (!described.to && !described.loops) {
                 end = std::min(end, overlay.first + feed.played);
             }
@@ -462,11 +542,15 @@ private:
             return MakeLook(*joint, isEnter ? overlay.first : end - frames, frames, place + "/" + key);
         };
         overlay.enter = edge(described.enter, "enter", true);
+        if (described.leave && IsOpen(overlay.frames)) {
+            Refuse(place + "/leave", kNeedsLength);
+        }
         overlay.leave = edge(described.leave, "leave", false);
         if (feed.info.sound && !described.sound.isMuted) {
             PlannedSound sound =
                 MakeSound(feed, described.playing, overlay.first, overlay.frames, described.sound.volume,
                           described.sound.fadeIn, described.sound.fadeOut, place);
+            sound.pipe = prober.OpenPipe(InputOf(described.source));
             plan.sounds.push_back(std::move(sound));
             NoteSound(*feed.info.sound);
         }
@@ -479,6 +563,7 @@ private:
         }
         PlannedSound sound = MakeSound(clip.feed, described.playing, clip.first, clip.frames, described.sound.volume,
                                        described.sound.fadeIn, described.sound.fadeOut, place);
+        sound.pipe = prober.OpenPipe(InputOf(described.source));
         sound.fadeIn = clip.fadeIn;
         sound.fadeOut = clip.fadeOut;
         plan.sounds.push_back(std::move(sound));
@@ -490,6 +575,7 @@ private:
                            std::string const& place) const {
         PlannedSound sound;
         sound.path = feed.path;
+        sound.raw = feed.raw;
         sound.allowPlaylists = options.allowPlaylists;
         // What is missing at the end of a file was reported when the file was examined.
         sound.warnsOfDamage = !feed.info.declaredDuration;
@@ -516,6 +602,9 @@ private:
         };
         sound.fadeInSeconds = fade(fadeIn, "fadeIn");
         sound.fadeOutSeconds = fade(fadeOut, "fadeOut");
+        if (sound.fadeOutSeconds > 0.0 && IsOpen(frames)) {
+            Refuse(place + "/fadeOut", kNeedsLength);
+        }
         return sound;
     }
 
@@ -524,6 +613,9 @@ private:
         std::int64_t const first = plan.time.FrameAtSeconds(ResolveIn(described.from, Rate(), whole));
         std::int64_t const end =
             described.to ? plan.time.FrameAtSeconds(ResolveIn(*described.to, Rate(), whole)) : plan.frames;
+        if (Media::IsPipe(described.file)) {
+            Refuse(place + "/file", fmt::format("{} is a pipe; a bed of sound is a file", Media::ShowInput(described.file)));
+        }
         if (first < 0 || end <= first || end > plan.frames) {
             Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",
                                       plan.time.SecondsOf(first), plan.time.SecondsOf(end), whole));
@@ -572,6 +664,11 @@ private:
             plan.sounds.clear();
             return;
         }
+        bool const hasPipe = std::any_of(plan.sounds.begin(), plan.sounds.end(),
+                                         [](PlannedSound const& sound) { return sound.pipe != nullptr; });
+        if (mix.loudness && (hasPipe || plan.isOpenEnded)) {
+            Refuse("mix/loudness", "the sound has to be heard as a whole before, which a pipe does not allow");
+        }
         switch (mix.channels) {
             case Mix::Channels::Mono:
                 plan.sound->channels = 1;
@@ -592,6 +689,7 @@ private:
     PlanOptions const& options;
     Prober ownProber;
     Prober& prober;
+    std::set<std::string> pipes;
     Plan plan;
     int mostChannels = 0;
     int leastChannels = 1000;
@@ -624,6 +722,27 @@ PlannedNumber::PlannedNumber(Animated const& value, AVRational frameRate, double
     if (!value.IsConstant()) {
         curve.emplace(value.curve, frameRate, span);
     }
+}
+
+namespace {
+
+template <typename Input>
+Media::InputRules MakeRules(Input const& input, std::atomic<bool> const* stop) {
+    Media::InputRules rules{input.allowPlaylists, stop};
+    rules.raw = input.raw;
+    if (input.pipe) {
+        rules.openPipe = [reader = input.pipe] { return reader; };
+    }
+    return rules;
+}
+
+}  // namespace
+
+Media::InputRules RulesFor(PlannedFeed const& feed, std::atomic<bool> const* stop) {
+    return MakeRules(feed, stop);
+}
+Media::InputRules RulesFor(PlannedSound const& sound, std::atomic<bool> const* stop) {
+    return MakeRules(sound, stop);
 }
 
 Plan MakePlan(Document const& document, PlanOptions const& options) {

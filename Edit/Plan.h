@@ -46,6 +46,10 @@ struct PlannedFeed {
     std::string path;  ///< "" for a plain colour
     Media::MediaInfo info;
     std::optional<Media::Sequence> sequence;
+    std::string raw;                          ///< see `Source`
+    std::shared_ptr<Media::PipeReader> pipe;  ///< what it is read through, where it is a pipe: once only
+    /// It plays until the pipe ends; `played` is out of reach.
+    bool isOpenEnded = false;
     bool allowPlaylists = false;
     Proc::Color color;
     Media::Microseconds start{0};   ///< of the piece, in the file's own time
@@ -129,6 +133,8 @@ struct Plan {
     TimeLine time;
     std::vector<PlannedClip> clips;
     std::int64_t frames = 0;
+    /// The last clip is a pipe whose end nobody knows; `frames` is out of reach.
+    bool isOpenEnded = false;
     std::optional<PlannedEdge> opening;
     std::optional<PlannedEdge> closing;
     std::vector<PlannedLook> effects;
@@ -152,6 +158,10 @@ struct PlanOptions {
     /// What is known of files, kept over several plans. Has to have been made with the same rules.
     Prober* prober = nullptr;
 };
+
+/// How a feed's file and a sound's are read.
+Media::InputRules RulesFor(PlannedFeed const& feed, std::atomic<bool> const* stop);
+Media::InputRules RulesFor(PlannedSound const& sound, std::atomic<bool> const* stop);
 
 /// Looks at the files and places everything. Throws `std::invalid_argument` for a document that cannot be,
 /// `MediaError` for a file at fault, `Cancelled`.

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Edit/Curve.h"
 #include "Media/MediaInfo.h"
+#include "Media/PipeSource.h"
 
 namespace Kaltor::Edit {
 
@@ -23,6 +25,8 @@ struct Ducking {
 /// A stretch of sound on the time line.
 struct PlannedSound {
     std::string path;
+    std::string raw;                          ///< see `Source`
+    std::shared_ptr<Media::PipeReader> pipe;  ///< what it is read through, where it is a pipe
     bool allowPlaylists = false;
     /// Reports damage; off where it was reported before.
     bool warnsOfDamage = true;

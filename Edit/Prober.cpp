@@ -6,13 +6,27 @@
 
 namespace Kaltor::Edit {
 
-void Prober::Probe(std::vector<std::string> const& paths,
-                   std::function<std::string(std::size_t index)> const& describe) {
-    std::vector<std::string> wanted;
-    std::vector<std::size_t> indices;  // in `paths`
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        if (known.try_emplace(paths[i]).second) {
-            wanted.push_back(paths[i]);
+Prober::Known Prober::Look(Input const& input) const {
+    Known found;
+    Media::InputRules inputRules = rules;
+    inputRules.raw = input.raw;
+    if (Media::IsPipe(input.path)) {
+        found.pipe = std::make_shared<Media::PipeSource>(input.path);
+        found.beginning = found.pipe->NewReader();
+        inputRules.openPipe = [pipe = found.pipe] { return pipe->NewReader(); };
+    } else if (Media::Sequence::IsPattern(input.path)) {
+        found.sequence = Media::Sequence::Find(input.path);
+    }
+    found.info = Media::Probe(found.sequence ? found.sequence->GetName(0) : input.path, inputRules);
+    return found;
+}
+
+void Prober::Probe(std::vector<Input> const& inputs, std::function<std::string(std::size_t index)> const& describe) {
+    std::vector<Input> wanted;
+    std::vector<std::size_t> indices;  // in `inputs`
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        if (known.try_emplace(inputs[i]).second) {
+            wanted.push_back(inputs[i]);
             indices.push_back(i);
         }
     }
@@ -27,10 +41,7 @@ void Prober::Probe(std::vector<std::string> const& paths,
     auto const work = [&] {
         for (std::size_t i = next++; i < wanted.size() && !hasFailed; i = next++) {
             try {
-                if (Media::Sequence::IsPattern(wanted[i])) {
-                    infos[i].sequence = Media::Sequence::Find(wanted[i]);
-                }
-                infos[i].info = Media::Probe(infos[i].sequence ? infos[i].sequence->GetName(0) : wanted[i], rules);
+                infos[i] = Look(wanted[i]);
             } catch (...) {
                 errors[i] = std::current_exception();
                 hasFailed = true;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "Media/AudioReader.h"
 #include "Media/MediaError.h"
 #include "Media/MediaInfo.h"
+#include "Media/PipeSource.h"
 #include "Media/Sequence.h"
 
 namespace Kaltor::Edit {
@@ -32,13 +34,24 @@ class Prober {
 public:
     explicit Prober(Media::InputRules const& inputRules) : rules(inputRules) {}
 
+    struct Input {
+        std::string path;
+        std::string raw;  ///< see `Source`
+        auto operator<=>(Input const&) const = default;
+    };
+
     /// Looks at all of these files. The first error in the order of the list is thrown: `MediaError`, which begins with
     /// `describe(index)`, or `Cancelled`.
-    void Probe(std::vector<std::string> const& paths, std::function<std::string(std::size_t index)> const& describe);
+    void Probe(std::vector<Input> const& inputs, std::function<std::string(std::size_t index)> const& describe);
     /// A file that was looked at. A sequence has no time of its own: it is a still, of the form of its first picture.
-    Media::MediaInfo const& Get(std::string const& path) const { return known.at(path).info; }
+    Media::MediaInfo const& Get(Input const& input) const { return known.at(input).info; }
     /// Where it is one.
-    std::optional<Media::Sequence> const& GetSequence(std::string const& path) const { return known.at(path).sequence; }
+    std::optional<Media::Sequence> const& GetSequence(Input const& input) const { return known.at(input).sequence; }
+    /// A reader of its own at the beginning, where the input is a pipe; null otherwise.
+    std::shared_ptr<Media::PipeReader> OpenPipe(Input const& input) const {
+        auto const& pipe = known.at(input).pipe;
+        return pipe ? pipe->NewReader() : nullptr;
+    }
     /// Looks at a file's sound, with or without pictures. Throws `MediaError`, `Cancelled`.
     Media::SoundInfo const& GetSound(std::string const& path);
 
@@ -47,8 +60,11 @@ private:
     struct Known {
         Media::MediaInfo info;
         std::optional<Media::Sequence> sequence;
+        std::shared_ptr<Media::PipeSource> pipe;
+        std::shared_ptr<Media::PipeReader> beginning;  ///< keeps the pipe's beginning for later readers
     };
-    std::map<std::string, Known> known;
+    Known Look(Input const& input) const;
+    std::map<Input, Known> known;
     std::map<std::string, Media::SoundInfo> sounds;
 };
 

@@ -27,6 +27,11 @@ struct SchemaMaker {
     Json Of(Length const&) { return Ref("length"); }
     Json Of(Proc::Color const&) { return Ref("color"); }
     Json Of(AVRational const&) { return {{"type", Json::array({"number", "string"})}}; }
+    Json Of(Media::BitRate const&) { return {{"type", Json::array({"number", "string"})}}; }
+    Json Of(Media::TextMap const&) {
+        return {{"type", "object"},
+                {"additionalProperties", {{"type", Json::array({"string", "number", "boolean"})}}}};
+    }
     Json Of(Output::Size const&) { return {{"type", "string"}, {"pattern", "^[0-9]+[xX][0-9]+$"}}; }
     template <typename Enumeration>
     requires std::is_enum_v<Enumeration> Json Of(Enumeration const&) {

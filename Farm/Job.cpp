@@ -54,6 +54,8 @@ Json ToJson(Job const& job) {
               {"kind", job.kind == Job::Kind::Batch ? "batch" : "video"},
               {"edit", {{"name", job.editName}, {"checksum", job.editChecksum}}},
               {"output", job.output},
+              {"container", job.container},
+              {"metadata", job.metadata},
               {"overwrite", job.overwrite},
               {"allowPlaylists", job.allowPlaylists},
               {"keepParts", job.keepsParts},
@@ -65,6 +67,10 @@ Json ToJson(Job const& job) {
         json["edit"]["folder"] = job.editFolder;
         json["edit"]["trusted"] = job.isTrusted;
         json["rows"] = job.rowsChecksum;
+    }
+    Json& chapters = json["chapters"] = Json::array();
+    for (Media::Chapter const& chapter : job.chapters) {
+        chapters.push_back({{"start", chapter.start.count()}, {"title", chapter.title}});
     }
     Json& parts = json["parts"] = Json::array();
     for (Part const& part : job.parts) {
@@ -89,6 +95,12 @@ Job JobFromJson(Json const& json, std::string const& name) {
             job.rowsChecksum = json.at("rows");
         }
         job.output = json.at("output");
+        job.container = json.at("container");
+        job.metadata = json.at("metadata").get<Media::TextMap>();
+        for (Json const& chapter : json.at("chapters")) {
+            job.chapters.push_back(
+                {Media::Microseconds(chapter.at("start").get<std::int64_t>()), chapter.at("title")});
+        }
         job.overwrite = json.at("overwrite");
         job.allowPlaylists = json.at("allowPlaylists");
         job.keepsParts = json.at("keepParts");

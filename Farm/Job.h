@@ -8,6 +8,7 @@
 #include "Edit/Json.h"
 #include "Edit/TimeLine.h"
 #include "Farm/Checksum.h"
+#include "Media/MediaWriter.h"
 
 namespace Kaltor::Farm {
 
@@ -41,6 +42,10 @@ struct Job {
     std::string editFolder;    ///< to which a batch's paths are relative
     bool isTrusted = false;
     std::string output;  ///< absolute; a batch's with its fields
+    /// What the joined file gets besides the parts: its container by FFmpeg's name, metadata, and chapters.
+    std::string container;
+    Media::TextMap metadata;
+    std::vector<Media::Chapter> chapters;
     bool overwrite = false;
     bool allowPlaylists = false;
     bool keepsParts = false;

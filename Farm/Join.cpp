@@ -158,7 +158,12 @@ public:
         return stream;
     }
 
-    void Begin() {
+    void Begin(Job const& job) {
+        for (auto const& [key, value] : job.metadata) {
+            av_dict_set(&context->metadata, key.c_str(), value.c_str(), 0);
+        }
+        Media::AddChapters(*context, job.chapters,
+                           Media::Microseconds(av_rescale_q(job.frames, av_inv_q(job.frameRate), Media::kMicrosecondBase)));
         AVDictionary* options = nullptr;
         av_dict_set(&options, "movflags", "+faststart", 0);
         Media::ClearFfmpegLog();
@@ -285,7 +290,7 @@ public:
     }
 
     std::int64_t Write() {
-        output.Begin();
+        output.Begin(job);
         for (std::size_t i = 0; i < results.size(); ++i) {
             if (i == 0) {
                 WritePart(*first, job.parts[i]);
@@ -435,7 +440,7 @@ Joined Join(JobFolder const& folder, JoinOptions const& options) {
     Joined joined;
     joined.output = job.output;
     if (job.kind == Job::Kind::Video) {
-        AVOutputFormat const& container = Media::FindContainer(job.output);
+        AVOutputFormat const& container = Media::FindContainer(job.output, job.container);
         Media::PartialFile file(job.output, job.overwrite, options.onWarning);
         std::optional<PartResult> sound;
         if (job.hasSound) {

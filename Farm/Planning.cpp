@@ -16,6 +16,7 @@
 #include "Edit/Prober.h"
 #include "Farm/Packets.h"
 #include "Media/EncoderChoice.h"
+#include "Render/Render.h"
 
 namespace Kaltor::Farm {
 namespace {
@@ -100,6 +101,9 @@ void MakeAbsolute(Edit::Document& document) {
 }
 
 Job StartJob(PlanningOptions const& options) {
+    if (options.output == "-") {
+        Core::Throw(std::invalid_argument("a farm writes files, not to standard output"));
+    }
     Job job;
     job.version = GetVersion();
     job.editName = options.editName;
@@ -121,6 +125,20 @@ void CheckFree(std::string const& output, PlanningOptions const& options) {
     if (!options.overwrite && fs::exists(output, error)) {
         Core::Throw(std::runtime_error(fmt::format("{} exists; --overwrite replaces it", output)));
     }
+}
+
+/// What is read through a pipe is there once only, and for one process.
+void CheckFilesOnly(Edit::Plan const& plan) {
+    auto const check = [](auto const& parts) {
+        for (auto const& part : parts) {
+            if (part.feed.pipe) {
+                Core::Throw(std::invalid_argument(
+                    fmt::format("{}: is a pipe; the parts of a farm read files", part.feed.path)));
+            }
+        }
+    };
+    check(plan.clips);
+    check(plan.overlays);
 }
 
 void CheckFolder(std::string const& output) {
@@ -169,18 +187,25 @@ PlannedJob PlanVideo(Edit::Document document, std::uint32_t seed, PlanningOption
     document.output.seed = document.output.seed.value_or(seed);
     PlannedJob planned;
     Job& job = planned.job = StartJob(options);
-    AVOutputFormat const& container = Media::FindContainer(job.output);
-    AVCodec const& encoder = Media::FindVideoEncoder(container, document.output.codec, job.output);
+    Media::EncoderSettings const encoding = Media::ApplyProfile(document.output, job.output);
+    AVOutputFormat const& container = Media::FindContainer(job.output, encoding.format);
+    AVCodec const& encoder = Media::FindVideoEncoder(container, encoding.codec, job.output);
     CheckJoinable(container, encoder, job.output);
+    job.container = container.name;
+    job.metadata = encoding.metadata;
     CheckFolder(job.output);
     CheckFree(job.output, options);
     Edit::Plan const plan =
         Edit::MakePlan(document, {options.allowPlaylists, options.editName, options.cancel, options.warn});
+    CheckFilesOnly(plan);
+    if (encoding.hasChapters) {
+        job.chapters = Render::ListChapters(plan);
+    }
     planned.edit = Edit::WriteDocument(document).dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
     job.editChecksum = ChecksumOfText(planned.edit);
     job.frames = plan.frames;
     job.frameRate = plan.time.frameRate;
-    job.hasSound = plan.sound && Media::FindAudioEncoder(container) != nullptr;
+    job.hasSound = plan.sound && Media::FindAudioEncoder(container, encoding.audioCodec, job.output) != nullptr;
     if (plan.sound && !job.hasSound && options.warn) {
         options.warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
     }
@@ -246,10 +271,12 @@ PlannedJob PlanBatch(BatchSource const& source, std::uint32_t seed, Host::Catalo
         if (folders.insert(fs::path(edit.output).parent_path().string()).second) {
             CheckFolder(edit.output);
         }
-        AVOutputFormat const& container = Media::FindContainer(edit.output);
-        AVCodec const& encoder = Media::FindVideoEncoder(container, edit.document.output.codec, edit.output);
+        Media::EncoderSettings const encoding = Media::ApplyProfile(edit.document.output, edit.output);
+        AVOutputFormat const& container = Media::FindContainer(edit.output, encoding.format);
+        AVCodec const& encoder = Media::FindVideoEncoder(container, encoding.codec, edit.output);
         Edit::Plan const plan = Edit::MakePlan(
             edit.document, {options.allowPlaylists, edit.name, options.cancel, row == 0 ? options.warn : nullptr, &prober});
+        CheckFilesOnly(plan);
         files.Add(ListFiles(plan, 0, plan.frames));
         files.Add(ListSoundFiles(plan));
         double const length = plan.time.SecondsOf(plan.frames);

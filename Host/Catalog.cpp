@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <string_view>
 
@@ -11,6 +13,8 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Host/Plugin.h"
+#include "Host/ShaderFolders.h"
+#include "Proc/Effects/ShaderFiles/SettingsShaderFile.h"
 
 namespace Kaltor::Host {
 namespace {
@@ -87,26 +91,108 @@ char const* GetName(Kind kind) {
     return kNames[static_cast<std::size_t>(kind)];
 }
 
-Catalog::Catalog(std::vector<RegisteredEffect> const& registered) {
+/// What a catalogue learns after it is made: the files that were opened by their paths.
+struct Catalog::Opened {
+    Proc::ShaderHost host;
+    std::map<std::string, CatalogEntry> files;
+};
+
+Catalog::Catalog(Catalog&&) noexcept = default;
+Catalog& Catalog::operator=(Catalog&&) noexcept = default;
+Catalog::~Catalog() = default;
+
+Catalog::Catalog(std::vector<RegisteredEffect> const& registered) : opened(std::make_unique<Opened>()) {
     for (RegisteredEffect const& effect : registered) {
         if (effect.implName == Proc::ImplNames::OGL) {
-            entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender});
+            entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender,
+                               Proc::MakeSettings(effect.classId)});
         }
     }
 }
 
-Catalog Catalog::Load() {
+Catalog Catalog::Load(Proc::ShaderHost const& shaderHost) {
     std::unique_ptr<EffectRegistry> registry = MakeRegistry();
     Catalog catalog(registry->List());
     catalog.factory = registry->GetFactory();
     catalog.registry = std::move(registry);
+    catalog.opened->host = shaderHost;
+    catalog.AddShaderFolders();
     return catalog;
+}
+
+bool Catalog::IsTaken(std::string const& name) const {
+    std::string const wanted = Lower(name);
+    return std::any_of(entries.begin(), entries.end(),
+                       [&](CatalogEntry const& entry) {
+                           return Lower(entry.name) == wanted || Lower(WithoutPrefix(entry.name)) == wanted;
+                       }) ||
+           std::any_of(kAliases.begin(), kAliases.end(), [&](Alias const& alias) { return alias.name == wanted; });
+}
+
+CatalogEntry Catalog::Register(std::shared_ptr<Proc::ShaderFile const> const& file) const {
+    using Factory = boost::intrusive_ptr<Proc::IEffectFactory const>;
+    if (!registry) {
+        throw std::logic_error("a catalogue without a plug-in has no shader files");
+    }
+    if (file->IsTransition()) {
+        registry->RegisterTwoInputEffect(file->GetName(), Proc::ImplNames::OGL,
+                                         [file, host = opened->host](Factory const& maker) {
+                                             return Proc::MakeShaderTransition(maker, file, host);
+                                         });
+    } else {
+        registry->RegisterOneInputEffect(
+            file->GetName(), Proc::ImplNames::OGL,
+            [file, host = opened->host](Factory const& maker) { return Proc::MakeShaderEffect(maker, file, host); });
+    }
+    return {file->GetName(), file->IsTransition() ? Kind::Transition : Kind::Effect, file->IsTransition(), false,
+            std::make_shared<Proc::SettingsShaderFile const>(file)};
+}
+
+void Catalog::AddShaderFolders() {
+    for (std::filesystem::path const& folder : FindShaderFolders()) {
+        for (std::filesystem::path const& path : ListShaderFiles(folder)) {
+            // A file keeps its ending where its name means something else already.
+            std::string const name = IsTaken(path.stem().string()) ? path.filename().string() : path.stem().string();
+            if (IsTaken(name)) {
+                continue;  // an earlier folder has it
+            }
+            try {
+                auto const file = std::make_shared<Proc::ShaderFile const>(Proc::ShaderFile::Read(path).Named(name));
+                entries.push_back(Register(file));
+            } catch (std::exception const& error) {
+                faults.emplace_back(error.what());
+            }
+        }
+    }
+}
+
+CatalogEntry const& Catalog::Open(std::string const& path) const {
+    auto const known = opened->files.find(path);
+    if (known != opened->files.end()) {
+        return known->second;
+    }
+    try {
+        auto const file = std::make_shared<Proc::ShaderFile const>(Proc::ShaderFile::Read(path));
+        return opened->files.emplace(path, Register(file)).first->second;
+    } catch (std::runtime_error const& error) {
+        Core::Throw(std::invalid_argument(error.what()));
+    }
 }
 
 template <typename Accepts>
 CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts, std::string const& what,
                                        std::size_t inputs) const {
+    bool const isFile = Proc::IsShaderFile(name);
+    if (isFile && (std::filesystem::exists(name) || name.find('/') != std::string::npos)) {
+        CatalogEntry const& entry = Open(name);
+        if (!accepts(entry)) {
+            Core::Throw(std::invalid_argument(fmt::format(
+                "{} is {} {}, no {}", name, entry.kind == Kind::Effect ? "an" : "a", GetName(entry.kind), what)));
+        }
+        return entry;
+    }
     std::string const wanted = Lower(name);
+    std::string const wantedStem = isFile ? wanted.substr(0, wanted.size() - Proc::kShaderEnding.size()) : "";
     std::vector<CatalogEntry const*> found;
     CatalogEntry const* refused = nullptr;
     CatalogEntry const* own = nullptr;
@@ -117,7 +203,9 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     std::vector<std::string> names;
     std::vector<std::string> shortNames;
     for (CatalogEntry const& entry : entries) {
-        bool const isFull = Lower(entry.name) == wanted;
+        bool const isStem =
+            isFile && Lower(entry.name) == wantedStem && entry.defaults && !entry.defaults->GetOrigin().empty();
+        bool const isFull = Lower(entry.name) == wanted || isStem;
         bool const isOwn = isFull || Lower(WithoutPrefix(entry.name)) == wanted;
         bool const isMatch = isOwn || isAlias(entry);
         if (!accepts(entry)) {
@@ -198,9 +286,9 @@ CatalogEntry const& Catalog::FindEffect(std::string const& name) const {
 std::vector<CatalogEntry const*> Catalog::Search(std::vector<std::string> const& words) const {
     std::vector<CatalogEntry const*> found;
     for (CatalogEntry const& entry : entries) {
-        std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(entry.name);
-        std::string const text = Lower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "),
-                                                   GetName(entry.kind), settings ? settings->GetSummary() : ""));
+        std::string const text =
+            Lower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "), GetName(entry.kind),
+                              entry.defaults ? entry.defaults->GetSummary() : ""));
         if (std::all_of(words.begin(), words.end(),
                         [&text](std::string const& word) { return text.find(Lower(word)) != std::string::npos; })) {
             found.push_back(&entry);
@@ -219,16 +307,23 @@ std::vector<std::string_view> GetUsualNames(std::string_view className) {
     return names;
 }
 
-std::unique_ptr<Proc::Settings> MakeSettings(std::string const& name,
+std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
                                              std::vector<std::pair<std::string, std::string>> const& values) {
-    std::unique_ptr<Proc::Settings> settings = Proc::MakeSettings(name);
-    if (!settings) {
-        throw std::logic_error(fmt::format("{} is registered but has no settings class", name));
+    if (!entry.defaults) {
+        throw std::logic_error(fmt::format("{} is registered but has no settings class", entry.name));
     }
+    std::unique_ptr<Proc::Settings> settings = entry.defaults->Clone();
     for (auto const& [field, value] : values) {
         settings->Set(field, value);
     }
     return settings;
+}
+
+bool HasAllDefaults(CatalogEntry const& entry) {
+    std::vector<Proc::Field> const& fields = entry.defaults->GetFields();
+    return std::none_of(fields.begin(), fields.end(), [&entry](Proc::Field const& field) {
+        return field.type == Proc::FieldType::File && std::get<std::string>(field.get(*entry.defaults)).empty();
+    });
 }
 
 boost::intrusive_ptr<Proc::IEffect> MakeEffect(Catalog const& catalog, CatalogEntry const& entry,

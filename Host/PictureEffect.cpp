@@ -66,11 +66,15 @@ void PictureEffect::FitInto(std::uint32_t width, std::uint32_t height) {
     fitted = {width, height, 1, 1};
 }
 
-Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t timestamp) {
+void PictureEffect::Reset() {
+    effect->Reset();
+}
+
+intrusive_ptr<Proc::IDataVideo> PictureEffect::Draw(std::vector<intrusive_ptr<Proc::IDataVideo>> const& inputs,
+                                                    std::int64_t timestamp) {
     std::vector<intrusive_ptr<Proc::IData>> items;
-    for (Picture const& input : inputs) {
-        input->SetTimestamp(timestamp);
-        intrusive_ptr<Proc::IDataVideo> item = input;
+    for (intrusive_ptr<Proc::IDataVideo> item : inputs) {
+        item->SetTimestamp(timestamp);
         if (isDownloader) {
             uploader->Process(item);  // it would hand a frame in main memory back as it is
         }
@@ -84,6 +88,11 @@ Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t time
             fitter->Process(video);
         }
     }
+    return video;
+}
+
+Picture PictureEffect::Run(std::vector<Picture> const& inputs, std::int64_t timestamp) {
+    intrusive_ptr<Proc::IDataVideo> video = Draw({inputs.begin(), inputs.end()}, timestamp);
     downloader->Process(video);
     converter->Process(video);
     Picture picture(dynamic_cast<Proc::DataVideoFF*>(video.get()));

@@ -39,6 +39,13 @@ public:
     /// throws.
     Picture Run(std::vector<Picture> const& inputs, std::int64_t timestamp);
 
+    /// The same from frames in main memory or on the GPU to one on the GPU, which is drawn when its tasks are run.
+    boost::intrusive_ptr<Proc::IDataVideo> Draw(std::vector<boost::intrusive_ptr<Proc::IDataVideo>> const& inputs,
+                                                std::int64_t timestamp);
+
+    /// Forgets what was kept between pictures.
+    void Reset();
+
 private:
     bool isDownloader;
     boost::intrusive_ptr<Proc::IEffect> effect;

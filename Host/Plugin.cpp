@@ -15,20 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The folder of the shared library that the host and the plug-in both use, or "" if it is not known.
-fs::path LibraryFolder() {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
-        return {};
-    }
-    return fs::path(info.dli_fname).parent_path();
-}
-
-fs::path ProgramFolder() {
-    std::error_code error;
-    return fs::read_symlink("/proc/self/exe", error).parent_path();
-}
-
 std::string LastLoaderError() {
     char const* const text = dlerror();
     return text != nullptr ? text : "unknown error of the dynamic loader";
@@ -36,12 +22,25 @@ std::string LastLoaderError() {
 
 }  // namespace
 
+fs::path GetLibraryFolder() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
+        return {};
+    }
+    return fs::path(info.dli_fname).parent_path();
+}
+
+fs::path GetProgramFolder() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
+
 fs::path FindPlugin() {
     char const* const named = std::getenv(kPluginVariable);
     if (named != nullptr && *named != '\0') {
         return named;
     }
-    std::vector<fs::path> const places{ProgramFolder(), LibraryFolder(), LibraryFolder() / "kaltor"};
+    std::vector<fs::path> const places{GetProgramFolder(), GetLibraryFolder(), GetLibraryFolder() / "kaltor"};
     std::string looked;
     for (fs::path const& place : places) {
         fs::path const file = place / KALTOR_PLUGIN_FILE;
@@ -53,6 +52,12 @@ fs::path FindPlugin() {
     }
     Core::Throw(std::runtime_error(
         fmt::format("the plug-in {} is not in {}; set {} to its path", KALTOR_PLUGIN_FILE, looked, kPluginVariable)));
+}
+
+fs::path FindLooks(fs::path const& plugin) {
+    std::error_code error;
+    fs::path file = fs::absolute(plugin).parent_path() / KALTOR_LOOKS_FILE;
+    return fs::exists(file, error) ? file : fs::path();
 }
 
 void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
@@ -79,7 +84,11 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
 std::unique_ptr<EffectRegistry> MakeRegistry() {
     auto registry = std::make_unique<EffectRegistry>();
     Proc::RegisterDefaultEffects(*registry);
-    LoadPlugin(FindPlugin(), *registry);
+    fs::path const plugin = FindPlugin();
+    LoadPlugin(plugin, *registry);
+    if (fs::path const looks = FindLooks(plugin); !looks.empty()) {
+        LoadPlugin(looks, *registry);
+    }
     return registry;
 }
 

@@ -15,11 +15,18 @@ constexpr char const* kPluginVariable = "KALTOR_PLUGIN";
 /// places that were searched.
 std::filesystem::path FindPlugin();
 
+/// The file of the second plug-in, the looks, beside the first one; "" where it is not installed.
+std::filesystem::path FindLooks(std::filesystem::path const& plugin);
+
 /// Loads a plug-in, for the rest of the process, and lets it register its effects. Throws `std::runtime_error` where
 /// the file is missing, does not load, or exports no `Registrator`; exceptions of the plug-in pass through.
 void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& registry);
 
-/// The default effects and those of the plug-in.
+/// The folders of the running program and of the library that the host and the plug-ins use; "" where it is not known.
+std::filesystem::path GetProgramFolder();
+std::filesystem::path GetLibraryFolder();
+
+/// The default effects, those of the plug-in, and the looks where they are installed.
 std::unique_ptr<EffectRegistry> MakeRegistry();
 
 }  // namespace Kaltor::Host

@@ -106,7 +106,8 @@ private:
                 return;
             }
         }
-        if (!isJustOpened || begin > kEarlier.front()) {
+        // A pipe is read from its beginning in any case.
+        if (!demuxer->IsPipe() && (!isJustOpened || begin > kEarlier.front())) {
             held.reset();
             Open();
         }

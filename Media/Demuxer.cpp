@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/PipeSource.h"
 
 namespace Kaltor::Media {
 namespace {
@@ -26,7 +27,7 @@ constexpr char kNotMedia[] = "not a video or picture that can be read";
     Core::Throw(SystemError(fmt::format("{}: {}", name, why)));
 }
 
-/// What can be said of a path before it is opened; a pipe would block and a folder reads as an empty file.
+/// What can be said of a path before it is opened; a device might block and a folder reads as an empty file.
 void CheckReadable(std::string const& path) {
     std::error_code error;
     fs::file_status const status = fs::status(path, error);
@@ -101,9 +102,44 @@ struct Demuxer::Memory {
     }
 };
 
+/// Bytes from a pipe.
+struct Demuxer::Pipe {
+    std::shared_ptr<PipeReader> reader;
+    std::atomic<bool> const* stop;
+    AVIOContext* io = nullptr;
+    std::int64_t frameEnd = 0;    ///< of the last whole frame
+    std::int64_t lastBegin = -1;  ///< of the frame before
+    std::int64_t header = 0;      ///< bytes before each frame
+
+    Pipe(std::shared_ptr<PipeReader> pipe, std::atomic<bool> const* stopFlag)
+        : reader(std::move(pipe)), stop(stopFlag) {
+        constexpr int kBlock = 1 << 18;
+        auto* const block = static_cast<unsigned char*>(CheckAllocated(av_malloc(kBlock)));
+        io = CheckAllocated(avio_alloc_context(block, kBlock, 0, this, &Pipe::Read, nullptr, nullptr));
+        io->seekable = 0;
+    }
+    ~Pipe() {
+        av_freep(&io->buffer);
+        avio_context_free(&io);
+    }
+    Pipe(Pipe const&) = delete;
+    Pipe& operator=(Pipe const&) = delete;
+
+    static int Read(void* self, std::uint8_t* buffer, int size) {
+        auto& own = *static_cast<Pipe*>(self);
+        int const count = own.reader->Read(buffer, size, own.stop);
+        return count == 0 ? AVERROR_EOF : count;
+    }
+};
+
 Demuxer::Demuxer(std::string const& path, InputRules const& inputRules)
-    : name(path), url("file:" + path), rules(inputRules) {
-    CheckReadable(path);
+    : name(ShowInput(path)), url("file:" + (path == "-" ? "/dev/stdin" : path)), rules(inputRules) {
+    if (rules.openPipe) {
+        pipe = std::make_unique<Pipe>(rules.openPipe(), rules.stop);
+        url = "pipe:";
+    } else {
+        CheckReadable(path == "-" ? "/dev/stdin" : path);
+    }
     Open();
 }
 
@@ -134,7 +170,10 @@ int Demuxer::OpenFile(AVIOContext** io) {
 
 /// As FFmpeg does it: by the name where that is enough, by the content otherwise.
 AVInputFormat const* Demuxer::FindFormat() {
-    if (!memory) {
+    if (!rules.raw.empty()) {
+        return av_find_input_format("rawvideo");
+    }
+    if (!memory && !pipe) {
         AVProbeData byName{};
         byName.filename = url.c_str();
         int score = AVPROBE_SCORE_RETRY;
@@ -148,7 +187,12 @@ AVInputFormat const* Demuxer::FindFormat() {
         file.reset(io);
     }
     AVInputFormat const* format = nullptr;
-    int const score = av_probe_input_buffer2(memory ? memory->io : file.get(), &format, url.c_str(), nullptr, 0, 0);
+    AVIOContext* const io = memory ? memory->io : pipe ? pipe->io : file.get();
+    int const score = av_probe_input_buffer2(io, &format, memory || pipe ? "" : url.c_str(), nullptr, 0, 0);
+    if (pipe && pipe->reader->GetPosition() == 0) {
+        CheckStop();
+        Fail(name, "is empty");
+    }
     if (score < 0) {
         FailOpening(score);
     }
@@ -183,7 +227,7 @@ void Demuxer::Open() {
             context->io_open = [](AVFormatContext* self, AVIOContext** io, char const* wanted, int flags,
                                   AVDictionary**) {
                 auto& demuxer = *static_cast<Demuxer*>(self->opaque);
-                bool const isOwn = !demuxer.memory && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
+                bool const isOwn = !demuxer.memory && !demuxer.pipe && demuxer.url == wanted && (flags & AVIO_FLAG_WRITE) == 0;
                 return isOwn ? demuxer.OpenFile(io) : AVERROR(EPERM);
             };
         }
@@ -191,10 +235,16 @@ void Demuxer::Open() {
         if (std::string const refusal = FindRefusal(format->name, rules.allowPlaylists); !refusal.empty()) {
             Fail(name, refusal);
         }
-        context->pb = memory ? memory->io : file.get();  // from here on it is known that this is not to be closed
+        context->pb = memory ? memory->io : pipe ? pipe->io : file.get();  // from here on it is known that this is not to be closed
         AVDictionary* options = nullptr;
         // A name with a number pattern is a name, not a series of files.
         av_dict_set(&options, "pattern_type", "none", 0);
+        if (!rules.raw.empty()) {
+            RawForm const form = ParseRawForm(rules.raw);
+            av_dict_set(&options, "video_size", form.size.c_str(), 0);
+            av_dict_set(&options, "pixel_format", form.pixelFormat.c_str(), 0);
+            av_dict_set(&options, "framerate", form.frameRate.c_str(), 0);
+        }
         int const opened = avformat_open_input(&context, url.c_str(), format, &options);
         av_dict_free(&options);
         if (opened < 0) {
@@ -267,9 +317,15 @@ int Demuxer::Read(AVPacket& packet) {
     CheckStop();
     int const result = av_read_frame(context, &packet);
     if (result >= 0) {
+        if (pipe) {
+            NoteFrame(packet);
+        }
         return result;
     }
     CheckStop();
+    if (pipe && result == AVERROR_EOF) {
+        CheckWholeFrames();
+    }
     // A file that ends early or holds nonsense is damaged; one that the system does not give is another matter.
     int const ioError = context->pb != nullptr && context->pb->error != AVERROR_EOF ? context->pb->error : 0;
     if (int const error = systemError != 0 ? systemError : ioError; error < 0) {
@@ -278,7 +334,34 @@ int Demuxer::Read(AVPacket& packet) {
     return result;
 }
 
+void Demuxer::NoteFrame(AVPacket const& packet) {
+    std::string_view const format = context->iformat->name;
+    bool const hasHeader = format == "yuv4mpegpipe";
+    if (format != "rawvideo" && !hasHeader) {
+        return;
+    }
+    constexpr std::int64_t kUsualHeader = 6;  // "FRAME" and the end of its line
+    if (hasHeader) {
+        // Headers may say more, and then all do.
+        bool const knowsLast = pipe->lastBegin >= 0 && packet.pos > pipe->lastBegin;
+        pipe->header = knowsLast ? packet.pos - pipe->lastBegin - packet.size : kUsualHeader;
+        pipe->lastBegin = packet.pos;
+    }
+    if ((packet.flags & AV_PKT_FLAG_CORRUPT) == 0) {
+        pipe->frameEnd = packet.pos + pipe->header + packet.size;
+    }
+}
+
+void Demuxer::CheckWholeFrames() const {
+    if (pipe->frameEnd > 0 && pipe->frameEnd != avio_tell(pipe->io)) {
+        Fail(name, "ends in the middle of a frame");
+    }
+}
+
 bool Demuxer::Seek(AVStream const& stream, Microseconds time) {
+    if (pipe) {
+        return false;
+    }
     std::int64_t const target = av_rescale_q(GetOrigin() + time.count(), kMicrosecondBase, stream.time_base);
     return av_seek_frame(context, stream.index, target, AVSEEK_FLAG_BACKWARD) >= 0;
 }

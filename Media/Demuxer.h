@@ -37,19 +37,22 @@ public:
 
     /// A single picture, not an animation.
     bool IsStillFormat() const;
+    /// It is read once, in its order.
+    bool IsPipe() const { return pipe != nullptr; }
 
     /// The presentation time, in AV_TIME_BASE units, that is time 0 of the clip: its first picture's, or where it has
     /// none, its first sound's.
     std::int64_t GetOrigin() const;
 
     /// 0, or FFmpeg's error. Errors that a later packet may mend are AVERROR_INVALIDDATA. Throws `SystemError` where
-    /// the file itself cannot be read any more, `Cancelled`.
+    /// the file itself cannot be read any more, `MediaError` where a pipe ends within a frame, `Cancelled`.
     int Read(AVPacket& packet);
     /// Moves to the key frame at or before a time of the clip. False where the file cannot do that.
     bool Seek(AVStream const& stream, Microseconds time);
 
 private:
     struct Memory;
+    struct Pipe;
 
     struct IoCloser {
         void operator()(AVIOContext* io) const { avio_close(io); }
@@ -60,11 +63,15 @@ private:
     int OpenFile(AVIOContext** io);
     [[noreturn]] void FailOpening(int error) const;
     void CheckStop() const;
+    /// Frames that are not compressed: notes where they end, and checks that the pipe does not end within one.
+    void NoteFrame(AVPacket const& packet);
+    void CheckWholeFrames() const;
 
     std::string name;
     std::string url;  ///< empty: memory
     InputRules rules;
     std::unique_ptr<Memory> memory;
+    std::unique_ptr<Pipe> pipe;
     std::unique_ptr<AVIOContext, IoCloser> file;
     int systemError = 0;  ///< the first of opening the file
     AVFormatContext* context = nullptr;

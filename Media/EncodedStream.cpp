@@ -4,8 +4,13 @@
 
 namespace Kaltor::Media {
 
-EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContext, CodecContextPtr codecContext)
-    : name(std::move(nameOfFile)), file(fileContext), codec(std::move(codecContext)), packet(MakePacket()) {
+EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContext, CodecContextPtr codecContext,
+                             PacketSink packetSink)
+    : name(std::move(nameOfFile)),
+      file(fileContext),
+      codec(std::move(codecContext)),
+      sink(std::move(packetSink)),
+      packet(MakePacket()) {
     if ((file.oformat->flags & AVFMT_GLOBALHEADER) != 0) {
         codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
@@ -38,6 +43,11 @@ void EncodedStream::Write(AVFrame const* frame) {
         }
         if (result < 0) {
             ThrowMediaError(name, fmt::format("the encoder {} failed", codec->codec->name), result);
+        }
+        if (sink) {
+            sink(*packet);
+            av_packet_unref(packet.get());
+            continue;
         }
         if (codec->codec_type == AVMEDIA_TYPE_VIDEO && packet->duration == 0) {
             packet->duration = 1;

@@ -1,16 +1,21 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "Media/Ffmpeg.h"
 
 namespace Kaltor::Media {
 
+/// Takes packets in place of a file. They are its own for the call only.
+using PacketSink = std::function<void(AVPacket const& packet)>;
+
 /// An encoder and the stream of a file that takes its packets.
 class EncodedStream {
 public:
     /// Opens the encoder and adds its stream to `file`. `codec` is set up already. Throws `MediaError`.
-    EncodedStream(std::string name, AVFormatContext& file, CodecContextPtr codec);
+    /// With a sink, nothing is written to the file.
+    EncodedStream(std::string name, AVFormatContext& file, CodecContextPtr codec, PacketSink sink = {});
 
     AVCodecContext& GetCodec() { return *codec; }
     AVCodecContext const& GetCodec() const { return *codec; }
@@ -22,6 +27,7 @@ private:
     std::string name;
     AVFormatContext& file;
     CodecContextPtr codec;
+    PacketSink sink;
     AVStream* stream = nullptr;
     PacketPtr packet;
 };

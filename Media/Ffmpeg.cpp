@@ -1,6 +1,7 @@
 #include "Media/Ffmpeg.h"
 
 #include <array>
+#include <atomic>
 #include <cstdarg>
 #include <mutex>
 
@@ -13,8 +14,15 @@ namespace Kaltor::Media {
 namespace {
 
 thread_local std::string lastLine;
+std::atomic<bool> isLogShown{false};
 
 void KeepLine(void* object, int level, char const* format, va_list arguments) {
+    if (isLogShown) {
+        va_list copy;
+        va_copy(copy, arguments);
+        av_log_default_callback(object, level, format, copy);
+        va_end(copy);
+    }
     if (level > AV_LOG_ERROR) {
         return;
     }
@@ -42,6 +50,10 @@ void CaptureFfmpegLog() {
     static std::once_flag once;
     std::call_once(once, [] { av_log_set_callback(&KeepLine); });
     ClearFfmpegLog();
+}
+
+void ShowFfmpegLog(bool isShown) {
+    isLogShown = isShown;
 }
 
 void ClearFfmpegLog() {

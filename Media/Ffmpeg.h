@@ -51,6 +51,8 @@ inline PacketPtr MakePacket() {
 
 /// From now on FFmpeg's error lines are kept, the last one of each thread, and nothing is printed.
 void CaptureFfmpegLog();
+/// Whether FFmpeg's messages go to standard error, too.
+void ShowFfmpegLog(bool isShown);
 /// Forgets this thread's line.
 void ClearFfmpegLog();
 /// Why a call failed: the line that FFmpeg logged on this thread since `ClearFfmpegLog`, else the error's own text.

@@ -2,8 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+
+extern "C" {
+#include <libavutil/parseutils.h>
+#include <libavutil/pixdesc.h>
+}
 
 namespace Kaltor::Media {
 namespace {
@@ -66,6 +74,34 @@ std::string FindRefusal(std::string_view format, bool allowPlaylists) {
             break;
     }
     return "not a video or picture that can be read (it is text)";
+}
+
+RawForm ParseRawForm(std::string const& text) {
+    auto const refuse = [&text](std::string const& why) {
+        Core::Throw(std::invalid_argument(
+            fmt::format("\"{}\" does not describe raw frames: {}; it takes WxH:FORMAT:RATE, such as 1920x1080:rgba:30",
+                        text, why)));
+    };
+    std::size_t const first = text.find(':');
+    std::size_t const second = first == std::string::npos ? first : text.find(':', first + 1);
+    if (second == std::string::npos) {
+        refuse("there are not three parts");
+    }
+    RawForm form{text.substr(0, first), text.substr(first + 1, second - first - 1), text.substr(second + 1)};
+    int width = 0;
+    int height = 0;
+    AVRational rate{0, 1};
+    if (form.size.find('x') == std::string::npos || av_parse_video_size(&width, &height, form.size.c_str()) < 0) {
+        refuse(fmt::format("\"{}\" is no size", form.size));
+    }
+    if (av_get_pix_fmt(form.pixelFormat.c_str()) == AV_PIX_FMT_NONE) {
+        refuse(fmt::format("there is no pixel format \"{}\"; rgba, rgb24, yuv420p, nv12 and gray are some",
+                           form.pixelFormat));
+    }
+    if (av_parse_video_rate(&rate, form.frameRate.c_str()) < 0) {
+        refuse(fmt::format("\"{}\" is no frame rate", form.frameRate));
+    }
+    return form;
 }
 
 }  // namespace Kaltor::Media

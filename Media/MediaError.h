@@ -23,4 +23,10 @@ public:
     Cancelled() : std::runtime_error("cancelled") {}
 };
 
+/// Whoever read the output has gone.
+class PipeClosed : public std::runtime_error {
+public:
+    PipeClosed() : std::runtime_error("nobody reads the output any more") {}
+};
+
 }  // namespace Kaltor::Media

@@ -108,8 +108,8 @@ std::int64_t GetHeaderDuration(AVFormatContext const& context) {
 }
 
 /// Reads the last packets where the header says where they are, and all packets otherwise.
-Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, AVRational frameRate, InputRules const& rules) {
-    std::string const path = demuxer->GetName();
+Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, std::string const& path, AVRational frameRate,
+              InputRules const& rules) {
     AVStream const* video = demuxer->FindVideo();
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
     bool const isShort = declared != AV_NOPTS_VALUE && declared < 2 * AV_TIME_BASE;
@@ -210,6 +210,9 @@ MediaInfo Probe(std::string const& path, InputRules const& rules) {
     if (AVStream const* const audio = demuxer->FindAudio()) {
         info.sound = SoundFormat{audio->codecpar->sample_rate, audio->codecpar->ch_layout.nb_channels};
     }
+    for (unsigned i = 0; i < demuxer->Get().nb_streams; ++i) {
+        info.subtitles += demuxer->Get().streams[i]->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE ? 1 : 0;
+    }
     if (demuxer->IsStillFormat()) {
         ProbeStill(info, path, rules);
         return info;
@@ -226,8 +229,13 @@ MediaInfo Probe(std::string const& path, InputRules const& rules) {
     std::int64_t const origin = demuxer->GetOrigin();
     std::int64_t const startTime = demuxer->Get().start_time;
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
+    if (demuxer->IsPipe()) {
+        info.isOpenEnded = declared == AV_NOPTS_VALUE;
+        info.duration = Microseconds(info.isOpenEnded ? 0 : declared);
+        return info;
+    }
     bool const isPicture = IsPictureCodec(parameters.codec_id) && stream.nb_frames <= 1;
-    Ends const ends = FindEnds(demuxer, info.frameRate, rules);  // `stream` may be gone
+    Ends const ends = FindEnds(demuxer, path, info.frameRate, rules);  // `stream` may be gone
     if (isPicture && ends.isWhole && ends.videoPackets == 1) {
         ProbeStill(info, path, rules);
         return info;

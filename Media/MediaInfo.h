@@ -38,7 +38,11 @@ struct MediaInfo {
     Microseconds duration{0};
     /// Where the data end before the time that the file declares: the declared duration.
     std::optional<Microseconds> declaredDuration;
+    /// Nothing says where it ends: a pipe. `duration` is zero then.
+    bool isOpenEnded = false;
     bool isStill = false;
+    /// Subtitles that the file carries.
+    int subtitles = 0;
     std::optional<SoundFormat> sound;
     /// As tagged; Unspecified where it is not.
     ColorSpec colorSpec;

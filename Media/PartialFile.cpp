@@ -43,8 +43,14 @@ fs::path ResolveLink(std::string const& name) {
     return path;
 }
 
-/// ".STEM.PROCESS-NUMBER.partial"
 constexpr std::string_view kPartialEnding = ".partial";
+
+}  // namespace
+
+std::string MakePartialName(std::string const& stem) {
+    static std::atomic<unsigned> counter{0};
+    return fmt::format(".{}.{}-{}{}", stem, ::getpid(), counter++, kPartialEnding);
+}
 
 bool IsPartialName(std::string_view file, std::string_view stem) {
     if (file.size() <= stem.size() + kPartialEnding.size() + 2 || file[0] != '.' ||
@@ -55,8 +61,6 @@ bool IsPartialName(std::string_view file, std::string_view stem) {
         file.substr(stem.size() + 2, file.size() - stem.size() - 2 - kPartialEnding.size());
     return numbers.find_first_not_of("0123456789-") == std::string_view::npos;
 }
-
-}  // namespace
 
 PartialFile::Descriptor::~Descriptor() {
     if (number >= 0) {
@@ -105,9 +109,8 @@ void PartialFile::CheckTarget() const {
 
 /// False where it has to be tried again under another name.
 bool PartialFile::Create(fs::path const& folder, std::string const& stem) {
-    static std::atomic<unsigned> counter{0};
     constexpr ::mode_t kMode = 0666;
-    partial = folder / fmt::format(".{}.{}-{}{}", stem, ::getpid(), counter++, kPartialEnding);
+    partial = folder / MakePartialName(stem);
     int const file = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
     if (file < 0 && errno == EEXIST) {
         return false;

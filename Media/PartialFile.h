@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kaltor::Media {
@@ -50,6 +51,10 @@ private:
     bool isCommitted = false;
     Descriptor lock;
 };
+
+/// ".STEM.PROCESS-NUMBER.partial", another one each time.
+std::string MakePartialName(std::string const& stem);
+bool IsPartialName(std::string_view file, std::string_view stem);
 
 /// Writes a whole file, which appears under its name only when it is complete. Throws and warns as `PartialFile`.
 void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite,

@@ -74,13 +74,34 @@ void CheckFrameRate(AVCodec const& encoder, AVRational rate) {
                        fmt::join(rates, ", ")));
 }
 
+/// A format by FFmpeg's name that the encoder takes and that can be made.
+PixFmt FindPixelFormat(AVCodec const& encoder, std::string const& wanted) {
+    AVPixelFormat const format = av_get_pix_fmt(wanted.c_str());
+    std::vector<std::string> names;
+    bool isTaken = encoder.pix_fmts == nullptr && format != AV_PIX_FMT_NONE;
+    for (AVPixelFormat const* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
+        isTaken = isTaken || *f == format;
+        if (Proc::FromAvPixelFormat(*f) != PixFmt::Unknown) {
+            names.emplace_back(av_get_pix_fmt_name(*f));
+        }
+    }
+    PixFmt const found = isTaken ? Proc::FromAvPixelFormat(format) : PixFmt::Unknown;
+    if (found == PixFmt::Unknown) {
+        Refuse(fmt::format("the codec {} is not given the pixel format {}; it can have {}", encoder.name, wanted,
+                           names.empty() ? "yuv420p, yuv444p, rgb24 and the like"
+                                         : fmt::format("{}", fmt::join(names, ", "))));
+    }
+    return found;
+}
+
 }  // namespace
 
-PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file)
+PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file,
+                               PacketSink sink)
     : name(options.path),
       form(ChooseForm(options, encoder)),
       conformer(options.path, form),
-      stream(options.path, file, SetUp(options, encoder)) {
+      stream(options.path, file, SetUp(options, encoder, sink != nullptr), std::move(sink)) {
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
     }
@@ -102,6 +123,18 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     }
     AVPixelFormat const wanted = Proc::ToAvPixelFormat(options.video.pixFmt);
     std::vector<AVPixelFormat> candidates;
+    if (IsHardware(encoder)) {
+        bool const isDeep = av_pix_fmt_desc_get(wanted)->comp[0].depth > 8;
+        form.pixFmt = isDeep ? Proc::FromAvPixelFormat(AV_PIX_FMT_P010) : PixFmt::Nv12;
+        if (form.pixFmt == PixFmt::Unknown) {
+            form.pixFmt = PixFmt::Nv12;
+        }
+        return form;
+    }
+    if (!options.pixelFormat.empty()) {
+        form.pixFmt = FindPixelFormat(encoder, options.pixelFormat);
+        return form;
+    }
     for (AVPixelFormat const* f = encoder.pix_fmts; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) {
         if (Proc::FromAvPixelFormat(*f) != PixFmt::Unknown) {
             candidates.push_back(*f);
@@ -122,7 +155,8 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     return form;
 }
 
-CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder) const {
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder,
+                                       bool isPicture) {
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->width = static_cast<int>(form.frame.width);
     codec->height = static_cast<int>(form.frame.height);
@@ -135,7 +169,11 @@ CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec cons
     } else {
         Tag(*codec, form);
     }
-    SetQuality(*codec, options.crf);
+    SetEncoding(*codec, options, isPicture, options.isVerbose);
+    if (IsHardware(encoder)) {
+        hardware.emplace(encoder, codec->pix_fmt, codec->width, codec->height);
+        hardware->Attach(*codec);
+    }
     return codec;
 }
 
@@ -184,6 +222,10 @@ Proc::AvFramePtr PictureEncoder::ToPalette(AVFrame const& picture) {
     return result;
 }
 
+std::string PictureEncoder::GetPixelFormat() const {
+    return paletteGraph ? "pal8" : av_get_pix_fmt_name(Proc::ToAvPixelFormat(form.pixFmt));
+}
+
 void PictureEncoder::Write(AVFrame const& picture) {
     Proc::AvFramePtr frame = conformer.Convert(picture);
     frame->pts = number;
@@ -192,6 +234,9 @@ void PictureEncoder::Write(AVFrame const& picture) {
         frame->pts = number;
     }
     ++number;
+    if (hardware) {
+        frame = hardware->Upload(*frame);
+    }
     stream.Write(frame.get());
 }
 

@@ -2,6 +2,7 @@
 
 #include "Media/Conformer.h"
 #include "Media/EncodedStream.h"
+#include "Media/HardwareFrames.h"
 #include "Media/MediaWriter.h"
 
 namespace Kaltor::Media {
@@ -10,20 +11,26 @@ namespace Kaltor::Media {
 class PictureEncoder {
 public:
     /// Throws `std::invalid_argument` for options that are not valid, and `MediaError`.
-    PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file);
+    PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file, PacketSink sink = {});
 
+    /// The form in which the encoder gets the pictures.
+    static VideoTarget ChooseForm(WriterOptions const& options, AVCodec const& encoder);
+
+    /// FFmpeg's name for the pictures' format, in main memory.
+    std::string GetPixelFormat() const;
     void Write(AVFrame const& picture);
     void Finish() { stream.Write(nullptr); }
 
 private:
-    static VideoTarget ChooseForm(WriterOptions const& options, AVCodec const& encoder);
-    CodecContextPtr SetUp(WriterOptions const& options, AVCodec const& encoder) const;
+    /// `isPicture`: each picture is a file of its own.
+    CodecContextPtr SetUp(WriterOptions const& options, AVCodec const& encoder, bool isPicture);
     void BuildPaletteGraph();
     Proc::AvFramePtr ToPalette(AVFrame const& picture);
 
     std::string name;
     VideoTarget form;
     Conformer conformer;
+    std::optional<HardwareFrames> hardware;
     EncodedStream stream;
     std::int64_t number = 0;
     FilterGraphPtr paletteGraph;

@@ -48,21 +48,22 @@ SoundFormat SoundEncoder::ChooseForm(AVCodec const& encoder, SoundFormat const& 
     return form;
 }
 
-CodecContextPtr SoundEncoder::SetUp(AVCodec const& encoder, SoundFormat const& format) {
+CodecContextPtr SoundEncoder::SetUp(AVCodec const& encoder, SoundFormat const& format,
+                                    std::optional<BitRate> bitRate) {
     constexpr std::int64_t kBitsPerChannel = 96'000;
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->sample_rate = format.sampleRate;
     codec->sample_fmt = ChooseSampleFormat(encoder);
     av_channel_layout_default(&codec->ch_layout, format.channels);
     codec->time_base = {1, format.sampleRate};
-    codec->bit_rate = kBitsPerChannel * format.channels;
+    codec->bit_rate = bitRate ? bitRate->value : kBitsPerChannel * format.channels;
     return codec;
 }
 
 SoundEncoder::SoundEncoder(std::string const& nameOfFile, AVCodec const& encoder, SoundFormat const& format,
-                           AVFormatContext& file)
+                           std::optional<BitRate> bitRate, AVFormatContext& file)
     : name(nameOfFile),
-      stream(nameOfFile, file, SetUp(encoder, format)),
+      stream(nameOfFile, file, SetUp(encoder, format, bitRate)),
       pending(static_cast<std::size_t>(format.channels)) {
     AVCodecContext& codec = stream.GetCodec();
     frameSize = codec.frame_size > 0 ? codec.frame_size : kVariableFrame;

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "Media/EncodedStream.h"
+#include "Media/EncoderSettings.h"
 #include "Media/MediaInfo.h"
 
 namespace Kaltor::Media {
@@ -13,7 +15,9 @@ public:
     /// The wanted form, or the nearest that the encoder has.
     static SoundFormat ChooseForm(AVCodec const& encoder, SoundFormat const& wanted);
 
-    SoundEncoder(std::string const& name, AVCodec const& encoder, SoundFormat const& format, AVFormatContext& file);
+    /// `bitRate`: of all channels together; otherwise 96 kbit/s for each. Ignored where nothing is lost.
+    SoundEncoder(std::string const& name, AVCodec const& encoder, SoundFormat const& format,
+                 std::optional<BitRate> bitRate, AVFormatContext& file);
 
     void Write(float const* const* planes, std::size_t count);
     void Finish();
@@ -22,7 +26,7 @@ public:
     int GetDelay() const { return stream.GetCodec().initial_padding; }
 
 private:
-    static CodecContextPtr SetUp(AVCodec const& encoder, SoundFormat const& format);
+    static CodecContextPtr SetUp(AVCodec const& encoder, SoundFormat const& format, std::optional<BitRate> bitRate);
     /// What is pending, as one frame.
     void EncodePending();
 

@@ -30,7 +30,7 @@ public:
          InputRules const& inputRules)
         : path(file), start(clipStart), warn(std::move(warnFn)), rules(inputRules), conformer(file, target) {
         Open();
-        if (demuxer->IsStillFormat() || start < kNearStart) {
+        if (demuxer->IsStillFormat() || demuxer->IsPipe() || start < kNearStart) {
             next = Decode();
         } else {
             SeekToStart();
@@ -56,6 +56,11 @@ public:
         Proc::AvFramePtr picture = Proc::ShareAvFrame(*conformed);
         picture->pts = number++;
         return picture;
+    }
+
+    Conf::FrameInfo GetStoredSize() const {
+        AVCodecParameters const& parameters = *decoder->GetStream().codecpar;
+        return {static_cast<std::uint32_t>(parameters.width), static_cast<std::uint32_t>(parameters.height), 1, 1};
     }
 
     bool IsAtEnd() const { return !isStill && !next && current.end <= static_cast<long double>(number) + kReach; }
@@ -214,6 +219,9 @@ VideoReader::~VideoReader() = default;
 
 Proc::AvFramePtr VideoReader::Read() {
     return impl->Read();
+}
+Conf::FrameInfo VideoReader::GetStoredSize() const {
+    return impl->GetStoredSize();
 }
 bool VideoReader::IsAtEnd() const {
     return impl->IsAtEnd();

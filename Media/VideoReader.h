@@ -46,6 +46,9 @@ public:
     /// Throws `MediaError` where not one picture can be decoded.
     Proc::AvFramePtr Read();
 
+    /// Of the pictures as they are in the file, before any rotation.
+    Conf::FrameInfo GetStoredSize() const;
+
     /// No picture of the clip itself is left for the next `Read`.
     bool IsAtEnd() const;
 

@@ -21,6 +21,7 @@ struct GlContext::Egl {
     EGLDisplay display = EGL_NO_DISPLAY;
     EGLContext context = EGL_NO_CONTEXT;
     EGLSurface surface = EGL_NO_SURFACE;
+    bool isBorrowed = false;  ///< the display is somebody else's
 
     Egl() = default;
     Egl(Egl const&) = delete;
@@ -36,7 +37,9 @@ struct GlContext::Egl {
         if (surface != EGL_NO_SURFACE) {
             eglDestroySurface(display, surface);
         }
-        eglTerminate(display);
+        if (!isBorrowed) {
+            eglTerminate(display);
+        }
         eglReleaseThread();
     }
 };
@@ -227,6 +230,46 @@ GlContext::GlContext() {
         Core::Throw(std::runtime_error(fmt::format("no usable OpenGL ({}); {}", reasons, kInstall)));
     }
     info = QueryInfo(softwareCandidate->platform);
+}
+
+GlContext::GlContext(GlShare const& share) : egl(std::make_unique<Egl>()) {
+    auto const fail = [](char const* reason) {
+        Core::Throw(std::runtime_error(fmt::format("the OpenGL context to share with is not usable: {}", reason)));
+    };
+    EGLDisplay const display = share.display;
+    EGLint id = 0;
+    EGLint api = 0;
+    if (eglQueryContext(display, share.context, EGL_CONFIG_ID, &id) != EGL_TRUE ||
+        eglQueryContext(display, share.context, EGL_CONTEXT_CLIENT_TYPE, &api) != EGL_TRUE) {
+        fail("it is not a context of EGL on this display");
+    }
+    if (api != EGL_OPENGL_API || eglBindAPI(EGL_OPENGL_API) != EGL_TRUE) {
+        fail("it is not for desktop OpenGL");
+    }
+    egl->display = display;
+    egl->isBorrowed = true;
+    // A context without a configuration has the number 0; such a one can be made wherever it could.
+    EGLConfig config = EGL_NO_CONFIG_KHR;
+    EGLint count = 0;
+    std::array<EGLint, 3> const wanted{EGL_CONFIG_ID, id, EGL_NONE};
+    if (id != 0 && (eglChooseConfig(display, wanted.data(), &config, 1, &count) != EGL_TRUE || count == 0)) {
+        fail("its configuration is not known");
+    }
+    egl->context = eglCreateContext(display, config, share.context, nullptr);
+    if (egl->context == EGL_NO_CONTEXT) {
+        fail("no other context can share its objects");
+    }
+    if (!HasWord(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
+        static constexpr std::array<EGLint, 5> kTiny{EGL_WIDTH, 16, EGL_HEIGHT, 16, EGL_NONE};
+        egl->surface = eglCreatePbufferSurface(display, config, kTiny.data());
+    }
+    if (eglMakeCurrent(display, egl->surface, egl->surface, egl->context) != EGL_TRUE) {
+        fail("a context that shares its objects cannot be made current");
+    }
+    if (std::string const missing = FindMissing(); !missing.empty()) {
+        fail(fmt::format("it lacks {}", missing).c_str());
+    }
+    info = QueryInfo("shared");
 }
 
 GlContext::~GlContext() = default;

@@ -17,12 +17,20 @@ struct GlInfo {
     bool isSoftware = false;  ///< drawn by the processor
 };
 
+/// The context of somebody else, on a display of EGL, whose objects are to be shared.
+struct GlShare {
+    void* display = nullptr;  ///< EGLDisplay; null: nothing is shared
+    void* context = nullptr;  ///< EGLContext
+};
+
 /// A desktop GL context of 2.1 or later, compatibility profile, with framebuffer objects and float textures, that needs
 /// no window. Prefers hardware over software. Made, used and destroyed on one thread, where it is always current.
 class GlContext {
 public:
     /// Throws `std::runtime_error` with a message that says what is missing and what to install.
     GlContext();
+    /// On the display of `share`, and sharing the objects of its context. Throws as above.
+    explicit GlContext(GlShare const& share);
     ~GlContext();
     GlContext(GlContext const&) = delete;
     GlContext& operator=(GlContext const&) = delete;

@@ -17,6 +17,9 @@ namespace {
 /// the context.
 std::atomic<OglManager*> liveManager{nullptr};
 
+/// What the context will share its objects with. Written before the GL thread starts.
+GlShare wantedShare;
+
 }  // namespace
 
 FrameStrategy FrameStrategy::For(GlInfo const& info) {
@@ -71,6 +74,13 @@ OglManager& OglManager::GetInstance() {
     return *manager;
 }
 
+void OglManager::ShareWith(GlShare const& share) {
+    if (liveManager != nullptr) {
+        Core::Throw(std::logic_error("OpenGL has started: what it shares its objects with is to be said before"));
+    }
+    wantedShare = share;
+}
+
 OglManager* OglManager::FindInstance() noexcept {
     return liveManager;
 }
@@ -100,7 +110,8 @@ void OglManager::RunThread() {
     std::unique_ptr<ShaderStorage> storage;
     threadId = std::this_thread::get_id();
     try {
-        context = std::make_unique<GlContext>();
+        context =
+            wantedShare.display == nullptr ? std::make_unique<GlContext>() : std::make_unique<GlContext>(wantedShare);
         info = context->GetInfo();
         strategy = FrameStrategy::For(info);
         liveManager = this;

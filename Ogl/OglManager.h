@@ -43,6 +43,10 @@ public:
     /// Starts the GL thread on first use. Throws `std::runtime_error` if there is no usable GL; every call tries again.
     static OglManager& GetInstance();
 
+    /// Has the context share its objects with another one, which has to live as long as the manager. Throws
+    /// `std::logic_error` once the manager has started.
+    static void ShareWith(GlShare const& share);
+
     /// The manager while its GL thread runs: null before the first use, and after the stop at the program's end. Never
     /// starts one. For destructors, which may run that late.
     static OglManager* FindInstance() noexcept;

@@ -25,9 +25,9 @@ public:
         if (isCompiled != GL_TRUE) {
             std::string const log = GetLog();
             glDeleteShader(shader);
-            Core::Throw(
-                std::runtime_error(fmt::format("program \"{}\": the {} shader does not compile: {}", programName,
-                                               type == GL_VERTEX_SHADER ? "vertex" : "fragment", log)));
+            Core::Throw(ShaderError(fmt::format("program \"{}\": the {} shader does not compile: ", programName,
+                                                type == GL_VERTEX_SHADER ? "vertex" : "fragment"),
+                                    log));
         }
     }
     ~Stage() { glDeleteShader(shader); }
@@ -71,7 +71,7 @@ Shader::Shader(std::string name, std::string const& vertexSource, std::string co
         glGetProgramiv(program.Get(), GL_INFO_LOG_LENGTH, &length);
         std::string log(static_cast<std::size_t>(std::max(length, 1)), '\0');
         glGetProgramInfoLog(program.Get(), length, nullptr, log.data());
-        Core::Throw(std::runtime_error(fmt::format("program \"{}\" does not link: {}", programName, log.c_str())));
+        Core::Throw(ShaderError(fmt::format("program \"{}\" does not link: ", programName), log.c_str()));
     }
 #ifndef NDEBUG
     RequireAttributes(layout);
@@ -109,7 +109,7 @@ void Shader::Use() const {
     glUseProgram(program.Get());
 }
 
-GLint Shader::Find(std::string_view name) const {
+GLint Shader::Locate(std::string_view name) const {
     auto const found =
         std::find_if(locations.begin(), locations.end(), [name](auto const& known) { return known.first == name; });
     if (found != locations.end()) {
@@ -117,12 +117,21 @@ GLint Shader::Find(std::string_view name) const {
     }
     std::string text(name);
     GLint const location = glGetUniformLocation(program.Get(), text.c_str());
+    locations.emplace_back(std::move(text), location);
+    return location;
+}
+
+bool Shader::Has(std::string_view name) const {
+    return Locate(name) >= 0;
+}
+
+GLint Shader::Find(std::string_view name) const {
+    GLint const location = Locate(name);
 #ifndef NDEBUG
     if (location < 0) {
-        Core::Throw(std::logic_error(fmt::format("program \"{}\" has no uniform \"{}\"", programName, text)));
+        Core::Throw(std::logic_error(fmt::format("program \"{}\" has no uniform \"{}\"", programName, name)));
     }
 #endif
-    locations.emplace_back(std::move(text), location);
     return location;
 }
 
@@ -163,6 +172,14 @@ void Shader::Uniform(std::string_view name, Proc::Color const& value) const {
     constexpr float kTop = 255.0F;
     glUniform4f(Find(name), static_cast<float>(value.red) / kTop, static_cast<float>(value.green) / kTop,
                 static_cast<float>(value.blue) / kTop, static_cast<float>(value.alpha) / kTop);
+}
+void Shader::UniformVector(std::string_view name, std::vector<float> const& values) const {
+    constexpr std::array kSetters{&glUniform1fv, &glUniform2fv, &glUniform3fv, &glUniform4fv};
+    (*kSetters.at(values.size() - 1))(Find(name), 1, values.data());
+}
+void Shader::UniformIntegers(std::string_view name, std::vector<int> const& values) const {
+    constexpr std::array kSetters{&glUniform1iv, &glUniform2iv, &glUniform3iv, &glUniform4iv};
+    (*kSetters.at(values.size() - 1))(Find(name), 1, values.data());
 }
 void Shader::Uniform(std::string_view name, std::vector<float> const& values) const {
     glUniform1fv(Find(name), static_cast<GLsizei>(values.size()), values.data());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,11 +19,24 @@
 
 namespace Kaltor::Ogl {
 
+/// A program does not compile or link.
+class ShaderError : public std::runtime_error {
+public:
+    ShaderError(std::string const& what, std::string compilersLog)
+        : std::runtime_error(what + compilersLog), log(std::move(compilersLog)) {}
+
+    /// What the compiler or linker wrote.
+    std::string const& GetLog() const { return log; }
+
+private:
+    std::string log;
+};
+
 /// A linked GLSL 1.20 program. GL thread only.
 class Shader {
 public:
-    /// The attributes of `layout` get their indices in it as locations. Throws `std::runtime_error` with the program's
-    /// name and the compiler's or linker's log; debug builds throw `std::logic_error` if the program's own attributes
+    /// The attributes of `layout` get their indices in it as locations. Throws `ShaderError` with the program's name
+    /// and the compiler's or linker's log; debug builds throw `std::logic_error` if the program's own attributes
     /// are not those of `layout`.
     Shader(std::string programName, std::string const& vertexSource, std::string const& fragmentSource,
            VertexLayout layout = {});
@@ -50,9 +64,17 @@ public:
     /// An array of floats.
     void Uniform(std::string_view name, std::vector<float> const& values) const;
 
+    /// One to four numbers, for a uniform of as many.
+    void UniformVector(std::string_view name, std::vector<float> const& values) const;
+    void UniformIntegers(std::string_view name, std::vector<int> const& values) const;
+
+    /// Whether the program has this uniform: its text declares it, and something depends on it.
+    bool Has(std::string_view name) const;
+
     std::string const& GetName() const { return programName; }
 
 private:
+    GLint Locate(std::string_view name) const;
     GLint Find(std::string_view name) const;
 #ifndef NDEBUG
     void RequireAttributes(VertexLayout layout) const;

@@ -33,8 +33,8 @@ void ClipFeed::Run(Edit::PlannedFeed const& feed, Media::VideoTarget const& targ
     if (!feed.info.declaredDuration) {
         warn = [&pipeline](std::string const& message) { pipeline.Warn(message); };
     }
-    Player player(feed, target, warn, {feed.allowPlaylists, pipeline.GetStop().GetFlag()}, skip);
-    for (std::int64_t i = 0; i < count; ++i) {
+    Player player(feed, target, warn, Edit::RulesFor(feed, pipeline.GetStop().GetFlag()), skip);
+    for (std::int64_t i = 0; i < count && !player.IsAtEnd(); ++i) {
         if (!queue.Push(player.Next())) {
             return;
         }

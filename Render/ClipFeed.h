@@ -20,7 +20,8 @@ public:
     ClipFeed(ClipFeed const&) = delete;
     ClipFeed& operator=(ClipFeed const&) = delete;
 
-    /// The next picture in the target's form; null where the pipeline was stopped.
+    /// The next picture in the target's form; null where the pipeline was stopped, or an open-ended
+    /// feed has ended.
     Proc::AvFramePtr Next();
 
 private:

@@ -107,14 +107,16 @@ Proc::AvFramePtr Player::FetchOfSequence(std::int64_t place) const {
     std::int64_t const index = std::clamp<std::int64_t>(
         static_cast<std::int64_t>(std::floor(seconds * av_q2d(feed.info.frameRate))), 0, feed.sequence->count - 1);
     std::string const name = feed.sequence->GetName(index);
-    Proc::AvFramePtr next = Media::VideoReader(name, target, {}, warn, rules).Read();
-    if (target.keepsSize && (static_cast<std::uint32_t>(next->width) != feed.info.frame.width ||
-                             static_cast<std::uint32_t>(next->height) != feed.info.frame.height)) {
-        Core::Throw(
-            Media::MediaError(fmt::format("{}: {}x{} is not the size of the sequence's first picture, {}x{}", name,
-                                          next->width, next->height, feed.info.frame.width, feed.info.frame.height)));
+    Media::VideoReader picture(name, target, {}, warn, rules);
+    // A turned picture's sides are compared either way round.
+    Conf::FrameInfo const own = picture.GetStoredSize();
+    Conf::FrameInfo const& first = feed.info.frame;
+    bool const isSame = std::minmax(own.width, own.height) == std::minmax(first.width, first.height);
+    if (!isSame) {
+        Core::Throw(Media::MediaError(fmt::format("{}: {}x{} is not the size of the sequence's first picture, {}x{}",
+                                                  name, own.width, own.height, first.width, first.height)));
     }
-    return next;
+    return picture.Read();
 }
 
 Proc::AvFramePtr Player::Fetch(std::int64_t played) {

@@ -22,6 +22,8 @@ public:
 
     /// The next picture; without end. Throws as `VideoReader`.
     Proc::AvFramePtr Next();
+    /// An open-ended feed has no picture left.
+    bool IsAtEnd() const { return feed.isOpenEnded && reader && reader->IsAtEnd(); }
 
 private:
     Proc::AvFramePtr Fetch(std::int64_t played);

@@ -3,14 +3,18 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <stdexcept>
 
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaWriter.h"
+#include "Media/Sequence.h"
+#include "Media/SequenceFiles.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Render/Composer.h"
+#include "Render/Losses.h"
 #include "Render/SoundMix.h"
 
 namespace Kaltor::Render {
@@ -61,8 +65,36 @@ struct Piece {
     std::int64_t first;
     std::int64_t end;
 
+    bool isOpen = false;  ///< a pipe's end comes before
+
     std::int64_t Count() const { return end - first; }
 };
+
+/// The pictures of a sequence that are there already.
+std::int64_t CountResumed(RenderJob const& job, Edit::Plan const& plan) {
+    if (!job.isResumed) {
+        return 0;
+    }
+    if (!Media::HasNumberPlace(job.output)) {
+        Core::Throw(std::invalid_argument(
+            fmt::format("{}: only a sequence of pictures, such as frame%04d.png, is resumed", job.output)));
+    }
+    std::int64_t const first = job.document.output.firstNumber;
+    std::int64_t const count = Media::CountWritten(job.output, first);
+    if (count > 0) {
+        std::string const last = Media::MakeNumberedName(job.output, first + count - 1);
+        Conf::FrameInfo const size = Media::Probe(last).frame;
+        Conf::FrameInfo const& wanted = plan.target.frame;
+        if (size.width != wanted.width || size.height != wanted.height) {
+            Core::Throw(MediaError(fmt::format("{}: {}x{} is not the size of the video, {}x{}, so it is not resumed",
+                                               last, size.width, size.height, wanted.width, wanted.height)));
+        }
+    }
+    if (count >= plan.frames) {
+        Core::Throw(MediaError(fmt::format("{}: all {} pictures are there already", job.output, count)));
+    }
+    return count;
+}
 
 Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
     if (job.frames) {
@@ -73,7 +105,10 @@ Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
         return {job.frames->first, job.frames->end};
     }
     if (!job.range) {
-        return {0, plan.frames};
+        return {CountResumed(job, plan), plan.frames, plan.isOpenEnded};
+    }
+    if (job.isResumed) {
+        Core::Throw(std::invalid_argument("a range is not resumed: render it again, or all of the video"));
     }
     std::int64_t const first = plan.time.FrameAtSeconds(job.range->begin);
     std::int64_t const end =
@@ -83,19 +118,59 @@ Piece FindPiece(RenderJob const& job, Edit::Plan const& plan) {
             std::invalid_argument(fmt::format("the range from {:.3g} s on has no frame: the video lasts {:.3g} s",
                                               job.range->begin, plan.time.SecondsOf(plan.frames))));
     }
-    return {first, end};
+    return {first, end, plan.isOpenEnded};
 }
 
-WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
+Media::Microseconds TimeOf(Edit::Plan const& plan, std::int64_t frame) {
+    return Media::Microseconds(std::llround(plan.time.SecondsOf(frame) * AV_TIME_BASE));
+}
+
+/// One for each clip that shows in the piece.
+std::vector<Media::Chapter> MakeChapters(Edit::Plan const& plan, Piece const& piece) {
+    std::vector<Media::Chapter> chapters;
+    for (Edit::PlannedClip const& clip : plan.clips) {
+        if (clip.first >= piece.end || clip.GetEnd() <= piece.first) {
+            continue;
+        }
+        std::int64_t const first = std::max<std::int64_t>(clip.first - piece.first, 0);
+        std::string title = clip.title ? clip.title->text : std::filesystem::path(clip.GetName()).stem().string();
+        if (title.empty()) {
+            title = fmt::format("{}", chapters.size() + 1);
+        }
+        // A clip that ends in the first frame of the piece would make two chapters of the same time.
+        if (!chapters.empty() && chapters.back().start == TimeOf(plan, first)) {
+            chapters.pop_back();
+        }
+        chapters.push_back({TimeOf(plan, first), std::move(title)});
+    }
+    return chapters;
+}
+
+WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Piece const& piece,
+                                WarningFn const& warn) {
     WriterOptions options;
+    static_cast<Media::EncoderSettings&>(options) = Media::ApplyProfile(job.document.output, job.output);
     options.path = job.output;
     options.overwrite = job.overwrite;
     options.video = plan.target;
-    options.codec = job.document.output.codec;
-    options.crf = job.document.output.crf;
     options.hasPictures = job.content != RenderJob::Content::Sound;
     options.sound = job.content != RenderJob::Content::Pictures ? plan.sound : std::nullopt;
+    options.hasChapters = options.hasChapters && job.content == RenderJob::Content::All;
     options.warn = warn;
+    options.isVerbose = job.isVerbose;
+    options.cancel = job.cancel;
+    options.pictures = piece.isOpen ? 0 : piece.Count();
+    options.keepsEach = job.isResumed;
+    if (job.isResumed) {
+        options.firstNumber += static_cast<std::uint32_t>(piece.first);
+    }
+    if (options.hasChapters) {
+        if (piece.isOpen) {
+            Core::Throw(std::invalid_argument("chapters need to know how long the video is, which a pipe does not say"));
+        }
+        options.chapters = MakeChapters(plan, piece);
+        options.duration = TimeOf(plan, piece.Count());
+    }
     return options;
 }
 
@@ -156,12 +231,16 @@ public:
     }
 
     std::int64_t GetProcessedFrames() const { return processedFrames; }
+    std::int64_t GetFrames() const { return done; }
 
 private:
     void Compose(bool needsEffects) {
         Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first, piece.end);
         for (std::int64_t i = 0; i < piece.Count(); ++i) {
             Composed item = composer.Next();
+            if (item.IsEmpty() && piece.isOpen && !pipeline.GetStop().IsTripped()) {
+                break;
+            }
             if (item.IsEmpty() ||
                 !(needsEffects ? composed.Push(std::move(item)) : finished.Push(std::move(item.picture)))) {
                 return;
@@ -233,7 +312,6 @@ private:
     }
 
     void Encode() {
-        std::int64_t done = 0;
         while (std::optional<Proc::AvFramePtr> const picture = finished.Pop()) {
             writer.WritePicture(**picture);
             if (writer.GetSound() && !WriteSound(CountSamples(piece.first + done))) {
@@ -241,7 +319,8 @@ private:
             }
             pipeline.ReportProgress(++done);
         }
-        if (done == piece.Count() && !pipeline.GetStop().IsTripped()) {
+        if ((done == piece.Count() || piece.isOpen) && !pipeline.GetStop().IsTripped()) {
+            sound.Abort();  // no more is wanted than goes with the pictures
             writer.Close();
         }
     }
@@ -270,6 +349,7 @@ private:
     BoundedQueue<Proc::AvFramePtr> finished;
     BoundedQueue<SoundChunk> sound;
     std::int64_t processedFrames = 0;
+    std::int64_t done = 0;  ///< of the frames, by the encoder
 };
 
 /// The whole video's sound without its pictures, on a thread of the pipeline's.
@@ -289,6 +369,20 @@ void WriteSoundAlone(RenderJob const& job, Edit::Plan const& plan, MediaWriter& 
     writer.Close();
 }
 
+/// Warns of what is lost, or refuses it.
+void ReportLosses(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
+    std::vector<Loss> const losses = FindLosses(job, plan, DescribeOutput(job, plan));
+    if (job.isStrict && !losses.empty()) {
+        std::string const more = losses.size() == 1 ? std::string()
+                                                    : fmt::format(" (and {} more of that kind, which --dry-run lists)",
+                                                                  losses.size() - 1);
+        Core::Throw(MediaError(losses.front().message + more));
+    }
+    for (Loss const& loss : losses) {
+        warn(loss.message);
+    }
+}
+
 }  // namespace
 
 RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
@@ -297,20 +391,25 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             job.onWarning(message);
         }
     };
-    Edit::Plan const own = job.plan == nullptr ? MakePlan(job, warn) : Edit::Plan();
-    Edit::Plan const& plan = job.plan == nullptr ? own : *job.plan;
+    Edit::Plan plan = job.plan == nullptr ? MakePlan(job, warn) : *job.plan;
     Piece const piece = FindPiece(job, plan);
+    if (job.content == RenderJob::Content::All) {
+        ReportLosses(job, plan, warn);
+    }
     bool const makesPictures = job.content != RenderJob::Content::Sound;
     bool const needsEffects = makesPictures && NeedsDrawing(plan);
     if (needsEffects) {
         CheckSide(job, plan);
     }
-    MediaWriter writer(MakeWriterOptions(job, plan, warn));
+    if (job.onStart) {
+        job.onStart(plan.target.frameRate);
+    }
+    MediaWriter writer(MakeWriterOptions(job, plan, piece, warn));
     if (!makesPictures && !writer.GetSound()) {
         Core::Throw(std::invalid_argument(fmt::format("{}: there is no sound to write", job.output)));
     }
-    if (plan.sound && !writer.GetSound() && job.content == RenderJob::Content::All) {
-        warn(fmt::format("{}: this kind of file carries no sound; it is left out", job.output));
+    if (!writer.GetSound()) {
+        plan.sounds.clear();  // a pipe would wait for its sound to be read
     }
     Pipeline pipeline;
     Stages stages(job, plan, piece, factory, writer, pipeline);
@@ -321,13 +420,28 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     }
     pipeline.Run({[&](std::int64_t done) {
                       if (job.onProgress) {
-                          job.onProgress(done, piece.Count());
+                          job.onProgress(done, piece.isOpen ? 0 : piece.Count());
                       }
                   },
                   warn, [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
     writer.Finish();
-    return {piece.Count(),     plan.target.frameRate,         plan.target.frame,
-            writer.GetCodec(), writer.GetSound().has_value(), stages.GetProcessedFrames(), writer.GetSoundDelay()};
+    RenderResult result;
+    result.frames = stages.GetFrames();
+    result.frameRate = plan.target.frameRate;
+    result.frame = plan.target.frame;
+    result.codec = writer.GetCodec();
+    result.hasSound = writer.GetSound().has_value();
+    result.container = writer.GetContainer();
+    result.pixelFormat = writer.GetPixelFormat();
+    result.sound = writer.GetSound();
+    result.bytes = writer.GetSize();
+    result.processedFrames = stages.GetProcessedFrames();
+    result.soundDelay = writer.GetSoundDelay();
+    return result;
+}
+
+std::vector<Media::Chapter> ListChapters(Edit::Plan const& plan) {
+    return MakeChapters(plan, {0, plan.frames});
 }
 
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {

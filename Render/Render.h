@@ -11,6 +11,7 @@
 
 #include "Edit/Plan.h"
 #include "Media/MediaInfo.h"
+#include "Media/MediaWriter.h"
 #include "Media/VideoReader.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 #include "Proc/Settings/Settings.h"
@@ -26,6 +27,12 @@ struct RenderJob {
     bool overwrite = false;
     /// See `InputRules`.
     bool allowPlaylists = false;
+    /// The encoder may print.
+    bool isVerbose = false;
+    /// What a source has and the output does not carry is an error instead of a warning.
+    bool isStrict = false;
+    /// A sequence of pictures goes on after those that are there; each appears as soon as it is whole.
+    bool isResumed = false;
     /// See `Edit::PlanOptions`.
     std::string documentName;
     /// The piece of the whole that is made, in seconds: its frames are those of the whole.
@@ -48,7 +55,8 @@ struct RenderJob {
     /// drawn.
     std::function<std::uint32_t()> getMaximumSide;
 
-    /// The callbacks are called on the thread that called `Render`.
+    /// The callbacks are called on the thread that called `Render`. The total is 0 where a pipe's end decides.
+    std::function<void(AVRational frameRate)> onStart;
     std::function<void(std::int64_t framesDone, std::int64_t framesTotal)> onProgress;
     Media::WarningFn onWarning;
     /// Rendering stops soon after it becomes true. Must outlive the call.
@@ -61,6 +69,10 @@ struct RenderResult {
     Conf::FrameInfo frame;
     std::string codec;
     bool hasSound = false;
+    std::string container;
+    std::string pixelFormat;
+    std::optional<Media::SoundFormat> sound;
+    std::int64_t bytes = 0;  ///< that were written
     /// Frames that an effect or a transition made; the others went from the decoder to the encoder.
     std::int64_t processedFrames = 0;
     /// See `MediaWriter::GetSoundDelay`.
@@ -72,8 +84,11 @@ struct RenderResult {
 /// frames: 0 on the first one, and 1 on the frame after the last one.
 ///
 /// Throws `std::invalid_argument` for a job that cannot be, `MediaError` for a file at fault, `Cancelled`, or what an
-/// effect threw. Then nothing is left under the output's name or beside it, and no thread runs.
+/// effect threw; `PipeClosed` where the reader of the output has gone. Then nothing is left under the output's name or beside it, and no thread runs.
 RenderResult Render(RenderJob const& job, boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
+
+/// Where the clips of a whole plan begin, for a file's chapters.
+std::vector<Media::Chapter> ListChapters(Edit::Plan const& plan);
 
 /// The frame that shows at a time in seconds, as it is in the whole video, in the output's form. Throws as `Render`.
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds,

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "Edit/Plan.h"
+
 namespace Kaltor::Render {
 namespace {
 
@@ -58,7 +60,7 @@ bool SoundBus::Open(Voice& voice) const {
     PlannedSound const& sound = *voice.sound;
     try {
         voice.source = OpenSound(sound, format, sound.warnsOfDamage ? warn : Media::WarningFn{},
-                                 {sound.allowPlaylists, rules.stop});
+                                 Edit::RulesFor(sound, rules.stop));
     } catch (Media::SystemError const&) {
         throw;  // not the file's fault: its sound would be lost
     } catch (Media::MediaError const& error) {

@@ -4,19 +4,29 @@
 # offers a view, a folder in the build tree that holds a link to that layer's own folder only, and hands it on to
 # those that link to it. Including a header of a layer that is not linked therefore fails to compile.
 
-set(KALTOR_VIEWS ${CMAKE_BINARY_DIR}/views)
+set(KALTOR_VIEWS ${PROJECT_BINARY_DIR}/views)
 
-# The folder in which a source is compiled must not show in messages: file names are given from the root. Ninja gives
-# them from the build folder if that lies inside the sources.
-file(RELATIVE_PATH KALTOR_ROOT_FROM_BUILD ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
-set(KALTOR_PREFIX_MAP -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/= -fmacro-prefix-map=${KALTOR_ROOT_FROM_BUILD}=)
+# The folder in which a source is compiled must not show, neither in messages nor in debug information: file names are
+# given from the root, and a build in another folder is the same to the byte. Ninja gives names from the build folder if
+# that lies inside the sources. Of several prefixes that match the last one counts.
+file(RELATIVE_PATH KALTOR_ROOT_FROM_BUILD ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+set(KALTOR_PREFIX_MAP -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${KALTOR_ROOT_FROM_BUILD}=
+                      -ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${KALTOR_VIEWS}/=)
+
+# Executables that can lie anywhere in memory. Compilers need not do so of themselves.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+# What makes faults harder to use: checked buffers, and tables that are read-only once a program runs.
+set(KALTOR_HARDENING -fstack-protector-strong $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+                     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+set(KALTOR_HARDENING_LINK -Wl,-z,relro -Wl,-z,now)
 
 function(kaltor_view name)
     foreach(dir IN LISTS ARGN)
         get_filename_component(parent ${KALTOR_VIEWS}/${name}/${dir} DIRECTORY)
         file(MAKE_DIRECTORY ${parent})
         if(NOT EXISTS ${KALTOR_VIEWS}/${name}/${dir})
-            file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${dir} ${KALTOR_VIEWS}/${name}/${dir} SYMBOLIC)
+            file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${dir} ${KALTOR_VIEWS}/${name}/${dir} SYMBOLIC)
         endif()
     endforeach()
 endfunction()
@@ -47,10 +57,10 @@ function(kaltor_names_of_each_file target)
                           UNITY_BUILD_CODE_BEFORE_INCLUDE "${before}" UNITY_BUILD_CODE_AFTER_INCLUDE "${after}")
 endfunction()
 
-# Warnings, sanitizers and prefix maps: for every target of the project.
+# Warnings, sanitizers, hardening and prefix maps: for every target of the project.
 function(kaltor_options target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic ${KALTOR_PREFIX_MAP}
-                           -fmacro-prefix-map=${KALTOR_VIEWS}/= $<$<CONFIG:Release>:-g1>)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic ${KALTOR_PREFIX_MAP} $<$<CONFIG:Release>:-g1>)
+    target_link_options(${target} PRIVATE ${KALTOR_HARDENING_LINK})
     if(KALTOR_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
         # It takes the files in a unity build for headers.
         target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
@@ -59,6 +69,8 @@ function(kaltor_options target)
         target_compile_options(${target} PRIVATE -fsanitize=${KALTOR_SANITIZE} -fno-omit-frame-pointer
                                -fno-sanitize-recover=all)
         target_link_options(${target} PRIVATE -fsanitize=${KALTOR_SANITIZE})
+    else()
+        target_compile_options(${target} PRIVATE ${KALTOR_HARDENING})
     endif()
 endfunction()
 
@@ -67,8 +79,8 @@ function(kaltor_layer name)
     cmake_parse_arguments(ARG "" "" "DIRS;LINK" ${ARGN})
     set(sources "")
     foreach(dir IN LISTS ARG_DIRS)
-        file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp ${CMAKE_SOURCE_DIR}/${dir}/*.h
-             ${CMAKE_SOURCE_DIR}/${dir}/Interfaces/*.cpp ${CMAKE_SOURCE_DIR}/${dir}/Interfaces/*.h)
+        file(GLOB found CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${dir}/*.cpp ${PROJECT_SOURCE_DIR}/${dir}/*.h
+             ${PROJECT_SOURCE_DIR}/${dir}/Interfaces/*.cpp ${PROJECT_SOURCE_DIR}/${dir}/Interfaces/*.h)
         list(APPEND sources ${found})
     endforeach()
     kaltor_view(${name} ${ARG_DIRS})
@@ -85,12 +97,14 @@ function(kaltor_shared_library target)
     set(layers "")
     foreach(name IN LISTS ARGN)
         list(APPEND objects $<TARGET_OBJECTS:Kaltor${name}>)
-        list(APPEND layers ${KALTOR_VIEWS}/${name})
+        list(APPEND layers $<BUILD_INTERFACE:${KALTOR_VIEWS}/${name}>)
     endforeach()
     add_library(${target} SHARED ${objects})
-    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION 0)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION ${KALTOR_ABI})
     target_include_directories(${target} PUBLIC ${layers})
-    target_link_libraries(${target} PUBLIC Boost::headers fmt::fmt glm::glm PkgConfig::Av PkgConfig::Epoxy
-                          Threads::Threads ${CMAKE_DL_LIBS})
+    # Others need what the public headers include.
+    target_link_libraries(${target} PUBLIC Boost::headers glm::glm PkgConfig::Epoxy $<BUILD_INTERFACE:fmt::fmt>
+                          $<BUILD_INTERFACE:PkgConfig::Av> $<BUILD_INTERFACE:Threads::Threads> PRIVATE ${CMAKE_DL_LIBS})
+    target_compile_features(${target} INTERFACE cxx_std_20)
     kaltor_options(${target})
 endfunction()

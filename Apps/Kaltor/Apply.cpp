@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "Apps/Kaltor/FileWatch.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PictureEffect.h"
 #include "Apps/Kaltor/Specs.h"
@@ -15,12 +16,13 @@ struct ApplyOptions : PictureOptions {
 
 int Apply(ApplyOptions const& options) {
     std::int64_t const time = ParseTime(options.time);
-    PictureJob job = MakePictureJob(options, "apply");
-    if (options.progress) {
-        job.effect.SetProgress(*options.progress);
-    }
-    WriteOutput(options.output, *job.effect.Run(job.inputs, time));
-    return 0;
+    return DrawAndWatch(options, [&] {
+        PictureJob job = MakePictureJob(options, "apply");
+        if (options.progress) {
+            job.effect.SetProgress(*options.progress);
+        }
+        WriteOutput(options.output, *job.effect.Run(job.inputs, time));
+    });
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ BenchRow MeasureRow(Catalog const& catalog, CatalogEntry const& entry, Size cons
     constexpr double kBatches = 10.0;
     BenchRow row{entry.name, entry.kind, size, ValuesFor(entry.name, size), {}, {}};
     try {
-        Measure::EffectRun run(catalog.GetFactory(), *MakeSettings(entry.name, row.values), entry.isTwoInput, frames);
+        Measure::EffectRun run(catalog.GetFactory(), *MakeSettings(entry, row.values), entry.isTwoInput, frames);
         int const step = Measure::EffectRun::kPositions;
         row.processing = Measure::PairedTimer(
                              copy, [&run](int count) { run.Draw(count); }, step, seconds / kBatches)
@@ -110,7 +110,7 @@ BenchRow MeasureEdit(Catalog const& catalog, EditCase const& edit, Size const& s
 }
 
 int Bench(BenchOptions const& options) {
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry> entries;
     std::vector<EditCase> edits;
     for (std::string const& name : options.names) {
@@ -124,6 +124,7 @@ int Bench(BenchOptions const& options) {
     }
     if (options.names.empty()) {
         entries = catalog.GetEntries();
+        std::erase_if(entries, [](CatalogEntry const& entry) { return !Host::HasAllDefaults(entry); });
         edits.assign(kEditCases.begin(), kEditCases.end());
     }
     std::vector<Size> const sizes = ParseSizes(options.sizes);

@@ -6,7 +6,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "Apps/Kaltor/Completion.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/ManPages.h"
 #include "Apps/Kaltor/Specs.h"
 #include "Proc/Settings/Settings.h"
 
@@ -57,6 +59,40 @@ std::string ListVerbs(CLI::App const& app) {
     std::string const last = names.back();
     names.pop_back();
     return fmt::format("{} or {}", fmt::join(names, ", "), last);
+}
+
+std::vector<ArgumentDescription> DescribeArguments(CLI::App const& app, bool isPositional) {
+    std::vector<ArgumentDescription> arguments;
+    for (CLI::Option const* const option : app.get_options()) {
+        if (option->get_positional() != isPositional) {
+            continue;
+        }
+        ArgumentDescription argument{{},
+                                     option->get_type_size() == 0 || isPositional ? "" : option->get_type_name(),
+                                     option->get_description(),
+                                     option->get_required(),
+                                     option->get_items_expected_max() > 1};
+        for (std::string const& name : option->get_snames()) {
+            argument.names.push_back("-" + name);
+        }
+        for (std::string const& name : option->get_lnames()) {
+            argument.names.push_back("--" + name);
+        }
+        if (isPositional) {
+            argument.names = {option->get_name()};
+        }
+        arguments.push_back(std::move(argument));
+    }
+    return arguments;
+}
+
+std::string ShowCompletions(std::vector<Completion> const& completions) {
+    std::string text;
+    for (Completion const& completion : completions) {
+        text += completion.help.empty() ? completion.word + "\n"
+                                        : fmt::format("{}\t{}\n", completion.word, completion.help);
+    }
+    return text;
 }
 
 }  // namespace
@@ -131,7 +167,25 @@ Verb VerbGroup::AddVerb(std::string const& name, std::string const& description)
     return {group->add_subcommand(name, description), chosen};
 }
 
+ProgramDescription CommandLine::Describe() const {
+    ProgramDescription program{app->get_description(), app->get_footer(), DescribeArguments(*app, false), {}};
+    for (CLI::App const* const verb : app->get_subcommands(nullptr)) {
+        program.verbs.push_back({verb->get_name(), verb->get_description(), DescribeArguments(*verb, true),
+                                 DescribeArguments(*verb, false), verb->get_footer()});
+    }
+    return program;
+}
+
 int CommandLine::Run(int count, char const* const* words) {
+    std::string const first = count > 1 ? words[1] : "";
+    if (first == "--complete") {
+        WriteOut(ShowCompletions(Complete(Describe(), {words + 2, words + count})));
+        return 0;
+    }
+    if (first == "--write-man-pages" && count == 3) {
+        WriteManPages(Describe(), words[2]);
+        return 0;
+    }
     try {
         if (count > 1 && words[1][0] != '-') {
             std::vector<CLI::App*> const verbs = app->get_subcommands(nullptr);

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Apps/Kaltor/VerbDescription.h"
+
 namespace CLI {
 class App;
 class Option;
@@ -83,7 +85,11 @@ public:
     Verb AddVerb(std::string const& name, std::string const& description);
     VerbGroup AddGroup(std::string const& name, std::string const& description, std::string const& footer);
 
+    /// All verbs with their options, as the help shows them.
+    ProgramDescription Describe() const;
+
     /// Reads the arguments of `main` and does what they say, or shows the help or the version. Gives the exit status.
+    /// What the build and the shells ask for is understood, too: `--write-man-pages FOLDER`, `--complete WORD...`.
     /// Throws `UsageError` for what nothing takes, and what the verb's action throws.
     int Run(int count, char const* const* words);
 

@@ -28,6 +28,8 @@ constexpr int kUsualColumns = 80;
 /// Where messages go: standard error, or the terminal behind it while that catches what libraries print.
 std::atomic<int> messages{STDERR_FILENO};
 
+std::atomic<bool> isLibraryOutputShown{false};
+
 int TerminalColumns() {
     winsize size{};
     return ioctl(messages, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsualColumns;
@@ -186,6 +188,10 @@ void OpenMissingStreams() {
     }
 }
 
+void ShowLibraryOutput(bool isShown) {
+    isLibraryOutputShown = isShown;
+}
+
 LibraryOutput::LibraryOutput() {
     int ends[2];
     if (::isatty(STDERR_FILENO) == 0 || ::pipe2(ends, O_CLOEXEC) != 0) {
@@ -221,7 +227,7 @@ void LibraryOutput::Forward() const {
     std::string pending;
     std::array<char, kLongestLine> block{};
     auto const writeLine = [](std::string_view line) {
-        if (std::string const text = MakePrintable(line); !text.empty()) {
+        if (std::string const text = MakePrintable(line); !text.empty() && isLibraryOutputShown) {
             WriteMessage(fmt::format("\r\x1b[Kkaltor: a library says: {}\n", text));
         }
     };
@@ -258,7 +264,7 @@ ProgressBar::~ProgressBar() {
 void ProgressBar::Show(std::int64_t done, std::int64_t total) {
     constexpr std::chrono::milliseconds kPause(100);
     Clock::time_point const now = Clock::now();
-    if (!isShown || (now - lastShown < kPause && done < total)) {
+    if (!isShown || (now - lastShown < kPause && (done < total || total == 0))) {
         return;
     }
     lastShown = now;
@@ -278,9 +284,14 @@ std::string ProgressBar::Format(std::int64_t done, std::int64_t total, double el
                                 std::string_view unit) {
     double const share = total > 0 ? std::clamp(static_cast<double>(done) / static_cast<double>(total), 0.0, 1.0) : 0.0;
     double const rate = elapsedSeconds > 0.0 ? static_cast<double>(done) / elapsedSeconds : 0.0;
-    std::string text = fmt::format(" {}/{} {}", done, total, unit);
+    std::string text = total > 0 ? fmt::format(" {}/{} {}", done, total, unit) : fmt::format(" {} {}", done, unit);
     if (rate > 0.0) {
         text += unit == "frames" ? fmt::format("  {:.{}f} fps", rate, rate < 10.0 ? 1 : 0) : "";
+    }
+    if (total <= 0) {
+        return text.substr(0, static_cast<std::size_t>(std::max(columns, 0)));
+    }
+    if (rate > 0.0) {
         text +=
             fmt::format("  {} left", FormatClock(static_cast<double>(std::max<std::int64_t>(total - done, 0)) / rate));
     }

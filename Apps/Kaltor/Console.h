@@ -36,7 +36,12 @@ void WriteMessage(std::string const& text);
 /// numbers, and with them what is meant for them. To be called first.
 void OpenMissingStreams();
 
-/// While it lives and standard error is a terminal, what libraries print there is made printable, line by line.
+/// Whether what libraries print on a terminal is shown; it is not at first. Where standard error is no terminal, what
+/// they print goes there either way.
+void ShowLibraryOutput(bool isShown);
+
+/// While it lives and standard error is a terminal, what libraries print there is made printable, line by line, and
+/// shown where that is wanted.
 class LibraryOutput {
 public:
     LibraryOutput();

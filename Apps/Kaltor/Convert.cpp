@@ -40,7 +40,7 @@ int Convert(ConvertOptions const& options) {
         throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", options.output));
     }
     auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document const document = Edit::ReadAnyDocument(
         options.input, catalog,
         {options.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder, options.allowPlaylists, warn});

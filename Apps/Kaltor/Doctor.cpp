@@ -6,11 +6,13 @@
 #include <nlohmann/json.hpp>
 
 #include "Apps/Kaltor/BenchReport.h"
+#include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Doors.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
 #include "Host/Plugin.h"
+#include "Host/ShaderFolders.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 
@@ -89,6 +91,36 @@ ordered_json ExamineFfmpeg() {
     return report;
 }
 
+/// The folders of shader files, with what is wrong in them. Faults there are the user's to mend: they are no failure.
+ordered_json ExamineShaders() {
+    ordered_json report{{"folders", ordered_json::array()}, {"faults", ordered_json::array()}};
+    for (std::filesystem::path const& folder : Host::FindShaderFolders()) {
+        report["folders"].push_back(
+            {{"path", HideHome(folder.string())}, {"files", Host::ListShaderFiles(folder).size()}});
+    }
+    try {
+        Catalog const catalog = LoadCatalog();
+        for (std::string const& fault : catalog.GetFaults()) {
+            report["faults"].push_back(HideHome(fault));
+        }
+    } catch (std::exception const&) {
+        // The plug-in's part of the report says what is wrong.
+    }
+    return report;
+}
+
+std::string ShowShaders(ordered_json const& shaders) {
+    std::string out = shaders["folders"].empty() ? "  none\n" : "";
+    for (ordered_json const& folder : shaders["folders"]) {
+        out += fmt::format("  folder     {}, {} files\n", MakePrintable(folder["path"].get<std::string>()),
+                           folder["files"].get<std::size_t>());
+    }
+    for (ordered_json const& fault : shaders["faults"]) {
+        out += fmt::format("  not used   {}\n", MakePrintable(fault.get<std::string>()));
+    }
+    return out;
+}
+
 /// The plug-ins for other programs, which need not be installed.
 ordered_json ExamineDoors() {
     Doors const doors = FindDoors();
@@ -143,6 +175,8 @@ std::string ShowText(ordered_json const& report) {
     out += plugin["ok"].get<bool>() ? fmt::format("  effects    {} registered\n", plugin["effects"].get<std::size_t>())
                                     : fmt::format("  FAILS      {}\n", text(plugin["error"]));
 
+    out += fmt::format("\n{}\n{}", Bold("Shader files"), ShowShaders(report["shaders"]));
+
     ordered_json const& ffmpeg = report["ffmpeg"];
     out += fmt::format("\n{}\n", Bold("FFmpeg"));
     for (auto const& [name, version] : ffmpeg["libraries"].items()) {
@@ -155,9 +189,10 @@ std::string ShowText(ordered_json const& report) {
 }
 
 int Doctor(bool isJson) {
-    ordered_json report{{"version", KALTOR_VERSION}, {"ok", false},
-                        {"gl", ExamineGl()},         {"plugin", ExaminePlugin()},
-                        {"ffmpeg", ExamineFfmpeg()}, {"doors", ExamineDoors()}};
+    ordered_json report{{"version", KALTOR_VERSION},   {"ok", false},
+                        {"gl", ExamineGl()},           {"plugin", ExaminePlugin()},
+                        {"shaders", ExamineShaders()}, {"ffmpeg", ExamineFfmpeg()},
+                        {"doors", ExamineDoors()}};
     bool const isWell =
         report["gl"]["ok"].get<bool>() && report["plugin"]["ok"].get<bool>() && report["ffmpeg"]["ok"].get<bool>();
     report["ok"] = isWell;

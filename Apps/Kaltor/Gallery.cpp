@@ -101,7 +101,9 @@ Conf::FrameInfo ReadSize(std::string const& text) {
 
 std::vector<CatalogEntry> Choose(Catalog const& catalog, std::vector<std::string> const& names) {
     if (names.empty()) {
-        return catalog.GetEntries();
+        std::vector<CatalogEntry> all = catalog.GetEntries();
+        std::erase_if(all, [](CatalogEntry const& entry) { return !Host::HasAllDefaults(entry); });
+        return all;
     }
     std::vector<CatalogEntry> chosen;
     for (std::string const& name : names) {
@@ -114,7 +116,7 @@ int Gallery(GalleryOptions const& options) {
     if (options.inputs.size() > 2) {
         throw UsageError("--input takes two clips at most: the first and the second");
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry> const entries = Choose(catalog, options.names);
     Conf::FrameInfo const size = ReadSize(options.size);
     std::vector<std::string> inputs = options.inputs;

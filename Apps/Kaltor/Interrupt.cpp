@@ -3,10 +3,14 @@
 #include <csignal>
 #include <ctime>
 
+#include <fmt/format.h>
+
 #include "Apps/Kaltor/Console.h"
 
 namespace Kaltor::Cli {
 namespace {
+
+constexpr int kSignalBase = 128;  // as shells report a signal
 
 std::atomic<bool> isCancelled{false};
 std::atomic<int> cancelSignal{0};
@@ -51,9 +55,14 @@ std::atomic<bool> const& CatchInterrupts() {
     return isCancelled;
 }
 
-int ReportInterrupt() {
-    constexpr int kSignalBase = 128;  // as shells report a signal
-    WriteError("stopped; nothing was written");
+int GetClosedPipeStatus() {
+    return kSignalBase + SIGPIPE;
+}
+
+int ReportInterrupt(std::string_view outcome) {
+    if (cancelSignal != SIGPIPE) {
+        WriteError(fmt::format("stopped; {}", outcome));
+    }
     return kSignalBase + cancelSignal;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <string_view>
 
 namespace Kaltor::Cli {
 
@@ -8,7 +9,11 @@ namespace Kaltor::Cli {
 /// can be cleared away: the flag becomes true. A second one ends the process at once.
 std::atomic<bool> const& CatchInterrupts();
 
-/// Says so on standard error; gives the exit status of a program that such a signal ended.
-int ReportInterrupt();
+/// The exit status where nobody reads the output any more: as of a program that SIGPIPE ended.
+int GetClosedPipeStatus();
+
+/// Says so on standard error, with what has become of the output; gives the exit status of a program that such a signal
+/// ended. Where that was a pipe that nobody reads, nothing is said.
+int ReportInterrupt(std::string_view outcome = "nothing was written");
 
 }  // namespace Kaltor::Cli

@@ -27,9 +27,13 @@ ordered_json DefaultOf(Field const& field, Proc::FieldValue const& value) {
     switch (field.type) {
         case FieldType::Choice:
         case FieldType::Color:
+        case FieldType::File:
             return field.Format(value);
         case FieldType::Reals8:
             return std::get<Proc::Reals8>(value);
+        case FieldType::Reals:
+        case FieldType::Ints:
+            return std::get<Proc::Numbers>(value);
         default:
             return NumberOf(field, value);  // a flag's text is JSON too
     }
@@ -43,7 +47,7 @@ ordered_json RangeOf(Field const& field) {
 }
 
 ordered_json ToJson(CatalogEntry const& entry) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     ordered_json fields = ordered_json::array();
     for (Field const& field : settings->GetFields()) {
         ordered_json labels = ordered_json::array();
@@ -51,7 +55,7 @@ ordered_json ToJson(CatalogEntry const& entry) {
             labels.push_back({{"value", label.value}, {"label", label.label}});
         }
         fields.push_back({{"name", field.key},
-                          {"type", GetName(field.type)},
+                          {"type", field.GetTypeName()},
                           {"default", DefaultOf(field, field.get(*settings))},
                           {"range", RangeOf(field)},
                           {"labels", labels},
@@ -63,16 +67,17 @@ ordered_json ToJson(CatalogEntry const& entry) {
             {"usualNames", GetUsualNames(entry.name)},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
+            {"file", settings->GetOrigin().empty() ? ordered_json(nullptr) : ordered_json(settings->GetOrigin())},
             {"fields", fields}};
 }
 
 /// One row for each field: key, type, default, accepted values, help.
 std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     std::vector<std::array<std::string, 5>> rows;
     std::array<std::size_t, 5> widths{};
     for (Field const& field : settings->GetFields()) {
-        rows.push_back({std::string(field.key), GetName(field.type), field.Format(field.get(*settings)),
+        rows.push_back({std::string(field.key), field.GetTypeName(), field.Format(field.get(*settings)),
                         field.DescribeRange(), std::string(field.help)});
         for (std::size_t i = 0; i < widths.size(); ++i) {
             widths[i] = std::max(widths[i], rows.back()[i].size());
@@ -108,11 +113,14 @@ CatalogEntry const* FindOther(Catalog const& catalog, CatalogEntry const& entry,
 }
 
 std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
                                    settings->GetSummary());
     if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
         text += fmt::format("Usual names: {}\n", fmt::join(names, ", "));
+    }
+    if (std::string const file = settings->GetOrigin(); !file.empty()) {
+        text += fmt::format("Shader file: {}\n", MakePrintable(file));
     }
     if (CatalogEntry const* const other = FindOther(catalog, entry, asked)) {
         text += fmt::format("As {} {}, {} is {}.\n", other->kind == Kind::Effect ? "an" : "a", GetName(other->kind),
@@ -151,7 +159,7 @@ std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
     std::optional<std::size_t> const columns = OutputColumns();
     std::string text;
     for (CatalogEntry const* const entry : entries) {
-        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(entry->name, {})->GetSummary());
+        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(*entry, {})->GetSummary());
         if (std::vector<std::string_view> const names = GetUsualNames(entry->name); !names.empty()) {
             line += fmt::format(" Also: {}.", fmt::join(names, ", "));
         }
@@ -170,13 +178,13 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
     std::string text;
     for (CatalogEntry const* const entry : entries) {
         text += fmt::format("{} ({}): {}\n{}", Bold(entry->name), GetName(entry->kind),
-                            MakeSettings(entry->name, {})->GetSummary(), DescribeFields(*entry, "    "));
+                            MakeSettings(*entry, {})->GetSummary(), DescribeFields(*entry, "    "));
     }
     return text;
 }
 
 int List(ListOptions const& options) {
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry const*> const found = catalog.Search(options.words);
     if (options.isJson) {
         ordered_json all = ordered_json::array();
@@ -231,7 +239,7 @@ void AddDescribe(CommandLine& commandLine) {
     verb.AddFlag("--json", options->isJson, "for machines");
     verb.SetFooter("Example:\n  kaltor describe EffectBlurGaussian");
     verb.SetAction([options] {
-        Catalog const catalog = Catalog::Load();
+        Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
         WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(catalog, entry, options->name));
         return 0;

@@ -108,6 +108,7 @@ void PictureOptions::AddTo(Verb& verb) {
         .ShowValueAs("FIELD=VALUE")
         .TakeOneAtATime();
     AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)").ShowValueAs("N");
+    verb.AddFlag("--watch", watches, "draw again each time the shader file NAME changes, until Ctrl-C");
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {
@@ -117,10 +118,10 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
         std::vector<Assignment> const parsed = ParseAssignments(text);
         values.insert(values.end(), parsed.begin(), parsed.end());
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry.name, values);
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, values);
     std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
     PictureEffect effect = MakePictureEffect(catalog, entry, *settings);
     if (options.seed) {

@@ -25,6 +25,7 @@ struct PictureOptions {
     std::string output;
     std::vector<std::string> values;
     std::optional<unsigned> seed;
+    bool watches = false;
 
     void AddTo(Verb& verb);
 };

@@ -24,6 +24,9 @@ std::string NameOf(PlannedFeed const& feed, std::optional<Edit::Title> const& ti
 }
 
 Json PlaceOf(Plan const& plan, std::int64_t first, std::int64_t frames) {
+    if (plan.isOpenEnded && first + frames == plan.frames) {
+        return {{"firstFrame", first}, {"frames", nullptr}, {"start", plan.time.SecondsOf(first)}, {"end", nullptr}};
+    }
     return {{"firstFrame", first},
             {"frames", frames},
             {"start", plan.time.SecondsOf(first)},
@@ -58,6 +61,9 @@ Json SourceOf(PlannedFeed const& feed, std::optional<Edit::Title> const& title) 
 }
 
 std::string Span(Plan const& plan, std::int64_t first, std::int64_t frames) {
+    if (plan.isOpenEnded && first + frames == plan.frames) {
+        return fmt::format("from {:.2f} s on, until the pipe ends", plan.time.SecondsOf(first));
+    }
     return fmt::format("{:.2f} to {:.2f} s, {} frames from {}", plan.time.SecondsOf(first),
                        plan.time.SecondsOf(first + frames), frames, first);
 }
@@ -96,9 +102,11 @@ void CheckTexts(Plan const& plan, std::string const& documentName, Media::Warnin
 
 std::string ToText(Plan const& plan, PlanReport const& report) {
     std::string text =
-        fmt::format("{}{}x{}, {:.5g} fps, {:.2f} s, {} frames{}{}\n", report.output.empty() ? "" : report.output + ": ",
+        fmt::format("{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ",
                     plan.target.frame.width, plan.target.frame.height, av_q2d(plan.time.frameRate),
-                    plan.time.SecondsOf(plan.frames), plan.frames, report.codec.empty() ? "" : ", " + report.codec,
+                    plan.isOpenEnded ? std::string("until the pipe ends")
+                                     : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
+                    report.codec.empty() ? "" : ", " + report.codec,
                     plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate,
                                              plan.sound->channels, plan.sound->channels == 1 ? "" : "s")
                                : ", no sound");
@@ -130,6 +138,9 @@ std::string ToText(Plan const& plan, PlanReport const& report) {
             text += fmt::format("  sound {}: {}\n", MakePrintable(sound.path), Span(plan, sound.first, sound.frames));
         }
     }
+    for (Render::Loss const& loss : report.losses) {
+        text += fmt::format("warning: {}\n", MakePrintable(loss.message));
+    }
     for (std::string const& warning : report.warnings) {
         text += fmt::format("warning: {}\n", MakePrintable(warning));
     }
@@ -144,6 +155,14 @@ Json ToJson(Plan const& plan, PlanReport const& report) {
               {"frames", plan.frames},
               {"duration", plan.time.SecondsOf(plan.frames)},
               {"codec", report.codec}};
+    if (plan.isOpenEnded) {
+        json["frames"] = json["duration"] = nullptr;
+    }
+    if (report.form) {
+        json["container"] = report.form->container;
+        json["codec"] = report.form->codec;
+        json["pixelFormat"] = report.form->pixelFormat;
+    }
     json["sound"] =
         plan.sound ? Json{{"sampleRate", plan.sound->sampleRate}, {"channels", plan.sound->channels}} : Json(nullptr);
     auto const entry = [&plan](PlannedFeed const& feed, std::optional<Edit::Title> const& title, std::int64_t first,
@@ -170,6 +189,10 @@ Json ToJson(Plan const& plan, PlanReport const& report) {
         Json one{{"file", sound.path}, {"bed", sound.isBed}};
         one.update(PlaceOf(plan, sound.first, sound.frames));
         json["sounds"].push_back(std::move(one));
+    }
+    json["losses"] = Json::array();
+    for (Render::Loss const& loss : report.losses) {
+        json["losses"].push_back({{"file", loss.file}, {"kind", loss.kind}, {"message", loss.message}});
     }
     json["warnings"] = report.warnings;
     return json;

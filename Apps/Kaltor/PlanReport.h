@@ -1,10 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Edit/Json.h"
 #include "Edit/Plan.h"
+#include "Render/Losses.h"
 
 namespace Kaltor::Cli {
 
@@ -13,6 +15,8 @@ struct PlanReport {
     std::string output;
     std::string codec;
     std::vector<std::string> warnings;
+    std::optional<Media::OutputForm> form;  ///< where there is an output
+    std::vector<Render::Loss> losses;
 };
 
 /// Lays out the titles and reads the subtitles of a plan, so that what is wrong with them shows before anything is

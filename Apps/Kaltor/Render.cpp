@@ -1,11 +1,13 @@
 #include "Render/Render.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
@@ -13,10 +15,13 @@
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PlanReport.h"
 #include "Apps/Kaltor/RenderOptions.h"
+#include "Apps/Kaltor/RenderProgress.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Edit/DocumentWriter.h"
 #include "Edit/Schema.h"
+#include "Media/Ffmpeg.h"
 #include "Media/Picture.h"
+#include "Media/StreamOutput.h"
 #include "Ogl/OglManager.h"
 
 namespace Kaltor::Cli {
@@ -27,11 +32,16 @@ struct RenderCommandOptions : DocumentOptions {
     bool allowPlaylists = false;
     bool overwrite = false;
     bool isQuiet = false;
+    bool isVerbose = false;
     std::string saveEdit;
     bool isDryRun = false;
     bool isJson = false;
     std::string range;
     std::string frame;
+    std::string progress = "bar";
+    std::optional<int> progressDescriptor;
+    bool isStrict = false;
+    bool isResumed = false;
 };
 
 void Refuse(std::string const& path) {
@@ -42,16 +52,17 @@ void CheckOutput(RenderCommandOptions const& options) {
     if (options.output.empty()) {
         throw UsageError("--output is required; see kaltor render --help");
     }
-    if (options.output == "-") {
-        throw UsageError(
-            "render writes to a file, not to standard output: its container follows from the file's ending");
+    if (options.output == "-" && options.encoder.format.empty() && options.encoder.profile.empty() &&
+        !IsDocumentName(options.clips.front())) {
+        throw UsageError("standard output has no name that says what to write: --format does, such as --format nut");
     }
     if (!options.frame.empty() && !options.output.ends_with(".png") && !options.output.ends_with(".PNG")) {
         throw UsageError(
             fmt::format("--frame makes a PNG file: give the output \"{}\" a name that ends in .png", options.output));
     }
     std::error_code error;
-    if (!options.overwrite && std::filesystem::exists(options.output, error)) {
+    if (!options.overwrite && std::filesystem::exists(options.output, error) &&
+        !Media::StreamOutput::IsStream(options.output)) {
         Refuse(options.output);
     }
 }
@@ -92,6 +103,9 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
     job.output = options.output;
     job.overwrite = options.overwrite;
     job.allowPlaylists = options.allowPlaylists;
+    job.isVerbose = options.isVerbose;
+    job.isStrict = options.isStrict;
+    job.isResumed = options.isResumed;
     if (IsDocumentName(options.clips.front())) {
         job.documentName = options.clips.front();
     }
@@ -112,17 +126,58 @@ int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) 
     CheckTexts(plan, job.documentName, warn);
     report.output = options.output;
     report.codec = job.document.output.codec;
+    if (!options.output.empty() && options.frame.empty()) {
+        report.form = Render::DescribeOutput(job, plan);
+    }
+    report.losses = Render::FindLosses(job, plan, report.form);
     WriteOut(options.isJson ? ToJson(plan, report).dump(2) + "\n" : ToText(plan, report));
-    return 0;
+    constexpr int kFailed = 1;
+    return options.isStrict && !report.losses.empty() ? kFailed : 0;
+}
+
+/// What was made, for programs.
+Edit::Json DescribeResult(std::string const& output, Render::RenderResult const& result, double seconds,
+                          std::vector<std::string> const& warnings) {
+    double const rate = av_q2d(result.frameRate);
+    Edit::Json json{{"output", output},
+                    {"container", result.container},
+                    {"codec", result.codec},
+                    {"pixelFormat", result.pixelFormat},
+                    {"width", result.frame.width},
+                    {"height", result.frame.height},
+                    {"frameRate", fmt::format("{}/{}", result.frameRate.num, result.frameRate.den)},
+                    {"frames", result.frames},
+                    {"processedFrames", result.processedFrames},
+                    {"duration", static_cast<double>(result.frames) / rate},
+                    {"bytes", result.bytes},
+                    {"seconds", seconds}};
+    json["sound"] = result.sound
+                        ? Edit::Json{{"sampleRate", result.sound->sampleRate}, {"channels", result.sound->channels}}
+                        : Edit::Json(nullptr);
+    json["warnings"] = warnings;
+    return json;
+}
+
+RenderProgress::Form ChooseProgress(RenderCommandOptions const& options) {
+    RenderProgress::Form const form = RenderProgress::ParseForm(options.progress);
+    if (options.progressDescriptor && form == RenderProgress::Form::Bar) {
+        return RenderProgress::Form::Json;
+    }
+    return options.isQuiet && form == RenderProgress::Form::Bar ? RenderProgress::Form::None : form;
 }
 
 int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Catalog const& catalog) {
-    ProgressBar bar(!options.isQuiet);
-    job.onProgress = [&bar](std::int64_t done, std::int64_t total) { bar.Show(done, total); };
-    job.onWarning = [&bar](std::string const& message) {
-        bar.Clear();
+    RenderProgress progress(ChooseProgress(options), options.progressDescriptor);
+    AVRational frameRate{0, 1};
+    job.onStart = [&frameRate](AVRational rate) { frameRate = rate; };
+    job.onProgress = [&](std::int64_t done, std::int64_t total) { progress.Show(done, total, frameRate); };
+    std::vector<std::string> warnings;
+    job.onWarning = [&](std::string const& message) {
+        progress.Clear();
         WriteError("warning: " + message);
+        warnings.push_back(message);
     };
+    bool const isStream = Media::StreamOutput::IsStream(options.output);
     try {
         if (!options.frame.empty()) {
             constexpr double kPerSecond = 1e6;
@@ -132,28 +187,62 @@ int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Cat
             return 0;
         }
         Render::RenderResult const result = Render::Render(job, catalog.GetFactory());
-        bar.Clear();
-        if (bar.IsShown()) {
+        progress.Finish(result.frames, result.frameRate);
+        if (options.isJson) {
+            std::string const text =
+                DescribeResult(options.output, result, progress.GetSeconds(), warnings).dump() + "\n";
+            options.output == "-" ? WriteMessage(text) : WriteOut(text);
+        } else if (progress.HasBar()) {
             WriteMessage(fmt::format("{}: {} frames, {}x{}, {:.5g} fps, {}{}\n", MakePrintable(options.output),
                                      result.frames, result.frame.width, result.frame.height, av_q2d(result.frameRate),
                                      result.codec, result.hasSound ? ", with sound" : ""));
         }
         return 0;
     } catch (Media::Cancelled const&) {
-        bar.Clear();
-        return ReportInterrupt();
+        progress.Clear();
+        return ReportInterrupt(isStream            ? "what was written is not whole"
+                               : options.isResumed ? "--resume goes on after the pictures that are there"
+                                                   : "nothing was written");
+    } catch (Media::PipeClosed const&) {
+        progress.Clear();
+        return GetClosedPipeStatus();
     }
 }
 
+void SetVerbose(bool isVerbose) {
+    ShowLibraryOutput(isVerbose);
+    Media::ShowFfmpegLog(isVerbose);
+    if (!isVerbose) {
+        setenv("SVT_LOG", "1", 0);  // SVT-AV1 prints its settings otherwise; errors only
+    }
+}
+
+int ListProfiles() {
+    std::string text;
+    for (Media::Profile const& profile : Media::GetProfiles()) {
+        text += fmt::format("{}  {} (.{})\n", Bold(fmt::format("{:8}", profile.name)), profile.help,
+                            fmt::join(profile.endings, ", ."));
+    }
+    WriteOut(text);
+    return 0;
+}
+
 int RunRender(RenderCommandOptions const& options) {
-    if (options.isJson && !options.isDryRun) {
-        throw UsageError("--json is for --dry-run");
+    if (options.encoder.profile == "list") {
+        return ListProfiles();
+    }
+    if (options.clips.empty()) {
+        throw UsageError("CLIP is required; see kaltor render --help");
+    }
+    if (options.isJson && !options.isDryRun && !options.frame.empty()) {
+        throw UsageError("--json describes a video, not the picture of --frame");
     }
     bool const rendersAnything = !options.isDryRun && (options.saveEdit.empty() || !options.output.empty());
     if (rendersAnything) {
         CheckOutput(options);
     }
-    Catalog const catalog = Catalog::Load();
+    SetVerbose(options.isVerbose);
+    Catalog const catalog = LoadCatalog();
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
@@ -181,7 +270,7 @@ int RunCheck(CheckOptions const& options) {
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
         throw UsageError("check takes the name of one document, such as edit.json");
     }
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Edit::Document const document = MakeDocument(options, catalog);
     bool hasWarned = false;
     auto const warn = [&hasWarned](std::string const& warning) {
@@ -194,6 +283,57 @@ int RunCheck(CheckOptions const& options) {
     WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(name), hasWarned ? "usable, with warnings" : "right",
                          plan.time.SecondsOf(plan.frames)));
     return 0;
+}
+
+/// An option with a bit rate.
+Option AddBitRate(Verb& verb, std::string const& option, std::optional<Media::BitRate>& target,
+                  std::string const& help) {
+    return verb
+        .AddParsed(
+            option,
+            [&target, option](std::string const& text) {
+                try {
+                    target = Media::ParseBitRate(text);
+                } catch (std::invalid_argument const& error) {
+                    throw UsageError(fmt::format("{}: {}", option, error.what()));
+                }
+            },
+            help)
+        .ShowValueAs("RATE");
+}
+
+void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
+    Media::EncoderSettings& encoder = options.encoder;
+    verb.AddText("--for", encoder.profile, "settings that suit a use, where nothing else is set; list shows them")
+        .ShowValueAs("USE");
+    verb.AddText("--format", encoder.format, "the container, where the output's name does not say it, such as nut or y4m")
+        .ShowValueAs("NAME");
+    verb.AddText("--codec", encoder.codec, "the video encoder (default: H.264 where the container takes it)")
+        .ShowValueAs("NAME");
+    Option const quality =
+        AddNumber<int>(verb, "--crf", encoder.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+    AddBitRate(verb, "--bitrate", encoder.bitRate, "bits per second instead of a quality, such as 5M or 800k")
+        .Exclude(quality);
+    verb.AddText("--preset", encoder.preset, "how much time the encoder may take, by its own names or numbers")
+        .ShowValueAs("NAME");
+    verb.AddText("--pix-fmt", encoder.pixelFormat, "the pixel format by FFmpeg's name, such as yuv444p")
+        .ShowValueAs("NAME");
+    constexpr std::uint32_t kLongest = 100'000;
+    AddNumber<std::uint32_t>(verb, "--gop", encoder.keyFrameInterval, "frames from one key frame to the next, at most",
+                             {1, kLongest})
+        .ShowValueAs("N");
+    verb.AddTexts("--encoder-option", options.encoderOptions, "one of the encoder's own options; may be repeated")
+        .ShowValueAs("KEY=VALUE")
+        .TakeOneAtATime();
+    verb.AddText("--audio-codec", encoder.audioCodec, "the audio encoder").ShowValueAs("NAME");
+    AddBitRate(verb, "--audio-bitrate", encoder.audioBitRate, "bits per second of the sound, such as 192k");
+    verb.AddTexts("--metadata", options.metadata, "such as title=Holidays; may be repeated")
+        .ShowValueAs("KEY=VALUE")
+        .TakeOneAtATime();
+    verb.AddFlag("--chapters", encoder.hasChapters, "mark where clips begin");
+    AddNumber<std::uint32_t>(verb, "--first-number", options.firstNumber,
+                             "of the pictures of a sequence that is written (default 1)")
+        .ShowValueAs("N");
 }
 
 }  // namespace
@@ -243,9 +383,7 @@ void AddDocumentOptions(Verb& verb, DocumentOptions& options) {
     verb.AddText("--size", options.size, "size of the video (default: the first clip's)").ShowValueAs("WxH");
     verb.AddText("--fps", options.rate, "frames per second (default: the first clip's)").ShowValueAs("RATE");
     verb.AddText("--background", options.background, "colour of bars and gaps (default #000000)").ShowValueAs("COLOUR");
-    verb.AddText("--codec", options.codec, "the video encoder (default: H.264 where the container takes it)")
-        .ShowValueAs("NAME");
-    AddNumber<int>(verb, "--crf", options.crf, "quality in the encoder's own scale; lower is better").ShowValueAs("N");
+    AddEncoderOptions(verb, options);
     verb.AddFlag("--no-audio", options.hasNoAudio, "leave out the sound");
     AddNumber<unsigned>(verb, "--seed", options.seed, "seed of what is random (default: the clock)").ShowValueAs("N");
 }
@@ -254,15 +392,26 @@ void AddRender(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("render", "Make one video of clips or of a document, with transitions and effects");
     auto const options = std::make_shared<RenderCommandOptions>();
     verb.AddTexts("CLIP", options->clips,
-                  "videos or still pictures; CLIP@START-END takes a piece (@START- and @-END too), in seconds or "
-                  "[HH:]MM:SS; or one document (EDIT.json)")
-        .Require();
-    verb.AddText("-o,--output", options->output, "the file to write; its ending chooses the container")
+                  "videos, still pictures, sequences (frame%04d.png, 'frames/*.png') or - for standard input; "
+                  "CLIP@START-END takes a piece (@START- and @-END too), in seconds or [HH:]MM:SS; "
+                  "CLIP@raw:WxH:FORMAT:RATE says what raw frames are; or one document (EDIT.json)");
+    verb.AddText("-o,--output", options->output,
+                 "the file to write; its ending chooses the container. frame%04d.png is a sequence of pictures, - is "
+                 "standard output")
         .ShowValueAs("OUT");
     AddDocumentOptions(verb, *options);
     verb.AddText("--save-edit", options->saveEdit, "write the document that these options mean").ShowValueAs("FILE");
     verb.AddFlag("--dry-run", options->isDryRun, "show what would be made, and make nothing");
-    verb.AddFlag("--json", options->isJson, "with --dry-run: as JSON");
+    verb.AddFlag("--json", options->isJson,
+                 "describe what was made (with --dry-run: what would be) as JSON on standard output");
+    verb.AddFlag("--strict", options->isStrict,
+                 "refuse what the output cannot carry of a clip, such as alpha or depth, instead of a warning");
+    verb.AddFlag("--resume", options->isResumed, "of a sequence of pictures: go on after those that are there");
+    verb.AddText("--progress", options->progress, "bar, json (a line each second on standard error) or none")
+        .ShowValueAs("FORM");
+    AddNumber<int>(verb, "--progress-fd", options->progressDescriptor,
+                   "write progress as JSON to this file descriptor", {0, 1'000'000})
+        .ShowValueAs("N");
     Option const range =
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");
     verb.AddText("--frame", options->frame, "make one picture of the video, as PNG").ShowValueAs("TIME").Exclude(range);
@@ -271,6 +420,7 @@ void AddRender(CommandLine& commandLine) {
     verb.AddFlag("--trust", options->isTrusted, "let a document name files outside of its own folder");
     verb.AddFlag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb.AddFlag("-q,--quiet", options->isQuiet, "show no progress");
+    verb.AddFlag("--verbose", options->isVerbose, "show what encoders and other libraries print");
     verb.SetFooter(
         "Examples:\n"
         "  kaltor render a.mp4 b.mp4 -o out.mp4\n"

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 #include <stdexcept>
+#include <type_traits>
 
 #include <fmt/format.h>
 
@@ -55,6 +56,10 @@ std::vector<Edit::Clip> MakeClips(DocumentOptions const& options) {
         ClipSpec const spec = ParseClip(text);
         Edit::Clip& clip = clips.emplace_back();
         clip.source.file = spec.path;
+        clip.source.raw = spec.raw;
+        if (!spec.raw.empty()) {
+            Typed(text, [&] { return Media::ParseRawForm(spec.raw); });
+        }
         if (spec.start) {
             clip.from = Edit::Time::Seconds(static_cast<double>(*spec.start) / kPerSecond);
         }
@@ -83,7 +88,7 @@ Edit::Joint MakeJoint(NameSpec const& spec, Edit::Time const& standard, Catalog 
         }
     }
     if (name != "none" && (joint.duration.seconds > 0.0 || joint.duration.frames > 0.0)) {
-        joint.settings = MakeSettings(catalog.FindTransition(name).name, spec.values);
+        joint.settings = MakeSettings(catalog.FindTransition(name), spec.values);
     }
     return joint;
 }
@@ -143,7 +148,7 @@ void AddEffects(Document& document, DocumentOptions const& options, Catalog cons
             CheckClip(*index, text, document.clips.size());
         }
         Edit::Effect effect;
-        effect.settings = MakeSettings(catalog.FindEffect(spec.name).name, spec.values);
+        effect.settings = MakeSettings(catalog.FindEffect(spec.name), spec.values);
         for (std::size_t i = 0; i < document.clips.size(); ++i) {
             if (!index || *index == i + 1) {
                 document.clips[i].effects.push_back(effect);
@@ -284,7 +289,7 @@ void AddOverlays(Document& document, DocumentOptions const& options, Catalog con
 void AddFades(Document& document, DocumentOptions const& options, Catalog const& catalog) {
     auto const make = [&](std::string const& text, char const* option) {
         Edit::Joint joint;
-        joint.settings = MakeSettings(catalog.FindTransition(kDefaultTransition).name, {});
+        joint.settings = MakeSettings(catalog.FindTransition(kDefaultTransition), {});
         joint.duration = ParseDuration(text, option);
         return joint;
     };
@@ -296,6 +301,47 @@ void AddFades(Document& document, DocumentOptions const& options, Catalog const&
         document.closing = make(options.fadeOut, "--fade-out");
         document.clips.back().sound.fadeOut = document.closing->duration;
     }
+}
+
+/// "KEY=VALUE" each.
+void AddAssignments(Media::TextMap& map, std::vector<std::string> const& texts, char const* option) {
+    for (std::string const& text : texts) {
+        std::size_t const equals = text.find('=');
+        if (equals == 0 || equals == std::string::npos) {
+            throw UsageError(fmt::format("{} {}: it takes KEY=VALUE", option, text));
+        }
+        map[text.substr(0, equals)] = text.substr(equals + 1);
+    }
+}
+
+void SetEncoder(Media::EncoderSettings& settings, DocumentOptions const& options) {
+    Media::EncoderSettings const& typed = options.encoder;
+    auto const set = [](auto& member, auto const& value) {
+        if (value != std::remove_cvref_t<decltype(value)>()) {
+            member = value;
+        }
+    };
+    // One of the two replaces the other.
+    if (typed.crf) {
+        settings.bitRate.reset();
+    }
+    if (typed.bitRate) {
+        settings.crf.reset();
+    }
+    set(settings.profile, typed.profile);
+    set(settings.format, typed.format);
+    set(settings.codec, typed.codec);
+    set(settings.crf, typed.crf);
+    set(settings.bitRate, typed.bitRate);
+    set(settings.preset, typed.preset);
+    set(settings.pixelFormat, typed.pixelFormat);
+    set(settings.keyFrameInterval, typed.keyFrameInterval);
+    set(settings.audioCodec, typed.audioCodec);
+    set(settings.audioBitRate, typed.audioBitRate);
+    settings.hasChapters = settings.hasChapters || typed.hasChapters;
+    settings.firstNumber = options.firstNumber.value_or(settings.firstNumber);
+    AddAssignments(settings.encoderOptions, options.encoderOptions, "--encoder-option");
+    AddAssignments(settings.metadata, options.metadata, "--metadata");
 }
 
 void SetOutput(Document& document, DocumentOptions const& options) {
@@ -317,12 +363,7 @@ void SetOutput(Document& document, DocumentOptions const& options) {
             throw UsageError("--still-duration takes more than 0 seconds");
         }
     }
-    if (!options.codec.empty()) {
-        output.codec = options.codec;
-    }
-    if (options.crf) {
-        output.crf = options.crf;
-    }
+    SetEncoder(output, options);
     if (options.seed) {
         output.seed = options.seed;
     }

@@ -32,8 +32,11 @@ struct DocumentOptions {
     std::string size;
     std::string rate;
     std::string background;
-    std::string codec;
-    std::optional<int> crf;
+    /// What is set here wins over the document's.
+    Media::EncoderSettings encoder;
+    std::vector<std::string> encoderOptions;  ///< KEY=VALUE
+    std::vector<std::string> metadata;        ///< KEY=VALUE
+    std::optional<std::uint32_t> firstNumber;
     std::optional<unsigned> seed;
     bool hasNoAudio = false;
     bool isTrusted = false;

@@ -170,23 +170,25 @@ IndexedSpec ParseIndexedSpec(std::string_view text) {
     return {index, ParseNameParts(parts, 1, text)};
 }
 
-ClipSpec ParseClip(std::string_view text) {
+namespace {
+
+ClipSpec ParsePiece(std::string_view text) {
     std::error_code error;
     std::size_t const at = text.rfind('@');
     if (at == std::string_view::npos || std::filesystem::exists(text, error)) {
-        return {std::string(text), std::nullopt, std::nullopt};
+        return {std::string(text), {}, std::nullopt, std::nullopt};
     }
     std::string const path(text.substr(0, at));
     std::string_view const piece = text.substr(at + 1);
     bool const looksLikePiece = piece.find_first_not_of("0123456789:.-") == std::string_view::npos;
     if (path.empty() || (!looksLikePiece && !std::filesystem::exists(path, error))) {
-        return {std::string(text), std::nullopt, std::nullopt};  // the reader reports that there is no such file
+        return {std::string(text), {}, std::nullopt, std::nullopt};  // the reader reports that there is no such file
     }
 
     std::size_t const dash = piece.find('-');
     std::string_view const startText = piece.substr(0, dash);
     std::string_view const endText = dash == std::string_view::npos ? std::string_view() : piece.substr(dash + 1);
-    ClipSpec clip{path, TryParseTime(startText), TryParseTime(endText)};
+    ClipSpec clip{path, {}, TryParseTime(startText), TryParseTime(endText)};
     bool const isRight = dash != std::string_view::npos && (clip.start || startText.empty()) &&
                          (clip.end || endText.empty()) && (clip.start || clip.end);
     if (!isRight) {
@@ -198,6 +200,26 @@ ClipSpec ParseClip(std::string_view text) {
     if (clip.end && *clip.end <= clip.start.value_or(0)) {
         throw UsageError(fmt::format("\"@{}\" in \"{}\" ends before it has started", piece, text));
     }
+    return clip;
+}
+
+}  // namespace
+
+ClipSpec ParseClip(std::string_view text) {
+    constexpr std::string_view kRaw = "@raw:";
+    std::error_code error;
+    std::size_t const at = text.rfind(kRaw);
+    if (at == std::string_view::npos || at == 0 || std::filesystem::exists(text, error)) {
+        return ParsePiece(text);
+    }
+    // The piece stands behind the form.
+    std::size_t const pieceAt = text.find('@', at + 1);
+    std::string const path(text.substr(0, at));
+    ClipSpec clip = pieceAt == std::string_view::npos
+                        ? ClipSpec{path, {}, std::nullopt, std::nullopt}
+                        : ParsePiece(fmt::format("{}{}", path, text.substr(pieceAt)));
+    clip.path = path;
+    clip.raw = text.substr(at + kRaw.size(), pieceAt == std::string_view::npos ? pieceAt : pieceAt - at - kRaw.size());
     return clip;
 }
 

@@ -53,9 +53,10 @@ struct IndexedSpec {
 };
 IndexedSpec ParseIndexedSpec(std::string_view text);
 
-/// "PATH[@START-END]", where START or END may be left out. A file whose name really is the whole text wins.
+/// "PATH[@raw:FORM][@START-END]", where START or END may be left out. A file whose name really is the whole text wins.
 struct ClipSpec {
     std::string path;
+    std::string raw;                    ///< the form of raw frames
     std::optional<std::int64_t> start;  ///< microseconds
     std::optional<std::int64_t> end;
 };

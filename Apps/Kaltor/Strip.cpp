@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "Apps/Kaltor/FileWatch.h"
 #include "Apps/Kaltor/FilmStrip.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PictureEffect.h"
@@ -17,7 +18,7 @@ struct StripOptions : PictureOptions {
     std::uint32_t width = 240;
 };
 
-int Strip(StripOptions const& options) {
+void DrawStrip(StripOptions const& options) {
     PictureJob job = MakePictureJob(options, "strip");
     // One object for the whole strip, as for the frames of a video.
     std::optional<FilmStrip> strip;
@@ -36,7 +37,6 @@ int Strip(StripOptions const& options) {
         strip->Add(*picture, fmt::format("{:.3g}", value));
     }
     WriteOutput(options.output, *strip->GetPicture());
-    return 0;
 }
 
 }  // namespace
@@ -59,7 +59,7 @@ void AddStrip(CommandLine& commandLine) {
         "Progress and time run alike, over one second. Each picture has its value below it.\n\n"
         "Example:\n"
         "  kaltor strip TransitionCrossfade a.png b.png -o strip.png --steps 6");
-    verb.SetAction([options] { return Strip(*options); });
+    verb.SetAction([options] { return DrawAndWatch(*options, [&] { DrawStrip(*options); }); });
 }
 
 }  // namespace Kaltor::Cli

@@ -85,12 +85,14 @@ Document ReadAnyDocument(std::string const& path, Host::Catalog const& catalog, 
     Json const json = ending == ".json5" ? ReadJson5(path) : ReadJson(path, ending != ".otio");
     std::string const folder = std::filesystem::path(path).parent_path().string();
     Files files(folder, options);
-    Conversion const conversion{catalog, [&files](std::string const& file) { return files.Look(file); },
+    Conversion const conversion{catalog,
+                                [&files](std::string const& file) { return files.Look(file); },
                                 [&](std::string const& message) {
                                     if (options.warn) {
                                         options.warn(fmt::format("{}: {}", path, message));
                                     }
-                                }};
+                                },
+                                {folder, options.trust}};
     try {
         bool const isTimeline = json.is_object() && json.contains("OTIO_SCHEMA");
         Document document;
@@ -99,7 +101,7 @@ Document ReadAnyDocument(std::string const& path, Host::Catalog const& catalog, 
         } else if (ending != ".otio" && IsEditly(json)) {
             document = ReadEditly(json, conversion);
         } else if (ending != ".otio" && json.is_object() && (json.contains("version") || json.contains("clips"))) {
-            document = ReadDocument(json, catalog);
+            document = ReadDocument(json, catalog, conversion.home);
         } else {
             Core::Throw(std::invalid_argument(
                 "it is no document of a video: neither an edit, with \"version\" and \"clips\", nor a timeline of "

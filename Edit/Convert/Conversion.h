@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "Edit/DocumentReader.h"
 #include "Host/Catalog.h"
 #include "Media/VideoReader.h"
 
@@ -28,6 +29,7 @@ struct Conversion {
     std::function<std::optional<FileFacts>(std::string const& file)> probe;
     /// Takes one line for each thing that has no counterpart, which begins with its place in the document.
     Media::WarningFn warn;
+    Home home = {};
 };
 
 inline double InSeconds(Media::Microseconds time) {

@@ -459,6 +459,9 @@ private:
             }
             return joint;
         }
+        if (Proc::IsShaderFile(name)) {
+            return Json{{"transition", name}};  // is looked for beside the document
+        }
         try {
             return Json{{"transition", conversion.catalog.FindTransition(name).name}};
         } catch (std::invalid_argument const&) {
@@ -808,7 +811,7 @@ bool IsEditly(Json const& json) {
 }
 
 Document ReadEditly(Json const& json, Conversion const& conversion) {
-    return ReadDocument(EditlyReader(json, conversion).Read(), conversion.catalog);
+    return ReadDocument(EditlyReader(json, conversion).Read(), conversion.catalog, conversion.home);
 }
 
 }  // namespace Kaltor::Edit

@@ -731,6 +731,9 @@ private:
     }
     std::string FindTransition(std::vector<std::string> const& names) const {
         for (std::string const& name : names) {
+            if (Proc::IsShaderFile(name)) {
+                return name;  // is looked for beside the document
+            }
             try {
                 return conversion.catalog.FindTransition(name).name;
             } catch (std::invalid_argument const&) {
@@ -1020,7 +1023,7 @@ private:
 }  // namespace
 
 Document ReadOtio(Json const& json, Conversion const& conversion) {
-    return ReadDocument(OtioReader(json, conversion).Read(), conversion.catalog);
+    return ReadDocument(OtioReader(json, conversion).Read(), conversion.catalog, conversion.home);
 }
 
 }  // namespace Kaltor::Edit

@@ -158,7 +158,7 @@ private:
             return reference;
         }
         std::string const file = data["file"].get<std::string>();
-        if (feed != nullptr && feed->sequence) {
+        if (feed != nullptr && feed->sequence && feed->sequence->names.empty()) {
             SetSequence(reference, file, *feed);
         } else {
             reference["target_url"] = FormatFileAddress(file);

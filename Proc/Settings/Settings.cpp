@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <optional>
 #include <stdexcept>
@@ -58,10 +59,10 @@ std::optional<bool> ParseFlag(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<Reals8> ParseReals(std::string_view text) {
-    Reals8 values{};
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        bool const isLast = i + 1 == values.size();
+std::optional<Numbers> ParseNumbers(std::string_view text, std::size_t count) {
+    Numbers values;
+    for (std::size_t i = 0; i < count; ++i) {
+        bool const isLast = i + 1 == count;
         std::size_t const comma = text.find(',');
         if (isLast != (comma == std::string_view::npos)) {
             return std::nullopt;
@@ -70,11 +71,24 @@ std::optional<Reals8> ParseReals(std::string_view text) {
         if (!value) {
             return std::nullopt;
         }
-        values[i] = *value;
+        values.push_back(*value);
         text.remove_prefix(isLast ? text.size() : comma + 1);
     }
     return values;
 }
+
+std::optional<FieldValue> ParseReals8(std::string_view text) {
+    Reals8 values{};
+    std::optional<Numbers> const numbers = ParseNumbers(text, values.size());
+    if (!numbers) {
+        return std::nullopt;
+    }
+    std::copy(numbers->begin(), numbers->end(), values.begin());
+    return values;
+}
+
+/// What numbers take that have no range of their own: all that single precision holds.
+constexpr double kLargest = std::numeric_limits<float>::max();
 
 std::optional<FieldValue> ParseChoice(std::span<FieldLabel const> labels, std::string_view text) {
     std::optional<std::int32_t> const number = ParseNumber<std::int32_t>(text);
@@ -100,7 +114,7 @@ bool IsFinite(FieldValue const& value) {
             using T = std::decay_t<decltype(v)>;
             if constexpr (std::is_floating_point_v<T>) {
                 return std::isfinite(v);
-            } else if constexpr (std::is_same_v<T, Reals8>) {
+            } else if constexpr (std::is_same_v<T, Reals8> || std::is_same_v<T, Numbers>) {
                 return std::all_of(v.begin(), v.end(), [](double number) { return std::isfinite(number); });
             } else {
                 return true;
@@ -132,14 +146,21 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-char const* GetName(FieldType type) {
-    static constexpr std::array kNames{"int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]"};
-    return kNames[static_cast<std::size_t>(type)];
+std::string Field::GetTypeName() const {
+    static constexpr std::array kNames{"int",    "uint",  "real",  "float", "flag", "choice",
+                                       "colour", "reals", "reals", "ints",  "file"};
+    std::string const name = kNames[static_cast<std::size_t>(type)];
+    return IsList() ? fmt::format("{}[{}]", name, length) : name;
+}
+
+bool Field::IsList() const {
+    return type == FieldType::Reals8 || type == FieldType::Reals || type == FieldType::Ints;
 }
 
 bool Field::HasRange() const {
-    return type == FieldType::Int || type == FieldType::Uint || type == FieldType::Real || type == FieldType::Float ||
-           type == FieldType::Reals8;
+    bool const isNumber = type == FieldType::Int || type == FieldType::Uint || type == FieldType::Real ||
+                          type == FieldType::Float || IsList();
+    return isNumber && minimum > -kLargest && maximum < kLargest;
 }
 
 bool Field::IsLogarithmic() const {
@@ -151,8 +172,12 @@ bool Field::Accepts(FieldValue const& value) const {
     return std::visit(
         [this](auto const& v) {
             using T = std::decay_t<decltype(v)>;
-            if constexpr (std::is_same_v<T, bool> || std::is_same_v<T, Color>) {
+            if constexpr (std::is_same_v<T, bool> || std::is_same_v<T, Color> || std::is_same_v<T, std::string>) {
                 return true;
+            } else if constexpr (std::is_same_v<T, Numbers>) {
+                return v.size() == length && std::all_of(v.begin(), v.end(), [this](double number) {
+                           return IsInRange(*this, number) && (type != FieldType::Ints || number == std::floor(number));
+                       });
             } else if constexpr (std::is_same_v<T, Reals8>) {
                 return std::all_of(v.begin(), v.end(), [this](double number) { return IsInRange(*this, number); });
             } else if constexpr (std::is_same_v<T, std::int32_t>) {
@@ -180,13 +205,18 @@ std::string Field::DescribeRange() const {
             }
             return text;
         }
+        case FieldType::File:
+            return "the path of a picture";
         case FieldType::Reals8:
-            return fmt::format("8 numbers {} to {} with commas between", minimum, maximum);
+        case FieldType::Reals:
+        case FieldType::Ints:
+            return fmt::format("{}{} numbers {}with commas between", length, type == FieldType::Ints ? " whole" : "",
+                               HasRange() ? fmt::format("{} to {} ", minimum, maximum) : "");
         case FieldType::Int:
         case FieldType::Uint:
             return fmt::format("a whole number {} to {}", minimum, maximum);
         default:
-            return fmt::format("{} to {}", minimum, maximum);
+            return HasRange() ? fmt::format("{} to {}", minimum, maximum) : "a number";
     }
 }
 
@@ -197,7 +227,9 @@ std::string Field::Format(FieldValue const& value) const {
             if constexpr (std::is_same_v<T, Color>) {
                 std::string text = fmt::format("#{:02X}{:02X}{:02X}", v.red, v.green, v.blue);
                 return v.alpha == 255 ? text : text + fmt::format("{:02X}", v.alpha);
-            } else if constexpr (std::is_same_v<T, Reals8>) {
+            } else if constexpr (std::is_same_v<T, std::string>) {
+                return v;
+            } else if constexpr (std::is_same_v<T, Reals8> || std::is_same_v<T, Numbers>) {
                 std::string text;
                 for (double const number : v) {
                     text.append(text.empty() ? "" : ",").append(FormatNumber(number));
@@ -244,7 +276,14 @@ FieldValue Field::Parse(std::string_view text) const {
             value = ToValue(ParseColor(text));
             break;
         case FieldType::Reals8:
-            value = ToValue(ParseReals(text));
+            value = ParseReals8(text);
+            break;
+        case FieldType::Reals:
+        case FieldType::Ints:
+            value = ToValue(ParseNumbers(text, length));
+            break;
+        case FieldType::File:
+            value = std::string(text);
             break;
     }
     if (!value || !Accepts(*value)) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -26,12 +27,12 @@ struct Color {
 };
 
 using Reals8 = std::array<double, 8>;
-/// The value of one field. A choice is held as its integer.
-using FieldValue = std::variant<std::int32_t, std::uint32_t, double, float, bool, Color, Reals8>;
+/// Some numbers, as many as their field says.
+using Numbers = std::vector<double>;
+/// The value of one field. A choice is held as its integer, the path of a file as its text.
+using FieldValue = std::variant<std::int32_t, std::uint32_t, double, float, bool, Color, Reals8, Numbers, std::string>;
 
-enum class FieldType : std::uint8_t { Int, Uint, Real, Float, Flag, Choice, Color, Reals8 };
-/// "int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]".
-char const* GetName(FieldType type);
+enum class FieldType : std::uint8_t { Int, Uint, Real, Float, Flag, Choice, Color, Reals8, Reals, Ints, File };
 
 /// The label of one number of a choice.
 struct FieldLabel {
@@ -53,10 +54,15 @@ struct Field {
     double maximum = 0.0;
     std::span<FieldLabel const> labels;  ///< for a choice
     std::string_view help;
-    FieldValue (*get)(Settings const&);
-    void (*set)(Settings&, FieldValue const&);
+    std::function<FieldValue(Settings const&)> get;
+    std::function<void(Settings&, FieldValue const&)> set;
     Outside outside = Outside::Refused;
+    std::size_t length = 1;  ///< of a list
 
+    /// "int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]", "ints[2]", "file".
+    std::string GetTypeName() const;
+    bool IsList() const;
+    /// Whether it takes a number, or a list of them, between two ends.
     bool HasRange() const;
     /// Whether equal steps of a slider should be equal ratios: the range begins above zero and spans more than two
     /// powers of ten.
@@ -89,9 +95,13 @@ public:
     /// Whether the effect lays out its picture once, with the settings of its first frame: a host that changes fields
     /// from frame to frame resets it each time.
     virtual bool KeepsLayout() const = 0;
-    /// In order of declaration.
+    /// In order of declaration. Objects of one class may differ in their fields, not those with one class id.
     virtual std::vector<Field> const& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Clone() const = 0;
+    /// An object with the same fields at their defaults.
+    virtual std::unique_ptr<Settings> MakeDefault() const = 0;
+    /// The file that declares the fields, where it is not the program.
+    virtual std::string GetOrigin() const { return {}; }
 
     /// Throws `std::invalid_argument` for an unknown key; the message suggests the nearest one.
     Field const& FindField(std::string_view key) const;
@@ -157,6 +167,7 @@ public:
     std::unique_ptr<Settings> Clone() const override {
         return std::make_unique<Derived>(static_cast<Derived const&>(*this));
     }
+    std::unique_ptr<Settings> MakeDefault() const override { return std::make_unique<Derived>(); }
 
 protected:
     using This = Derived;
@@ -249,7 +260,8 @@ private:
                 help,
                 &SettingsOf::ReadMember<Member>,
                 &SettingsOf::WriteMember<Member>,
-                outside};
+                outside,
+                std::is_same_v<TypeOf<Member>, Reals8> ? std::tuple_size_v<Reals8> : 1};
     }
 };
 

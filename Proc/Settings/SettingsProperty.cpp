@@ -51,6 +51,9 @@ Property ToProperty(Settings const& settings) {
                 break;
             case FieldType::Color:
             case FieldType::Reals8:
+            case FieldType::Reals:
+            case FieldType::Ints:
+            case FieldType::File:
                 child = Property::Of(field.Format(value));
                 break;
         }
@@ -89,6 +92,9 @@ void FromProperty(Settings& settings, Property const& property) {
                 break;
             case FieldType::Color:
             case FieldType::Reals8:
+            case FieldType::Reals:
+            case FieldType::Ints:
+            case FieldType::File:
                 field.set(settings, field.Parse(child.Get<std::string>()));
                 break;
         }

@@ -36,6 +36,9 @@ TEST_F(CommandTest, ListJsonIsWholeAndItsDefaultsAreAccepted) {
     std::vector<std::string> names;
     for (json const& entry : json::parse(Succeed("list --json"))) {
         names.push_back(entry.at("name"));
+        if (!entry.at("file").is_null()) {
+            continue;  // a shader file
+        }
         std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(names.back());
         ASSERT_TRUE(settings) << names.back();
         ASSERT_EQ(entry.at("fields").size(), settings->GetFields().size());

@@ -84,6 +84,7 @@ TEST(Console, WhatLibrariesPrintReachesATerminalPrintable) {
         ErrorTerminal const terminal;
         {
             LibraryOutput const output;
+            ShowLibraryOutput(true);
             std::fprintf(stderr, "driver \x1b]0;title\a\nand more");
             std::fflush(stderr);
             EXPECT_TRUE(ProgressBar(true).IsShown() || std::getenv("TERM") == nullptr ||

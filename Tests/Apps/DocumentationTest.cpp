@@ -23,6 +23,7 @@ std::map<std::string, std::string> const kShortened{
     {"kaltor gallery gallery --input a.mp4 --input b.mp4 --only Crossfade Pageturn BlurGaussian", "--size 32x18"},
     {"kaltor bench", "Invert --size 32x18 --seconds 0.01"},
     {"kaltor bench BlurGaussian --seconds 2", "--size 32x18"},
+    {"kaltor bench tint.glsl --size 1280x720", "--seconds 0.01"},
     {"kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json", "--seconds 0.01"},
     {"kaltor bench --size 1920x1080 --compare yesterday.json", "Invert --seconds 0.01"},
     {"kaltor bench --size 1920x1080 --json new.json --compare old.json", "Invert --seconds 0.01"},
@@ -89,14 +90,14 @@ void WriteTone(fs::path const& path) {
     }
 }
 
-/// The JSON in fenced blocks.
-std::vector<std::string> FindJson(fs::path const& document) {
+/// What stands in fenced blocks of a language.
+std::vector<std::string> FindBlocks(fs::path const& document, std::string const& language) {
     std::vector<std::string> blocks;
     std::ifstream text(document);
     bool isInside = false;
     for (std::string line; std::getline(text, line);) {
         if (line.starts_with("```")) {
-            isInside = line == "```json";
+            isInside = line == "```" + language;
             if (isInside) {
                 blocks.emplace_back();
             }
@@ -105,6 +106,10 @@ std::vector<std::string> FindJson(fs::path const& document) {
         }
     }
     return blocks;
+}
+
+std::vector<std::string> FindJson(fs::path const& document) {
+    return FindBlocks(document, "json");
 }
 
 class DocumentationTest : public Tests::CommandTest {
@@ -119,6 +124,11 @@ protected:
         std::ofstream(In("people.csv")) << "name,clip\nAnn,a\n\"Bo, Jr.\",b\n";
         std::ofstream(In("form.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "farm.md").at(0);
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
+        fs::path const shaders = fs::path(KALTOR_SOURCE_DIR) / "docs" / "shader-files.md";
+        std::vector<std::string> const blocks = FindBlocks(shaders, "glsl");
+        std::ofstream(In("curtain.glsl")) << blocks.at(0);
+        std::ofstream(In("tint.glsl")) << blocks.at(1);
+        std::ofstream(In("opening.json")) << FindJson(shaders).at(0);
         Succeed("render a.mp4 b.mp4 --save-edit joined.json");
         Succeed("convert joined.json timeline.otio");
         std::ofstream(In("holidays.json5"))
@@ -144,7 +154,7 @@ protected:
         std::smatch output;
         bool const isMade =
             status == 0 && line.find("--dry-run") == std::string::npos && line.find("--each") == std::string::npos;
-        if (isMade && std::regex_search(line, output, std::regex(" -o ([^ ]*[^ -])"))) {
+        if (isMade && std::regex_search(line, output, std::regex(" -o ([^ %]*[^ %-])( |$)"))) {
             EXPECT_GT(fs::file_size(scratch / output[1].str()), 0U);
         }
         fs::remove_all(scratch);

@@ -17,11 +17,13 @@ TEST(GalleryPage, TitlesAreWords) {
 }
 
 TEST(GalleryPage, ShowsDeclarationsEscaped) {
-    GalleryItem const effect{{"EffectColorMixDistinguish", Kind::Effect, false, false},
-                             {"v<1>.mp4", "p.jpg", "kaltor render --effect 'X:color=#FF4020' && \"more\""}};
-    GalleryItem const service{{"Resizer", Kind::Service, false, false}, {"", "r.jpg", "kaltor apply Resizer"}};
+    GalleryItem const effect{
+        {"EffectColorMixDistinguish", Kind::Effect, false, false, Proc::MakeSettings("EffectColorMixDistinguish")},
+        {"v<1>.mp4", "p.jpg", "kaltor render --effect 'X:color=#FF4020' && \"more\""}};
+    GalleryItem const service{{"Resizer", Kind::Service, false, false, Proc::MakeSettings("Resizer")},
+                              {"", "r.jpg", "kaltor apply Resizer"}};
     std::string const page = MakePage({effect, service}, {320, 180, 1, 1});
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings("EffectColorMixDistinguish", {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(effect.entry, {});
     // Without the matchers' messages, which would print the page each time.
     auto const holds = [&page](std::string const& text) { return page.find(text) != std::string::npos; };
     for (Proc::Field const& field : settings->GetFields()) {

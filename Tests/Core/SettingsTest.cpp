@@ -122,7 +122,7 @@ TEST(Fields, TellTheirTypeRangeAndValueAlsoOutsideOfIt) {
     SettingsOfAllTypes settings;
     std::vector<std::string> types;
     for (Field const& field : settings.GetFields()) {
-        types.emplace_back(GetName(field.type));
+        types.emplace_back(field.GetTypeName());
     }
     EXPECT_THAT(types, testing::ElementsAre("int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]"));
     auto const range = [&](char const* key) { return settings.FindField(key).DescribeRange(); };

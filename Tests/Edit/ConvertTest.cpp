@@ -53,6 +53,7 @@ public:
 
 private:
     Conversion conversion{TheCatalog(),
+                          {},
                           [this](std::string const& file) {
                               auto const found = files.find(file);
                               return found == files.end() ? std::nullopt : std::optional(found->second);

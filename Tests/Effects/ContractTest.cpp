@@ -201,7 +201,7 @@ std::vector<std::unique_ptr<Settings>> MakeVariants(Settings const& base, Proc::
                 add(Proc::Color{static_cast<std::uint8_t>(held.red ^ 0x80U), 99, 200, 255});
             } else if constexpr (std::is_same_v<T, Proc::Reals8>) {
                 add(Proc::Reals8{0.5, 0, 1, 0, 1, 0, 0.5, 0});
-            } else {
+            } else if constexpr (std::is_arithmetic_v<T>) {
                 for (Proc::FieldLabel const& choice : field.labels) {
                     add(static_cast<T>(choice.value));
                 }
@@ -444,6 +444,7 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
 /// The names of the drawing effects that begin with this prefix, except for those in the tables.
 template <typename... Tables>
 std::vector<std::string> List(std::string_view begin, Tables const&... tables) {
+    static auto const registry = Host::MakeRegistry();  // some settings classes come with their plug-in
     std::vector<std::string> names;
     for (std::unique_ptr<Settings> const& settings : Proc::MakeAllSettings()) {
         std::string const& name = settings->GetClassId();

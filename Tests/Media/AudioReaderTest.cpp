@@ -98,7 +98,7 @@ std::string WriteSoundFile(std::string const& path, char const* encoderName, std
     AVCodec const* const codec = avcodec_find_encoder_by_name(encoderName);
     EXPECT_NE(codec, nullptr) << encoderName;
     {
-        SoundEncoder encoder(path, *codec, {48000, 1}, *file);
+        SoundEncoder encoder(path, *codec, {48000, 1}, std::nullopt, *file);
         EXPECT_GE(avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE), 0);
         EXPECT_GE(avformat_write_header(file, nullptr), 0);
         std::vector<float> plane;

@@ -44,7 +44,7 @@ std::string MakeKeywords(GalleryItem const& item, Proc::Settings const& settings
 }
 
 mustache::data MakeCard(GalleryItem const& item) {
-    std::unique_ptr<Proc::Settings> const settings = MakeSettings(item.entry.name, {});
+    std::unique_ptr<Proc::Settings> const settings = MakeSettings(item.entry, {});
     std::size_t const fields = settings->GetFields().size();
     mustache::data card;
     card.set("name", item.entry.name);

@@ -14,10 +14,10 @@
 #include "Media/Conformer.h"
 #include "Media/MediaWriter.h"
 #include "Media/Picture.h"
-#include "Render/Render.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Settings/SettingsColorEffects.h"
 #include "Proc/Settings/SettingsServices.h"
+#include "Render/Render.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -107,7 +107,12 @@ void MakeSource(fs::path const& path, fs::path const& still, std::string const& 
         reader.emplace(input, target, Media::Microseconds(0), Media::WarningFn{}, Media::InputRules{.stop = &cancel});
     }
     Media::Conformer conformer(path.string(), target);
-    Media::MediaWriter writer({path.string(), false, target, "h264", kFine, std::nullopt});
+    Media::WriterOptions options;
+    options.path = path.string();
+    options.video = target;
+    options.codec = "h264";
+    options.crf = kFine;
+    Media::MediaWriter writer(options);
     for (int i = 0; i < kLoopSeconds * kLoopRate; ++i) {
         CheckCancelled(cancel);
         double const phase = static_cast<double>(i) / (kLoopSeconds * kLoopRate);
@@ -126,12 +131,20 @@ std::string WithValues(std::string const& name, std::vector<Assignment> const& v
     return text;
 }
 
+/// A shader file's class id may be a path.
+std::string FileNameOf(CatalogEntry const& entry) {
+    std::string name = entry.name;
+    std::replace(name.begin(), name.end(), '/', '_');
+    return name;
+}
+
 /// The video of an effect or transition, made in the way that `render` makes it.
 Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry const& entry,
                   Conf::FrameInfo const& size, std::atomic<bool> const& cancel) {
     Preview preview;
-    preview.video = fmt::format("previews/{}.mp4", entry.name);
-    preview.poster = fmt::format("previews/{}.jpg", entry.name);
+    std::string const file = FileNameOf(entry);
+    preview.video = fmt::format("previews/{}.mp4", file);
+    preview.poster = fmt::format("previews/{}.jpg", file);
     std::string const spec = WithValues(entry.name, ValuesOf(entry.name, size));
     DocumentOptions options;
     bool const isTransition = entry.kind == Kind::Transition;
@@ -148,12 +161,12 @@ Preview MakeVideo(fs::path const& folder, Catalog const& catalog, CatalogEntry c
         isTransition ? fmt::format("--transition {} --transition-duration {}", Quoted(spec), kTransitionSeconds)
                      : fmt::format("--effect {}", Quoted(spec));
     preview.command = fmt::format("kaltor render {} -o {}.mp4 {} --crf {} --seed {}", fmt::join(options.clips, " "),
-                                  entry.name, how, kSmall, kSeed);
+                                  file, how, kSmall, kSeed);
     for (std::string& clip : options.clips) {
         clip = (folder / clip).string();
     }
-    options.codec = "h264";
-    options.crf = kSmall;
+    options.encoder.codec = "h264";
+    options.encoder.crf = kSmall;
     options.seed = kSeed;
     Render::RenderJob job;
     job.document = MakeDocument(options, catalog);
@@ -180,7 +193,7 @@ Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry c
     for (auto const& [field, value] : values) {
         preview.command += fmt::format(" --set {}", Quoted(fmt::format("{}={}", field, value)));
     }
-    PictureEffect effect = MakePictureEffect(catalog, entry, *MakeSettings(entry.name, values));
+    PictureEffect effect = MakePictureEffect(catalog, entry, *MakeSettings(entry, values));
     WriteJpeg(folder / preview.poster, *effect.Run(inputs, 0));
     return preview;
 }

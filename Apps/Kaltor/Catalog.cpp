@@ -1,0 +1,49 @@
+#include "Apps/Kaltor/Catalog.h"
+
+#include <chrono>
+#include <cstdlib>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "Apps/Kaltor/Console.h"
+#include "Core/ParseNumber.h"
+#include "Media/Picture.h"
+
+namespace Kaltor::Cli {
+namespace {
+
+/// The environment variable with the seconds after which a shader file's first frame is given up; 0: never.
+constexpr char const* kSecondsVariable = "KALTOR_SHADER_SECONDS";
+
+std::chrono::milliseconds ReadLimit(std::chrono::milliseconds standard) {
+    constexpr double kMost = 1e6;
+    char const* const text = std::getenv(kSecondsVariable);
+    if (text == nullptr || *text == '\0') {
+        return standard;
+    }
+    std::optional<double> const seconds = Core::ParseNumber<double>(text);
+    if (!seconds || !(*seconds >= 0.0 && *seconds <= kMost)) {
+        throw UsageError(fmt::format("{} is \"{}\": it takes seconds, 0 for no limit", kSecondsVariable, text));
+    }
+    return std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1e3));
+}
+
+}  // namespace
+
+Catalog LoadCatalog() {
+    Proc::ShaderHost host;
+    host.limit = ReadLimit(host.limit);
+    host.readPicture = [](std::string const& path) { return Media::ReadPicture(path); };
+    host.onHang = [seconds = std::chrono::duration<double>(host.limit).count()](std::string const& name) {
+        WriteError(
+            fmt::format("{}: its first frame is not drawn after {:g} seconds; a loop may have no end ({} sets "
+                        "another limit)",
+                        name, seconds, kSecondsVariable));
+        // The GL cannot be interrupted, and no destructor could end while it draws.
+        ::_exit(1);
+    };
+    return Catalog::Load(host);
+}
+
+}  // namespace Kaltor::Cli

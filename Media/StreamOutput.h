@@ -1,0 +1,45 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+
+#include "Media/Ffmpeg.h"
+
+namespace Kaltor::Media {
+
+/// An output that takes bytes in their order only: standard output, a fifo, a device.
+class StreamOutput {
+public:
+    /// Whether a name is one: "-", or what exists and is neither a plain file nor a folder nor a disk.
+    static bool IsStream(std::string const& path);
+
+    /// Opens it; a fifo waits for its reader. `cancel` may be null and must outlive it. Throws `MediaError`,
+    /// `Cancelled`.
+    StreamOutput(std::string const& path, std::atomic<bool> const* cancel);
+    ~StreamOutput();
+    StreamOutput(StreamOutput const&) = delete;
+    StreamOutput& operator=(StreamOutput const&) = delete;
+
+    AVIOContext* GetIo() { return io; }
+    /// Throws `PipeClosed` or `Cancelled` where that is why writing failed.
+    void ThrowReason() const;
+
+private:
+    static int Write(void* self, std::uint8_t* bytes, int size);
+    int WriteAll(std::uint8_t const* bytes, int size);
+    void Open(std::string const& path);
+
+    std::string name;
+    std::atomic<bool> const* cancel;
+    int file = -1;
+    bool isOwn = false;   ///< to be closed
+    bool isPipe = false;  ///< does not wait by itself
+    bool isClosed = false;
+    bool isCancelled = false;
+    AVIOContext* io = nullptr;
+};
+
+}  // namespace Kaltor::Media

@@ -1,0 +1,56 @@
+#include "Proc/Effects/EffectsLooks/Pieces.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Proc/Effects/Shared/Aspect.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+constexpr char kCloudFragment[] = R"glsl(
+uniform vec2 scale;
+uniform vec2 offset;
+varying vec2 TexCoord0;
+void main() {
+    gl_FragColor = Clouds(TexCoord0 * scale + offset);
+}
+)glsl";
+
+TextureForm MakeMapForm(glm::vec2 sides) {
+    constexpr float kSide = 640.0F;
+    auto const count = [](float side) { return static_cast<std::uint32_t>(std::max(std::ceil(kSide * side), 1.0F)); };
+    return {count(sides.x), count(sides.y), TexelFormat::Rgba16, false};
+}
+
+}  // namespace
+
+Pictures::Pictures(Src const& first, Src const& second, ShaderStorage const& storage)
+    : outgoing(first->FrameData().ConvertToRGBA(storage)),
+      incoming(second->FrameData().ConvertToRGBA(storage)),
+      from(outgoing, storage),
+      to(incoming, storage),
+      sides(GetSides(GetDisplayAspect(first->GetFrameInfo()))) {}
+
+Pass& Pictures::GiveTo(Pass& pass) const {
+    return pass.Texture("tex1", 0, from.Get()).Texture("tex2", 1, to.Get());
+}
+
+double Pictures::GetPixels() const {
+    return std::max(outgoing.GetWidth(), outgoing.GetHeight());
+}
+
+CloudMap::CloudMap(glm::vec2 sides, double cells, glm::dvec2 offset, ShaderStorage const& storage)
+    : map(MakeMapForm(sides)) {
+    Pass(storage, "Looks_Clouds", {kGlslVersion, kNoiseFunctions, kCloudFragment})
+        .Texture("noise", 0, storage.Noise())
+        .Set("scale", sides * static_cast<float>(cells))
+        .Set("offset", glm::vec2(offset))
+        .DrawTo(map.Get());
+}
+
+double WrapTime(double seconds, double speed) {
+    return std::fmod(seconds, 512.0 / speed);
+}
+
+}  // namespace Kaltor::Ogl

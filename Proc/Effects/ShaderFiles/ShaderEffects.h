@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Proc/Data/DataVideoFF.h"
+#include "Proc/Effects/ShaderFiles/ShaderFile.h"
+#include "Proc/Interfaces/IEffectFactory.h"
+
+namespace Kaltor::Proc {
+
+/// What shader files need of the program that runs them.
+struct ShaderHost {
+    /// Reads a picture, as Rgb24 or Rgba, for a uniform of the type sampler2D. Without it those files are refused.
+    std::function<boost::intrusive_ptr<DataVideoFF>(std::string const& path)> readPicture;
+    /// Is called, on a thread of its own, where the first frame of a file is not drawn within the time: its loops may
+    /// never end, and nothing else stops them than the end of the process. Gets the file's name.
+    std::function<void(std::string const& name)> onHang;
+    std::chrono::milliseconds limit = std::chrono::seconds(30);
+};
+
+/// A new host effect that draws the file's `effect`. Throws `std::logic_error` for a transition.
+boost::intrusive_ptr<IOneInputEffectVideo> MakeShaderEffect(boost::intrusive_ptr<IEffectFactory const> const& factory,
+                                                            std::shared_ptr<ShaderFile const> const& file,
+                                                            ShaderHost const& host);
+
+/// A new host transition that draws the file's `transition`. Throws `std::logic_error` for an effect.
+boost::intrusive_ptr<ITwoInputEffectVideo> MakeShaderTransition(
+    boost::intrusive_ptr<IEffectFactory const> const& factory, std::shared_ptr<ShaderFile const> const& file,
+    ShaderHost const& host);
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,216 @@
+#include "Proc/Effects/ShaderFiles/ShaderFile.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Proc/Effects/ShaderFiles/ShaderScanner.h"
+#include "Proc/Effects/ShaderFiles/UniformReader.h"
+
+namespace Kaltor::Proc {
+namespace {
+
+using Kind = ShaderToken::Kind;
+
+// What stands before the file's own text. `#line 0` makes the next line the first one. Names that files may use
+// themselves are functions or uniforms, never macros.
+constexpr char kTransitionHead[] = R"glsl(uniform sampler2D kaltor_first;
+uniform sampler2D kaltor_second;
+varying vec2 TexCoord0;
+vec4 getFromColor(vec2 uv) { return texture2D(kaltor_first, uv); }
+vec4 getToColor(vec2 uv) { return texture2D(kaltor_second, uv); }
+)glsl";
+constexpr char kEffectHead[] = R"glsl(uniform sampler2D kaltor_first;
+varying vec2 TexCoord0;
+vec4 getColor(vec2 uv) { return texture2D(kaltor_first, uv); }
+)glsl";
+
+/// What the program is given besides; a file may declare them once more.
+struct Given {
+    std::string_view name;
+    std::string_view type;
+    bool isForTransitions;
+};
+constexpr std::array kGiven{Given{"progress", "float", true}, Given{"ratio", "float", true},
+                            Given{"time", "float", false}, Given{"resolution", "vec2", false}};
+
+/// Where a function is defined: "vec4 NAME (", outside of braces, up to an opening one.
+bool DefinesFunction(std::vector<ShaderToken> const& tokens, std::string_view name) {
+    int depth = 0;
+    ShaderToken const* type = nullptr;
+    for (std::size_t i = 0; i + 1 < tokens.size(); ++i) {
+        ShaderToken const& token = tokens[i];
+        depth += token.Is("{") ? 1 : token.Is("}") ? -1 : 0;
+        if (depth == 0 && type != nullptr && type->Is("vec4") && token.Is(name)) {
+            auto const isBodyOrEnd = [](ShaderToken const& one) { return one.Is("{") || one.Is(";"); };
+            auto const next = std::find_if(tokens.begin() + static_cast<std::ptrdiff_t>(i), tokens.end(), isBodyOrEnd);
+            if (next != tokens.end() && next->Is("{")) {
+                return true;
+            }
+        }
+        type = token.kind == Kind::Comment ? type : &token;
+    }
+    return false;
+}
+
+/// The sentence that says what a viewer sees: the first comment before the code that is a sentence, and neither a key
+/// with its value ("Author: ...") nor a statement that is commented out.
+std::string FindSummary(std::vector<ShaderToken> const& tokens) {
+    for (ShaderToken const& token : tokens) {
+        if (token.kind != Kind::Comment) {
+            break;
+        }
+        std::string_view text = token.text;
+        while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())) != 0) {
+            text.remove_prefix(1);
+        }
+        while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0) {
+            text.remove_suffix(1);
+        }
+        constexpr std::size_t kLongest = 160;
+        bool const isSentence = text.size() > 3 && text.size() <= kLongest && text.ends_with('.') &&
+                                std::isupper(static_cast<unsigned char>(text.front())) != 0 &&
+                                text.find_first_of(":\n") == std::string_view::npos;
+        if (isSentence) {
+            return std::string(text);
+        }
+    }
+    return {};
+}
+
+/// Blanks what is not GLSL 1.20 but harmless: "#version", and the default precision of GLSL ES. Lines stay.
+std::string Blank(std::string_view text, std::vector<ShaderToken> const& tokens) {
+    std::string blanked(text);
+    auto const blank = [&blanked](std::size_t begin, std::size_t end) {
+        std::replace_if(
+            blanked.begin() + static_cast<std::ptrdiff_t>(begin), blanked.begin() + static_cast<std::ptrdiff_t>(end),
+            [](char c) { return c != '\n'; }, ' ');
+    };
+    for (std::size_t i = 0; i < tokens.size(); ++i) {
+        ShaderToken const& token = tokens[i];
+        if (token.kind == Kind::Directive && token.text.starts_with("#version")) {
+            blank(token.begin, token.begin + token.text.size());
+        } else if (token.Is("precision")) {
+            auto const end = std::find_if(tokens.begin() + static_cast<std::ptrdiff_t>(i), tokens.end(),
+                                          [](ShaderToken const& one) { return one.Is(";"); });
+            blank(token.begin, end == tokens.end() ? token.begin : end->begin + 1);
+        }
+    }
+    // A byte order mark, and characters in comments beyond ASCII, which some compilers refuse.
+    std::replace_if(
+        blanked.begin(), blanked.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, ' ');
+    return blanked;
+}
+
+std::string FirstLine(std::string_view text) {
+    return std::string(text.substr(0, text.find('\n')));
+}
+
+}  // namespace
+
+bool IsGivenUniform(std::string_view name) {
+    return std::any_of(kGiven.begin(), kGiven.end(), [name](Given const& given) { return given.name == name; });
+}
+
+bool IsShaderFile(std::string_view name) {
+    return name.size() > kShaderEnding.size() && name.ends_with(kShaderEnding);
+}
+
+ShaderFile::ShaderFile(std::string fileName, std::string_view text) : name(std::move(fileName)) {
+    std::vector<ShaderToken> const tokens = ScanShader(text);
+    isTransition = DefinesFunction(tokens, "transition");
+    bool const isEffect = DefinesFunction(tokens, "effect");
+    if (isTransition == isEffect) {
+        std::string const why = isEffect ? "it defines both \"vec4 transition(vec2 uv)\" and \"vec4 effect(vec2 uv)\""
+                                         : "the function is missing: it needs \"vec4 transition(vec2 uv)\" for a "
+                                           "transition or \"vec4 effect(vec2 uv)\" for an effect";
+        Core::Throw(std::invalid_argument(fmt::format("{}: {}", name, why)));
+    }
+    usesProgress = std::any_of(tokens.begin(), tokens.end(), [](ShaderToken const& one) { return one.Is("progress"); });
+    int depth = 0;
+    for (std::size_t i = 0; i < tokens.size();) {
+        depth += tokens[i].Is("{") ? 1 : tokens[i].Is("}") ? -1 : 0;
+        if (depth == 0 && tokens[i].Is("uniform")) {
+            ReadUniforms(name, tokens, i, uniforms);
+        } else {
+            ++i;
+        }
+    }
+    program = "#version 120\n#define lowp\n#define mediump\n#define highp\n";
+    for (Given const& given : kGiven) {
+        bool const isDeclared = std::any_of(uniforms.begin(), uniforms.end(),
+                                            [&](ShaderUniform const& own) { return own.name == given.name; });
+        if (!isDeclared && (given.isForTransitions || isEffect)) {
+            program += fmt::format("uniform {} {};\n", given.type, given.name);
+        }
+    }
+    std::erase_if(uniforms, [](ShaderUniform const& own) { return IsGivenUniform(own.name); });
+    program += isTransition ? kTransitionHead : kEffectHead;
+    program += fmt::format("#line 0\n{}\nvoid main() {{ gl_FragColor = {}(TexCoord0); }}\n", Blank(text, tokens),
+                           isTransition ? "transition" : "effect");
+    programName = fmt::format("ShaderFile {} {:x}", name, std::hash<std::string>()(program));
+
+    summary = FindSummary(tokens);
+    if (summary.empty()) {
+        summary = fmt::format("{} from a shader file.", isTransition ? "A transition" : "An effect");
+    }
+}
+
+ShaderFile ShaderFile::Read(std::string const& path) {
+    constexpr std::uintmax_t kLargest = 1U << 20U;
+    std::error_code error;
+    std::uintmax_t const size = std::filesystem::file_size(path, error);
+    if (error) {
+        Core::Throw(std::runtime_error(fmt::format("{}: cannot be read ({})", path, error.message())));
+    }
+    if (size > kLargest) {
+        Core::Throw(std::runtime_error(fmt::format("{}: is too large for a shader file, over 1 MiB", path)));
+    }
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (!file) {
+        Core::Throw(std::runtime_error(fmt::format("{}: cannot be read", path)));
+    }
+    ShaderFile read(path, text.str());
+    read.path = path;
+    return read;
+}
+
+ShaderFile ShaderFile::Named(std::string const& classId) const {
+    ShaderFile other = *this;
+    other.name = classId;
+    return other;
+}
+
+std::string DescribeShaderLog(std::string const& name, std::string_view log) {
+    // "0:12(5): error: text", "0(12) : error C1503: text", "ERROR: 0:12: text"
+    static std::regex const form(
+        R"(^(?:ERROR: )?\d+(?::(\d+)(?:\(\d+\))?|\((\d+)\))\s*:\s*(?:error(?: C\d+)?\s*:\s*)?(.*))");
+    std::optional<std::string> first;
+    while (!log.empty()) {
+        std::string const line = FirstLine(log);
+        log.remove_prefix(std::min(line.size() + 1, log.size()));
+        std::smatch match;
+        bool const isWarning = line.find("warning") != std::string::npos;
+        if (!isWarning && std::regex_match(line, match, form)) {
+            return fmt::format("{}:{}: {}", name, match[1].matched ? match[1].str() : match[2].str(), match[3].str());
+        }
+        if (!first && !isWarning && !line.empty()) {
+            first = line;
+        }
+    }
+    return fmt::format("{}: {}", name, first.value_or("the compiler refuses it without a reason"));
+}
+
+}  // namespace Kaltor::Proc

@@ -1,0 +1,368 @@
+#include "Proc/Effects/ShaderFiles/UniformReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "Core/Interfaces/Exception.h"
+#include "Core/ParseNumber.h"
+
+namespace Kaltor::Proc {
+namespace {
+
+using Kind = ShaderToken::Kind;
+using Type = ShaderUniform::Type;
+
+struct TypeName {
+    std::string_view name;
+    Type type;
+    std::size_t size;
+};
+constexpr std::array kTypes{TypeName{"float", Type::Float, 1},     TypeName{"int", Type::Int, 1},
+                            TypeName{"bool", Type::Bool, 1},       TypeName{"vec2", Type::Vector, 2},
+                            TypeName{"vec3", Type::Vector, 3},     TypeName{"vec4", Type::Vector, 4},
+                            TypeName{"ivec2", Type::IntVector, 2}, TypeName{"ivec3", Type::IntVector, 3},
+                            TypeName{"ivec4", Type::IntVector, 4}, TypeName{"sampler2D", Type::Sampler, 1}};
+
+bool IsPrecision(ShaderToken const& token) {
+    return token.Is("lowp") || token.Is("mediump") || token.Is("highp");
+}
+
+std::string_view Trim(std::string_view text) {
+    constexpr std::string_view kSpaces = " \t\r\n";
+    std::size_t const first = text.find_first_not_of(kSpaces);
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(kSpaces) - first + 1);
+}
+
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return lower;
+}
+
+/// A number as GLSL writes it, with a sign: "-.7", "5.", "1e-3". Takes it from the front of the text.
+std::optional<double> TakeNumber(std::string_view& text) {
+    std::string_view rest = Trim(text);
+    bool const isNegative = rest.starts_with('-');
+    if (isNegative || rest.starts_with('+')) {
+        rest = Trim(rest.substr(1));
+    }
+    std::vector<ShaderToken> const tokens = ScanShader(rest.substr(0, rest.find_first_of(" \t\r\n,();")));
+    if (tokens.empty() || tokens.front().kind != Kind::Number) {
+        return std::nullopt;
+    }
+    std::string digits(tokens.front().text);
+    std::size_t const length = digits.size();
+    if (digits.back() == 'f' || digits.back() == 'F') {
+        digits.pop_back();
+    }
+    if (digits.back() == '.') {
+        digits.pop_back();
+    }
+    std::size_t const pointless = digits.find(".e");
+    if (pointless != std::string::npos) {
+        digits.erase(pointless, 1);
+    }
+    std::optional<double> const number = Core::ParseNumber<double>(digits.starts_with('.') ? "0" + digits : digits);
+    if (number) {
+        text = rest.substr(length);
+    }
+    return number && isNegative ? std::optional(-*number) : number;
+}
+
+/// A constant: a number, true, false, or a list of numbers behind the name of a type. Takes it from the front.
+std::optional<Numbers> TakeConstant(std::string_view& text) {
+    text = Trim(text);
+    std::size_t const length = static_cast<std::size_t>(
+        std::find_if_not(text.begin(), text.end(), [](unsigned char c) { return std::isalnum(c) != 0; }) -
+        text.begin());
+    std::string_view const word = text.substr(0, length);
+    if (word == "true" || word == "false") {
+        text.remove_prefix(length);
+        return Numbers{word == "true" ? 1.0 : 0.0};
+    }
+    bool const isType =
+        std::any_of(kTypes.begin(), kTypes.end(), [&](TypeName const& one) { return one.name == word; });
+    if (!isType) {
+        std::optional<double> const number = TakeNumber(text);
+        return number ? std::optional(Numbers{*number}) : std::nullopt;
+    }
+    text = Trim(text.substr(length));
+    if (!text.starts_with('(')) {
+        return std::nullopt;
+    }
+    Numbers numbers;
+    do {
+        text.remove_prefix(1);
+        std::optional<double> const number = TakeNumber(text);
+        if (!number) {
+            return std::nullopt;
+        }
+        numbers.push_back(*number);
+        text = Trim(text);
+    } while (text.starts_with(','));
+    if (!text.starts_with(')')) {
+        return std::nullopt;
+    }
+    text.remove_prefix(1);
+    return numbers;
+}
+
+/// What the comments of a uniform say.
+struct Notes {
+    std::optional<Numbers> initial;
+    std::optional<std::pair<double, double>> range;
+    std::string help;
+
+    void Read(std::string_view comment) {
+        std::string_view rest = Trim(comment);
+        if (rest.starts_with('=')) {
+            rest.remove_prefix(1);
+            std::optional<Numbers> const value = TakeConstant(rest);
+            if (value && !initial) {
+                initial = value;
+            }
+            rest = Trim(rest);
+            while (rest.starts_with(';') || rest.starts_with('/')) {
+                rest = Trim(rest.substr(1));
+            }
+        }
+        ReadHelp(rest);
+    }
+
+    /// "LEAST to MOST: what it does", where the range may be missing.
+    void ReadHelp(std::string_view text) {
+        std::string_view rest = text;
+        std::optional<double> const least = TakeNumber(rest);
+        rest = Trim(rest);
+        if (least && rest.starts_with("to ")) {
+            rest.remove_prefix(3);
+            std::optional<double> const most = TakeNumber(rest);
+            rest = Trim(rest);
+            if (most && *most > *least && (rest.empty() || rest.starts_with(':'))) {
+                range = {*least, *most};
+                text = Trim(rest.substr(std::min<std::size_t>(rest.size(), 1)));
+            }
+        }
+        if (!text.empty()) {
+            help.append(help.empty() ? "" : "; ").append(text);
+        }
+    }
+};
+
+class Declaration {
+public:
+    Declaration(std::string const& fileName, std::vector<ShaderToken> const& allTokens, std::size_t first)
+        : file(fileName), tokens(allTokens), at(first) {}
+
+    std::size_t Read(std::vector<ShaderUniform>& uniforms) {
+        int const line = tokens[at++].line;
+        while (at < tokens.size() && (IsPrecision(tokens[at]) || tokens[at].kind == Kind::Comment)) {
+            ++at;
+        }
+        if (at >= tokens.size()) {
+            return at;
+        }
+        ShaderToken const& word = tokens[at++];
+        auto const type =
+            std::find_if(kTypes.begin(), kTypes.end(), [&](TypeName const& known) { return word.Is(known.name); });
+        if (type == kTypes.end()) {
+            Refuse(line,
+                   fmt::format("uniforms of the type {} cannot be set; float, int, bool, vec2, vec3, vec4, ivec2, "
+                               "ivec3, ivec4 and sampler2D can",
+                               word.text));
+        }
+        std::vector<Found> const found = ReadNames(line);
+        for (Found const& one : found) {
+            uniforms.push_back(Make(*type, one));
+        }
+        return at;
+    }
+
+private:
+    struct Found {
+        std::string name;
+        int line;
+        Notes notes;
+    };
+
+    [[noreturn]] void Refuse(int line, std::string const& why) const {
+        Core::Throw(std::invalid_argument(fmt::format("{}:{}: {}", file, line, why)));
+    }
+
+    std::vector<Found> ReadNames(int line) {
+        std::vector<Found> found;
+        std::vector<std::string_view> early;
+        for (; at < tokens.size() && !tokens[at].Is(";"); ++at) {
+            ShaderToken const& token = tokens[at];
+            bool const isNext = found.empty() || (tokens[at - 1].Is(",") || IsCommentAfterComma());
+            if (token.kind == Kind::Comment) {
+                if (found.empty()) {
+                    early.push_back(token.text);
+                } else {
+                    found.back().notes.Read(token.text);
+                }
+            } else if (token.kind == Kind::Word && isNext) {
+                found.push_back({std::string(token.text), token.line, {}});
+                for (std::string_view const comment : early) {
+                    found.back().notes.Read(comment);
+                }
+                early.clear();
+            } else if (token.Is("[")) {
+                Refuse(token.line, "an array cannot be set");
+            } else if (token.Is("=") && !found.empty()) {
+                ReadInitializer(found.back().notes);
+            } else if (!token.Is(",")) {
+                return found;  // the compiler says what is wrong
+            }
+        }
+        if (at >= tokens.size()) {
+            Refuse(line, "the uniform's declaration has no end");
+        }
+        Notes shared;
+        int const last = tokens[at].line;
+        for (++at; at < tokens.size() && tokens[at].kind == Kind::Comment && tokens[at].line == last; ++at) {
+            shared.Read(tokens[at].text);
+        }
+        for (Found& one : found) {
+            one.notes.initial = one.notes.initial ? one.notes.initial : shared.initial;
+            one.notes.range = one.notes.range ? one.notes.range : shared.range;
+            one.notes.help = one.notes.help.empty() ? shared.help : one.notes.help;
+        }
+        return found;
+    }
+
+    bool IsCommentAfterComma() const {
+        std::size_t before = at;
+        while (before > 0 && tokens[before - 1].kind == Kind::Comment) {
+            --before;
+        }
+        return before > 0 && tokens[before - 1].Is(",");
+    }
+
+    /// "= 0.5", which GLSL 1.20 knows, too. Leaves the last token of the value to the caller.
+    void ReadInitializer(Notes& notes) {
+        std::string text;
+        int depth = 0;
+        std::size_t next = at + 1;
+        for (; next < tokens.size(); ++next) {
+            ShaderToken const& token = tokens[next];
+            depth += token.Is("(") ? 1 : token.Is(")") ? -1 : 0;
+            if (token.Is(";") || (token.Is(",") && depth == 0)) {
+                break;
+            }
+            if (token.kind != Kind::Comment) {
+                text += token.text;
+            } else {
+                notes.Read(token.text);
+            }
+        }
+        std::string_view rest = text;
+        notes.initial = TakeConstant(rest);
+        at = next - 1;
+    }
+
+    ShaderUniform Make(TypeName const& type, Found const& found) const {
+        ShaderUniform uniform;
+        uniform.name = found.name;
+        uniform.type = type.type;
+        uniform.size = type.size;
+        uniform.line = found.line;
+        uniform.help = found.notes.help.empty() ? fmt::format("the file's {}", found.name) : found.notes.help;
+        if (type.type == Type::Sampler || IsGivenUniform(found.name)) {
+            uniform.initial = std::string();
+            return uniform;
+        }
+        if (!found.notes.initial) {
+            Refuse(found.line,
+                   fmt::format("the uniform {} has no default: write // = VALUE behind its declaration", found.name));
+        }
+        uniform.exact = *found.notes.initial;
+        if (uniform.exact.size() == 1) {
+            uniform.exact.resize(type.size, uniform.exact.front());
+        }
+        bool const isWhole = type.type == Type::Int || type.type == Type::IntVector;
+        bool const fits = uniform.exact.size() == type.size &&
+                          std::all_of(uniform.exact.begin(), uniform.exact.end(),
+                                      [isWhole](double number) { return !isWhole || number == std::floor(number); });
+        if (!fits) {
+            Refuse(found.line, fmt::format("the default of {} is no {}", found.name, type.name));
+        }
+        SetRange(uniform, found.notes.range);
+        SetInitial(uniform);
+        return uniform;
+    }
+
+    void SetRange(ShaderUniform& uniform, std::optional<std::pair<double, double>> const& range) const {
+        bool const isWhole = uniform.type == Type::Int || uniform.type == Type::IntVector;
+        using Whole = std::numeric_limits<std::int32_t>;
+        constexpr double kLargest = std::numeric_limits<float>::max();
+        uniform.minimum = isWhole ? Whole::min() : -kLargest;
+        uniform.maximum = isWhole ? Whole::max() : kLargest;
+        if (range) {
+            std::tie(uniform.minimum, uniform.maximum) = *range;
+        }
+        bool const isInside = std::all_of(uniform.exact.begin(), uniform.exact.end(), [&](double number) {
+            return number >= uniform.minimum && number <= uniform.maximum;
+        });
+        if (!isInside && uniform.type != Type::Bool) {
+            Refuse(uniform.line, fmt::format("the default of {} is not within {} to {}", uniform.name, uniform.minimum,
+                                             uniform.maximum));
+        }
+    }
+
+    static void SetInitial(ShaderUniform& uniform) {
+        std::string const words = Lower(uniform.name + " " + uniform.help);
+        bool const isNamedColor = words.find("color") != std::string::npos || words.find("colour") != std::string::npos;
+        bool const isInUnit = std::all_of(uniform.exact.begin(), uniform.exact.end(),
+                                          [](double channel) { return channel >= 0.0 && channel <= 1.0; });
+        uniform.isColor = uniform.type == Type::Vector && uniform.size >= 3 && isNamedColor && isInUnit;
+        if (uniform.isColor) {
+            auto const channel = [&uniform](std::size_t i) {
+                constexpr double kMost = 255.0;
+                return i < uniform.size ? static_cast<std::uint8_t>(std::lround(uniform.exact[i] * kMost))
+                                        : std::uint8_t{255};
+            };
+            uniform.initial = Color{channel(0), channel(1), channel(2), channel(3)};
+            return;
+        }
+        switch (uniform.type) {
+            case Type::Float:
+                uniform.initial = static_cast<float>(uniform.exact.front());
+                break;
+            case Type::Int:
+                uniform.initial = static_cast<std::int32_t>(uniform.exact.front());
+                break;
+            case Type::Bool:
+                uniform.initial = uniform.exact.front() != 0.0;
+                break;
+            case Type::Vector:
+            case Type::IntVector:
+                uniform.initial = uniform.exact;
+                break;
+            case Type::Sampler:
+                break;
+        }
+    }
+
+    std::string const& file;
+    std::vector<ShaderToken> const& tokens;
+    std::size_t at;
+};
+
+}  // namespace
+
+void ReadUniforms(std::string const& file, std::vector<ShaderToken> const& tokens, std::size_t& at,
+                  std::vector<ShaderUniform>& uniforms) {
+    at = Declaration(file, tokens, at).Read(uniforms);
+}
+
+}  // namespace Kaltor::Proc
