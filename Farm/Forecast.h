@@ -7,12 +7,12 @@
 
 namespace Kaltor::Farm {
 
-/// What a render costs besides its frames; measured as docs/farm.md says.
+/// What a render costs besides its frames; docs/farm.md says which of these are measured.
 struct ForecastConstants {
     double start = 0.7;          ///< seconds a task: process, plug-in, GL, files, seek, checksum
     double schedule = 1.0;       ///< seconds until a batch system starts the first tasks, and again the join
-    double joinStart = 0.3;      ///< seconds
-    double joinPerPart = 0.004;  ///< seconds
+    double joinStart = 0.05;     ///< seconds
+    double joinPerPart = 0.003;  ///< seconds
     double joinBytesPerSecond = 150e6;  ///< read twice, written, and once more for the index in front
 };
 

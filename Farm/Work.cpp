@@ -8,7 +8,8 @@
 namespace Kaltor::Farm {
 namespace {
 
-// Seconds a pixel on one processor, software GL: see docs/farm.md for how they are measured.
+// Seconds a pixel on one processor, software GL. A copy is what kaltor bench measures with two processors, doubled; the
+// others are rough.
 constexpr double kDecode = 6e-9;
 constexpr double kEncode = 40e-9;
 constexpr double kPack = 8e-9;
