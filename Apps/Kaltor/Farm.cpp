@@ -17,6 +17,7 @@
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Edit/DocumentWriter.h"
 #include "Edit/Json.h"
 #include "Farm/Forecast.h"
 #include "Farm/Join.h"
@@ -186,6 +187,13 @@ std::uint32_t ChooseSeed(SubmitOptions const& options, std::string const& folder
     return DrawSeed();
 }
 
+/// Whether the options say anything about the video: then they change this document, too.
+bool ChangesDocuments(DocumentOptions options, Catalog const& catalog) {
+    DocumentOptions plain;
+    plain.clips = options.clips = {"clip.mp4"};
+    return Edit::WriteDocument(MakeDocument(options, catalog)) != Edit::WriteDocument(MakeDocument(plain, catalog));
+}
+
 Farm::PlannedJob PlanJob(SubmitOptions const& options, std::string const& folder) {
     Catalog const catalog = Catalog::Load();
     Farm::PlanningOptions planning = MakePlanningOptions(options);
@@ -193,17 +201,15 @@ Farm::PlannedJob PlanJob(SubmitOptions const& options, std::string const& folder
     if (options.each.empty()) {
         return Farm::PlanVideo(MakeDocument(options.document, catalog), seed, planning);
     }
-    DocumentOptions plain;
-    plain.clips = options.document.clips;
-    plain.isTrusted = options.document.isTrusted;
-    if (options.document != plain || plain.clips.size() != 1 || planning.editName.empty()) {
+    if (options.document.clips.size() != 1 || planning.editName.empty() ||
+        ChangesDocuments(options.document, catalog)) {
         throw UsageError("--each takes one document and no options that change it: write them into the document");
     }
     Farm::BatchSource source;
     source.form = Edit::ReadJson(planning.editName, true);
     source.table = Farm::ParseTable(Edit::ReadJsonText(options.each), options.each);
     source.folder = fs::absolute(planning.editName).parent_path().string();
-    source.isTrusted = plain.isTrusted;
+    source.isTrusted = options.document.isTrusted;
     return Farm::PlanBatch(source, seed, catalog, planning);
 }
 

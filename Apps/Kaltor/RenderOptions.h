@@ -40,8 +40,6 @@ struct DocumentOptions {
     std::optional<unsigned> seed;
     bool hasNoAudio = false;
     bool isTrusted = false;
-
-    bool operator==(DocumentOptions const&) const = default;
 };
 
 /// Whether this is the name of a document, not of a clip.
