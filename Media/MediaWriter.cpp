@@ -256,7 +256,7 @@ std::string MediaWriter::GetContainer() const {
     return impl->container.name;
 }
 std::string MediaWriter::GetPixelFormat() const {
-    return impl->pictures->GetPixelFormat();
+    return impl->pictures ? impl->pictures->GetPixelFormat() : "";
 }
 std::int64_t MediaWriter::GetSize() const {
     return impl->GetSize();
