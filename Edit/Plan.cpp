@@ -10,7 +10,6 @@
 #include "Core/Interfaces/Exception.h"
 #include "Edit/FieldCurve.h"
 #include "Edit/Prober.h"
-#include "Media/AudioReader.h"
 
 namespace Kaltor::Edit {
 namespace {
@@ -48,7 +47,8 @@ double ResolveIn(Time const& time, AVRational frameRate, double span) {
 class Planner {
 public:
     Planner(Document const& wholeDocument, PlanOptions const& planOptions)
-        : document(wholeDocument), options(planOptions), prober({planOptions.allowPlaylists, planOptions.cancel}) {}
+        : document(wholeDocument), options(planOptions), ownProber({planOptions.allowPlaylists, planOptions.cancel}),
+          prober(planOptions.prober != nullptr ? *planOptions.prober : ownProber) {}
 
     Plan Make() {
         CheckDocument();
@@ -637,9 +637,7 @@ private:
             Refuse(place, fmt::format("its span from {:.3g} s to {:.3g} s does not lie within the video of {:.3g} s",
                                       plan.time.SecondsOf(first), plan.time.SecondsOf(end), whole));
         }
-        Media::SoundInfo const info = AtPlace(At(place + "/file"), [&] {
-            return Media::ProbeSound(described.file, {options.allowPlaylists, options.cancel});
-        });
+        Media::SoundInfo const info = AtPlace(At(place + "/file"), [&] { return prober.GetSound(described.file); });
         double const start = ResolveIn(described.start, Rate(), Seconds(info.duration));
         if (start < 0.0 || ToMicroseconds(start) >= info.duration) {
             Refuse(place + "/start", fmt::format("{}: ends at {:.2f} s, before the start at {:.2f} s", described.file,
@@ -706,7 +704,8 @@ private:
 
     Document const& document;
     PlanOptions const& options;
-    Prober prober;
+    Prober ownProber;
+    Prober& prober;
     std::set<std::string> pipes;
     Plan plan;
     int mostChannels = 0;

@@ -149,12 +149,16 @@ struct Plan {
     double truePeak = -1.0;
 };
 
+class Prober;
+
 struct PlanOptions {
     bool allowPlaylists = false;
     /// Where not empty, errors begin with it and the place in the document ("edit.json: clips/2: ...").
     std::string documentName;
     std::atomic<bool> const* cancel = nullptr;
     Media::WarningFn warn;
+    /// What is known of files, kept over several plans. Has to have been made with the same rules.
+    Prober* prober = nullptr;
 };
 
 /// How a feed's file and a sound's are read.

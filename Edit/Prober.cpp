@@ -63,4 +63,12 @@ void Prober::Probe(std::vector<Input> const& inputs, std::function<std::string(s
     }
 }
 
+Media::SoundInfo const& Prober::GetSound(std::string const& path) {
+    auto found = sounds.find(path);
+    if (found == sounds.end()) {
+        found = sounds.emplace(path, Media::ProbeSound(path, rules)).first;
+    }
+    return found->second;
+}
+
 }  // namespace Kaltor::Edit

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/AudioReader.h"
 #include "Media/MediaError.h"
 #include "Media/MediaInfo.h"
 #include "Media/PipeSource.h"
@@ -51,6 +52,8 @@ public:
         auto const& pipe = known.at(input).pipe;
         return pipe ? pipe->NewReader() : nullptr;
     }
+    /// Looks at a file's sound, with or without pictures. Throws `MediaError`, `Cancelled`.
+    Media::SoundInfo const& GetSound(std::string const& path);
 
 private:
     Media::InputRules rules;
@@ -62,6 +65,7 @@ private:
     };
     Known Look(Input const& input) const;
     std::map<Input, Known> known;
+    std::map<std::string, Media::SoundInfo> sounds;
 };
 
 }  // namespace Kaltor::Edit

@@ -20,6 +20,8 @@ public:
     Proc::AvFramePtr Pull();
     /// Forgets all pictures; to be called after a seek.
     void Reset();
+    /// Whether an interlaced picture has come since then.
+    bool IsActive() const { return graph != nullptr; }
 
 private:
     void Build(AVFrame const& picture);

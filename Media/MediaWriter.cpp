@@ -37,8 +37,10 @@ struct OutputFile {
     OutputFile& operator=(OutputFile const&) = delete;
 };
 
-void AddChapters(AVFormatContext& context, WriterOptions const& options) {
-    std::size_t const count = options.chapters.size();
+}  // namespace
+
+void AddChapters(AVFormatContext& context, std::vector<Chapter> const& chapters, Microseconds duration) {
+    std::size_t const count = chapters.size();
     if (count == 0) {
         return;
     }
@@ -48,13 +50,11 @@ void AddChapters(AVFormatContext& context, WriterOptions const& options) {
         context.chapters[context.nb_chapters++] = chapter;
         chapter->id = static_cast<std::int64_t>(i);
         chapter->time_base = kMicrosecondBase;
-        chapter->start = options.chapters[i].start.count();
-        chapter->end = (i + 1 < count ? options.chapters[i + 1].start : options.duration).count();
-        av_dict_set(&chapter->metadata, "title", options.chapters[i].title.c_str(), 0);
+        chapter->start = chapters[i].start.count();
+        chapter->end = (i + 1 < count ? chapters[i + 1].start : duration).count();
+        av_dict_set(&chapter->metadata, "title", chapters[i].title.c_str(), 0);
     }
 }
-
-}  // namespace
 
 class MediaWriter::Impl {
 public:
@@ -68,7 +68,9 @@ public:
         if (result < 0) {
             ThrowMediaError(path, "cannot be written", result);
         }
-        pictures = std::make_unique<PictureEncoder>(options, videoEncoder, *file.context, MakeSink());
+        if (options.hasPictures) {
+            pictures = std::make_unique<PictureEncoder>(options, videoEncoder, *file.context, MakeSink());
+        }
         AVCodec const* const audioEncoder =
             options.sound && !sequence ? FindAudioEncoder(container, options.audioCodec, path) : nullptr;
         if (audioEncoder != nullptr) {
@@ -80,7 +82,7 @@ public:
             av_dict_set(&file.context->metadata, key.c_str(), value.c_str(), 0);
         }
         if (!sequence) {
-            AddChapters(*file.context, options);
+            AddChapters(*file.context, options.chapters, options.duration);
             WriteHeader();
         }
     }
@@ -91,7 +93,9 @@ public:
         }
         isClosed = true;
         Guarded([this] {
-            pictures->Finish();
+            if (pictures) {
+                pictures->Finish();
+            }
             if (sound) {
                 sound->Finish();
             }
@@ -244,6 +248,9 @@ std::optional<SoundFormat> MediaWriter::GetSound() const {
 VideoTarget const& MediaWriter::GetForm() const {
     return impl->pictures->GetForm();
 }
+int MediaWriter::GetSoundDelay() const {
+    return impl->sound ? impl->sound->GetDelay() : 0;
+}
 std::string MediaWriter::GetCodec() const {
     return impl->videoEncoder.name;
 }
@@ -252,7 +259,7 @@ std::string MediaWriter::GetContainer() const {
     return impl->container.name;
 }
 std::string MediaWriter::GetPixelFormat() const {
-    return impl->pictures->GetPixelFormat();
+    return impl->pictures ? impl->pictures->GetPixelFormat() : "";
 }
 std::int64_t MediaWriter::GetSize() const {
     return impl->GetSize();

@@ -12,6 +12,8 @@
 #include "Media/MediaInfo.h"
 #include "Media/VideoReader.h"
 
+struct AVFormatContext;
+
 namespace Kaltor::Media {
 
 /// Where a part of the video begins, with what it is called.
@@ -19,6 +21,9 @@ struct Chapter {
     Microseconds start{0};
     std::string title;
 };
+
+/// To a file whose header is not written yet.
+void AddChapters(AVFormatContext& context, std::vector<Chapter> const& chapters, Microseconds duration);
 
 struct WriterOptions : EncoderSettings {
     /// The container follows from its ending, unless `format` says it. "-" is standard output; "frame%04d.png" is a
@@ -43,6 +48,8 @@ struct WriterOptions : EncoderSettings {
     std::optional<SoundFormat> sound;
     /// Takes what there is to say of the output's place; see `PartialFile`.
     WarningFn warn = {};
+    /// Without them the file has sound only.
+    bool hasPictures = true;
 };
 
 /// What an output will be.
@@ -72,6 +79,8 @@ public:
     std::optional<SoundFormat> GetSound() const;
     /// The form in which the encoder gets pictures; those that are in it already are not copied.
     VideoTarget const& GetForm() const;
+    /// Samples by which the first packet of sound begins before the pictures; 0 where there is no sound.
+    int GetSoundDelay() const;
     /// The encoder's name.
     std::string GetCodec() const;
     /// FFmpeg's names.

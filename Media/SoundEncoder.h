@@ -22,6 +22,9 @@ public:
     void Write(float const* const* planes, std::size_t count);
     void Finish();
 
+    /// Samples by which the encoder's first packet begins before the sound.
+    int GetDelay() const { return stream.GetCodec().initial_padding; }
+
 private:
     static CodecContextPtr SetUp(AVCodec const& encoder, SoundFormat const& format, std::optional<BitRate> bitRate);
     /// What is pending, as one frame.

@@ -98,7 +98,9 @@ private:
             hasDecoded = false;
             previousEnd.reset();
             next = Decode();
-            if (next && next->place <= kReach) {
+            // Fields are made whole with those of the picture before: the first one decoded has none.
+            long double const known = next && deinterlacer->IsActive() ? next->end : next ? next->place : 0.0L;
+            if (next && known <= kReach) {
                 return;
             }
         }

@@ -41,7 +41,8 @@ bool NeedsDrawing(Edit::Plan const& plan) {
 Composer::Active::Active(std::size_t clipIndex, PlannedClip const& planned, Composer& composer, std::int64_t skip)
     : index(clipIndex),
       clip(planned),
-      feed(std::make_unique<ClipFeed>(planned.feed, composer.clipTarget, skip, planned.frames - skip,
+      feed(std::make_unique<ClipFeed>(planned.feed, composer.clipTarget, skip,
+                                      std::min(planned.frames, composer.end - planned.first) - skip,
                                       composer.pipeline)),
       effects(
           composer.factory, composer.plan.time, planned.effects,
@@ -50,12 +51,13 @@ Composer::Active::Active(std::size_t clipIndex, PlannedClip const& planned, Comp
       outer(composer.factory) {}
 
 Composer::Composer(Edit::Plan const& wholePlan, FactoryPtr const& effectFactory, Pipeline& threads, bool draws,
-                   std::uint32_t jobSeed, std::int64_t first)
+                   std::uint32_t jobSeed, std::int64_t first, std::int64_t endOfPiece)
     : plan(wholePlan),
       factory(effectFactory),
       pipeline(threads),
       seed(jobSeed),
       position(first),
+      end(endOfPiece),
       clipTarget(wholePlan.target),
       drawnSize(effectFactory),
       effects(effectFactory, wholePlan.time, wholePlan.effects,
@@ -84,7 +86,7 @@ void Composer::OpenClips() {
         bool const isPast = clip.GetEnd() <= position;
         bool const isNeeded = clip.first <= position;
         bool const isNear = clip.first <= position + ahead && active.size() < kMostOpen;
-        if (!isNeeded && !isNear) {
+        if ((!isNeeded && !isNear) || clip.first >= end) {
             return;
         }
         if (!isPast) {

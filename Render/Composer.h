@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -30,10 +31,10 @@ bool NeedsDrawing(Edit::Plan const& plan);
 class Composer {
 public:
     /// `draws`: frames may be drawn; otherwise all are brought to the output's form on the processor. `seed`: the
-    /// job's, from which each effect's follows. `first`: the first frame that is wanted. The plan, the pipeline and the
-    /// factory must outlive it.
+    /// job's, from which each effect's follows. `first`: the first frame that is wanted; `end`: the frame after the last
+    /// one. The plan, the pipeline and the factory must outlive it.
     Composer(Edit::Plan const& plan, FactoryPtr const& factory, Pipeline& pipeline, bool draws, std::uint32_t seed,
-             std::int64_t first = 0);
+             std::int64_t first = 0, std::int64_t end = std::numeric_limits<std::int64_t>::max());
 
     /// The next frame; empty where the pipeline was stopped.
     Composed Next();
@@ -75,6 +76,7 @@ private:
     Pipeline& pipeline;
     std::uint32_t seed;
     std::int64_t position;
+    std::int64_t end;
     std::size_t nextClip = 0;
     std::deque<std::unique_ptr<Active>> active;
     std::optional<PlannedEffect> joint;

@@ -89,6 +89,13 @@ std::int64_t CountResumed(RenderJob const& job, Edit::Plan const& plan) {
 
 /// The frames that are made: from the first up to the last, which is not among them.
 Piece ChoosePiece(RenderJob const& job, Edit::Plan const& plan) {
+    if (job.frames) {
+        if (job.frames->first < 0 || job.frames->first >= job.frames->end || job.frames->end > plan.frames) {
+            Core::Throw(std::invalid_argument(fmt::format("there are no frames {} to {}: the video has {}",
+                                                          job.frames->first, job.frames->end, plan.frames)));
+        }
+        return {job.frames->first, job.frames->end};
+    }
     if (!job.range) {
         return {CountResumed(job, plan), plan.frames, plan.isOpenEnded};
     }
@@ -130,7 +137,9 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Pi
     options.path = job.output;
     options.overwrite = job.overwrite || job.isResumed;  // what comes after a gap is made again
     options.video = plan.target;
-    options.sound = plan.sound;
+    options.hasPictures = job.content != RenderJob::Content::Sound;
+    options.sound = job.content != RenderJob::Content::Pictures ? plan.sound : std::nullopt;
+    options.hasChapters = options.hasChapters && job.content == RenderJob::Content::All;
     options.warn = warn;
     options.isVerbose = job.isVerbose;
     options.cancel = job.cancel;
@@ -153,6 +162,25 @@ WriterOptions MakeWriterOptions(RenderJob const& job, Edit::Plan const& plan, Pi
 std::uint32_t GetSeed(RenderJob const& job) {
     auto const clock = [] { return std::chrono::system_clock::now().time_since_epoch().count(); };
     return job.document.output.seed.value_or(static_cast<std::uint32_t>(clock()));
+}
+
+SoundPlan MakeSoundPlan(Edit::Plan const& plan) {
+    SoundPlan sound;
+    sound.frameRate = plan.time.frameRate;
+    sound.frames = plan.frames;
+    sound.sounds = plan.sounds;
+    if (plan.loudness) {
+        sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
+    }
+    return sound;
+}
+
+std::vector<float const*> PlanesOf(SoundChunk const& chunk) {
+    std::vector<float const*> planes;
+    for (std::vector<float> const& plane : chunk) {
+        planes.push_back(plane.data());
+    }
+    return planes;
 }
 
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
@@ -192,7 +220,7 @@ public:
 
 private:
     void Compose(bool needsEffects) {
-        Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first);
+        Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first, piece.end);
         for (std::int64_t i = 0; i < piece.Count(); ++i) {
             Composed item = composer.Next();
             if (item.IsEmpty() && piece.isOpen && !pipeline.GetStop().IsTripped()) {
@@ -243,20 +271,9 @@ private:
         return static_cast<std::size_t>(plan.time.SampleOf(frame, writer.GetSound()->sampleRate));
     }
 
-    SoundPlan MakeSoundPlan() const {
-        SoundPlan sound;
-        sound.frameRate = plan.time.frameRate;
-        sound.frames = plan.frames;
-        sound.sounds = plan.sounds;
-        if (plan.loudness) {
-            sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
-        }
-        return sound;
-    }
-
     /// Those of each picture, in chunks: a picture may stand for hours.
     void MixSound() {
-        SoundMix mixer(MakeSoundPlan(), *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+        SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
                        {job.allowPlaylists, pipeline.GetStop().GetFlag()});
         // What comes before the range is mixed, too: what is heard depends on it.
         for (std::size_t left = CountSamplesBefore(piece.first); left > 0;) {
@@ -300,11 +317,7 @@ private:
             if (!chunk) {
                 return false;
             }
-            std::vector<float const*> planes;
-            for (std::vector<float> const& plane : *chunk) {
-                planes.push_back(plane.data());
-            }
-            writer.WriteSound(planes.data(), chunk->front().size());
+            writer.WriteSound(PlanesOf(*chunk).data(), chunk->front().size());
             count -= chunk->front().size();
         }
         return true;
@@ -323,6 +336,23 @@ private:
     std::int64_t processedFrames = 0;
     std::int64_t done = 0;  ///< of the frames, by the encoder
 };
+
+/// The whole video's sound without its pictures, on a thread of the pipeline's.
+void WriteSoundAlone(RenderJob const& job, Edit::Plan const& plan, MediaWriter& writer, Pipeline& pipeline) {
+    SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(), [&pipeline](std::string const& text) { pipeline.Warn(text); },
+                   {job.allowPlaylists, pipeline.GetStop().GetFlag()});
+    int const rate = writer.GetSound()->sampleRate;
+    for (std::int64_t frame = 0; frame < plan.frames && !pipeline.GetStop().IsTripped(); ++frame) {
+        auto left = static_cast<std::size_t>(plan.time.SampleOf(frame + 1, rate) - plan.time.SampleOf(frame, rate));
+        while (left > 0) {
+            SoundChunk const chunk = mixer.Read(std::min(left, kLongestChunk));
+            writer.WriteSound(PlanesOf(chunk).data(), chunk.front().size());
+            left -= chunk.front().size();
+        }
+        pipeline.ReportProgress(frame + 1);
+    }
+    writer.Close();
+}
 
 /// Warns of what is lost, or refuses it.
 void ReportLosses(RenderJob const& job, Edit::Plan const& plan, WarningFn const& warn) {
@@ -358,11 +388,14 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             job.onWarning(message);
         }
     };
-    Edit::Plan plan = MakePlan(job, warn);
+    Edit::Plan plan = job.plan == nullptr ? MakePlan(job, warn) : *job.plan;
     ChooseForm(plan, job.document.output, job.output);
     Piece const piece = ChoosePiece(job, plan);
-    ReportLosses(job, plan, warn);
-    bool const needsEffects = NeedsDrawing(plan);
+    if (job.content == RenderJob::Content::All) {
+        ReportLosses(job, plan, warn);
+    }
+    bool const makesPictures = job.content != RenderJob::Content::Sound;
+    bool const needsEffects = makesPictures && NeedsDrawing(plan);
     if (needsEffects) {
         CheckSide(job, plan);
     }
@@ -373,14 +406,21 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     WriterOptions options = MakeWriterOptions(job, plan, piece, warn);
     options.stop = pipeline.GetStop().GetFlag();
     MediaWriter writer(options);
+    if (!makesPictures && !writer.GetSound()) {
+        Core::Throw(std::invalid_argument(fmt::format("{}: there is no sound to write", job.output)));
+    }
     if (!writer.GetSound()) {
         plan.sounds.clear();  // what a pipe gives for it would be kept for ever
     }
-    if (!needsEffects && plan.target.like != AV_PIX_FMT_NONE) {
+    if (makesPictures && !needsEffects && plan.target.like != AV_PIX_FMT_NONE) {
         plan.target = writer.GetForm();  // straight from the decoder to the encoder
     }
     Stages stages(job, plan, piece, factory, writer, pipeline);
-    stages.Start(needsEffects);
+    if (makesPictures) {
+        stages.Start(needsEffects);
+    } else {
+        pipeline.Start([&] { WriteSoundAlone(job, plan, writer, pipeline); });
+    }
     pipeline.Run({[&](std::int64_t done) {
                       if (job.onProgress) {
                           job.onProgress(done, piece.isOpen ? 0 : piece.Count());
@@ -399,7 +439,12 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     result.sound = writer.GetSound();
     result.bytes = writer.GetSize();
     result.processedFrames = stages.GetProcessedFrames();
+    result.soundDelay = writer.GetSoundDelay();
     return result;
+}
+
+std::vector<Media::Chapter> ListChapters(Edit::Plan const& plan) {
+    return MakeChapters(plan, {0, plan.frames});
 }
 
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr const& factory) {

@@ -11,6 +11,7 @@
 
 #include "Edit/Plan.h"
 #include "Media/MediaInfo.h"
+#include "Media/MediaWriter.h"
 #include "Media/VideoReader.h"
 #include "Proc/Interfaces/IEffectFactory.h"
 #include "Proc/Settings/Settings.h"
@@ -20,6 +21,8 @@ namespace Kaltor::Render {
 /// A video to be made.
 struct RenderJob {
     Edit::Document document;
+    /// The document's plan where it was made already; it must outlive the call.
+    Edit::Plan const* plan = nullptr;
     std::string output;
     bool overwrite = false;
     /// See `InputRules`.
@@ -38,6 +41,15 @@ struct RenderJob {
         std::optional<double> end;
     };
     std::optional<Range> range;
+    /// The same, counted in frames; wins over `range`.
+    struct FrameSpan {
+        std::int64_t first = 0;
+        std::int64_t end = 0;  ///< not among them
+    };
+    std::optional<FrameSpan> frames;
+    /// What of it is made. The sound alone is always that of the whole video.
+    enum class Content : std::uint8_t { All, Pictures, Sound };
+    Content content = Content::All;
 
     /// The largest side of a picture that the effects can take, in pixels. Asked once, and only where something is
     /// drawn.
@@ -63,6 +75,8 @@ struct RenderResult {
     std::int64_t bytes = 0;  ///< that were written
     /// Frames that an effect or a transition made; the others went from the decoder to the encoder.
     std::int64_t processedFrames = 0;
+    /// See `MediaWriter::GetSoundDelay`.
+    int soundDelay = 0;
 };
 
 /// Makes the video. Effects come from `factory` under the implementation name `OGL`; frame k has the timestamp k / rate
@@ -84,6 +98,8 @@ struct Piece {
 };
 /// Throws `std::invalid_argument` for a range that has no frame.
 Piece FindPiece(RenderJob::Range const& range, Edit::Plan const& plan);
+/// Where the clips of a whole plan begin, for a file's chapters.
+std::vector<Media::Chapter> ListChapters(Edit::Plan const& plan);
 
 /// The frame that shows at a time in seconds, as it is in the whole video, in the output's form. Throws as `Render`.
 Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds,

@@ -15,29 +15,35 @@
 namespace Kaltor::Cli {
 namespace {
 
-/// "kaltor" or "kaltor VERB", whichever was being typed.
+/// The verb that was being typed, or the program itself.
+CLI::App const& FindTyped(CLI::App const& app) {
+    std::vector<CLI::App*> const verbs = app.get_subcommands();
+    return verbs.empty() ? app : FindTyped(*verbs.front());
+}
+
+/// "kaltor", "kaltor VERB" or "kaltor GROUP VERB", whichever was being typed.
 std::string TypedSoFar(CLI::App const& app) {
     std::vector<CLI::App*> const verbs = app.get_subcommands();
-    return verbs.empty() ? "kaltor" : "kaltor " + verbs.front()->get_name();
+    return verbs.empty() ? app.get_name() : app.get_name() + " " + TypedSoFar(*verbs.front());
 }
 
 /// Words of the command line that nothing takes: a mistyped option or verb, most often.
 std::string DescribeUnknown(CLI::App const& app, std::string const& word) {
-    std::vector<CLI::App*> const verbs = app.get_subcommands();
+    CLI::App const& asked = FindTyped(app);
+    bool const takesVerb = !asked.get_subcommands(nullptr).empty();
     std::vector<std::string> known;
     if (!word.empty() && word.front() == '-') {
-        CLI::App const& asked = verbs.empty() ? app : *verbs.front();
         for (CLI::Option const* const option : asked.get_options()) {
             for (std::string const& name : option->get_lnames()) {
                 known.push_back("--" + name);
             }
         }
-    } else if (verbs.empty()) {
-        for (CLI::App const* const verb : app.get_subcommands(nullptr)) {
+    } else if (takesVerb) {
+        for (CLI::App const* const verb : asked.get_subcommands(nullptr)) {
             known.push_back(verb->get_name());
         }
     }
-    char const* const what = word.front() == '-' ? "option" : verbs.empty() ? "verb" : "argument";
+    char const* const what = word.front() == '-' ? "option" : takesVerb ? "verb" : "argument";
     std::string const nearest = Proc::FindNearest(word.substr(0, word.find('=')), known);
     std::string const hint =
         nearest.empty() ? fmt::format("see {} --help", TypedSoFar(app)) : fmt::format("did you mean {}?", nearest);
@@ -150,6 +156,17 @@ Verb CommandLine::AddVerb(std::string const& name, std::string const& descriptio
     return {app->add_subcommand(name, description), &chosen};
 }
 
+VerbGroup CommandLine::AddGroup(std::string const& name, std::string const& description, std::string const& footer) {
+    CLI::App* const group = app->add_subcommand(name, description);
+    group->require_subcommand(1);
+    group->footer(footer);
+    return {group, &chosen};
+}
+
+Verb VerbGroup::AddVerb(std::string const& name, std::string const& description) {
+    return {group->add_subcommand(name, description), chosen};
+}
+
 ProgramDescription CommandLine::Describe() const {
     ProgramDescription program{app->get_description(), app->get_footer(), DescribeArguments(*app, false), {}};
     for (CLI::App const* const verb : app->get_subcommands(nullptr)) {
@@ -190,8 +207,9 @@ int CommandLine::Run(int count, char const* const* words) {
         }
         app->parse(count, typed.data());
     } catch (CLI::CallForHelp const&) {
-        std::vector<CLI::App*> const verbs = app->get_subcommands();
-        WriteOut(verbs.empty() ? app->help() : verbs.front()->help("kaltor"));
+        std::string const typed = TypedSoFar(*app);
+        std::size_t const last = typed.rfind(' ');
+        WriteOut(last == std::string::npos ? app->help() : FindTyped(*app).help(typed.substr(0, last)));
         return 0;
     } catch (CLI::CallForVersion const& version) {
         WriteOut(std::string(version.what()) + "\n");
@@ -200,8 +218,8 @@ int CommandLine::Run(int count, char const* const* words) {
         std::vector<std::string> const extras = app->remaining(true);
         throw UsageError(DescribeUnknown(*app, extras.front()));
     } catch (CLI::RequiredError const& error) {
-        if (app->get_subcommands().empty()) {
-            throw UsageError(fmt::format("say what to do: {}; see kaltor --help", ListVerbs(*app)));
+        if (CLI::App const& typed = FindTyped(*app); !typed.get_subcommands(nullptr).empty()) {
+            throw UsageError(fmt::format("say what to do: {}; see {} --help", ListVerbs(typed), TypedSoFar(*app)));
         }
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(*app)));
     } catch (CLI::ParseError const& error) {

@@ -54,9 +54,23 @@ public:
 
 private:
     friend class CommandLine;
+    friend class VerbGroup;
     Verb(CLI::App* newVerb, std::function<int()>* newChosen) : verb(newVerb), chosen(newChosen) {}
 
     CLI::App* verb;  ///< owned by the command line
+    std::function<int()>* chosen;
+};
+
+/// A verb that has verbs of its own: `kaltor farm VERB`.
+class VerbGroup {
+public:
+    Verb AddVerb(std::string const& name, std::string const& description);
+
+private:
+    friend class CommandLine;
+    VerbGroup(CLI::App* newGroup, std::function<int()>* newChosen) : group(newGroup), chosen(newChosen) {}
+
+    CLI::App* group;  ///< owned by the command line
     std::function<int()>* chosen;
 };
 
@@ -69,6 +83,7 @@ public:
     CommandLine& operator=(CommandLine const&) = delete;
 
     Verb AddVerb(std::string const& name, std::string const& description);
+    VerbGroup AddGroup(std::string const& name, std::string const& description, std::string const& footer);
 
     /// All verbs with their options, as the help shows them.
     ProgramDescription Describe() const;

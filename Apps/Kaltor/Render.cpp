@@ -355,6 +355,8 @@ void AddEncoderOptions(Verb& verb, DocumentOptions& options) {
         .ShowValueAs("N");
 }
 
+}  // namespace
+
 void AddDocumentOptions(Verb& verb, DocumentOptions& options) {
     char const* const ofJoint = "[INDEX:]NAME[@SECONDS[,EASING]][:FIELD=VALUE...]";
     verb.AddTexts("--transition", options.transitions,
@@ -404,8 +406,6 @@ void AddDocumentOptions(Verb& verb, DocumentOptions& options) {
     verb.AddFlag("--no-audio", options.hasNoAudio, "leave out the sound");
     AddNumber<unsigned>(verb, "--seed", options.seed, "seed of what is random (default: the clock)").ShowValueAs("N");
 }
-
-}  // namespace
 
 void AddRender(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("render", "Make one video of clips or of a document, with transitions and effects");

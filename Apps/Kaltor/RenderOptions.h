@@ -57,6 +57,9 @@ struct DocumentOptions : TrustOptions {
 /// Whether this is the name of a document, not of a clip.
 bool IsDocumentName(std::string const& path);
 
+/// Adds the options that make or change a document.
+void AddDocumentOptions(Verb& verb, DocumentOptions& options);
+
 /// The document that the options mean. Throws `UsageError` for what was typed wrongly, and as
 /// `Edit::ReadDocumentFile`.
 Edit::Document MakeDocument(DocumentOptions const& options, Catalog const& catalog);

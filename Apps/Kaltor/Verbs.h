@@ -11,6 +11,7 @@ void AddApply(CommandLine& commandLine);
 void AddStrip(CommandLine& commandLine);
 void AddRender(CommandLine& commandLine);
 void AddCheck(CommandLine& commandLine);
+void AddFarm(CommandLine& commandLine);
 void AddConvert(CommandLine& commandLine);
 void AddGallery(CommandLine& commandLine);
 void AddBench(CommandLine& commandLine);

@@ -30,6 +30,7 @@ int Run(int count, char const* const* words) {
     AddRender(commandLine);
     AddCheck(commandLine);
     AddConvert(commandLine);
+    AddFarm(commandLine);
     AddGallery(commandLine);
     AddBench(commandLine);
     AddDoctor(commandLine);

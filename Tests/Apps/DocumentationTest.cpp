@@ -10,7 +10,7 @@ namespace Kaltor {
 namespace {
 
 constexpr char const* kVerbs[]{"list",  "describe", "apply",   "strip", "render",
-                               "check", "convert",  "gallery", "bench", "doctor"};
+                               "check", "convert",  "gallery", "bench", "doctor", "farm submit"};
 
 // Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
@@ -27,6 +27,11 @@ std::map<std::string, std::string> const kShortened{
 // Commands that are not run, with the reason.
 std::map<std::string, std::string> const kNotRun{
     {"kaltor list --json | jq -r '.[] | select(.inputs == 2) | .name'", "jq need not be installed"},
+    {"kaltor farm submit edit.json -o out.mp4 --partition video --job-option time=30 --job-option cpus-per-task=4",
+     "it needs a cluster; scripts/test-farm has one"},
+    {"kaltor farm status out.mp4.farm", "as above"},
+    {"kaltor farm wait out.mp4.farm", "as above"},
+    {"kaltor farm join \"$dir\"", "as above"},
 };
 
 /// Lines that begin with "kaltor ", without their comments; in Markdown only those of fenced blocks. A line that ends
@@ -88,6 +93,8 @@ protected:
             Succeed(fmt::format("render a.png@-{} -o {} --fps 2 --size 64x36", seconds, clip));
         }
         Tests::WriteTone(In("song.mp3"));
+        std::ofstream(In("people.csv")) << "name,clip\nAnn,a\n\"Bo, Jr.\",b\n";
+        std::ofstream(In("form.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "farm.md").at(0);
         std::ofstream(In("edit.json")) << FindJson(fs::path(KALTOR_SOURCE_DIR) / "docs" / "edits.md").at(0);
         fs::path const shaders = fs::path(KALTOR_SOURCE_DIR) / "docs" / "shader-files.md";
         std::vector<std::string> const blocks = FindBlocks(shaders, "glsl");
@@ -117,7 +124,8 @@ protected:
         std::string const said = ReadAll(folder / "log" / "err");
         EXPECT_TRUE(said.empty() || (mayWarn && said.starts_with("kaltor: warning: "))) << said;
         std::smatch output;
-        bool const isMade = status == 0 && line.find("--dry-run") == std::string::npos;
+        bool const isMade =
+            status == 0 && line.find("--dry-run") == std::string::npos && line.find("--each") == std::string::npos;
         if (isMade && std::regex_search(line, output, std::regex(" -o ([^ %]*[^ %-])( |$)"))) {
             EXPECT_GT(fs::file_size(scratch / output[1].str()), 0U);
         }
