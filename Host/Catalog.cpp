@@ -249,9 +249,13 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
             shortNames.emplace_back(alias.name);
         }
     }
-    std::string nearest = Proc::FindNearest(name, names);
+    // What is called a transition may be an effect and the other way round.
+    auto const namesake = std::find_if(shortNames.begin(), shortNames.end(), [&](std::string const& one) {
+        return Lower(one) == Lower(WithoutPrefix(name));
+    });
+    std::string nearest = namesake != shortNames.end() ? names[static_cast<std::size_t>(namesake - shortNames.begin())]
+                                                       : Proc::FindNearest(name, names);
     if (nearest.empty()) {
-        // What is called a transition may be an effect and the other way round.
         std::string const nearestShort = Proc::FindNearest(WithoutPrefix(name), shortNames);
         auto const at = std::find(shortNames.begin(), shortNames.end(), nearestShort);
         nearest = nearestShort.empty() ? "" : names[static_cast<std::size_t>(at - shortNames.begin())];

@@ -219,7 +219,10 @@ int CommandLine::Run(int count, char const* const* words) {
         throw UsageError(DescribeUnknown(*app, extras.front()));
     } catch (CLI::RequiredError const& error) {
         if (CLI::App const& typed = FindTyped(*app); !typed.get_subcommands(nullptr).empty()) {
-            throw UsageError(fmt::format("say what to do: {}; see {} --help", ListVerbs(typed), TypedSoFar(*app)));
+            std::vector<std::string> const extras = app->remaining(true);
+            throw UsageError(extras.empty()
+                                 ? fmt::format("say what to do: {}; see {} --help", ListVerbs(typed), TypedSoFar(*app))
+                                 : DescribeUnknown(*app, extras.front()));
         }
         throw UsageError(fmt::format("{}; see {} --help", error.what(), TypedSoFar(*app)));
     } catch (CLI::ParseError const& error) {

@@ -82,6 +82,10 @@ std::vector<std::unique_ptr<Settings>> MakeAllSettings() {
     return all;
 }
 
+std::size_t CountOwnSettings() {
+    return []<typename... Rows>(Ogl::RosterOf<Rows...>) { return sizeof...(Rows); }(Ogl::Roster{});
+}
+
 std::unique_ptr<Settings> MakeSettings(std::string_view classId) {
     if (std::optional<Added::Row> const row = GetAdded().Find(classId)) {
         return row->make();

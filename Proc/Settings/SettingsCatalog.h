@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "Proc/Settings/Settings.h"
@@ -14,5 +15,8 @@ using SettingsMaker = std::unique_ptr<Settings> (*)();
 /// the effect; adding a class again replaces its maker. Throws `std::invalid_argument` for a name that the library has.
 /// Any thread.
 void AddSettings(RowKind kind, SettingsMaker make);
+
+/// How many of `MakeAllSettings` are the library's own classes. They come first.
+std::size_t CountOwnSettings();
 
 }  // namespace Kaltor::Proc

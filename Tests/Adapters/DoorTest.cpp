@@ -1,9 +1,12 @@
 // The plug-ins through the interface, as hosts use them.
 
+#include <map>
+
 #include <fcntl.h>
 #include <sys/wait.h>
 
 #include "Host/Plugin.h"
+#include "Proc/Settings/SettingsCatalog.h"
 #include "Tests/Adapters/Door.h"
 #include "Tests/Support/GlFixture.h"
 
@@ -40,12 +43,18 @@ TEST_F(Frei0rDoorTest, ThereIsOneForEachEffectAndTransitionThatIsRegistered) {
         ++(info.plugin_type == kFrei0rMixer2 ? mixers : filters);
         described.insert(info.explanation);
     }
-    int registered = 0;
+    std::vector<std::unique_ptr<Proc::Settings>> const all = Proc::MakeAllSettings();
+    std::map<std::string, int> inputs;
     for (Host::RegisteredEffect const& row : Host::MakeRegistry()->List()) {
-        auto const kind = Proc::FindRowKind(row.classId);
-        if (kind && *kind != Proc::RowKind::Service) {
-            EXPECT_EQ(row.inputs, *kind == Proc::RowKind::Transition ? 2 : 1);
-            EXPECT_EQ(described.count(std::string(Proc::MakeSettings(row.classId)->GetSummary())), 1U) << row.classId;
+        inputs[row.classId] = row.inputs;
+    }
+    int registered = 0;
+    for (std::size_t i = 0; i < Proc::CountOwnSettings(); ++i) {
+        std::string const& name = all[i]->GetClassId();
+        auto const kind = Proc::FindRowKind(name);
+        if (kind != Proc::RowKind::Service) {
+            EXPECT_EQ(inputs[name], kind == Proc::RowKind::Transition ? 2 : 1) << name;
+            EXPECT_EQ(described.count(std::string(all[i]->GetSummary())), 1U) << name;
             ++registered;
         }
     }

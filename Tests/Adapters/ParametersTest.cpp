@@ -3,6 +3,7 @@
 #include "Adapters/Frei0r/DoorName.h"
 #include "Adapters/Frei0r/HostClock.h"
 #include "Adapters/Frei0r/Parameters.h"
+#include "Proc/Settings/SettingsCatalog.h"
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {
@@ -12,6 +13,7 @@ using namespace Frei0r;
 
 std::vector<std::unique_ptr<Proc::Settings>> MakeDrawn() {
     std::vector<std::unique_ptr<Proc::Settings>> drawn = Proc::MakeAllSettings();
+    drawn.resize(Proc::CountOwnSettings());  // other plug-ins have no doors
     std::erase_if(drawn, [](auto const& settings) {
         return Proc::FindRowKind(settings->GetClassId()) == Proc::RowKind::Service;
     });

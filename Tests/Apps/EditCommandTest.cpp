@@ -15,7 +15,7 @@ using EditCommandTest = CommandTest;
 
 TEST_F(EditCommandTest, WhatACommandLineMeansCanBeSavedShownAndRendered) {
     std::string const line =
-        "a.png@-0.6 b.png@-0.6 c.png@-0.6 --size 64x36 --fps 10 --seed 3 --codec mjpeg "
+        "a.png@-0.6 b.png@-0.6 a.png@-0.6 --size 64x36 --fps 10 --seed 3 --codec mjpeg "
         "--transition 2:Wipe@0.3,easeOutCubic:direction=down --transition-duration 0.2 --fit 2:blur "
         "--effect 1:CameraShake --title 'A: b:from=0.2:animation=fade' --overlay small.png:anchor=top-right:width=0.2 "
         "--fade-out 0.2 --background '#102030'";

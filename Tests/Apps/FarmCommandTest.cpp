@@ -67,7 +67,7 @@ TEST_F(FarmCommandTest, WhatCannotBeGetsOneLine) {
              {"farm sumbit", 2, "did you mean submit?"},
              {"farm submit x.json", 2, "--output is required"},
              {submit + "--partition p", 2, "are for Slurm"},
-             {submit + "--part-seconds 0", 2, "0 s is too short"},
+             {"farm submit x.json -o out.mkv --engine local --part-seconds 0", 2, "0 s is too short"},
              {submit + "--codec gif", 2, "gif"},
              {"farm submit x.json -o out.mkv --engine pbs", 2, "slurm or local"},
              {"farm submit x.json -o out.mkv --job-option array=1", 2, "sets sbatch's option array itself"},

@@ -128,6 +128,9 @@ TEST_F(VideoReaderTest, BringsColorsToTheTargetsMatrixAndRange) {
             Make("clip.mkv", {.frames = 2, .color = [&](int) { return encode(from); }, .colorSpec = from});
         EXPECT_EQ(Probe(path).colorSpec, from);
         for (ColorSpec const& to : specs) {
+            if ((from.matrix == ColorMatrix::Bt2020) != (to.matrix == ColorMatrix::Bt2020)) {
+                continue;  // the primaries differ, too
+            }
             Proc::AvFramePtr const picture = VideoReader(path, Target(64, 48, {30, 1}, to)).Read();
             auto const expected = [color = encode(to)](auto...) { return color; };
             EXPECT_TRUE(Shows(*picture, expected, 2));  // two roundings and the scaler's fixed-point arithmetic

@@ -70,7 +70,7 @@ TEST_P(Transfers, BringEveryRgbOrderFromEachOther) {
 TEST_P(Transfers, NeedNoDetourForTheSupportedFormats) {
     std::vector<PixFmt> const formats = Ogl::GetSupportedPxlFmt();
     if (GetParam().convertsOnCpu) {
-        EXPECT_THAT(formats, testing::ElementsAre(PixFmt::Bgrx, PixFmt::Bgra));
+        EXPECT_THAT(formats, testing::ElementsAre(PixFmt::Bgrx, PixFmt::Bgra, PixFmt::RgbF16, PixFmt::RgbaF16));
     } else {
         EXPECT_THAT(formats, testing::UnorderedElementsAreArray(AllFormats()));
     }

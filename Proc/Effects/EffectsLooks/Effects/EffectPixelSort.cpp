@@ -1,7 +1,7 @@
 // Pixels are sorted by brightness along lines: where a line passes what is bright enough, the runs of such pixels
 // begin with the brightest and end with the darkest. Lines are cut into pieces of 24 samples; one pass finds each
-// sample's place, a second one fetches what belongs there. It works on a picture of few samples along the lines, so
-// that a sample is a short streak.
+// sample's place, a second one fetches what belongs there. There are few samples along a line, so that a sample is a
+// short streak of one pixel's colour.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
 
@@ -121,8 +121,7 @@ public:
         auto const count = static_cast<std::uint32_t>(std::lround(24.0 / settings.length));
         std::uint32_t const width = isVertical ? picture.GetWidth() : count;
         std::uint32_t const height = isVertical ? count : picture.GetHeight();
-        Frame const samples = MakeScaled(picture, width, height, storage);
-        Premultiplied const colors(samples, storage);
+        Premultiplied const colors(picture, storage);
         PooledTexture const places({width, height, TexelFormat::Rgba16, false});
         glm::vec2 const along = isVertical ? glm::vec2(0.0F, 1.0F) : glm::vec2(1.0F, 0.0F);
         Pass(storage, "EffectPixelSort_places", {kGlslVersion, kPlaces})
