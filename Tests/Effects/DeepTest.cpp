@@ -77,6 +77,8 @@ struct Deviation {
 };
 constexpr std::array kDeviations{
     Deviation{"EffectChromakey", 7.5 / 255.0, "the key's slope multiplies what was rounded"},
+    Deviation{"EffectFindEdges", 4.5 / 255.0, "the lines' slope multiplies what was rounded"},
+    Deviation{"EffectPixelSort", 1.0, "which of two pixels comes first may hang on the last bit"},
     Deviation{"EffectMask", kFiltered, "software GL filters its small blur"},
     Deviation{"EffectPanAndZoom", kFiltered, "software GL filters the enlarged picture"},
     Deviation{"EffectRetroArtefacts", kFiltered, "software GL filters the shaken picture"},
