@@ -76,9 +76,12 @@ struct Deviation {
     std::string_view reason;
 };
 constexpr std::array kDeviations{
-    Deviation{"EffectChromakey", 7.5 / 255.0, "the key's slope multiplies what was rounded"},
+    Deviation{"EffectCameraShake", kFiltered, "software GL filters the shaken picture"},
+    Deviation{"EffectChromakey", 0.7, "whether a pixel is taken for the key's may hang on the last bit"},
+    Deviation{"EffectColorBrush", 4.5 / 255.0, "the lines' slope multiplies what was rounded"},
     Deviation{"EffectFindEdges", 4.5 / 255.0, "the lines' slope multiplies what was rounded"},
     Deviation{"EffectPixelSort", 1.0, "which of two pixels comes first may hang on the last bit"},
+    Deviation{"EffectHalftone", 0.2, "the dots' rims multiply what was rounded"},
     Deviation{"EffectMask", kFiltered, "software GL filters its small blur"},
     Deviation{"EffectPanAndZoom", kFiltered, "software GL filters the enlarged picture"},
     Deviation{"EffectRetroArtefacts", kFiltered, "software GL filters the shaken picture"},
