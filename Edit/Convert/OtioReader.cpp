@@ -328,6 +328,13 @@ private:
         for (Track const& track : tracks) {
             length = std::max(length, track.GetLength());
         }
+        bool const loses = std::any_of(tracks.begin(), tracks.end(),
+                                       [&](Track const& track) { return track.isSound != isSound && track.HasClip(); });
+        if (loses) {
+            Warn(node, isSound
+                           ? "a nested stack on a sound track gives its sound only; its pictures are left out"
+                           : "a nested stack on a video track gives its pictures only; its sound tracks are left out");
+        }
         std::erase_if(tracks, [&](Track const& track) { return track.isSound != isSound || !track.HasClip(); });
         std::vector<Item> inner;
         if (tracks.size() > 1) {
