@@ -8,6 +8,7 @@
 #include "Ogl/GlState.h"
 #include "Ogl/GlslText.h"
 #include "Ogl/IOglTask.h"
+#include "Proc/Data/DataVideoFF.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/Shared/Premultiplied.h"

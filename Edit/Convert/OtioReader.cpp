@@ -94,7 +94,16 @@ Json const* FindOwn(Json const& own, char const* key) {
     return own.is_object() && own.contains(key) ? &own[key] : nullptr;
 }
 
-struct Track;
+struct Item;
+
+struct Track {
+    Node node;
+    bool isSound = false;
+    std::vector<Item> items;
+
+    double GetLength() const;
+    bool HasClip() const;
+};
 
 /// What lies on a track: a clip, a gap, a transition at the cut between its neighbours, or, without a length of its
 /// own, the place where the upper tracks of a nested stack begin.
@@ -109,22 +118,17 @@ struct Item {
     std::vector<Track> upper = {};
 };
 
-struct Track {
-    Node node;
-    bool isSound = false;
-    std::vector<Item> items;
+double Track::GetLength() const {
+    double length = 0.0;
+    for (Item const& item : items) {
+        length += item.length;
+    }
+    return length;
+}
 
-    double GetLength() const {
-        double length = 0.0;
-        for (Item const& item : items) {
-            length += item.length;
-        }
-        return length;
-    }
-    bool HasClip() const {
-        return std::any_of(items.begin(), items.end(), [](Item const& item) { return item.kind == Item::Kind::Clip; });
-    }
-};
+bool Track::HasClip() const {
+    return std::any_of(items.begin(), items.end(), [](Item const& item) { return item.kind == Item::Kind::Clip; });
+}
 
 /// What a clip shows, and how.
 struct Piece {
