@@ -246,8 +246,9 @@ private:
     }
 
     void Shift() {
-        packet->pts += shift;
-        packet->dts += shift;
+        for (std::int64_t* const time : {&packet->pts, &packet->dts}) {
+            *time += *time != AV_NOPTS_VALUE ? shift : 0;
+        }
     }
 
     Demuxer demuxer;

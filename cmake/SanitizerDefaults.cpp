@@ -1,5 +1,5 @@
-// For programs that are built with a sanitizer. Leaks of graphics drivers, and what fontconfig keeps of its settings,
-// cannot be fixed here and are ignored. Drivers are normally unloaded before the leak check, and then neither their
+// For programs that are built with a sanitizer. Leaks of graphics drivers and of x265, and what fontconfig keeps of its
+// settings, cannot be fixed here and are ignored. Drivers are normally unloaded before the leak check, and then neither their
 // leaks nor their threads' stacks can be recognised; so nothing is unloaded.
 #include <unistd.h>
 
@@ -34,6 +34,7 @@ char const* __lsan_default_suppressions() {
            "leak:libEGL_mesa.so\n"
            "leak:libgallium\n"
            "leak:libfontconfig\n"
+           "leak:libx265\n"
            "leak:libnvidia\n"
            "leak:libEGL_nvidia.so\n";
 }
