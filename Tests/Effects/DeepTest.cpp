@@ -91,6 +91,9 @@ constexpr std::array kDeviations{
     Deviation{"TransitionCube", kFiltered, "software GL filters the faces"},
     Deviation{"TransitionFlash", kFiltered, "brightness multiplies what was rounded"},
     Deviation{"TransitionKenBurns", kFiltered, "software GL filters the enlarged pictures"},
+    Deviation{"TransitionOrigamiPleats", kFiltered, "a GPU rounds its picture of twice the size once more"},
+    Deviation{"TransitionOrigamiValley", kFiltered, "a GPU rounds its picture of twice the size once more"},
+    Deviation{"TransitionShatter", kFiltered, "a GPU rounds its picture of twice the size once more"},
     Deviation{"TransitionSlide", kFiltered, "software GL filters the moving pictures"},
 };
 
