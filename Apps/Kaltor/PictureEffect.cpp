@@ -90,9 +90,10 @@ void CheckPicturePath(std::string const& path, bool isPng) {
     if (path.empty() || (isPng && ending != ".png")) {
         throw UsageError(fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png", path));
     }
-    if (ending != ".png" && ending != ".tif" && ending != ".tiff" && ending != ".exr") {
-        throw UsageError(
-            fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png, .tif or .exr", path));
+    constexpr std::array<std::string_view, 5> kEndings{".png", ".tif", ".tiff", ".exr", ".avif"};
+    if (std::find(kEndings.begin(), kEndings.end(), ending) == kEndings.end()) {
+        throw UsageError(fmt::format(
+            "the output \"{}\" would be a PNG file: give it a name that ends in .png, .tif, .exr or .avif", path));
     }
     if (path == kStandardStream && isatty(STDOUT_FILENO) != 0) {
         throw UsageError("a PNG file does not go to a terminal: redirect standard output or give -o a file's name");
@@ -113,7 +114,7 @@ void PictureOptions::AddTo(Verb& verb) {
     verb.AddText("NAME", name, "what to run; \"kaltor list\" shows what there is").Require();
     verb.AddTexts("INPUT", inputs, "pictures in any common format; - reads standard input").Require();
     verb.AddText("-o,--output", output,
-                 "the PNG file to write; - writes to standard output; apply makes .tif and .exr, too")
+                 "the PNG file to write; - writes to standard output; .tif, .exr and .avif work, too")
         .Require()
         .ShowValueAs("OUT.png");
     verb.AddTexts("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
