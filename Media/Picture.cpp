@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/Alpha.h"
 #include "Media/AvifEncoder.h"
 #include "Media/Conformer.h"
 #include "Media/EncoderForm.h"
@@ -51,22 +52,6 @@ Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, 
 bool IsDeep(AVFrame const& picture) {
     AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
     return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_PAL) == 0 && description->comp[0].depth > 8;
-}
-
-/// Multiplies the colours of a GBRAPF32 picture by alpha.
-void MultiplyByAlpha(AVFrame& picture) {
-    for (int y = 0; y < picture.height; ++y) {
-        auto const row = [&](int plane) {
-            return reinterpret_cast<float*>(picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
-        };
-        float const* const alpha = row(3);
-        for (int plane = 0; plane < 3; ++plane) {
-            float* const color = row(plane);
-            for (int x = 0; x < picture.width; ++x) {
-                color[x] *= alpha[x];
-            }
-        }
-    }
 }
 
 boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint32_t maximumSide, bool keepsDepth) {

@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/Alpha.h"
 #include "Media/AvifEncoder.h"
 #include "Media/EncoderChoice.h"
 #include "Media/EncoderForm.h"
@@ -170,6 +171,10 @@ CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, bool isPictu
     if (hasAlpha && (encoder.id == AV_CODEC_ID_VP8 || encoder.id == AV_CODEC_ID_VP9)) {
         settings.encoderOptions.try_emplace("auto-alt-ref", "0");  // libvpx has no other way for alpha
     }
+    if (encoder.id == AV_CODEC_ID_EXR) {
+        settings.encoderOptions.try_emplace("format", "half");
+        settings.encoderOptions.try_emplace("compression", "zip16");
+    }
     if (std::string const levels = MakeX265Levels(form.levels);
         std::string_view(encoder.name) == "libx265" && !levels.empty()) {
         std::string& own = settings.encoderOptions["x265-params"];
@@ -242,6 +247,12 @@ void PictureEncoder::Write(AVFrame const& picture) {
     ++number;
     if (hardware) {
         frame = hardware->Upload(*frame);
+    }
+    if (encoder.id == AV_CODEC_ID_EXR && frame->format == AV_PIX_FMT_GBRAPF32) {
+        if (av_frame_make_writable(frame.get()) < 0) {
+            throw std::bad_alloc();
+        }
+        MultiplyByAlpha(*frame);  // as is its custom
     }
     if (pictureSink) {
         WriteAvif(*frame);

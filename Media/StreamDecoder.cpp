@@ -8,7 +8,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
-#include "Media/AlphaTags.h"
+#include "Media/Alpha.h"
 #include "Media/EncoderForm.h"
 
 extern "C" {

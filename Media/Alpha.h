@@ -5,8 +5,17 @@
 #include <span>
 #include <vector>
 
+struct AVFrame;
+
 // What files say of their alpha and FFmpeg does not pass on.
 namespace Kaltor::Media {
+
+/// Multiplies the colours of a GBRAPF32 picture by alpha, which must be writable.
+void MultiplyByAlpha(AVFrame& picture);
+
+/// Whether an HEVC stream announces a layer of alpha (SEI alpha channel information). `header`: its decoder
+/// configuration, as MP4 and Matroska have it, or its first NAL units with start codes.
+bool HasHevcAlpha(std::span<std::uint8_t const> header);
 
 /// Whether the colours of a TIFF file are multiplied by alpha: its first picture has ExtraSamples 1. False for content
 /// that is not TIFF.

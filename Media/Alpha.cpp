@@ -1,9 +1,13 @@
-#include "Media/AlphaTags.h"
+#include "Media/Alpha.h"
 
 #include <algorithm>
 #include <functional>
 #include <set>
 #include <string_view>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 namespace Kaltor::Media {
 namespace {
@@ -29,6 +33,12 @@ public:
         position += size;
         return value;
     }
+    /// The bytes that it passes.
+    std::span<std::uint8_t const> Skip(std::size_t size) {
+        std::size_t const from = std::min(position, content.size());
+        position += size;
+        return content.subspan(from, std::min(size, content.size() - from));
+    }
     bool IsAtEnd() const { return position >= content.size(); }
 
 private:
@@ -38,6 +48,13 @@ private:
 };
 
 using Bytes = std::span<std::uint8_t const>;
+
+/// Of NAL units of HEVC: a prefix SEI whose first message is alpha channel information (ITU-T H.265, D.2.38).
+bool IsAlphaMessage(Bytes unit) {
+    constexpr unsigned kPrefixSei = 39;
+    constexpr unsigned kAlphaInformation = 165;
+    return unit.size() > 2 && ((unit[0] >> 1U) & 0x3FU) == kPrefixSei && unit[2] == kAlphaInformation;
+}
 
 /// Walks the boxes of ISO/IEC 14496-12 in a stretch of bytes; `each` gets a box's type and content.
 void ForEachBox(Bytes bytes, std::function<void(std::string_view type, Bytes content)> const& each) {
@@ -146,6 +163,44 @@ private:
 };
 
 }  // namespace
+
+void MultiplyByAlpha(AVFrame& picture) {
+    for (int y = 0; y < picture.height; ++y) {
+        auto const row = [&](int plane) {
+            return reinterpret_cast<float*>(picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
+        };
+        float const* const alpha = row(3);
+        for (int plane = 0; plane < 3; ++plane) {
+            float* const color = row(plane);
+            for (int x = 0; x < picture.width; ++x) {
+                color[x] *= alpha[x];
+            }
+        }
+    }
+}
+
+bool HasHevcAlpha(std::span<std::uint8_t const> header) {
+    constexpr std::size_t kArrays = 22;  // where the configuration counts its lists of NAL units
+    if (header.size() > kArrays && header[0] == 1) {
+        ByteReader reader(header.subspan(kArrays));
+        for (std::uint32_t lists = reader.Next(1); lists > 0 && !reader.IsAtEnd(); --lists) {
+            reader.Next(1);
+            for (std::uint32_t units = reader.Next(2); units > 0 && !reader.IsAtEnd(); --units) {
+                std::uint32_t const size = reader.Next(2);
+                if (IsAlphaMessage(reader.Skip(size))) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+    for (std::size_t i = 0; i + 3 < header.size(); ++i) {
+        if (header[i] == 0 && header[i + 1] == 0 && header[i + 2] == 1 && IsAlphaMessage(header.subspan(i + 3))) {
+            return true;
+        }
+    }
+    return false;
+}
 
 bool IsTiffPremultiplied(std::span<std::uint8_t const> content) {
     constexpr std::uint32_t kExtraSamples = 338;
