@@ -157,6 +157,9 @@ AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string con
             Refuse(fmt::format("no video encoder {} is installed; for {} there are {}", wanted, Ending(path),
                                ListForMessage(container)));
         }
+        if (std::string_view(container.name) == "image2" && IsAvifName(path) && encoder->id != AV_CODEC_ID_AV1) {
+            Refuse(fmt::format("{}: the codec {} cannot be in a .avif file; libaom-av1 and libsvtav1 can", path, wanted));
+        }
         int const isCarried = avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL);
         if (isCarried == 0) {
             Refuse(fmt::format("{}: the codec {} cannot be in a {} file; these can: {}", path, wanted, Ending(path),
