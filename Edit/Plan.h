@@ -47,6 +47,7 @@ struct PlannedFeed {
     Media::MediaInfo info;
     std::optional<Media::Sequence> sequence;
     std::string raw;                          ///< see `Source`
+    Media::InputRules::Alpha alpha = Media::InputRules::Alpha::Auto;
     std::shared_ptr<Media::PipeReader> pipe;  ///< what it is read through, where it is a pipe: once only
     /// It plays until the pipe ends; `played` is out of reach.
     bool isOpenEnded = false;
