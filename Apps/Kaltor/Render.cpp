@@ -12,6 +12,7 @@
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Interrupt.h"
+#include "Apps/Kaltor/IsolationOptions.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PlanReport.h"
 #include "Apps/Kaltor/RenderOptions.h"
@@ -42,6 +43,7 @@ struct RenderCommandOptions : DocumentOptions {
     std::optional<int> progressDescriptor;
     bool isStrict = false;
     bool isResumed = false;
+    IsolationOptions isolation;
 };
 
 void Refuse(std::string const& path) {
@@ -110,6 +112,7 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
     job.isVerbose = options.isVerbose;
     job.isStrict = options.isStrict;
     job.isResumed = options.isResumed;
+    job.isolation = options.isolation.Get();
     if (IsDocumentName(options.clips.front())) {
         job.documentName = options.clips.front();
     }
@@ -250,7 +253,8 @@ int RunRender(RenderCommandOptions const& options) {
         CheckOutput(options);
     }
     SetVerbose(options.isVerbose);
-    Catalog const catalog = LoadCatalog();
+    // A process that draws has a limit for every frame.
+    Catalog const catalog = LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On);
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
@@ -436,6 +440,7 @@ void AddRender(CommandLine& commandLine) {
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");
     verb.AddText("--frame", options->frame, "make one picture of the video, as PNG").ShowValueAs("TIME").Exclude(range);
     AddTrustOptions(verb, *options);
+    options->isolation.AddTo(verb);
     verb.AddFlag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb.AddFlag("-q,--quiet", options->isQuiet, "show no progress");
     verb.AddFlag("--verbose", options->isVerbose, "show what encoders and other libraries print");
