@@ -1,6 +1,6 @@
 // The server's side. All addresses are relative to the page's own.
 
-export class ServerError extends Error {
+class ServerError extends Error {
     constructor(status, message, place) {
         super(message);
         this.status = status;

@@ -8,7 +8,7 @@ import { shortTime } from "./model.js";
 import { strings } from "./strings.js";
 
 /** A dialog with a title. It is closed by Escape, and gives the focus back to where it was. */
-export function openDialog(title, content, { buttons = [], className = "", onClose = null } = {}) {
+function openDialog(title, content, { buttons = [], className = "", onClose = null } = {}) {
     const heading = h("h2", { id: `dialog-${Math.random().toString(36).slice(2, 8)}` }, title);
     const dialog = h(
         "dialog",

@@ -1,12 +1,12 @@
 // What is selected, with every field as the control that suits it.
 import { isCurve } from "./curves.js";
 import { h } from "./dom.js";
-import { easingPath, makeControl } from "./fields.js";
+import { makeControl } from "./fields.js";
 import { declaredField, kForms, pointsOfFields, schemaField } from "./forms.js";
 import { icon } from "./icons.js";
-import { keyAt, keysOf, makeGraph, valueAt, withKey, withoutKey } from "./keyframes.js";
-import { kEffectKeys, kJointKeys, nameOf, parseTime, pathOf, spanOf, tidy } from "./model.js";
-import { getAt, moveIn, pointer, samePath, setAt } from "./state.js";
+import { keyAt, makeGraph, valueAt, withKey, withoutKey } from "./keyframes.js";
+import { nameOf, spanOf, tidy } from "./model.js";
+import { getAt, moveIn, pathOf, pointer, samePath, setAt } from "./state.js";
 import { strings } from "./strings.js";
 
 export function makeInspector(root, app) {
@@ -64,8 +64,7 @@ export function makeInspector(root, app) {
             { type: "button", class: "plain reset", title: strings.fields.reset, "aria-label": strings.fields.resetFor(spec.label), dataset: { focus: `reset:${name}` }, onclick: () => write(undefined, false) },
             icon("reset", 15),
         );
-        if (!spec.isNeeded) tools.append(reset);
-        element.append(label, control.element, tools, problem);
+        element.append(label, control.element, tools, ...(spec.isNeeded ? [] : [reset]), problem);
         if (isCurve(raw())) {
             graph = makeGraph(
                 spec,
@@ -384,7 +383,7 @@ export function makeInspector(root, app) {
         };
         const counts = [documentNow().clips.length, (documentNow().overlays ?? []).length];
         const isJoint = selection?.[2] === "joint";
-        return JSON.stringify([selection, outline(own), counts, isJoint ? outline(documentNow().joint) : documentNow().joint?.transition, app.factsOf(own?.file), app.catalogue.entries.length]);
+        return JSON.stringify([selection, outline(own), counts, isJoint ? outline(documentNow().joint) : documentNow().joint?.transition, selection ? "" : app.projectLine(), app.factsOf(own?.file), app.catalogue.entries.length]);
     }
 
     function build() {

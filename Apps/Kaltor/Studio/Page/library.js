@@ -7,7 +7,7 @@ import { strings } from "./strings.js";
 
 const kTabs = ["media", "effects", "transitions", "looks", "shaders", "titles"];
 
-export const kTitlePresets = [
+const kTitlePresets = [
     { id: "title", title: { text: "", style: "title", animation: "fade" } },
     { id: "subtitle", title: { text: "", style: "subtitle", animation: "fade" } },
     { id: "lowerThird", title: { text: "", style: "lower-third", animation: "rise" } },
@@ -138,7 +138,7 @@ export function makeLibrary(root, app) {
         }
         const file = entry.path ?? path;
         const hasPicture = entry.kind === "video" || entry.kind === "picture";
-        const facts = app.factsOf(file);
+        const facts = hasPicture || entry.kind === "sound" ? app.factsOf(file) : null;
         const preview = h("span", { class: "file-icon" }, hasPicture ? h("img", { loading: "lazy", alt: "", src: thumbnailUrl(file, Math.min(1, (facts?.seconds ?? 2) / 2), 72) }) : icon({ sound: "sound", subtitles: "subtitles", shader: "shaders", edit: "edit" }[entry.kind] ?? "file", 22));
         const used = JSON.stringify(state.document).includes(JSON.stringify(file));
         return h(

@@ -5,9 +5,9 @@ import { ask, askText, chooseFile, showCopy, showExport, showShortcuts } from ".
 import { icon } from "./icons.js";
 import { makeInspector } from "./inspector.js";
 import { makeLibrary } from "./library.js";
-import { Catalogue, clipAt, fileName, parseTime, pathOf, placeForClip, shortTime, splitClip, tidy } from "./model.js";
+import { Catalogue, clipAt, fileName, placeForClip, shortTime, splitClip, tidy } from "./model.js";
 import { makeShaderEditor } from "./shader.js";
-import { getAt, insertAt, moveIn, pointer, samePath, setAt, State } from "./state.js";
+import { getAt, insertAt, moveIn, pathOf, samePath, setAt, State } from "./state.js";
 import { strings } from "./strings.js";
 import { makeTimeline } from "./timeline.js";
 import { makeViewer } from "./viewer.js";
@@ -629,6 +629,5 @@ async function recover({ document: kept, time }) {
 
 start();
 
-// For tests in a browser: the state as it is.
+// For the console of the browser.
 window.studio = app;
-export { app, parseTime, pointer };

@@ -1,6 +1,6 @@
 // What can be done with a document, without the page: times, names, and the changes that people think of as one step.
 import { isCurve, pointsOf } from "./curves.js";
-import { getAt, insertAt, setAt } from "./state.js";
+import { getAt, setAt } from "./state.js";
 
 /** Seconds of a time as documents write it, in a span of so many seconds; NaN where it is none. */
 export function parseTime(value, span, rate = 25) {
@@ -246,15 +246,7 @@ export function trimSpan(document, path, span, edge, seconds, total) {
 /** Where a new clip goes: behind the selected one, otherwise at the end. */
 export const placeForClip = (document, selection) => (selection?.[0] === "clips" ? selection[1] + 1 : document.clips.length);
 
-export function addItem(document, list, item, index = (document[list] ?? []).length) {
-    return insertAt(document, [list], index, item);
-}
-
 /** The clip that is seen at a time; the incoming one during a joint. */
 export function clipAt(plan, time) {
     return plan?.clips.filter((clip) => clip.start <= time + 1e-6 && time < clip.end - 1e-6).at(-1) ?? plan?.clips.at(-1) ?? null;
 }
-
-/** What an effect or a joint of an edit, with undefined keys left out, says besides its fields. */
-export const kEffectKeys = new Set(["effect", "easing", "progress", "from", "to", "muted", "on"]);
-export const kJointKeys = new Set(["transition", "easing", "progress", "duration", "background"]);

@@ -7,7 +7,7 @@ import { icon } from "./icons.js";
 import { setAt } from "./state.js";
 import { strings } from "./strings.js";
 
-export const kNewShader = {
+const kNewShader = {
     effect: `// Tints the picture, more towards the right.
 
 uniform float strength; // = 0.8; // 0 to 1: how much of it is mixed in

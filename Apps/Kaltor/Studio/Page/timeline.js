@@ -76,9 +76,14 @@ export function makeTimeline(root, app) {
     function fit() {
         const plan = state.get("plan");
         if (!plan) return;
-        scale = clamp((viewWidth() - kLeft - 40) / Math.max(plan.seconds, 0.5), 2, 800);
-        isFitted = true;
-        build();
+        for (let turn = 0; turn < 2; ++turn) {
+            // The labels of the first turn take room.
+            const width = viewWidth();
+            scale = clamp((width - kLeft - 40) / Math.max(plan.seconds, 0.5), 2, 800);
+            isFitted = true;
+            build();
+            if (viewWidth() === width) break;
+        }
     }
 
     // Times that edges snap to.
@@ -373,11 +378,11 @@ export function makeTimeline(root, app) {
 
     const isSelected = (path) => samePath(state.get("selection")?.slice(0, path[0] === "clips" && path[2] !== "joint" && state.get("selection")?.[2] !== "joint" ? 2 : undefined) ?? null, path) || (path[0] !== "clips" && samePath(state.get("selection")?.slice(0, 2) ?? null, path));
 
-    function effectBadges(own) {
+    function effectBadges(own, covered) {
         const list = own.effects ?? [];
         if (!list.length) return null;
         const names = list.map((effect) => app.catalogue.find("effect", effect.effect)?.title ?? effect.effect);
-        return h("span", { class: "fx", title: names.join(", ") }, icon("effects", 12), names[0], list.length > 1 ? ` +${list.length - 1}` : null);
+        return h("span", { class: "fx", title: names.join(", "), style: covered ? { marginInlineStart: `${covered}px` } : null }, icon("effects", 12), names[0], list.length > 1 ? ` +${list.length - 1}` : null);
     }
 
     /** The keys of everything that changes on an item, as marks at their times. */
@@ -397,7 +402,7 @@ export function makeTimeline(root, app) {
         return [...marks].filter((time) => time >= 0 && time <= length + 1).map((time) => h("span", { class: "key-mark", style: { left: `${(time / 1000) * scale}px` } }));
     }
 
-    function makeItem(path, span, left, width, { kind, iconName, name, canvas = true }) {
+    function makeItem(path, span, left, width, { kind, iconName, name, canvas = true, covered = 0 }) {
         const own = getAt(state.document, path);
         const selected = isSelected(path);
         const problem = state.get("problem")?.place;
@@ -429,8 +434,8 @@ export function makeTimeline(root, app) {
             },
             canvas ? h("canvas", { "aria-hidden": "true" }) : null,
             own.color && !own.title ? h("span", { class: "colour-fill", style: { background: own.color } }) : null,
-            h("span", { class: "item-label" }, icon(facts?.missing ? "warning" : iconName, 13), h("span", {}, name)),
-            effectBadges(own),
+            h("span", { class: "item-label", style: covered ? { marginInlineStart: `${Math.min(covered, width / 2)}px` } : null }, icon(facts?.missing ? "warning" : iconName, 13), h("span", {}, name)),
+            effectBadges(own, covered),
             selected ? keyMarks(path, own, span) : null,
         );
         if (path[0] !== "subtitles") {
@@ -528,6 +533,7 @@ export function makeTimeline(root, app) {
                 iconName: own.title ? "titles" : own.color ? "color" : facts?.picture ? "picture" : "film",
                 name: nameOf(own, strings.names),
                 canvas: own.file !== undefined,
+                covered: half(joints.get(clip.index - 1)) * scale,
             }));
         }
         for (const clip of plan.clips.slice(0, -1)) {
