@@ -137,11 +137,18 @@ export function showExport(app) {
         const input = h("input", { type: "radio", name: "profile", value: name, checked: name === useFor, onchange: () => {
             useFor = name;
             nameInput.value = nameInput.value.replace(/\.[^.]*$/, `.${kEndings[name] ?? "mp4"}`);
+            showCodecs();
         } });
         return h("label", {}, input, h("span", {}, h("strong", {}, strings.exporting.profiles[name]?.[0] ?? name), h("small", {}, strings.exporting.profiles[name]?.[1] ?? help ?? "")));
     }));
-    const codecs = (session.outputs?.codecs ?? []).map((codec) => (typeof codec === "string" ? codec : codec.name));
-    const list = h("datalist", { id: "codec-names" }, codecs.map((codec) => h("option", { value: codec })));
+    const list = h("datalist", { id: "codec-names" });
+    const showCodecs = () => {
+        const all = session.outputs?.codecs ?? {};
+        const names = all[nameInput.value.split(".").at(-1).toLowerCase()] ?? [...new Set(Object.values(all).flat())];
+        list.replaceChildren(...names.map((codec) => h("option", { value: codec })));
+    };
+    showCodecs();
+    nameInput.addEventListener("change", showCodecs);
 
     const row = (key, extra = {}) => {
         const spec = schemaField(schema, "output", key, extra);

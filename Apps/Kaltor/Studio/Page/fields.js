@@ -30,6 +30,7 @@ function numberEntry(spec, change) {
         "aria-label": spec.label,
         "aria-valuemin": spec.min,
         "aria-valuemax": spec.max,
+        placeholder: spec.isOptional ? strings.fields.auto : null,
         title: spec.help,
         onfocus: () => input.select(),
         onchange: () => take(false),
@@ -95,7 +96,14 @@ function number(spec, change) {
         slider.setAttribute("aria-valuetext", `${tidy(Number(shown), 3)}${spec.unit ? ` ${spec.unit}` : ""}`);
         entry.show(value ?? spec.otherwise);
     }
-    return { element: h("div", { class: "control" }, slider, entry.element, unit), show };
+    const element = h("div", { class: "control" }, slider, entry.element, unit);
+    return {
+        element,
+        show(value) {
+            show(value);
+            element.classList.toggle("unset", value === undefined && (spec.otherwise === undefined || spec.otherwise === null));
+        },
+    };
 }
 
 function angle(spec, change) {
@@ -368,18 +376,6 @@ function list(spec, change) {
         });
     }
     return { element: h("div", { class: "control bars" }, bars), show, isWide: spec.length > 3 };
-}
-
-/** The way of an easing as a path in a box of these sizes; what overshoots is drawn, too. */
-export function easingPath(name, width, height, pad = 0) {
-    const ease = easingOf(name);
-    let path = "";
-    for (let i = 0; i <= 40; ++i) {
-        const x = i / 40;
-        const y = name === "hold" ? (i === 40 ? 1 : 0) : ease(x);
-        path += `${i ? "L" : "M"}${(pad + x * (width - 2 * pad)).toFixed(2)} ${(height - pad - y * (height - 2 * pad)).toFixed(2)}`;
-    }
-    return path;
 }
 
 export function easing(spec, change) {

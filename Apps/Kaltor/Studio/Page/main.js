@@ -338,13 +338,27 @@ async function save(as = false) {
         if (!path.endsWith(".json")) path += ".json";
     }
     const document_ = state.document;
+    const isOwn = path === state.get("path");
+    const send = (overwrite) => post("save", { document: document_, path, revision: isOwn ? state.get("revision") : null, overwrite });
     try {
-        const answer = await post("save", { document: document_, path });
-        state.set({ saved: document_, path: answer.path ?? path, saveState: "saved" });
+        let answer;
+        try {
+            answer = await send(false);
+        } catch (error) {
+            if (error.status !== 409) throw error;
+            const choice = await ask(strings.saving.overwriteTitle, error.message, [
+                { label: strings.actions.cancel, value: "" },
+                { label: strings.saving.overwrite, value: "yes", danger: true },
+            ]);
+            if (!choice) return false;
+            answer = await send(true);
+        }
+        state.set({ saved: document_, path: answer.path ?? path, revision: answer.revision ?? null, saveState: "saved" });
         app.announce(strings.saving.saved(answer.path ?? path));
         library.reload();
         return true;
     } catch (error) {
+        if (error.place) app.reveal(error.place);
         app.toast(error.message, "error");
         return false;
     }
@@ -371,7 +385,7 @@ async function openEdit(file) {
     }
     try {
         const found = await getJson("document", { file });
-        state.open(found.document, { path: found.path ?? file });
+        state.open(found.document, { path: found.path ?? file, revision: found.revision ?? null });
     } catch (error) {
         app.toast(error.message, "error");
     }
@@ -591,7 +605,7 @@ async function start() {
     }
     app.catalogue = new Catalogue((Array.isArray(catalogue) ? catalogue : catalogue.entries).filter((entry) => entry.kind !== "service"));
     for (const [id, label] of Object.entries({ library: strings.library.name, viewer: strings.viewer.name, inspector: strings.inspector.name, timeline: strings.timeline.name, shader: strings.shader.name })) $(id).setAttribute("aria-label", label);
-    state.open(app.session.document ?? { version: 1, clips: [] }, { path: app.session.path ?? null });
+    state.open(app.session.document ?? { version: 1, clips: [] }, { path: app.session.path ?? null, revision: app.session.revision ?? null });
     viewer = makeViewer($("viewer"), app);
     timeline = makeTimeline($("timeline"), app);
     inspector = makeInspector($("inspector"), app);
@@ -625,6 +639,7 @@ async function recover({ document: kept, time }) {
         { label: strings.saving.recover, value: "yes", primary: true },
     ]);
     if (choice) state.change(strings.steps.recover, () => kept);
+    else post("autosave", { document: null }).catch(() => {});
 }
 
 start();

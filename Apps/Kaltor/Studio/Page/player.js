@@ -21,8 +21,11 @@ export class Player {
     #context = null;
     #gain = null;
 
-    /** `show` gets a picture and its frame's number, `problem` an error's text or null. */
-    constructor(state, show, problem) {
+    #forgotten;
+
+    /** `show` gets a picture and its frame's number, `problem` an error or null; `forgotten` asks for the plan anew. */
+    constructor(state, show, problem, forgotten) {
+        this.#forgotten = forgotten;
         this.#state = state;
         this.#show = show;
         this.#problem = problem;
@@ -98,7 +101,8 @@ export class Player {
         } catch (error) {
             // A newer picture was asked for, or the plan is no longer the one that is seen.
             const isOld = error.status === 409 || job.order < this.#newest || this.#state.get("plan")?.plan !== job.plan;
-            if (!isOld) this.#problem(error);
+            if (error.status === 404 && !isOld) this.#forgotten();
+            else if (!isOld) this.#problem(error);
         } finally {
             --this.#running;
             if (this.#running === 0 && !this.#wanted) this.#state.set({ isLoading: false });

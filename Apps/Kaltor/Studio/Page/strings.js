@@ -181,6 +181,7 @@ export const strings = {
     },
     fields: {
         automatic: "automatic",
+        auto: "auto",
         custom: "own curve",
         noFile: "none",
         browse: "Choose a file",

@@ -30,6 +30,7 @@ export function makeViewer(root, app) {
             canvas.dataset.width = picture.width;
         },
         (error) => state.set({ pictureProblem: error ? error.message : null }),
+        () => app.replan(),
     );
 
     const button = (name, label, keys, action) =>
