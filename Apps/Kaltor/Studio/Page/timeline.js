@@ -240,7 +240,7 @@ export function makeTimeline(root, app) {
         const brush = ruler.getContext("2d");
         brush.setTransform(ratio, 0, 0, ratio, 0, 0);
         brush.clearRect(0, 0, width, 26);
-        const steps = [1 / rate(), 2 / rate(), 5 / rate(), 10 / rate(), 0.5, 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 1800, 3600].filter((step, i, all) => i < 4 ? all[i] < 0.5 : true);
+        const steps = [1 / rate(), 2 / rate(), 5 / rate(), 10 / rate(), 1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 1800, 3600].filter((frames, i) => i > 3 || frames < 0.7);
         const step = steps.find((s) => s * scale >= 76) ?? 3600;
         const style = colours();
         brush.font = "500 10.5px system-ui, sans-serif";
@@ -603,7 +603,9 @@ export function makeTimeline(root, app) {
 
     function lanes(list, spans, kindOf, title, iconOf) {
         const entries = (state.document[list] ?? []).map((own, index) => ({ own, path: [list, index], span: spans.find((span) => span.place === `/${list}/${index}`) })).filter((entry) => entry.span);
-        return pack(entries).map((row, number) =>
+        // Titles have rows of their own.
+        const groups = [entries.filter(({ own }) => own.title), entries.filter(({ own }) => !own.title)];
+        return groups.flatMap(pack).map((row, number) =>
             track(`${list}-${number}`, list, iconOf(row[0].own), title(row[0].own), row.map(({ own, path, span }) =>
                 makeItem(path, span, toX(span.start), (span.end - span.start) * scale - 1, { kind: kindOf(own), iconName: iconOf(own), name: nameOf(own, strings.names), canvas: own.file !== undefined && list !== "subtitles" }))));
     }
