@@ -27,6 +27,7 @@ using Edit::Json;
 constexpr char kJobFile[] = "job.json";
 constexpr char kEditFile[] = "edit.json";
 constexpr char kRowsFile[] = "rows.json";
+constexpr char kFilesFile[] = "files.json";
 /// A task that has reported nothing for so long does not run any more.
 constexpr std::chrono::seconds kSilence(30);
 
@@ -97,7 +98,7 @@ bool JobFolder::IsJob(std::string const& path) {
     return fs::exists(fs::path(path) / kJobFile, error);
 }
 
-JobFolder JobFolder::Create(std::string const& path, Job const& job, std::string const& edit, std::string const& rows) {
+JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts const& texts) {
     std::error_code error;
     if (!fs::create_directory(path, error) && (error || !fs::is_empty(path, error))) {
         FailFolder(error ? fmt::format("{}: the folder cannot be made ({})", path, error.message())
@@ -109,29 +110,35 @@ JobFolder JobFolder::Create(std::string const& path, Job const& job, std::string
             FailFolder(fmt::format("{}/{}: the folder cannot be made ({})", path, inner, error.message()));
         }
     }
-    WriteText(path + "/" + kEditFile, edit);
-    if (!rows.empty()) {
-        WriteText(path + "/" + kRowsFile, rows);
+    WriteText(path + "/" + kEditFile, texts.edit);
+    for (auto const& [name, text] : {std::pair(kRowsFile, &texts.rows), {kFilesFile, &texts.files}}) {
+        if (!text->empty()) {
+            WriteText(path + "/" + name, *text);
+        }
     }
     // Last: with it the folder is a job.
     WriteText(path + "/" + kJobFile, Format(ToJson(job)) + "\n");
     return JobFolder(path);
 }
 
-std::string JobFolder::ReadEdit() const {
-    std::optional<std::string> text = ReadText(At(kEditFile));
-    if (!text || ChecksumOfText(*text) != job.editChecksum) {
-        FailFolder(fmt::format("{}: has changed since the job was planned; submit the edit again", At(kEditFile)));
+std::string JobFolder::ReadPlanned(char const* name, std::string const& checksum) const {
+    std::optional<std::string> text = ReadText(At(name));
+    if (!text || ChecksumOfText(*text) != checksum) {
+        FailFolder(fmt::format("{}: has changed since the job was planned; submit the edit again", At(name)));
     }
     return std::move(*text);
 }
 
+std::string JobFolder::ReadEdit() const {
+    return ReadPlanned(kEditFile, job.editChecksum);
+}
+
 std::string JobFolder::ReadRows() const {
-    std::optional<std::string> text = ReadText(At(kRowsFile));
-    if (!text || ChecksumOfText(*text) != job.rowsChecksum) {
-        FailFolder(fmt::format("{}: has changed since the job was planned; submit the edit again", At(kRowsFile)));
-    }
-    return std::move(*text);
+    return ReadPlanned(kRowsFile, job.rowsChecksum);
+}
+
+std::string JobFolder::ReadFiles() const {
+    return ReadPlanned(kFilesFile, job.filesChecksum);
 }
 
 std::vector<Task> JobFolder::ListTasks() const {

@@ -28,7 +28,8 @@ FrameStrategy FrameStrategy::For(GlInfo const& info) {
             .isBlueFirst = info.isSoftware,
             .usesPixelBuffers = !info.isSoftware,
             .areFetchesDear = info.isSoftware,
-            .finishesTargets = info.isSoftware};
+            .finishesTargets = info.isSoftware,
+            .filtersOnCpu = info.isSoftware};
 }
 
 std::vector<PixFmt> GetSupportedPxlFmt() {

@@ -32,6 +32,9 @@ struct FrameStrategy {
     /// What was drawn is finished before another texture becomes the target. Software GL draws in batches, and what
     /// shares a batch decides how it rounds; without this the progress of its threads would decide what does.
     bool finishesTargets = false;
+    /// Wide filters of pictures of 8 bits run on the processor's own threads: frames are in main memory there, and
+    /// these threads are faster than those of software GL.
+    bool filtersOnCpu = false;
 
     static FrameStrategy For(GlInfo const& info);
     bool operator==(FrameStrategy const&) const = default;

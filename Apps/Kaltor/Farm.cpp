@@ -223,7 +223,7 @@ std::string ChooseFolder(SubmitOptions const& options) {
 
 JobFolder OpenFolder(SubmitOptions const& options, std::string const& path, Farm::PlannedJob const& planned) {
     if (!JobFolder::IsJob(path)) {
-        return JobFolder::Create(path, planned.job, planned.edit, planned.rows);
+        return JobFolder::Create(path, planned.job, planned.texts);
     }
     if (!options.resumes) {
         throw std::runtime_error(

@@ -1,3 +1,5 @@
+#include "Apps/Kaltor/List.h"
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -47,7 +49,9 @@ ordered_json RangeOf(Field const& field) {
     return field.HasRange() ? ordered_json{field.minimum, field.maximum} : ordered_json(nullptr);
 }
 
-ordered_json ToJson(CatalogEntry const& entry) {
+}  // namespace
+
+ordered_json DescribeEntry(CatalogEntry const& entry) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     ordered_json fields = ordered_json::array();
     for (Field const& field : settings->GetFields()) {
@@ -71,6 +75,8 @@ ordered_json ToJson(CatalogEntry const& entry) {
             {"file", settings->GetOrigin().empty() ? ordered_json(nullptr) : ordered_json(settings->GetOrigin())},
             {"fields", fields}};
 }
+
+namespace {
 
 /// One row for each field: key, type, default, accepted values, help.
 std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
@@ -191,7 +197,7 @@ int List(ListOptions const& options) {
     if (options.isJson) {
         ordered_json all = ordered_json::array();
         for (CatalogEntry const* const entry : found) {
-            all.push_back(ToJson(*entry));
+            all.push_back(DescribeEntry(*entry));
         }
         WriteOut(Edit::ShowJson(all, 2) + "\n");
         return 0;
@@ -243,7 +249,10 @@ void AddDescribe(CommandLine& commandLine) {
     verb.SetAction([options] {
         Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
-        WriteOut(options->isJson ? Edit::ShowJson(ToJson(entry), 2) + "\n" : Describe(catalog, entry, options->name));
+        WriteOut(options->isJson ? Edit::ShowJson(DescribeEntry(entry), 2) +
+                                       "
+                                       "
+                                 : Describe(catalog, entry, options->name));
         return 0;
     });
 }

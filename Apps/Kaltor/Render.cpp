@@ -417,7 +417,8 @@ void AddRender(CommandLine& commandLine) {
     verb.AddTexts("CLIP", options->clips,
                   "videos, still pictures, sequences (frame%04d.png, 'frames/*.png') or - for standard input; "
                   "CLIP@START-END takes a piece (@START- and @-END too), in seconds or [HH:]MM:SS; "
-                  "CLIP@raw:WxH:FORMAT:RATE says what raw frames are; or one document (EDIT.json)");
+                  "CLIP@raw:WxH:FORMAT:RATE says what raw frames are, CLIP@alpha:premultiplied that colours are "
+                  "multiplied by alpha; or one document (EDIT.json)");
     verb.AddText("-o,--output", options->output,
                  "the file to write; its ending chooses the container. frame%04d.png is a sequence of pictures, - is "
                  "standard output")

@@ -29,7 +29,8 @@ std::vector<std::uint8_t> DrawStrip(StripOptions const& options) {
         Picture const picture = job.effect.Run(job.inputs, std::llround(value * kSecond));
         if (!strip) {
             try {
-                strip.emplace(options.steps, options.width, picture->GetFrameInfo());
+                strip.emplace(options.steps, options.width, picture->GetFrameInfo(),
+                              PixFmtDescription::Find(picture->GetPixFmt()).IsFloat());
             } catch (std::invalid_argument const& error) {
                 throw UsageError(error.what());
             }
