@@ -58,6 +58,15 @@ Json ParseOwn(std::string const& text, std::string const& name) {
     return json;
 }
 
+/// Names that other text stood for would not be found again.
+std::string Format(Json const& json) {
+    try {
+        return json.dump(1);
+    } catch (Json::type_error const&) {
+        FailFolder("a job cannot hold names that are not UTF-8");
+    }
+}
+
 std::string GetMachine() {
     std::array<char, 256> name{};
     return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "unknown";
@@ -108,7 +117,7 @@ JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts co
         }
     }
     // Last: with it the folder is a job.
-    WriteText(path + "/" + kJobFile, ToJson(job).dump(1) + "\n");
+    WriteText(path + "/" + kJobFile, Format(ToJson(job)) + "\n");
     return JobFolder(path);
 }
 
@@ -161,7 +170,7 @@ void JobFolder::WriteResult(Task const& task, char const* ending, PartResult con
     Json json = ToJson(result);
     json["plan"] = plan;
     json["machine"] = GetMachine();
-    WriteText(NameOf(task, ending), json.dump(1) + "\n");
+    WriteText(NameOf(task, ending), Format(json) + "\n");
 }
 
 std::optional<PartResult> JobFolder::FindResult(Task const& task) const {
@@ -278,7 +287,7 @@ std::optional<Json> JobFolder::ReadFile(std::string const& name) const {
 }
 
 void JobFolder::WriteFile(std::string const& name, Json const& content) const {
-    WriteText(At(name), content.dump(1) + "\n");
+    WriteText(At(name), Format(content) + "\n");
 }
 
 void JobFolder::RemoveParts() const {

@@ -141,7 +141,7 @@ int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) 
         report.form = Render::DescribeOutput(job, plan);
     }
     report.losses = Render::FindLosses(job, plan, report.form);
-    WriteOut(options.isJson ? ToJson(plan, report).dump(2) + "\n" : ToText(plan, report));
+    WriteOut(options.isJson ? Edit::ShowJson(ToJson(plan, report), 2) + "\n" : ToText(plan, report));
     constexpr int kFailed = 1;
     return options.isStrict && !report.losses.empty() ? kFailed : 0;
 }
@@ -201,7 +201,7 @@ int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Cat
         progress.Finish(result.frames, result.frameRate);
         if (options.isJson) {
             std::string const text =
-                DescribeResult(options.output, result, progress.GetSeconds(), warnings).dump() + "\n";
+                Edit::ShowJson(DescribeResult(options.output, result, progress.GetSeconds(), warnings)) + "\n";
             options.output == "-" ? WriteMessage(text) : WriteOut(text);
         } else if (progress.HasBar()) {
             WriteMessage(fmt::format("{}: {} frames, {}x{}, {:.5g} fps, {}{}\n", MakePrintable(options.output),
@@ -275,7 +275,7 @@ int RunCheck(CheckOptions const& options) {
         if (!options.clips.empty()) {
             throw UsageError("--schema takes no document: it shows the schema of all of them");
         }
-        WriteOut(Edit::MakeSchema().dump(2) + "\n");
+        WriteOut(Edit::ShowJson(Edit::MakeSchema(), 2) + "\n");
         return 0;
     }
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
