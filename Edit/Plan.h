@@ -88,10 +88,13 @@ class PlannedNumber {
 public:
     PlannedNumber() = default;
     PlannedNumber(Animated const& value, AVRational frameRate, double span);
-    double At(double seconds) const { return curve ? curve->NumberAt(seconds) : constant; }
+    double At(double seconds) const { return factor * (curve ? curve->NumberAt(seconds) : constant); }
+    /// Multiplies what it gives.
+    void Scale(double by) { factor *= by; }
 
 private:
     double constant = 0.0;
+    double factor = 1.0;
     std::optional<CurveSampler> curve;
 };
 

@@ -170,7 +170,7 @@ int Bench(BenchOptions const& options) {
     std::string const comparison =
         options.compare.empty() ? "" : CompareReports(old, MakePrintable(options.compare), report);
     if (!options.json.empty()) {
-        WriteFile(options.json, ToJson(report).dump(2) + "\n");
+        WriteFile(options.json, Edit::ShowJson(ToJson(report), 2) + "\n");
     }
     if (options.json == "-") {
         WriteMessage(comparison);

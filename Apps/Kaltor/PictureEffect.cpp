@@ -119,6 +119,7 @@ void PictureOptions::AddTo(Verb& verb) {
         .TakeOneAtATime();
     AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)").ShowValueAs("N");
     verb.AddFlag("--watch", watches, "draw again each time the shader file NAME changes, until Ctrl-C");
+    isolation.AddTo(verb);
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {
@@ -128,7 +129,7 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
         std::vector<Assignment> const parsed = ParseAssignments(text);
         values.insert(values.end(), parsed.begin(), parsed.end());
     }
-    Catalog const catalog = LoadCatalog();
+    Catalog const catalog = LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On);
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, values);
@@ -140,9 +141,8 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
     return {std::move(inputs), std::move(effect)};
 }
 
-void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {
-    std::vector<std::uint8_t> const file = Media::EncodePicture(picture, EndingOf(path));
-    WriteFile(path, {reinterpret_cast<char const*>(file.data()), file.size()});
+std::vector<std::uint8_t> MakeFile(std::string const& path, Proc::DataVideoFF const& picture) {
+    return Media::EncodePicture(picture, EndingOf(path));
 }
 
 }  // namespace Kaltor::Cli
