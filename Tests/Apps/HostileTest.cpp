@@ -20,7 +20,7 @@ TEST_F(HostileTest, ShaderFilesSpeakOfThemselvesWithoutControlCharacters) {
     fs::create_directory(In("shaders"));
     Write("shaders/hostile.glsl",
           "// Clears \x1b[2J the screen \xff.\nuniform float x; // = 1.0; 0..2; rings \x07 \xfe\n"
-          "vec4 effect(vec2 uv) { return x * getColor(uv); }\n");
+          "uniform float x; // = 7.0\nvec4 effect(vec2 uv) { return x * getColor(uv); }\n");
     std::string const path = "KALTOR_SHADER_PATH=shaders";
     for (char const* const line : {"describe hostile", "list hostile", "list hostile --long", "list --json",
                                    "describe hostile --json", "--complete kaltor apply hostile a.png --set ''"}) {
@@ -31,7 +31,11 @@ TEST_F(HostileTest, ShaderFilesSpeakOfThemselvesWithoutControlCharacters) {
             << line;
     }
     EXPECT_THAT(Run("describe hostile", path).out, HasSubstr("\\x07"));
-    EXPECT_EQ(json::parse(Run("describe hostile --json", path).out).at("name"), "hostile");
+    json const described = json::parse(Run("describe hostile --json", path).out);
+    EXPECT_EQ(described.at("name"), "hostile");
+    // Declared twice, it is one field.
+    ASSERT_EQ(described.at("fields").size(), 1U);
+    EXPECT_EQ(described["fields"][0].at("default"), 1.0);
 }
 
 TEST_F(HostileTest, NamesThatAreNoUtf8AreShownAndWritten) {
