@@ -104,11 +104,11 @@ void VisitMembers(Struct& value, Visit const& visit) {
     } else {
         static_assert(std::is_same_v<Plain, Media::MediaInfo>);
         auto& [frame, rotation, frameRate, duration, declaredDuration, isOpenEnded, isStill, subtitles, sound,
-               colorSpec, resolvedColorSpec, transfer, primaries, levels, hasAlpha, isRgb, bits, chromaXLog2,
-               chromaYLog2, container, codec, pixelFormat] = value;
+               colorSpec, resolvedColorSpec, transfer, primaries, levels, hasAlpha, hasLostAlpha, isRgb, bits,
+               chromaXLog2, chromaYLog2, container, codec, pixelFormat] = value;
         visitAll(frame, rotation, frameRate, duration, declaredDuration, isOpenEnded, isStill, subtitles, sound,
-                 colorSpec, resolvedColorSpec, transfer, primaries, levels, hasAlpha, isRgb, bits, chromaXLog2,
-                 chromaYLog2, container, codec, pixelFormat);
+                 colorSpec, resolvedColorSpec, transfer, primaries, levels, hasAlpha, hasLostAlpha, isRgb, bits,
+                 chromaXLog2, chromaYLog2, container, codec, pixelFormat);
     }
 }
 

@@ -249,9 +249,7 @@ void AddDescribe(CommandLine& commandLine) {
     verb.SetAction([options] {
         Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
-        WriteOut(options->isJson ? Edit::ShowJson(DescribeEntry(entry), 2) +
-                                       "
-                                       "
+        WriteOut(options->isJson ? Edit::ShowJson(DescribeEntry(entry), 2) + "\n"
                                  : Describe(catalog, entry, options->name));
         return 0;
     });

@@ -102,7 +102,7 @@ int RunStudio(StudioOptions const& options) {
         page.push_back({name, content});
     }
     studio.page = page;
-    studio.loadCatalog = &LoadCatalog;
+    studio.loadCatalog = [] { return LoadCatalog(); };
     studio.describeEntry = &DescribeEntry;
     Studio::Server server(std::move(studio));
     WriteOut(fmt::format("{}\n", server.GetAddress()));
