@@ -1,10 +1,8 @@
 #include "Apps/Kaltor/List.h"
 
 #include <algorithm>
-#include <iterator>
 #include <memory>
 #include <optional>
-#include <set>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -15,7 +13,6 @@
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Edit/Json.h"
-#include "Proc/Settings/SettingsCatalog.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -54,17 +51,10 @@ ordered_json RangeOf(Field const& field) {
 
 /// Where it comes from.
 char const* OriginOf(CatalogEntry const& entry, Proc::Settings const& settings) {
-    static std::set<std::string> const kOwn = [] {
-        std::vector<std::unique_ptr<Proc::Settings>> const all = Proc::MakeAllSettings();
-        std::set<std::string> names;
-        std::transform(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(Proc::CountOwnSettings()),
-                       std::inserter(names, names.end()), [](auto const& own) { return own->GetClassId(); });
-        return names;
-    }();
     if (!settings.GetOrigin().empty()) {
         return "shader";
     }
-    return kOwn.contains(entry.name) ? "standard" : "plug-in";
+    return Proc::FindRowKind(entry.name) ? "standard" : "plug-in";
 }
 
 }  // namespace
