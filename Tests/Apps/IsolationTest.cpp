@@ -72,7 +72,7 @@ protected:
     /// Raw pictures and sound, so that every frame that is done stands in the file at once.
     std::string const job =
         "render a.png@-3 b.png@-3 -o x.mkv --codec rawvideo --audio-codec pcm_s16le --music song.wav --size 320x180 "
-        "--effect OilPaint --effect Shatter --seed 7 -q -y ";
+        "--effect OilPaint --transition Shatter --seed 7 -q -y ";
     std::uintmax_t const someFrames = 20 * 320 * 180 * 3 / 2;
 
     void SetUp() override { Tests::WriteTone(In("song.wav")); }
