@@ -77,9 +77,7 @@ NoiseFrames::NoiseFrames(FactoryPtr const& factory, Conf::FrameInfo const& frame
 
 EffectRun::EffectRun(FactoryPtr const& factory, Proc::Settings const& settings, bool isTwoInput,
                      NoiseFrames const& noise)
-    : frames(noise),
-      isUploader(settings.GetClassId() == Proc::SettingsFrameUploader::CLASS_ID),
-      uploads(noise.planar) {
+    : frames(noise), isUploader(settings.GetClassId() == Proc::SettingsFrameUploader::CLASS_ID), uploads(noise.planar) {
     if (isUploader && noise.depth == NoiseFrames::Depth::Float) {
         uploads = {MakeFloatNoise(noise.size, 1), MakeFloatNoise(noise.size, 2)};  // of what it takes
     }

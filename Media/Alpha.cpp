@@ -79,7 +79,7 @@ struct PictureItems {
     std::uint32_t primary = 0;
     Bytes primaryPlace;  ///< where that number stands
     std::vector<Reference> auxiliaries;
-    std::vector<Reference> multiplied;     ///< from colours to their alpha
+    std::vector<Reference> multiplied;        ///< from colours to their alpha
     std::set<std::uint32_t> alphaProperties;  ///< counted from 1
     std::set<std::uint32_t> alphaItems;
 

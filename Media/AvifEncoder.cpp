@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -143,8 +144,7 @@ std::vector<std::uint8_t> EncodeAvif(AVFrame const& picture, VideoTarget const& 
         int const depth = description.comp[3].depth;
         AVPixelFormat const grey = depth > 10 ? AV_PIX_FMT_GRAY12 : depth > 8 ? AV_PIX_FMT_GRAY10 : AV_PIX_FMT_GRAY8;
         if (!TakesFormat(encoder, grey)) {
-            Core::Throw(
-                MediaError(fmt::format("{}: alpha in AVIF needs libaom; {} has none", name, encoder.name)));
+            Core::Throw(MediaError(fmt::format("{}: alpha in AVIF needs libaom; {} has none", name, encoder.name)));
         }
         alpha = TakeAlpha(picture, grey);
         CodecContextPtr alphaCodec = MakeStillCodec(encoder, *alpha);

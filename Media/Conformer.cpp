@@ -150,8 +150,8 @@ std::string Conformer::MakeDivision(Source const& source) {
     }
     std::string const readAs = IsRgb(source.format)
                                    ? ""
-                                   : fmt::format(":in_color_matrix={}:in_range={}",
-                                                 MatrixName(source.colorSpec.matrix), RangeName(source.colorSpec.range));
+                                   : fmt::format(":in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
+                                                 RangeName(source.colorSpec.range));
     return fmt::format("scale=flags=bicubic+accurate_rnd+full_chroma_int{},format=gbrap16,unpremultiply=inplace=1,",
                        readAs);
 }
@@ -348,8 +348,8 @@ Proc::AvFramePtr Conformer::FromHalf(AVFrame const& half) {
 Proc::AvFramePtr Conformer::ConvertDeep(AVFrame const& picture, Source const& source, Box const& box,
                                         Conf::FrameInfo const& frame, bool hasOtherColors) {
     bool const isOpaque = !HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
-    bool const keepsForm = !hasOtherColors && !source.isPremultiplied && *source.filter == '\0' && source.width == box.width &&
-                           source.height == box.height &&
+    bool const keepsForm = !hasOtherColors && !source.isPremultiplied && *source.filter == '\0' &&
+                           source.width == box.width && source.height == box.height &&
                            Proc::HalfConverter::Takes(static_cast<AVPixelFormat>(source.format)) &&
                            picture.crop_left + picture.crop_top + picture.crop_right + picture.crop_bottom == 0;
     Proc::AvFramePtr filtered;

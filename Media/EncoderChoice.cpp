@@ -103,8 +103,8 @@ AVOutputFormat const& FindContainer(std::string const& path, std::string const& 
     }
     // FFmpeg knows AVIF as a video only.
     bool const isAvifSequence = IsAvifName(path) && HasNumberPlace(path);
-    AVOutputFormat const* const container = isAvifSequence ? av_guess_format("image2", nullptr, nullptr)
-                                                           : av_guess_format(nullptr, path.c_str(), nullptr);
+    AVOutputFormat const* const container =
+        isAvifSequence ? av_guess_format("image2", nullptr, nullptr) : av_guess_format(nullptr, path.c_str(), nullptr);
     std::string const ending = Ending(path);
     if (container == nullptr) {
         Refuse(ending.empty() ? fmt::format("{}: a video's name needs an ending; {}", path, kGood)
@@ -156,6 +156,10 @@ AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string con
         if (encoder == nullptr || encoder->type != AVMEDIA_TYPE_VIDEO) {
             Refuse(fmt::format("no video encoder {} is installed; for {} there are {}", wanted, Ending(path),
                                ListForMessage(container)));
+        }
+        if (std::string_view(container.name) == "image2" && IsAvifName(path) && encoder->id != AV_CODEC_ID_AV1) {
+            Refuse(
+                fmt::format("{}: the codec {} cannot be in a .avif file; libaom-av1 and libsvtav1 can", path, wanted));
         }
         int const isCarried = avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL);
         if (isCarried == 0) {

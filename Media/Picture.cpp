@@ -74,9 +74,8 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint3
     Orientation const orientation = *ofFrame.filter != '\0' ? ofFrame : Orientation::Of(stream);
     PixFmt const plain = HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24;
     PixFmt const deep = HasAlpha(*frame) ? PixFmt::RgbaF16 : PixFmt::RgbF16;
-    return Proc::DataVideoFF::Wrap(
-        Repack(*frame, orientation, {}, keepsDepth && IsDeep(*frame) ? deep : plain, demuxer.GetName(),
-               AV_PIX_FMT_NONE, decoder.IsPremultiplied()));
+    return Proc::DataVideoFF::Wrap(Repack(*frame, orientation, {}, keepsDepth && IsDeep(*frame) ? deep : plain,
+                                          demuxer.GetName(), AV_PIX_FMT_NONE, decoder.IsPremultiplied()));
 }
 
 /// One picture's packet. `quality`: of lossy codecs, in lambda units.

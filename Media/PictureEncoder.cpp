@@ -143,7 +143,11 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         return form;
     }
     if (candidates.empty()) {
-        Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
+        form.exact = FindNearestFormat(encoder, wanted);
+        if (form.exact == AV_PIX_FMT_NONE) {
+            Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
+        }
+        return form;
     }
     candidates.push_back(AV_PIX_FMT_NONE);
     AVPixelFormat const best = avcodec_find_best_pix_fmt_of_list(candidates.data(), wanted, 0, nullptr);

@@ -75,10 +75,10 @@ struct StreamDecoder::AlphaPicture {
         auto const format = static_cast<AVPixelFormat>(picture.format);
         AVPixelFormat const target = AddAlpha(format);
         if (target == AV_PIX_FMT_NONE || frame->width != picture.width || frame->height != picture.height) {
-            Core::Throw(MediaError(fmt::format("{}: its alpha cannot be read ({}x{} {} beside {}x{} {})", name,
-                                               frame->width, frame->height,
-                                               av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame->format)),
-                                               picture.width, picture.height, av_get_pix_fmt_name(format))));
+            Core::Throw(
+                MediaError(fmt::format("{}: its alpha cannot be read ({}x{} {} beside {}x{} {})", name, frame->width,
+                                       frame->height, av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame->format)),
+                                       picture.width, picture.height, av_get_pix_fmt_name(format))));
         }
         Proc::AvFramePtr whole = Proc::AllocateAvFrame(target, picture.width, picture.height);
         av_frame_copy_props(whole.get(), &picture);

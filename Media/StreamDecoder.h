@@ -24,8 +24,8 @@ public:
     /// Whether the stream carries alpha beside its pictures, as VP8 and VP9 do.
     static bool HasAlphaBeside(AVStream const& stream);
 
-    /// Whether the file says that the colours of the pictures so far are multiplied by alpha: TIFF and AVIF can, OpenEXR
-    /// is always so.
+    /// Whether the file says that the colours of the pictures so far are multiplied by alpha: TIFF and AVIF can,
+    /// OpenEXR is always so.
     bool IsPremultiplied() const { return isPremultiplied; }
 
     AVStream const& GetStream() const { return stream; }

@@ -145,9 +145,11 @@ int Bench(BenchOptions const& options) {
         Media::PartialFile const canBeWritten(options.json, true);  // before minutes are spent
     }
 
-    BenchReport report{
-        Ogl::OglManager::GetInstance().GetInfo(), std::thread::hardware_concurrency(), options.seconds, options.depth,
-        {}};
+    BenchReport report{Ogl::OglManager::GetInstance().GetInfo(),
+                       std::thread::hardware_concurrency(),
+                       options.seconds,
+                       options.depth,
+                       {}};
     ProgressBar bar(true, "measured");
     auto const total = static_cast<std::int64_t>(sizes.size() * (entries.size() + edits.size()));
     for (Size const& size : sizes) {

@@ -108,12 +108,8 @@ ordered_json ToJson(BenchReport const& report) {
                         {kProcessing, TimingToJson(row.processing)},
                         {kEndToEnd, TimingToJson(row.endToEnd)}});
     }
-    return {{"version", KALTOR_VERSION},
-            {"gl", ToJson(report.gl)},
-            {"cores", report.cores},
-            {"seconds", report.seconds},
-            {"depth", report.depth},
-            {"rows", rows}};
+    return {{"version", KALTOR_VERSION}, {"gl", ToJson(report.gl)}, {"cores", report.cores},
+            {"seconds", report.seconds}, {"depth", report.depth},   {"rows", rows}};
 }
 
 std::string ShowReport(BenchReport const& report) {
@@ -123,8 +119,8 @@ std::string ShowReport(BenchReport const& report) {
         "Processing: opaque {}frames on the GPU in and out. End to end: 4:2:0 frames {}from and to main memory, one by "
         "one.\n",
         Bold("kaltor " KALTOR_VERSION), report.gl.renderer, report.gl.isSoftware ? "software" : "hardware",
-        report.gl.version, report.gl.platform, report.cores, report.seconds,
-        report.depth == "8" ? "" : "16-bit float ", report.depth == "8" ? "" : "of 10 bits ");
+        report.gl.version, report.gl.platform, report.cores, report.seconds, report.depth == "8" ? "" : "16-bit float ",
+        report.depth == "8" ? "" : "of 10 bits ");
     std::vector<BenchRow const*> rows;
     for (std::size_t i = 0; i < report.rows.size(); ++i) {
         rows.push_back(&report.rows[i]);

@@ -49,6 +49,14 @@ ordered_json RangeOf(Field const& field) {
     return field.HasRange() ? ordered_json{field.minimum, field.maximum} : ordered_json(nullptr);
 }
 
+/// Where it comes from.
+char const* OriginOf(CatalogEntry const& entry, Proc::Settings const& settings) {
+    if (!settings.GetOrigin().empty()) {
+        return "shader";
+    }
+    return Proc::FindRowKind(entry.name) ? "standard" : "plug-in";
+}
+
 }  // namespace
 
 ordered_json DescribeEntry(CatalogEntry const& entry) {
@@ -72,6 +80,7 @@ ordered_json DescribeEntry(CatalogEntry const& entry) {
             {"usualNames", GetUsualNames(entry.name)},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
+            {"origin", OriginOf(entry, *settings)},
             {"file", settings->GetOrigin().empty() ? ordered_json(nullptr) : ordered_json(settings->GetOrigin())},
             {"fields", fields}};
 }

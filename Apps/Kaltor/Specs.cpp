@@ -200,8 +200,7 @@ ClipSpec ParseClip(std::string_view text) {
     clip.raw = raw.value_or("");
     if (alpha) {
         if (*alpha != "straight" && *alpha != "premultiplied") {
-            throw UsageError(
-                fmt::format("\"@alpha:{}\" in \"{}\": it takes straight or premultiplied", *alpha, text));
+            throw UsageError(fmt::format("\"@alpha:{}\" in \"{}\": it takes straight or premultiplied", *alpha, text));
         }
         using Alpha = Media::InputRules::Alpha;
         clip.alpha = *alpha == "straight" ? Alpha::Straight : Alpha::Premultiplied;

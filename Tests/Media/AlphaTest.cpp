@@ -73,7 +73,8 @@ TEST(AlphaTest, FilesThatSayItAreDivided) {
     ExpectColor(avif, kStored, kLossy);
     ExpectColor(TagPremultiplied(avif), kDivided, 2.0 * kLossy);
 
-    ExpectColor(EncodePicture(*MakeTranslucent(kStored), ".exr"), kStored, 0.003);
+    constexpr double kTwoSteps = 2.0 / 255.0;  // FFmpeg's scaler rounds alpha up on its way through floats
+    ExpectColor(EncodePicture(*MakeTranslucent(kStored), ".exr"), kStored, kTwoSteps);
 }
 
 TEST(AlphaTest, AlphaOfHevcIsFound) {

@@ -48,7 +48,12 @@ export function ask(title, text, choices) {
 /** Resolves to a text that somebody types, null where they do not. */
 export function askText(title, label, value, help = "") {
     return new Promise((resolve) => {
-        const input = h("input", { type: "text", value, spellcheck: "false", "aria-label": label, onkeydown: (event) => event.key === "Enter" && input.value.trim() && dialog.close("ok") });
+        const input = h("input", { type: "text", value, spellcheck: "false", "aria-label": label, onkeydown(event) {
+            if (event.key !== "Enter" || !input.value.trim()) return;
+            // Otherwise the button that gets the focus back would be pressed, too.
+            event.preventDefault();
+            dialog.close("ok");
+        } });
         const dialog = openDialog(title, h("label", { class: "stacked" }, h("span", {}, label), input, help ? h("span", { class: "muted" }, help) : null), {
             className: "small",
             buttons: [button(strings.actions.cancel, () => dialog.close("")), button(strings.actions.ok, () => input.value.trim() && dialog.close("ok"), { primary: true })],

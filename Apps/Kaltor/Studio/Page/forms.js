@@ -124,7 +124,6 @@ const kUnits = [
 /** How a field of an effect or a transition is shown. */
 export function declaredField(field) {
     const help = field.help ?? "";
-    const choices = field.choices ?? field.labels;
     const length = /\[(\d+)\]/.exec(field.type)?.[1];
     const isWhole = /^u?int/.test(field.type);
     const base = field.type.replace(/\[.*/, "");
@@ -137,17 +136,17 @@ export function declaredField(field) {
         : "real";
     return {
         key: field.key,
-        label: field.title ?? titleOf(field.key),
+        label: titleOf(field.key),
         type,
         length: length === undefined ? 0 : Number(length),
         min: field.min ?? undefined,
         max: field.max ?? undefined,
         otherwise: field.default,
-        unit: field.unit || kUnits.find(([words]) => words.test(help))?.[1],
+        unit: kUnits.find(([words]) => words.test(help))?.[1],
         isWhole,
-        choices: Array.isArray(choices) && choices.length ? choices.map((choice) => ({ value: choice.label ?? choice, label: titleOf(choice.label ?? choice) })) : undefined,
+        choices: field.choices?.length ? field.choices.map((value) => ({ value, label: titleOf(value) })) : undefined,
         help,
-        animatable: field.animatable ?? !["choice", "flag", "file"].includes(base),
+        animatable: !["choice", "flag", "file"].includes(base),
     };
 }
 

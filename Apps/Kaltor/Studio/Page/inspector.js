@@ -201,8 +201,8 @@ export function makeInspector(root, app) {
             },
             isOptional === "inherit" ? h("option", { value: "" }, strings.inspector.likeProject) : null,
             h("option", { value: "none" }, none),
-            ["standard", "looks", "shader", "other"].map((origin) => {
-                const group = app.catalogue.entries.filter((e) => e.kind === "transition" && (e.isShader ? "shader" : ["standard", "looks"].includes(e.origin) ? e.origin : "other") === origin);
+            ["standard", "plug-in", "shader"].map((origin) => {
+                const group = app.catalogue.entries.filter((e) => e.kind === "transition" && (e.isShader ? "shader" : (e.origin ?? "standard")) === origin);
                 return group.length
                     ? h("optgroup", { label: strings.origins[origin] }, group.map((e) => h("option", { value: app.catalogue.writtenName(e) }, e.title)))
                     : null;

@@ -172,9 +172,9 @@ export function makeLibrary(root, app) {
     }
 
     const inTab = {
-        effects: (entry) => entry.kind === "effect" && !entry.isShader && entry.origin !== "looks",
+        effects: (entry) => entry.kind === "effect" && !entry.isShader && entry.origin !== "plug-in",
         transitions: (entry) => entry.kind === "transition" && !entry.isShader,
-        looks: (entry) => entry.kind === "effect" && entry.origin === "looks",
+        looks: (entry) => entry.kind === "effect" && !entry.isShader && entry.origin === "plug-in",
         shaders: (entry) => entry.isShader,
     };
 

@@ -79,11 +79,11 @@ async function plan() {
     planning = true;
     const document_ = state.document;
     try {
-        if (!document_.clips.length) state.set({ plan: null, problem: null });
+        if (!document_.clips.length) state.set({ plan: null, planned: document_, problem: null });
         else {
             const found = await post("plan", document_);
             const time = Math.min(state.get("time"), Math.max(0, (found.frames - 1) * (found.rate[1] / found.rate[0])));
-            state.set({ plan: found, problem: null, pictureProblem: null, time });
+            state.set({ plan: found, planned: document_, problem: null, pictureProblem: null, time });
         }
     } catch (error) {
         if (error.status) {

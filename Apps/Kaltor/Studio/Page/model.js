@@ -45,14 +45,22 @@ export function nameOf(item, strings) {
     return strings.nothing;
 }
 
+/** An entry of the catalogue, with its fields as the page has them: {key, type, default, min, max, choices, help}. */
+function withFields(entry) {
+    entry.fields = entry.fields.map(asField);
+    return entry;
+}
+export const asField = ({ name, range, labels, ...rest }) => ({ key: name, min: range?.[0] ?? null, max: range?.[1] ?? null, choices: (labels ?? []).map(({ label }) => label), ...rest });
+
 export class Catalogue {
     #byName = new Map();
 
     constructor(entries) {
         this.entries = entries;
-        for (const entry of entries) {
+        for (const entry of entries.map(withFields)) {
             const short = entry.name.replace(/^(Effect|Transition)/, "");
             entry.title ??= titleOf(entry.name);
+            entry.help = entry.summary ?? "";
             entry.search = [entry.name, entry.title, entry.help, ...(entry.usualNames ?? []), ...entry.fields.map((f) => f.key)].join(" ").toLowerCase();
             entry.isShader = entry.origin === "shader" || Boolean(entry.file);
             for (const name of [...(entry.usualNames ?? []), entry.name.replace(/\.glsl$/, ""), short, entry.name]) {
@@ -72,7 +80,8 @@ export class Catalogue {
         this.entries = [...this.entries.filter((other) => other.name !== entry.name || other.kind !== entry.kind), entry];
         entry.title ??= titleOf(entry.name);
         entry.isShader = true;
-        entry.search = [entry.name, entry.help ?? ""].join(" ").toLowerCase();
+        entry.help ??= "";
+        entry.search = [entry.name, entry.help].join(" ").toLowerCase();
         this.#byName.set(`${entry.kind}:${entry.name.toLowerCase()}`, entry);
     }
 
@@ -116,6 +125,7 @@ export function spanOf(plan, document, path, rate) {
 }
 
 function jointSpan(plan, document, path, rate) {
+    if (plan[path[0]]) return plan[path[0]];
     const length = parseTime(document[path[0]]?.duration ?? 1, plan.seconds, rate);
     return path[0] === "closing" ? { start: plan.seconds - length, end: plan.seconds } : { start: 0, end: length };
 }

@@ -1,9 +1,11 @@
 // The editor for shader files: compiles while one types, with errors at their lines and the uniforms as controls.
 import { getJson, post } from "./api.js";
+import { ask } from "./dialogs.js";
 import { h, later } from "./dom.js";
 import { makeControl } from "./fields.js";
 import { declaredField } from "./forms.js";
 import { icon } from "./icons.js";
+import { asField } from "./model.js";
 import { setAt } from "./state.js";
 import { strings } from "./strings.js";
 
@@ -36,6 +38,7 @@ export function makeShaderEditor(root, app, file) {
     const { state } = app;
     let path = file.path;
     let saved = null;
+    let revision = null;
     let good = null;
     const area = h("textarea", { class: "code", spellcheck: "false", autocomplete: "off", autocapitalize: "off", wrap: "off", "aria-label": strings.shader.source, oninput: typed, onscroll: follow, onkeydown: keys });
     const colours = h("pre", { class: "code-colours", "aria-hidden": "true" });
@@ -106,7 +109,7 @@ export function makeShaderEditor(root, app, file) {
         status.className = `code-status ${list.length ? "bad" : "good"}`;
         status.textContent = list.length ? strings.shader.wrong(list.length) : strings.shader.compiles;
         if (list.length) return;
-        good = { source, kind: found.kind, fields: found.fields ?? [] };
+        good = { source, kind: found.kind, fields: (found.fields ?? []).map(asField) };
         use.replaceChildren(icon("plus", 16), found.kind === "transition" ? strings.shader.useTransition : strings.shader.useEffect);
         showControls();
         // A file that is in use shows what is typed as soon as it compiles.
@@ -172,8 +175,20 @@ export function makeShaderEditor(root, app, file) {
 
     async function write(source) {
         try {
-            const answer = await post("shader/save", { path, source });
+            let answer;
+            try {
+                answer = await post("shader/save", { path, source, revision, overwrite: false });
+            } catch (error) {
+                if (error.status !== 409) throw error;
+                const choice = await ask(strings.saving.overwriteTitle, error.message, [
+                    { label: strings.actions.cancel, value: "" },
+                    { label: strings.saving.overwrite, value: "yes", danger: true },
+                ]);
+                if (!choice) return false;
+                answer = await post("shader/save", { path, source, revision, overwrite: true });
+            }
             path = answer?.path ?? path;
+            revision = answer?.revision ?? null;
             saved = source;
             name.textContent = path;
             if (good) app.shaderSaved({ name: path, kind: good.kind, fields: good.fields, help: "", origin: "shader", usualNames: [], file: path });
@@ -202,7 +217,9 @@ export function makeShaderEditor(root, app, file) {
     (async () => {
         if (file.isKnown) {
             try {
-                area.value = (await getJson("shader", { path })).source;
+                const found = await getJson("shader", { path });
+                area.value = found.source;
+                revision = found.revision ?? null;
                 saved = area.value;
             } catch (error) {
                 app.toast(error.message, "error");

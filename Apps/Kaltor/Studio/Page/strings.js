@@ -89,7 +89,7 @@ export const strings = {
             shader: (name) => `Edit the shader file ${name}`,
         },
     },
-    origins: { standard: "Transitions", looks: "Looks", shader: "Shader files", other: "Others", effect: "Effect", transition: "Transition" },
+    origins: { standard: "Transitions", "plug-in": "Looks", shader: "Shader files", effect: "Effect", transition: "Transition" },
     kinds: {
         clip: "Clip",
         video: "Video",
