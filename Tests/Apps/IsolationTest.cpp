@@ -36,7 +36,7 @@ protected:
 
         /// The processes that it has made, once the output has grown to so many bytes.
         std::vector<pid_t> WaitForOutput(std::uintmax_t bytes) const {
-            for (int i = 0; i < 2400; ++i) {
+            for (int i = 0; i < 4800; ++i) {
                 for (std::string const& name : test.Files()) {
                     std::error_code error;
                     if (name.ends_with(".partial") && fs::file_size(test.In(name), error) >= bytes && !error) {
@@ -120,7 +120,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
     std::vector<std::string> const before = Files();
     for (auto const& [signal, words, message] :
          {std::tuple{SIGSEGV, "--isolate", "crashed, in the graphics driver most often (signal 11"},
-          {SIGSTOP, "--isolate --isolate-limit 0.5", "does not answer"}}) {
+          {SIGSTOP, "--isolate --isolate-limit 5", "does not answer"}}) {
         Running const render(*this, job + words);
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);
         ASSERT_EQ(children.size(), 1U);
