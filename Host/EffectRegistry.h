@@ -32,7 +32,7 @@ struct PluginReport {
 /// The host's effect registry. Fill it first; afterwards it may be read from any thread.
 class EffectRegistry final : public Proc::IEffectRegistry {
 public:
-    EffectRegistry();
+    explicit EffectRegistry(Proc::PictureReader pictureReader = {});
     ~EffectRegistry() override;
     EffectRegistry(EffectRegistry const&) = delete;
     EffectRegistry& operator=(EffectRegistry const&) = delete;
@@ -44,6 +44,7 @@ public:
     void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                 Proc::TwoInputEffectFactoryFn const& factory) override;
     void RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) override;
+    Proc::PictureReader GetPictureReader() const override { return reader; }
 
     /// The plug-ins that were loaded into it, our own first.
     std::vector<PluginReport> const& GetPlugins() const { return plugins; }
@@ -58,6 +59,7 @@ public:
 private:
     struct Entries;
     std::shared_ptr<Entries> entries;
+    Proc::PictureReader reader;
     std::map<std::string, std::shared_ptr<Proc::Settings const>> settings;
     std::vector<PluginReport> plugins;
 };

@@ -61,10 +61,15 @@ template <typename T>
 void AddTransition(Proc::IEffectRegistry& registry) {
     using S = details::SettingsClass<T>;
     Proc::AddSettings(Proc::RowKind::Transition, &details::MakeDefaults<S>);
-    registry.RegisterTwoInputEffect(S::CLASS_ID, Proc::ImplNames::OGL,
-                                    [](boost::intrusive_ptr<Proc::IEffectFactory const> const& factory) {
-                                        return Proc::TransitionWrapper::Create(factory, new T);
-                                    });
+    registry.RegisterTwoInputEffect(
+        S::CLASS_ID, Proc::ImplNames::OGL,
+        [reader = registry.GetPictureReader()](boost::intrusive_ptr<Proc::IEffectFactory const> const& factory) {
+            if constexpr (std::is_constructible_v<T, Proc::PictureReader>) {
+                return Proc::TransitionWrapper::Create(factory, new T(reader));
+            } else {
+                return Proc::TransitionWrapper::Create(factory, new T);
+            }
+        });
 }
 
 }  // namespace Kaltor::Ogl
