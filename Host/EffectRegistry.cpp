@@ -1,6 +1,9 @@
 #include "Host/EffectRegistry.h"
 
 #include <algorithm>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
 #include <stdexcept>
 #include <variant>
 
@@ -23,6 +26,15 @@ struct EffectRegistry::Entries {
         std::variant<OneInputEffectFactoryFn, TwoInputEffectFactoryFn> factory;
     };
     std::vector<Entry> list;
+    mutable std::shared_mutex mutex;  ///< shader files are registered while others draw
+
+    /// A copy: the list may grow meanwhile.
+    template <typename Fn>
+    std::optional<Fn> Get(std::string const& classId, std::string const& implName) const {
+        std::shared_lock const lock(mutex);
+        Fn const* const found = Find<Fn>(classId, implName);
+        return found == nullptr ? std::nullopt : std::optional(*found);
+    }
 
     template <typename Fn>
     Fn const* Find(std::string const& classId, std::string const& implName) const {
@@ -34,6 +46,7 @@ struct EffectRegistry::Entries {
 
     template <typename Fn>
     void Register(std::string const& classId, std::string const& implName, Fn const& factory) {
+        std::unique_lock const lock(mutex);
         if (Fn const* const found = Find<Fn>(classId, implName)) {
             const_cast<Fn&>(*found) = factory;
         } else {
@@ -61,8 +74,8 @@ public:
 private:
     template <typename Fn>
     typename Fn::result_type Create(std::string const& classId, std::string const& implName, char const* kind) const {
-        Fn const* const create = entries->template Find<Fn>(classId, implName);
-        if (create == nullptr) {
+        std::optional<Fn> const create = entries->template Get<Fn>(classId, implName);
+        if (!create) {
             Core::Throw(std::invalid_argument(
                 fmt::format("no {} effect {} is registered for the implementation {}", kind, classId, implName)));
         }
@@ -79,21 +92,31 @@ EffectRegistry::EffectRegistry(Proc::PictureReader pictureReader)
 EffectRegistry::~EffectRegistry() = default;
 
 bool EffectRegistry::HasOneInputEffect(std::string const& classId, std::string const& implName) const {
-    return entries->Find<OneInputEffectFactoryFn>(classId, implName) != nullptr;
+    return entries->Get<OneInputEffectFactoryFn>(classId, implName).has_value();
 }
 
 void EffectRegistry::RegisterOneInputEffect(std::string const& classId, std::string const& implName,
                                             OneInputEffectFactoryFn const& factory) {
+    KnowSettings(classId);
     entries->Register(classId, implName, factory);
 }
 
 bool EffectRegistry::HasTwoInputEffect(std::string const& classId, std::string const& implName) const {
-    return entries->Find<TwoInputEffectFactoryFn>(classId, implName) != nullptr;
+    return entries->Get<TwoInputEffectFactoryFn>(classId, implName).has_value();
 }
 
 void EffectRegistry::RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                             TwoInputEffectFactoryFn const& factory) {
+    KnowSettings(classId);
     entries->Register(classId, implName, factory);
+}
+
+void EffectRegistry::KnowSettings(std::string const& classId) {
+    if (!settings.contains(classId)) {
+        if (std::shared_ptr<Proc::Settings const> own = Proc::MakeSettings(classId)) {
+            settings.emplace(classId, std::move(own));
+        }
+    }
 }
 
 void EffectRegistry::RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) {
@@ -108,9 +131,9 @@ std::vector<RegisteredEffect> EffectRegistry::List() const {
     std::vector<RegisteredEffect> result;
     for (Entries::Entry const& entry : entries->list) {
         bool const isOneInput = std::holds_alternative<OneInputEffectFactoryFn>(entry.factory);
-        auto const brought = settings.find(entry.classId);
+        auto const known = settings.find(entry.classId);
         result.push_back(
-            {entry.classId, entry.implName, isOneInput ? 1 : 2, brought == settings.end() ? nullptr : brought->second});
+            {entry.classId, entry.implName, isOneInput ? 1 : 2, known == settings.end() ? nullptr : known->second});
     }
     return result;
 }
