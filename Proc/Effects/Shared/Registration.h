@@ -11,8 +11,8 @@
 namespace Kaltor::Proc {
 
 // What a plug-in's `Registrator` calls once for each of its effects. `S` is the settings class, whose CLASS_ID begins
-// with "Effect" or "Transition"; the algorithm is made for each use of the effect: with the
-// host's reader of pictures where it takes one, else without arguments.
+// with "Effect" or "Transition"; the algorithm is made for each use of the effect, with the host's reader of pictures where
+// its constructor takes one.
 
 namespace details {
 
