@@ -216,6 +216,7 @@ public:
             return;
         }
         bool const isFile = picture != nullptr;
+        Frame const mapOfFile = isFile ? pictureOfMap.Get(picture, storage) : Frame();
         Pictures const pictures(first, second, storage);
         int const map = isFile ? kFromFile : static_cast<int>(settings.map);
         bool const isNoisy = !isFile && (settings.map == Map::Clouds || settings.map == Map::Ink ||
@@ -243,7 +244,7 @@ public:
             pass.Set("scale", settings.scale);
         }
         if (isFile) {
-            pass.Texture("map", 3, pictureOfMap.Get(picture, storage));
+            pass.Texture("map", 3, mapOfFile);
         }
         if (isNoisy) {
             pass.Texture("noise", 2, storage.Noise());
