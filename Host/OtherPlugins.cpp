@@ -56,6 +56,8 @@ public:
         }
     }
 
+    Proc::PictureReader GetPictureReader() const override { return known.GetPictureReader(); }
+
     /// Adds everything to the registry; gives what is wrong with it, or "".
     std::string AddTo(EffectRegistry& registry, std::size_t& count) {
         std::vector<std::string> undescribed;

@@ -95,8 +95,8 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     reinterpret_cast<Proc::RegistratorFn>(symbol)(registry);
 }
 
-std::unique_ptr<EffectRegistry> MakeRegistry() {
-    auto registry = std::make_unique<EffectRegistry>();
+std::unique_ptr<EffectRegistry> MakeRegistry(Proc::PictureReader const& reader) {
+    auto registry = std::make_unique<EffectRegistry>(reader);
     Proc::RegisterDefaultEffects(*registry);
     fs::path const plugin = FindPlugin();
     for (fs::path const& file : {plugin, FindLooks(plugin)}) {
