@@ -19,8 +19,8 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/Noise.h"
-#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Premultiplied.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
@@ -42,7 +42,7 @@ void main() {
     float fall = smoothstep(0.1, 1.15, 0.5 * dot(out_of_middle, out_of_middle));
     color *= (exposure.x + exposure.y * out_of_middle.y) * (1.0 - vignette * fall);
     float lum = clamp(dot(color, vec3(0.2126, 0.7152, 0.0722)), 0.0, 1.0);
-    color += vec3(FilmGrain(TexCoord0).r * grain * sqrt(lum * (1.0 - lum)));
+    color += vec3(FilmGrain(TexCoord0) * grain * sqrt(lum * (1.0 - lum)));
     gl_FragColor = vec4(color, origin.a);
 }
 )glsl";
@@ -396,8 +396,9 @@ private:
         constexpr double kMostGrain = 0.16;
         constexpr double kMostVignette = 0.8;
         Premultiplied const source(picture, storage);
-        Pass pass(storage, "EffectRetroArtefacts", {kGlslVersion, kNoiseSizeGlsl, kFilmGrain, kExposure});
-        SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame);
+        Pass pass(storage, "EffectRetroArtefacts",
+                  {kGlslVersion, kNoiseSizeGlsl, kGreyFilmGrain, kFilmGrain, kExposure});
+        SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame, true);
         pass.Texture("tex", 0, source.Get(), settings.weave > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest)
             .Set("gate", glm::vec4(factor, factor, offset.x, offset.y))
             .Set("exposure", glm::vec2(exposure, unevenness))
