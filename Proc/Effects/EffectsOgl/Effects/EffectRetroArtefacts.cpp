@@ -47,7 +47,7 @@ void main() {
     color = base * pow(max(color, vec3(0.012)), dyes);
 #endif
     float lum = clamp(dot(color, vec3(0.2126, 0.7152, 0.0722)), 0.0, 1.0);
-    color += vec3(FilmGrain(TexCoord0).r * grain * sqrt(lum * (1.0 - lum)));
+    color += vec3(FilmGrain(TexCoord0) * grain * sqrt(lum * (1.0 - lum)));
     gl_FragColor = vec4(color, origin.a);
 }
 )glsl";
@@ -440,14 +440,15 @@ private:
         Premultiplied const source(picture, storage);
         bool const isFaded = settings.fade > 0.0;
         Pass pass(storage, isFaded ? "EffectRetroArtefacts_faded" : "EffectRetroArtefacts",
-                  {kGlslVersion, kNoiseSizeGlsl, isFaded ? "#define FADED\n" : "", kFilmGrain, kExposure});
+                  {kGlslVersion, kNoiseSizeGlsl, isFaded ? "#define FADED\n" : "", kGreyFilmGrain, kFilmGrain,
+                   kExposure});
         if (isFaded) {
             // Densities of the dyes, of which cyan, that holds back red, is the least stable.
             auto const fade = static_cast<float>(settings.fade);
             pass.Set("dyes", glm::vec3(1.0F) - fade * glm::vec3(0.5F, 0.12F, 0.3F))
                 .Set("base", glm::vec3(1.0F) - fade * glm::vec3(0.02F, 0.07F, 0.2F));
         }
-        SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame);
+        SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame, true);
         pass.Texture("tex", 0, source.Get(), settings.weave > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest)
             .Set("gate", glm::vec4(factor, factor, offset.x, offset.y))
             .Set("exposure", glm::vec2(exposure, unevenness))
