@@ -314,7 +314,7 @@ void Frame::Draw(Mesh const& mesh, ShaderStorage const& storage) const {
         if (!picture->planes || mesh.GetRectangles().empty()) {
             Core::Throw(std::logic_error("only pictures on planes are drawn on planes, through rectangles"));
         }
-        target->Draw(*picture->planes, mesh.GetRectangles(), ReadBlend());
+        target->Draw(*picture->planes, mesh.GetRectangles(), ReadBlend(), mesh.GetCorners() != nullptr);
         return;
     }
     if (picture->isInMemory) {

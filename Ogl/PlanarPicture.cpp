@@ -69,9 +69,9 @@ void ShiftRow(Sample const* from, int count, unsigned share, Sample* out) {
 class Axis {
 public:
     /// The picture's coordinates `from0` and `from1` stand on the target's `to0` and `to1`, in pixels. Both have
-    /// `length` pixels, in samples of `size` pixels. `includesEnd`: which of two rectangles has the pixel whose centre
-    /// is on their border.
-    Axis(double to0, double to1, double from0, double from1, int length, int size, bool includesEnd)
+    /// `length` pixels, in samples of `size` pixels. `isAveraged`: where the picture shrinks, pixels show means.
+    /// `includesEnd`: which of two rectangles has the pixel whose centre is on their border.
+    Axis(double to0, double to1, double from0, double from1, int length, int size, bool isAveraged, bool includesEnd)
         : count((length + size - 1) / size) {
         auto const toPixel = [&](double edge) {
             double const at = edge - 0.5;
@@ -108,7 +108,7 @@ public:
             };
             for (int pixel = a; pixel < b; ++pixel) {
                 double const place = start + (pixel + 0.5) * slope;
-                if (scale > 1.0) {
+                if (scale > 1.0 && isAveraged) {
                     double const low = place - scale / 2.0;
                     double const high = place + scale / 2.0;
                     for (double at = std::floor(low); at < high; ++at) {
@@ -375,7 +375,13 @@ private:
 
 /// Draws one plane of a picture through one rectangle.
 void DrawPlane(Plane<Sample const> const& source, Axis const& columns, Axis const& rows,
-               PlaneOperation const& operation, Plane<Sample> const& target) {
+               PlaneOperation const& operation, Plane<Sample> const& target, PlaneSeams& seams) {
+    seams.Forget([&](int x, int y) {
+        auto const isWithin = [](Axis const& axis, int at) {
+            return at >= axis.begin && at < axis.end && axis.CoveredOf(at) == 1.0;
+        };
+        return isWithin(columns, x) && isWithin(rows, y);
+    });
     RowMaker maker(source, columns, rows);
     int const count = columns.end - columns.begin;
     std::vector<Sample> blended;
@@ -394,7 +400,15 @@ void DrawPlane(Plane<Sample const> const& source, Axis const& columns, Axis cons
         for (int i = 0; i < count; ++i) {
             auto const at = static_cast<std::size_t>(i);
             double const part = height * columns.covered[at];
-            out[i] = static_cast<Sample>(std::lround(out[i] + part * (blended[at] - out[i])));
+            if (part == 1.0) {
+                out[i] = blended[at];
+                continue;
+            }
+            PlaneSeams::Seam& seam = seams.Find(columns.begin + i, y, out[i]);
+            Sample shown = 0;
+            operation.Apply(picture + i, &seam.before, 1, &shown);
+            seam.value += part * (shown - seam.before);
+            out[i] = static_cast<Sample>(std::lround(std::clamp(seam.value, 0.0, 255.0)));
         }
     }
 }
@@ -430,6 +444,7 @@ PlanarPicture::Codes PlanarPicture::Encode(std::array<double, 3> const& color) c
 }
 
 void PlanarPicture::Fill(std::array<double, 3> const& color) {
+    seams = {};
     shared.reset();
     own.reset();
     flat = color;
@@ -469,7 +484,8 @@ boost::intrusive_ptr<DataVideoFF const> PlanarPicture::Get() {
     return own;
 }
 
-void PlanarPicture::Draw(PlanarPicture& source, std::span<float const> vertices, PlaneBlend const& blend) {
+void PlanarPicture::Draw(PlanarPicture& source, std::span<float const> vertices, PlaneBlend const& blend,
+                         bool isAveraged) {
     bool const isOneWhole = std::equal(vertices.begin(), vertices.end(), kWhole.begin(), kWhole.end());
     if (blend.kind == PlaneBlend::Kind::Inverse && (!isOneWhole || flat != std::array{1.0, 1.0, 1.0})) {
         Core::Throw(std::logic_error("planes are inverted only as a whole, over white"));
@@ -499,21 +515,22 @@ void PlanarPicture::Draw(PlanarPicture& source, std::span<float const> vertices,
         for (std::size_t plane = 0; plane < kPlanes; ++plane) {
             int const size = SizeOfSample(plane);
             Axis const columns(toX(2), toX(10), double{vertices[0]} * width, double{vertices[8]} * width,
-                               static_cast<int>(width), size, false);
+                               static_cast<int>(width), size, isAveraged, false);
             Axis const rows(toY(3), toY(11), (1.0 - vertices[1]) * height, (1.0 - vertices[9]) * height,
-                            static_cast<int>(height), size, true);
+                            static_cast<int>(height), size, isAveraged, true);
             if (columns.IsEmpty() || rows.IsEmpty()) {
                 continue;
             }
             PlaneOperation const operation{blend.kind, static_cast<unsigned>(std::lround(blend.weight * kTop)),
                                            black[plane], 0};
-            DrawPlane(PlaneOf(*picture, plane), columns, rows, operation, PlaneOf(*own, plane));
+            DrawPlane(PlaneOf(*picture, plane), columns, rows, operation, PlaneOf(*own, plane), seams[plane]);
         }
     }
 }
 
 void PlanarPicture::DrawWhole(PlanarPicture& source, PlaneBlend const& blend) {
     using Kind = PlaneBlend::Kind;
+    seams = {};
     auto const weight = static_cast<unsigned>(std::lround(blend.weight * kTop));
     bool const isAll = blend.kind == Kind::Replace || (blend.kind != Kind::Inverse && weight == kTop);
     boost::intrusive_ptr<DataVideoFF const> const picture = source.Get();

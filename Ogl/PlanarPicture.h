@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include <boost/intrusive_ptr.hpp>
 
@@ -25,8 +27,30 @@ struct PlaneBlend {
     double weight = 1.0;
 };
 
+/// Samples of a plane at the edge of a rectangle, which covers a part of their pixels: what is drawn next may cover the
+/// rest.
+class PlaneSeams {
+public:
+    struct Seam {
+        std::uint8_t before;  ///< what the uncovered pixels show
+        double value;         ///< of the sample
+    };
+    Seam& Find(int x, int y, std::uint8_t now) {
+        return seams.try_emplace({x, y}, Seam{now, double{now}}).first->second;
+    }
+    /// Those for which `isCovered(x, y)`.
+    template <typename IsCovered>
+    void Forget(IsCovered const& isCovered) {
+        std::erase_if(seams, [&](auto const& seam) { return isCovered(seam.first.first, seam.first.second); });
+    }
+
+private:
+    std::map<std::pair<int, int>, Seam> seams;
+};
+
 /// A 4:2:0 picture of 8 bits in main memory that pictures of the same size and tags can be drawn on, plane by plane: a
-/// chroma sample stands for the 2 x 2 pixels that share it. What is drawn unchanged is not copied. One thread at a time.
+/// chroma sample stands for the 2 x 2 pixels that share it. What is drawn unchanged is not copied. One thread at a
+/// time.
 class PlanarPicture {
 public:
     /// That picture, which stays as it is whatever is drawn. Its tags must be resolved.
@@ -38,9 +62,9 @@ public:
     void Fill(std::array<double, 3> const& color);
     /// Draws all of `source` through rectangles: groups of four vertices of (s, t, x, y), as in `PackedQuad`. Where
     /// source and target have the same scale, samples on samples stay as they are to the byte, others are interpolated
-    /// linearly, as where the picture grows; where it shrinks, each sample is the mean of what it covers. Throws
-    /// `std::logic_error` for what is not upright, and for an inverse over anything but white.
-    void Draw(PlanarPicture& source, std::span<float const> vertices, PlaneBlend const& blend);
+    /// linearly, as where the picture grows; where it shrinks and `isAveraged`, each sample is the mean of what it
+    /// covers. Throws `std::logic_error` for what is not upright, and for an inverse over anything but white.
+    void Draw(PlanarPicture& source, std::span<float const> vertices, PlaneBlend const& blend, bool isAveraged);
 
     /// What has been drawn; further drawing leaves it as it is.
     boost::intrusive_ptr<Proc::DataVideoFF const> Get();
@@ -60,6 +84,7 @@ private:
     boost::intrusive_ptr<Proc::DataVideoFF const> shared;
     boost::intrusive_ptr<Proc::DataVideoFF> own;
     std::optional<std::array<double, 3>> flat;
+    std::array<PlaneSeams, 3> seams;
 };
 
 }  // namespace Kaltor::Ogl

@@ -33,10 +33,8 @@ struct Vectors {
           offset(_mm_set1_epi32((by.offset << extraBits) + (1 << (kFractionBits + extraBits - 1)))) {}
 
     static __m128i Pair(std::int16_t low, std::int16_t high) {
-        return _mm_set1_epi32(static_cast<std::int32_t>(static_cast<std::uint16_t>(low) |
-                                                        (static_cast<std::uint32_t>(
-                                                             static_cast<std::uint16_t>(high))
-                                                         << 16U)));
+        return _mm_set1_epi32(static_cast<std::int32_t>(
+            static_cast<std::uint16_t>(low) | (static_cast<std::uint32_t>(static_cast<std::uint16_t>(high)) << 16U)));
     }
     __m128i Sum(__m128i blueAndRed, __m128i greenAndNone) const {
         return _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(blueAndRed, blueRed), _mm_madd_epi16(greenAndNone, green)),
@@ -84,8 +82,8 @@ int ConvertChromaVectors(std::uint8_t const* upper, std::uint8_t const* lower, i
     Vectors const red(redness, 2);
     int i = 0;
     for (; 2 * (i + 8) <= width; i += 8) {
-        std::array<__m128i, 2> cbSums{};
-        std::array<__m128i, 2> crSums{};
+        __m128i cbSums[2];
+        __m128i crSums[2];
         for (int half = 0; half < 2; ++half) {
             // Sums of two rows for four samples, then of neighbours: pixels 0 and 2 of each four against 1 and 3.
             auto const sumOf = [&](int part, auto const& channels) {
@@ -100,9 +98,8 @@ int ConvertChromaVectors(std::uint8_t const* upper, std::uint8_t const* lower, i
             };
             __m128i const blueAndRed = pairs(BlueRedOf);
             __m128i const green = pairs(GreenOf);
-            auto const at = static_cast<std::size_t>(half);
-            cbSums[at] = _mm_srai_epi32(blue.Sum(blueAndRed, green), kFractionBits + 2);
-            crSums[at] = _mm_srai_epi32(red.Sum(blueAndRed, green), kFractionBits + 2);
+            cbSums[half] = _mm_srai_epi32(blue.Sum(blueAndRed, green), kFractionBits + 2);
+            crSums[half] = _mm_srai_epi32(red.Sum(blueAndRed, green), kFractionBits + 2);
         }
         __m128i const both = Narrow(cbSums[0], cbSums[1], crSums[0], crSums[1]);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(cb + i), both);
@@ -123,8 +120,8 @@ int ConvertChromaVectors(std::uint8_t const*, std::uint8_t const*, int, Weights 
 void ConvertLuma(std::uint8_t const* row, int width, Weights const& by, std::uint8_t* out) {
     for (int x = ConvertLumaVectors(row, width, by, out); x < width; ++x) {
         std::uint8_t const* const pixel = row + static_cast<std::ptrdiff_t>(x) * kPixel;
-        out[x] = ToSample(Weigh(by, pixel[0], pixel[1], pixel[2]) + by.offset + (1 << (kFractionBits - 1)),
-                          kFractionBits);
+        out[x] =
+            ToSample(Weigh(by, pixel[0], pixel[1], pixel[2]) + by.offset + (1 << (kFractionBits - 1)), kFractionBits);
     }
 }
 
