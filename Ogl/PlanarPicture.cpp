@@ -99,7 +99,7 @@ public:
             int const a = std::max(firstPixel, i * size);
             int const b = std::min(endPixel, std::min((i + 1) * size, length));
             int const whole = std::min((i + 1) * size, length) - i * size;
-            covered.push_back(static_cast<double>(b - a) / whole);
+            pixels.push_back({a - i * size, b - i * size, whole});
             // What each pixel shows, as if each had a sample of its own.
             parts.clear();
             auto const add = [&](double pixel, double part) {
@@ -130,8 +130,13 @@ public:
     int count;  ///< samples of the picture
     int begin = 0;
     int end = 0;
-    /// For each sample from `begin` on: the share of it that is covered.
-    std::vector<double> covered;
+    /// Of a sample's pixels, those from `begin` up to `end` are covered.
+    struct Pixels {
+        int begin;
+        int end;
+        int count;
+    };
+    std::vector<Pixels> pixels;  ///< for each sample from `begin` on
     int taps = 2;
     /// For each: the first sample of the picture that it is made of, and the shares of `taps` of them.
     std::vector<int> first;
@@ -148,7 +153,8 @@ public:
         return shares.data() + static_cast<std::ptrdiff_t>(sample - begin) * taps;
     }
     int FirstOf(int sample) const { return first[static_cast<std::size_t>(sample - begin)]; }
-    double CoveredOf(int sample) const { return covered[static_cast<std::size_t>(sample - begin)]; }
+    Pixels const& PixelsOf(int sample) const { return pixels[static_cast<std::size_t>(sample - begin)]; }
+    bool IsWhole(int sample) const { return PixelsOf(sample).end - PixelsOf(sample).begin == PixelsOf(sample).count; }
     /// Within the picture: shares beyond it are 0.
     int Limit(int index) const { return std::min(index, count - 1); }
 
@@ -193,8 +199,8 @@ private:
             return;  // rare: a mirrored picture between pixels
         }
         auto const isAlike = [&](int i) {
-            return CoveredOf(i) == 1.0 && FirstOf(i) == offset + i * step &&
-                   SharesOf(i)[1] >> (kBits - kHalfBits) == share && FirstOf(i) + (share == 0 ? 0 : 1) < count;
+            return IsWhole(i) && FirstOf(i) == offset + i * step && SharesOf(i)[1] >> (kBits - kHalfBits) == share &&
+                   FirstOf(i) + (share == 0 ? 0 : 1) < count;
         };
         straightBegin = middle;
         straightEnd = middle;
@@ -378,7 +384,7 @@ void DrawPlane(Plane<Sample const> const& source, Axis const& columns, Axis cons
                PlaneOperation const& operation, Plane<Sample> const& target, PlaneSeams& seams) {
     seams.Forget([&](int x, int y) {
         auto const isWithin = [](Axis const& axis, int at) {
-            return at >= axis.begin && at < axis.end && axis.CoveredOf(at) == 1.0;
+            return at >= axis.begin && at < axis.end && axis.IsWhole(at);
         };
         return isWithin(columns, x) && isWithin(rows, y);
     });
@@ -388,27 +394,32 @@ void DrawPlane(Plane<Sample const> const& source, Axis const& columns, Axis cons
     for (int y = rows.begin; y < rows.end; ++y) {
         Sample const* const picture = maker.Make(y);
         Sample* const out = target.Row(y) + columns.begin;
-        double const height = rows.CoveredOf(y);
-        bool const isWhole = height == 1.0 && columns.covered.front() == 1.0 && columns.covered.back() == 1.0;
-        if (isWhole) {
+        if (rows.IsWhole(y) && columns.IsWhole(columns.begin) && columns.IsWhole(columns.end - 1)) {
             operation.Apply(picture, out, count, out);
             continue;
         }
-        // A chroma sample at the rectangle's edge: some of its pixels show the picture.
         blended.resize(static_cast<std::size_t>(count));
         operation.Apply(picture, out, count, blended.data());
+        Axis::Pixels const& tall = rows.PixelsOf(y);
         for (int i = 0; i < count; ++i) {
-            auto const at = static_cast<std::size_t>(i);
-            double const part = height * columns.covered[at];
-            if (part == 1.0) {
-                out[i] = blended[at];
+            if (rows.IsWhole(y) && columns.IsWhole(columns.begin + i)) {
+                out[i] = blended[static_cast<std::size_t>(i)];
                 continue;
             }
-            PlaneSeams::Seam& seam = seams.Find(columns.begin + i, y, out[i]);
-            Sample shown = 0;
-            operation.Apply(picture + i, &seam.before, 1, &shown);
-            seam.value += part * (shown - seam.before);
-            out[i] = static_cast<Sample>(std::lround(std::clamp(seam.value, 0.0, 255.0)));
+            Axis::Pixels const& wide = columns.PixelsOf(columns.begin + i);
+            PlaneSeams::Pixels& shown = seams.Find(columns.begin + i, y, out[i]);
+            int sum = 0;
+            for (int row = 0; row < tall.count; ++row) {
+                for (int column = 0; column < wide.count; ++column) {
+                    Sample& pixel = shown[static_cast<std::size_t>(2 * row + column)];
+                    if (row >= tall.begin && row < tall.end && column >= wide.begin && column < wide.end) {
+                        operation.Apply(picture + i, &pixel, 1, &pixel);
+                    }
+                    sum += pixel;
+                }
+            }
+            int const all = tall.count * wide.count;
+            out[i] = static_cast<Sample>((sum + all / 2) / all);
         }
     }
 }

@@ -27,25 +27,23 @@ struct PlaneBlend {
     double weight = 1.0;
 };
 
-/// Samples of a plane at the edge of a rectangle, which covers a part of their pixels: what is drawn next may cover the
-/// rest.
+/// Samples of a plane at the edge of a rectangle that covers some of their 2 x 2 pixels: what each pixel shows.
 class PlaneSeams {
 public:
-    struct Seam {
-        std::uint8_t before;  ///< what the uncovered pixels show
-        double value;         ///< of the sample
-    };
-    Seam& Find(int x, int y, std::uint8_t now) {
-        return seams.try_emplace({x, y}, Seam{now, double{now}}).first->second;
+    using Pixels = std::array<std::uint8_t, 4>;
+
+    /// Those of a sample that has been the same for all pixels.
+    Pixels& Find(int x, int y, std::uint8_t now) {
+        return seams.try_emplace({x, y}, Pixels{now, now, now, now}).first->second;
     }
-    /// Those for which `isCovered(x, y)`.
+    /// The samples for which `isCovered(x, y)` are the same for all pixels from now on.
     template <typename IsCovered>
     void Forget(IsCovered const& isCovered) {
         std::erase_if(seams, [&](auto const& seam) { return isCovered(seam.first.first, seam.first.second); });
     }
 
 private:
-    std::map<std::pair<int, int>, Seam> seams;
+    std::map<std::pair<int, int>, Pixels> seams;
 };
 
 /// A 4:2:0 picture of 8 bits in main memory that pictures of the same size and tags can be drawn on, plane by plane: a

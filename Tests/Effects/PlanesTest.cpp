@@ -2,6 +2,7 @@
 
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/Noise.h"
+#include "Proc/Data/RgbToYuv.h"
 #include "Proc/Data/YuvToRgb.h"
 #include "Proc/Settings/SettingsServices.h"
 #include "Tests/Support/FrameSamples.h"
@@ -104,6 +105,41 @@ TEST_P(PlanesTest, ShowTheSameAsRgb) {
             EXPECT_EQ(Compare(*planes, *rgb, {2, 2, 2}), "")
                 << size.width << "x" << size.height << ", at " << progress << ", " << Tell(PixFmt::Yuv420p, spec)
                 << (isNoise ? ", noise" : "");
+        }
+    }
+}
+
+TEST(Planes, ComeFromRgbByTheFormula) {
+    for (Size const& size : {Size{37, 5}, {64, 2}, {16, 1}, {3, 3}}) {
+        Picture const noise = Picture::Noise(size.width, size.height);
+        intrusive_ptr<DataVideoFF> const rgb = DataVideoFF::Create(PixFmt::Bgrx, {size.width, size.height, 1, 1});
+        auto const at = [&](unsigned x, unsigned y) {
+            return noise.At(std::min(x, size.width - 1), std::min(y, size.height - 1));
+        };
+        ForEachSample(*rgb, [&](int, int x, int y, auto& sample) {
+            auto const column = static_cast<unsigned>(x);
+            std::array<std::size_t, 4> const order{2, 1, 0, 3};
+            double const value = at(column / 4, static_cast<unsigned>(y))[order[column % 4]];
+            sample = static_cast<std::decay_t<decltype(sample)>>(std::lround(255 * value));
+        });
+        for (ColorSpec const& spec : kSpecs) {
+            intrusive_ptr<DataVideoFF> const yuv =
+                DataVideoFF::Create(PixFmt::Yuv420p, {size.width, size.height, 1, 1});
+            AVFrame const& from = rgb->GetFrame();
+            Proc::RgbToYuvConverter(spec).Convert(from.data[0], from.linesize[0], 0, from.height,
+                                                  yuv->GetWritableFrame());
+            ForEachSample(*yuv, [&](int component, int x, int y, auto const& sample) {
+                unsigned const step = component == 0 ? 1 : 2;
+                Codes wanted{};
+                for (unsigned part = 0; part < step * step; ++part) {
+                    Codes const one = Encode(spec, at(static_cast<unsigned>(x) * step + part % step,
+                                                      static_cast<unsigned>(y) * step + part / step));
+                    wanted[0] += one[static_cast<std::size_t>(component)] / (step * step);
+                }
+                // Rounding, and the precision of weights.
+                EXPECT_NEAR(sample, std::clamp(wanted[0], 0.0, 255.0), 0.6)
+                    << Tell(PixFmt::Yuv420p, spec) << ", component " << component << ", " << x << ", " << y;
+            });
         }
     }
 }
