@@ -80,6 +80,7 @@ Edit::Json CheckShader(std::string const& name, std::string const& source, Descr
     try {
         auto const file = std::make_shared<Proc::ShaderFile const>(name, source);
         json = describe(EntryOf(file));
+        json["origin"] = "shader";
         // Not kept: of a text that is being written there are hundreds.
         Ogl::OglManager::GetInstance().Invoke([&](Ogl::ShaderStorage const&) {
             Ogl::Shader const compiled(file->GetName(), Ogl::kQuadVertex, file->GetProgram());

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -11,6 +13,7 @@
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/List.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Proc/Settings/SettingsCatalog.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -47,6 +50,21 @@ ordered_json RangeOf(Field const& field) {
     return field.HasRange() ? ordered_json{field.minimum, field.maximum} : ordered_json(nullptr);
 }
 
+/// Where it comes from.
+char const* OriginOf(CatalogEntry const& entry, Proc::Settings const& settings) {
+    static std::set<std::string> const kOwn = [] {
+        std::vector<std::unique_ptr<Proc::Settings>> const all = Proc::MakeAllSettings();
+        std::set<std::string> names;
+        std::transform(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(Proc::CountOwnSettings()),
+                       std::inserter(names, names.end()), [](auto const& own) { return own->GetClassId(); });
+        return names;
+    }();
+    if (!settings.GetOrigin().empty()) {
+        return "shader";
+    }
+    return kOwn.contains(entry.name) ? "standard" : "plug-in";
+}
+
 }  // namespace
 
 ordered_json DescribeEntry(CatalogEntry const& entry) {
@@ -70,6 +88,7 @@ ordered_json DescribeEntry(CatalogEntry const& entry) {
             {"usualNames", GetUsualNames(entry.name)},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
+            {"origin", OriginOf(entry, *settings)},
             {"file", settings->GetOrigin().empty() ? ordered_json(nullptr) : ordered_json(settings->GetOrigin())},
             {"fields", fields}};
 }
