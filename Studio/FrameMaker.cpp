@@ -37,11 +37,18 @@ struct FrameMaker::Run {
 };
 
 FrameMaker::FrameMaker(Edit::Plan const& wholePlan, Edit::Document const& document,
-                       boost::intrusive_ptr<Proc::IEffectFactory const> effectFactory, std::uint32_t width)
+                       boost::intrusive_ptr<Proc::IEffectFactory const> effectFactory, std::uint32_t width,
+                       std::shared_ptr<Media::KeptReaders> const& readers)
     : plan(wholePlan), factory(std::move(effectFactory)), seed(document.output.seed.value_or(0)) {
     Render::ChoosePictureForm(plan, document.output);
     if (width > 0) {
         ScalePlan(plan, width);
+    }
+    for (Edit::PlannedClip& clip : plan.clips) {
+        clip.feed.kept = readers;
+    }
+    for (Edit::PlannedOverlay& overlay : plan.overlays) {
+        overlay.feed.kept = readers;
     }
     draws = Render::NeedsDrawing(plan);
 }
@@ -85,6 +92,7 @@ void ScalePlan(Edit::Plan& plan, std::uint32_t width) {
     frame.pixelAspectX = frame.pixelAspectY = 1;
     double const x = static_cast<double>(frame.width) / whole.width;
     double const y = static_cast<double>(frame.height) / whole.height;
+    plan.target.shrink = std::min(1.0, std::max(x, y));
     for (Edit::PlannedOverlay& overlay : plan.overlays) {
         if (overlay.isInPixels) {
             overlay.x.Scale(x);

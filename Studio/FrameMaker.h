@@ -14,7 +14,8 @@ class FrameMaker {
 public:
     /// `width`: of the frames, which keep their shape; 0: the plan's own size, in the form that a picture file gets.
     FrameMaker(Edit::Plan const& plan, Edit::Document const& document,
-               boost::intrusive_ptr<Proc::IEffectFactory const> factory, std::uint32_t width);
+               boost::intrusive_ptr<Proc::IEffectFactory const> factory, std::uint32_t width,
+               std::shared_ptr<Media::KeptReaders> const& readers);
     ~FrameMaker();
     FrameMaker(FrameMaker const&) = delete;
     FrameMaker& operator=(FrameMaker const&) = delete;

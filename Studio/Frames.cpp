@@ -29,7 +29,10 @@ struct Frames::Job {
     std::exception_ptr error;
 };
 
-Frames::Frames() : thread([this] { Work(); }) {}
+Frames::Frames(bool allowPlaylists)
+    : kept(kMostBytes),
+      readers(std::make_shared<Media::KeptReaders>(Media::InputRules{allowPlaylists})),
+      thread([this] { Work(); }) {}
 
 Frames::~Frames() {
     Stop();
@@ -40,29 +43,6 @@ void Frames::Stop() {
     std::lock_guard const lock(mutex);
     isStopped = true;
     changed.notify_all();
-}
-
-Bytes Frames::Look(Key const& key) {
-    auto const found = index.find(key);
-    if (found == index.end()) {
-        return nullptr;
-    }
-    kept.splice(kept.begin(), kept, found->second);
-    return kept.front().second;
-}
-
-void Frames::Keep(Key const& key, Bytes const& bytes) {
-    if (index.contains(key)) {
-        return;
-    }
-    kept.emplace_front(key, bytes);
-    index[key] = kept.begin();
-    keptBytes += bytes->size();
-    while (keptBytes > kMostBytes && kept.size() > 1) {
-        keptBytes -= kept.back().second->size();
-        index.erase(kept.back().first);
-        kept.pop_back();
-    }
 }
 
 void Frames::DropOlder(Request const& request) {
@@ -104,7 +84,7 @@ Bytes Frames::Get(Request const& request) {
     NoteOrder(request);
     changed.notify_all();
     Key const key{request.plan->id, request.width, request.number};
-    if (Bytes bytes = Look(key)) {
+    if (Bytes bytes = kept.Find(key)) {
         return bytes;
     }
     auto const isSame = [&](std::shared_ptr<Job> const& job) {
@@ -160,7 +140,7 @@ std::shared_ptr<Frames::Job> Frames::TakeNext() {
 std::optional<Frames::Request> Frames::TakeAhead() {
     while (ahead.plan && ahead.next < ahead.end) {
         Key const key{ahead.plan->id, ahead.width, ahead.next};
-        if (!index.contains(key)) {
+        if (!kept.Contains(key)) {
             return Request{ahead.plan, ahead.next++, ahead.width, {}, 0};
         }
         ++ahead.next;
@@ -195,7 +175,7 @@ void Frames::Work() {
         job->error = error;
         job->isDone = true;
         if (bytes) {
-            Keep({job->request.plan->id, job->request.width, job->request.number}, bytes);
+            kept.Add({job->request.plan->id, job->request.width, job->request.number}, bytes);
         } else {
             ahead = {};
         }
@@ -215,7 +195,7 @@ FrameMaker& Frames::FindMaker(Request const& request) {
         return *makers.front().maker;
     }
     auto maker = std::make_unique<FrameMaker>(request.plan->plan, request.plan->document, request.plan->factory,
-                                              request.width);
+                                              request.width, readers);
     makers.push_front({request.plan->id, request.width, std::move(maker), request.plan});
     if (makers.size() > kMostMakers) {
         makers.pop_back();
