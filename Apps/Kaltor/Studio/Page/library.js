@@ -109,9 +109,9 @@ export function makeLibrary(root, app) {
     });
 
     function card(entry) {
-        const frames = entry.cardFrames ?? 12;
+        const { frames, width, height } = app.session.card;
         const picture = h("span", { class: "card-picture", dataset: { source: cardUrl(entry.name) }, style: { backgroundSize: `${frames * 100}% 100%`, "--frames": frames } });
-        setStyle(picture, { aspectRatio: `${entry.cardWidth ?? 160} / ${entry.cardHeight ?? 90}` });
+        setStyle(picture, { aspectRatio: `${width} / ${height}` });
         const element = h(
             "button",
             {

@@ -52,6 +52,7 @@ app.factsOf = (file) => {
     if (!found && !asked.has(file)) {
         asked.add(file);
         getJson("probe", { file })
+            .then((probe) => ({ ...probe, picture: probe.still, rate: probe.rate ? probe.rate[0] / probe.rate[1] : null }))
             .catch((error) => ({ missing: true, error: error.message }))
             .then((probe) => state.set({ facts: { ...state.get("facts"), [file]: probe } }));
     }
