@@ -137,13 +137,17 @@ state.on(["selection"], () => {
 
 app.removeAt = (path) => {
     if (!path || getAt(state.document, path) === undefined) return;
+    const list = path.slice(0, -1);
     const isItem = path.length === 2;
-    const next = isItem ? Math.min(path[1], state.document[path[0]].length - 2) : null;
+    const last = isItem ? state.document[path[0]].length - 2 : -1;
+    const owner = ["clips", "overlays", "sounds"].includes(path[0]) ? path.slice(0, 2) : null;
+    const select = !isItem ? owner : last < 0 ? null : [path[0], Math.min(path[1], last)];
     state.change(strings.steps.remove, (document_) => {
         const result = setAt(document_, path, undefined);
-        const parent = getAt(result, path.slice(0, -1));
-        return Array.isArray(parent) && parent.length === 0 && !(path.length === 2 && path[0] === "clips") ? setAt(result, path.slice(0, -1), undefined) : result;
-    }, { select: isItem ? (next >= 0 ? [path[0], next] : null) : path.slice(0, path.includes("effects") && path[0] !== "effects" ? 2 : 0).length ? path.slice(0, 2) : null });
+        // An edit has its list of clips, also an empty one.
+        const isEmpty = list.join() !== "clips" && Array.isArray(getAt(result, list)) && getAt(result, list).length === 0;
+        return isEmpty ? setAt(result, list, undefined) : result;
+    }, { select });
     app.announce(strings.said.removed);
 };
 
@@ -366,10 +370,11 @@ async function save(as = false) {
 }
 
 const autosave = later(1500, async () => {
-    if (state.document === state.get("saved")) return;
+    const isSaved = state.document === state.get("saved");
+    if (isSaved && state.get("saveState") !== "autosaved") return;
     try {
-        await post("autosave", { document: state.document });
-        state.set({ saveState: "autosaved" });
+        await post("autosave", { document: isSaved ? null : state.document });
+        state.set({ saveState: isSaved ? "saved" : "autosaved" });
     } catch {
         state.set({ saveState: "unsaved" });
     }
@@ -617,7 +622,6 @@ async function start() {
     makeNarrow();
     state.on(["document"], () => {
         plan();
-        state.set({ saveState: "changed" });
         autosave();
     });
     state.on(["width"], () => store.set("studio-width", state.get("width")));
