@@ -105,7 +105,7 @@ Catalog::Catalog(std::vector<RegisteredEffect> const& registered) : opened(std::
     for (RegisteredEffect const& effect : registered) {
         if (effect.implName == Proc::ImplNames::OGL) {
             entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender,
-                               effect.settings ? effect.settings : Proc::MakeSettings(effect.classId)});
+                               effect.settings});
         }
     }
 }

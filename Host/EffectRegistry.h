@@ -17,7 +17,7 @@ struct RegisteredEffect {
     std::string classId;
     std::string implName;
     int inputs;  ///< 1 or 2
-    /// The defaults that its plug-in brought; null where it brought none.
+    /// The defaults of its fields: the library's class, or what its plug-in brought; null where there is neither.
     std::shared_ptr<Proc::Settings const> settings = nullptr;
 };
 
@@ -57,6 +57,10 @@ public:
 
 private:
     struct Entries;
+
+    /// Takes the library's settings of this name, where it has some and no plug-in brought others.
+    void KnowSettings(std::string const& classId);
+
     std::shared_ptr<Entries> entries;
     std::map<std::string, std::shared_ptr<Proc::Settings const>> settings;
     std::vector<PluginReport> plugins;

@@ -267,10 +267,11 @@ private:
 
 /// What a class of settings is for: one picture made of one, one made of two over time, or the handling of frames.
 enum class RowKind : std::uint8_t { Effect, Transition, Service };
-/// The kind of a settings class by its short name; nothing where there is no such class.
+/// The kind of one of the library's settings classes by its short name; nothing where there is no such class. Classes
+/// that come with plug-ins are known to the host's registry only.
 std::optional<RowKind> FindRowKind(std::string_view classId);
 
-/// A default-constructed object of every settings class, in the order of the registration.
+/// A default-constructed object of every settings class of the library, in the order of the registration.
 std::vector<std::unique_ptr<Settings>> MakeAllSettings();
 /// One of them by its short name; null where there is none.
 std::unique_ptr<Settings> MakeSettings(std::string_view classId);
