@@ -71,9 +71,11 @@ boost::intrusive_ptr<Proc::DataVideoFF> FrameMaker::Make(std::int64_t number) {
     last = number;
     try {
         Render::Composed composed = run->Compose();
-        Proc::AvFramePtr picture = composed.frame
-                                       ? Render::Downloader(factory, plan.target).Process(std::move(composed.frame))
-                                       : std::move(composed.picture);
+        if (composed.frame && !downloader) {
+            downloader = std::make_unique<Render::Downloader>(factory, plan.target);
+        }
+        Proc::AvFramePtr picture =
+            composed.frame ? downloader->Process(std::move(composed.frame)) : std::move(composed.picture);
         return Proc::DataVideoFF::Wrap(std::move(picture));
     } catch (...) {
         run.reset();
