@@ -34,14 +34,14 @@ std::string TypedValue(Json const& value) {
     if (value.is_array()) {
         std::vector<std::string> numbers;
         for (Json const& number : value) {
-            numbers.push_back(number.dump());
+            numbers.push_back(TypedValue(number));
         }
         return fmt::format("{}", fmt::join(numbers, ","));
     }
     if (value.is_object()) {
         throw NoWords();  // it changes over time
     }
-    return value.dump();
+    return value.is_number_float() ? fmt::format("{}", value.get<double>()) : value.dump();
 }
 
 /// "NAME:field=value..." of an effect or a transition without what `known` handles.
@@ -70,7 +70,7 @@ std::string PartOf(std::string const& first, Json const& keys, std::string_view 
     std::string text = first;
     for (auto const& [key, value] : keys.items()) {
         if (key != without) {
-            text += fmt::format(":{}={}", key, value.is_string() ? value.get<std::string>() : value.dump());
+            text += fmt::format(":{}={}", key, value.is_structured() ? value.dump() : TypedValue(value));
         }
     }
     return text;
