@@ -40,7 +40,11 @@ FrameMaker::FrameMaker(Edit::Plan const& wholePlan, Edit::Document const& docume
                        boost::intrusive_ptr<Proc::IEffectFactory const> effectFactory, std::uint32_t width,
                        std::shared_ptr<Media::KeptReaders> const& readers)
     : plan(wholePlan), factory(std::move(effectFactory)), seed(document.output.seed.value_or(0)) {
-    Render::ChoosePictureForm(plan, document.output);
+    Edit::Output output = document.output;
+    if (width > 0) {
+        output.hdr = Edit::Output::Hdr::Auto;  // the page's screen has the standard range
+    }
+    Render::ChoosePictureForm(plan, output);
     if (width > 0) {
         ScalePlan(plan, width);
     }

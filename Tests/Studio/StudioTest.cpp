@@ -251,6 +251,7 @@ TEST_F(StudioTest, PreviewsAreTheWholeFramesMadeSmaller) {
     Json const document = Json::parse(R"({"version": 1, "output": {"size": "384x256"}, "clips": [
         {"file": "slope.mkv", "fit": "fill", "effects": [{"effect": "blur", "scale": 0.02}]}],
         "overlays": [{"file": "mark.png", "anchor": "top-left", "x": 40, "y": 60, "inPixels": true, "radius": "8px"},
+                     {"color": "#00FF0080", "opacity": 0.3, "blend": "screen"},
                      {"color": "#FF0000", "width": "96px", "height": "64px", "anchor": "bottom-right"},
                      {"title": {"text": "Title", "size": 0.2}}]})");
     std::string const plan = PlanOf(document);
