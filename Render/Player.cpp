@@ -48,7 +48,9 @@ Proc::AvFramePtr MakePlainPicture(Proc::Color const& color, VideoTarget const& t
             *pixel++ = color.alpha;
         }
     }
-    Media::Conformer conformer("a plain colour", target);
+    VideoTarget form = target;
+    form.shrink = 1.0;  // it has the frame's size already
+    Media::Conformer conformer("a plain colour", form);
     return conformer.Convert(*plain->Share());
 }
 

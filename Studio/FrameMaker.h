@@ -7,6 +7,10 @@
 #include "Proc/Data/DataVideoFF.h"
 #include "Render/Render.h"
 
+namespace Kaltor::Render {
+class Downloader;
+}
+
 namespace Kaltor::Studio {
 
 /// Makes single frames of a plan, in any order. One thread at a time.
@@ -33,6 +37,7 @@ private:
     bool draws;
     std::int64_t last = -2;
     std::unique_ptr<Run> run;
+    std::unique_ptr<Render::Downloader> downloader;
 };
 
 /// A plan for frames of this width: the same pictures, smaller. Sizes that are shares of the frame follow by

@@ -22,8 +22,8 @@ constexpr std::int64_t kFramesAhead = 12;
 /// A frame that is asked for, by one or more requests.
 struct Frames::Job {
     Request request;
-    std::uint64_t order = 0;  ///< of the first request of its sequence: the highest one comes first
-    std::size_t waiters = 0;
+    std::map<std::string, std::int64_t> views;  ///< that wait for it, with their sequences
+    std::uint64_t order = 0;                    ///< of the first request of its sequence: the highest one comes first
     bool isDone = false;
     Bytes bytes;
     std::exception_ptr error;
@@ -50,12 +50,17 @@ void Frames::DropOlder(Request const& request) {
         return;
     }
     std::erase_if(waiting, [&](std::shared_ptr<Job> const& job) {
-        bool const isOlder = job->request.view == request.view && job->request.sequence < request.sequence;
-        if (isOlder) {
-            job->isDone = true;
-            job->error = std::make_exception_ptr(RequestError(kConflict, "a newer request of this view has come"));
+        auto const waits = job->views.find(request.view);
+        if (waits == job->views.end() || waits->second >= request.sequence) {
+            return false;
         }
-        return isOlder;
+        job->views.erase(waits);
+        if (!job->views.empty()) {
+            return false;
+        }
+        job->isDone = true;
+        job->error = std::make_exception_ptr(RequestError(kConflict, "a newer request of this view has come"));
+        return true;
     });
 }
 
@@ -96,19 +101,17 @@ Bytes Frames::Get(Request const& request) {
         job = current;
     } else if (auto const found = std::find_if(waiting.begin(), waiting.end(), isSame); found != waiting.end()) {
         job = *found;
-        if (request.sequence >= job->request.sequence) {
-            job->request.view = request.view;
-            job->request.sequence = request.sequence;
-        }
+        job->views[request.view] = request.sequence;
     } else {
         if (waiting.size() >= kMostWaiting) {
             throw RequestError(kTooMany, "too many frames are asked for at once");
         }
         job = std::make_shared<Job>();
         job->request = request;
+        job->views[request.view] = request.sequence;
         auto const ofSame = std::find_if(waiting.begin(), waiting.end(), [&](std::shared_ptr<Job> const& other) {
-            return !request.view.empty() && other->request.view == request.view &&
-                   other->request.sequence == request.sequence;
+            auto const view = other->views.find(request.view);
+            return !request.view.empty() && view != other->views.end() && view->second == request.sequence;
         });
         job->order = ofSame != waiting.end() ? (*ofSame)->order : ++requests;
         waiting.push_back(job);

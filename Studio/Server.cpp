@@ -574,9 +574,11 @@ private:
 
     void WriteCommand(Json const& body, Response& response) {
         Edit::Document const document = plans.Read(MemberOf(body, "document"));
-        std::optional<std::string> const command =
-            options.writeCommand ? options.writeCommand(document) : std::nullopt;
-        SetJson(response, {{"json", Edit::FormatDocument(document, access.GetFolder().string())},
+        std::string const folder = access.GetFolder().string();
+        std::optional<std::string> const command = plans.WithCatalog([&](Host::Catalog const& catalog) {
+            return options.writeCommand ? options.writeCommand(document, catalog, folder) : std::nullopt;
+        });
+        SetJson(response, {{"json", Edit::FormatDocument(document, folder)},
                            {"command", command ? Json(*command) : Json(nullptr)}});
     }
 

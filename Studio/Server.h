@@ -53,8 +53,9 @@ struct Options {
     std::function<std::vector<std::uint8_t>(Host::CatalogEntry const&, Proc::IEffectFactory const&,
                                             std::function<void()> const& pause)>
         drawCard;
-    /// The command line that makes the document; nothing where there is none.
-    std::function<std::optional<std::string>(Edit::Document const&)> writeCommand;
+    /// The command line that makes a document whose files lie in a folder; nothing where there is none.
+    std::function<std::optional<std::string>(Edit::Document const&, Host::Catalog const&, std::string const& folder)>
+        writeCommand;
 };
 
 /// Serves the studio's page and what it asks for, on the loopback address, to those who know the address with its

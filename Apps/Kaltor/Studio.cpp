@@ -9,6 +9,7 @@
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/EditCommand.h"
 #include "Apps/Kaltor/Interrupt.h"
 #include "Apps/Kaltor/List.h"
 #include "Apps/Kaltor/NumberOption.h"
@@ -153,6 +154,7 @@ int RunStudio(StudioOptions const& options) {
     studio.loadCatalog = [] { return LoadCatalog(); };
     studio.describeEntry = &DescribeEntry;
     studio.drawCard = &DrawCard;
+    studio.writeCommand = &WriteCommand;
     Studio::Server server(std::move(studio));
     WriteOut(fmt::format("{}\n", server.GetAddress()));
     if (!options.hasNoBrowser) {
