@@ -262,9 +262,7 @@ app.applyEntry = (entry, where = null) => {
 
 app.addFile = (file, kind, place = null) => {
     const time = tidy(place?.time ?? state.get("time"));
-    if (kind === "edit") {
-        openEdit(file);
-    } else if (kind === "shader") {
+    if (kind === "shader") {
         app.editShader({ name: file }, file);
     } else if (kind === "subtitles") {
         state.change(strings.steps.add, (document_) => insertAt(document_, ["subtitles"], (document_.subtitles ?? []).length, { file }), { select: ["subtitles", (state.document.subtitles ?? []).length] });
@@ -278,7 +276,7 @@ app.addFile = (file, kind, place = null) => {
         const index = place?.index ?? placeForClip(state.document, state.get("selection"));
         state.change(strings.steps.add, (document_) => insertAt(document_, ["clips"], index, { file, ...(kind === "picture" ? { duration: 4 } : {}) }), { select: ["clips", index] });
     }
-    if (kind !== "edit" && kind !== "shader") app.announce(strings.said.addedFile(fileName(file)));
+    if (kind !== "shader") app.announce(strings.said.addedFile(fileName(file)));
 };
 
 app.addTitle = (preset = null, place = null) => {
@@ -379,23 +377,6 @@ const autosave = later(1500, async () => {
         state.set({ saveState: "unsaved" });
     }
 });
-
-async function openEdit(file) {
-    if (state.document !== state.get("saved")) {
-        const choice = await ask(strings.saving.openTitle, strings.saving.openText, [
-            { label: strings.actions.cancel, value: "" },
-            { label: strings.saving.discard, value: "discard", danger: true },
-            { label: strings.actions.save, value: "save", primary: true },
-        ]);
-        if (!choice || (choice === "save" && !(await save()))) return;
-    }
-    try {
-        const found = await getJson("document", { file });
-        state.open(found.document, { path: found.path ?? file, revision: found.revision ?? null });
-    } catch (error) {
-        app.toast(error.message, "error");
-    }
-}
 
 // The page's frame: header, sizes of its parts, the narrow form.
 
