@@ -243,7 +243,7 @@ export class Player {
         }
         if (frame !== play.last) {
             // The newest picture that is there; a slow machine leaves some out.
-            for (let n = frame; n > Math.max(play.last, frame - Math.max(4, 2 * play.stride)); --n) {
+            for (let n = frame; n > Math.max(play.shown, frame - 2 * play.stride - 4); --n) {
                 const picture = this.#recall(this.#key(plan.plan, play.width, n));
                 if (!picture) continue;
                 this.#show(picture, n);
