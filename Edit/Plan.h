@@ -12,6 +12,7 @@
 #include "Edit/Document.h"
 #include "Edit/PlannedSound.h"
 #include "Edit/TimeLine.h"
+#include "Media/KeptReaders.h"
 #include "Media/MediaInfo.h"
 #include "Media/Sequence.h"
 #include "Media/VideoReader.h"
@@ -49,6 +50,7 @@ struct PlannedFeed {
     std::string raw;                          ///< see `Source`
     Media::InputRules::Alpha alpha = Media::InputRules::Alpha::Auto;
     std::shared_ptr<Media::PipeReader> pipe;  ///< what it is read through, where it is a pipe: once only
+    std::shared_ptr<Media::KeptReaders> kept;  ///< where readers are kept for the next look; null: they are not
     /// It plays until the pipe ends; `played` is out of reach.
     bool isOpenEnded = false;
     bool allowPlaylists = false;

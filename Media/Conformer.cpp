@@ -100,6 +100,13 @@ Conf::FrameInfo Conformer::GetFrame(Source const& source, Orientation const& ori
         std::swap(frame.width, frame.height);
         std::swap(frame.pixelAspectX, frame.pixelAspectY);
     }
+    if (target.shrink < 1.0) {
+        auto const shrink = [this](std::uint32_t side) {
+            return std::max(2U, 2U * static_cast<std::uint32_t>(std::lround(side * target.shrink / 2.0)));
+        };
+        frame.width = shrink(frame.width);
+        frame.height = shrink(frame.height);
+    }
     return frame;
 }
 

@@ -30,19 +30,23 @@ public:
          InputRules const& inputRules)
         : path(file), start(clipStart), warn(std::move(warnFn)), rules(inputRules), conformer(file, target) {
         Open();
-        if (demuxer->IsStillFormat() || demuxer->IsPipe() || start < kNearStart) {
-            next = Decode();
-        } else {
-            SeekToStart();
+        Begin();
+    }
+
+    void Restart(Microseconds newStart) {
+        number = 0;
+        if (isStill) {
+            return;
         }
-        if (!next) {
-            std::string const why = decoder->GetDamage() ? decoder->GetDamageText() : "it is cut off";
-            Core::Throw(MediaError(fmt::format("{}: no picture can be decoded ({})", path, why)));
+        start = newStart;
+        next.reset();
+        conformed.reset();
+        previousEnd.reset();
+        isDamageReported = false;
+        if (start < kNearStart) {
+            Open();
         }
-        Advance();
-        while (next && next->place <= kReach) {
-            Advance();
-        }
+        Begin();
     }
 
     Proc::AvFramePtr Read() {
@@ -75,6 +79,23 @@ private:
         long double place = 0.0L;
         long double end = 0.0L;
     };
+
+    /// Finds the first picture, in a file that was just opened or anywhere in it.
+    void Begin() {
+        if (demuxer->IsStillFormat() || demuxer->IsPipe() || start < kNearStart) {
+            next = Decode();
+        } else {
+            SeekToStart();
+        }
+        if (!next) {
+            std::string const why = decoder->GetDamage() ? decoder->GetDamageText() : "it is cut off";
+            Core::Throw(MediaError(fmt::format("{}: no picture can be decoded ({})", path, why)));
+        }
+        Advance();
+        while (next && next->place <= kReach) {
+            Advance();
+        }
+    }
 
     void Open() {
         decoder.reset();
@@ -225,6 +246,9 @@ VideoReader::~VideoReader() = default;
 
 Proc::AvFramePtr VideoReader::Read() {
     return impl->Read();
+}
+void VideoReader::Restart(Microseconds start) {
+    impl->Restart(start);
 }
 Conf::FrameInfo VideoReader::GetStoredSize() const {
     return impl->GetStoredSize();

@@ -31,6 +31,8 @@ struct VideoTarget {
     std::array<float, 3> background{0.0F, 0.0F, 0.0F};
     /// What PQ pictures are tagged with.
     HdrLevels levels{};
+    /// Pictures that keep their own size are made smaller by this factor, for previews.
+    double shrink = 1.0;
 };
 
 /// FFmpeg's format of a target's pictures.
@@ -63,6 +65,9 @@ public:
     /// The next picture; without end: after the clip's last picture, that one again. Its timestamp `pts` is its number.
     /// Throws `MediaError` where not one picture can be decoded.
     Proc::AvFramePtr Read();
+
+    /// Goes on at another place, as a new reader would begin there. Not for pipes.
+    void Restart(Microseconds start);
 
     /// Of the pictures as they are in the file, before any rotation.
     Conf::FrameInfo GetStoredSize() const;

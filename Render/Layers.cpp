@@ -189,6 +189,7 @@ LayerPainter::LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> cons
         Media::VideoTarget form = target;
         form.pixFmt = AlphaFormat(target.pixFmt);
         form.keepsSize = true;
+        form.shrink = 1.0;
         conformer = std::make_unique<Media::Conformer>("an overlay", form);
     }
 }

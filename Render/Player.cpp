@@ -48,7 +48,9 @@ Proc::AvFramePtr MakePlainPicture(Proc::Color const& color, VideoTarget const& t
             *pixel++ = color.alpha;
         }
     }
-    Media::Conformer conformer("a plain colour", target);
+    VideoTarget form = target;
+    form.shrink = 1.0;  // it has the frame's size already
+    Media::Conformer conformer("a plain colour", form);
     return conformer.Convert(*plain->Share());
 }
 
@@ -63,20 +65,38 @@ Player::Player(PlannedFeed const& plannedFeed, VideoTarget const& wanted, Media:
     target.frameRate = ReadingRate(feed, wanted.frameRate);
 }
 
-Player::~Player() = default;
+Player::~Player() {
+    Close(std::move(reader));
+}
+
+Microseconds Player::TimeOf(std::int64_t place) const {
+    constexpr AVRational kMicroseconds{1, 1'000'000};
+    return feed.start + Microseconds(av_rescale_q(place, av_inv_q(target.frameRate), kMicroseconds));
+}
 
 std::unique_ptr<Media::VideoReader> Player::Open(std::int64_t place) const {
-    constexpr AVRational kMicroseconds{1, 1'000'000};
-    Microseconds const offset(av_rescale_q(place, av_inv_q(target.frameRate), kMicroseconds));
-    return std::make_unique<Media::VideoReader>(feed.path, target, feed.start + offset, warn, rules);
+    return feed.kept ? feed.kept->Open(feed.path, target, TimeOf(place))
+                     : std::make_unique<Media::VideoReader>(feed.path, target, TimeOf(place), warn, rules);
+}
+
+void Player::Close(std::unique_ptr<Media::VideoReader> done) const {
+    if (done && feed.kept) {
+        feed.kept->Keep(feed.path, target, std::move(done));
+    }
 }
 
 Proc::AvFramePtr Player::FetchForward(std::int64_t place) {
-    if (!reader || place != nextPlace) {
+    bool const goesOn = place == nextPlace;
+    nextPlace = place + 1;
+    if (feed.kept && (feed.info.isStill || !goesOn)) {
+        // One look, as far as is known; a second one in a row goes on with a reader.
+        Close(std::move(reader));
+        return feed.kept->ReadOne(feed.path, target, feed.info.isStill ? Microseconds(0) : TimeOf(place));
+    }
+    if (!reader || !goesOn) {
         reader.reset();
         reader = Open(place);
     }
-    nextPlace = place + 1;
     return reader->Read();
 }
 
@@ -91,10 +111,11 @@ Proc::AvFramePtr Player::FetchBackward(std::int64_t place) {
         std::int64_t const count = std::clamp(kMostBytes / bytes, kFewest, kMost);
         chunk.clear();
         chunkBegin = std::max<std::int64_t>(0, place + 1 - count);
-        std::unique_ptr<Media::VideoReader> const piece = Open(chunkBegin);
+        std::unique_ptr<Media::VideoReader> piece = Open(chunkBegin);
         while (chunkBegin + static_cast<std::int64_t>(chunk.size()) <= place) {
             chunk.push_back(piece->Read());
         }
+        Close(std::move(piece));
     }
     return Proc::ShareAvFrame(*chunk[static_cast<std::size_t>(place - chunkBegin)]);
 }

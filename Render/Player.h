@@ -30,7 +30,9 @@ private:
     Proc::AvFramePtr FetchForward(std::int64_t place);
     Proc::AvFramePtr FetchBackward(std::int64_t place);
     Proc::AvFramePtr FetchOfSequence(std::int64_t place) const;
+    Media::Microseconds TimeOf(std::int64_t place) const;
     std::unique_ptr<Media::VideoReader> Open(std::int64_t place) const;
+    void Close(std::unique_ptr<Media::VideoReader> done) const;
 
     Edit::PlannedFeed const& feed;
     Media::VideoTarget target;
@@ -41,7 +43,7 @@ private:
     std::int64_t current = -1;
     Proc::AvFramePtr picture;
     std::unique_ptr<Media::VideoReader> reader;
-    std::int64_t nextPlace = 0;  ///< of the reader
+    std::int64_t nextPlace = -1;  ///< of the reader
     std::vector<Proc::AvFramePtr> chunk;
     std::int64_t chunkBegin = 0;
 };

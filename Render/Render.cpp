@@ -161,17 +161,6 @@ std::uint32_t GetSeed(RenderJob const& job) {
     return job.document.output.seed.value_or(static_cast<std::uint32_t>(clock()));
 }
 
-SoundPlan MakeSoundPlan(Edit::Plan const& plan) {
-    SoundPlan sound;
-    sound.frameRate = plan.time.frameRate;
-    sound.frames = plan.frames;
-    sound.sounds = plan.sounds;
-    if (plan.loudness) {
-        sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
-    }
-    return sound;
-}
-
 std::vector<float const*> PlanesOf(SoundChunk const& chunk) {
     std::vector<float const*> planes;
     for (std::vector<float> const& plane : chunk) {

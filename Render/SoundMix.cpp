@@ -129,6 +129,17 @@ private:
 
 }  // namespace
 
+SoundPlan MakeSoundPlan(Edit::Plan const& plan) {
+    SoundPlan sound;
+    sound.frameRate = plan.time.frameRate;
+    sound.frames = plan.frames;
+    sound.sounds = plan.sounds;
+    if (plan.loudness) {
+        sound.loudness = LoudnessTarget{*plan.loudness, plan.truePeak};
+    }
+    return sound;
+}
+
 std::int64_t SoundPlan::SampleOf(std::int64_t frame, int sampleRate) const {
     return av_rescale_q_rnd(frame, av_inv_q(frameRate), {1, sampleRate}, AV_ROUND_NEAR_INF);
 }

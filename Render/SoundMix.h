@@ -2,10 +2,14 @@
 
 #include <memory>
 
+#include "Edit/Plan.h"
 #include "Media/AudioReader.h"
 #include "Render/PlannedSound.h"
 
 namespace Kaltor::Render {
+
+/// What sounds in a plan.
+SoundPlan MakeSoundPlan(Edit::Plan const& plan);
 
 /// The sound of a plan from its beginning: all that sounds with its volume and fades, beds under the rest, the whole at
 /// the loudness that is asked for. Not thread-safe.

@@ -37,11 +37,22 @@ struct FrameMaker::Run {
 };
 
 FrameMaker::FrameMaker(Edit::Plan const& wholePlan, Edit::Document const& document,
-                       boost::intrusive_ptr<Proc::IEffectFactory const> effectFactory, std::uint32_t width)
+                       boost::intrusive_ptr<Proc::IEffectFactory const> effectFactory, std::uint32_t width,
+                       std::shared_ptr<Media::KeptReaders> const& readers)
     : plan(wholePlan), factory(std::move(effectFactory)), seed(document.output.seed.value_or(0)) {
-    Render::ChoosePictureForm(plan, document.output);
+    Edit::Output output = document.output;
+    if (width > 0) {
+        output.hdr = Edit::Output::Hdr::Auto;  // the page's screen has the standard range
+    }
+    Render::ChoosePictureForm(plan, output);
     if (width > 0) {
         ScalePlan(plan, width);
+    }
+    for (Edit::PlannedClip& clip : plan.clips) {
+        clip.feed.kept = readers;
+    }
+    for (Edit::PlannedOverlay& overlay : plan.overlays) {
+        overlay.feed.kept = readers;
     }
     draws = Render::NeedsDrawing(plan);
 }
@@ -64,9 +75,11 @@ boost::intrusive_ptr<Proc::DataVideoFF> FrameMaker::Make(std::int64_t number) {
     last = number;
     try {
         Render::Composed composed = run->Compose();
-        Proc::AvFramePtr picture = composed.frame
-                                       ? Render::Downloader(factory, plan.target).Process(std::move(composed.frame))
-                                       : std::move(composed.picture);
+        if (composed.frame && !downloader) {
+            downloader = std::make_unique<Render::Downloader>(factory, plan.target);
+        }
+        Proc::AvFramePtr picture =
+            composed.frame ? downloader->Process(std::move(composed.frame)) : std::move(composed.picture);
         return Proc::DataVideoFF::Wrap(std::move(picture));
     } catch (...) {
         run.reset();
@@ -85,6 +98,7 @@ void ScalePlan(Edit::Plan& plan, std::uint32_t width) {
     frame.pixelAspectX = frame.pixelAspectY = 1;
     double const x = static_cast<double>(frame.width) / whole.width;
     double const y = static_cast<double>(frame.height) / whole.height;
+    plan.target.shrink = std::min(1.0, std::max(x, y));
     for (Edit::PlannedOverlay& overlay : plan.overlays) {
         if (overlay.isInPixels) {
             overlay.x.Scale(x);

@@ -7,6 +7,10 @@
 #include "Proc/Data/DataVideoFF.h"
 #include "Render/Render.h"
 
+namespace Kaltor::Render {
+class Downloader;
+}
+
 namespace Kaltor::Studio {
 
 /// Makes single frames of a plan, in any order. One thread at a time.
@@ -14,7 +18,8 @@ class FrameMaker {
 public:
     /// `width`: of the frames, which keep their shape; 0: the plan's own size, in the form that a picture file gets.
     FrameMaker(Edit::Plan const& plan, Edit::Document const& document,
-               boost::intrusive_ptr<Proc::IEffectFactory const> factory, std::uint32_t width);
+               boost::intrusive_ptr<Proc::IEffectFactory const> factory, std::uint32_t width,
+               std::shared_ptr<Media::KeptReaders> const& readers);
     ~FrameMaker();
     FrameMaker(FrameMaker const&) = delete;
     FrameMaker& operator=(FrameMaker const&) = delete;
@@ -32,6 +37,7 @@ private:
     bool draws;
     std::int64_t last = -2;
     std::unique_ptr<Run> run;
+    std::unique_ptr<Render::Downloader> downloader;
 };
 
 /// A plan for frames of this width: the same pictures, smaller. Sizes that are shares of the frame follow by

@@ -22,14 +22,17 @@ constexpr std::int64_t kFramesAhead = 12;
 /// A frame that is asked for, by one or more requests.
 struct Frames::Job {
     Request request;
-    std::uint64_t order = 0;  ///< of the first request of its sequence: the highest one comes first
-    std::size_t waiters = 0;
+    std::map<std::string, std::int64_t> views;  ///< that wait for it, with their sequences
+    std::uint64_t order = 0;                    ///< of the first request of its sequence: the highest one comes first
     bool isDone = false;
     Bytes bytes;
     std::exception_ptr error;
 };
 
-Frames::Frames() : thread([this] { Work(); }) {}
+Frames::Frames(bool allowPlaylists)
+    : kept(kMostBytes),
+      readers(std::make_shared<Media::KeptReaders>(Media::InputRules{allowPlaylists})),
+      thread([this] { Work(); }) {}
 
 Frames::~Frames() {
     Stop();
@@ -42,40 +45,22 @@ void Frames::Stop() {
     changed.notify_all();
 }
 
-Bytes Frames::Look(Key const& key) {
-    auto const found = index.find(key);
-    if (found == index.end()) {
-        return nullptr;
-    }
-    kept.splice(kept.begin(), kept, found->second);
-    return kept.front().second;
-}
-
-void Frames::Keep(Key const& key, Bytes const& bytes) {
-    if (index.contains(key)) {
-        return;
-    }
-    kept.emplace_front(key, bytes);
-    index[key] = kept.begin();
-    keptBytes += bytes->size();
-    while (keptBytes > kMostBytes && kept.size() > 1) {
-        keptBytes -= kept.back().second->size();
-        index.erase(kept.back().first);
-        kept.pop_back();
-    }
-}
-
 void Frames::DropOlder(Request const& request) {
     if (request.view.empty()) {
         return;
     }
     std::erase_if(waiting, [&](std::shared_ptr<Job> const& job) {
-        bool const isOlder = job->request.view == request.view && job->request.sequence < request.sequence;
-        if (isOlder) {
-            job->isDone = true;
-            job->error = std::make_exception_ptr(RequestError(kConflict, "a newer request of this view has come"));
+        auto const waits = job->views.find(request.view);
+        if (waits == job->views.end() || waits->second >= request.sequence) {
+            return false;
         }
-        return isOlder;
+        job->views.erase(waits);
+        if (!job->views.empty()) {
+            return false;
+        }
+        job->isDone = true;
+        job->error = std::make_exception_ptr(RequestError(kConflict, "a newer request of this view has come"));
+        return true;
     });
 }
 
@@ -104,7 +89,7 @@ Bytes Frames::Get(Request const& request) {
     NoteOrder(request);
     changed.notify_all();
     Key const key{request.plan->id, request.width, request.number};
-    if (Bytes bytes = Look(key)) {
+    if (Bytes bytes = kept.Find(key)) {
         return bytes;
     }
     auto const isSame = [&](std::shared_ptr<Job> const& job) {
@@ -116,19 +101,17 @@ Bytes Frames::Get(Request const& request) {
         job = current;
     } else if (auto const found = std::find_if(waiting.begin(), waiting.end(), isSame); found != waiting.end()) {
         job = *found;
-        if (request.sequence >= job->request.sequence) {
-            job->request.view = request.view;
-            job->request.sequence = request.sequence;
-        }
+        job->views[request.view] = request.sequence;
     } else {
         if (waiting.size() >= kMostWaiting) {
             throw RequestError(kTooMany, "too many frames are asked for at once");
         }
         job = std::make_shared<Job>();
         job->request = request;
+        job->views[request.view] = request.sequence;
         auto const ofSame = std::find_if(waiting.begin(), waiting.end(), [&](std::shared_ptr<Job> const& other) {
-            return !request.view.empty() && other->request.view == request.view &&
-                   other->request.sequence == request.sequence;
+            auto const view = other->views.find(request.view);
+            return !request.view.empty() && view != other->views.end() && view->second == request.sequence;
         });
         job->order = ofSame != waiting.end() ? (*ofSame)->order : ++requests;
         waiting.push_back(job);
@@ -160,7 +143,7 @@ std::shared_ptr<Frames::Job> Frames::TakeNext() {
 std::optional<Frames::Request> Frames::TakeAhead() {
     while (ahead.plan && ahead.next < ahead.end) {
         Key const key{ahead.plan->id, ahead.width, ahead.next};
-        if (!index.contains(key)) {
+        if (!kept.Contains(key)) {
             return Request{ahead.plan, ahead.next++, ahead.width, {}, 0};
         }
         ++ahead.next;
@@ -195,7 +178,7 @@ void Frames::Work() {
         job->error = error;
         job->isDone = true;
         if (bytes) {
-            Keep({job->request.plan->id, job->request.width, job->request.number}, bytes);
+            kept.Add({job->request.plan->id, job->request.width, job->request.number}, bytes);
         } else {
             ahead = {};
         }
@@ -215,7 +198,7 @@ FrameMaker& Frames::FindMaker(Request const& request) {
         return *makers.front().maker;
     }
     auto maker = std::make_unique<FrameMaker>(request.plan->plan, request.plan->document, request.plan->factory,
-                                              request.width);
+                                              request.width, readers);
     makers.push_front({request.plan->id, request.width, std::move(maker), request.plan});
     if (makers.size() > kMostMakers) {
         makers.pop_back();

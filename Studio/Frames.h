@@ -14,18 +14,17 @@
 #include <vector>
 
 #include "Studio/FrameMaker.h"
+#include "Studio/KeptBytes.h"
 #include "Studio/Plans.h"
 
 namespace Kaltor::Studio {
-
-using Bytes = std::shared_ptr<std::vector<std::uint8_t> const>;
 
 /// Makes the frames that pages ask for, on a thread of its own: the last request comes first, and what a view has
 /// asked for before is left out. Keeps those that were made, up to a limit, and makes the next ones ahead while
 /// frames are asked for one after the other. Thread-safe.
 class Frames {
 public:
-    Frames();
+    explicit Frames(bool allowPlaylists);
     ~Frames();
     Frames(Frames const&) = delete;
     Frames& operator=(Frames const&) = delete;
@@ -77,8 +76,6 @@ private:
     void NoteOrder(Request const& request);
     Bytes Draw(Request const& request);
     FrameMaker& FindMaker(Request const& request);
-    Bytes Look(Key const& key);
-    void Keep(Key const& key, Bytes const& bytes);
 
     std::mutex mutex;
     std::condition_variable changed;
@@ -87,12 +84,11 @@ private:
     std::uint64_t requests = 0;
     bool isStopped = false;
 
-    std::list<std::pair<Key, Bytes>> kept;  ///< the last used one first
-    std::map<Key, std::list<std::pair<Key, Bytes>>::iterator> index;
-    std::size_t keptBytes = 0;
+    KeptBytes<Key> kept;
     std::optional<Key> lastKey;
     Ahead ahead;
 
+    std::shared_ptr<Media::KeptReaders> readers;
     std::list<Maker> makers;  ///< of the thread's, the last used one first
     std::thread thread;
 };

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -24,7 +27,7 @@ struct PlannedDocument {
     Edit::Document document;
     Edit::Plan plan;
     std::vector<std::string> warnings;
-
+    /// Makes what the document names, from the files as they were then.
     boost::intrusive_ptr<Proc::IEffectFactory const> factory;
 };
 

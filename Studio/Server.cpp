@@ -17,12 +17,16 @@
 #include "Edit/DocumentWriter.h"
 #include "Edit/Schema.h"
 #include "Ogl/OglManager.h"
+#include "Studio/Exports.h"
 #include "Studio/FileAccess.h"
 #include "Studio/Frames.h"
 #include "Studio/PlanJson.h"
 #include "Studio/Plans.h"
 #include "Studio/RequestError.h"
 #include "Studio/Session.h"
+#include "Studio/Shaders.h"
+#include "Studio/Sounds.h"
+#include "Studio/Sources.h"
 
 namespace Kaltor::Studio {
 namespace {
@@ -38,6 +42,8 @@ constexpr std::size_t kThreads = 40;
 /// Connections that wait for one.
 constexpr std::size_t kMostConnections = 128;
 constexpr std::chrono::seconds kPageGone(15);
+constexpr double kLongestTime = 1e6;  // seconds
+constexpr std::size_t kMostCardBytes = std::size_t{32} << 20U;
 
 /// 128 random bits.
 std::string MakeToken() {
@@ -167,6 +173,11 @@ std::optional<std::string> OptionalText(Json const& body, char const* key) {
     return body[key].get<std::string>();
 }
 
+std::string MemberText(Json const& body, char const* key) {
+    MemberOf(body, key);
+    return OptionalText(body, key).value_or("");
+}
+
 bool IsSet(Json const& body, char const* key) {
     return body.contains(key) && body[key] == true;
 }
@@ -198,6 +209,11 @@ public:
           access(options.folder, options.named, options.isTrusted),
           session(access, options.document, options.initial),
           plans(access, options.allowPlaylists, MakeSeed(), options.loadCatalog),
+          frames(options.allowPlaylists),
+          sounds(options.allowPlaylists),
+          sources(access, options.allowPlaylists),
+          exports(access, options.allowPlaylists),
+          cards(kMostCardBytes),
           token(MakeToken()) {
         http.new_task_queue = [] { return new Connections; };
         http.set_payload_max_length(kMostBody);
@@ -266,6 +282,8 @@ private:
 
     void Stop() {
         frames.Stop();
+        sounds.Stop();
+        sources.Stop();
         http.stop();
     }
 
@@ -353,6 +371,15 @@ private:
             if (what == "command") {
                 return WriteCommand(BodyOf(request), response);
             }
+            if (what == "export") {
+                return Export(BodyOf(request), response);
+            }
+            if (what == "shader") {
+                Json const body = BodyOf(request);
+                std::string const name = OptionalText(body, "name").value_or("shader.glsl");
+                return SetJson(response, CheckShader(name, OptionalText(body, "source").value_or(""),
+                                                     options.describeEntry));
+            }
             if (what == "quit") {
                 response.status = 204;
                 return End();
@@ -370,6 +397,22 @@ private:
             if (what == "files") {
                 return SetJson(response, access.List(request.get_param_value("folder")));
             }
+            if (what == "probe") {
+                return SetJson(response, sources.Probe(request.get_param_value("file")));
+            }
+            if (what == "thumbnail") {
+                return SendThumbnail(request, response);
+            }
+            if (what == "waveform") {
+                constexpr std::size_t kMostPoints = 20'000;
+                return SetJson(response, sources.MakeWaveform(request.get_param_value("file"),
+                                                              NumberOf<std::size_t>(request, "points", 1, kMostPoints),
+                                                              NumberOf<double>(request, "from", 0.0, kLongestTime, 0.0),
+                                                              NumberOf<double>(request, "to", -1.0, kLongestTime, -1.0)));
+            }
+            if (what == "shader") {
+                return SetJson(response, ReadShader(access, request.get_param_value("path")));
+            }
             if (what == "alive") {
                 std::lock_guard const lock(mutex);
                 lastAlive = std::chrono::steady_clock::now();
@@ -378,6 +421,24 @@ private:
             }
         } else if (!isPost && count == 5 && what == "plan" && parts[3] == "frame") {
             return SendFrame(request, parts[2], parts[4], response);
+        } else if (!isPost && count == 4 && what == "plan" && parts[3] == "sound") {
+            std::vector<std::uint8_t> const wav =
+                sounds.Get(*FindPlan(parts[2]), NumberOf<double>(request, "from", 0.0, kLongestTime),
+                           NumberOf<double>(request, "to", 0.0, kLongestTime));
+            response.set_header("Cache-Control", "private, max-age=86400, immutable");
+            return SetBytes(response, wav, "audio/wav");
+        } else if (!isPost && count == 3 && what == "card") {
+            return SendCard(parts[2], response);
+        } else if (!isPost && count == 3 && what == "export") {
+            return SetJson(response, exports.Describe(parts[2]));
+        } else if (isPost && count == 4 && what == "export" && parts[3] == "cancel") {
+            exports.Cancel(parts[2]);
+            response.status = 204;
+            return;
+        } else if (isPost && count == 3 && what == "shader" && parts[2] == "save") {
+            Json const body = BodyOf(request);
+            return SetJson(response, SaveShader(access, MemberText(body, "path"), MemberText(body, "source"),
+                                                OptionalText(body, "revision").value_or(""), IsSet(body, "overwrite")));
         }
         throw RequestError(kNotFound, "there is no such request");
     }
@@ -419,6 +480,49 @@ private:
         SetBytes(response, *bytes, wanted.width == 0 ? "image/png" : "image/jpeg");
     }
 
+    void SendThumbnail(Request const& request, Response& response) {
+        constexpr std::uint32_t kHighest = 1080;
+        constexpr std::uint32_t kUsual = 72;
+        frames.WaitUntilIdle();
+        Bytes const bytes = sources.MakeThumbnail(request.get_param_value("file"),
+                                                  NumberOf<double>(request, "time", 0.0, kLongestTime, 0.0),
+                                                  NumberOf<std::uint32_t>(request, "height", 8, kHighest, kUsual));
+        SetBytes(response, *bytes, "image/jpeg");
+    }
+
+    void SendCard(std::string const& name, Response& response) {
+        std::lock_guard const lock(cardMutex);
+        Bytes bytes = cards.Find(name);
+        if (!bytes) {
+            auto const [entry, factory] = plans.WithCatalog([&name](Host::Catalog const& catalog) {
+                std::vector<Host::CatalogEntry> const& entries = catalog.GetEntries();
+                auto const found = std::find_if(entries.begin(), entries.end(), [&name](auto const& one) {
+                    return one.name == name && one.kind != Host::Kind::Service;
+                });
+                if (found == entries.end()) {
+                    throw RequestError(kNotFound, fmt::format("there is no effect or transition {}", name));
+                }
+                return std::pair(*found, catalog.GetFactory());
+            });
+            bytes = std::make_shared<std::vector<std::uint8_t> const>(
+                options.drawCard(entry, *factory, [this] { frames.WaitUntilIdle(); }));
+            cards.Add(name, bytes);
+        }
+        response.set_header("Cache-Control", "private, max-age=86400, immutable");
+        SetBytes(response, *bytes, "image/jpeg");
+    }
+
+    void Export(Json const& body, Response& response) {
+        Json document = MemberOf(body, "document");
+        if (body.contains("options") && body["options"].is_object() && document.is_object()) {
+            Json output = document.contains("output") ? document["output"] : Json::object();
+            output.update(body["options"]);
+            document["output"] = std::move(output);
+        }
+        std::string const output = MemberText(body, "output");
+        SetJson(response, {{"job", exports.Start(plans.Make(document), output, IsSet(body, "overwrite"))}});
+    }
+
     void DescribeSession(Response& response) const {
         Json json = session.Describe();
         Ogl::GlInfo const& gl = Ogl::OglManager::GetInstance().GetInfo();
@@ -437,19 +541,23 @@ private:
         }
         json["outputs"] = {{"profiles", profiles}, {"codecs", codecs}};
         json["previewWidth"] = 640;
+        json["card"] = {{"frames", kCardFrames}, {"width", kCardWidth}, {"height", kCardHeight}};
         SetJson(response, json);
     }
 
     Json DescribeCatalogue() {
-        return plans.WithCatalog([this](Host::Catalog const& catalog) {
-            Json all = Json::array();
+        Json all = Json::array();
+        plans.WithCatalog([&](Host::Catalog const& catalog) {
             for (Host::CatalogEntry const& entry : catalog.GetEntries()) {
                 if (entry.kind != Host::Kind::Service) {
                     all.push_back(options.describeEntry(entry));
                 }
             }
-            return all;
         });
+        for (Host::CatalogEntry const& entry : ListShaders(access)) {
+            all.push_back(options.describeEntry(entry));
+        }
+        return all;
     }
 
     void Save(Json const& body, Response& response) {
@@ -466,9 +574,11 @@ private:
 
     void WriteCommand(Json const& body, Response& response) {
         Edit::Document const document = plans.Read(MemberOf(body, "document"));
-        std::optional<std::string> const command =
-            options.writeCommand ? options.writeCommand(document) : std::nullopt;
-        SetJson(response, {{"json", Edit::FormatDocument(document, access.GetFolder().string())},
+        std::string const folder = access.GetFolder().string();
+        std::optional<std::string> const command = plans.WithCatalog([&](Host::Catalog const& catalog) {
+            return options.writeCommand ? options.writeCommand(document, catalog, folder) : std::nullopt;
+        });
+        SetJson(response, {{"json", Edit::FormatDocument(document, folder)},
                            {"command", command ? Json(*command) : Json(nullptr)}});
     }
 
@@ -483,6 +593,11 @@ private:
     Session session;
     Plans plans;
     Frames frames;
+    Sounds sounds;
+    Sources sources;
+    Exports exports;
+    std::mutex cardMutex;
+    KeptBytes<std::string> cards;
     std::string token;
     httplib::Server http;
     int port = 0;

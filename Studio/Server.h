@@ -17,6 +17,11 @@
 
 namespace Kaltor::Studio {
 
+/// The pictures of an entry's card, side by side.
+constexpr int kCardFrames = 12;
+constexpr std::uint32_t kCardWidth = 160;
+constexpr std::uint32_t kCardHeight = 90;
+
 /// A file of the page.
 struct PageFile {
     std::string_view name;
@@ -44,8 +49,13 @@ struct Options {
     std::function<Host::Catalog()> loadCatalog;
     /// An entry for programs, as `list --json` has it.
     std::function<Edit::Json(Host::CatalogEntry const&)> describeEntry;
-    /// The command line that makes the document; nothing where there is none.
-    std::function<std::optional<std::string>(Edit::Document const&)> writeCommand;
+    /// A row of `kCardFrames` small pictures of an entry in motion, as JPEG. Calls `pause` between them.
+    std::function<std::vector<std::uint8_t>(Host::CatalogEntry const&, Proc::IEffectFactory const&,
+                                            std::function<void()> const& pause)>
+        drawCard;
+    /// The command line that makes a document whose files lie in a folder; nothing where there is none.
+    std::function<std::optional<std::string>(Edit::Document const&, Host::Catalog const&, std::string const& folder)>
+        writeCommand;
 };
 
 /// Serves the studio's page and what it asks for, on the loopback address, to those who know the address with its

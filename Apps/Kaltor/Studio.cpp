@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -8,6 +9,7 @@
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/EditCommand.h"
 #include "Apps/Kaltor/Interrupt.h"
 #include "Apps/Kaltor/List.h"
 #include "Apps/Kaltor/NumberOption.h"
@@ -15,7 +17,11 @@
 #include "Apps/Kaltor/Verbs.h"
 #include "Edit/DocumentWriter.h"
 #ifdef KALTOR_HAS_STUDIO
+#include "Apps/Kaltor/Gallery/Preview.h"
+#include "Apps/Kaltor/Gallery/Scenes.h"
 #include "Apps/Kaltor/Studio/Page.h"
+#include "Host/PictureEffect.h"
+#include "Media/Picture.h"
 #include "Studio/Server.h"
 #endif
 
@@ -88,6 +94,49 @@ void ChooseDocument(StudioOptions const& options, Catalog const& catalog, Studio
     studio.initial = Edit::ParseJson(Edit::FormatDocument(document, studio.folder), "the edit");
 }
 
+/// Small pictures of an entry in motion on the gallery's scenes, side by side.
+std::vector<std::uint8_t> DrawCard(CatalogEntry const& entry, Proc::IEffectFactory const& factory,
+                                   std::function<void()> const& pause) {
+    constexpr std::int64_t kLoopMicroseconds = std::int64_t{kLoopSeconds} * 1'000'000;
+    Conf::FrameInfo const size{Studio::kCardWidth, Studio::kCardHeight, 1, 1};
+    std::optional<Host::PictureEffect> effect;
+    if (Host::HasAllDefaults(entry)) {
+        effect.emplace(factory, entry.name, entry.isTwoInput, *MakeSettings(entry, ValuesOf(entry.name, size)));
+        effect->SetSeed(1);
+        effect->FitInto(size.width, size.height);
+    }
+    Picture const row =
+        Proc::DataVideoFF::Create(PixFmt::Rgb24, {size.width * Studio::kCardFrames, size.height, 1, 1});
+    AVFrame& whole = row->GetWritableFrame();
+    for (int i = 0; i < Studio::kCardFrames; ++i) {
+        pause();
+        double const phase = static_cast<double>(i) / Studio::kCardFrames;
+        Scene const first = !entry.isTwoInput && IsOnSecond(entry.name) ? Scene::Beach : Scene::Lake;
+        std::vector<Picture> inputs{DrawScene(first, size, phase)};
+        if (entry.isTwoInput) {
+            inputs.push_back(DrawScene(Scene::Beach, size, phase));
+        }
+        Picture picture = inputs.front();
+        if (effect) {
+            effect->SetProgress(static_cast<double>(i) / (Studio::kCardFrames - 1));
+            picture = effect->Run(inputs, kLoopMicroseconds * i / Studio::kCardFrames);
+        }
+        constexpr int kRgb = 3;
+        AVFrame const& drawn = picture->GetFrame();
+        int const bytes = picture->GetPixFmt() == PixFmt::Rgba ? 4 : kRgb;
+        for (int y = 0; y < drawn.height; ++y) {
+            std::uint8_t const* from = drawn.data[0] + std::ptrdiff_t{y} * drawn.linesize[0];
+            std::uint8_t* to = whole.data[0] + std::ptrdiff_t{y} * whole.linesize[0] + std::ptrdiff_t{i} * kRgb * drawn.width;
+            for (int x = 0; x < drawn.width; ++x, from += bytes, to += kRgb) {
+                for (int c = 0; c < kRgb; ++c) {
+                    to[c] = bytes == kRgb ? from[c] : static_cast<std::uint8_t>(from[c] * from[kRgb] / 255);
+                }
+            }
+        }
+    }
+    return Media::EncodeJpeg(*row);
+}
+
 int RunStudio(StudioOptions const& options) {
     std::atomic<bool> const& cancel = CatchInterrupts();
     Studio::Options studio;
@@ -104,6 +153,8 @@ int RunStudio(StudioOptions const& options) {
     studio.page = page;
     studio.loadCatalog = [] { return LoadCatalog(); };
     studio.describeEntry = &DescribeEntry;
+    studio.drawCard = &DrawCard;
+    studio.writeCommand = &WriteCommand;
     Studio::Server server(std::move(studio));
     WriteOut(fmt::format("{}\n", server.GetAddress()));
     if (!options.hasNoBrowser) {

@@ -10,7 +10,7 @@ namespace Kaltor {
 namespace {
 
 constexpr char const* kVerbs[]{"list",  "describe", "apply",   "strip", "render",
-                               "check", "convert",  "gallery", "bench", "doctor", "farm submit"};
+                               "check", "convert",  "studio",  "gallery", "bench", "doctor", "farm submit"};
 
 // Commands that would take minutes, with the words that make them short.
 std::map<std::string, std::string> const kShortened{
@@ -191,7 +191,8 @@ TEST_F(DocumentationTest, EveryCommandWorks) {
         }
         auto const shortened = kShortened.find(command);
         bool const isSynopsis = command.find('[') != std::string::npos || command.find("...") != std::string::npos;
-        if (isSynopsis) {
+        bool const isServer = command.starts_with("kaltor studio ");  // it runs until it is stopped
+        if (isSynopsis || isServer) {
             CheckSynopsis(command);
         } else {
             RunLine(shortened == kShortened.end() ? command : command + " " + shortened->second);

@@ -38,7 +38,7 @@ constexpr char const* kTransitionSeconds = "1.4";
 constexpr std::chrono::milliseconds kInTransition(1100);
 constexpr std::chrono::milliseconds kTypical(350 * kLoopSeconds);
 
-/// What live on many colours and small detail, which the beach has and the lake has not.
+/// What lives on many colours and small detail, which the beach has and the lake has not.
 constexpr std::array kOnSecond{"EffectColorMixDistinguish",
                                "EffectChromakey",
                                "EffectDiffuse",
@@ -51,27 +51,6 @@ constexpr std::array kOnSecond{"EffectColorMixDistinguish",
                                "EffectRetroColors",
                                "EffectSharpen",
                                "EffectTiltShiftQEL"};
-
-bool IsOnSecond(std::string const& name) {
-    return std::find(kOnSecond.begin(), kOnSecond.end(), name) != kOnSecond.end();
-}
-
-/// What is set where the defaults do little on these clips.
-std::vector<Assignment> ValuesOf(std::string const& name, Conf::FrameInfo const& size) {
-    if (name == Proc::SettingsEffectChromakey::CLASS_ID) {
-        return {{"color", "#18A0B0"}, {"tolerance", "0.15"}};  // the sea
-    }
-    if (name == Proc::SettingsResizer::CLASS_ID) {
-        return {{"width", std::to_string(size.width)},
-                {"height", std::to_string(size.height)},
-                {"mode", "fit"},
-                {"cropLeft", std::to_string(size.width / 2)}};
-    }
-    if (name == Proc::SettingsEffectImageBlender::CLASS_ID) {
-        return {{"opacity", "200"}, {"x", std::to_string(size.width / 2)}};
-    }
-    return {};
-}
 
 /// Quoted where a shell needs it: # may begin a comment.
 std::string Quoted(std::string const& text) {
@@ -199,6 +178,26 @@ Preview MakeStill(fs::path const& folder, Catalog const& catalog, CatalogEntry c
 }
 
 }  // namespace
+
+bool IsOnSecond(std::string const& name) {
+    return std::find(kOnSecond.begin(), kOnSecond.end(), name) != kOnSecond.end();
+}
+
+std::vector<Assignment> ValuesOf(std::string const& name, Conf::FrameInfo const& size) {
+    if (name == Proc::SettingsEffectChromakey::CLASS_ID) {
+        return {{"color", "#18A0B0"}, {"tolerance", "0.15"}};  // the sea
+    }
+    if (name == Proc::SettingsResizer::CLASS_ID) {
+        return {{"width", std::to_string(size.width)},
+                {"height", std::to_string(size.height)},
+                {"mode", "fit"},
+                {"cropLeft", std::to_string(size.width / 2)}};
+    }
+    if (name == Proc::SettingsEffectImageBlender::CLASS_ID) {
+        return {{"opacity", "200"}, {"x", std::to_string(size.width / 2)}};
+    }
+    return {};
+}
 
 void MakeSources(fs::path const& folder, SourceOptions const& options, std::atomic<bool> const& cancel) {
     fs::create_directories(folder / "pictures");

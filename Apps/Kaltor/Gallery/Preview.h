@@ -3,11 +3,17 @@
 #include <atomic>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Conf/FrameInfo.h"
 
 namespace Kaltor::Cli {
+
+/// Whether an entry is better seen on the second scene, which has many colours and small detail.
+bool IsOnSecond(std::string const& name);
+/// What is set where the defaults do little on the scenes.
+std::vector<Assignment> ValuesOf(std::string const& name, Conf::FrameInfo const& size);
 
 /// The two clips that everything is shown on, in the folder "pictures", and a still of each. A clip lasts
 /// `kLoopSeconds` and is silent.
