@@ -144,16 +144,17 @@ TEST(Planes, ComeFromRgbByTheFormula) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, PlanesTest,
-    testing::Values("EffectInvert", "EffectFlip horizontal=true vertical=false",
-                    "EffectFlip horizontal=false vertical=true", "EffectVideoFadeInFadeOut", "TransitionCrossfade",
-                    "TransitionFadeInFadeOut", "TransitionBlinds", "TransitionPush dir=left", "TransitionPush dir=up",
-                    "TransitionSlide direction=from-left", "TransitionSlide direction=stretched",
-                    "TransitionSlide direction=from-top-right", "TransitionBarnDoor mode=open-vertical",
-                    "TransitionBarnDoor mode=close-corners", "TransitionPieces", "TransitionDisintegrate",
-                    "TransitionScale type=grow-incoming", "TransitionScale type=shrink-outgoing",
-                    "TransitionZoom type=in", "TransitionZoom type=through"));
+INSTANTIATE_TEST_SUITE_P(Of, PlanesTest,
+                         testing::Values("EffectInvert", "EffectFlip horizontal=true vertical=false",
+                                         "EffectFlip horizontal=false vertical=true", "EffectVideoFadeInFadeOut",
+                                         "TransitionCrossfade", "TransitionFadeInFadeOut", "TransitionBlinds",
+                                         "TransitionPush dir=left", "TransitionPush dir=up",
+                                         "TransitionSlide direction=from-left", "TransitionSlide direction=stretched",
+                                         "TransitionSlide direction=from-top-right",
+                                         "TransitionBarnDoor mode=open-vertical",
+                                         "TransitionBarnDoor mode=close-corners", "TransitionDisintegrate",
+                                         "TransitionScale type=grow-incoming", "TransitionScale type=shrink-outgoing",
+                                         "TransitionZoom type=in", "TransitionZoom type=through"));
 
 }  // namespace
 }  // namespace Kaltor::Tests
