@@ -178,6 +178,8 @@ void AddStudio(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("studio", "See and set an edit in a browser");
     auto const options = std::make_shared<StudioOptions>();
     verb.AddTexts("CLIP", options->clips, "one document (EDIT.json), or the clips that a new one begins with");
+    verb.AddText("--size", options->size, "of a new edit's video (default: the first clip's)").ShowValueAs("WxH");
+    verb.AddText("--fps", options->rate, "of a new edit's video (default: the first clip's)").ShowValueAs("RATE");
     AddNumber<std::uint16_t>(verb, "--port", options->port, "of the address (default: one that is free)", {1, 65535})
         .ShowValueAs("N");
     verb.AddFlag("--no-browser", options->hasNoBrowser, "only print the address; otherwise a browser opens it where "

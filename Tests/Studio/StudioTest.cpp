@@ -175,7 +175,7 @@ TEST_F(StudioTest, FilesElsewhereStayOutOfReach) {
     options.named = {named};
     Start(std::move(options));
     auto const document = [](std::string const& file) {
-        return Json{{"version", 1}, {"clips", {{{"file", file}}}}};
+        return Json{{"version", 1}, {"clips", Json::array({Json{{"file", file}}})}};
     };
     std::string const relative = "../" + fs::path(secret).filename().string();
     for (std::string const& file : {secret, relative, "sub/../" + relative, std::string("link.mkv")}) {
