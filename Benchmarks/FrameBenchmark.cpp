@@ -171,8 +171,8 @@ void RegisterAll() {
         if (effect.implName == Proc::ImplNames::OGL) {
             Register(
                 effect.classId,
-                [classId = effect.classId, inputs = effect.inputs](benchmark::State& state, FrameInfo size) {
-                    Draw(state, size, *Proc::MakeSettings(classId), inputs);
+                [settings = effect.settings, inputs = effect.inputs](benchmark::State& state, FrameInfo size) {
+                    Draw(state, size, *settings, inputs);
                 },
                 FrameInfo{1920, 1080, 1, 1});
         }

@@ -584,6 +584,9 @@ void CheckSource(Source const& source, Place const& place) {
         }
         Parsed(place / "raw", [&] { return Media::ParseRawForm(source.raw); });
     }
+    if (source.alpha != Media::InputRules::Alpha::Auto && source.file.empty()) {
+        (place / "alpha").Refuse(R"(it is for a "file")");
+    }
     if (count != 1) {
         place.Refuse(count == 0 ? R"(it needs one of "file", "color" and "title")"
                                 : R"(it takes only one of "file", "color" and "title")");

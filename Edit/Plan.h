@@ -48,6 +48,7 @@ struct PlannedFeed {
     Media::MediaInfo info;
     std::optional<Media::Sequence> sequence;
     std::string raw;                          ///< see `Source`
+    Media::InputRules::Alpha alpha = Media::InputRules::Alpha::Auto;
     std::shared_ptr<Media::PipeReader> pipe;  ///< what it is read through, where it is a pipe: once only
     std::shared_ptr<Media::KeptReaders> kept;  ///< where readers are kept for the next look; null: they are not
     /// It plays until the pipe ends; `played` is out of reach.

@@ -87,7 +87,8 @@ private:
 
 }  // namespace
 
-EffectRegistry::EffectRegistry() : entries(std::make_shared<Entries>()) {}
+EffectRegistry::EffectRegistry(Proc::PictureReader pictureReader)
+    : entries(std::make_shared<Entries>()), reader(std::move(pictureReader)) {}
 EffectRegistry::~EffectRegistry() = default;
 
 bool EffectRegistry::HasOneInputEffect(std::string const& classId, std::string const& implName) const {
@@ -96,6 +97,7 @@ bool EffectRegistry::HasOneInputEffect(std::string const& classId, std::string c
 
 void EffectRegistry::RegisterOneInputEffect(std::string const& classId, std::string const& implName,
                                             OneInputEffectFactoryFn const& factory) {
+    KnowSettings(classId);
     entries->Register(classId, implName, factory);
 }
 
@@ -105,7 +107,16 @@ bool EffectRegistry::HasTwoInputEffect(std::string const& classId, std::string c
 
 void EffectRegistry::RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                             TwoInputEffectFactoryFn const& factory) {
+    KnowSettings(classId);
     entries->Register(classId, implName, factory);
+}
+
+void EffectRegistry::KnowSettings(std::string const& classId) {
+    if (!settings.contains(classId)) {
+        if (std::shared_ptr<Proc::Settings const> own = Proc::MakeSettings(classId)) {
+            settings.emplace(classId, std::move(own));
+        }
+    }
 }
 
 void EffectRegistry::RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) {
@@ -120,9 +131,9 @@ std::vector<RegisteredEffect> EffectRegistry::List() const {
     std::vector<RegisteredEffect> result;
     for (Entries::Entry const& entry : entries->list) {
         bool const isOneInput = std::holds_alternative<OneInputEffectFactoryFn>(entry.factory);
-        auto const brought = settings.find(entry.classId);
+        auto const known = settings.find(entry.classId);
         result.push_back(
-            {entry.classId, entry.implName, isOneInput ? 1 : 2, brought == settings.end() ? nullptr : brought->second});
+            {entry.classId, entry.implName, isOneInput ? 1 : 2, known == settings.end() ? nullptr : known->second});
     }
     return result;
 }

@@ -17,7 +17,7 @@ struct RegisteredEffect {
     std::string classId;
     std::string implName;
     int inputs;  ///< 1 or 2
-    /// The defaults that its plug-in brought; null where it brought none.
+    /// The defaults of its fields: the library's class, or what its plug-in brought; null where there is neither.
     std::shared_ptr<Proc::Settings const> settings = nullptr;
 };
 
@@ -32,7 +32,7 @@ struct PluginReport {
 /// The host's effect registry. One thread fills it; its factory may be used from any thread, also meanwhile.
 class EffectRegistry final : public Proc::IEffectRegistry {
 public:
-    EffectRegistry();
+    explicit EffectRegistry(Proc::PictureReader pictureReader = {});
     ~EffectRegistry() override;
     EffectRegistry(EffectRegistry const&) = delete;
     EffectRegistry& operator=(EffectRegistry const&) = delete;
@@ -44,6 +44,7 @@ public:
     void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                 Proc::TwoInputEffectFactoryFn const& factory) override;
     void RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) override;
+    Proc::PictureReader GetPictureReader() const override { return reader; }
 
     /// The plug-ins that were loaded into it, our own first.
     std::vector<PluginReport> const& GetPlugins() const { return plugins; }
@@ -57,7 +58,12 @@ public:
 
 private:
     struct Entries;
+
+    /// Takes the library's settings of this name, where it has some and no plug-in brought others.
+    void KnowSettings(std::string const& classId);
+
     std::shared_ptr<Entries> entries;
+    Proc::PictureReader reader;
     std::map<std::string, std::shared_ptr<Proc::Settings const>> settings;
     std::vector<PluginReport> plugins;
 };

@@ -15,6 +15,7 @@
 namespace Kaltor::Ogl {
 
 class PixelTransfer;
+class Processor;
 
 /// What all drawing on the one context shares: programs by name, the framebuffer object, the unit quad, the tools of
 /// transfers. Made by the manager and passed to tasks. GL thread only.
@@ -49,8 +50,12 @@ public:
 
     /// Shared white noise; see `MakeNoiseTexture`.
     Texture const& Noise() const;
+    /// The mean of its channels; see `MakeGreyNoiseTexture`.
+    Texture const& GreyNoise() const;
 
     PixelTransfer& Transfer() const { return *transfer; }
+    /// For what the processor does itself where the strategy says so.
+    Ogl::Processor& Processor() const { return *processor; }
 
 private:
     struct Entry {
@@ -63,7 +68,9 @@ private:
     mutable Surface asideSurface;
     Ogl::Quad unitQuad;
     mutable Texture noise;
+    mutable Texture greyNoise;
     std::unique_ptr<PixelTransfer> transfer;
+    std::unique_ptr<Ogl::Processor> processor;
 };
 
 /// The vertex program of every full-frame pass: `gl_Vertex` is (s, t, x, y).

@@ -14,6 +14,7 @@
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Interrupt.h"
 #include "Core/Interfaces/Exception.h"
+#include "Render/Isolation/MakeApart.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -83,7 +84,13 @@ bool FileWatch::Wait(std::atomic<bool> const& cancel) {
     return false;
 }
 
-int DrawAndWatch(PictureOptions const& options, std::function<void()> const& draw) {
+int DrawAndWatch(PictureOptions const& options, std::function<std::vector<std::uint8_t>()> const& makeFile) {
+    std::optional<Render::Isolation> const isolation = options.isolation.Get();
+    auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
+    auto const draw = [&] {
+        std::vector<std::uint8_t> const file = isolation ? Render::MakeApart(*isolation, makeFile, warn) : makeFile();
+        WriteFile(options.output, {reinterpret_cast<char const*>(file.data()), file.size()});
+    };
     if (!options.watches) {
         draw();
         return 0;

@@ -1,8 +1,8 @@
+#include "Apps/Kaltor/List.h"
+
 #include <algorithm>
-#include <iterator>
 #include <memory>
 #include <optional>
-#include <set>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -11,9 +11,8 @@
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
-#include "Apps/Kaltor/List.h"
 #include "Apps/Kaltor/Verbs.h"
-#include "Proc/Settings/SettingsCatalog.h"
+#include "Edit/Json.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -52,17 +51,10 @@ ordered_json RangeOf(Field const& field) {
 
 /// Where it comes from.
 char const* OriginOf(CatalogEntry const& entry, Proc::Settings const& settings) {
-    static std::set<std::string> const kOwn = [] {
-        std::vector<std::unique_ptr<Proc::Settings>> const all = Proc::MakeAllSettings();
-        std::set<std::string> names;
-        std::transform(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(Proc::CountOwnSettings()),
-                       std::inserter(names, names.end()), [](auto const& own) { return own->GetClassId(); });
-        return names;
-    }();
     if (!settings.GetOrigin().empty()) {
         return "shader";
     }
-    return kOwn.contains(entry.name) ? "standard" : "plug-in";
+    return Proc::FindRowKind(entry.name) ? "standard" : "plug-in";
 }
 
 }  // namespace
@@ -102,7 +94,7 @@ std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
     std::array<std::size_t, 5> widths{};
     for (Field const& field : settings->GetFields()) {
         rows.push_back({std::string(field.key), field.GetTypeName(), field.Format(field.get(*settings)),
-                        field.DescribeRange(), std::string(field.help)});
+                        field.DescribeRange(), MakePrintable(field.help)});
         for (std::size_t i = 0; i < widths.size(); ++i) {
             widths[i] = std::max(widths[i], rows.back()[i].size());
         }
@@ -139,7 +131,7 @@ CatalogEntry const* FindOther(Catalog const& catalog, CatalogEntry const& entry,
 std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
-                                   settings->GetSummary());
+                                   MakePrintable(settings->GetSummary()));
     if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
         text += fmt::format("Usual names: {}\n", fmt::join(names, ", "));
     }
@@ -183,7 +175,8 @@ std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
     std::optional<std::size_t> const columns = OutputColumns();
     std::string text;
     for (CatalogEntry const* const entry : entries) {
-        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(*entry, {})->GetSummary());
+        std::string line =
+            fmt::format("{:10}  {}", GetName(entry->kind), MakePrintable(MakeSettings(*entry, {})->GetSummary()));
         if (std::vector<std::string_view> const names = GetUsualNames(entry->name); !names.empty()) {
             line += fmt::format(" Also: {}.", fmt::join(names, ", "));
         }
@@ -202,7 +195,7 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
     std::string text;
     for (CatalogEntry const* const entry : entries) {
         text += fmt::format("{} ({}): {}\n{}", Bold(entry->name), GetName(entry->kind),
-                            MakeSettings(*entry, {})->GetSummary(), DescribeFields(*entry, "    "));
+                            MakePrintable(MakeSettings(*entry, {})->GetSummary()), DescribeFields(*entry, "    "));
     }
     return text;
 }
@@ -215,7 +208,7 @@ int List(ListOptions const& options) {
         for (CatalogEntry const* const entry : found) {
             all.push_back(DescribeEntry(*entry));
         }
-        WriteOut(all.dump(2) + "\n");
+        WriteOut(Edit::ShowJson(all, 2) + "\n");
         return 0;
     }
     if (found.empty()) {
@@ -265,7 +258,8 @@ void AddDescribe(CommandLine& commandLine) {
     verb.SetAction([options] {
         Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
-        WriteOut(options->isJson ? DescribeEntry(entry).dump(2) + "\n" : Describe(catalog, entry, options->name));
+        WriteOut(options->isJson ? Edit::ShowJson(DescribeEntry(entry), 2) + "\n"
+                                 : Describe(catalog, entry, options->name));
         return 0;
     });
 }

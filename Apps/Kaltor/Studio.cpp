@@ -151,7 +151,7 @@ int RunStudio(StudioOptions const& options) {
         page.push_back({name, content});
     }
     studio.page = page;
-    studio.loadCatalog = &LoadCatalog;
+    studio.loadCatalog = [] { return LoadCatalog(); };
     studio.describeEntry = &DescribeEntry;
     studio.drawCard = &DrawCard;
     studio.writeCommand = &WriteCommand;

@@ -57,7 +57,8 @@ struct Field {
     std::function<FieldValue(Settings const&)> get;
     std::function<void(Settings&, FieldValue const&)> set;
     Outside outside = Outside::Refused;
-    std::size_t length = 1;  ///< of a list
+    std::size_t length = 1;   ///< of a list
+    bool isOptional = false;  ///< a file without which there is something to draw
 
     /// "int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]", "ints[2]", "file".
     std::string GetTypeName() const;
@@ -158,7 +159,9 @@ public:
         }
     }
     bool KeepsLayout() const override {
-        return requires { Derived::KEEPS_LAYOUT; };
+        return requires {
+            Derived::KEEPS_LAYOUT;
+        };
     }
     std::vector<Field> const& GetFields() const override {
         static std::vector<Field> const fields = Derived::DeclareFields();
@@ -267,10 +270,11 @@ private:
 
 /// What a class of settings is for: one picture made of one, one made of two over time, or the handling of frames.
 enum class RowKind : std::uint8_t { Effect, Transition, Service };
-/// The kind of a settings class by its short name; nothing where there is no such class.
+/// The kind of one of the library's settings classes by its short name; nothing where there is no such class. Classes
+/// that come with plug-ins are known to the host's registry only.
 std::optional<RowKind> FindRowKind(std::string_view classId);
 
-/// A default-constructed object of every settings class, in the order of the registration.
+/// A default-constructed object of every settings class of the library, in the order of the registration.
 std::vector<std::unique_ptr<Settings>> MakeAllSettings();
 /// One of them by its short name; null where there is none.
 std::unique_ptr<Settings> MakeSettings(std::string_view classId);

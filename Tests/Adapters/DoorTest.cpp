@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 
 #include "Host/Plugin.h"
-#include "Proc/Settings/SettingsCatalog.h"
 #include "Tests/Adapters/Door.h"
 #include "Tests/Support/GlFixture.h"
 
@@ -45,16 +44,16 @@ TEST_F(Frei0rDoorTest, ThereIsOneForEachEffectAndTransitionThatIsRegistered) {
     }
     std::vector<std::unique_ptr<Proc::Settings>> const all = Proc::MakeAllSettings();
     std::map<std::string, int> inputs;
-    for (Host::RegisteredEffect const& row : Host::MakeRegistry()->List()) {
+    for (Host::RegisteredEffect const& row : GetRegistry().List()) {
         inputs[row.classId] = row.inputs;
     }
     int registered = 0;
-    for (std::size_t i = 0; i < Proc::CountOwnSettings(); ++i) {
-        std::string const& name = all[i]->GetClassId();
+    for (std::unique_ptr<Proc::Settings> const& settings : all) {  // looks have no doors
+        std::string const& name = settings->GetClassId();
         auto const kind = Proc::FindRowKind(name);
         if (kind != Proc::RowKind::Service) {
             EXPECT_EQ(inputs[name], kind == Proc::RowKind::Transition ? 2 : 1) << name;
-            EXPECT_EQ(described.count(std::string(all[i]->GetSummary())), 1U) << name;
+            EXPECT_EQ(described.count(std::string(settings->GetSummary())), 1U) << name;
             ++registered;
         }
     }

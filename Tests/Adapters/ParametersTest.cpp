@@ -3,7 +3,6 @@
 #include "Adapters/Frei0r/DoorName.h"
 #include "Adapters/Frei0r/HostClock.h"
 #include "Adapters/Frei0r/Parameters.h"
-#include "Proc/Settings/SettingsCatalog.h"
 #include "Tests/Support/GlFixture.h"
 
 namespace Kaltor::Tests {
@@ -13,7 +12,6 @@ using namespace Frei0r;
 
 std::vector<std::unique_ptr<Proc::Settings>> MakeDrawn() {
     std::vector<std::unique_ptr<Proc::Settings>> drawn = Proc::MakeAllSettings();
-    drawn.resize(Proc::CountOwnSettings());  // other plug-ins have no doors
     std::erase_if(drawn, [](auto const& settings) {
         return Proc::FindRowKind(settings->GetClassId()) == Proc::RowKind::Service;
     });

@@ -100,6 +100,7 @@ protected:
         std::vector<std::string> const blocks = FindBlocks(shaders, "glsl");
         std::ofstream(In("curtain.glsl")) << blocks.at(0);
         std::ofstream(In("tint.glsl")) << blocks.at(1);
+        std::ofstream(In("halo.glsl")) << blocks.at(2);
         std::ofstream(In("opening.json")) << FindJson(shaders).at(0);
         Succeed("render a.mp4 b.mp4 --save-edit joined.json");
         Succeed("convert joined.json timeline.otio");

@@ -164,7 +164,7 @@ protected:
         Proc::Seed(*effect, 7);
         return effect;
     }
-    Effect Make() const { return Make(*Proc::MakeSettings(name)); }
+    Effect Make() const { return Make(*MakeDefaults(name)); }
     intrusive_ptr<IDataVideo> Process(Effect const& effect, intrusive_ptr<IDataVideo> const& from,
                                       intrusive_ptr<IDataVideo> const& to) const {
         std::vector<intrusive_ptr<Proc::IData>> inputs{from};
@@ -289,7 +289,7 @@ TEST_P(EffectContract, TheSameSeedGivesTheSameFrames) {
     auto const* const known = std::find_if(kRandom.begin(), kRandom.end(), [this](std::string_view settings) {
         return settings.substr(0, settings.find(' ')) == name;
     });
-    bool const isRandom = Proc::MakeSettings(name)->IsRandom();
+    bool const isRandom = MakeDefaults(name)->IsRandom();
     ASSERT_EQ(isRandom, known != kRandom.end()) << "as the settings class declares";
     std::unique_ptr<Settings> const settings = Typed(isRandom ? *known : name);
     Picture const from = Picture::Noise(4 * kWidth, 4 * kHeight, true, 1);
@@ -324,7 +324,7 @@ TEST_P(EffectContract, DependsOnProgressIfItDeclaresSo) {
         return Picture::FromFrame(*Download(Process(effect, data, second.ToFrame())));
     };
     draw(0.4);  // the very first frame of a process may be rounded differently
-    EXPECT_EQ(!IsNear(draw(0.3), draw(0.6), 0), Proc::MakeSettings(name)->RunsOnProgress());
+    EXPECT_EQ(!IsNear(draw(0.3), draw(0.6), 0), MakeDefaults(name)->RunsOnProgress());
 }
 
 TEST_P(EffectContract, DrawsAtAnyProgressAndTime) {
@@ -347,7 +347,7 @@ TEST_P(EffectContract, DrawsAtAnyProgressAndTime) {
         EXPECT_TRUE(IsNear(Draw(effect, 0.3), Draw(Make(settings), 0.3), kUnfiltered))
             << Describe(settings) << ": what was kept was spoilt";
     };
-    std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
+    std::unique_ptr<Settings> const settings = MakeDefaults(name);
     check(*settings);
     for (Proc::Field const& field : settings->GetFields()) {
         for (std::unique_ptr<Settings> const& chosen :
@@ -424,7 +424,7 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
         data->SetTimestamp(700000);
         return Picture::FromFrame(*Download(Process(effect, data, make(2, isYuv))));
     };
-    std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
+    std::unique_ptr<Settings> const settings = MakeDefaults(name);
     EXPECT_TRUE(IsNear(draw(*settings, true), draw(*settings, false), kFiltered));
     for (Proc::Field const& field : settings->GetFields()) {
         for (std::unique_ptr<Settings> const& chosen :
@@ -437,9 +437,8 @@ TEST_P(EffectContract, DrawsYuvAsRgb) {
 /// The names of the drawing effects that begin with this prefix, except for those in the tables.
 template <typename... Tables>
 std::vector<std::string> List(std::string_view begin, Tables const&... tables) {
-    static auto const registry = Host::MakeRegistry();  // some settings classes come with their plug-in
     std::vector<std::string> names;
-    for (std::unique_ptr<Settings> const& settings : Proc::MakeAllSettings()) {
+    for (std::unique_ptr<Settings> const& settings : MakeAllSettings()) {
         std::string const& name = settings->GetClassId();
         if (name.rfind(begin, 0) == 0 && !(Contains(kTransfers, name) || ... || Contains(tables, name))) {
             names.push_back(name);
@@ -455,7 +454,7 @@ class DrawnEffect : public EffectContract {};
 INSTANTIATE_TEST_SUITE_P(All, DrawnEffect, testing::ValuesIn(List("", kOwnSize)), GetName);
 
 TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
-    for (Proc::Field const& field : Proc::MakeSettings(name)->GetFields()) {
+    for (Proc::Field const& field : MakeDefaults(name)->GetFields()) {
         // The count of the blinds is kept, not drawn; a look-up table needs a file; this picture's pixels are wider
         // than what edges are smoothed over.
         bool isSeen = name == "TransitionBlinds" || name == "EffectLut" ||
@@ -477,7 +476,7 @@ TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
                     << Describe(*variant);
             }
         };
-        tryIn(*Proc::MakeSettings(name));
+        tryIn(*MakeDefaults(name));
         for (std::string const& context : kContexts) {
             if (!isSeen && context.substr(0, context.find(' ')) == name) {
                 tryIn(*Typed(context));
@@ -582,7 +581,7 @@ TEST_P(TransitionContract, GoesFromTheFirstPictureToTheSecond) {
             }
         }
     };
-    std::unique_ptr<Settings> const settings = Proc::MakeSettings(name);
+    std::unique_ptr<Settings> const settings = MakeDefaults(name);
     for (auto const& [width, height] : {std::pair{kWidth, kHeight}, {kHeight, kWidth}, {33U, 33U}}) {
         check(*settings, width, height, false);
         check(*settings, width, height, true);
@@ -601,7 +600,7 @@ using ContractTables = GlTest;
 
 TEST_F(ContractTables, NeutralSettingsGiveTheInputToTheByte) {
     std::vector<std::string> neutral(kAlsoNeutral.begin(), kAlsoNeutral.end());
-    for (std::unique_ptr<Proc::Settings> const& settings : Proc::MakeAllSettings()) {
+    for (std::unique_ptr<Proc::Settings> const& settings : MakeAllSettings()) {
         if (!settings->GetNeutral().empty()) {
             neutral.push_back(fmt::format("{} {}", settings->GetClassId(), settings->GetNeutral()));
         }
@@ -648,7 +647,7 @@ TEST_F(ContractTables, RefuseWhatTheyHaveNoPictureForAndKeepWhatTheyHad) {
 
 TEST_F(ContractTables, MissNoRegisteredEffect) {
     std::vector<std::string> const drawn = List("");
-    for (Host::RegisteredEffect const& effect : Host::MakeRegistry()->List()) {
+    for (Host::RegisteredEffect const& effect : GetRegistry().List()) {
         if (effect.implName == Proc::ImplNames::OGL && !Contains(kTransfers, effect.classId)) {
             EXPECT_THAT(drawn, testing::Contains(effect.classId));
             EXPECT_EQ(effect.inputs == 2,

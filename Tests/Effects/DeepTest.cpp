@@ -116,7 +116,7 @@ protected:
 };
 
 TEST_P(DeepEffects, GiveWhatTheyGiveInEightBits) {
-    std::unique_ptr<Proc::Settings> const settings = Proc::MakeSettings(name);
+    std::unique_ptr<Proc::Settings> const settings = MakeDefaults(name);
     for (bool const hasAlpha : {false, true}) {
         Picture const first = Smooth(hasAlpha, 0.0);
         Picture const second = Smooth(hasAlpha, 2.5);
@@ -149,7 +149,7 @@ TEST_P(DeepEffects, GiveWhatTheyGiveInEightBits) {
 
 std::vector<std::string> ListEffects() {
     std::vector<std::string> names;
-    for (std::unique_ptr<Proc::Settings> const& settings : Proc::MakeAllSettings()) {
+    for (std::unique_ptr<Proc::Settings> const& settings : MakeAllSettings()) {
         std::string const& id = settings->GetClassId();
         if (id.starts_with("Effect") || id.starts_with("Transition") || id == "Resizer") {
             names.push_back(id);

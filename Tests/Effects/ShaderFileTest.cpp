@@ -5,11 +5,9 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include "Proc/Effects/ShaderFiles/SettingsShaderFile.h"
-#include "Proc/Effects/ShaderFiles/ShaderEffects.h"
 #include "Proc/Effects/ShaderFiles/TimeLimit.h"
+#include "ShaderFileDrawing.h"
 #include "Tests/Support/Caught.h"
-#include "Tests/Support/GlFixture.h"
 
 namespace Kaltor {
 namespace {
@@ -21,6 +19,7 @@ using testing::HasSubstr;
 using Tests::Catch;
 using Tests::IsNear;
 using Tests::Picture;
+using Tests::ShaderFileDrawing;
 
 constexpr char kMixing[] = "vec4 transition(vec2 uv) { return mix(getFromColor(uv), getToColor(uv), progress); }\n";
 
@@ -100,38 +99,6 @@ TEST(ShaderFileUniforms, RefusalsNameTheLine) {
     EXPECT_EQ(Proc::DescribeShaderLog("a.glsl", "ERROR: 0:12: 'x' : undeclared\n"), "a.glsl:12: 'x' : undeclared");
     EXPECT_EQ(Proc::DescribeShaderLog("a.glsl", "error: it does not link\n"), "a.glsl: error: it does not link");
 }
-
-class ShaderFileDrawing : public Tests::GlTest {
-protected:
-    /// Draws a text with settings as a user types them, "key=value" each.
-    static Picture Draw(std::string const& text, std::vector<Picture> const& inputs,
-                        std::vector<std::pair<std::string, std::string>> const& values = {},
-                        Tests::Moment const& moment = {}, Picture const& sampled = {}) {
-        auto const file = std::make_shared<ShaderFile const>("my.glsl", text);
-        Proc::ShaderHost host;
-        host.readPicture = [&sampled](std::string const&) { return sampled.ToFrame(); };
-        SettingsShaderFile settings(file);
-        for (auto const& [key, value] : values) {
-            settings.Set(key, value);
-        }
-        std::vector<boost::intrusive_ptr<Proc::IData>> frames;
-        for (Picture const& input : inputs) {
-            auto const frame = input.ToFrame();
-            frame->SetTimestamp(static_cast<std::int64_t>(moment.seconds * 1e6));
-            frames.emplace_back(frame);
-        }
-        boost::intrusive_ptr<Proc::IEffect> effect;
-        if (file->IsTransition()) {
-            effect = Proc::MakeShaderTransition(GetFactory(), file, host);
-        } else {
-            effect = Proc::MakeShaderEffect(GetFactory(), file, host);
-        }
-        effect->SetSettings(settings);
-        effect->SetProgress(Tests::Always(moment.progress));
-        auto const result = effect->ProcessData(frames);
-        return Picture::FromFrame(*Download(boost::dynamic_pointer_cast<Proc::IDataVideo>(result)));
-    }
-};
 
 TEST_F(ShaderFileDrawing, PicturesStandUprightAndAreNotSwapped) {
     Picture const first = Picture::Corners(9, 6, true);

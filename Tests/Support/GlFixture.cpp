@@ -14,11 +14,35 @@ boost::intrusive_ptr<Proc::IDataVideo> ToData(Picture const& picture, Moment con
 
 }  // namespace
 
+Host::EffectRegistry const& GetRegistry() {
+    static std::unique_ptr<Host::EffectRegistry const> const registry = Host::MakeRegistry();
+    return *registry;
+}
+
+std::vector<std::unique_ptr<Proc::Settings>> MakeAllSettings() {
+    std::vector<std::unique_ptr<Proc::Settings>> all;
+    for (Host::RegisteredEffect const& effect : GetRegistry().List()) {
+        if (effect.settings != nullptr) {
+            all.push_back(effect.settings->Clone());
+        }
+    }
+    return all;
+}
+
+std::unique_ptr<Proc::Settings> MakeDefaults(std::string const& classId) {
+    for (std::unique_ptr<Proc::Settings>& settings : MakeAllSettings()) {
+        if (settings->GetClassId() == classId) {
+            return std::move(settings);
+        }
+    }
+    throw std::invalid_argument("there is no " + classId);
+}
+
 std::unique_ptr<Proc::Settings> Typed(std::string const& text) {
     std::istringstream words(text);
     std::string word;
     words >> word;
-    std::unique_ptr<Proc::Settings> settings = Proc::MakeSettings(word);
+    std::unique_ptr<Proc::Settings> settings = MakeDefaults(word);
     while (words >> word) {
         std::size_t const equals = word.find('=');
         Proc::Field const& field = settings->FindField(word.substr(0, equals));
@@ -54,7 +78,7 @@ Proc::TimeToProgress Always(double progress) {
 }
 
 boost::intrusive_ptr<Proc::IEffectFactory const> GlTest::GetFactory() {
-    static boost::intrusive_ptr<Proc::IEffectFactory const> const factory = Host::MakeRegistry()->GetFactory();
+    static boost::intrusive_ptr<Proc::IEffectFactory const> const factory = GetRegistry().GetFactory();
     return factory;
 }
 

@@ -13,6 +13,12 @@ struct Moment {
     double seconds = 0.0;
 };
 
+/// The registry with our plug-ins, loaded once for the process.
+Host::EffectRegistry const& GetRegistry();
+/// The defaults of everything that it has, in order of registration.
+std::vector<std::unique_ptr<Proc::Settings>> MakeAllSettings();
+/// Those of one class. Throws `std::invalid_argument` where there is none.
+std::unique_ptr<Proc::Settings> MakeDefaults(std::string const& classId);
 /// Settings as a user types them, but without range checks: "TransitionWipe direction=up width=3".
 std::unique_ptr<Proc::Settings> Typed(std::string const& text);
 /// The reverse, with all fields.
@@ -23,7 +29,6 @@ Proc::TimeToProgress Always(double progress);
 /// Effects run on real GL, made by the real registry from the real plug-in, on pictures of plain numbers.
 class GlTest : public testing::Test {
 protected:
-    /// The registry with the plug-in, loaded once for the process.
     static boost::intrusive_ptr<Proc::IEffectFactory const> GetFactory();
 
     /// One effect on one picture, through uploader and downloader.
@@ -58,8 +63,8 @@ private:
 };
 
 /// As on software GL, and as on a GPU.
-constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true, true};
-constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false, false};
+constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true, true, true};
+constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false, false, false};
 
 /// Objects in use: all that exist except for the idle ones in the pools.
 Ogl::GlObjectCounts CountObjectsInUse();

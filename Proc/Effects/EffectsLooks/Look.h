@@ -22,12 +22,10 @@
 #include "Proc/Effects/Shared/Algorithms.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
-#include "Proc/Effects/Shared/EffectWrapper.h"
 #include "Proc/Effects/Shared/Pass.h"
 #include "Proc/Effects/Shared/Premultiplied.h"
 #include "Proc/Effects/Shared/Progress.h"
-#include "Proc/Effects/Shared/TransitionWrapper.h"
-#include "Proc/Settings/SettingsCatalog.h"
+#include "Proc/Effects/Shared/Registration.h"
 
 namespace Kaltor::Ogl {
 
@@ -40,31 +38,16 @@ S SettingsOf(WithSettings<Algorithm, S> const*);
 template <typename T>
 using SettingsClass = decltype(SettingsOf(static_cast<T const*>(nullptr)));
 
-template <typename S>
-std::unique_ptr<Proc::Settings> MakeDefaults() {
-    return std::make_unique<S>();
-}
-
 }  // namespace details
 
 template <typename T>
 void AddEffect(Proc::IEffectRegistry& registry) {
-    using S = details::SettingsClass<T>;
-    Proc::AddSettings(Proc::RowKind::Effect, &details::MakeDefaults<S>);
-    registry.RegisterOneInputEffect(S::CLASS_ID, Proc::ImplNames::OGL,
-                                    [](boost::intrusive_ptr<Proc::IEffectFactory const> const& factory) {
-                                        return Proc::EffectWrapper::Create(factory, new T);
-                                    });
+    Proc::RegisterEffect<details::SettingsClass<T>, T>(registry);
 }
 
 template <typename T>
 void AddTransition(Proc::IEffectRegistry& registry) {
-    using S = details::SettingsClass<T>;
-    Proc::AddSettings(Proc::RowKind::Transition, &details::MakeDefaults<S>);
-    registry.RegisterTwoInputEffect(S::CLASS_ID, Proc::ImplNames::OGL,
-                                    [](boost::intrusive_ptr<Proc::IEffectFactory const> const& factory) {
-                                        return Proc::TransitionWrapper::Create(factory, new T);
-                                    });
+    Proc::RegisterTransition<details::SettingsClass<T>, T>(registry);
 }
 
 }  // namespace Kaltor::Ogl

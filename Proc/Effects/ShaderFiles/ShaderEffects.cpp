@@ -1,13 +1,18 @@
 #include "Proc/Effects/ShaderFiles/ShaderEffects.h"
 
+#include <algorithm>
+#include <cmath>
+#include <deque>
 #include <map>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Proc/Effects/ShaderFiles/BlurredCopy.h"
 #include "Proc/Effects/ShaderFiles/SettingsShaderFile.h"
 #include "Proc/Effects/ShaderFiles/TimeLimit.h"
 #include "Proc/Effects/Shared/Aspect.h"
@@ -23,6 +28,7 @@ namespace {
 using Proc::SettingsShaderFile;
 using Proc::ShaderFile;
 using Proc::ShaderHost;
+using Proc::ShaderPass;
 using Proc::ShaderUniform;
 using CpuPicture = boost::intrusive_ptr<Proc::DataVideoFF>;
 
@@ -73,14 +79,68 @@ public:
     void Draw(DataVideoOGL& dst, std::vector<std::pair<char const*, Frame>> const& inputs, double time, double progress,
               ShaderStorage const& storage, OglCache* cache) const {
         ShaderFile const& file = settings.GetFile();
-        bool const isFirst = storage.FindShader(file.GetProgramName()) == nullptr;
+        std::vector<ShaderPass> const& passes = file.GetPasses();
+        bool const isFirst = storage.FindShader(file.GetProgramName(passes.size())) == nullptr;
         Proc::TimeLimit const limit(isFirst ? host.limit : std::chrono::milliseconds(0), file.GetName(), host.onHang);
-        Shader const& shader = RequireShader(storage);
+        Moment const moment{dst.GetFrameInfo(), time, progress};
+        Textures textures;
+        for (auto const& [name, frame] : inputs) {
+            textures.emplace_back(name, &frame.GetFirstTexture());
+        }
+        std::deque<PooledTexture> drawn;
+        for (std::size_t i = 0; i < passes.size(); ++i) {
+            if (passes[i].kind == ShaderPass::Kind::Blurred) {
+                double const deviation = 0.5 * GetRadius(passes[i]);
+                glm::dvec2 const sides(deviation / GetDisplayAspect(moment.info), deviation);
+                drawn.push_back(MakeBlurredCopy(Find(textures, passes[i].source), sides, storage));
+            } else {
+                TexelFormat const texels = dst.FrameData().GetFirstTexture().GetForm().format;
+                auto const side = [&](std::uint32_t length) {
+                    return std::max(static_cast<std::uint32_t>(std::lround(length * passes[i].scale)), 1U);
+                };
+                drawn.emplace_back(
+                    TextureForm{side(moment.info.width), side(moment.info.height), FinerWithAlpha(texels), false});
+                PreparePass(i, textures, moment, storage, cache).DrawTo(drawn.back().Get());
+            }
+            textures.emplace_back(passes[i].sampler, &drawn.back().Get());
+        }
+        PreparePass(passes.size(), textures, moment, storage, cache).DrawTo(dst);
+        if (isFirst) {
+            glFinish();  // what never ends is noticed here
+        }
+    }
+
+private:
+    /// Samplers with what they read.
+    using Textures = std::vector<std::pair<std::string_view, Texture const*>>;
+
+    static Texture const& Find(Textures const& textures, std::string_view sampler) {
+        return *std::find_if(textures.begin(), textures.end(), [sampler](auto const& one) {
+                    return one.first == sampler;
+                })->second;
+    }
+
+    struct Moment {
+        Conf::FrameInfo const& info;
+        double time;
+        double progress;
+    };
+
+    /// In heights of the frame. A field may be anything; what is beyond the frame looks all alike.
+    double GetRadius(ShaderPass const& pass) const {
+        constexpr double kLargest = 2.0;
+        return std::clamp(pass.radiusUniform ? settings.GetNumbers(*pass.radiusUniform).front() : pass.radius, 0.0,
+                          kLargest);
+    }
+
+    Pass PreparePass(std::size_t number, Textures const& textures, Moment const& moment, ShaderStorage const& storage,
+                     OglCache* cache) const {
+        Shader const& shader = RequireShader(number, storage);
         Pass pass(storage, shader);
         int unit = 0;
-        for (auto const& [name, frame] : inputs) {
+        for (auto const& [name, texture] : textures) {
             if (shader.Has(name)) {
-                pass.Texture(name, unit++, frame);
+                pass.Texture(name, unit++, *texture);
             }
         }
         auto const set = [&](char const* name, auto const& value) {
@@ -88,19 +148,14 @@ public:
                 pass.Set(name, value);
             }
         };
-        Conf::FrameInfo const& info = dst.GetFrameInfo();
-        set("progress", LimitProgress(progress));
-        set("ratio", GetDisplayAspect(info));
-        set("time", time);
-        set("resolution", glm::vec2(info.width, info.height));
+        set("progress", LimitProgress(moment.progress));
+        set("ratio", GetDisplayAspect(moment.info));
+        set("time", moment.time);
+        set("resolution", glm::vec2(moment.info.width, moment.info.height));
         SetUniforms(pass, shader, unit, storage, cache);
-        pass.DrawTo(dst);
-        if (isFirst) {
-            glFinish();  // what never ends is noticed here
-        }
+        return pass;
     }
 
-private:
     CpuPicture ReadPicture(std::string const& path) const {
         if (!host.readPicture) {
             Core::Throw(std::invalid_argument(
@@ -109,10 +164,14 @@ private:
         return host.readPicture(path);
     }
 
-    Shader const& RequireShader(ShaderStorage const& storage) const {
+    Shader const& RequireShader(std::size_t number, ShaderStorage const& storage) const {
         ShaderFile const& file = settings.GetFile();
+        std::string const& name = file.GetProgramName(number);
+        if (Shader const* const known = storage.FindShader(name)) {
+            return *known;
+        }
         try {
-            return storage.MakeShader(file.GetProgramName(), kQuadVertex, file.GetProgram());
+            return storage.MakeShader(name, kQuadVertex, file.MakeProgram(number));
         } catch (ShaderError const& error) {
             Core::Throw(std::runtime_error(Proc::DescribeShaderLog(file.GetName(), error.GetLog())));
         }
@@ -153,7 +212,8 @@ public:
     OglCache* CreateCache() const override { return std::make_unique<ShaderCache>().release(); }
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override {
-        drawing.Draw(*dst, {{"kaltor_first", src->FrameData().ConvertToRGBA(storage)}}, time, progress, storage, cache);
+        drawing.Draw(*dst, {{Proc::kFirstSampler, src->FrameData().ConvertToRGBA(storage)}}, time, progress, storage,
+                     cache);
     }
 
 private:
@@ -169,8 +229,8 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src1, Src const& src2, double time, double progress,
                     ShaderStorage const& storage, OglCache* cache) const override {
         drawing.Draw(*dst,
-                     {{"kaltor_first", src1->FrameData().ConvertToRGBA(storage)},
-                      {"kaltor_second", src2->FrameData().ConvertToRGBA(storage)}},
+                     {{Proc::kFirstSampler, src1->FrameData().ConvertToRGBA(storage)},
+                      {Proc::kSecondSampler, src2->FrameData().ConvertToRGBA(storage)}},
                      time, progress, storage, cache);
     }
 

@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Proc/Effects/ShaderFiles/PassReader.h"
 #include "Proc/Effects/ShaderFiles/ShaderScanner.h"
 #include "Proc/Effects/ShaderFiles/UniformReader.h"
 
@@ -43,25 +44,6 @@ struct Given {
 };
 constexpr std::array kGiven{Given{"progress", "float", true}, Given{"ratio", "float", true},
                             Given{"time", "float", false}, Given{"resolution", "vec2", false}};
-
-/// Where a function is defined: "vec4 NAME (", outside of braces, up to an opening one.
-bool DefinesFunction(std::vector<ShaderToken> const& tokens, std::string_view name) {
-    int depth = 0;
-    ShaderToken const* type = nullptr;
-    for (std::size_t i = 0; i + 1 < tokens.size(); ++i) {
-        ShaderToken const& token = tokens[i];
-        depth += token.Is("{") ? 1 : token.Is("}") ? -1 : 0;
-        if (depth == 0 && type != nullptr && type->Is("vec4") && token.Is(name)) {
-            auto const isBodyOrEnd = [](ShaderToken const& one) { return one.Is("{") || one.Is(";"); };
-            auto const next = std::find_if(tokens.begin() + static_cast<std::ptrdiff_t>(i), tokens.end(), isBodyOrEnd);
-            if (next != tokens.end() && next->Is("{")) {
-                return true;
-            }
-        }
-        type = token.kind == Kind::Comment ? type : &token;
-    }
-    return false;
-}
 
 /// The sentence that says what a viewer sees: the first comment before the code that is a sentence, and neither a key
 /// with its value ("Author: ...") nor a statement that is commented out.
@@ -128,8 +110,14 @@ bool IsShaderFile(std::string_view name) {
     return name.size() > kShaderEnding.size() && name.ends_with(kShaderEnding);
 }
 
-ShaderFile::ShaderFile(std::string fileName, std::string_view text) : name(std::move(fileName)) {
-    std::vector<ShaderToken> const tokens = ScanShader(text);
+std::string MakeReaderName(std::string_view pass) {
+    std::string reader = "get" + std::string(pass);
+    reader[3] = static_cast<char>(std::toupper(static_cast<unsigned char>(reader[3])));
+    return reader;
+}
+
+ShaderFile::ShaderFile(std::string fileName, std::string_view whole) : name(std::move(fileName)) {
+    std::vector<ShaderToken> const tokens = ScanShader(whole);
     isTransition = DefinesFunction(tokens, "transition");
     bool const isEffect = DefinesFunction(tokens, "effect");
     if (isTransition == isEffect) {
@@ -148,24 +136,44 @@ ShaderFile::ShaderFile(std::string fileName, std::string_view text) : name(std::
             ++i;
         }
     }
-    program = "#version 120\n#define lowp\n#define mediump\n#define highp\n";
+    head = "#version 120\n#define lowp\n#define mediump\n#define highp\n";
     for (Given const& given : kGiven) {
         bool const isDeclared = std::any_of(uniforms.begin(), uniforms.end(),
                                             [&](ShaderUniform const& own) { return own.name == given.name; });
         if (!isDeclared && (given.isForTransitions || isEffect)) {
-            program += fmt::format("uniform {} {};\n", given.type, given.name);
+            head += fmt::format("uniform {} {};\n", given.type, given.name);
         }
     }
     std::erase_if(uniforms, [](ShaderUniform const& own) { return IsGivenUniform(own.name); });
-    program += isTransition ? kTransitionHead : kEffectHead;
-    program += fmt::format("#line 0\n{}\nvoid main() {{ gl_FragColor = {}(TexCoord0); }}\n", Blank(text, tokens),
-                           isTransition ? "transition" : "effect");
-    programName = fmt::format("ShaderFile {} {:x}", name, std::hash<std::string>()(program));
+    head += isTransition ? kTransitionHead : kEffectHead;
+    passes = ReadPasses(name, tokens, isTransition, uniforms);
+    text = Blank(whole, tokens);
+    std::size_t const hash = std::hash<std::string>()(head + text);
+    for (std::size_t i = 0; i <= passes.size(); ++i) {
+        programNames.push_back(fmt::format("ShaderFile {} {:x} {}", name, hash, i));
+    }
 
     summary = FindSummary(tokens);
     if (summary.empty()) {
         summary = fmt::format("{} from a shader file.", isTransition ? "A transition" : "An effect");
     }
+}
+
+std::string ShaderFile::MakeProgram(std::size_t pass) const {
+    std::string program = head;
+    for (std::size_t i = 0; i < passes.size(); ++i) {
+        std::string const reader = MakeReaderName(passes[i].name);
+        if (i >= pass) {
+            program += fmt::format("vec4 {}(vec2 uv) {{ return vec4(0.0); }}\n", reader);  // not drawn yet
+            continue;
+        }
+        program += fmt::format(
+            "uniform sampler2D {0};\nvec4 {1}(vec2 uv) {{ vec4 c = texture2D({0}, uv); return {2}; }}\n",
+            passes[i].sampler, reader,
+            passes[i].kind == ShaderPass::Kind::Blurred ? "c.a < 0.002 ? vec4(0.0) : vec4(c.rgb / c.a, c.a)" : "c");
+    }
+    std::string const drawn = pass < passes.size() ? passes[pass].name : isTransition ? "transition" : "effect";
+    return program + fmt::format("#line 0\n{}\nvoid main() {{ gl_FragColor = {}(TexCoord0); }}\n", text, drawn);
 }
 
 ShaderFile ShaderFile::Read(std::string const& path) {
@@ -179,12 +187,12 @@ ShaderFile ShaderFile::Read(std::string const& path) {
         Core::Throw(std::runtime_error(fmt::format("{}: is too large for a shader file, over 1 MiB", path)));
     }
     std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
+    std::ostringstream content;
+    content << file.rdbuf();
     if (!file) {
         Core::Throw(std::runtime_error(fmt::format("{}: cannot be read", path)));
     }
-    ShaderFile read(path, text.str());
+    ShaderFile read(path, content.str());
     read.path = path;
     return read;
 }

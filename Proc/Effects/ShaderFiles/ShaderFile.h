@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +33,28 @@ struct ShaderUniform {
     int line = 0;
 };
 
-/// What a shader file says: its text, its kind and its uniforms.
+/// The samplers of a program that read what goes in.
+constexpr char kFirstSampler[] = "kaltor_first";
+constexpr char kSecondSampler[] = "kaltor_second";
+
+/// A picture besides the one that a file draws. A line of comment asks for it, and programs read it by
+/// `MakeReaderName`. A pass is drawn by a function of its name; a blurred copy is made of an input or an earlier pass.
+struct ShaderPass {
+    enum class Kind : std::uint8_t { Drawn, Blurred };
+
+    std::string name;
+    std::string sampler;  ///< by which programs read it
+    Kind kind = Kind::Drawn;
+    double scale = 1.0;                        ///< of a pass: its sides in sides of the frame
+    std::string source;                        ///< of a copy: the sampler of what is blurred
+    double radius = 0.0;                       ///< of a copy: two deviations of the Gaussian, in heights of the frame
+    std::optional<std::size_t> radiusUniform;  ///< the number of the uniform that gives the radius instead
+};
+
+/// The function that reads the pass "lights": "getLights".
+std::string MakeReaderName(std::string_view pass);
+
+/// What a shader file says: its text, its kind, its uniforms and its passes.
 ///
 /// A transition defines `vec4 transition(vec2 uv)` and is given `progress`, `ratio`, `getFromColor(uv)` and
 /// `getToColor(uv)`. An effect defines `vec4 effect(vec2 uv)` and is given `getColor(uv)`, `progress`, `time`, `ratio`
@@ -44,7 +66,7 @@ public:
     /// `name` stands for the file in messages and is its class id. Throws `std::invalid_argument` with one line,
     /// "NAME:LINE: what is wrong", for a text that is neither a transition nor an effect, and for a uniform that
     /// cannot be a field.
-    ShaderFile(std::string name, std::string_view text);
+    ShaderFile(std::string name, std::string_view whole);
 
     std::string const& GetName() const { return name; }
     /// The file that it was read from; empty for a text.
@@ -57,18 +79,23 @@ public:
     /// The same file under another class id.
     ShaderFile Named(std::string const& classId) const;
 
-    /// The whole program of GLSL 1.20.
-    std::string const& GetProgram() const { return program; }
-    /// A name for the program that no other text has.
-    std::string const& GetProgramName() const { return programName; }
+    /// In the order in which they are drawn; the frame comes after the last one.
+    std::vector<ShaderPass> const& GetPasses() const { return passes; }
+
+    /// The whole program of GLSL 1.20 that draws this pass, or the frame for the number after the last pass.
+    std::string MakeProgram(std::size_t pass) const;
+    /// A name for it that no other text has.
+    std::string const& GetProgramName(std::size_t pass) const { return programNames[pass]; }
 
 private:
     std::string name;
     std::string path;
     std::string summary;
-    std::string program;
-    std::string programName;
+    std::string text;  ///< between what stands before and behind it in a program
+    std::string head;
+    std::vector<std::string> programNames;
     std::vector<ShaderUniform> uniforms;
+    std::vector<ShaderPass> passes;
     bool isTransition = false;
     bool usesProgress = false;
 };

@@ -16,15 +16,14 @@ void main() {
 
 }  // namespace
 
-Premultiplied::Premultiplied(Frame const& picture, ShaderStorage const& storage) : frame(picture) {
-    Texture const& straight = picture.GetFirstTexture();
-    if (straight.IsOpaque()) {
+Premultiplied::Premultiplied(Texture const& picture, ShaderStorage const& storage) : straight(&picture) {
+    if (picture.IsOpaque()) {
         return;
     }
-    multiplied.emplace(TextureForm{straight.GetForm().width, straight.GetForm().height,
-                                   FinerWithAlpha(straight.GetForm().format), false});
+    multiplied.emplace(TextureForm{picture.GetForm().width, picture.GetForm().height,
+                                   FinerWithAlpha(picture.GetForm().format), false});
     Pass(storage, "Premultiply", kFragment)
-        .Texture("tex", 0, straight, TextureFilter::Nearest)
+        .Texture("tex", 0, picture, TextureFilter::Nearest)
         .DrawTo(multiplied->Get());
 }
 

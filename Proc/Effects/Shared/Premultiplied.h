@@ -12,12 +12,18 @@ namespace Kaltor::Ogl {
 /// used directly; others are drawn once, with 16 bits per channel. GL thread only.
 class Premultiplied {
 public:
-    Premultiplied(Frame const& picture, ShaderStorage const& storage);
+    Premultiplied(Frame const& picture, ShaderStorage const& storage)
+        : Premultiplied(picture.GetFirstTexture(), storage) {
+        frame = picture;
+    }
+    /// Of a texture with straight alpha that lives longer.
+    Premultiplied(Texture const& picture, ShaderStorage const& storage);
 
-    Texture const& Get() const { return multiplied ? multiplied->Get() : frame.GetFirstTexture(); }
+    Texture const& Get() const { return multiplied ? multiplied->Get() : *straight; }
 
 private:
-    Frame frame;
+    Frame frame;  ///< keeps its texture
+    Texture const* straight;
     std::optional<PooledTexture> multiplied;
 };
 

@@ -252,7 +252,7 @@ export function makeInspector(root, app) {
             file: item.file === undefined ? null : { kinds: ["video", "picture"], isNeeded: true },
             color: item.color === undefined ? null : { isNeeded: true },
             from: isStill ? null : { placeholder: "0" },
-            to: isStill ? null : { placeholder: shown ? String(tidy(shown.seconds, 2)) : undefined },
+            to: isStill ? null : { placeholder: shown?.seconds ? String(tidy(shown.seconds, 2)) : undefined },
             duration: isStill ? {} : null,
             speed: isStill ? null : {},
             reversed: isStill ? null : {},
@@ -298,7 +298,7 @@ export function makeInspector(root, app) {
         const path = ["overlays", index];
         const item = getAt(documentNow(), path);
         const shown = app.factsOf(item.file);
-        const isVideo = item.file !== undefined && shown && !shown.picture;
+        const isVideo = item.file !== undefined && shown && !shown.picture && !shown.missing;
         const count = documentNow().overlays.length;
         const order = (to) => state.change(strings.steps.order, (document) => moveIn(document, ["overlays"], index, to), { select: ["overlays", to] });
         const onlyVideo = isVideo ? {} : null;

@@ -199,7 +199,7 @@ export function makeGraph(spec, field, seek) {
                 h("button", { type: "button", class: "plain", title: strings.keyframes.next, "aria-label": strings.keyframes.next, onclick: () => jump(1) }, icon("next")),
                 h("button", { type: "button", class: "plain", title: strings.keyframes.remove, "aria-label": strings.keyframes.remove, onclick: () => remove(chosen) }, icon("trash")),
             ),
-            ...(way ? [h("div", { class: "key-easing" }, h("span", { class: "label" }, strings.keyframes.easing), way.element)] : []),
+            ...(way ? [h("div", { class: "key-easing" }, way.element)] : []),
         );
     }
 

@@ -109,9 +109,9 @@ export function makeLibrary(root, app) {
     });
 
     function card(entry) {
-        const frames = entry.cardFrames ?? 12;
+        const { frames, width, height } = app.session.card;
         const picture = h("span", { class: "card-picture", dataset: { source: cardUrl(entry.name) }, style: { backgroundSize: `${frames * 100}% 100%`, "--frames": frames } });
-        setStyle(picture, { aspectRatio: `${entry.cardWidth ?? 160} / ${entry.cardHeight ?? 90}` });
+        setStyle(picture, { aspectRatio: `${width} / ${height}` });
         const element = h(
             "button",
             {
@@ -139,7 +139,7 @@ export function makeLibrary(root, app) {
         const file = entry.path ?? path;
         const hasPicture = entry.kind === "video" || entry.kind === "picture";
         const facts = hasPicture || entry.kind === "sound" ? app.factsOf(file) : null;
-        const preview = h("span", { class: "file-icon" }, hasPicture ? h("img", { loading: "lazy", alt: "", src: thumbnailUrl(file, Math.min(1, (facts?.seconds ?? 2) / 2), 72) }) : icon({ sound: "sound", subtitles: "subtitles", shader: "shaders", edit: "edit" }[entry.kind] ?? "file", 22));
+        const preview = h("span", { class: "file-icon" }, hasPicture ? h("img", { loading: "lazy", alt: "", src: thumbnailUrl(file, Math.min(1, (facts?.seconds ?? 2) / 2), 72) }) : icon({ sound: "sound", subtitles: "subtitles", shader: "shaders" }[entry.kind] ?? "file", 22));
         const used = JSON.stringify(state.document).includes(JSON.stringify(file));
         return h(
             "div",
@@ -195,7 +195,7 @@ export function makeLibrary(root, app) {
                 const parts = folder.split("/");
                 trail.append(h("button", { type: "button", class: "plain", title: strings.library.up, "aria-label": strings.library.up, onclick: () => openFolder(parts.slice(0, -1).join("/")) }, icon("up", 16)), h("span", {}, folder));
             }
-            const entries = (listing?.entries ?? []).filter((entry) => matches(entry.name) && entry.kind !== "other");
+            const entries = (listing?.entries ?? []).filter((entry) => matches(entry.name) && entry.kind !== "edit");
             found = [...entries.filter((e) => e.kind === "folder"), ...entries.filter((e) => e.kind !== "folder")].map(fileRow);
             grid.replaceChildren(...found);
             if (fileProblem) grid.append(empty(fileProblem, h("button", { type: "button", class: "button", onclick: () => openFolder("") }, strings.library.home)));

@@ -52,6 +52,7 @@ app.factsOf = (file) => {
     if (!found && !asked.has(file)) {
         asked.add(file);
         getJson("probe", { file })
+            .then((probe) => ({ ...probe, picture: probe.still, rate: probe.rate ? probe.rate[0] / probe.rate[1] : null }))
             .catch((error) => ({ missing: true, error: error.message }))
             .then((probe) => state.set({ facts: { ...state.get("facts"), [file]: probe } }));
     }
@@ -136,13 +137,17 @@ state.on(["selection"], () => {
 
 app.removeAt = (path) => {
     if (!path || getAt(state.document, path) === undefined) return;
+    const list = path.slice(0, -1);
     const isItem = path.length === 2;
-    const next = isItem ? Math.min(path[1], state.document[path[0]].length - 2) : null;
+    const last = isItem ? state.document[path[0]].length - 2 : -1;
+    const owner = ["clips", "overlays", "sounds"].includes(path[0]) ? path.slice(0, 2) : null;
+    const select = !isItem ? owner : last < 0 ? null : [path[0], Math.min(path[1], last)];
     state.change(strings.steps.remove, (document_) => {
         const result = setAt(document_, path, undefined);
-        const parent = getAt(result, path.slice(0, -1));
-        return Array.isArray(parent) && parent.length === 0 && !(path.length === 2 && path[0] === "clips") ? setAt(result, path.slice(0, -1), undefined) : result;
-    }, { select: isItem ? (next >= 0 ? [path[0], next] : null) : path.slice(0, path.includes("effects") && path[0] !== "effects" ? 2 : 0).length ? path.slice(0, 2) : null });
+        // An edit has its list of clips, also an empty one.
+        const isEmpty = list.join() !== "clips" && Array.isArray(getAt(result, list)) && getAt(result, list).length === 0;
+        return isEmpty ? setAt(result, list, undefined) : result;
+    }, { select });
     app.announce(strings.said.removed);
 };
 
@@ -257,9 +262,7 @@ app.applyEntry = (entry, where = null) => {
 
 app.addFile = (file, kind, place = null) => {
     const time = tidy(place?.time ?? state.get("time"));
-    if (kind === "edit") {
-        openEdit(file);
-    } else if (kind === "shader") {
+    if (kind === "shader") {
         app.editShader({ name: file }, file);
     } else if (kind === "subtitles") {
         state.change(strings.steps.add, (document_) => insertAt(document_, ["subtitles"], (document_.subtitles ?? []).length, { file }), { select: ["subtitles", (state.document.subtitles ?? []).length] });
@@ -273,7 +276,7 @@ app.addFile = (file, kind, place = null) => {
         const index = place?.index ?? placeForClip(state.document, state.get("selection"));
         state.change(strings.steps.add, (document_) => insertAt(document_, ["clips"], index, { file, ...(kind === "picture" ? { duration: 4 } : {}) }), { select: ["clips", index] });
     }
-    if (kind !== "edit" && kind !== "shader") app.announce(strings.said.addedFile(fileName(file)));
+    if (kind !== "shader") app.announce(strings.said.addedFile(fileName(file)));
 };
 
 app.addTitle = (preset = null, place = null) => {
@@ -365,31 +368,15 @@ async function save(as = false) {
 }
 
 const autosave = later(1500, async () => {
-    if (state.document === state.get("saved")) return;
+    const isSaved = state.document === state.get("saved");
+    if (isSaved && state.get("saveState") !== "autosaved") return;
     try {
-        await post("autosave", { document: state.document });
-        state.set({ saveState: "autosaved" });
+        await post("autosave", { document: isSaved ? null : state.document });
+        state.set({ saveState: isSaved ? "saved" : "autosaved" });
     } catch {
         state.set({ saveState: "unsaved" });
     }
 });
-
-async function openEdit(file) {
-    if (state.document !== state.get("saved")) {
-        const choice = await ask(strings.saving.openTitle, strings.saving.openText, [
-            { label: strings.actions.cancel, value: "" },
-            { label: strings.saving.discard, value: "discard", danger: true },
-            { label: strings.actions.save, value: "save", primary: true },
-        ]);
-        if (!choice || (choice === "save" && !(await save()))) return;
-    }
-    try {
-        const found = await getJson("document", { file });
-        state.open(found.document, { path: found.path ?? file, revision: found.revision ?? null });
-    } catch (error) {
-        app.toast(error.message, "error");
-    }
-}
 
 // The page's frame: header, sizes of its parts, the narrow form.
 
@@ -616,7 +603,6 @@ async function start() {
     makeNarrow();
     state.on(["document"], () => {
         plan();
-        state.set({ saveState: "changed" });
         autosave();
     });
     state.on(["width"], () => store.set("studio-width", state.get("width")));

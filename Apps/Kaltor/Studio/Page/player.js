@@ -130,8 +130,7 @@ export class Player {
             running: 0,
             origin: null,
             late: 0,
-            onTime: 0,
-            shown: 0,
+            shown: this.frameAt(this.#state.get("time")),
         };
         this.#play = play;
         this.#wanted = null;
@@ -149,7 +148,7 @@ export class Player {
         if (this.#play !== play) return;
         play.hasSound = plan.sound && this.#context.state === "running";
         this.#fill(play);
-        const sound = play.hasSound ? this.#sound(play, play.from, null) : null;
+        const sound = play.hasSound ? this.#sound(play, play.from) : null;
         await Promise.race([Promise.all([this.#ahead(play, 6), sound]), new Promise((resolve) => setTimeout(resolve, 2500))]);
         if (this.#play !== play) return;
         play.origin = play.hasSound ? this.#context.currentTime + 0.06 : performance.now() / 1000;
@@ -204,7 +203,7 @@ export class Player {
         }
     }
 
-    async #sound(play, from, whenReady) {
+    async #sound(play, from) {
         const to = Math.min(play.plan.seconds, from + kSoundSeconds);
         if (to - from < 0.01) return;
         try {
@@ -213,7 +212,8 @@ export class Player {
             if (play.origin === null) play.first = buffer;
             else this.#startSound(play, buffer, from);
         } catch (error) {
-            if (error.name !== "AbortError") play.hasSoundFailed = true;
+            // The picture goes on without it.
+            if (error.name !== "AbortError") this.#problem(error);
         }
     }
 
@@ -243,17 +243,16 @@ export class Player {
         }
         if (frame !== play.last) {
             // The newest picture that is there; a slow machine leaves some out.
-            for (let n = frame; n > Math.max(play.last, frame - Math.max(4, 2 * play.stride)); --n) {
+            for (let n = frame; n > Math.max(play.shown, frame - 2 * play.stride - 4); --n) {
                 const picture = this.#recall(this.#key(plan.plan, play.width, n));
                 if (!picture) continue;
                 this.#show(picture, n);
-                ++play.shown;
-                play.onTime += n > frame - play.stride ? 1 : 0;
+                play.shown = n;
                 break;
             }
-            const hasPicture = this.#cache.has(this.#key(plan.plan, play.width, frame - (frame - this.frameAt(play.from)) % play.stride));
-            play.late = hasPicture ? Math.max(0, play.late - 0.25) : play.late + 1;
-            if (play.late > 6 && play.stride < 8) {
+            // Where pictures come later and later, only each second one is asked for, then each third one.
+            play.late = frame - play.shown > 2 * play.stride ? play.late + 1 : 0;
+            if (play.late > 5 && play.stride < 8) {
                 ++play.stride;
                 play.late = 0;
                 play.next = frame + play.stride * 2;

@@ -70,7 +70,13 @@ export class State {
         const changed = this.#changed;
         this.#changed = new Set();
         for (const { keys, action } of this.#listeners) {
-            if ([...changed].some((key) => keys.has(key))) action(changed);
+            if (![...changed].some((key) => keys.has(key))) continue;
+            try {
+                action(changed);
+            } catch (error) {
+                // One view's fault is reported, and does not stop the others.
+                reportError(error);
+            }
         }
     }
 

@@ -4,7 +4,7 @@ import { isCurve } from "./curves.js";
 import { clamp, drag, h, perFrame, setStyle, store } from "./dom.js";
 import { icon } from "./icons.js";
 import { keysOf } from "./keyframes.js";
-import { isMoving, nameOf, parseTime, shortTime, spanOf, tidy, timecode, trimClip, trimSpan } from "./model.js";
+import { nameOf, parseTime, shortTime, spanOf, tidy, timecode, trimClip, trimSpan } from "./model.js";
 import { getAt, moveIn, pointer, samePath, setAt } from "./state.js";
 import { strings } from "./strings.js";
 
@@ -305,34 +305,35 @@ export function makeTimeline(root, app) {
         });
     }
 
-    function dragClip(event, index, element) {
+    function dragClip(event, index) {
+        // Selecting it makes its element anew.
+        const own = () => tracks.querySelector(`[data-focus="/clips/${index}"]`);
+        const rest = () => {
+            own()?.classList.remove("moving");
+            if (own()) setStyle(own(), { transform: "" });
+            endDrag(null);
+        };
         const plan = state.get("plan");
         let target = index;
         drag(event, {
             threshold: 5,
             move(x, y, late) {
-                element.classList.add("moving");
-                setStyle(element, { transform: `translate(${x}px, ${clamp(y, -12, 12)}px)` });
+                own().classList.add("moving");
+                setStyle(own(), { transform: `translate(${x}px, ${clamp(y, -12, 12)}px)` });
                 const at = toSeconds(late.clientX - content.getBoundingClientRect().left);
                 target = plan.clips.filter((clip) => clip.index !== index && (clip.start + clip.end) / 2 < at).length;
                 const order = plan.clips.filter((clip) => clip.index !== index);
                 const edge = target === 0 ? 0 : order[target - 1].end - (target < order.length && order[target].index !== index + 1 ? Math.max(0, order[target - 1].end - order[target].start) / 2 : 0);
                 dropMark.hidden = false;
-                setStyle(dropMark, { left: `${toX(edge)}px`, top: `${element.closest(".track").offsetTop}px`, height: `${element.closest(".track").offsetHeight}px` });
+                const track = own().closest(".track");
+                setStyle(dropMark, { left: `${toX(edge)}px`, top: `${tracks.offsetTop + track.offsetTop}px`, height: `${track.offsetHeight}px` });
                 report(strings.timeline.moveTo(target + 1));
             },
             end(late, isMoved) {
-                element.classList.remove("moving");
-                setStyle(element, { transform: "" });
-                endDrag(null);
+                rest();
                 if (isMoved && target !== index) app.moveClip(index, target);
             },
-            cancel() {
-                target = index;
-                element.classList.remove("moving");
-                setStyle(element, { transform: "" });
-                endDrag(null);
-            },
+            cancel: rest,
         });
     }
 
@@ -376,7 +377,12 @@ export function makeTimeline(root, app) {
 
     // Items.
 
-    const isSelected = (path) => samePath(state.get("selection")?.slice(0, path[0] === "clips" && path[2] !== "joint" && state.get("selection")?.[2] !== "joint" ? 2 : undefined) ?? null, path) || (path[0] !== "clips" && samePath(state.get("selection")?.slice(0, 2) ?? null, path));
+    /** An item is selected with everything that belongs to it, but a joint is selected alone. */
+    function isSelected(path) {
+        const selection = state.get("selection");
+        if (!selection) return false;
+        return samePath(selection[2] === "joint" ? selection : selection.slice(0, 2), path);
+    }
 
     function effectBadges(own, covered) {
         const list = own.effects ?? [];
@@ -423,10 +429,10 @@ export function makeTimeline(root, app) {
                 style: { left: `${left}px`, width: `${Math.max(2, width)}px` },
                 onpointerdown(event) {
                     if (event.button !== 0) return;
-                    const { selection } = { selection: state.get("selection") };
+                    const selection = state.get("selection");
                     if (!(selection && samePath(selection.slice(0, 2), path) && selection[2] === "effects")) state.set({ selection: path });
                     root.querySelector(`[data-focus="${place}"]`)?.focus({ preventScroll: true });
-                    if (isClip) dragClip(event, path[1], element);
+                    if (isClip) dragClip(event, path[1]);
                     else if (path[0] !== "subtitles") dragSpan(event, path, span, "move");
                 },
                 onkeydown: (event) => itemKey(event, path, span),
@@ -756,9 +762,9 @@ export function makeTimeline(root, app) {
         focus() {
             (tracks.querySelector('[tabindex="0"]') ?? scroller).focus();
         },
+        /** Gives an item the focus when it is there. */
         focusItem(path) {
             pending = pointer(path);
         },
-        isMoving,
     };
 }
