@@ -1,7 +1,11 @@
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
+
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -19,8 +23,8 @@
 #ifdef KALTOR_HAS_STUDIO
 #include "Apps/Kaltor/Gallery/Preview.h"
 #include "Apps/Kaltor/Gallery/Scenes.h"
+#include "Apps/Kaltor/PictureEffect.h"
 #include "Apps/Kaltor/Studio/Page.h"
-#include "Host/PictureEffect.h"
 #include "Media/Picture.h"
 #include "Studio/Server.h"
 #endif
