@@ -1,7 +1,11 @@
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
+
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -19,8 +23,8 @@
 #ifdef KALTOR_HAS_STUDIO
 #include "Apps/Kaltor/Gallery/Preview.h"
 #include "Apps/Kaltor/Gallery/Scenes.h"
+#include "Apps/Kaltor/PictureEffect.h"
 #include "Apps/Kaltor/Studio/Page.h"
-#include "Host/PictureEffect.h"
 #include "Media/Picture.h"
 #include "Studio/Server.h"
 #endif
@@ -178,6 +182,8 @@ void AddStudio(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("studio", "See and set an edit in a browser");
     auto const options = std::make_shared<StudioOptions>();
     verb.AddTexts("CLIP", options->clips, "one document (EDIT.json), or the clips that a new one begins with");
+    verb.AddText("--size", options->size, "of a new edit's video (default: the first clip's)").ShowValueAs("WxH");
+    verb.AddText("--fps", options->rate, "of a new edit's video (default: the first clip's)").ShowValueAs("RATE");
     AddNumber<std::uint16_t>(verb, "--port", options->port, "of the address (default: one that is free)", {1, 65535})
         .ShowValueAs("N");
     verb.AddFlag("--no-browser", options->hasNoBrowser, "only print the address; otherwise a browser opens it where "

@@ -175,7 +175,7 @@ TEST_F(StudioTest, FilesElsewhereStayOutOfReach) {
     options.named = {named};
     Start(std::move(options));
     auto const document = [](std::string const& file) {
-        return Json{{"version", 1}, {"clips", {{{"file", file}}}}};
+        return Json{{"version", 1}, {"clips", Json::array({Json{{"file", file}}})}};
     };
     std::string const relative = "../" + fs::path(secret).filename().string();
     for (std::string const& file : {secret, relative, "sub/../" + relative, std::string("link.mkv")}) {
@@ -347,7 +347,10 @@ TEST_F(StudioTest, ExportsAreTheRendersFilesAndCanBeStopped) {
     job.document.output.size = Edit::PixelSize{48, 32};
     job.output = At("expected.mkv");
     Render::Render(job, catalog.GetFactory());
-    EXPECT_TRUE(ReadFile("out.mkv") == ReadFile("expected.mkv"));
+    // Matroska files have a random number each.
+    EXPECT_TRUE(Media::Tests::ReadPlanes(At("out.mkv")) == Media::Tests::ReadPlanes(At("expected.mkv")));
+    auto const hear = [this](char const* file) { return Media::Tests::ReadSound(At(file), {48'000, 2}, 96'000); };
+    EXPECT_TRUE(hear("out.mkv") == hear("expected.mkv"));
     PostJson("api/export", {{"document", document}, {"output", "out.mkv"}}, 409);
     PostJson("api/export", {{"document", document}, {"output", "a.mkv"}, {"overwrite", true}}, 409);
     // Long enough to be caught.
@@ -483,8 +486,9 @@ TEST_F(StudioTest, SourcesShowWhatTheyHold) {
     Json const wave = Json::parse(Get("api/waveform?file=wave.mkv&points=8").body);
     ASSERT_EQ(wave.at("peaks").size(), 8U);
     EXPECT_NEAR(wave.at("peaks").at(2).at(1).get<double>(), 0.0, 0.01);
-    EXPECT_NEAR(wave.at("peaks").at(6).at(0).get<double>(), -0.25, 0.02);
-    EXPECT_NEAR(wave.at("peaks").at(6).at(1).get<double>(), 0.75, 0.02);
+    // The sound's codec overshoots at steps.
+    EXPECT_NEAR(wave.at("peaks").at(6).at(0).get<double>(), -0.25, 0.15);
+    EXPECT_NEAR(wave.at("peaks").at(6).at(1).get<double>(), 0.75, 0.15);
     EXPECT_EQ(Get("api/waveform?file=wave.mkv&points=1000000").status, 400);
     for (int const number : {5, 40}) {
         std::string const body =
