@@ -1,5 +1,9 @@
 // Filters on the processor's threads, against sums in double precision and against what a GPU draws.
 
+#include <atomic>
+#include <random>
+#include <stdexcept>
+
 #include "Ogl/Processor.h"
 #include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
 #include "Tests/Support/GlFixture.h"
