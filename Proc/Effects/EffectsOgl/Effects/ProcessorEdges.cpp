@@ -20,7 +20,7 @@ struct Mean {
     int whole;  ///< pixels to either side that count in full
     std::int32_t inner, outer;
 
-    static constexpr int kBits = 16;
+    static constexpr int kBits = 20;
 
     explicit Mean(double width) : whole(static_cast<int>((width - 1.0) / 2.0)) {
         double const part = (width - 1.0) / 2.0 - whole;
