@@ -99,6 +99,7 @@ bool JobFolder::IsJob(std::string const& path) {
 }
 
 JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts const& texts) {
+    std::string const jobText = Format(ToJson(job)) + "\n";  // what cannot be written leaves no folder
     std::error_code error;
     if (!fs::create_directory(path, error) && (error || !fs::is_empty(path, error))) {
         FailFolder(error ? fmt::format("{}: the folder cannot be made ({})", path, error.message())
@@ -117,7 +118,7 @@ JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts co
         }
     }
     // Last: with it the folder is a job.
-    WriteText(path + "/" + kJobFile, Format(ToJson(job)) + "\n");
+    WriteText(path + "/" + kJobFile, jobText);
     return JobFolder(path);
 }
 

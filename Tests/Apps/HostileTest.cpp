@@ -47,7 +47,7 @@ TEST_F(HostileTest, NamesThatAreNoUtf8AreShownAndWritten) {
     Outcome const planned = Run("render \"$(printf 'n\\377.png')\"@-0.2 -o x.mkv --dry-run --json");
     EXPECT_EQ(planned.status, 0) << planned.err;
     EXPECT_THAT(json::parse(planned.out).dump(), HasSubstr("n\xef\xbf\xbd.png"));
-    EXPECT_THAT(Fail("farm submit a.png@-0.2 -o \"$(printf 'o\\377.mkv')\"", 1), HasSubstr("UTF-8"));
+    EXPECT_THAT(Fail("farm submit a.png@-0.2 -o \"$(printf 'p\\377.mkv')\"", 1), HasSubstr("UTF-8"));
 }
 
 TEST_F(HostileTest, TablesHaveLimits) {
