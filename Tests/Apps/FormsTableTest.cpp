@@ -76,7 +76,7 @@ protected:
         return Tests::ReadAll(out);
     }
     void Make(std::string const& source, std::string const& rest) const {
-        Shell(fmt::format("ffmpeg -v error -y -f lavfi -i \"{}\" -frames:v 2 {}", source, rest));
+        Shell(fmt::format("ffmpeg -v error -y -f lavfi -t 0.2 -i \"{}\" -frames:v 2 {}", source, rest));
     }
     std::string Probe(std::string const& file, std::string const& what) const {
         std::string text = Shell(
