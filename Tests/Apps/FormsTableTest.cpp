@@ -180,6 +180,8 @@ protected:
             Write("alpha.avif", bytes);
             input = "-i alpha.avif";
             filter = "null";
+        } else if (file.ends_with(".exr")) {
+            filter = "format=gbrap16le,extractplanes=a";  // FFmpeg takes grey floats for limited range
         } else if (file.ends_with(".webp") && !isPicture) {
             return;  // FFmpeg writes animations, but does not read them
         }
