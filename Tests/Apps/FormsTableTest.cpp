@@ -271,8 +271,8 @@ TEST_F(FormsTableTest, PremultipliedColoursAreDivided) {
     EXPECT_EQ(back.status, 0) << back.err;
     expectRed("out.mkv", straight);
     EXPECT_THAT(Fail("render m.mov@alpha:premul -o x.mkv", 2), HasSubstr("straight or premultiplied"));
-    Write("edit.json", R"({"version": 1, "clips": [{"color": "red", "duration": 1, "alpha": "straight"}]})");
-    Fail("render edit.json -o x.mkv", 1);
+    Write("edit.json", R"({"version": 1, "clips": [{"color": "#FF0000", "duration": 1, "alpha": "straight"}]})");
+    EXPECT_THAT(Fail("render edit.json -o x.mkv", 2), HasSubstr("clips/0/alpha"));
 }
 
 TEST_F(FormsTableTest, StripsHaveSixteenBits) {
