@@ -129,6 +129,9 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         bool const isBeside = hasAlpha && IsAvifName(options.path) && HasNumberPlace(options.path);
         form.exact = isBeside ? AddAlpha(FindNearestFormat(encoder, RemoveAlpha(form.like)))
                               : FindNearestFormat(encoder, form.like);
+        if (isBeside && form.exact == AV_PIX_FMT_NONE) {
+            form.exact = AV_PIX_FMT_YUVA444P10;  // FFmpeg has no alpha beside 4:2:0 of 12 bits
+        }
         if (form.exact == AV_PIX_FMT_NONE) {
             Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
         }

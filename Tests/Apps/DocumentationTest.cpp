@@ -17,6 +17,7 @@ std::map<std::string, std::string> const kShortened{
     {"kaltor gallery gallery", "--size 32x18 --only Invert"},
     {"kaltor gallery gallery --input a.mp4 --input b.mp4 --only Crossfade Pageturn BlurGaussian", "--size 32x18"},
     {"kaltor bench", "Invert --size 32x18 --seconds 0.01"},
+    {"kaltor bench --depth 16f", "Invert --size 32x18 --seconds 0.01"},
     {"kaltor bench BlurGaussian --seconds 2", "--size 32x18"},
     {"kaltor bench tint.glsl --size 1280x720", "--seconds 0.01"},
     {"kaltor bench BlurGaussian Crossfade --size 1280x720 --json today.json", "--seconds 0.01"},

@@ -76,7 +76,7 @@ protected:
         return Tests::ReadAll(out);
     }
     void Make(std::string const& source, std::string const& rest) const {
-        Shell(fmt::format("ffmpeg -v error -y -f lavfi -i \"{}\" -frames:v 2 {}", source, rest));
+        Shell(fmt::format("ffmpeg -v error -y -f lavfi -t 0.2 -i \"{}\" -frames:v 2 {}", source, rest));
     }
     std::string Probe(std::string const& file, std::string const& what) const {
         std::string text = Shell(
@@ -180,6 +180,8 @@ protected:
             Write("alpha.avif", bytes);
             input = "-i alpha.avif";
             filter = "null";
+        } else if (file.ends_with(".exr")) {
+            filter = "format=gbrap16le,extractplanes=a";  // FFmpeg takes grey floats for limited range
         } else if (file.ends_with(".webp") && !isPicture) {
             return;  // FFmpeg writes animations, but does not read them
         }
@@ -269,8 +271,8 @@ TEST_F(FormsTableTest, PremultipliedColoursAreDivided) {
     EXPECT_EQ(back.status, 0) << back.err;
     expectRed("out.mkv", straight);
     EXPECT_THAT(Fail("render m.mov@alpha:premul -o x.mkv", 2), HasSubstr("straight or premultiplied"));
-    Write("edit.json", R"({"version": 1, "clips": [{"color": "red", "duration": 1, "alpha": "straight"}]})");
-    Fail("render edit.json -o x.mkv", 1);
+    Write("edit.json", R"({"version": 1, "clips": [{"color": "#FF0000", "duration": 1, "alpha": "straight"}]})");
+    EXPECT_THAT(Fail("render edit.json -o x.mkv", 2), HasSubstr("clips/0/alpha"));
 }
 
 TEST_F(FormsTableTest, StripsHaveSixteenBits) {
@@ -289,10 +291,10 @@ TEST_F(FormsTableTest, TitlesWithEffectsHaveTheWhiteOfSdr) {
     // 203 cd/m2, 58 % of PQ's scale; taken for PQ, white would be its end.
     Make("color=black:s=256x64:r=10", "-c:v ffv1 -pix_fmt yuv420p black.mkv");
     Write("edit.json", R"({"version": 1, "output": {"hdr": "pq"}, "clips": [{"file": "black.mkv"}], "overlays": [
-        {"title": {"text": "HHHHHHHH", "size": 1.0, "weight": 700}, "effects": [{"effect": "Flip", "horizontal": true}]}]})");
+        {"title": {"text": "HHHHHHHH", "size": 0.5, "weight": 700}, "effects": [{"effect": "Flip", "horizontal": true}]}]})");
     Succeed("render edit.json -o out.mkv --codec ffv1");
     std::vector<double> const row = Row("-i out.mkv", "format=gray10le");
-    EXPECT_NEAR(*std::max_element(row.begin(), row.end()) / 255.0, 0.581, 0.02);
+    EXPECT_NEAR(*std::max_element(row.begin(), row.end()) / 255.0, 0.581, 0.06);
 }
 
 }  // namespace
