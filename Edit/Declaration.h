@@ -59,6 +59,11 @@ constexpr auto kDepthLabels = std::to_array<EnumLabel<Output::Depth>>(
 constexpr auto kHdrLabels = std::to_array<EnumLabel<Output::Hdr>>(
     {{Output::Hdr::Auto, "auto"}, {Output::Hdr::Sdr, "sdr"}, {Output::Hdr::Pq, "pq"}, {Output::Hdr::Hlg, "hlg"}});
 
+constexpr auto kAlphaLabels = std::to_array<EnumLabel<Media::InputRules::Alpha>>(
+    {{Media::InputRules::Alpha::Auto, "auto"},
+     {Media::InputRules::Alpha::Straight, "straight"},
+     {Media::InputRules::Alpha::Premultiplied, "premultiplied"}});
+
 constexpr auto kStyleLabels = std::to_array<EnumLabel<Title::Style>>({{Title::Style::Title, "title"},
                                                                       {Title::Style::Subtitle, "subtitle"},
                                                                       {Title::Style::LowerThird, "lower-third"},
@@ -108,6 +113,9 @@ constexpr std::span<EnumLabel<Output::Depth> const> GetLabels(Output::Depth) {
 }
 constexpr std::span<EnumLabel<Output::Hdr> const> GetLabels(Output::Hdr) {
     return kHdrLabels;
+}
+constexpr std::span<EnumLabel<Media::InputRules::Alpha> const> GetLabels(Media::InputRules::Alpha) {
+    return kAlphaLabels;
 }
 constexpr std::span<EnumLabel<Clip::Fit> const> GetLabels(Clip::Fit) {
     return kFitLabels;
@@ -179,6 +187,7 @@ void Declare(Archive& archive, Source& source) {
     archive("file", source.file, "a video, a picture or a sequence of pictures (frame%04d.png, frames/*.png)");
     archive("raw", source.raw, "of a file of frames without a header: their form, WIDTHxHEIGHT:FORMAT:RATE");
     archive("fps", source.frameRate, "of a sequence of pictures: how many a second; the video's otherwise");
+    archive("alpha", source.alpha, "whether colours are multiplied by alpha, where the file does not say it");
     archive("color", source.color, "a plain colour");
     archive("title", source.title, "a text");
 }

@@ -12,6 +12,7 @@
 #include "Edit/Time.h"
 #include "Edit/Titles/Title.h"
 #include "Media/EncoderSettings.h"
+#include "Media/InputRules.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Edit {
@@ -70,6 +71,7 @@ struct Source {
     std::string file;
     std::string raw;                      ///< the form of frames without a header, "1920x1080:rgba:30"
     std::optional<AVRational> frameRate;  ///< of a sequence; the video's where there is none
+    Media::InputRules::Alpha alpha = Media::InputRules::Alpha::Auto;
     std::optional<Proc::Color> color;
     std::optional<Title> title;
 };

@@ -347,22 +347,25 @@ std::vector<std::string> ListPictures(std::string const& pattern) {
     return names;
 }
 
-void ResolvePath(std::string& file, std::filesystem::path const& folder, Trust trust, Place const& place) {
+void ResolvePath(std::string& file, Home const& own, Place const& place) {
+    std::filesystem::path const folder(own.folder.empty() ? "." : own.folder);
     if (file.empty()) {
         return;
     }
     if (file == "-") {
-        if (trust == Trust::OwnFolder) {
+        if (own.trust == Trust::OwnFolder) {
             place.Refuse("standard input is not the document's own; --trust allows it");
         }
         return;
     }
     std::filesystem::path const full = (folder / file).lexically_normal();  // an absolute one stays
-    if (trust == Trust::OwnFolder) {
+    if (own.trust == Trust::OwnFolder) {
         std::filesystem::path const home = Canonical(folder);
         auto const check = [&](std::filesystem::path const& path, std::string const& shown) {
-            std::filesystem::path const inside = Canonical(path).lexically_relative(home);
-            if (inside.empty() || *inside.begin() == "..") {
+            std::filesystem::path const whole = Canonical(path);
+            std::filesystem::path const inside = whole.lexically_relative(home);
+            bool const isNamed = std::find(own.named.begin(), own.named.end(), whole) != own.named.end();
+            if (!isNamed && (inside.empty() || *inside.begin() == "..")) {
                 place.Refuse(fmt::format("{} lies outside of the document's folder; --trust allows it", shown));
             }
         };
@@ -502,7 +505,7 @@ private:
     /// A shader file beside the document; else one of those that are known by their names.
     std::string ResolveShader(std::string const& name, Place const& at) const {
         std::string file = name;
-        ResolvePath(file, context.home.folder.empty() ? "." : context.home.folder, context.home.trust, at);
+        ResolvePath(file, context.home, at);
         std::error_code error;
         bool const isPath = name.find('/') != std::string::npos || std::filesystem::exists(file, error);
         // With a slash it is no name, but a path.
@@ -512,7 +515,7 @@ private:
     Proc::FieldValue ReadField(Proc::Field const& field, Json const& value, Place const& at) const {
         Proc::FieldValue read = ReadFieldValue(field, value, at);
         if (auto* const file = std::get_if<std::string>(&read)) {
-            ResolvePath(*file, context.home.folder.empty() ? "." : context.home.folder, context.home.trust, at);
+            ResolvePath(*file, context.home, at);
         }
         return read;
     }
@@ -580,6 +583,9 @@ void CheckSource(Source const& source, Place const& place) {
             (place / "raw").Refuse(R"(it is for a "file")");
         }
         Parsed(place / "raw", [&] { return Media::ParseRawForm(source.raw); });
+    }
+    if (source.alpha != Media::InputRules::Alpha::Auto && source.file.empty()) {
+        (place / "alpha").Refuse(R"(it is for a "file")");
     }
     if (count != 1) {
         place.Refuse(count == 0 ? R"(it needs one of "file", "color" and "title")"
@@ -657,22 +663,25 @@ Sound ReadSound(Json const& json, Host::Catalog const& catalog) {
 }
 
 void ResolvePaths(Document& document, std::string const& folder, Trust trust) {
+    ResolvePaths(document, Home{folder, trust});
+}
+
+void ResolvePaths(Document& document, Home const& home) {
     Place const root;
-    if (trust == Trust::OwnFolder && !document.output.encoderOptions.empty()) {
+    if (home.trust == Trust::OwnFolder && !document.output.encoderOptions.empty()) {
         (root / "output" / "encoderOptions").Refuse("an encoder's own options can name files; --trust allows them");
     }
-    std::filesystem::path const base(folder.empty() ? "." : folder);
     for (std::size_t i = 0; i < document.clips.size(); ++i) {
-        ResolvePath(document.clips[i].source.file, base, trust, root / "clips" / i / "file");
+        ResolvePath(document.clips[i].source.file, home, root / "clips" / i / "file");
     }
     for (std::size_t i = 0; i < document.overlays.size(); ++i) {
-        ResolvePath(document.overlays[i].source.file, base, trust, root / "overlays" / i / "file");
+        ResolvePath(document.overlays[i].source.file, home, root / "overlays" / i / "file");
     }
     for (std::size_t i = 0; i < document.sounds.size(); ++i) {
-        ResolvePath(document.sounds[i].file, base, trust, root / "sounds" / i / "file");
+        ResolvePath(document.sounds[i].file, home, root / "sounds" / i / "file");
     }
     for (std::size_t i = 0; i < document.subtitles.size(); ++i) {
-        ResolvePath(document.subtitles[i].file, base, trust, root / "subtitles" / i / "file");
+        ResolvePath(document.subtitles[i].file, home, root / "subtitles" / i / "file");
     }
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "Edit/Document.h"
 #include "Edit/Json.h"
@@ -16,6 +18,8 @@ enum class Trust : std::uint8_t { OwnFolder, Everywhere };
 struct Home {
     std::string folder;
     Trust trust = Trust::OwnFolder;
+    /// Files elsewhere that the user named: absolute, without symbolic links.
+    std::vector<std::filesystem::path> named = {};
 };
 
 /// Reads a document. Classes are looked up in the catalogue. Throws `std::invalid_argument` with one line: the place
@@ -32,6 +36,7 @@ Document ReadDocumentFile(std::string const& path, Host::Catalog const& catalog,
 
 /// Makes the paths of a document relative to a folder into paths that the program can open. Throws
 /// `std::invalid_argument` with the place of a file that is not trusted.
+void ResolvePaths(Document& document, Home const& home);
 void ResolvePaths(Document& document, std::string const& folder, Trust trust);
 
 /// A colour as documents write it. Throws `std::invalid_argument`.

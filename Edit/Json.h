@@ -16,12 +16,17 @@ Json ReadJson(std::string const& path, bool allowComments = false);
 /// The same of a text; `name` stands for the file.
 Json ParseJson(std::string const& text, std::string const& name, bool allowComments = false);
 
-
 /// The text of such a file, 16 MiB at most. Throws as `ReadJson`.
 std::string ReadJsonText(std::string const& path);
 /// What walks a document calls itself for each level.
 constexpr std::size_t kMostJsonLevels = 64;
 /// Objects that keep their order look through all members for each new one.
 constexpr std::size_t kMostJsonMembers = 10'000;
+
+
+/// A document's text for others to read: what is no UTF-8, as in names of files, shows as U+FFFD.
+inline std::string ShowJson(Json const& json, int indent = -1) {
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
 
 }  // namespace Kaltor::Edit

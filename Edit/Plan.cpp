@@ -255,6 +255,7 @@ private:
             feed.info = prober.Get(InputOf(source));
             feed.sequence = prober.GetSequence(InputOf(source));
             feed.raw = source.raw;
+            feed.alpha = source.alpha;
             feed.pipe = prober.OpenPipe(InputOf(source));
             if (feed.pipe && playing.isReversed) {
                 Core::Throw(std::invalid_argument(
@@ -756,7 +757,9 @@ Media::InputRules MakeRules(Input const& input, std::atomic<bool> const* stop) {
 }  // namespace
 
 Media::InputRules RulesFor(PlannedFeed const& feed, std::atomic<bool> const* stop) {
-    return MakeRules(feed, stop);
+    Media::InputRules rules = MakeRules(feed, stop);
+    rules.alpha = feed.alpha;
+    return rules;
 }
 Media::InputRules RulesFor(PlannedSound const& sound, std::atomic<bool> const* stop) {
     return MakeRules(sound, stop);

@@ -47,6 +47,7 @@ struct PlannedFeed {
     Media::MediaInfo info;
     std::optional<Media::Sequence> sequence;
     std::string raw;                          ///< see `Source`
+    Media::InputRules::Alpha alpha = Media::InputRules::Alpha::Auto;
     std::shared_ptr<Media::PipeReader> pipe;  ///< what it is read through, where it is a pipe: once only
     /// It plays until the pipe ends; `played` is out of reach.
     bool isOpenEnded = false;
@@ -87,10 +88,13 @@ class PlannedNumber {
 public:
     PlannedNumber() = default;
     PlannedNumber(Animated const& value, AVRational frameRate, double span);
-    double At(double seconds) const { return curve ? curve->NumberAt(seconds) : constant; }
+    double At(double seconds) const { return factor * (curve ? curve->NumberAt(seconds) : constant); }
+    /// Multiplies what it gives.
+    void Scale(double by) { factor *= by; }
 
 private:
     double constant = 0.0;
+    double factor = 1.0;
     std::optional<CurveSampler> curve;
 };
 

@@ -4,6 +4,8 @@
 #include <exception>
 #include <thread>
 
+#include "Edit/ProbeRecord.h"
+
 namespace Kaltor::Edit {
 
 Prober::Known Prober::Look(Input const& input) const {
@@ -69,6 +71,29 @@ Media::SoundInfo const& Prober::GetSound(std::string const& path) {
         found = sounds.emplace(path, Media::ProbeSound(path, rules)).first;
     }
     return found->second;
+}
+
+Json Prober::Save() const {
+    Json files = Json::array();
+    for (auto const& [input, file] : known) {
+        if (!file.pipe && !file.sequence) {
+            files.push_back({input.path, input.raw, RecordOf(file.info)});
+        }
+    }
+    Json heard = Json::array();
+    for (auto const& [path, info] : sounds) {
+        heard.push_back({path, RecordOf(info)});
+    }
+    return {{"files", std::move(files)}, {"sounds", std::move(heard)}};
+}
+
+void Prober::Load(Json const& saved) {
+    for (Json const& file : saved.at("files")) {
+        known[{file.at(0), file.at(1)}].info = MediaInfoFromRecord(file.at(2));
+    }
+    for (Json const& sound : saved.at("sounds")) {
+        sounds[sound.at(0)] = SoundInfoFromRecord(sound.at(1));
+    }
 }
 
 }  // namespace Kaltor::Edit

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Core/Interfaces/Exception.h"
+#include "Edit/Json.h"
 #include "Media/AudioReader.h"
 #include "Media/MediaError.h"
 #include "Media/MediaInfo.h"
@@ -54,6 +55,11 @@ public:
     }
     /// Looks at a file's sound, with or without pictures. Throws `MediaError`, `Cancelled`.
     Media::SoundInfo const& GetSound(std::string const& path);
+
+    /// What is known of plain files, for another process that is to plan the same without looking at them.
+    Json Save() const;
+    /// Takes what was saved. Throws `Json::exception` where it is something else.
+    void Load(Json const& saved);
 
 private:
     Media::InputRules rules;

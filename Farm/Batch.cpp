@@ -57,6 +57,10 @@ private:
     }
 
     void CheckColumns(std::vector<std::string> const& columns) const {
+        constexpr std::size_t kMost = 1000;
+        if (columns.size() > kMost) {
+            Fail(1, fmt::format("names more than {} columns", kMost));
+        }
         for (std::size_t i = 0; i < columns.size(); ++i) {
             if (columns[i].empty() || columns[i].find_first_of("{}:") != std::string::npos) {
                 Fail(1, fmt::format("names a column \"{}\"; a name is a text without braces and colons", columns[i]));

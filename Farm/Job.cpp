@@ -11,7 +11,7 @@ namespace {
 
 using Edit::Json;
 
-constexpr int kFormat = 1;
+constexpr int kFormat = 2;
 
 Json FilesToJson(std::vector<SourceFile> const& files) {
     Json list = Json::array();
@@ -67,6 +67,8 @@ Json ToJson(Job const& job) {
         json["edit"]["folder"] = job.editFolder;
         json["edit"]["trusted"] = job.isTrusted;
         json["rows"] = job.rowsChecksum;
+    } else {
+        json["known"] = job.filesChecksum;
     }
     Json& chapters = json["chapters"] = Json::array();
     for (Media::Chapter const& chapter : job.chapters) {
@@ -93,6 +95,8 @@ Job JobFromJson(Json const& json, std::string const& name) {
             job.editFolder = json.at("edit").at("folder");
             job.isTrusted = json.at("edit").at("trusted");
             job.rowsChecksum = json.at("rows");
+        } else {
+            job.filesChecksum = json.at("known");
         }
         job.output = json.at("output");
         job.container = json.at("container");

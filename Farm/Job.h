@@ -39,6 +39,7 @@ struct Job {
     std::string editName;  ///< for messages
     std::string editChecksum;
     std::string rowsChecksum;  ///< of a batch
+    std::string filesChecksum;  ///< of a video
     std::string editFolder;    ///< to which a batch's paths are relative
     bool isTrusted = false;
     std::string output;  ///< absolute; a batch's with its fields

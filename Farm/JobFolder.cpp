@@ -27,6 +27,7 @@ using Edit::Json;
 constexpr char kJobFile[] = "job.json";
 constexpr char kEditFile[] = "edit.json";
 constexpr char kRowsFile[] = "rows.json";
+constexpr char kFilesFile[] = "files.json";
 /// A task that has reported nothing for so long does not run any more.
 constexpr std::chrono::seconds kSilence(30);
 
@@ -57,6 +58,15 @@ Json ParseOwn(std::string const& text, std::string const& name) {
     return json;
 }
 
+/// Names that other text stood for would not be found again.
+std::string Format(Json const& json) {
+    try {
+        return json.dump(1);
+    } catch (Json::type_error const&) {
+        FailFolder("a job cannot hold names that are not UTF-8");
+    }
+}
+
 std::string GetMachine() {
     std::array<char, 256> name{};
     return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "unknown";
@@ -76,8 +86,8 @@ JobFolder::JobFolder(std::string const& pathOfFolder) : path(fs::absolute(pathOf
     if (!text) {
         std::error_code error;
         FailFolder(fs::is_directory(path, error)
-                 ? fmt::format("{}: there is no farm job in this folder", pathOfFolder)
-                 : fmt::format("{}: there is no such folder, or this machine does not see it", pathOfFolder));
+                       ? fmt::format("{}: there is no farm job in this folder", pathOfFolder)
+                       : fmt::format("{}: there is no such folder, or this machine does not see it", pathOfFolder));
     }
     job = JobFromJson(ParseOwn(*text, At(kJobFile)), At(kJobFile));
     plan = ChecksumOfText(*text);
@@ -88,12 +98,11 @@ bool JobFolder::IsJob(std::string const& path) {
     return fs::exists(fs::path(path) / kJobFile, error);
 }
 
-JobFolder JobFolder::Create(std::string const& path, Job const& job, std::string const& edit,
-                            std::string const& rows) {
+JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts const& texts) {
     std::error_code error;
     if (!fs::create_directory(path, error) && (error || !fs::is_empty(path, error))) {
         FailFolder(error ? fmt::format("{}: the folder cannot be made ({})", path, error.message())
-                   : fmt::format("{}: exists and is not empty; --folder chooses another one", path));
+                         : fmt::format("{}: exists and is not empty; --folder chooses another one", path));
     }
     for (char const* const inner : {"parts", "log"}) {
         fs::create_directory(fs::path(path) / inner, error);
@@ -101,29 +110,35 @@ JobFolder JobFolder::Create(std::string const& path, Job const& job, std::string
             FailFolder(fmt::format("{}/{}: the folder cannot be made ({})", path, inner, error.message()));
         }
     }
-    WriteText(path + "/" + kEditFile, edit);
-    if (!rows.empty()) {
-        WriteText(path + "/" + kRowsFile, rows);
+    WriteText(path + "/" + kEditFile, texts.edit);
+    for (auto const& [name, text] : {std::pair(kRowsFile, &texts.rows), {kFilesFile, &texts.files}}) {
+        if (!text->empty()) {
+            WriteText(path + "/" + name, *text);
+        }
     }
     // Last: with it the folder is a job.
-    WriteText(path + "/" + kJobFile, ToJson(job).dump(1) + "\n");
+    WriteText(path + "/" + kJobFile, Format(ToJson(job)) + "\n");
     return JobFolder(path);
 }
 
-std::string JobFolder::ReadEdit() const {
-    std::optional<std::string> text = ReadText(At(kEditFile));
-    if (!text || ChecksumOfText(*text) != job.editChecksum) {
-        FailFolder(fmt::format("{}: has changed since the job was planned; submit the edit again", At(kEditFile)));
+std::string JobFolder::ReadPlanned(char const* name, std::string const& checksum) const {
+    std::optional<std::string> text = ReadText(At(name));
+    if (!text || ChecksumOfText(*text) != checksum) {
+        FailFolder(fmt::format("{}: has changed since the job was planned; submit the edit again", At(name)));
     }
     return std::move(*text);
 }
 
+std::string JobFolder::ReadEdit() const {
+    return ReadPlanned(kEditFile, job.editChecksum);
+}
+
 std::string JobFolder::ReadRows() const {
-    std::optional<std::string> text = ReadText(At(kRowsFile));
-    if (!text || ChecksumOfText(*text) != job.rowsChecksum) {
-        FailFolder(fmt::format("{}: has changed since the job was planned; submit the edit again", At(kRowsFile)));
-    }
-    return std::move(*text);
+    return ReadPlanned(kRowsFile, job.rowsChecksum);
+}
+
+std::string JobFolder::ReadFiles() const {
+    return ReadPlanned(kFilesFile, job.filesChecksum);
 }
 
 std::vector<Task> JobFolder::ListTasks() const {
@@ -155,7 +170,7 @@ void JobFolder::WriteResult(Task const& task, char const* ending, PartResult con
     Json json = ToJson(result);
     json["plan"] = plan;
     json["machine"] = GetMachine();
-    WriteText(NameOf(task, ending), json.dump(1) + "\n");
+    WriteText(NameOf(task, ending), Format(json) + "\n");
 }
 
 std::optional<PartResult> JobFolder::FindResult(Task const& task) const {
@@ -272,7 +287,7 @@ std::optional<Json> JobFolder::ReadFile(std::string const& name) const {
 }
 
 void JobFolder::WriteFile(std::string const& name, Json const& content) const {
-    WriteText(At(name), content.dump(1) + "\n");
+    WriteText(At(name), Format(content) + "\n");
 }
 
 void JobFolder::RemoveParts() const {

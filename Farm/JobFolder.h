@@ -34,12 +34,20 @@ struct TaskState {
     std::optional<PartResult> result;
 };
 
+/// What a job's folder holds besides the plan, which has the checksums.
+struct JobTexts {
+    std::string edit;
+    std::string rows;   ///< of a batch
+    std::string files;  ///< of a video
+};
+
 /// A job's folder, on a file system that all machines see. Whatever stands in it under its own name is whole; several
 /// processes may use it at once. Nothing in it depends on where the parts are made, but `slurm.json`.
 ///
 ///     job.json         the plan
 ///     edit.json        the edit; of a batch the template
 ///     rows.json        of a batch: the table
+///     files.json       of a video: what is known of its files, so that no part looks at those that it does not need
 ///     parts/00001.json what was made of part 1: it is done where this is there and belongs to the plan
 ///     parts/00001-...  its pictures
 ///     parts/00001.progress, parts/00001.failed
@@ -51,7 +59,7 @@ public:
     /// Opens a job's folder. Throws `std::runtime_error` where there is none, or it is damaged.
     explicit JobFolder(std::string const& path);
     /// Makes a folder for a job; folders above it have to be there. Throws `std::runtime_error` where it exists.
-    static JobFolder Create(std::string const& path, Job const& job, std::string const& edit, std::string const& rows);
+    static JobFolder Create(std::string const& path, Job const& job, JobTexts const& texts);
     /// Whether there is a job.
     static bool IsJob(std::string const& path);
 
@@ -60,9 +68,10 @@ public:
     std::string At(std::string const& name) const { return path + "/" + name; }
     std::string PartsFile(std::string const& name) const { return path + "/parts/" + name; }
 
-    /// The edit's text, the table's. Throws where they are not those of the plan.
+    /// Throw where they are not those of the plan.
     std::string ReadEdit() const;
     std::string ReadRows() const;
+    std::string ReadFiles() const;
 
     /// The tasks that the job has, the sound last.
     std::vector<Task> ListTasks() const;
@@ -92,6 +101,7 @@ public:
     void RemoveParts() const;
 
 private:
+    std::string ReadPlanned(char const* name, std::string const& checksum) const;
     std::optional<PartResult> ReadResult(Task const& task, char const* ending) const;
     void WriteResult(Task const& task, char const* ending, PartResult const& result) const;
     std::string NameOf(Task const& task, char const* ending) const;

@@ -195,14 +195,17 @@ PlannedJob PlanVideo(Edit::Document document, std::uint32_t seed, PlanningOption
     job.metadata = encoding.metadata;
     CheckFolder(job.output);
     CheckFree(job.output, options);
+    Edit::Prober prober({options.allowPlaylists, options.cancel});
     Edit::Plan const plan =
-        Edit::MakePlan(document, {options.allowPlaylists, options.editName, options.cancel, options.warn});
+        Edit::MakePlan(document, {options.allowPlaylists, options.editName, options.cancel, options.warn, &prober});
     CheckFilesOnly(plan);
     if (encoding.hasChapters) {
         job.chapters = Render::ListChapters(plan);
     }
-    planned.edit = Edit::WriteDocument(document).dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
-    job.editChecksum = ChecksumOfText(planned.edit);
+    planned.texts.edit = Edit::WriteDocument(document).dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    job.editChecksum = ChecksumOfText(planned.texts.edit);
+    planned.texts.files = prober.Save().dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    job.filesChecksum = ChecksumOfText(planned.texts.files);
     job.frames = plan.frames;
     job.frameRate = plan.time.frameRate;
     job.hasSound = plan.sound && Media::FindAudioEncoder(container, encoding.audioCodec, job.output) != nullptr;
@@ -251,10 +254,10 @@ PlannedJob PlanBatch(BatchSource const& source, std::uint32_t seed, Host::Catalo
     if (form.is_object() && !form.value("output", Json::object()).contains("seed")) {
         form["output"]["seed"] = seed;
     }
-    planned.edit = form.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
-    planned.rows = ToJson(source.table).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    job.editChecksum = ChecksumOfText(planned.edit);
-    job.rowsChecksum = ChecksumOfText(planned.rows);
+    planned.texts.edit = form.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    planned.texts.rows = ToJson(source.table).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    job.editChecksum = ChecksumOfText(planned.texts.edit);
+    job.rowsChecksum = ChecksumOfText(planned.texts.rows);
     Edit::Prober prober({options.allowPlaylists, options.cancel});
     FileList files;
     std::map<std::string, std::size_t> outputs;

@@ -11,6 +11,7 @@
 #include "Edit/Plan.h"
 #include "Farm/Batch.h"
 #include "Farm/Job.h"
+#include "Farm/JobFolder.h"
 #include "Farm/Work.h"
 #include "Host/Catalog.h"
 
@@ -35,8 +36,7 @@ struct PlanningOptions {
 /// A job with what its folder holds besides.
 struct PlannedJob {
     Job job;
-    std::string edit;
-    std::string rows;  ///< of a batch
+    JobTexts texts;
     double soundWork = 0.0;
     std::uint64_t bytes = 0;  ///< of all parts, roughly
 };

@@ -103,6 +103,7 @@ private:
     }
 
     void RunPiece() {
+        prober.Load(Edit::Json::parse(folder.ReadFiles()));
         Edit::Document document = Edit::ReadDocument(
             Edit::ParseJson(folder.ReadEdit(), folder.At("edit.json")), catalog);
         Edit::Plan const plan = MakePlan(document, job.editName);

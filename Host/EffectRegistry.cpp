@@ -1,6 +1,9 @@
 #include "Host/EffectRegistry.h"
 
 #include <algorithm>
+#include <mutex>
+#include <optional>
+#include <shared_mutex>
 #include <stdexcept>
 #include <variant>
 
@@ -23,6 +26,15 @@ struct EffectRegistry::Entries {
         std::variant<OneInputEffectFactoryFn, TwoInputEffectFactoryFn> factory;
     };
     std::vector<Entry> list;
+    mutable std::shared_mutex mutex;  ///< shader files are registered while others draw
+
+    /// A copy: the list may grow meanwhile.
+    template <typename Fn>
+    std::optional<Fn> Get(std::string const& classId, std::string const& implName) const {
+        std::shared_lock const lock(mutex);
+        Fn const* const found = Find<Fn>(classId, implName);
+        return found == nullptr ? std::nullopt : std::optional(*found);
+    }
 
     template <typename Fn>
     Fn const* Find(std::string const& classId, std::string const& implName) const {
@@ -34,6 +46,7 @@ struct EffectRegistry::Entries {
 
     template <typename Fn>
     void Register(std::string const& classId, std::string const& implName, Fn const& factory) {
+        std::unique_lock const lock(mutex);
         if (Fn const* const found = Find<Fn>(classId, implName)) {
             const_cast<Fn&>(*found) = factory;
         } else {
@@ -61,8 +74,8 @@ public:
 private:
     template <typename Fn>
     typename Fn::result_type Create(std::string const& classId, std::string const& implName, char const* kind) const {
-        Fn const* const create = entries->template Find<Fn>(classId, implName);
-        if (create == nullptr) {
+        std::optional<Fn> const create = entries->template Get<Fn>(classId, implName);
+        if (!create) {
             Core::Throw(std::invalid_argument(
                 fmt::format("no {} effect {} is registered for the implementation {}", kind, classId, implName)));
         }
@@ -78,7 +91,7 @@ EffectRegistry::EffectRegistry() : entries(std::make_shared<Entries>()) {}
 EffectRegistry::~EffectRegistry() = default;
 
 bool EffectRegistry::HasOneInputEffect(std::string const& classId, std::string const& implName) const {
-    return entries->Find<OneInputEffectFactoryFn>(classId, implName) != nullptr;
+    return entries->Get<OneInputEffectFactoryFn>(classId, implName).has_value();
 }
 
 void EffectRegistry::RegisterOneInputEffect(std::string const& classId, std::string const& implName,
@@ -88,7 +101,7 @@ void EffectRegistry::RegisterOneInputEffect(std::string const& classId, std::str
 }
 
 bool EffectRegistry::HasTwoInputEffect(std::string const& classId, std::string const& implName) const {
-    return entries->Find<TwoInputEffectFactoryFn>(classId, implName) != nullptr;
+    return entries->Get<TwoInputEffectFactoryFn>(classId, implName).has_value();
 }
 
 void EffectRegistry::RegisterTwoInputEffect(std::string const& classId, std::string const& implName,

@@ -29,7 +29,7 @@ struct PluginReport {
     bool isOwn = false;   ///< it comes with the library
 };
 
-/// The host's effect registry. Fill it first; afterwards it may be read from any thread.
+/// The host's effect registry. One thread fills it; its factory may be used from any thread, also meanwhile.
 class EffectRegistry final : public Proc::IEffectRegistry {
 public:
     EffectRegistry();

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "Proc/Data/HalfConverter.h"
 #include "Proc/Settings/SettingsServices.h"
 
 namespace Kaltor::Measure {
@@ -12,6 +13,13 @@ namespace Kaltor::Measure {
 using boost::intrusive_ptr;
 using Ogl::DataVideoOGL;
 using Proc::ImplNames;
+
+namespace {
+
+constexpr ColorSpec kFull{ColorMatrix::Bt709, ColorRange::Full};
+constexpr ColorSpec kLimited{ColorMatrix::Bt709, ColorRange::Limited};
+
+}  // namespace
 
 intrusive_ptr<Proc::DataVideoFF> MakeNoise(PixFmt format, Conf::FrameInfo const& size, unsigned seed) {
     intrusive_ptr<Proc::DataVideoFF> frame = Proc::DataVideoFF::Create(format, size);
@@ -32,22 +40,47 @@ intrusive_ptr<Proc::DataVideoFF> MakeNoise(PixFmt format, Conf::FrameInfo const&
     return frame;
 }
 
+namespace {
+
+/// Noise of 16-bit float within 0 to 1.
+intrusive_ptr<Proc::DataVideoFF> MakeFloatNoise(Conf::FrameInfo const& size, unsigned seed) {
+    intrusive_ptr<Proc::DataVideoFF> const bytes = MakeNoise(PixFmt::Rgb24, size, seed);
+    intrusive_ptr<Proc::DataVideoFF> noise = Proc::DataVideoFF::Create(PixFmt::RgbF16, size);
+    Proc::HalfConverter().ToHalf(bytes->GetFrame(), kFull, noise->GetWritableFrame());
+    return noise;
+}
+
+/// Noise of 10 bits.
+intrusive_ptr<Proc::DataVideoFF> MakeTenBitNoise(Conf::FrameInfo const& size, unsigned seed) {
+    intrusive_ptr<Proc::DataVideoFF> const floats = MakeFloatNoise(size, seed);
+    intrusive_ptr<Proc::DataVideoFF> noise = Proc::DataVideoFF::Create(PixFmt::Yuv420p10, size);
+    Proc::HalfConverter().FromHalf(floats->GetFrame(), noise->GetWritableFrame(), kLimited);
+    return noise;
+}
+
+}  // namespace
+
 FramePtr ToGpu(Proc::IEffectFactory const& factory, FramePtr frame) {
     factory.CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, ImplNames::OGL)->Process(frame);
     dynamic_cast<DataVideoOGL&>(*frame).Execute();
     return frame;
 }
 
-NoiseFrames::NoiseFrames(FactoryPtr const& factory, Conf::FrameInfo const& frameSize) : size(frameSize) {
+NoiseFrames::NoiseFrames(FactoryPtr const& factory, Conf::FrameInfo const& frameSize, Depth frameDepth)
+    : size(frameSize), depth(frameDepth) {
     for (unsigned i = 0; i < 2; ++i) {
-        planar[i] = MakeNoise(PixFmt::Yuv420p, size, 1 + i);
-        gpu[i] = ToGpu(*factory, MakeNoise(kOpaqueFormat, size, 1 + i));
+        bool const isDeep = depth == Depth::Float;
+        planar[i] = isDeep ? MakeTenBitNoise(size, 1 + i) : MakeNoise(PixFmt::Yuv420p, size, 1 + i);
+        gpu[i] = ToGpu(*factory, isDeep ? MakeFloatNoise(size, 1 + i) : MakeNoise(kOpaqueFormat, size, 1 + i));
     }
 }
 
 EffectRun::EffectRun(FactoryPtr const& factory, Proc::Settings const& settings, bool isTwoInput,
                      NoiseFrames const& noise)
-    : frames(noise), isUploader(settings.GetClassId() == Proc::SettingsFrameUploader::CLASS_ID) {
+    : frames(noise), isUploader(settings.GetClassId() == Proc::SettingsFrameUploader::CLASS_ID), uploads(noise.planar) {
+    if (isUploader && noise.depth == NoiseFrames::Depth::Float) {
+        uploads = {MakeFloatNoise(noise.size, 1), MakeFloatNoise(noise.size, 2)};  // of what it takes
+    }
     if (isTwoInput) {
         two = factory->CreateTwoInputEffect(settings.GetClassId(), ImplNames::OGL);
         two->SetSettings(settings);
@@ -59,7 +92,8 @@ EffectRun::EffectRun(FactoryPtr const& factory, Proc::Settings const& settings, 
         uploader = factory->CreateOneInputEffect(Proc::SettingsFrameUploader::CLASS_ID, ImplNames::OGL);
     }
     Proc::SettingsFrameDownloader planar;
-    planar.downloadMode = Proc::SettingsFrameDownloader::Mode::Yuv420p;
+    planar.downloadMode = frames.depth == NoiseFrames::Depth::Float ? Proc::SettingsFrameDownloader::Mode::Native
+                                                                    : Proc::SettingsFrameDownloader::Mode::Yuv420p;
     downloader = factory->CreateOneInputEffect(planar.GetClassId(), ImplNames::OGL);
     downloader->SetSettings(planar);
 }
@@ -85,7 +119,7 @@ void EffectRun::Draw(int count) {
         intrusive_ptr<DataVideoOGL> const all = DataVideoOGL::Create(kOpaqueFormat, {1, 1, 1, 1});
         std::vector<FramePtr> drawn;
         for (int i = 0; i < kPositions && done + i < count; ++i) {
-            drawn.push_back(Process(isUploader ? frames.planar : frames.gpu, i));
+            drawn.push_back(Process(isUploader ? uploads : frames.gpu, i));
             if (auto* const frame = dynamic_cast<DataVideoOGL*>(drawn.back().get())) {
                 all->ConcatenateTasks(frame);
             }
@@ -97,7 +131,27 @@ void EffectRun::Draw(int count) {
     }
 }
 
+void EffectRun::DrawDeepEndToEnd(int count) {
+    Proc::HalfConverter halves;
+    auto const toHalf = [&](FramePtr const& frame) -> FramePtr {
+        intrusive_ptr<Proc::DataVideoFF> half = Proc::DataVideoFF::Create(PixFmt::RgbF16, frames.size);
+        halves.ToHalf(dynamic_cast<Proc::DataVideoFF&>(*frame).GetFrame(), kLimited, half->GetWritableFrame());
+        return half;
+    };
+    for (int i = 0; i < count; ++i) {
+        FramePtr frame = Process({toHalf(frames.planar[0]), two ? toHalf(frames.planar[1]) : nullptr}, i);
+        downloader->Process(frame);
+        AVFrame const& half = dynamic_cast<Proc::DataVideoFF&>(*frame).GetFrame();
+        Proc::AvFramePtr const planar = Proc::AllocateAvFrame(AV_PIX_FMT_YUV420P10, half.width, half.height);
+        halves.FromHalf(half, *planar, kLimited);
+    }
+}
+
 void EffectRun::DrawEndToEnd(int count) {
+    if (frames.depth == NoiseFrames::Depth::Float) {
+        DrawDeepEndToEnd(count);
+        return;
+    }
     for (int i = 0; i < count; ++i) {
         FramePtr frame = Process(frames.planar, i);
         downloader->Process(frame);

@@ -23,9 +23,14 @@ FramePtr ToGpu(Proc::IEffectFactory const& factory, FramePtr frame);
 
 /// What effects are measured on: two pictures of noise, each in main memory and on the GPU.
 struct NoiseFrames {
-    NoiseFrames(FactoryPtr const& factory, Conf::FrameInfo const& frameSize);
+    enum class Depth {
+        Eight,
+        Float,  ///< on the GPU 16-bit float, in main memory 10 bits
+    };
+    NoiseFrames(FactoryPtr const& factory, Conf::FrameInfo const& frameSize, Depth frameDepth = Depth::Eight);
 
     Conf::FrameInfo size;
+    Depth depth;
     std::array<FramePtr, 2> planar;  ///< 4:2:0, in main memory
     std::array<FramePtr, 2> gpu;     ///< opaque RGB
 };
@@ -42,14 +47,18 @@ public:
     /// The work of the effect alone, with frames on the GPU in and out. (The uploader takes frames in main memory, the
     /// downloader returns them there.) Does not wait until they are drawn.
     void Draw(int count);
-    /// From 4:2:0 frames in main memory to 4:2:0 frames in main memory, one after the other.
+    /// From 4:2:0 frames in main memory to 4:2:0 frames in main memory, one after the other. Frames of 10 bits become
+    /// 16-bit float on this thread, and back, where a render does that on its decoders' and encoder's.
     void DrawEndToEnd(int count);
 
 private:
     FramePtr Process(std::array<FramePtr, 2> const& inputs, int number);
 
+    void DrawDeepEndToEnd(int count);
+
     NoiseFrames const& frames;
     bool isUploader;
+    std::array<FramePtr, 2> uploads;  ///< what an uploader gets
     boost::intrusive_ptr<Proc::IOneInputEffectVideo>
         uploader;  ///< used before a downloader, which ignores frames in main memory
     boost::intrusive_ptr<Proc::IOneInputEffectVideo> one;

@@ -70,7 +70,7 @@ AVRational PixelAspect(Conf::FrameInfo const& info) {
 bool Conformer::Source::operator==(Source const& other) const {
     return width == other.width && height == other.height && format == other.format &&
            av_cmp_q(pixelAspect, other.pixelAspect) == 0 && colorSpec == other.colorSpec && volume == other.volume &&
-           std::string_view(filter) == other.filter;
+           std::string_view(filter) == other.filter && isPremultiplied == other.isPremultiplied;
 }
 
 Conformer::Conformer(std::string nameOfSource, VideoTarget const& wanted, Alpha alpha)
@@ -109,7 +109,7 @@ bool Conformer::IsInForm(AVFrame const& picture, Source const& source) const {
     }
     bool const isSameColor = IsRgb(targetFormat) || source.colorSpec == target.colorSpec;
     Conf::FrameInfo const frame = GetFrame(source, {});
-    return *source.filter == '\0' && source.width == static_cast<int>(frame.width) &&
+    return *source.filter == '\0' && !source.isPremultiplied && source.width == static_cast<int>(frame.width) &&
            source.height == static_cast<int>(frame.height) && source.format == targetFormat &&
            av_cmp_q(source.pixelAspect, PixelAspect(frame)) == 0 && isSameColor &&
            !NeedsConversion(source.volume, {target.transfer, target.primaries, target.colorSpec.matrix}) &&
@@ -141,6 +141,21 @@ Conformer::Box Conformer::FitInto(Source const& source, Orientation const& orien
     return box;
 }
 
+std::string Conformer::MakeDivision(Source const& source) {
+    if (!source.isPremultiplied) {
+        return "";
+    }
+    if (source.format == AV_PIX_FMT_GBRAPF32) {
+        return "unpremultiply=inplace=1,";  // what is above 1 stays
+    }
+    std::string const readAs = IsRgb(source.format)
+                                   ? ""
+                                   : fmt::format(":in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
+                                                 RangeName(source.colorSpec.range));
+    return fmt::format("scale=flags=bicubic+accurate_rnd+full_chroma_int{},format=gbrap16,unpremultiply=inplace=1,",
+                       readAs);
+}
+
 std::string Conformer::MakeChain(Source const& source, Box const& box) const {
     bool const isComposed = source.format != AV_PIX_FMT_NONE && alphaMode == Alpha::OverBlack &&
                             HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL) &&
@@ -149,14 +164,18 @@ std::string Conformer::MakeChain(Source const& source, Box const& box) const {
     std::string const readAs = fmt::format("in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
                                            RangeName(source.colorSpec.range));
     std::string chain;
-    if (isComposed) {
+    if (isComposed && source.isPremultiplied) {
+        chain += fmt::format("scale={}:{},format=gbrap,format=gbrp,", flags, readAs);  // black adds nothing
+    } else if (source.isPremultiplied) {
+        chain += MakeDivision(source);
+    } else if (isComposed) {
         chain += fmt::format("scale={}:{},format=gbrap,premultiply=inplace=1,format=gbrp,", flags, readAs);
     }
     if (*source.filter != '\0') {
         chain += fmt::format("{},", source.filter);
     }
     chain += fmt::format("scale={}:{}:{}", box.width, box.height, flags);
-    if (!isComposed && !IsRgb(source.format)) {
+    if (!isComposed && !source.isPremultiplied && !IsRgb(source.format)) {
         chain += ":" + readAs;
     }
     if (!IsRgb(targetFormat)) {
@@ -169,7 +188,8 @@ std::string Conformer::MakeChain(Source const& source, Box const& box) const {
 std::string Conformer::MakeLinearChain(Source const& source, Box const& box) const {
     bool const hasAlpha = HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
     // What zimg takes; the nearest one is made of others.
-    std::string chain =
+    std::string chain = MakeDivision(source);
+    chain +=
         hasAlpha
             ? "format=yuva420p|yuva422p|yuva444p|yuva420p10|yuva422p10|yuva444p10|yuva444p16|gbrap|gbrap16|gbrapf32,"
             : "format=gray|gray10|gray16|yuv420p|yuv422p|yuv444p|yuv420p10|yuv422p10|yuv444p10|yuv420p12|yuv422p12|"
@@ -178,7 +198,7 @@ std::string Conformer::MakeLinearChain(Source const& source, Box const& box) con
         chain += fmt::format("{},", source.filter);
     }
     ColorVolume const to{target.transfer, target.primaries, target.colorSpec.matrix};
-    chain += MakeLinearFilter(source.volume, source.colorSpec, IsRgb(source.format), to);
+    chain += MakeLinearFilter(source.volume, source.colorSpec, IsRgb(source.format) || source.isPremultiplied, to);
     return chain + fmt::format(":w={}:h={},format={}", box.width, box.height, hasAlpha ? "gbrapf32" : "gbrpf32");
 }
 
@@ -193,13 +213,20 @@ void Conformer::Build(Source const& source, Box const& box, Road road) {
         chain = MakeChain(source, box);
     } else {
         bool const hasAlpha = HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
-        chain = *source.filter != '\0' ? fmt::format("{},", source.filter) : "";
-        chain += fmt::format("scale={}:{}:flags=bicubic+accurate_rnd+full_chroma_int", box.width, box.height);
-        if (!IsRgb(source.format)) {
-            chain += fmt::format(":in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
-                                 RangeName(source.colorSpec.range));
+        chain = MakeDivision(source);
+        chain += *source.filter != '\0' ? fmt::format("{},", source.filter) : "";
+        if (HasFlag(source.format, AV_PIX_FMT_FLAG_FLOAT)) {
+            // FFmpeg's own scaler would cut off what is above 1.
+            chain += fmt::format("zscale=w={}:h={}:filter=bicubic,format={}", box.width, box.height,
+                                 hasAlpha ? "gbrapf32" : "gbrpf32");
+        } else {
+            chain += fmt::format("scale={}:{}:flags=bicubic+accurate_rnd+full_chroma_int", box.width, box.height);
+            if (!IsRgb(source.format) && !source.isPremultiplied) {
+                chain += fmt::format(":in_color_matrix={}:in_range={}", MatrixName(source.colorSpec.matrix),
+                                     RangeName(source.colorSpec.range));
+            }
+            chain += fmt::format(",format={}", hasAlpha ? "gbrap16" : "gbrp16");
         }
-        chain += fmt::format(",format={}", hasAlpha ? "gbrap16" : "gbrp16");
     }
 
     std::string const parameters =
@@ -321,8 +348,8 @@ Proc::AvFramePtr Conformer::FromHalf(AVFrame const& half) {
 Proc::AvFramePtr Conformer::ConvertDeep(AVFrame const& picture, Source const& source, Box const& box,
                                         Conf::FrameInfo const& frame, bool hasOtherColors) {
     bool const isOpaque = !HasFlag(source.format, AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL);
-    bool const keepsForm = !hasOtherColors && *source.filter == '\0' && source.width == box.width &&
-                           source.height == box.height &&
+    bool const keepsForm = !hasOtherColors && !source.isPremultiplied && *source.filter == '\0' &&
+                           source.width == box.width && source.height == box.height &&
                            Proc::HalfConverter::Takes(static_cast<AVPixelFormat>(source.format)) &&
                            picture.crop_left + picture.crop_top + picture.crop_right + picture.crop_bottom == 0;
     Proc::AvFramePtr filtered;
@@ -366,7 +393,8 @@ Proc::AvFramePtr Conformer::Convert(AVFrame const& picture, Orientation const& o
                         PixelAspect(picture.sample_aspect_ratio),
                         ReadAs(picture),
                         {picture.color_trc, picture.color_primaries, Proc::GetColorSpec(picture).matrix},
-                        orientation.filter};
+                        orientation.filter,
+                        isPremultiplied && HasFlag(picture.format, AV_PIX_FMT_FLAG_ALPHA)};
     Conf::FrameInfo const frame = GetFrame(source, orientation);
     if (IsInForm(picture, source)) {
         return Finish(Proc::ShareAvFrame(picture), frame);

@@ -28,6 +28,9 @@ public:
     /// The picture in the target's form and with its tags; `picture` must be tagged, or is read by practice.
     Proc::AvFramePtr Convert(AVFrame const& picture, Orientation const& orientation = {});
 
+    /// Whether the colours of the pictures that come are multiplied by alpha; what comes out never is.
+    void SetPremultiplied(bool isSet) { isPremultiplied = isSet; }
+
     /// What HDR pictures say of their light where they do not say it themselves.
     void SetLevels(HdrLevels const& sourceLevels) { levels = sourceLevels; }
 
@@ -45,6 +48,7 @@ private:
         ColorSpec colorSpec;
         ColorVolume volume;
         char const* filter = "";
+        bool isPremultiplied = false;
         bool operator==(Source const& other) const;
     };
     struct Box {
@@ -64,6 +68,8 @@ private:
     void Build(Source const& source, Box const& box, Road road);
     std::string MakeChain(Source const& source, Box const& box) const;
     std::string MakeLinearChain(Source const& source, Box const& box) const;
+    /// Divides the colours by alpha, in R'G'B'; empty where that is not needed.
+    static std::string MakeDivision(Source const& source);
     Proc::AvFramePtr Filter(AVFrame const& picture, Source const& source, Box const& box, Road road);
     Proc::AvFramePtr AddBars(Proc::AvFramePtr scaled, Box const& box, Conf::FrameInfo const& frame) const;
     /// By 16-bit float, for targets of that and for new colours.
@@ -80,6 +86,7 @@ private:
     Source built;
     Road builtRoad = Road::InForm;
     HdrLevels levels;
+    bool isPremultiplied = false;
     Proc::HalfConverter halves;
     std::unique_ptr<LightEncoder const> encoder;
     FilterGraphPtr graph;

@@ -303,6 +303,26 @@ bool Demuxer::IsStillFormat() const {
     return format == "image2" || format.ends_with("_pipe");
 }
 
+std::vector<std::uint8_t> Demuxer::ReadAvif() const {
+    AVDictionaryEntry const* const brand = av_dict_get(context->metadata, "major_brand", nullptr, 0);
+    std::string_view const kind = brand != nullptr ? brand->value : "";
+    if ((kind != "avif" && kind != "mif1") || pipe) {
+        return {};
+    }
+    if (memory) {
+        return memory->content;
+    }
+    constexpr std::int64_t kMost = std::int64_t{1} << 30;
+    std::int64_t const size = avio_size(context->pb);
+    std::vector<std::uint8_t> content(static_cast<std::size_t>(std::clamp<std::int64_t>(size, 0, kMost)));
+    std::int64_t const position = avio_tell(context->pb);
+    avio_seek(context->pb, 0, SEEK_SET);
+    int const count = avio_read(context->pb, content.data(), static_cast<int>(content.size()));
+    avio_seek(context->pb, position, SEEK_SET);
+    content.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return content;
+}
+
 std::int64_t Demuxer::GetOrigin() const {
     AVStream const* const video = FindVideo();
     AVStream const* const stream = video != nullptr ? video : FindAudio();

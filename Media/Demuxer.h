@@ -40,6 +40,9 @@ public:
     /// It is read once, in its order.
     bool IsPipe() const { return pipe != nullptr; }
 
+    /// The bytes of a picture that holds its alpha beside its colours (AVIF); empty for all other files.
+    std::vector<std::uint8_t> ReadAvif() const;
+
     /// The presentation time, in AV_TIME_BASE units, that is time 0 of the clip: its first picture's, or where it has
     /// none, its first sound's.
     std::int64_t GetOrigin() const;

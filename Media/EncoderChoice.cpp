@@ -10,6 +10,7 @@
 #include <fmt/ranges.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/AvifEncoder.h"
 #include "Media/Ffmpeg.h"
 #include "Media/MediaWriter.h"
 #include "Media/Sequence.h"
@@ -100,7 +101,10 @@ AVOutputFormat const& FindContainer(std::string const& path, std::string const& 
         }
         return *named;
     }
-    AVOutputFormat const* const container = av_guess_format(nullptr, path.c_str(), nullptr);
+    // FFmpeg knows AVIF as a video only.
+    bool const isAvifSequence = IsAvifName(path) && HasNumberPlace(path);
+    AVOutputFormat const* const container =
+        isAvifSequence ? av_guess_format("image2", nullptr, nullptr) : av_guess_format(nullptr, path.c_str(), nullptr);
     std::string const ending = Ending(path);
     if (container == nullptr) {
         Refuse(ending.empty() ? fmt::format("{}: a video's name needs an ending; {}", path, kGood)
@@ -153,6 +157,10 @@ AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string con
             Refuse(fmt::format("no video encoder {} is installed; for {} there are {}", wanted, Ending(path),
                                ListForMessage(container)));
         }
+        if (std::string_view(container.name) == "image2" && IsAvifName(path) && encoder->id != AV_CODEC_ID_AV1) {
+            Refuse(
+                fmt::format("{}: the codec {} cannot be in a .avif file; libaom-av1 and libsvtav1 can", path, wanted));
+        }
         int const isCarried = avformat_query_codec(&container, encoder->id, FF_COMPLIANCE_NORMAL);
         if (isCarried == 0) {
             Refuse(fmt::format("{}: the codec {} cannot be in a {} file; these can: {}", path, wanted, Ending(path),
@@ -161,6 +169,9 @@ AVCodec const& FindVideoEncoder(AVOutputFormat const& container, std::string con
         return *encoder;
     }
     std::string_view const containerName = container.name;
+    if (containerName == "image2" && IsAvifName(path)) {
+        return RequireAvifEncoder();
+    }
     if (containerName == "image2") {
         AVCodecID const id = av_guess_codec(&container, nullptr, path.c_str(), nullptr, AVMEDIA_TYPE_VIDEO);
         AVCodec const* const encoder =

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "Media/AvifEncoder.h"
 #include "Media/EncoderChoice.h"
 #include "Proc/Data/HalfConverter.h"
 
@@ -70,6 +71,12 @@ EncoderAbilities GetAbilities(std::string const& path, EncoderSettings const& se
         abilities.bits = 16;
         abilities.alphaBits = 16;
     }
+    if (std::string_view(container.name) == "image2" && IsAvifName(path)) {
+        for (AVPixelFormat const format : std::vector<AVPixelFormat>(formats)) {
+            formats.push_back(AddAlpha(format));
+        }
+        std::erase_if(formats, [](AVPixelFormat format) { return !Proc::HalfConverter::Takes(format); });
+    }
     for (AVPixelFormat const format : formats) {
         abilities.bits = std::max(abilities.bits, BitsOf(format));
         if (HasAlphaPlane(format) && CarriesAlpha(container, encoder)) {
@@ -126,6 +133,18 @@ AVPixelFormat MakeLike(MediaInfo const& source, int bits, bool hasAlpha) {
         }
     }
     return hasAlpha ? AV_PIX_FMT_YUVA444P16 : AV_PIX_FMT_YUV444P16;
+}
+
+AVPixelFormat AddAlpha(AVPixelFormat format) {
+    std::string name = av_get_pix_fmt_name(format);
+    return name.starts_with("yuv") || name.starts_with("gbr") ? av_get_pix_fmt(name.insert(3, "a").c_str())
+                                                              : AV_PIX_FMT_NONE;
+}
+
+AVPixelFormat RemoveAlpha(AVPixelFormat format) {
+    std::string name = av_get_pix_fmt_name(format);
+    return name.starts_with("yuva") || name.starts_with("gbra") ? av_get_pix_fmt(name.erase(3, 1).c_str())
+                                                                : AV_PIX_FMT_NONE;
 }
 
 AVPixelFormat FindNearestFormat(AVCodec const& encoder, AVPixelFormat like) {

@@ -35,6 +35,10 @@ AVPixelFormat MakeLike(MediaInfo const& source, int bits, bool hasAlpha);
 /// does. AV_PIX_FMT_NONE where it takes none that can be made.
 AVPixelFormat FindNearestFormat(AVCodec const& encoder, AVPixelFormat like);
 
+/// The format with alpha beside its planes, and without it; AV_PIX_FMT_NONE where FFmpeg has no such.
+AVPixelFormat AddAlpha(AVPixelFormat format);
+AVPixelFormat RemoveAlpha(AVPixelFormat format);
+
 /// Matrix, range, primaries and transfer of an encoder's pictures.
 void TagColors(AVCodecContext& codec, VideoTarget const& form);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -18,6 +19,13 @@ struct InputRules {
     std::atomic<bool> const* stop = nullptr;
     /// Where the input is a pipe: gives what it is read through, once for each reader.
     std::function<std::shared_ptr<PipeReader>()> openPipe = {};
+    /// How the colours of translucent pixels are stored.
+    enum class Alpha : std::int32_t {
+        Auto,           ///< as the file says; straight where it does not
+        Straight,       ///< as they are
+        Premultiplied,  ///< multiplied by alpha
+    };
+    Alpha alpha = Alpha::Auto;
     /// The form of raw frames, "1920x1080:rgba:30"; empty for files that say what they are.
     std::string raw = {};
 };

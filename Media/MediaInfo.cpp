@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/Alpha.h"
 #include "Media/Demuxer.h"
 #include "Media/Orientation.h"
 #include "Media/StreamDecoder.h"
@@ -338,6 +339,9 @@ MediaInfo Probe(std::string const& path, InputRules const& rules) {
     info.levels = GetHdrLevels(stream);
     NoteFormat(info, static_cast<AVPixelFormat>(parameters.format));
     info.hasAlpha = info.hasAlpha || StreamDecoder::HasAlphaBeside(stream);
+    info.hasLostAlpha =
+        !info.hasAlpha && parameters.codec_id == AV_CODEC_ID_HEVC &&
+        HasHevcAlpha({parameters.extradata, static_cast<std::size_t>(std::max(parameters.extradata_size, 0))});
     bool const isUnsure = parameters.codec_id == AV_CODEC_ID_GIF;
     if (isUnsure || (parameters.color_trc == AVCOL_TRC_SMPTE2084 && !info.levels.mastering)) {
         ProbePicture(info, path, rules, isUnsure);

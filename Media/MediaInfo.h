@@ -70,6 +70,8 @@ struct MediaInfo {
     AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
     HdrLevels levels;
     bool hasAlpha = false;
+    /// It has alpha that FFmpeg does not decode (HEVC).
+    bool hasLostAlpha = false;
     bool isRgb = false;
     int bits = 8;         ///< of a channel; 32 for floats
     int chromaXLog2 = 1;  ///< chroma is 1 / 2^this as wide as luma

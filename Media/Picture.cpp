@@ -6,7 +6,10 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/Alpha.h"
+#include "Media/AvifEncoder.h"
 #include "Media/Conformer.h"
+#include "Media/EncoderForm.h"
 #include "Media/PartialFile.h"
 #include "Media/StreamDecoder.h"
 
@@ -32,7 +35,8 @@ bool HasAlpha(AVFrame const& picture) {
 
 /// The picture's own size and pixel shape in another pixel format.
 Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, ColorSpec const& colorSpec,
-                        PixFmt format, std::string const& name, AVPixelFormat exact = AV_PIX_FMT_NONE) {
+                        PixFmt format, std::string const& name, AVPixelFormat exact = AV_PIX_FMT_NONE,
+                        bool isPremultiplied = false) {
     Conf::FrameInfo info = Proc::GetFrameInfo(picture);
     if (orientation.SwapsSides()) {
         std::swap(info.width, info.height);
@@ -41,28 +45,13 @@ Proc::AvFramePtr Repack(AVFrame const& picture, Orientation const& orientation, 
     VideoTarget target{info, {1, 1}, colorSpec, format};
     target.exact = exact;
     Conformer conformer(name, target, Conformer::Alpha::Drop);
+    conformer.SetPremultiplied(isPremultiplied);
     return conformer.Convert(picture, orientation);
 }
 
 bool IsDeep(AVFrame const& picture) {
     AVPixFmtDescriptor const* const description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
     return description != nullptr && (description->flags & AV_PIX_FMT_FLAG_PAL) == 0 && description->comp[0].depth > 8;
-}
-
-/// Multiplies the colours of a GBRAPF32 picture by alpha, or divides them.
-void ApplyAlpha(AVFrame& picture, bool multiplies) {
-    for (int y = 0; y < picture.height; ++y) {
-        auto const row = [&](int plane) {
-            return reinterpret_cast<float*>(picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
-        };
-        float const* const alpha = row(3);
-        for (int plane = 0; plane < 3; ++plane) {
-            float* const color = row(plane);
-            for (int x = 0; x < picture.width; ++x) {
-                color[x] = multiplies ? color[x] * alpha[x] : alpha[x] > 0.0F ? color[x] / alpha[x] : 0.0F;
-            }
-        }
-    }
 }
 
 boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint32_t maximumSide, bool keepsDepth) {
@@ -83,16 +72,10 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodeFirst(Demuxer& demuxer, std::uint3
     checkSize(frame->width, frame->height);
     Orientation const ofFrame = Orientation::Of(*frame);
     Orientation const orientation = *ofFrame.filter != '\0' ? ofFrame : Orientation::Of(stream);
-    if (stream.codecpar->codec_id == AV_CODEC_ID_EXR && frame->format == AV_PIX_FMT_GBRAPF32) {
-        if (av_frame_make_writable(frame.get()) < 0) {
-            throw std::bad_alloc();
-        }
-        ApplyAlpha(*frame, false);
-    }
     PixFmt const plain = HasAlpha(*frame) ? PixFmt::Rgba : PixFmt::Rgb24;
     PixFmt const deep = HasAlpha(*frame) ? PixFmt::RgbaF16 : PixFmt::RgbF16;
-    return Proc::DataVideoFF::Wrap(
-        Repack(*frame, orientation, {}, keepsDepth && IsDeep(*frame) ? deep : plain, demuxer.GetName()));
+    return Proc::DataVideoFF::Wrap(Repack(*frame, orientation, {}, keepsDepth && IsDeep(*frame) ? deep : plain,
+                                          demuxer.GetName(), AV_PIX_FMT_NONE, decoder.IsPremultiplied()));
 }
 
 /// One picture's packet. `quality`: of lossy codecs, in lambda units.
@@ -136,6 +119,20 @@ std::vector<std::uint8_t> Encode(AVFrame& picture, AVCodecID id, std::string con
     return {packet->data, packet->data + packet->size};
 }
 
+/// As browsers' pictures are: full range, and R'G'B' of sRGB.
+std::vector<std::uint8_t> EncodeAvifPicture(Proc::DataVideoFF const& picture, AVPixelFormat wanted, bool hasAlpha) {
+    AVCodec const& encoder = RequireAvifEncoder();
+    AVPixelFormat const format = FindNearestFormat(encoder, wanted);
+    VideoTarget form;
+    form.colorSpec = {ColorMatrix::Bt709, ColorRange::Full};
+    form.transfer = AVCOL_TRC_IEC61966_2_1;
+    form.exact = hasAlpha ? AddAlpha(format) : format;
+    Proc::AvFramePtr const frame =
+        Repack(*picture.Share(), {}, form.colorSpec, picture.GetPixFmt(), "the picture", form.exact);
+    form.frame = Proc::GetFrameInfo(*frame);
+    return EncodeAvif(*frame, form, {}, encoder, "the picture");
+}
+
 }  // namespace
 
 boost::intrusive_ptr<Proc::DataVideoFF> ReadPicture(std::string const& path, std::uint32_t maximumSide,
@@ -170,6 +167,9 @@ std::vector<std::uint8_t> EncodePicture(Proc::DataVideoFF const& picture, std::s
     }
     PixFmtDescription const& description = PixFmtDescription::Find(picture.GetPixFmt());
     bool const hasAlpha = description.HasAlpha();
+    if (ending == ".avif") {
+        return EncodeAvifPicture(picture, description.IsFloat() ? AV_PIX_FMT_YUV444P10 : AV_PIX_FMT_YUV444P, hasAlpha);
+    }
     bool const isTiff = ending == ".tif" || ending == ".tiff";
     if (!isTiff && ending != ".exr") {
         Core::Throw(std::invalid_argument(fmt::format("{} is no kind of picture that is written", ending)));
@@ -182,7 +182,7 @@ std::vector<std::uint8_t> EncodePicture(Proc::DataVideoFF const& picture, std::s
         return Encode(*frame, AV_CODEC_ID_TIFF, "TIFF", "compression_algo=deflate", 0);
     }
     if (hasAlpha) {
-        ApplyAlpha(*frame, true);
+        MultiplyByAlpha(*frame);
     }
     return Encode(*frame, AV_CODEC_ID_EXR, "OpenEXR", "format=half:compression=zip16", 0);
 }

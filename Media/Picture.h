@@ -27,8 +27,9 @@ boost::intrusive_ptr<Proc::DataVideoFF> DecodePicture(std::vector<std::uint8_t> 
 /// Rgb24 (Rgba with alpha).
 std::vector<std::uint8_t> EncodePng(Proc::DataVideoFF const& picture);
 
-/// The content of a PNG (".png"), TIFF (".tif", ".tiff") or OpenEXR (".exr") file. OpenEXR gets 16-bit floats, with
-/// what is above 1, and colours multiplied by alpha as is its custom. Throws `std::invalid_argument` for other endings.
+/// The content of a PNG (".png"), TIFF (".tif", ".tiff"), OpenEXR (".exr") or AVIF (".avif") file. OpenEXR gets 16-bit
+/// floats, with what is above 1, and colours multiplied by alpha as is its custom; AVIF 10 bits of them. Throws
+/// `std::invalid_argument` for other endings.
 std::vector<std::uint8_t> EncodePicture(Proc::DataVideoFF const& picture, std::string const& ending);
 
 /// A JPEG file's content, of good quality; what is translucent loses its alpha.

@@ -8,8 +8,11 @@
 #include <fmt/ranges.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/Alpha.h"
+#include "Media/AvifEncoder.h"
 #include "Media/EncoderChoice.h"
 #include "Media/EncoderForm.h"
+#include "Media/Sequence.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
@@ -70,13 +73,19 @@ AVPixelFormat FindPixelFormat(AVCodec const& encoder, std::string const& wanted)
 
 }  // namespace
 
-PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& encoder, AVFormatContext& file,
+PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& chosen, AVFormatContext& file,
                                PacketSink sink)
     : name(options.path),
-      form(ChooseForm(options, encoder)),
+      form(ChooseForm(options, chosen)),
       conformer(options.path, form),
-      stream(options.path, file, SetUp(options, encoder, sink != nullptr), std::move(sink)) {
-    stream.SetLevels(form.levels);
+      encoder(chosen),
+      settings(options) {
+    if (sink && IsAvifName(name)) {
+        pictureSink = std::move(sink);
+        return;
+    }
+    stream.emplace(options.path, file, SetUp(options, sink != nullptr), std::move(sink));
+    stream->SetLevels(form.levels);
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
     }
@@ -117,7 +126,9 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         return form;
     }
     if (form.like != AV_PIX_FMT_NONE) {
-        form.exact = FindNearestFormat(encoder, form.like);
+        bool const isBeside = hasAlpha && IsAvifName(options.path) && HasNumberPlace(options.path);
+        form.exact = isBeside ? AddAlpha(FindNearestFormat(encoder, RemoveAlpha(form.like)))
+                              : FindNearestFormat(encoder, form.like);
         if (form.exact == AV_PIX_FMT_NONE) {
             Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
         }
@@ -132,7 +143,11 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
         return form;
     }
     if (candidates.empty()) {
-        Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
+        form.exact = FindNearestFormat(encoder, wanted);
+        if (form.exact == AV_PIX_FMT_NONE) {
+            Refuse(fmt::format("the codec {} takes none of the pixel formats that can be made", encoder.name));
+        }
+        return form;
     }
     candidates.push_back(AV_PIX_FMT_NONE);
     AVPixelFormat const best = avcodec_find_best_pix_fmt_of_list(candidates.data(), wanted, 0, nullptr);
@@ -143,7 +158,7 @@ VideoTarget PictureEncoder::ChooseForm(WriterOptions const& options, AVCodec con
     return form;
 }
 
-CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec const& encoder, bool isPicture) {
+CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, bool isPicture) {
     CodecContextPtr codec(CheckAllocated(avcodec_alloc_context3(&encoder)));
     codec->width = static_cast<int>(form.frame.width);
     codec->height = static_cast<int>(form.frame.height);
@@ -156,10 +171,13 @@ CodecContextPtr PictureEncoder::SetUp(WriterOptions const& options, AVCodec cons
     } else {
         TagColors(*codec, form);
     }
-    EncoderSettings settings = options;
     bool const hasAlpha = (av_pix_fmt_desc_get(codec->pix_fmt)->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
     if (hasAlpha && (encoder.id == AV_CODEC_ID_VP8 || encoder.id == AV_CODEC_ID_VP9)) {
         settings.encoderOptions.try_emplace("auto-alt-ref", "0");  // libvpx has no other way for alpha
+    }
+    if (encoder.id == AV_CODEC_ID_EXR) {
+        settings.encoderOptions.try_emplace("format", "half");
+        settings.encoderOptions.try_emplace("compression", "zip16");
     }
     if (std::string const levels = MakeX265Levels(form.levels);
         std::string_view(encoder.name) == "libx265" && !levels.empty()) {
@@ -234,7 +252,31 @@ void PictureEncoder::Write(AVFrame const& picture) {
     if (hardware) {
         frame = hardware->Upload(*frame);
     }
-    stream.Write(frame.get());
+    if (encoder.id == AV_CODEC_ID_EXR && frame->format == AV_PIX_FMT_GBRAPF32) {
+        if (av_frame_make_writable(frame.get()) < 0) {
+            throw std::bad_alloc();
+        }
+        MultiplyByAlpha(*frame);  // as is its custom
+    }
+    if (pictureSink) {
+        WriteAvif(*frame);
+    } else {
+        stream->Write(frame.get());
+    }
+}
+
+void PictureEncoder::WriteAvif(AVFrame const& picture) const {
+    std::vector<std::uint8_t> content = EncodeAvif(picture, form, settings, encoder, name);
+    PacketPtr const packet = MakePacket();
+    packet->data = content.data();
+    packet->size = static_cast<int>(content.size());
+    pictureSink(*packet);
+}
+
+void PictureEncoder::Finish() {
+    if (stream) {
+        stream->Write(nullptr);
+    }
 }
 
 }  // namespace Kaltor::Media

@@ -21,11 +21,12 @@ public:
     /// FFmpeg's name for the pictures' format, in main memory.
     std::string GetPixelFormat() const;
     void Write(AVFrame const& picture);
-    void Finish() { stream.Write(nullptr); }
+    void Finish();
 
 private:
     /// `isPicture`: each picture is a file of its own.
-    CodecContextPtr SetUp(WriterOptions const& options, AVCodec const& encoder, bool isPicture);
+    CodecContextPtr SetUp(WriterOptions const& options, bool isPicture);
+    void WriteAvif(AVFrame const& picture) const;
     void BuildPaletteGraph();
     Proc::AvFramePtr ToPalette(AVFrame const& picture);
 
@@ -33,7 +34,10 @@ private:
     VideoTarget form;
     Conformer conformer;
     std::optional<HardwareFrames> hardware;
-    EncodedStream stream;
+    std::optional<EncodedStream> stream;  ///< none for AVIF pictures, of which each is encoded on its own
+    AVCodec const& encoder;
+    EncoderSettings settings;
+    PacketSink pictureSink;
     std::int64_t number = 0;
     FilterGraphPtr paletteGraph;
     AVFilterContext* paletteInput = nullptr;

@@ -1,11 +1,20 @@
 #include "Media/StreamDecoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/Alpha.h"
+#include "Media/EncoderForm.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+}
 
 namespace Kaltor::Media {
 namespace {
@@ -25,7 +34,60 @@ AVCodec const* FindDecoder(AVStream const& stream) {
     return withAlpha != nullptr ? withAlpha : avcodec_find_decoder(id);
 }
 
+/// Sets samples of alpha, of 8 bits or more, from a grey picture's, whatever its depth and range.
+void CopyAlpha(AVFrame const& grey, AVFrame& target) {
+    int const from = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(grey.format))->comp[0].depth;
+    int const to = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(target.format))->comp[3].depth;
+    bool const isLimited = grey.color_range == AVCOL_RANGE_MPEG;
+    double const step = from > 8 ? 1 << (from - 8) : 1;
+    double const floor = isLimited ? 16.0 * step : 0.0;
+    double const span = isLimited ? 219.0 * step : (1 << from) - 1;
+    double const top = (1 << to) - 1;
+    auto const convert = [=](int sample) {
+        return static_cast<std::uint16_t>(std::lround(std::clamp((sample - floor) / span, 0.0, 1.0) * top));
+    };
+    std::vector<std::uint16_t> table(std::size_t{1} << static_cast<unsigned>(from));
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        table[i] = convert(static_cast<int>(i));
+    }
+    for (int y = 0; y < target.height; ++y) {
+        std::uint8_t const* const in = grey.data[0] + std::ptrdiff_t{y} * grey.linesize[0];
+        std::uint8_t* const out = target.data[3] + std::ptrdiff_t{y} * target.linesize[3];
+        for (int x = 0; x < target.width; ++x) {
+            std::size_t const sample = from > 8 ? reinterpret_cast<std::uint16_t const*>(in)[x] : in[x];
+            std::uint16_t const value = table[std::min(sample, table.size() - 1)];
+            if (to > 8) {
+                reinterpret_cast<std::uint16_t*>(out)[x] = value;
+            } else {
+                out[x] = static_cast<std::uint8_t>(value);
+            }
+        }
+    }
+}
+
 }  // namespace
+
+struct StreamDecoder::AlphaPicture {
+    Proc::AvFramePtr frame;
+
+    /// The picture with this alpha. Throws `MediaError`.
+    Proc::AvFramePtr AddTo(AVFrame const& picture, std::string const& name) const {
+        auto const format = static_cast<AVPixelFormat>(picture.format);
+        AVPixelFormat const target = AddAlpha(format);
+        if (target == AV_PIX_FMT_NONE || frame->width != picture.width || frame->height != picture.height) {
+            Core::Throw(
+                MediaError(fmt::format("{}: its alpha cannot be read ({}x{} {} beside {}x{} {})", name, frame->width,
+                                       frame->height, av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame->format)),
+                                       picture.width, picture.height, av_get_pix_fmt_name(format))));
+        }
+        Proc::AvFramePtr whole = Proc::AllocateAvFrame(target, picture.width, picture.height);
+        av_frame_copy_props(whole.get(), &picture);
+        av_image_copy(whole->data, whole->linesize, const_cast<std::uint8_t const**>(picture.data), picture.linesize,
+                      format, picture.width, picture.height);
+        CopyAlpha(*frame, *whole);
+        return whole;
+    }
+};
 
 StreamDecoder::StreamDecoder(Demuxer& source, AVStream& selected)
     : demuxer(source), stream(selected), packet(MakePacket()) {
@@ -48,6 +110,25 @@ StreamDecoder::StreamDecoder(Demuxer& source, AVStream& selected)
         ThrowMediaError(demuxer.GetName(), fmt::format("cannot be decoded as {}", decoder->name), result);
     }
     demuxer.Select(stream);
+    isPremultiplied = parameters.codec_id == AV_CODEC_ID_EXR;
+    if (parameters.codec_id == AV_CODEC_ID_AV1) {
+        FindAlpha();
+    }
+}
+
+void StreamDecoder::FindAlpha() {
+    std::optional<AvifAlpha> const found = FindAvifAlpha(demuxer.ReadAvif());
+    if (!found) {
+        return;
+    }
+    Demuxer beside(found->content, demuxer.GetName());
+    StreamDecoder decoder(beside, beside.RequireVideo());
+    Proc::AvFramePtr frame = decoder.Next();
+    if (!frame) {
+        Core::Throw(MediaError(fmt::format("{}: its alpha cannot be decoded", demuxer.GetName())));
+    }
+    alpha = std::make_shared<AlphaPicture const>(AlphaPicture{std::move(frame)});
+    isPremultiplied = found->isPremultiplied;
 }
 
 bool StreamDecoder::HasAlphaBeside(AVStream const& stream) {
@@ -94,6 +175,9 @@ void StreamDecoder::FeedPacket() {
         ClearFfmpegLog();
         NoteDamage(time, AVERROR_INVALIDDATA);
     }
+    if (stream.codecpar->codec_id == AV_CODEC_ID_TIFF) {
+        isPremultiplied = IsTiffPremultiplied({packet->data, static_cast<std::size_t>(packet->size)});
+    }
     ClearFfmpegLog();
     int const sent = avcodec_send_packet(codec.get(), packet.get());
     if (sent < 0 && sent != AVERROR_EOF) {
@@ -118,7 +202,7 @@ Proc::AvFramePtr StreamDecoder::Next() {
             if (frame->pts != AV_NOPTS_VALUE) {
                 frameEnd = frame->pts + std::max<std::int64_t>(frame->pkt_duration, 0);
             }
-            return frame;
+            return alpha ? alpha->AddTo(*frame, demuxer.GetName()) : std::move(frame);
         }
         if (result == AVERROR(EAGAIN)) {
             FeedPacket();

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <string>
 
 #include "Media/Demuxer.h"
 
@@ -22,6 +24,10 @@ public:
     /// Whether the stream carries alpha beside its pictures, as VP8 and VP9 do.
     static bool HasAlphaBeside(AVStream const& stream);
 
+    /// Whether the file says that the colours of the pictures so far are multiplied by alpha: TIFF and AVIF can,
+    /// OpenEXR is always so.
+    bool IsPremultiplied() const { return isPremultiplied; }
+
     AVStream const& GetStream() const { return stream; }
     /// The presentation time, in the stream's time base, near which something could not be read or decoded. An unknown
     /// place is AV_NOPTS_VALUE.
@@ -30,12 +36,18 @@ public:
     std::string const& GetDamageText() const { return damageText; }
 
 private:
+    /// Alpha that is a picture of its own (AVIF).
+    void FindAlpha();
     /// The next packet, or the end, to the decoder.
     void FeedPacket();
     void NoteDamage(std::int64_t time, int error);
 
+    struct AlphaPicture;
+
     Demuxer& demuxer;
     AVStream& stream;
+    std::shared_ptr<AlphaPicture const> alpha;  ///< null for nearly all files
+    bool isPremultiplied = false;
     CodecContextPtr codec;
     PacketPtr packet;
     int failures = 0;                         ///< in a row

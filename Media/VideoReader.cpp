@@ -50,6 +50,7 @@ public:
             Advance();
         }
         if (!conformed) {
+            conformer.SetPremultiplied(current.isPremultiplied);
             conformed = conformer.Convert(*current.frame, current.orientation);
             current.frame.reset();
         }
@@ -70,6 +71,7 @@ private:
     struct Picture {
         Proc::AvFramePtr frame;
         Orientation orientation;
+        bool isPremultiplied = false;
         long double place = 0.0L;
         long double end = 0.0L;
     };
@@ -168,6 +170,9 @@ private:
             frame->sample_aspect_ratio = av_guess_sample_aspect_ratio(&demuxer->Get(), &LookUpStream(), nullptr);
         }
         picture.orientation = isStill ? Orientation::Of(*frame) : orientation;
+        picture.isPremultiplied = rules.alpha == InputRules::Alpha::Auto
+                                      ? decoder->IsPremultiplied()
+                                      : rules.alpha == InputRules::Alpha::Premultiplied;
         picture.frame = std::move(frame);
         return picture;
     }

@@ -178,7 +178,7 @@ std::string FindMissing() {
 
 }  // namespace
 
-GlContext::GlContext() {
+GlContext::GlContext(bool wantsSoftware) {
     // The GL loader ends the process where it finds no library, so look first.
     for (char const* const library : {"libEGL.so.1", "libGL.so.1"}) {
         void* const handle = dlopen(library, RTLD_LAZY | RTLD_LOCAL);
@@ -213,13 +213,21 @@ GlContext::GlContext() {
         if (!made) {
             continue;
         }
-        if (!IsSoftwareRenderer(GetText(GL_RENDERER))) {
+        bool const isSoftware = IsSoftwareRenderer(GetText(GL_RENDERER));
+        if (!isSoftware && wantsSoftware) {
+            reasons += fmt::format("{}{}: a GPU", reasons.empty() ? "" : "; ", candidate.platform);
+            continue;
+        }
+        if (!isSoftware) {
             egl = std::move(made);
             info = QueryInfo(candidate.platform);
             return;
         }
         if (softwareCandidate == nullptr) {
             softwareCandidate = &candidate;
+        }
+        if (wantsSoftware) {
+            break;  // the other devices are left alone
         }
     }
     if (softwareCandidate != nullptr) {

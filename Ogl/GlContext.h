@@ -27,8 +27,9 @@ struct GlShare {
 /// no window. Prefers hardware over software. Made, used and destroyed on one thread, where it is always current.
 class GlContext {
 public:
-    /// Throws `std::runtime_error` with a message that says what is missing and what to install.
-    GlContext();
+    /// Throws `std::runtime_error` with a message that says what is missing and what to install. `wantsSoftware`: what
+    /// draws on the processor, or nothing.
+    explicit GlContext(bool wantsSoftware = false);
     /// On the display of `share`, and sharing the objects of its context. Throws as above.
     explicit GlContext(GlShare const& share);
     ~GlContext();

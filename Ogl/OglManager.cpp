@@ -19,6 +19,7 @@ std::atomic<OglManager*> liveManager{nullptr};
 
 /// What the context will share its objects with. Written before the GL thread starts.
 GlShare wantedShare;
+bool wantsSoftware = false;
 
 }  // namespace
 
@@ -27,7 +28,8 @@ FrameStrategy FrameStrategy::For(GlInfo const& info) {
             .isBlueFirst = info.isSoftware,
             .usesPixelBuffers = !info.isSoftware,
             .areFetchesDear = info.isSoftware,
-            .finishesTargets = info.isSoftware};
+            .finishesTargets = info.isSoftware,
+            .filtersOnCpu = info.isSoftware};
 }
 
 std::vector<PixFmt> GetSupportedPxlFmt() {
@@ -82,6 +84,14 @@ void OglManager::ShareWith(GlShare const& share) {
     wantedShare = share;
 }
 
+void OglManager::WantSoftware() {
+    if (liveManager != nullptr) {
+        Core::Throw(std::logic_error("OpenGL has started: what draws is to be said before"));
+    }
+    ::setenv("LIBGL_ALWAYS_SOFTWARE", "1", 1);  // Mesa's drivers read it
+    wantsSoftware = true;
+}
+
 OglManager* OglManager::FindInstance() noexcept {
     return liveManager;
 }
@@ -111,8 +121,8 @@ void OglManager::RunThread() {
     std::unique_ptr<ShaderStorage> storage;
     threadId = std::this_thread::get_id();
     try {
-        context =
-            wantedShare.display == nullptr ? std::make_unique<GlContext>() : std::make_unique<GlContext>(wantedShare);
+        context = wantedShare.display == nullptr ? std::make_unique<GlContext>(wantsSoftware)
+                                                 : std::make_unique<GlContext>(wantedShare);
         info = context->GetInfo();
         strategy = FrameStrategy::For(info);
         liveManager = this;
@@ -139,7 +149,9 @@ void OglManager::RunThread() {
         boost::intrusive_ptr<IOglTask> task = std::move(queue.front());
         queue.pop_front();
         lock.unlock();
+        step.fetch_add(1, std::memory_order_relaxed);
         task->Perform(*storage);
+        step.fetch_add(1, std::memory_order_relaxed);
         task.reset();
         lock.lock();
     }

@@ -32,6 +32,9 @@ struct FrameStrategy {
     /// What was drawn is finished before another texture becomes the target. Software GL draws in batches, and what
     /// shares a batch decides how it rounds; without this the progress of its threads would decide what does.
     bool finishesTargets = false;
+    /// Wide filters of pictures of 8 bits run on the processor's own threads: frames are in main memory there, and
+    /// these threads are faster than those of software GL.
+    bool filtersOnCpu = false;
 
     static FrameStrategy For(GlInfo const& info);
     bool operator==(FrameStrategy const&) const = default;
@@ -46,6 +49,10 @@ public:
     /// Has the context share its objects with another one, which has to live as long as the manager. Throws
     /// `std::logic_error` once the manager has started.
     static void ShareWith(GlShare const& share);
+
+    /// Has the context draw on the processor, also where there is a GPU. Throws `std::logic_error` once the manager has
+    /// started.
+    static void WantSoftware();
 
     /// The manager while its GL thread runs: null before the first use, and after the stop at the program's end. Never
     /// starts one. For destructors, which may run that late.
@@ -70,6 +77,8 @@ public:
     GlObjectCounts GetObjectCounts() const;
     TexturePool& GetTexturePool() { return *pool; }
     std::size_t GetIdleBufferCount() const;
+    /// Rises by one when the GL thread begins a task and when it ends one: odd while it is in a task. Any thread.
+    std::uint64_t GetStep() const { return step.load(std::memory_order_relaxed); }
 
     FrameStrategy GetStrategy() const;
     /// For tests and measurements: frames made before keep their layout. Any thread, with nothing in flight.
@@ -107,6 +116,7 @@ private:
     enum class State : std::uint8_t { Starting, Running, Stopping, Stopped } state = State::Starting;
     std::condition_variable started;
     std::atomic<std::thread::id> threadId;
+    std::atomic<std::uint64_t> step{0};
     std::thread thread;
 };
 

@@ -10,6 +10,7 @@
 #include "Ogl/Noise.h"
 #include "Ogl/OglManager.h"
 #include "Ogl/PixelTransfer.h"
+#include "Ogl/Processor.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -71,7 +72,10 @@ void main() {
 }
 )glsl";
 
-ShaderStorage::ShaderStorage() : unitQuad(GL_STATIC_DRAW), transfer(std::make_unique<PixelTransfer>()) {
+ShaderStorage::ShaderStorage()
+    : unitQuad(GL_STATIC_DRAW),
+      transfer(std::make_unique<PixelTransfer>()),
+      processor(std::make_unique<Ogl::Processor>()) {
     unitQuad.SetCorners(Ogl::Quad::kFull);
 }
 

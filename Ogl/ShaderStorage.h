@@ -15,6 +15,7 @@
 namespace Kaltor::Ogl {
 
 class PixelTransfer;
+class Processor;
 
 /// What all drawing on the one context shares: programs by name, the framebuffer object, the unit quad, the tools of
 /// transfers. Made by the manager and passed to tasks. GL thread only.
@@ -51,6 +52,8 @@ public:
     Texture const& Noise() const;
 
     PixelTransfer& Transfer() const { return *transfer; }
+    /// For what the processor does itself where the strategy says so.
+    Ogl::Processor& Processor() const { return *processor; }
 
 private:
     struct Entry {
@@ -64,6 +67,7 @@ private:
     Ogl::Quad unitQuad;
     mutable Texture noise;
     std::unique_ptr<PixelTransfer> transfer;
+    std::unique_ptr<Ogl::Processor> processor;
 };
 
 /// The vertex program of every full-frame pass: `gl_Vertex` is (s, t, x, y).

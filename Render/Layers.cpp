@@ -195,7 +195,7 @@ LayerPainter::LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> cons
 
 LayerPainter::~LayerPainter() = default;
 
-boost::intrusive_ptr<DataVideoOGL> LayerPainter::Upload(boost::intrusive_ptr<Proc::IDataVideo> frame) const {
+boost::intrusive_ptr<Proc::IDataVideo> LayerPainter::Conform(boost::intrusive_ptr<Proc::IDataVideo> frame) const {
     auto const* const picture = dynamic_cast<Proc::DataVideoFF const*>(frame.get());
     if (conformer && picture != nullptr && !PixFmtDescription::Find(picture->GetPixFmt()).IsFloat()) {
         std::int64_t const timestamp = picture->GetTimestamp();
@@ -204,6 +204,11 @@ boost::intrusive_ptr<DataVideoOGL> LayerPainter::Upload(boost::intrusive_ptr<Pro
         frame->SetTimestamp(timestamp);
         frame->SetDuration(duration);
     }
+    return frame;
+}
+
+boost::intrusive_ptr<DataVideoOGL> LayerPainter::Upload(boost::intrusive_ptr<Proc::IDataVideo> frame) const {
+    frame = Conform(std::move(frame));
     uploader->Process(frame);
     return {dynamic_cast<DataVideoOGL*>(frame.get())};
 }

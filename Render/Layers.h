@@ -37,8 +37,10 @@ public:
     LayerPainter(boost::intrusive_ptr<Proc::IEffectFactory const> const& factory, Media::VideoTarget const& target);
     ~LayerPainter();
 
-    /// A frame in main memory comes to the GPU; one that is there stays as it is. Pictures of SDR, such as titles, get
-    /// the colours of a video that has others.
+    /// A frame in main memory that has the colours of SDR, such as a title, in those of the video; others stay as they
+    /// are.
+    boost::intrusive_ptr<Proc::IDataVideo> Conform(boost::intrusive_ptr<Proc::IDataVideo> frame) const;
+    /// The same on the GPU.
     boost::intrusive_ptr<Ogl::DataVideoOGL> Upload(boost::intrusive_ptr<Proc::IDataVideo> frame) const;
     /// Replaces `frame` by one with the layers over it, which is drawn later.
     void Process(boost::intrusive_ptr<Proc::IDataVideo>& frame, std::vector<Layer> layers) const;

@@ -73,6 +73,9 @@ private:
                     fmt::format("its {} channels of sound are mixed down to {}", info.sound->channels, channels));
             }
         }
+        if (info.hasLostAlpha && wanted.alpha.empty()) {
+            Add(file, "alpha", "its alpha is lost: FFmpeg's HEVC decoder leaves it out");
+        }
         if (Media::IsHdr(info.transfer) && !Media::IsHdr(plan.target.transfer) &&
             wanted.hdr == Edit::Output::Hdr::Auto) {
             Add(file, "hdr", fmt::format("it is {}, the output is not", Media::GetDynamicRange(info.transfer)));

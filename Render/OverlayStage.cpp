@@ -200,7 +200,7 @@ std::optional<Layer> OverlayStage::Make(std::int64_t number, bool& isStopped) {
         layer.y += overlay.y.At(seconds) * (overlay.isInPixels ? 1.0 : plan.target.frame.height);
         FramePtr frame = layer.picture;
         if (effects.Covers(number) || IsDrawn(overlay.enter, number) || IsDrawn(overlay.leave, number)) {
-            frame = MakeFrame(picture->picture->Share(), plan.time, number);
+            frame = painter.Conform(MakeFrame(picture->picture->Share(), plan.time, number));
             effects.Process(frame, number, false);
             effects.Process(frame, number, true);
             DrawEdges(frame, number);

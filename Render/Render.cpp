@@ -14,6 +14,7 @@
 #include "Media/SequenceFiles.h"
 #include "Ogl/DataVideoOGL.h"
 #include "Render/Composer.h"
+#include "Render/Isolation/IsolatedStages.h"
 #include "Render/Losses.h"
 #include "Render/OutputForm.h"
 #include "Render/SoundMix.h"
@@ -40,11 +41,7 @@ Edit::Plan MakePlan(RenderJob const& job, WarningFn const& warn) {
     return Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
 }
 
-void CheckSide(RenderJob const& job, Edit::Plan const& plan) {
-    if (!job.getMaximumSide) {
-        return;
-    }
-    std::uint32_t const side = job.getMaximumSide();
+void CheckSide(RenderJob const& job, Edit::Plan const& plan, std::uint32_t side) {
     auto const check = [side](std::string const& path, Conf::FrameInfo const& frame) {
         if (frame.width > side || frame.height > side) {
             Core::Throw(MediaError(
@@ -183,16 +180,48 @@ std::vector<float const*> PlanesOf(SoundChunk const& chunk) {
     return planes;
 }
 
+/// The output, in this process.
+class WriterSink final : public FrameSink {
+public:
+    explicit WriterSink(MediaWriter& output) : writer(output) {}
+
+    std::optional<Media::SoundFormat> GetSound() const override { return writer.GetSound(); }
+    void WritePicture(AVFrame const& picture, bool isDrawn) override {
+        writer.WritePicture(picture);
+        processedFrames += isDrawn ? 1 : 0;
+    }
+    void WriteSound(float const* const* planes, std::size_t count) override { writer.WriteSound(planes, count); }
+    void Close() override { writer.Close(); }
+
+    std::int64_t GetProcessedFrames() const { return processedFrames; }
+
+private:
+    MediaWriter& writer;
+    std::int64_t processedFrames = 0;
+};
+
+/// Keeps the last picture.
+class PictureSink final : public FrameSink {
+public:
+    std::optional<Media::SoundFormat> GetSound() const override { return {}; }
+    void WritePicture(AVFrame const& written, bool) override { picture = Proc::ShareAvFrame(written); }
+    void WriteSound(float const* const*, std::size_t) override {}
+    void Close() override {}
+
+    Proc::AvFramePtr picture;
+};
+
 /// The stages of one render and the queues between them. Decoding has threads of its own, a clip each (`ClipFeed`).
 class Stages {
 public:
     Stages(RenderJob const& renderJob, Edit::Plan const& wholePlan, Piece const& wanted,
-           FactoryPtr const& effectFactory, MediaWriter& output, Pipeline& threads)
+           FactoryPtr const& effectFactory, FrameSink& output, std::uint32_t seedOfJob, Pipeline& threads)
         : job(renderJob),
           plan(wholePlan),
           piece(wanted),
           factory(effectFactory),
-          writer(output),
+          sink(output),
+          seed(seedOfJob),
           pipeline(threads),
           composed(kBetweenStages, threads.GetStop()),
           drawn(kBetweenStages, threads.GetStop()),
@@ -209,25 +238,29 @@ public:
             pipeline.Start([this] { Draw(); });
             pipeline.Start([this] { Download(); });
         }
-        if (writer.GetSound()) {
+        if (sink.GetSound()) {
             pipeline.Start([this] { MixSound(); });
         }
         pipeline.Start([this] { Encode(); });
     }
 
-    std::int64_t GetProcessedFrames() const { return processedFrames; }
     std::int64_t GetFrames() const { return done; }
 
 private:
+    struct Finished {
+        Proc::AvFramePtr picture;
+        bool isDrawn;
+    };
+
     void Compose(bool needsEffects) {
-        Composer composer(plan, factory, pipeline, needsEffects, GetSeed(job), piece.first, piece.end);
+        Composer composer(plan, factory, pipeline, needsEffects, seed, piece.first, piece.end);
         for (std::int64_t i = 0; i < piece.Count(); ++i) {
             Composed item = composer.Next();
             if (item.IsEmpty() && piece.isOpen && !pipeline.GetStop().IsTripped()) {
                 break;
             }
             if (item.IsEmpty() ||
-                !(needsEffects ? composed.Push(std::move(item)) : finished.Push(std::move(item.picture)))) {
+                !(needsEffects ? composed.Push(std::move(item)) : finished.Push({std::move(item.picture), false}))) {
                 return;
             }
         }
@@ -250,11 +283,11 @@ private:
     void Download() {
         Downloader downloader(factory, plan.target);
         while (std::optional<Composed> item = drawn.Pop()) {
-            if (item->frame) {
+            bool const isDrawn = item->frame != nullptr;
+            if (isDrawn) {
                 item->picture = downloader.Process(std::move(item->frame));
-                ++processedFrames;
             }
-            if (!finished.Push(std::move(item->picture))) {
+            if (!finished.Push({std::move(item->picture), isDrawn})) {
                 return;
             }
         }
@@ -263,17 +296,17 @@ private:
 
     /// Samples that sound with a picture.
     std::size_t CountSamples(std::int64_t frame) const {
-        int const rate = writer.GetSound()->sampleRate;
+        int const rate = sink.GetSound()->sampleRate;
         return static_cast<std::size_t>(plan.time.SampleOf(frame + 1, rate) - plan.time.SampleOf(frame, rate));
     }
 
     std::size_t CountSamplesBefore(std::int64_t frame) const {
-        return static_cast<std::size_t>(plan.time.SampleOf(frame, writer.GetSound()->sampleRate));
+        return static_cast<std::size_t>(plan.time.SampleOf(frame, sink.GetSound()->sampleRate));
     }
 
     /// Those of each picture, in chunks: a picture may stand for hours.
     void MixSound() {
-        SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
+        SoundMix mixer(MakeSoundPlan(plan), *sink.GetSound(), [this](std::string const& text) { pipeline.Warn(text); },
                        {job.allowPlaylists, pipeline.GetStop().GetFlag()});
         // What comes before the range is mixed, too: what is heard depends on it.
         for (std::size_t left = CountSamplesBefore(piece.first); left > 0;) {
@@ -297,16 +330,16 @@ private:
     }
 
     void Encode() {
-        while (std::optional<Proc::AvFramePtr> const picture = finished.Pop()) {
-            writer.WritePicture(**picture);
-            if (writer.GetSound() && !WriteSound(CountSamples(piece.first + done))) {
+        while (std::optional<Finished> const item = finished.Pop()) {
+            sink.WritePicture(*item->picture, item->isDrawn);
+            if (sink.GetSound() && !WriteSound(CountSamples(piece.first + done))) {
                 return;
             }
             pipeline.ReportProgress(++done);
         }
         if ((done == piece.Count() || piece.isOpen) && !pipeline.GetStop().IsTripped()) {
             sound.Abort();  // no more is wanted than goes with the pictures
-            writer.Close();
+            sink.Close();
         }
     }
 
@@ -317,7 +350,7 @@ private:
             if (!chunk) {
                 return false;
             }
-            writer.WriteSound(PlanesOf(*chunk).data(), chunk->front().size());
+            sink.WriteSound(PlanesOf(*chunk).data(), chunk->front().size());
             count -= chunk->front().size();
         }
         return true;
@@ -327,19 +360,20 @@ private:
     Edit::Plan const& plan;
     Piece piece;
     FactoryPtr factory;
-    MediaWriter& writer;
+    FrameSink& sink;
+    std::uint32_t seed;
     Pipeline& pipeline;
     BoundedQueue<Composed> composed;
     BoundedQueue<Composed> drawn;
-    BoundedQueue<Proc::AvFramePtr> finished;
+    BoundedQueue<Finished> finished;
     BoundedQueue<SoundChunk> sound;
-    std::int64_t processedFrames = 0;
     std::int64_t done = 0;  ///< of the frames, by the encoder
 };
 
 /// The whole video's sound without its pictures, on a thread of the pipeline's.
 void WriteSoundAlone(RenderJob const& job, Edit::Plan const& plan, MediaWriter& writer, Pipeline& pipeline) {
-    SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(), [&pipeline](std::string const& text) { pipeline.Warn(text); },
+    SoundMix mixer(MakeSoundPlan(plan), *writer.GetSound(),
+                   [&pipeline](std::string const& text) { pipeline.Warn(text); },
                    {job.allowPlaylists, pipeline.GetStop().GetFlag()});
     int const rate = writer.GetSound()->sampleRate;
     for (std::int64_t frame = 0; frame < plan.frames && !pipeline.GetStop().IsTripped(); ++frame) {
@@ -352,6 +386,15 @@ void WriteSoundAlone(RenderJob const& job, Edit::Plan const& plan, MediaWriter& 
         pipeline.ReportProgress(frame + 1);
     }
     writer.Close();
+}
+
+/// Whether all of it can be read more than once.
+bool CanReadAgain(Edit::Plan const& plan) {
+    auto const isPipe = [](auto const& part) { return part.feed.pipe != nullptr; };
+    return std::none_of(plan.clips.begin(), plan.clips.end(), isPipe) &&
+           std::none_of(plan.overlays.begin(), plan.overlays.end(), isPipe) &&
+           std::none_of(plan.sounds.begin(), plan.sounds.end(),
+                        [](PlannedSound const& sound) { return sound.pipe != nullptr; });
 }
 
 /// Warns of what is lost, or refuses it.
@@ -396,8 +439,23 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     }
     bool const makesPictures = job.content != RenderJob::Content::Sound;
     bool const needsEffects = makesPictures && NeedsDrawing(plan);
-    if (needsEffects) {
-        CheckSide(job, plan);
+    auto const isCancelled = [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); };
+    std::optional<IsolatedStages> isolated;
+    if (needsEffects && job.isolation) {
+        isolated.emplace(
+            *job.isolation, plan.target.frame, CanReadAgain(plan),
+            [&](Production const& wanted, FrameSink& sink, Pipeline::Callbacks const& callbacks) {
+                if (!wanted.sound) {
+                    plan.sounds.clear();
+                }
+                Pipeline threads;
+                Stages stages(job, plan, {wanted.first, piece.end, piece.isOpen}, factory, sink, wanted.seed, threads);
+                stages.Start(true);
+                threads.Run(callbacks);
+            });
+        CheckSide(job, plan, isolated->GetMaximumSide(isCancelled));
+    } else if (needsEffects && job.getMaximumSide) {
+        CheckSide(job, plan, job.getMaximumSide());
     }
     if (job.onStart) {
         job.onStart(plan.target.frameRate);
@@ -415,8 +473,12 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     if (makesPictures && !needsEffects && plan.target.like != AV_PIX_FMT_NONE) {
         plan.target = writer.GetForm();  // straight from the decoder to the encoder
     }
-    Stages stages(job, plan, piece, factory, writer, pipeline);
-    if (makesPictures) {
+    WriterSink sink(writer);
+    std::uint32_t const seed = GetSeed(job);
+    Stages stages(job, plan, piece, factory, sink, seed, pipeline);
+    if (isolated) {
+        pipeline.Start([&] { isolated->Receive({piece.first, seed, writer.GetSound()}, sink, pipeline); });
+    } else if (makesPictures) {
         stages.Start(needsEffects);
     } else {
         pipeline.Start([&] { WriteSoundAlone(job, plan, writer, pipeline); });
@@ -426,10 +488,10 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
                           job.onProgress(done, piece.isOpen ? 0 : piece.Count());
                       }
                   },
-                  warn, [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
+                  warn, isCancelled});
     writer.Finish();
     RenderResult result;
-    result.frames = stages.GetFrames();
+    result.frames = isolated ? isolated->GetFrames() : stages.GetFrames();
     result.frameRate = plan.target.frameRate;
     result.frame = plan.target.frame;
     result.codec = writer.GetCodec();
@@ -438,7 +500,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
     result.pixelFormat = writer.GetPixelFormat();
     result.sound = writer.GetSound();
     result.bytes = writer.GetSize();
-    result.processedFrames = stages.GetProcessedFrames();
+    result.processedFrames = sink.GetProcessedFrames();
     result.soundDelay = writer.GetSoundDelay();
     return result;
 }
@@ -459,23 +521,37 @@ Proc::AvFramePtr RenderPicture(RenderJob const& job, double seconds, FactoryPtr 
                                                       seconds, plan.time.SecondsOf(plan.frames))));
     }
     bool const draws = NeedsDrawing(plan);
-    if (draws) {
-        CheckSide(job, plan);
-    }
-    Proc::AvFramePtr picture;
-    Pipeline pipeline;
-    pipeline.Start([&] {
-        Composer composer(plan, factory, pipeline, draws, GetSeed(job), number);
-        Composed composed = composer.Next();
-        if (composed.frame) {
-            picture = Downloader(factory, plan.target).Process(std::move(composed.frame));
-        } else {
-            picture = std::move(composed.picture);
+    auto const isCancelled = [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); };
+    auto const make = [&](std::uint32_t seed, Pipeline::Callbacks const& callbacks) {
+        Composed composed;
+        Pipeline pipeline;
+        pipeline.Start([&] {
+            Composer composer(plan, factory, pipeline, draws, seed, number);
+            composed = composer.Next();
+            if (composed.frame) {
+                composed.picture = Downloader(factory, plan.target).Process(std::move(composed.frame));
+            }
+        });
+        pipeline.Run(callbacks);
+        return std::move(composed.picture);
+    };
+    if (!draws || !job.isolation) {
+        if (draws && job.getMaximumSide) {
+            CheckSide(job, plan, job.getMaximumSide());
         }
-    });
-    pipeline.Run({[](std::int64_t) {}, warn,
-                  [&job] { return job.cancel != nullptr && job.cancel->load(std::memory_order_relaxed); }});
-    return picture;
+        return make(GetSeed(job), {[](std::int64_t) {}, warn, isCancelled});
+    }
+    IsolatedStages isolated(*job.isolation, plan.target.frame, CanReadAgain(plan),
+                            [&](Production const& wanted, FrameSink& sink, Pipeline::Callbacks const& callbacks) {
+                                sink.WritePicture(*make(wanted.seed, callbacks), true);
+                                sink.Close();
+                            });
+    CheckSide(job, plan, isolated.GetMaximumSide(isCancelled));
+    PictureSink sink;
+    Pipeline pipeline;
+    pipeline.Start([&] { isolated.Receive({number, GetSeed(job), std::nullopt}, sink, pipeline); });
+    pipeline.Run({[](std::int64_t) {}, warn, isCancelled});
+    return std::move(sink.picture);
 }
 
 }  // namespace Kaltor::Render

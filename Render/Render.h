@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -17,6 +18,14 @@
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Render {
+
+/// How files are decoded and frames drawn in a process of their own.
+struct Isolation {
+    /// How long the GL may take for one frame.
+    std::chrono::milliseconds limit = std::chrono::seconds(30);
+    /// Where that process dies, another one goes on with software GL.
+    bool retries = false;
+};
 
 /// A video to be made.
 struct RenderJob {
@@ -54,6 +63,9 @@ struct RenderJob {
     /// The largest side of a picture that the effects can take, in pixels. Asked once, and only where something is
     /// drawn.
     std::function<std::uint32_t()> getMaximumSide;
+    /// Where something is drawn, that happens in another process; this one never starts the GL. `Render` is to be
+    /// called before it has started, and before there are threads that matter.
+    std::optional<Isolation> isolation;
 
     /// The callbacks are called on the thread that called `Render`. The total is 0 where a pipe's end decides.
     std::function<void(AVRational frameRate)> onStart;
@@ -84,8 +96,8 @@ struct RenderResult {
 /// frames: 0 on the first one, and 1 on the frame after the last one.
 ///
 /// Throws `std::invalid_argument` for a job that cannot be, `MediaError` for a file at fault, `Cancelled`, or what an
-/// effect threw; `PipeClosed` where the reader of the output has gone. Then nothing is left under the output's name or
-/// beside it, and no thread runs.
+/// effect threw; `WorkerDied` where an isolated process died; `PipeClosed` where the reader of the output has gone.
+/// Then nothing is left under the output's name or beside it, and no thread runs.
 RenderResult Render(RenderJob const& job, boost::intrusive_ptr<Proc::IEffectFactory const> const& factory);
 
 /// The frames of a plan that are made.

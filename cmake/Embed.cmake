@@ -1,5 +1,24 @@
 # Writes a source file that holds the bytes of FILES as constants of a namespace: Page.html becomes kPageHtml. Run as:
 # cmake -DOUTPUT=... -DNAMESPACE=... "-DFILES=a;b" -P Embed.cmake
+# With -DTABLE=kName the constants are instead the elements of one table, each with its file's name.
+if(TABLE)
+    set(text "#include <span>\n#include <string_view>\n#include <utility>\n\nnamespace ${NAMESPACE} {\n\nnamespace {\n")
+    set(rows "")
+    set(number 0)
+    foreach(file IN LISTS FILES)
+        get_filename_component(name ${file} NAME)
+        file(READ ${file} hex HEX)
+        string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${hex}")
+        string(APPEND text "constexpr char kFile${number}[] = {${bytes}'\\0'};\n")
+        string(APPEND rows "    {\"${name}\", {kFile${number}, sizeof kFile${number} - 1}},\n")
+        math(EXPR number "${number} + 1")
+    endforeach()
+    set(row "std::pair<std::string_view, std::string_view>")
+    string(APPEND text "constexpr ${row} kFiles[] = {\n${rows}};\n}\n\nextern std::span<${row} const> const ${TABLE};\n"
+           "std::span<${row} const> const ${TABLE}(kFiles);\n\n}\n")
+    file(WRITE ${OUTPUT} "${text}")
+    return()
+endif()
 set(text "#include <string_view>\n\nnamespace ${NAMESPACE} {\n\n")
 foreach(file IN LISTS FILES)
     get_filename_component(stem ${file} NAME_WE)

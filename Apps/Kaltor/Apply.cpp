@@ -21,7 +21,7 @@ int Apply(ApplyOptions const& options) {
         if (options.progress) {
             job.effect.SetProgress(*options.progress);
         }
-        WriteOutput(options.output, *job.effect.Run(job.inputs, time));
+        return MakeFile(options.output, *job.effect.Run(job.inputs, time));
     });
 }
 

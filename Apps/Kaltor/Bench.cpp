@@ -29,7 +29,10 @@ struct BenchOptions {
     std::vector<std::string> sizes{"1920x1080", "3840x2160"};
     std::string json;
     std::string compare;
+    std::string depth = "8";
     double seconds = 0.5;
+
+    bool IsDeep() const { return depth == "16f"; }
 };
 
 std::vector<Size> ParseSizes(std::vector<std::string> const& texts) {
@@ -89,18 +92,23 @@ constexpr std::array kEditCases{
         "duration": 60}}, {"color": "#A04020", "duration": 60}], "effects": [{"effect": "blur", "scale": {"from": 0.002, "to": 0.02}}])"},
 };
 
-Edit::Plan MakeEditPlan(EditCase const& edit, Size const& size, Catalog const& catalog) {
+Edit::Plan MakeEditPlan(EditCase const& edit, Size const& size, Catalog const& catalog, bool isDeep) {
     std::string const text = fmt::format(R"({{"version": 1, "output": {{"size": "{}x{}", "seed": 1}}, {}}})",
                                          size.width / 2 * 2, size.height / 2 * 2, edit.parts);
-    return Edit::MakePlan(Edit::ReadDocument(Edit::ParseJson(text, edit.name), catalog), {});
+    Edit::Plan plan = Edit::MakePlan(Edit::ReadDocument(Edit::ParseJson(text, edit.name), catalog), {});
+    if (isDeep) {
+        plan.target.pixFmt = PixFmt::RgbF16;
+    }
+    return plan;
 }
 
-BenchRow MeasureEdit(Catalog const& catalog, EditCase const& edit, Size const& size, double seconds,
+BenchRow MeasureEdit(Catalog const& catalog, EditCase const& edit, Size const& size, BenchOptions const& options,
                      Measure::ReferenceCopy& copy) {
     constexpr double kBatches = 10.0;
     constexpr int kStep = 4;
     BenchRow row{edit.name, Kind::Service, size, {}, {}, {}};
-    Render::PlanRun run(MakeEditPlan(edit, size, catalog), catalog.GetFactory());
+    double const seconds = options.seconds;
+    Render::PlanRun run(MakeEditPlan(edit, size, catalog, options.IsDeep()), catalog.GetFactory());
     row.processing = Measure::PairedTimer(
                          copy, [&run](int count) { run.Draw(count); }, kStep, seconds / kBatches)
                          .Run(seconds);
@@ -111,6 +119,9 @@ BenchRow MeasureEdit(Catalog const& catalog, EditCase const& edit, Size const& s
 }
 
 int Bench(BenchOptions const& options) {
+    if (options.depth != "8" && !options.IsDeep()) {
+        throw UsageError(fmt::format("--depth: it takes 8 or 16f, not \"{}\"", options.depth));
+    }
     Catalog const catalog = LoadCatalog();
     std::vector<CatalogEntry> entries;
     std::vector<EditCase> edits;
@@ -134,13 +145,18 @@ int Bench(BenchOptions const& options) {
         Media::PartialFile const canBeWritten(options.json, true);  // before minutes are spent
     }
 
-    BenchReport report{
-        Ogl::OglManager::GetInstance().GetInfo(), std::thread::hardware_concurrency(), options.seconds, {}};
+    BenchReport report{Ogl::OglManager::GetInstance().GetInfo(),
+                       std::thread::hardware_concurrency(),
+                       options.seconds,
+                       options.depth,
+                       {}};
     ProgressBar bar(true, "measured");
     auto const total = static_cast<std::int64_t>(sizes.size() * (entries.size() + edits.size()));
     for (Size const& size : sizes) {
         Conf::FrameInfo const info{size.width, size.height, 1, 1};
-        Measure::NoiseFrames const frames(catalog.GetFactory(), info);
+        Measure::NoiseFrames const frames(
+            catalog.GetFactory(), info,
+            options.IsDeep() ? Measure::NoiseFrames::Depth::Float : Measure::NoiseFrames::Depth::Eight);
         Measure::ReferenceCopy copy(info);
         for (CatalogEntry const& entry : entries) {
             bar.Show(static_cast<std::int64_t>(report.rows.size()), total);
@@ -148,7 +164,7 @@ int Bench(BenchOptions const& options) {
         }
         for (EditCase const& edit : edits) {
             bar.Show(static_cast<std::int64_t>(report.rows.size()), total);
-            report.rows.push_back(MeasureEdit(catalog, edit, size, options.seconds, copy));
+            report.rows.push_back(MeasureEdit(catalog, edit, size, options, copy));
         }
     }
     bar.Clear();
@@ -156,7 +172,7 @@ int Bench(BenchOptions const& options) {
     std::string const comparison =
         options.compare.empty() ? "" : CompareReports(old, MakePrintable(options.compare), report);
     if (!options.json.empty()) {
-        WriteFile(options.json, ToJson(report).dump(2) + "\n");
+        WriteFile(options.json, Edit::ShowJson(ToJson(report), 2) + "\n");
     }
     if (options.json == "-") {
         WriteMessage(comparison);
@@ -183,6 +199,8 @@ void AddBench(CommandLine& commandLine) {
         fmt::format("how long each figure is measured, {} to {} (default 0.5)", kSeconds.least, kSeconds.most),
         kSeconds)
         .ShowValueAs("S");
+    verb.AddText("--depth", options->depth, "of the frames: 8 (bits) or 16f (16-bit float; default 8)")
+        .ShowValueAs("DEPTH");
     verb.AddText("--json", options->json, "a report for machines; - writes it to standard output instead of the table")
         .ShowValueAs("FILE");
     verb.AddText("--compare", options->compare, "an older report: show the ratios that changed by more than a tenth")

@@ -108,21 +108,19 @@ ordered_json ToJson(BenchReport const& report) {
                         {kProcessing, TimingToJson(row.processing)},
                         {kEndToEnd, TimingToJson(row.endToEnd)}});
     }
-    return {{"version", KALTOR_VERSION},
-            {"gl", ToJson(report.gl)},
-            {"cores", report.cores},
-            {"seconds", report.seconds},
-            {"rows", rows}};
+    return {{"version", KALTOR_VERSION}, {"gl", ToJson(report.gl)}, {"cores", report.cores},
+            {"seconds", report.seconds}, {"depth", report.depth},   {"rows", rows}};
 }
 
 std::string ShowReport(BenchReport const& report) {
     std::string text = fmt::format(
         "{} on {} ({}), OpenGL {}, EGL {}, {} processor cores\n"
         "Default settings; time and progress at 1/8, 3/8, 5/8 and 7/8 of a second in turn; medians over {:.3g} s.\n"
-        "Processing: opaque frames on the GPU in and out. End to end: 4:2:0 frames from and to main memory, one by "
+        "Processing: opaque {}frames on the GPU in and out. End to end: 4:2:0 frames {}from and to main memory, one by "
         "one.\n",
         Bold("kaltor " KALTOR_VERSION), report.gl.renderer, report.gl.isSoftware ? "software" : "hardware",
-        report.gl.version, report.gl.platform, report.cores, report.seconds);
+        report.gl.version, report.gl.platform, report.cores, report.seconds, report.depth == "8" ? "" : "16-bit float ",
+        report.depth == "8" ? "" : "of 10 bits ");
     std::vector<BenchRow const*> rows;
     for (std::size_t i = 0; i < report.rows.size(); ++i) {
         rows.push_back(&report.rows[i]);

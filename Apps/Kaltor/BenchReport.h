@@ -26,6 +26,7 @@ struct BenchReport {
     Ogl::GlInfo gl;
     unsigned cores;
     double seconds;  ///< that each figure was measured for
+    std::string depth;  ///< "8" or "16f"
     std::vector<BenchRow> rows;
 };
 

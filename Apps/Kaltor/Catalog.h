@@ -14,7 +14,8 @@ using Host::MakeEffect;
 using Host::MakeSettings;
 
 /// The catalogue with all that shader files need, and a warning for each plug-in that cannot be used. Where the first
-/// frame of a shader file is not drawn in time, the program ends with one line.
-Catalog LoadCatalog();
+/// frame of a shader file is not drawn in time, the program ends with one line; off where something else sees to that.
+enum class HangGuard : bool { Off, On };
+Catalog LoadCatalog(HangGuard guard = HangGuard::On);
 
 }  // namespace Kaltor::Cli

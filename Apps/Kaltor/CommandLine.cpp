@@ -129,6 +129,10 @@ Option Verb::AddFlag(std::string const& names, bool& target, std::string const& 
     return Option(verb->add_flag(names, target, help));
 }
 
+Option Verb::AddFlag(std::string const& name, std::string& target, std::string const& help) {
+    return Option(verb->add_flag(name, target, help));
+}
+
 Option Verb::AddParsed(std::string const& names, std::function<void(std::string const&)> const& read,
                        std::string const& help) {
     return Option(verb->add_option_function<std::string>(names, read, help));

@@ -42,6 +42,8 @@ public:
     Option AddText(std::string const& names, std::string& target, std::string const& help);
     Option AddTexts(std::string const& names, std::vector<std::string>& target, std::string const& help);
     Option AddFlag(std::string const& names, bool& target, std::string const& help);
+    /// A flag that may have a value after "="; "true" where it has none.
+    Option AddFlag(std::string const& name, std::string& target, std::string const& help);
     /// `read` gets what was typed, and throws `UsageError` where that is not accepted. For numbers see NumberOption.h.
     Option AddParsed(std::string const& names, std::function<void(std::string const&)> const& read,
                      std::string const& help);

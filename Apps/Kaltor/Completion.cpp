@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Catalog.h"
+#include "Apps/Kaltor/Console.h"
 #include "Media/EncoderChoice.h"
 
 namespace Kaltor::Cli {
@@ -67,7 +68,7 @@ Completions OfferNames(Catalog const& catalog, std::string const& start,
     Completions names;
     for (CatalogEntry const& entry : catalog.GetEntries()) {
         if (accepts(entry)) {
-            std::string const summary(entry.defaults->GetSummary());
+            std::string const summary = MakePrintable(entry.defaults->GetSummary());
             names.push_back({entry.name, summary});
             if (std::string const prefix = entry.kind == Kind::Transition ? "Transition" : "Effect";
                 !start.empty() && entry.name.starts_with(prefix)) {
@@ -89,7 +90,7 @@ Completions CompleteAssignment(Proc::Settings const& settings, std::string const
     Completions candidates;
     for (Proc::Field const& field : settings.GetFields()) {
         if (sign == std::string::npos) {
-            candidates.push_back({fmt::format("{}=", field.key), std::string(field.help)});
+            candidates.push_back({fmt::format("{}=", field.key), MakePrintable(field.help)});
         } else if (field.key == std::string_view(text).substr(0, sign)) {
             for (Proc::FieldLabel const& label : field.labels) {
                 candidates.push_back({std::string(label.label), ""});

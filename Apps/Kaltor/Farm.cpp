@@ -144,8 +144,8 @@ int RunHere(JobFolder const& folder, EngineOptions const& options) {
         } catch (Media::Cancelled const&) {
             bar.Clear();
             int const status = ReportInterrupt();
-            WriteMessage(fmt::format("kaltor: what is done is kept: kaltor farm retry {}\n",
-                                     MakePrintable(folder.GetPath())));
+            WriteMessage(
+                fmt::format("kaltor: what is done is kept: kaltor farm retry {}\n", MakePrintable(folder.GetPath())));
             return status;
         }
     }
@@ -223,7 +223,7 @@ std::string ChooseFolder(SubmitOptions const& options) {
 
 JobFolder OpenFolder(SubmitOptions const& options, std::string const& path, Farm::PlannedJob const& planned) {
     if (!JobFolder::IsJob(path)) {
-        return JobFolder::Create(path, planned.job, planned.edit, planned.rows);
+        return JobFolder::Create(path, planned.job, planned.texts);
     }
     if (!options.resumes) {
         throw std::runtime_error(
@@ -256,7 +256,7 @@ int RunSubmit(SubmitOptions const& options) {
     }
     Farm::PlannedJob const planned = PlanJob(options, path);
     if (options.isDryRun) {
-        WriteOut(options.isJson ? DescribeJob(planned).dump(2) + "\n" : FormatJob(planned));
+        WriteOut(options.isJson ? Edit::ShowJson(DescribeJob(planned), 2) + "\n" : FormatJob(planned));
         return 0;
     }
     bool const isNew = !JobFolder::IsJob(path);
@@ -325,7 +325,7 @@ int RunJoin(FolderOptions const& options) {
 int RunStatus(FolderOptions const& options) {
     JobFolder const folder(options.folder);
     FarmStatus const status = FindStatus(folder);
-    WriteOut(options.isJson ? ToJson(status, folder).dump(2) + "\n" : ToText(status, folder));
+    WriteOut(options.isJson ? Edit::ShowJson(ToJson(status, folder), 2) + "\n" : ToText(status, folder));
     return 0;
 }
 
@@ -402,7 +402,8 @@ void AddSubmit(VerbGroup& farm) {
     auto const options = std::make_shared<SubmitOptions>();
     verb.AddTexts("CLIP", options->document.clips, "what kaltor render takes: one document (EDIT.json), or clips")
         .Require();
-    verb.AddText("-o,--output", options->output, "the file to write; with --each a name with fields, such as {name}.mp4")
+    verb.AddText("-o,--output", options->output,
+                 "the file to write; with --each a name with fields, such as {name}.mp4")
         .ShowValueAs("OUT");
     AddNumber<double>(verb, "--part-seconds", options->partSeconds, "how long parts are on average (default 20)")
         .ShowValueAs("SECONDS");
@@ -430,8 +431,8 @@ void AddSubmit(VerbGroup& farm) {
 
 /// A verb about one job.
 std::pair<Verb, std::shared_ptr<FolderOptions>> AddFolderVerb(VerbGroup& farm, std::string const& name,
-                                                             std::string const& description,
-                                                             int (*action)(FolderOptions const&)) {
+                                                              std::string const& description,
+                                                              int (*action)(FolderOptions const&)) {
     Verb verb = farm.AddVerb(name, description);
     auto options = std::make_shared<FolderOptions>();
     verb.AddText("DIR", options->folder, "the job's folder").Require();

@@ -1,5 +1,6 @@
 #include "Apps/Kaltor/FileWatch.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Interrupt.h"
 #include "Core/Interfaces/Exception.h"
+#include "Render/Isolation/MakeApart.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -83,7 +85,16 @@ bool FileWatch::Wait(std::atomic<bool> const& cancel) {
     return false;
 }
 
-int DrawAndWatch(PictureOptions const& options, std::function<void()> const& draw) {
+int DrawAndWatch(PictureOptions const& options, std::function<std::vector<std::uint8_t>()> const& makeFile) {
+    std::optional<Render::Isolation> isolation = options.isolation.Get();
+    if (isolation && std::find(options.inputs.begin(), options.inputs.end(), "-") != options.inputs.end()) {
+        isolation->retries = false;  // standard input is read once
+    }
+    auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
+    auto const draw = [&] {
+        std::vector<std::uint8_t> const file = isolation ? Render::MakeApart(*isolation, makeFile, warn) : makeFile();
+        WriteFile(options.output, {reinterpret_cast<char const*>(file.data()), file.size()});
+    };
     if (!options.watches) {
         draw();
         return 0;

@@ -29,7 +29,8 @@ private:
     int queue;
 };
 
-/// Draws once; where the options ask for it, again each time the shader file changes, until Ctrl-C. The exit status.
-int DrawAndWatch(PictureOptions const& options, std::function<void()> const& draw);
+/// Draws and writes the output, in a process apart where the options ask for it; where they ask for that, again each
+/// time the shader file changes, until Ctrl-C. `makeFile` gives the output's content. The exit status.
+int DrawAndWatch(PictureOptions const& options, std::function<std::vector<std::uint8_t>()> const& makeFile);
 
 }  // namespace Kaltor::Cli

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include "Proc/Data/HalfConverter.h"
+
 namespace Kaltor::Cli {
 namespace {
 
@@ -87,25 +89,55 @@ Rgba Mix(Taps const& taps, Rgba const* source, std::size_t stride) {
     return sum;
 }
 
-std::vector<Rgba> ScalePremultiplied(Proc::DataVideoFF const& picture, std::size_t width, std::size_t height) {
-    AVFrame const& frame = picture.GetFrame();
-    std::size_t const sourceWidth = picture.GetFrameInfo().width;
-    std::size_t const sourceHeight = picture.GetFrameInfo().height;
-    bool const hasAlpha = picture.GetPixFmt() == PixFmt::Rgba;
-    std::size_t const bytes = hasAlpha ? 4 : 3;
+/// Gives the rows of a picture as colours multiplied by alpha.
+class RowReader {
+public:
+    explicit RowReader(Proc::DataVideoFF const& video)
+        : picture(video), hasAlpha(PixFmtDescription::Find(video.GetPixFmt()).HasAlpha()) {
+        if (PixFmtDescription::Find(video.GetPixFmt()).IsFloat()) {
+            AVFrame const& frame = video.GetFrame();
+            planes = Proc::AllocateAvFrame(AV_PIX_FMT_GBRAPF32, frame.width, frame.height);
+            Proc::HalfConverter().FromHalf(frame, *planes, {ColorMatrix::Bt709, ColorRange::Full});
+        }
+    }
 
-    std::vector<Taps> const across = MakeTaps(sourceWidth, width);
-    std::vector<Rgba> row(sourceWidth);
-    std::vector<Rgba> narrow(width * sourceHeight);
-    for (std::size_t y = 0; y < sourceHeight; ++y) {
-        std::uint8_t const* const bytesOfRow = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
-        for (std::size_t x = 0; x < sourceWidth; ++x) {
-            std::uint8_t const* const pixel = bytesOfRow + x * bytes;
+    void Read(std::size_t y, std::vector<Rgba>& row) const {
+        auto const at = static_cast<std::ptrdiff_t>(y);
+        if (planes) {
+            auto const plane = [&](int number) {
+                return reinterpret_cast<float const*>(planes->data[number] + at * planes->linesize[number]);
+            };
+            for (std::size_t x = 0; x < row.size(); ++x) {
+                float const alpha = hasAlpha ? plane(3)[x] : 1.0F;
+                row[x] = {plane(2)[x] * alpha, plane(0)[x] * alpha, plane(1)[x] * alpha, alpha};
+            }
+            return;
+        }
+        AVFrame const& frame = picture.GetFrame();
+        std::uint8_t const* pixel = frame.data[0] + at * frame.linesize[0];
+        for (std::size_t x = 0; x < row.size(); ++x, pixel += hasAlpha ? 4 : 3) {
             float const alpha = hasAlpha ? static_cast<float>(pixel[3]) / 255.0F : 1.0F;
             float const scale = alpha / 255.0F;
             row[x] = {static_cast<float>(pixel[0]) * scale, static_cast<float>(pixel[1]) * scale,
                       static_cast<float>(pixel[2]) * scale, alpha};
         }
+    }
+
+private:
+    Proc::DataVideoFF const& picture;
+    bool hasAlpha;
+    Proc::AvFramePtr planes;  ///< of 16-bit floats: the same of 32 bits
+};
+
+std::vector<Rgba> ScalePremultiplied(Proc::DataVideoFF const& picture, std::size_t width, std::size_t height) {
+    std::size_t const sourceWidth = picture.GetFrameInfo().width;
+    std::size_t const sourceHeight = picture.GetFrameInfo().height;
+    RowReader const reader(picture);
+    std::vector<Taps> const across = MakeTaps(sourceWidth, width);
+    std::vector<Rgba> row(sourceWidth);
+    std::vector<Rgba> narrow(width * sourceHeight);
+    for (std::size_t y = 0; y < sourceHeight; ++y) {
+        reader.Read(y, row);
         for (std::size_t x = 0; x < width; ++x) {
             narrow[y * width + x] = Mix(across[x], row.data(), 1);
         }
@@ -137,8 +169,8 @@ Shape Fit(Conf::FrameInfo const& info, std::uint32_t width, std::uint32_t height
 
 }  // namespace
 
-FilmStrip::FilmStrip(std::size_t cells, std::uint32_t width, Conf::FrameInfo const& first)
-    : columns(1), cellWidth(width), cellHeight(Fit(first, width, kTallestCell * width).height) {
+FilmStrip::FilmStrip(std::size_t cells, std::uint32_t width, Conf::FrameInfo const& first, bool hasFloats)
+    : columns(1), cellWidth(width), cellHeight(Fit(first, width, kTallestCell * width).height), isDeep(hasFloats) {
     std::size_t const most = std::max<std::size_t>(1, (kWidestStrip - kGap) / (cellWidth + kGap));
     std::size_t const rows = (cells + most - 1) / most;
     columns = static_cast<std::uint32_t>((cells + rows - 1) / rows);
@@ -148,9 +180,33 @@ FilmStrip::FilmStrip(std::size_t cells, std::uint32_t width, Conf::FrameInfo con
         throw std::invalid_argument(fmt::format(
             "the strip would have {}x{} pixels: take fewer steps or a smaller width", totalWidth, totalHeight));
     }
-    strip = Proc::DataVideoFF::Create(
-        PixFmt::Rgb24, {static_cast<std::uint32_t>(totalWidth), static_cast<std::uint32_t>(totalHeight), 1, 1});
-    Fill({0, 0}, strip->GetFrameInfo().width, strip->GetFrameInfo().height, {24, 24, 28});
+    strip = Proc::AllocateAvFrame(hasFloats ? AV_PIX_FMT_RGB48 : AV_PIX_FMT_RGB24, static_cast<int>(totalWidth),
+                                  static_cast<int>(totalHeight));
+    strip->sample_aspect_ratio = {1, 1};
+    Fill({0, 0}, static_cast<std::uint32_t>(totalWidth), static_cast<std::uint32_t>(totalHeight), {24, 24, 28});
+}
+
+boost::intrusive_ptr<Proc::DataVideoFF> FilmStrip::GetPicture() const {
+    if (!isDeep) {
+        return Proc::DataVideoFF::Wrap(Proc::ShareAvFrame(*strip));
+    }
+    Proc::AvFramePtr half = Proc::AllocateAvFrame(AV_PIX_FMT_RGBA64, strip->width, strip->height);
+    Proc::MarkPixFmt(*half, PixFmt::RgbF16);
+    Proc::HalfConverter().ToHalf(*strip, {ColorMatrix::Bt709, ColorRange::Full}, *half);
+    return Proc::DataVideoFF::Wrap(std::move(half));
+}
+
+void FilmStrip::Put(Point at, std::array<float, 3> const& color) {
+    std::uint8_t* const row = strip->data[0] + static_cast<std::ptrdiff_t>(at.y) * strip->linesize[0];
+    for (std::size_t c = 0; c < color.size(); ++c) {
+        float const value = std::clamp(color[c], 0.0F, 1.0F);
+        if (isDeep) {
+            reinterpret_cast<std::uint16_t*>(row)[3 * at.x + c] =
+                static_cast<std::uint16_t>(std::lround(value * 65535.0F));
+        } else {
+            row[3 * at.x + c] = static_cast<std::uint8_t>(std::lround(value * 255.0F));
+        }
+    }
 }
 
 void FilmStrip::Add(Proc::DataVideoFF const& picture, std::string const& label) {
@@ -162,13 +218,12 @@ void FilmStrip::Add(Proc::DataVideoFF const& picture, std::string const& label) 
 }
 
 void FilmStrip::Fill(Point at, std::uint32_t width, std::uint32_t height, Rgb color) {
-    AVFrame& frame = strip->GetWritableFrame();
+    constexpr float kTop = 255.0F;
+    std::array<float, 3> const shares{static_cast<float>(color.red) / kTop, static_cast<float>(color.green) / kTop,
+                                      static_cast<float>(color.blue) / kTop};
     for (std::uint32_t y = at.y; y < at.y + height; ++y) {
-        std::uint8_t* pixel = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0] + at.x * 3;
-        for (std::uint32_t x = 0; x < width; ++x, pixel += 3) {
-            pixel[0] = color.red;
-            pixel[1] = color.green;
-            pixel[2] = color.blue;
+        for (std::uint32_t x = at.x; x < at.x + width; ++x) {
+            Put({x, y}, shares);
         }
     }
 }
@@ -179,16 +234,11 @@ void FilmStrip::DrawPicture(Proc::DataVideoFF const& picture, Point cell) {
     Shape const shape = Fit(picture.GetFrameInfo(), cellWidth, cellHeight);
     Point const at{cell.x + (cellWidth - shape.width) / 2, cell.y + (cellHeight - shape.height) / 2};
     std::vector<Rgba> const scaled = ScalePremultiplied(picture, shape.width, shape.height);
-    AVFrame& frame = strip->GetWritableFrame();
     for (std::uint32_t y = 0; y < shape.height; ++y) {
-        std::uint8_t* pixel = frame.data[0] + static_cast<std::ptrdiff_t>(at.y + y) * frame.linesize[0] + at.x * 3;
-        for (std::uint32_t x = 0; x < shape.width; ++x, pixel += 3) {
+        for (std::uint32_t x = 0; x < shape.width; ++x) {
             Rgba const& color = scaled[std::size_t{y} * shape.width + x];
-            float const ground = kGround[(x / kSquare + y / kSquare) % 2];
-            for (std::size_t c = 0; c < 3; ++c) {
-                float const value = color[c] + (1.0F - color[3]) * ground;
-                pixel[c] = static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255.0F));
-            }
+            float const ground = (1.0F - color[3]) * kGround[(x / kSquare + y / kSquare) % 2];
+            Put({at.x + x, at.y + y}, {color[0] + ground, color[1] + ground, color[2] + ground});
         }
     }
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "Proc/Data/AvFrame.h"
 #include "Proc/Data/DataVideoFF.h"
 
 namespace Kaltor::Cli {
@@ -13,15 +15,15 @@ namespace Kaltor::Cli {
 class FilmStrip {
 public:
     /// `cells` pictures shaped as `first` on screen, each `cellWidth` pixels wide. Throws `std::invalid_argument` where
-    /// that would be too large a picture.
-    FilmStrip(std::size_t cells, std::uint32_t cellWidth, Conf::FrameInfo const& first);
+    /// that would be too large a picture. `hasFloats`: the strip has more than 8 bits.
+    FilmStrip(std::size_t cells, std::uint32_t cellWidth, Conf::FrameInfo const& first, bool hasFloats = false);
 
-    /// The next picture, Rgb24 or Rgba, scaled into its cell with its shape kept. `label` may hold digits, '.', '-',
+    /// The next picture, Rgb24, Rgba, RgbF16 or RgbaF16, scaled into its cell with its shape kept. `label` may hold digits, '.', '-',
     /// '+' and 'e'.
     void Add(Proc::DataVideoFF const& picture, std::string const& label);
 
-    /// The strip, Rgb24.
-    boost::intrusive_ptr<Proc::DataVideoFF> const& GetPicture() const { return strip; }
+    /// The strip so far, Rgb24 or RgbF16.
+    boost::intrusive_ptr<Proc::DataVideoFF> GetPicture() const;
 
 private:
     struct Point {
@@ -33,6 +35,7 @@ private:
         std::uint8_t green;
         std::uint8_t blue;
     };
+    void Put(Point at, std::array<float, 3> const& color);
     void Fill(Point at, std::uint32_t width, std::uint32_t height, Rgb color);
     void DrawPicture(Proc::DataVideoFF const& picture, Point cell);
     void DrawLabel(std::string const& label, Point cell);
@@ -41,7 +44,8 @@ private:
     std::uint32_t cellWidth;
     std::uint32_t cellHeight;
     std::size_t added = 0;
-    boost::intrusive_ptr<Proc::DataVideoFF> strip;
+    bool isDeep;
+    Proc::AvFramePtr strip;  ///< packed R'G'B' of 8 or 16 bits
 };
 
 }  // namespace Kaltor::Cli

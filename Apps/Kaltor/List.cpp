@@ -1,3 +1,5 @@
+#include "Apps/Kaltor/List.h"
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -10,6 +12,7 @@
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Edit/Json.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -46,7 +49,17 @@ ordered_json RangeOf(Field const& field) {
     return field.HasRange() ? ordered_json{field.minimum, field.maximum} : ordered_json(nullptr);
 }
 
-ordered_json ToJson(CatalogEntry const& entry) {
+/// Where it comes from.
+char const* OriginOf(CatalogEntry const& entry, Proc::Settings const& settings) {
+    if (!settings.GetOrigin().empty()) {
+        return "shader";
+    }
+    return Proc::FindRowKind(entry.name) ? "standard" : "plug-in";
+}
+
+}  // namespace
+
+ordered_json DescribeEntry(CatalogEntry const& entry) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     ordered_json fields = ordered_json::array();
     for (Field const& field : settings->GetFields()) {
@@ -67,9 +80,12 @@ ordered_json ToJson(CatalogEntry const& entry) {
             {"usualNames", GetUsualNames(entry.name)},
             {"inputs", entry.isTwoInput ? 2 : 1},
             {"moreInputs", entry.takesMore},
+            {"origin", OriginOf(entry, *settings)},
             {"file", settings->GetOrigin().empty() ? ordered_json(nullptr) : ordered_json(settings->GetOrigin())},
             {"fields", fields}};
 }
+
+namespace {
 
 /// One row for each field: key, type, default, accepted values, help.
 std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
@@ -78,7 +94,7 @@ std::string DescribeFields(CatalogEntry const& entry, std::string_view indent) {
     std::array<std::size_t, 5> widths{};
     for (Field const& field : settings->GetFields()) {
         rows.push_back({std::string(field.key), field.GetTypeName(), field.Format(field.get(*settings)),
-                        field.DescribeRange(), std::string(field.help)});
+                        field.DescribeRange(), MakePrintable(field.help)});
         for (std::size_t i = 0; i < widths.size(); ++i) {
             widths[i] = std::max(widths[i], rows.back()[i].size());
         }
@@ -115,7 +131,7 @@ CatalogEntry const* FindOther(Catalog const& catalog, CatalogEntry const& entry,
 std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
     std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
-                                   settings->GetSummary());
+                                   MakePrintable(settings->GetSummary()));
     if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
         text += fmt::format("Usual names: {}\n", fmt::join(names, ", "));
     }
@@ -159,7 +175,8 @@ std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
     std::optional<std::size_t> const columns = OutputColumns();
     std::string text;
     for (CatalogEntry const* const entry : entries) {
-        std::string line = fmt::format("{:10}  {}", GetName(entry->kind), MakeSettings(*entry, {})->GetSummary());
+        std::string line =
+            fmt::format("{:10}  {}", GetName(entry->kind), MakePrintable(MakeSettings(*entry, {})->GetSummary()));
         if (std::vector<std::string_view> const names = GetUsualNames(entry->name); !names.empty()) {
             line += fmt::format(" Also: {}.", fmt::join(names, ", "));
         }
@@ -178,7 +195,7 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
     std::string text;
     for (CatalogEntry const* const entry : entries) {
         text += fmt::format("{} ({}): {}\n{}", Bold(entry->name), GetName(entry->kind),
-                            MakeSettings(*entry, {})->GetSummary(), DescribeFields(*entry, "    "));
+                            MakePrintable(MakeSettings(*entry, {})->GetSummary()), DescribeFields(*entry, "    "));
     }
     return text;
 }
@@ -189,9 +206,9 @@ int List(ListOptions const& options) {
     if (options.isJson) {
         ordered_json all = ordered_json::array();
         for (CatalogEntry const* const entry : found) {
-            all.push_back(ToJson(*entry));
+            all.push_back(DescribeEntry(*entry));
         }
-        WriteOut(all.dump(2) + "\n");
+        WriteOut(Edit::ShowJson(all, 2) + "\n");
         return 0;
     }
     if (found.empty()) {
@@ -241,7 +258,8 @@ void AddDescribe(CommandLine& commandLine) {
     verb.SetAction([options] {
         Catalog const catalog = LoadCatalog();
         CatalogEntry const& entry = catalog.Find(options->name);
-        WriteOut(options->isJson ? ToJson(entry).dump(2) + "\n" : Describe(catalog, entry, options->name));
+        WriteOut(options->isJson ? Edit::ShowJson(DescribeEntry(entry), 2) + "\n"
+                                 : Describe(catalog, entry, options->name));
         return 0;
     });
 }

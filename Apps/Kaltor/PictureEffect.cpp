@@ -54,7 +54,7 @@ void CheckInputCount(CatalogEntry const& entry, std::string const& verb, std::si
                                  least > 1 ? "s" : "", count, verb, entry.name, inputs));
 }
 
-std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths, bool keepsDepth) {
+std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::string> const& paths) {
     if (std::count(paths.begin(), paths.end(), kStandardStream) > 1) {
         throw UsageError("standard input (-) can be only one of the pictures");
     }
@@ -62,8 +62,8 @@ std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::stri
     std::vector<Picture> pictures;
     for (std::string const& path : paths) {
         pictures.push_back(path == kStandardStream
-                               ? Media::DecodePicture(ReadStandardInput(), "standard input", limit, keepsDepth)
-                               : Media::ReadPicture(path, limit, keepsDepth));
+                               ? Media::DecodePicture(ReadStandardInput(), "standard input", limit, true)
+                               : Media::ReadPicture(path, limit, true));
         bool const mustMatch = entry.isTwoInput && !entry.takesMore;
         Conf::FrameInfo const& first = pictures.front()->GetFrameInfo();
         Conf::FrameInfo const& last = pictures.back()->GetFrameInfo();
@@ -85,14 +85,12 @@ std::string EndingOf(std::string const& path) {
 }
 
 /// Throws for what cannot be the name of a picture.
-void CheckPicturePath(std::string const& path, bool isPng) {
+void CheckPicturePath(std::string const& path) {
     std::string const ending = EndingOf(path);
-    if (path.empty() || (isPng && ending != ".png")) {
-        throw UsageError(fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png", path));
-    }
-    if (ending != ".png" && ending != ".tif" && ending != ".tiff" && ending != ".exr") {
-        throw UsageError(
-            fmt::format("the output \"{}\" would be a PNG file: give it a name that ends in .png, .tif or .exr", path));
+    constexpr std::array<std::string_view, 5> kEndings{".png", ".tif", ".tiff", ".exr", ".avif"};
+    if (path.empty() || std::find(kEndings.begin(), kEndings.end(), ending) == kEndings.end()) {
+        throw UsageError(fmt::format(
+            "the output \"{}\" would be a PNG file: give it a name that ends in .png, .tif, .exr or .avif", path));
     }
     if (path == kStandardStream && isatty(STDOUT_FILENO) != 0) {
         throw UsageError("a PNG file does not go to a terminal: redirect standard output or give -o a file's name");
@@ -113,7 +111,7 @@ void PictureOptions::AddTo(Verb& verb) {
     verb.AddText("NAME", name, "what to run; \"kaltor list\" shows what there is").Require();
     verb.AddTexts("INPUT", inputs, "pictures in any common format; - reads standard input").Require();
     verb.AddText("-o,--output", output,
-                 "the PNG file to write; - writes to standard output; apply makes .tif and .exr, too")
+                 "the PNG file to write; - writes to standard output; .tif, .exr and .avif work, too")
         .Require()
         .ShowValueAs("OUT.png");
     verb.AddTexts("--set", values, "set a field, or those in a JSON file (@FILE); may be repeated")
@@ -121,21 +119,21 @@ void PictureOptions::AddTo(Verb& verb) {
         .TakeOneAtATime();
     AddNumber<unsigned>(verb, "--seed", seed, "seed of what is random (default: the clock)").ShowValueAs("N");
     verb.AddFlag("--watch", watches, "draw again each time the shader file NAME changes, until Ctrl-C");
+    isolation.AddTo(verb);
 }
 
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb) {
-    bool const isStrip = verb == "strip";
-    CheckPicturePath(options.output, isStrip);
+    CheckPicturePath(options.output);
     std::vector<Assignment> values;
     for (std::string const& text : options.values) {
         std::vector<Assignment> const parsed = ParseAssignments(text);
         values.insert(values.end(), parsed.begin(), parsed.end());
     }
-    Catalog const catalog = LoadCatalog();
+    Catalog const catalog = LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On);
     CatalogEntry const& entry = catalog.Find(options.name, options.inputs.size());
     CheckInputCount(entry, verb, options.inputs.size());
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, values);
-    std::vector<Picture> inputs = ReadInputs(entry, options.inputs, !isStrip);
+    std::vector<Picture> inputs = ReadInputs(entry, options.inputs);
     PictureEffect effect = MakePictureEffect(catalog, entry, *settings);
     if (options.seed) {
         effect.SetSeed(*options.seed);
@@ -143,9 +141,8 @@ PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb
     return {std::move(inputs), std::move(effect)};
 }
 
-void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture) {
-    std::vector<std::uint8_t> const file = Media::EncodePicture(picture, EndingOf(path));
-    WriteFile(path, {reinterpret_cast<char const*>(file.data()), file.size()});
+std::vector<std::uint8_t> MakeFile(std::string const& path, Proc::DataVideoFF const& picture) {
+    return Media::EncodePicture(picture, EndingOf(path));
 }
 
 }  // namespace Kaltor::Cli

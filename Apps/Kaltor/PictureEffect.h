@@ -7,6 +7,7 @@
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/CommandLine.h"
+#include "Apps/Kaltor/IsolationOptions.h"
 #include "Host/PictureEffect.h"
 #include "Proc/Data/DataVideoFF.h"
 
@@ -26,6 +27,7 @@ struct PictureOptions {
     std::vector<std::string> values;
     std::optional<unsigned> seed;
     bool watches = false;
+    IsolationOptions isolation;
 
     void AddTo(Verb& verb);
 };
@@ -41,7 +43,7 @@ struct PictureJob {
 /// wrongly.
 PictureJob MakePictureJob(PictureOptions const& options, std::string const& verb);
 
-/// Writes a picture in the format of its name's ending (PNG where there is none), which appears only when it is whole ("-": standard output). An existing file is replaced.
-void WriteOutput(std::string const& path, Proc::DataVideoFF const& picture);
+/// The content of a picture's file in the format of the name's ending (PNG where there is none).
+std::vector<std::uint8_t> MakeFile(std::string const& path, Proc::DataVideoFF const& picture);
 
 }  // namespace Kaltor::Cli

@@ -12,6 +12,7 @@
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Interrupt.h"
+#include "Apps/Kaltor/IsolationOptions.h"
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/PlanReport.h"
 #include "Apps/Kaltor/RenderOptions.h"
@@ -42,6 +43,7 @@ struct RenderCommandOptions : DocumentOptions {
     std::optional<int> progressDescriptor;
     bool isStrict = false;
     bool isResumed = false;
+    IsolationOptions isolation;
 };
 
 void Refuse(std::string const& path) {
@@ -110,6 +112,7 @@ Render::RenderJob MakeJob(RenderCommandOptions const& options, Edit::Document do
     job.isVerbose = options.isVerbose;
     job.isStrict = options.isStrict;
     job.isResumed = options.isResumed;
+    job.isolation = options.isolation.Get();
     if (IsDocumentName(options.clips.front())) {
         job.documentName = options.clips.front();
     }
@@ -138,7 +141,7 @@ int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) 
         report.form = Render::DescribeOutput(job, plan);
     }
     report.losses = Render::FindLosses(job, plan, report.form);
-    WriteOut(options.isJson ? ToJson(plan, report).dump(2) + "\n" : ToText(plan, report));
+    WriteOut(options.isJson ? Edit::ShowJson(ToJson(plan, report), 2) + "\n" : ToText(plan, report));
     constexpr int kFailed = 1;
     return options.isStrict && !report.losses.empty() ? kFailed : 0;
 }
@@ -198,7 +201,7 @@ int RenderVideo(RenderCommandOptions const& options, Render::RenderJob& job, Cat
         progress.Finish(result.frames, result.frameRate);
         if (options.isJson) {
             std::string const text =
-                DescribeResult(options.output, result, progress.GetSeconds(), warnings).dump() + "\n";
+                Edit::ShowJson(DescribeResult(options.output, result, progress.GetSeconds(), warnings)) + "\n";
             options.output == "-" ? WriteMessage(text) : WriteOut(text);
         } else if (progress.HasBar()) {
             WriteMessage(fmt::format("{}: {} frames, {}x{}, {:.5g} fps, {}{}\n", MakePrintable(options.output),
@@ -250,7 +253,8 @@ int RunRender(RenderCommandOptions const& options) {
         CheckOutput(options);
     }
     SetVerbose(options.isVerbose);
-    Catalog const catalog = LoadCatalog();
+    // A process that draws has a limit for every frame.
+    Catalog const catalog = LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On);
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
@@ -271,7 +275,7 @@ int RunCheck(CheckOptions const& options) {
         if (!options.clips.empty()) {
             throw UsageError("--schema takes no document: it shows the schema of all of them");
         }
-        WriteOut(Edit::MakeSchema().dump(2) + "\n");
+        WriteOut(Edit::ShowJson(Edit::MakeSchema(), 2) + "\n");
         return 0;
     }
     if (options.clips.size() != 1 || !IsDocumentName(options.clips.front())) {
@@ -413,7 +417,8 @@ void AddRender(CommandLine& commandLine) {
     verb.AddTexts("CLIP", options->clips,
                   "videos, still pictures, sequences (frame%04d.png, 'frames/*.png') or - for standard input; "
                   "CLIP@START-END takes a piece (@START- and @-END too), in seconds or [HH:]MM:SS; "
-                  "CLIP@raw:WxH:FORMAT:RATE says what raw frames are; or one document (EDIT.json)");
+                  "CLIP@raw:WxH:FORMAT:RATE says what raw frames are, CLIP@alpha:premultiplied that colours are "
+                  "multiplied by alpha; or one document (EDIT.json)");
     verb.AddText("-o,--output", options->output,
                  "the file to write; its ending chooses the container. frame%04d.png is a sequence of pictures, - is "
                  "standard output")
@@ -435,6 +440,7 @@ void AddRender(CommandLine& commandLine) {
         verb.AddText("--range", options->range, "make a piece of the video: START-END").ShowValueAs("START-END");
     verb.AddText("--frame", options->frame, "make one picture of the video, as PNG").ShowValueAs("TIME").Exclude(range);
     AddTrustOptions(verb, *options);
+    options->isolation.AddTo(verb);
     verb.AddFlag("-y,--overwrite", options->overwrite, "replace an output that exists");
     verb.AddFlag("-q,--quiet", options->isQuiet, "show no progress");
     verb.AddFlag("--verbose", options->isVerbose, "show what encoders and other libraries print");

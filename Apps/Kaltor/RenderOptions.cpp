@@ -60,6 +60,7 @@ std::vector<Edit::Clip> MakeClips(DocumentOptions const& options) {
         Edit::Clip& clip = clips.emplace_back();
         clip.source.file = spec.path;
         clip.source.raw = spec.raw;
+        clip.source.alpha = spec.alpha;
         if (!spec.raw.empty()) {
             Typed(text, [&] { return Media::ParseRawForm(spec.raw); });
         }

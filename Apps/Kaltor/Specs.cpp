@@ -146,13 +146,13 @@ ClipSpec ParsePiece(std::string_view text) {
     std::error_code error;
     std::size_t const at = text.rfind('@');
     if (at == std::string_view::npos || std::filesystem::exists(text, error)) {
-        return {std::string(text), {}, std::nullopt, std::nullopt};
+        return {std::string(text), {}, {}, {}};
     }
     std::string const path(text.substr(0, at));
     std::string_view const piece = text.substr(at + 1);
     bool const looksLikePiece = piece.find_first_not_of("0123456789:.-") == std::string_view::npos;
     if (path.empty() || (!looksLikePiece && !std::filesystem::exists(path, error))) {
-        return {std::string(text), {}, std::nullopt, std::nullopt};  // the reader reports that there is no such file
+        return {std::string(text), {}, {}, {}};  // the reader reports that there is no such file
     }
 
     std::size_t const dash = piece.find('-');
@@ -176,24 +176,36 @@ ClipSpec ParsePiece(std::string_view text) {
 }  // namespace
 
 ClipSpec ParseClip(std::string_view text) {
-    constexpr std::string_view kRaw = "@raw:";
-    std::error_code error;
-    std::size_t const at = text.rfind(kRaw);
-    auto const named = [](ClipSpec clip) {
-        clip.path = clip.path == "/dev/stdin" ? "-" : clip.path;
-        return clip;
+    std::string rest(text);
+    // The piece stands behind what says how the file is read.
+    auto const take = [&rest](std::string_view key) -> std::optional<std::string> {
+        std::size_t const at = rest.rfind(key);
+        if (at == std::string::npos || at == 0) {
+            return std::nullopt;
+        }
+        std::size_t const end = std::min(rest.find('@', at + 1), rest.size());
+        std::string value = rest.substr(at + key.size(), end - at - key.size());
+        rest.erase(at, end - at);
+        return value;
     };
-    if (at == std::string_view::npos || at == 0 || std::filesystem::exists(text, error)) {
-        return named(ParsePiece(text));
+    std::error_code error;
+    std::optional<std::string> raw;
+    std::optional<std::string> alpha;
+    if (!std::filesystem::exists(text, error)) {
+        alpha = take("@alpha:");
+        raw = take("@raw:");
     }
-    // The piece stands behind the form.
-    std::size_t const pieceAt = text.find('@', at + 1);
-    std::string const path(text.substr(0, at));
-    ClipSpec clip = pieceAt == std::string_view::npos ? ClipSpec{path, {}, std::nullopt, std::nullopt}
-                                                      : ParsePiece(fmt::format("{}{}", path, text.substr(pieceAt)));
-    clip.path = path;
-    clip.raw = text.substr(at + kRaw.size(), pieceAt == std::string_view::npos ? pieceAt : pieceAt - at - kRaw.size());
-    return named(clip);
+    ClipSpec clip = ParsePiece(rest);
+    clip.path = clip.path == "/dev/stdin" ? "-" : clip.path;
+    clip.raw = raw.value_or("");
+    if (alpha) {
+        if (*alpha != "straight" && *alpha != "premultiplied") {
+            throw UsageError(fmt::format("\"@alpha:{}\" in \"{}\": it takes straight or premultiplied", *alpha, text));
+        }
+        using Alpha = Media::InputRules::Alpha;
+        clip.alpha = *alpha == "straight" ? Alpha::Straight : Alpha::Premultiplied;
+    }
+    return clip;
 }
 
 }  // namespace Kaltor::Cli

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "Media/InputRules.h"
+
 namespace Kaltor::Cli {
 
 /// The command was used wrongly: one line for standard error, exit status 2.
@@ -53,12 +55,13 @@ struct IndexedSpec {
 };
 IndexedSpec ParseIndexedSpec(std::string_view text);
 
-/// "PATH[@raw:FORM][@START-END]", where START or END may be left out. A file whose name really is the whole text wins.
+/// "PATH[@raw:FORM][@alpha:straight|premultiplied][@START-END]", where START or END may be left out. A file whose name really is the whole text wins.
 struct ClipSpec {
     std::string path;
     std::string raw;                    ///< the form of raw frames
     std::optional<std::int64_t> start;  ///< microseconds
     std::optional<std::int64_t> end;
+    Media::InputRules::Alpha alpha = Media::InputRules::Alpha::Auto;
 };
 ClipSpec ParseClip(std::string_view text);
 

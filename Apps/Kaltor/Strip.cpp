@@ -18,7 +18,7 @@ struct StripOptions : PictureOptions {
     std::uint32_t width = 240;
 };
 
-void DrawStrip(StripOptions const& options) {
+std::vector<std::uint8_t> DrawStrip(StripOptions const& options) {
     PictureJob job = MakePictureJob(options, "strip");
     // One object for the whole strip, as for the frames of a video.
     std::optional<FilmStrip> strip;
@@ -29,14 +29,15 @@ void DrawStrip(StripOptions const& options) {
         Picture const picture = job.effect.Run(job.inputs, std::llround(value * kSecond));
         if (!strip) {
             try {
-                strip.emplace(options.steps, options.width, picture->GetFrameInfo());
+                strip.emplace(options.steps, options.width, picture->GetFrameInfo(),
+                              PixFmtDescription::Find(picture->GetPixFmt()).IsFloat());
             } catch (std::invalid_argument const& error) {
                 throw UsageError(error.what());
             }
         }
         strip->Add(*picture, fmt::format("{:.3g}", value));
     }
-    WriteOutput(options.output, *strip->GetPicture());
+    return MakeFile(options.output, *strip->GetPicture());
 }
 
 }  // namespace
@@ -59,7 +60,7 @@ void AddStrip(CommandLine& commandLine) {
         "Progress and time run alike, over one second. Each picture has its value below it.\n\n"
         "Example:\n"
         "  kaltor strip TransitionCrossfade a.png b.png -o strip.png --steps 6");
-    verb.SetAction([options] { return DrawAndWatch(*options, [&] { DrawStrip(*options); }); });
+    verb.SetAction([options] { return DrawAndWatch(*options, [&] { return DrawStrip(*options); }); });
 }
 
 }  // namespace Kaltor::Cli

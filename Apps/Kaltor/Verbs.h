@@ -13,6 +13,7 @@ void AddRender(CommandLine& commandLine);
 void AddCheck(CommandLine& commandLine);
 void AddFarm(CommandLine& commandLine);
 void AddConvert(CommandLine& commandLine);
+void AddStudio(CommandLine& commandLine);
 void AddGallery(CommandLine& commandLine);
 void AddBench(CommandLine& commandLine);
 void AddDoctor(CommandLine& commandLine);

@@ -31,6 +31,7 @@ int Run(int count, char const* const* words) {
     AddCheck(commandLine);
     AddConvert(commandLine);
     AddFarm(commandLine);
+    AddStudio(commandLine);
     AddGallery(commandLine);
     AddBench(commandLine);
     AddDoctor(commandLine);

@@ -32,7 +32,8 @@ protected:
     /// Uses smooth pictures, so that only geometry counts; the second has the first one's colours upside down. With
     /// `isFine` the transition draws through a picture of twice the size.
     static void ExpectScene(std::string const& settings, std::vector<double> const& progresses, bool isFine,
-                            MakeScene const& makeScene, std::vector<Size> const& sizes = {{48, 30}, {25, 41}}) {
+                            MakeScene const& makeScene, std::vector<Size> const& sizes = {{48, 30}, {25, 41}},
+                            double more = 0) {
         for (auto const& [width, height] : sizes) {
             Picture const first = Picture::Corners(width, height, width % 2 == 1);
             Picture const second = ForEachPixel(first, [&](double s, double t) {
@@ -48,10 +49,10 @@ protected:
                         isFine ? Halve(scene.Draw(2 * width, 2 * height, from.hasAlpha)) : scene.DrawLike(from);
                     ExpectDrawn(settings, from, to, progress, expected, tolerance);
                 };
-                check(first, second, kDrawnTwice);
+                check(first, second, kDrawnTwice + more);
                 // Without filtering the light is exact.
                 check(Picture::Flat(width, height, {0.8, 0.9, 1, 1}), Picture::Flat(width, height, {1, 0.5, 0.7, 1}),
-                      kUnfiltered + 1.0 / 255);
+                      kUnfiltered + 1.0 / 255 + more);
             }
         }
     }
@@ -79,7 +80,8 @@ Scene MakeCube(Picture const& first, Picture const& second, double p) {
 }
 
 TEST_F(MeshTransitionsTest, CubeTurnsByAQuarter) {
-    ExpectScene("TransitionCube", {0.13, 0.81}, false, MakeCube);
+    // GPUs move corners to 1/256 of a pixel, and the feather rises by 100 to 200 across few lines.
+    ExpectScene("TransitionCube", {0.13, 0.81}, false, MakeCube, {{48, 30}, {25, 41}}, 1.5 / 255);
     // Tall enough to see the feather: 1 % of the face at the ends, half of it in the middle.
     ExpectScene("TransitionCube", {0.0, 0.5}, false, MakeCube, {{161, 600}});
 }

@@ -157,7 +157,8 @@ TEST_F(MotionTransitionsTest, SpinTurnsAndGrowsWithASoftBorder) {
             });
             return scene.DrawLike(first);
         };
-        Expect(settings, {0.3, 0.97}, expectation);
+        // GPUs move corners to 1/256 of a pixel, and the border rises by up to 200 across a few pixels.
+        Expect(settings, {0.3, 0.97}, expectation, 2 * kFiltered);
         Expect(settings, {0.1, 1.0}, expectation, kFiltered, {{200, 200}});  // the border is a pixel or two wide
     }
 }

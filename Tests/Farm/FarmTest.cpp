@@ -66,7 +66,7 @@ protected:
         options.partSeconds = partSeconds;
         options.keepsParts = true;
         PlannedJob const planned = PlanVideo(MakeDocument(codec), 1, options);
-        return JobFolder::Create(At(name + ".farm"), planned.job, planned.edit, planned.rows);
+        return JobFolder::Create(At(name + ".farm"), planned.job, planned.texts);
     }
 
     std::string RunAll(JobFolder const& job) const {
@@ -151,7 +151,11 @@ TEST_F(FarmTest, APlanOfPartsGivesTheFramesTheSoundAndTheTimesOfOneRender) {
 
 TEST_F(FarmTest, EachFaultHasADefinedEnd) {
     JobFolder const job = Plan("out.mkv");
+    // A part looks at none of the files that it does not need.
+    fs::rename(At("b.mkv"), At("away.mkv"));
     Farm::Run(job, {0}, catalog, {});
+    EXPECT_THAT(ErrorOf([&] { Farm::Run(job, {2}, catalog, {}); }), HasSubstr("b.mkv"));
+    fs::rename(At("away.mkv"), At("b.mkv"));
     EXPECT_THAT(ErrorOf([&] { Join(job, {}); }), HasSubstr("not done yet: parts 2"));
     ASSERT_EQ(RunAll(job), "no error");
 

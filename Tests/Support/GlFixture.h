@@ -63,8 +63,8 @@ private:
 };
 
 /// As on software GL, and as on a GPU.
-constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true, true};
-constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false, false};
+constexpr Ogl::FrameStrategy kSoftwareStrategy{true, true, false, true, true, true};
+constexpr Ogl::FrameStrategy kGpuStrategy{false, false, true, false, false, false};
 
 /// Objects in use: all that exist except for the idle ones in the pools.
 Ogl::GlObjectCounts CountObjectsInUse();

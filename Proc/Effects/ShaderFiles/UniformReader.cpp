@@ -182,7 +182,16 @@ public:
         }
         std::vector<Found> const found = ReadNames(line);
         for (Found const& one : found) {
-            uniforms.push_back(Make(*type, one));
+            ShaderUniform uniform = Make(*type, one);
+            // A preprocessor's other branch may declare it again.
+            auto const same = std::find_if(uniforms.begin(), uniforms.end(), [&uniform](ShaderUniform const& known) {
+                return known.name == uniform.name;
+            });
+            if (same == uniforms.end()) {
+                uniforms.push_back(std::move(uniform));
+            } else if (same->type != uniform.type || same->size != uniform.size) {
+                Refuse(one.line, fmt::format("{} is declared twice, as different types", one.name));
+            }
         }
         return at;
     }

@@ -4,7 +4,8 @@
 //
 // A GPU runs the sum as a loop. Where texel fetches are expensive, one of two other methods gives the same result: a
 // program with the loop unrolled for its `size`, for few taps; reducing, blurring and enlarging, for many taps (see
-// BlurKernel.h), whose result stays within 1/255 of the sum on pictures up to white noise.
+// BlurKernel.h), whose result stays within 1/255 of the sum on pictures up to white noise. On software GL the
+// processor's own threads do either for pictures of 8 bits (see ProcessorBlur.cpp).
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 
@@ -14,8 +15,10 @@
 
 #include "Ogl/OglManager.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Samples.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -219,6 +222,14 @@ void EffectBlur::Processing(DataVideoOGL* dst, Src const& src, double, double, S
                             OglCache*) const {
     Frame const source = src->FrameData().ConvertToRGBA(storage);
     BlurKernel const kernel(source.GetWidth(), source.GetHeight(), settings.scale);
+    Texture const& target = dst->FrameData().GetFirstTexture();
+    if (FiltersOnCpu(source.GetFirstTexture(), target)) {
+        Samples const from = ReadSamples(source.GetFirstTexture(), 0, storage);
+        Samples const to = TakeSamples(target, 1, storage);
+        BlurOnProcessor(from, to, kernel, storage.Processor());
+        WriteSamples(to, target, storage);
+        return;
+    }
     constexpr int kMostUnrolled = 14;  // from here on reducing is both cheaper and more exact
     bool const areFetchesDear = OglManager::GetInstance().GetStrategy().areFetchesDear;
     if (areFetchesDear && kernel.size > kMostUnrolled) {

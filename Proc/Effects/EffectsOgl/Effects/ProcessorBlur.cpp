@@ -1,0 +1,446 @@
+// Few taps are summed as they are. Many are reduced, blurred and enlarged, as `BlurReduction` describes it. Taps stand
+// two texels apart; so along the rows everything is counted in pairs of texels, in which neighbouring taps are
+// neighbours and both phases of a row are done at once.
+//
+// Numbers have 16 bits, with 255 as 16320. Weights below a half have 15 bits behind the point. Where weights add up to
+// 1, the centre's needs no product: a sum is the centre plus weighted differences from it. So flat colours stay as they
+// are, to the bit. The loops are such that compilers make vectors of them; all is whole numbers, and therefore the same
+// with vectors of any width.
+
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "Ogl/Processor.h"
+
+namespace Kaltor::Ogl {
+namespace {
+
+using Half = std::int16_t;
+
+constexpr int kFraction = 6;  ///< bits of a number behind those of a sample
+constexpr int kWhite = 255 << kFraction;
+constexpr int kWeightBits = 15;
+constexpr int kMostSummed = 14;  ///< pairs; from here on reducing is faster
+
+/// value * weight, rounded.
+[[gnu::always_inline]] inline Half Times(Half value, Half weight) {
+    return static_cast<Half>((((std::int32_t{value} * weight) >> (kWeightBits - 1)) + 1) >> 1);
+}
+
+/// Weights as whole numbers. What rounding takes from one goes to the next.
+std::vector<Half> Round(std::vector<double> const& weights) {
+    std::vector<Half> rounded;
+    double rest = 0.0;
+    for (double const weight : weights) {
+        double const wanted = weight * (1 << kWeightBits) + rest;
+        rounded.push_back(static_cast<Half>(std::lround(wanted)));
+        rest = wanted - rounded.back();
+    }
+    return rounded;
+}
+
+/// A row of numbers with room for `pad` more before and behind it.
+class PaddedRow {
+public:
+    PaddedRow(std::size_t count, std::size_t padding)
+        : pad(padding), length(count), numbers(new Half[count + 2 * padding]) {}
+
+    Half* Get() const { return numbers.get() + pad; }
+    /// Repeats the first and the last `channels` numbers of the first `used`.
+    void RepeatEdges(std::size_t used, std::size_t channels) const {
+        Half* const row = Get();
+        for (std::size_t i = 1; i <= pad; ++i) {
+            *(row - i) = row[channels - 1 - (i - 1) % channels];
+        }
+        for (std::size_t i = used; i < length + pad; ++i) {
+            row[i] = row[i - channels];
+        }
+    }
+
+private:
+    std::size_t pad;
+    std::size_t length;
+    std::unique_ptr<Half[]> numbers;
+};
+
+/// Adds `Taps` weighted pairs to `sum`.
+template <int Taps, typename Number>
+[[gnu::always_inline]] inline void AddPairs(int count, Number const* centre, Number const* const* before,
+                                            Number const* const* behind, Half const* weights, Half* __restrict sum) {
+    constexpr int kShift = sizeof(Number) == 1 ? kFraction : 0;
+    std::array<Number const*, Taps> a;
+    std::array<Number const*, Taps> b;
+    std::array<Half, Taps> w;
+    for (std::size_t i = 0; i < Taps; ++i) {
+        a[i] = before[i];
+        b[i] = behind[i];
+        w[i] = weights[i];
+    }
+    for (int x = 0; x < count; ++x) {
+        auto const twice = static_cast<Half>(2 * centre[x]);
+        Half total = sum[x];
+        for (std::size_t i = 0; i < Taps; ++i) {
+            auto const pair = static_cast<Half>(static_cast<Half>(a[i][x] + b[i][x]) - twice);
+            total = static_cast<Half>(total + Times(static_cast<Half>(pair << kShift), w[i]));
+        }
+        sum[x] = total;
+    }
+}
+
+/// sum = centre + the weighted differences of all pairs from it, for numbers or for samples.
+template <typename Number>
+[[gnu::always_inline]] inline void SumPairs(int count, int pairs, Number const* centre, Number const* const* before,
+                                            Number const* const* behind, Half const* weights, Half* __restrict sum) {
+    constexpr int kShift = sizeof(Number) == 1 ? kFraction : 0;
+    constexpr int kChunk = 1024;  // stays in the nearest cache
+    std::array<Number const*, 4> a{};
+    std::array<Number const*, 4> b{};
+    for (int begin = 0; begin < count; begin += kChunk) {
+        int const length = std::min(kChunk, count - begin);
+        for (int x = 0; x < length; ++x) {
+            sum[begin + x] = static_cast<Half>(centre[begin + x] << kShift);
+        }
+        for (int i = 0; i < pairs; i += 4) {
+            int const taps = std::min(4, pairs - i);
+            for (int k = 0; k < taps; ++k) {
+                a[static_cast<std::size_t>(k)] = before[i + k] + begin;
+                b[static_cast<std::size_t>(k)] = behind[i + k] + begin;
+            }
+            auto const add = [&](auto number) __attribute__((always_inline)) {
+                AddPairs<decltype(number)::value>(length, centre + begin, a.data(), b.data(), weights + i, sum + begin);
+            };
+            switch (taps) {
+                case 1:
+                    add(std::integral_constant<int, 1>());
+                    break;
+                case 2:
+                    add(std::integral_constant<int, 2>());
+                    break;
+                case 3:
+                    add(std::integral_constant<int, 3>());
+                    break;
+                default:
+                    add(std::integral_constant<int, 4>());
+            }
+        }
+    }
+}
+
+[[gnu::always_inline]] inline void Finish(int count, Half const* numbers, std::uint8_t* __restrict samples) {
+    for (int x = 0; x < count; ++x) {
+        samples[x] = static_cast<std::uint8_t>((numbers[x] + (1 << (kFraction - 1))) >> kFraction);
+    }
+}
+
+/// What both ways have in common: the pictures, and a vector's worth of a row.
+struct Blur {
+    Samples from, to;
+
+    int CountSamples() const { return from.width * from.channels; }
+    /// Numbers that two texels have.
+    int CountStep() const { return 2 * from.channels; }
+    std::uint8_t const* Clamped(int y) const { return from.Row(std::clamp(y, 0, from.height - 1)); }
+};
+
+struct Sum : Blur {
+    std::vector<Half> weights;  ///< of the pairs
+
+    [[gnu::always_inline]] void DrawRows(int first, int last) const {
+        int const count = CountSamples();
+        int const step = CountStep();
+        int const pairs = static_cast<int>(weights.size());
+        PaddedRow const middle(static_cast<std::size_t>(count), static_cast<std::size_t>(step * pairs));
+        PaddedRow const done(static_cast<std::size_t>(count), 0);
+        std::array<std::uint8_t const*, kMostSummed> below{};
+        std::array<std::uint8_t const*, kMostSummed> above{};
+        std::array<Half const*, kMostSummed> left{};
+        std::array<Half const*, kMostSummed> right{};
+        for (int i = 0; i < pairs; ++i) {
+            left[static_cast<std::size_t>(i)] = middle.Get() - step * (i + 1);
+            right[static_cast<std::size_t>(i)] = middle.Get() + step * (i + 1);
+        }
+        for (int y = first; y < last; ++y) {
+            for (int i = 0; i < pairs; ++i) {
+                below[static_cast<std::size_t>(i)] = Clamped(y - 2 * (i + 1));
+                above[static_cast<std::size_t>(i)] = Clamped(y + 2 * (i + 1));
+            }
+            SumPairs<std::uint8_t>(count, pairs, from.Row(y), below.data(), above.data(), weights.data(), middle.Get());
+            middle.RepeatEdges(static_cast<std::size_t>(count), static_cast<std::size_t>(from.channels));
+            SumPairs<Half>(count, pairs, middle.Get(), left.data(), right.data(), weights.data(), done.Get());
+            Finish(count, done.Get(), to.Row(y));
+        }
+    }
+};
+
+/// Where a place lies between reduced samples.
+struct Between {
+    int index;  ///< of the nearest one, from the first with its margin on
+    Half before, behind;
+};
+
+std::vector<Between> Divide(int count, BlurReduction const& reduction) {
+    std::vector<Between> places;
+    for (int t = 0; t < count; ++t) {
+        double const u = static_cast<double>(t) / reduction.factor;
+        double const k = std::floor(u + 0.5);
+        auto const weigh = [](double x) { return static_cast<Half>(std::lround(0.5 * x * x * (1 << kWeightBits))); };
+        places.push_back({static_cast<int>(k) + reduction.margin, weigh(0.5 - (u - k)), weigh(0.5 + (u - k))});
+    }
+    return places;
+}
+
+struct Reduce : Blur {
+    BlurReduction const& reduction;
+    int columns, rows;       ///< of one phase, with margins
+    Half* small;             ///< the reduced picture, blurred along the rows: the phase of even rows, then the other
+    std::vector<Half> down;  ///< weights of the reducing spline, the centre first
+    std::vector<Half> core;  ///< of the pairs of the reduced blur
+    std::vector<Between> placesX, placesY;
+
+    Reduce(Samples const& source, Samples const& target, BlurReduction const& toUse)
+        : Blur{source, target},
+          reduction(toUse),
+          columns(Count(source.width)),
+          rows(Count(source.height)),
+          small(nullptr),
+          core(Round({toUse.weights.begin() + 1, toUse.weights.end()})),
+          placesX(Divide((source.width + 1) / 2, toUse)),
+          placesY(Divide((source.height + 1) / 2, toUse)) {
+        std::vector<double> spline;
+        for (int j = 0; j <= reduction.downPairs; ++j) {
+            double const x = static_cast<double>(j) / reduction.factor;
+            spline.push_back((x < 0.5 ? 0.75 - x * x : 0.5 * (1.5 - x) * (1.5 - x)) * reduction.downNorm);
+        }
+        down = Round({spline.begin() + 1, spline.end()});
+        int rest = 1 << kWeightBits;
+        for (Half const weight : down) {
+            rest -= 2 * weight;
+        }
+        down.insert(down.begin(), static_cast<Half>(rest));
+    }
+
+    int Count(int side) const {
+        int const phase = (side + 1) / 2;
+        return 2 * reduction.margin + (phase + reduction.factor - 1) / reduction.factor + 1;
+    }
+    std::size_t GetLength() const { return static_cast<std::size_t>(columns) * static_cast<std::size_t>(CountStep()); }
+    Half* SmallRow(int row) const { return small + GetLength() * static_cast<std::size_t>(row); }
+
+    [[gnu::always_inline]] void BlurCore(int count, Half const* centre, Half const* const* before,
+                                         Half const* const* behind, Half* __restrict to) const {
+        SumPairs<Half>(count, BlurReduction::kPairs, centre, before, behind, core.data(), to);
+        for (int x = 0; x < count; ++x) {
+            to[x] = std::clamp<Half>(to[x], 0, kWhite);
+        }
+    }
+
+    /// Reduces the rows around row `row` of `small`, then this row, and blurs it.
+    template <int Step>
+    [[gnu::always_inline]] void ReduceRow(int row) const {
+        int const factor = reduction.factor;
+        int const count = CountSamples();
+        int const pad = (factor * (reduction.margin + 1) + reduction.downPairs) * Step;
+        PaddedRow const wide(static_cast<std::size_t>((from.width + 1) / 2 * Step), static_cast<std::size_t>(pad));
+        PaddedRow const narrow(GetLength(), 0);
+
+        int const y = 2 * factor * (row % rows - reduction.margin) + row / rows;
+        constexpr int kChunk = 512;
+        std::array<std::int32_t, kChunk> sums;
+        for (int begin = 0; begin < count; begin += kChunk) {
+            int const length = std::min(kChunk, count - begin);
+            std::uint8_t const* const centre = Clamped(y) + begin;
+            std::int32_t* __restrict const sum = sums.data();
+            for (int x = 0; x < length; ++x) {
+                sum[x] = centre[x] * down[0];
+            }
+            for (int j = 1; j <= reduction.downPairs; ++j) {
+                std::uint8_t const* const a = Clamped(y - 2 * j) + begin;
+                std::uint8_t const* const b = Clamped(y + 2 * j) + begin;
+                Half const weight = down[static_cast<std::size_t>(j)];
+                for (int x = 0; x < length; ++x) {
+                    sum[x] += static_cast<Half>(a[x] + b[x]) * weight;
+                }
+            }
+            constexpr int kShift = kWeightBits - kFraction;
+            Half* __restrict const out = wide.Get() + begin;
+            for (int x = 0; x < length; ++x) {
+                out[x] = static_cast<Half>((sum[x] + (1 << (kShift - 1))) >> kShift);
+            }
+        }
+        wide.RepeatEdges(static_cast<std::size_t>(count), static_cast<std::size_t>(from.channels));
+
+        for (int k = 0; k < columns; ++k) {
+            Half const* const centre = wide.Get() + factor * (k - reduction.margin) * Step;
+            std::array<std::int32_t, Step> sum;
+            for (int c = 0; c < Step; ++c) {
+                sum[static_cast<std::size_t>(c)] = centre[c] * down[0];
+            }
+            for (int j = 1; j <= reduction.downPairs; ++j) {
+                Half const weight = down[static_cast<std::size_t>(j)];
+                for (int c = 0; c < Step; ++c) {
+                    sum[static_cast<std::size_t>(c)] += (centre[c - j * Step] + centre[c + j * Step]) * weight;
+                }
+            }
+            for (int c = 0; c < Step; ++c) {
+                narrow.Get()[k * Step + c] =
+                    static_cast<Half>((sum[static_cast<std::size_t>(c)] + (1 << (kWeightBits - 1))) >> kWeightBits);
+            }
+        }
+
+        // The margins are wide enough that what is beside the blurred part is never used.
+        constexpr int kBeside = BlurReduction::kPairs * Step;
+        std::array<Half const*, BlurReduction::kPairs> left{};
+        std::array<Half const*, BlurReduction::kPairs> right{};
+        for (int i = 0; i < BlurReduction::kPairs; ++i) {
+            left[static_cast<std::size_t>(i)] = narrow.Get() + kBeside - Step * (i + 1);
+            right[static_cast<std::size_t>(i)] = narrow.Get() + kBeside + Step * (i + 1);
+        }
+        Half* const to = SmallRow(row);
+        std::fill_n(to, kBeside, Half{0});
+        std::fill_n(to + GetLength() - kBeside, kBeside, Half{0});
+        BlurCore(static_cast<int>(GetLength()) - 2 * kBeside, narrow.Get() + kBeside, left.data(), right.data(),
+                 to + kBeside);
+    }
+
+    /// Row `index` of a phase, blurred along the columns and enlarged to the picture's width.
+    template <int Step>
+    [[gnu::always_inline]] void MakeWide(int phase, int index, Half* scratch, Half* __restrict to) const {
+        std::array<Half const*, BlurReduction::kPairs> below{};
+        std::array<Half const*, BlurReduction::kPairs> above{};
+        int const row = phase * rows + index;
+        for (int i = 0; i < BlurReduction::kPairs; ++i) {
+            below[static_cast<std::size_t>(i)] = SmallRow(row - i - 1);
+            above[static_cast<std::size_t>(i)] = SmallRow(row + i + 1);
+        }
+        BlurCore(static_cast<int>(GetLength()), SmallRow(row), below.data(), above.data(), scratch);
+        for (Between const& place : placesX) {
+            Half const* const from = scratch + place.index * Step;
+            for (int c = 0; c < Step; ++c) {
+                to[c] = static_cast<Half>(from[c] + Times(static_cast<Half>(from[c - Step] - from[c]), place.before) +
+                                          Times(static_cast<Half>(from[c + Step] - from[c]), place.behind));
+            }
+            to += Step;
+        }
+    }
+
+    template <int Step>
+    [[gnu::always_inline]] void EnlargeRows(int first, int last) const {
+        int const count = CountSamples();
+        std::size_t const width = placesX.size() * Step;
+        PaddedRow const scratch(GetLength(), 0);
+        PaddedRow const done(width, 0);
+        PaddedRow const kept(6 * width, 0);  // for each phase the last three rows
+        std::array<int, 6> keptIndex;
+        keptIndex.fill(-1);
+        for (int y = first; y < last; ++y) {
+            int const phase = y % 2;
+            Between const& place = placesY[static_cast<std::size_t>(y / 2)];
+            std::array<Half const*, 3> around{};
+            for (int i = 0; i < 3; ++i) {
+                int const index = place.index - 1 + i;
+                auto const slot = static_cast<std::size_t>(3 * phase + index % 3);
+                Half* const row = kept.Get() + slot * width;
+                if (keptIndex[slot] != index) {
+                    MakeWide<Step>(phase, index, scratch.Get(), row);
+                    keptIndex[slot] = index;
+                }
+                around[static_cast<std::size_t>(i)] = row;
+            }
+            Half const* const a = around[0];
+            Half const* const centre = around[1];
+            Half const* const b = around[2];
+            Half* __restrict const out = done.Get();
+            for (int x = 0; x < count; ++x) {
+                out[x] = static_cast<Half>(centre[x] + Times(static_cast<Half>(a[x] - centre[x]), place.before) +
+                                           Times(static_cast<Half>(b[x] - centre[x]), place.behind));
+            }
+            Finish(count, out, to.Row(y));
+        }
+    }
+};
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void DrawRowsWide(Sum const& sum, int first, int last) {
+    sum.DrawRows(first, last);
+}
+[[gnu::target("avx2")]] void ReduceRowWide(Reduce const& reduce, int row) {
+    reduce.ReduceRow<8>(row);
+}
+[[gnu::target("avx2")]] void EnlargeRowsWide(Reduce const& reduce, int first, int last) {
+    reduce.EnlargeRows<8>(first, last);
+}
+bool HasWideVectors() {
+    static bool const has = __builtin_cpu_supports("avx2") != 0;
+    return has;
+}
+#else
+void DrawRowsWide(Sum const&, int, int) {}
+void ReduceRowWide(Reduce const&, int) {}
+void EnlargeRowsWide(Reduce const&, int, int) {}
+bool HasWideVectors() {
+    return false;
+}
+#endif
+
+void DrawRows(Sum const& sum, int first, int last) {
+    HasWideVectors() ? DrawRowsWide(sum, first, last) : sum.DrawRows(first, last);
+}
+
+void ReduceRow(Reduce const& reduce, int row) {
+    if (reduce.from.channels == 1) {
+        reduce.ReduceRow<2>(row);
+    } else if (HasWideVectors()) {
+        ReduceRowWide(reduce, row);
+    } else {
+        reduce.ReduceRow<8>(row);
+    }
+}
+
+void EnlargeRows(Reduce const& reduce, int first, int last) {
+    if (reduce.from.channels == 1) {
+        reduce.EnlargeRows<2>(first, last);
+    } else if (HasWideVectors()) {
+        EnlargeRowsWide(reduce, first, last);
+    } else {
+        reduce.EnlargeRows<8>(first, last);
+    }
+}
+
+/// Rows in strips, some for each thread.
+void ForStrips(int height, Processor& processor, std::function<void(int first, int last)> const& work) {
+    constexpr int kLeast = 16;
+    int const wanted = 2 * static_cast<int>(Processor::CountThreads());
+    int const rows = std::max(kLeast, (height + wanted - 1) / wanted);
+    processor.ForEach(static_cast<std::size_t>((height + rows - 1) / rows), [&](std::size_t i) {
+        int const first = static_cast<int>(i) * rows;
+        work(first, std::min(first + rows, height));
+    });
+}
+
+}  // namespace
+
+void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& kernel, Processor& processor) {
+    if (kernel.size <= kMostSummed) {
+        std::vector<double> weights;
+        for (int i = 1; i <= kernel.size; ++i) {
+            weights.push_back(kernel.norm * std::exp(static_cast<double>(kernel.sigma) * i * i));
+        }
+        Sum const sum{{from, to}, Round(weights)};
+        ForStrips(from.height, processor, [&sum](int first, int last) { DrawRows(sum, first, last); });
+        return;
+    }
+    constexpr std::size_t kPlace = Processor::kPlaces - 1;
+    BlurReduction const reduction(kernel);
+    Reduce reduce(from, to, reduction);
+    auto const rows = static_cast<std::size_t>(2 * reduce.rows);
+    reduce.small = reinterpret_cast<Half*>(processor.Memory(kPlace, reduce.GetLength() * rows * sizeof(Half)));
+    processor.ForEach(rows, [&reduce](std::size_t row) { ReduceRow(reduce, static_cast<int>(row)); });
+    ForStrips(from.height, processor, [&reduce](int first, int last) { EnlargeRows(reduce, first, last); });
+}
+
+}  // namespace Kaltor::Ogl

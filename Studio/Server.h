@@ -1,0 +1,71 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Edit/Document.h"
+#include "Edit/Json.h"
+#include "Host/Catalog.h"
+
+namespace Kaltor::Studio {
+
+/// A file of the page.
+struct PageFile {
+    std::string_view name;
+    std::string_view content;
+};
+
+/// What the studio opens, and what it needs of the program that runs it.
+struct Options {
+    /// Where files are read and written; edits are saved there or below.
+    std::string folder;
+    /// The edit's file, below the folder; "" where it has none yet.
+    std::string document;
+    /// What is shown where there is no such file, as JSON.
+    Edit::Json initial;
+    /// Files elsewhere that may be read.
+    std::vector<std::string> named;
+    bool isTrusted = false;
+    bool allowPlaylists = false;
+    std::uint16_t port = 0;  ///< 0: any that is free
+    /// Ends some time after the last page has gone.
+    bool exitsWithPage = false;
+
+    std::string version;
+    std::span<PageFile const> page;
+    std::function<Host::Catalog()> loadCatalog;
+    /// An entry for programs, as `list --json` has it.
+    std::function<Edit::Json(Host::CatalogEntry const&)> describeEntry;
+    /// The command line that makes the document; nothing where there is none.
+    std::function<std::optional<std::string>(Edit::Document const&)> writeCommand;
+};
+
+/// Serves the studio's page and what it asks for, on the loopback address, to those who know the address with its
+/// random token.
+class Server {
+public:
+    /// Binds the port. Throws `std::runtime_error` where that fails.
+    explicit Server(Options options);
+    ~Server();
+    Server(Server const&) = delete;
+    Server& operator=(Server const&) = delete;
+
+    /// "http://127.0.0.1:PORT/TOKEN/"
+    std::string GetAddress() const;
+    /// Serves until a page asks for the end, or `cancel` becomes true.
+    void Run(std::atomic<bool> const& cancel);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace Kaltor::Studio
