@@ -28,7 +28,11 @@ fs::path GetLibraryFolder() {
     if (dladdr(reinterpret_cast<void const*>(&Core::GetCallStack), &info) == 0 || info.dli_fname == nullptr) {
         return {};
     }
-    return fs::path(info.dli_fname).parent_path();
+    fs::path const folder = fs::path(info.dli_fname).parent_path();
+    // The loader may have come by another way to it: /lib is a link to /usr/lib.
+    std::error_code error;
+    fs::path real = fs::canonical(folder, error);
+    return error ? folder : real;
 }
 
 fs::path GetProgramFolder() {

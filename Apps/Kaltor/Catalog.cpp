@@ -46,7 +46,9 @@ Catalog LoadCatalog(HangGuard guard) {
     Catalog catalog = Catalog::Load(host);
     for (Host::PluginReport const& plugin : catalog.GetPlugins()) {
         if (!plugin.fault.empty()) {
-            WriteError(fmt::format("warning: the plug-in {} is not all used: {}", plugin.file.string(), plugin.fault));
+            char const* const extent = plugin.effects == 0 ? "used" : "all used";
+            WriteError(
+                fmt::format("warning: the plug-in {} is not {}: {}", plugin.file.string(), extent, plugin.fault));
         }
     }
     return catalog;
