@@ -210,10 +210,13 @@ TEST_F(WipeTransitionsTest, PinwheelFillsEachBladeFromItsLeadingEdge) {
                                      std::sin(freq * kPi / 25 * distance) / distance);
                 double const pixel = 4.0 / std::max(at.first.width, at.first.height);
                 double const width = std::min(pixel * std::hypot(1.0, wave) / distance, blade);
-                if (std::min(behind, blade - behind) < 0.5 * width) {
-                    return kUndecided;
-                }
-                return at.Mix(std::clamp(((1 + soft) * at.progress - behind / blade) / soft, 0.0, 1.0));
+                auto const fill = [&](double place) {
+                    return std::clamp(((1 + soft) * at.progress - place / blade) / soft, 0.0, 1.0);
+                };
+                double const edge = std::min(behind, blade - behind);
+                double const beyond = fill(behind < 0.5 * blade ? behind + blade : behind - blade);
+                double const share = std::min(0.5 + edge / width, 1.0);
+                return at.Mix(share * fill(behind) + (1 - share) * beyond);
             });
     }
 }

@@ -180,7 +180,7 @@ void main() {
     float alpha = clamp(dot(split - Split(from), way) / max(dot(way, way), 1.0e-3), 0.0, 1.0);
     alpha = clamp((alpha - 0.03) / 0.94, 0.0, 1.0);
     vec3 own = clamp((origin.rgb - from * (1.0 - alpha)) / max(alpha, 0.05), vec3(0.0), max(origin.rgb, vec3(1.0)));
-    own = mix(to, own, smoothstep(0.4, 0.97, alpha));
+    own = mix(to, own, smoothstep(0.15, 0.75, alpha));
     vec3 parts = Split(own);
     own -= (key - vec3(key_luma)) * (clamp(dot(parts.yz, key_chroma) * lean, 0.0, 1.0) * spill);
     gl_FragColor = vec4(mix(clean, own, band), origin.a * mix(stays, alpha, band));
@@ -270,7 +270,7 @@ private:
             });
             TakeMeans(picture, false, all.Get(), storage, [](Pass&) {});
             // How far from the screen a pixel of an edge may be: a part of the larger side.
-            constexpr double kReach = 0.01;
+            constexpr double kReach = 0.0065;
             double const texels = kReach * std::max(form.width, form.height);
             glm::vec2 const reach(texels / form.width, texels / form.height);
             PooledTexture const rows(form);
