@@ -111,7 +111,7 @@ Catalog::Catalog(std::vector<RegisteredEffect> const& registered) : opened(std::
 }
 
 Catalog Catalog::Load(Proc::ShaderHost const& shaderHost) {
-    std::unique_ptr<EffectRegistry> registry = MakeRegistry();
+    std::unique_ptr<EffectRegistry> registry = MakeRegistry(shaderHost.readPicture);
     Catalog catalog(registry->List());
     catalog.factory = registry->GetFactory();
     catalog.registry = std::move(registry);
@@ -326,7 +326,8 @@ std::unique_ptr<Proc::Settings> MakeSettings(CatalogEntry const& entry,
 bool HasAllDefaults(CatalogEntry const& entry) {
     std::vector<Proc::Field> const& fields = entry.defaults->GetFields();
     return std::none_of(fields.begin(), fields.end(), [&entry](Proc::Field const& field) {
-        return field.type == Proc::FieldType::File && std::get<std::string>(field.get(*entry.defaults)).empty();
+        return field.type == Proc::FieldType::File && !field.isOptional &&
+               std::get<std::string>(field.get(*entry.defaults)).empty();
     });
 }
 

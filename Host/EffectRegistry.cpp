@@ -87,7 +87,8 @@ private:
 
 }  // namespace
 
-EffectRegistry::EffectRegistry() : entries(std::make_shared<Entries>()) {}
+EffectRegistry::EffectRegistry(Proc::PictureReader pictureReader)
+    : entries(std::make_shared<Entries>()), reader(std::move(pictureReader)) {}
 EffectRegistry::~EffectRegistry() = default;
 
 bool EffectRegistry::HasOneInputEffect(std::string const& classId, std::string const& implName) const {

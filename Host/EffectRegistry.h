@@ -32,7 +32,7 @@ struct PluginReport {
 /// The host's effect registry. One thread fills it; its factory may be used from any thread, also meanwhile.
 class EffectRegistry final : public Proc::IEffectRegistry {
 public:
-    EffectRegistry();
+    explicit EffectRegistry(Proc::PictureReader pictureReader = {});
     ~EffectRegistry() override;
     EffectRegistry(EffectRegistry const&) = delete;
     EffectRegistry& operator=(EffectRegistry const&) = delete;
@@ -44,6 +44,7 @@ public:
     void RegisterTwoInputEffect(std::string const& classId, std::string const& implName,
                                 Proc::TwoInputEffectFactoryFn const& factory) override;
     void RegisterSettings(std::shared_ptr<Proc::Settings const> const& defaults) override;
+    Proc::PictureReader GetPictureReader() const override { return reader; }
 
     /// The plug-ins that were loaded into it, our own first.
     std::vector<PluginReport> const& GetPlugins() const { return plugins; }
@@ -62,6 +63,7 @@ private:
     void KnowSettings(std::string const& classId);
 
     std::shared_ptr<Entries> entries;
+    Proc::PictureReader reader;
     std::map<std::string, std::shared_ptr<Proc::Settings const>> settings;
     std::vector<PluginReport> plugins;
 };

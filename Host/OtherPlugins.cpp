@@ -56,6 +56,8 @@ public:
         }
     }
 
+    Proc::PictureReader GetPictureReader() const override { return known.GetPictureReader(); }
+
     /// Adds everything to the registry; gives what is wrong with it, or "".
     std::string AddTo(EffectRegistry& registry, std::size_t& count) {
         std::vector<std::string> undescribed;
@@ -95,14 +97,18 @@ private:
     std::set<std::string> taken;
 };
 
-std::vector<fs::path> ListObjects(fs::path const& folder) {
+/// What ends in ".so" there. A folder that is not there has nothing; `error` says why one that is cannot be read.
+std::vector<fs::path> ListObjects(fs::path const& folder, std::error_code& error) {
     std::vector<fs::path> files;
-    std::error_code error;
     for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         if (entry->path().extension() == ".so") {
             files.push_back(entry->path());
         }
+    }
+    std::error_code ignored;
+    if (!fs::is_directory(folder, ignored)) {
+        error.clear();
     }
     std::sort(files.begin(), files.end());
     return files;
@@ -201,7 +207,12 @@ std::vector<PluginReport> LoadOtherPlugins(EffectRegistry& registry, std::vector
     std::vector<PluginReport> reports;
     std::set<fs::path> seen;
     for (fs::path const& folder : folders) {
-        for (fs::path const& file : ListObjects(folder)) {
+        std::error_code unread;
+        std::vector<fs::path> const files = ListObjects(folder, unread);
+        if (unread) {
+            reports.push_back({folder, 0, fmt::format("the folder cannot be read: {}", unread.message())});
+        }
+        for (fs::path const& file : files) {
             std::error_code error;
             fs::path const real = fs::canonical(file, error);
             if (!error && !seen.insert(real).second) {

@@ -63,8 +63,13 @@ fs::path FindLooks(fs::path const& plugin) {
 
 void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     std::error_code error;
-    if (!fs::exists(file, error)) {
+    fs::file_status const status = fs::status(file, error);
+    if (status.type() == fs::file_type::not_found) {
         Core::Throw(std::runtime_error(fmt::format("the plug-in {} does not exist", file.string())));
+    }
+    if (error || !fs::is_regular_file(status)) {  // whoever opens a pipe waits for what comes out of it
+        Core::Throw(std::runtime_error(fmt::format("the plug-in {} cannot be read: {}", file.string(),
+                                                   error ? error.message() : "it is no file")));
     }
     // Another version of the library would come in beside this one.
     std::string const ours = "libkaltor.so." KALTOR_ABI;
@@ -90,8 +95,8 @@ void LoadPlugin(fs::path const& file, Proc::IEffectRegistry& registry) {
     reinterpret_cast<Proc::RegistratorFn>(symbol)(registry);
 }
 
-std::unique_ptr<EffectRegistry> MakeRegistry() {
-    auto registry = std::make_unique<EffectRegistry>();
+std::unique_ptr<EffectRegistry> MakeRegistry(Proc::PictureReader const& reader) {
+    auto registry = std::make_unique<EffectRegistry>(reader);
     Proc::RegisterDefaultEffects(*registry);
     fs::path const plugin = FindPlugin();
     for (fs::path const& file : {plugin, FindLooks(plugin)}) {

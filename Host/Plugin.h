@@ -27,9 +27,9 @@ void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& regist
 std::filesystem::path GetProgramFolder();
 std::filesystem::path GetLibraryFolder();
 
-/// The default effects, those of the plug-in, the looks where they are installed, and the effects of other plug-ins (see
-/// `ListPluginFolders`). Throws as `FindPlugin` and `LoadPlugin`, and where one of our own registers nothing; faults of
-/// others stand in the registry's reports.
-std::unique_ptr<EffectRegistry> MakeRegistry();
+/// The default effects, those of the plug-in, the looks where they are installed, and the effects of other plug-ins
+/// (see `ListPluginFolders`). Throws as `FindPlugin` and `LoadPlugin`, and where one of our own registers nothing;
+/// faults of others stand in the registry's reports. Effects read pictures with `reader`.
+std::unique_ptr<EffectRegistry> MakeRegistry(Proc::PictureReader const& reader = {});
 
 }  // namespace Kaltor::Host

@@ -1,5 +1,6 @@
 #include "Ogl/DataVideoOGL.h"
 
+#include <optional>
 #include <utility>
 
 #include "Ogl/OglManager.h"
@@ -98,12 +99,31 @@ void DataVideoOGL::RunTasks(ShaderStorage const& storage) {
     std::rethrow_exception(failure);
 }
 
+void DataVideoOGL::DrawOnPlanes(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs) {
+    Conf::FrameInfo const& info = GetFrameInfo();
+    std::optional<ColorSpec> tags;
+    for (boost::intrusive_ptr<DataVideoOGL> const& input : inputs) {
+        Frame const picture = input->FrameData();
+        ColorSpec const spec = picture.GetColorSpec().Resolved(info.height);
+        if (!picture.IsOnPlanes() || picture.GetWidth() != info.width || picture.GetHeight() != info.height ||
+            tags.value_or(spec) != spec) {
+            return;
+        }
+        tags = spec;
+    }
+    if (tags && GetPixFmt() == kOpaqueFormat && !frame.IsValid()) {
+        frame.AllocateOnPlanes(info.width, info.height, *tags);
+    }
+}
+
 Frame DataVideoOGL::FrameData() {
     OglManager::AssertOpenGLThread();
     if (error) {
         std::rethrow_exception(error);
     }
-    if (!frame.IsValid()) {
+    if (!frame.IsValid() && GetPixFmt() == PixFmt::Yuv420p && OglManager::GetInstance().GetStrategy().convertsOnCpu) {
+        frame.AllocateInMemory(GetFrameInfo().width, GetFrameInfo().height);
+    } else if (!frame.IsValid()) {
         frame.Allocate(GetPixFmt(), GetFrameInfo().width, GetFrameInfo().height);
     }
     frame.SetColorSpec(GetColorSpec());

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <mutex>
+#include <span>
 #include <vector>
 
 #include "Ogl/Frame.h"
@@ -28,6 +29,9 @@ public:
     /// and in every later call; the tasks behind it are dropped.
     void Execute();
 
+    /// Has the frame be drawn on planes in main memory instead of a texture, if all inputs lie on such planes with the
+    /// same tags, in its own size. GL thread, before it is drawn.
+    void DrawOnPlanes(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs);
     /// The frame's picture. Rethrows the frame's error. GL thread only.
     Frame FrameData();
 

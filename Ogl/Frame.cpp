@@ -1,7 +1,8 @@
 #include "Ogl/Frame.h"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
+#include <cmath>
 #include <stdexcept>
 #include <vector>
 
@@ -12,12 +13,10 @@
 #include "Ogl/Minify.h"
 #include "Ogl/OglManager.h"
 #include "Ogl/PixelTransfer.h"
+#include "Ogl/PlanarPicture.h"
 #include "Ogl/ShaderStorage.h"
 #include "Proc/Data/DataVideoFF.h"
-
-extern "C" {
-#include <libavutil/imgutils.h>
-}
+#include "Proc/Data/YuvToRgb.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -37,20 +36,6 @@ glm::mat3 ToMat3(ColorTransform const& transform) {
     return result;
 }
 
-/// Fills the part of a picture (four bytes per pixel) beyond `width` and `height` with its last column and row.
-void RepeatEdges(AVFrame& frame, std::uint32_t width, std::uint32_t height) {
-    constexpr std::ptrdiff_t kPixel = 4;
-    auto const row = [&frame](std::ptrdiff_t y) { return frame.data[0] + frame.linesize[0] * y; };
-    for (std::ptrdiff_t y = 0; y < static_cast<std::ptrdiff_t>(height); ++y) {
-        for (std::ptrdiff_t x = width; x < frame.width; ++x) {
-            std::memcpy(row(y) + kPixel * x, row(y) + kPixel * (x - 1), kPixel);
-        }
-    }
-    for (std::ptrdiff_t y = height; y < frame.height; ++y) {
-        std::memcpy(row(y), row(y - 1), static_cast<std::size_t>(kPixel * frame.width));
-    }
-}
-
 /// An opaque picture: `rgb` over black.
 Frame Flatten(Frame const& rgb, ShaderStorage const& storage) {
     Frame flat;
@@ -66,6 +51,33 @@ glm::vec3 ToVec3(std::array<double, 3> const& values) {
     return {static_cast<float>(values[0]), static_cast<float>(values[1]), static_cast<float>(values[2])};
 }
 
+/// The present state of the GL's blending, which `Frame::Draw` heeds.
+PlaneBlend ReadBlend() {
+    using Kind = PlaneBlend::Kind;
+    if (glIsEnabled(GL_BLEND) == GL_FALSE) {
+        return {};
+    }
+    std::array<GLint, 2> factors{};
+    glGetIntegerv(GL_BLEND_SRC_RGB, &factors[0]);
+    glGetIntegerv(GL_BLEND_DST_RGB, &factors[1]);
+    std::array<GLfloat, 4> color{};
+    glGetFloatv(GL_BLEND_COLOR, color.data());
+    double const alpha = std::isnan(color[3]) ? 0.0 : std::clamp(double{color[3]}, 0.0, 1.0);
+    if (factors == std::array<GLint, 2>{GL_CONSTANT_ALPHA, GL_ONE_MINUS_CONSTANT_ALPHA}) {
+        return {Kind::Mix, alpha};
+    }
+    if (factors == std::array<GLint, 2>{GL_ONE_MINUS_CONSTANT_ALPHA, GL_CONSTANT_ALPHA}) {
+        return {Kind::Mix, 1.0 - alpha};
+    }
+    if (factors == std::array<GLint, 2>{GL_CONSTANT_ALPHA, GL_ZERO}) {
+        return {Kind::FromBlack, alpha};
+    }
+    if (factors == std::array<GLint, 2>{GL_ZERO, GL_ONE_MINUS_SRC_COLOR}) {
+        return {Kind::Inverse, 1.0};
+    }
+    Core::Throw(std::logic_error("there is no such blending on planes"));
+}
+
 }  // namespace
 
 struct Frame::Picture {
@@ -76,6 +88,10 @@ struct Frame::Picture {
     std::vector<std::shared_ptr<PooledTexture const>> textures;
     /// The format is YUV, but the texture still holds RGB: the download converts.
     bool isConvertedLater = false;
+    /// Instead of textures, where the picture lies in main memory; null until it is uploaded.
+    std::shared_ptr<PlanarPicture> planes{};
+    bool isInMemory = false;
+    Frame rgb{};  ///< the same as a texture, once it was needed
 
     bool HoldsRgb() const { return isConvertedLater || IsRgb(format); }
     Texture const& GetTexture(std::size_t plane) const { return textures[plane]->Get(); }
@@ -94,6 +110,23 @@ void Frame::Allocate(PixFmt format, std::uint32_t width, std::uint32_t height) {
     picture = std::move(made);
 }
 
+void Frame::AllocateInMemory(std::uint32_t width, std::uint32_t height) {
+    auto made = std::make_shared<Picture>(Picture{PixFmt::Yuv420p, width, height, {}, {}});
+    made->isInMemory = true;
+    picture = std::move(made);
+}
+
+void Frame::AllocateOnPlanes(std::uint32_t width, std::uint32_t height, ColorSpec const& spec) {
+    auto made = std::make_shared<Picture>(Picture{kOpaqueFormat, width, height, spec, {}});
+    made->isInMemory = true;
+    made->planes = std::make_shared<PlanarPicture>(width, height, spec);
+    picture = std::move(made);
+}
+
+bool Frame::IsOnPlanes() const {
+    return picture->planes != nullptr;
+}
+
 PixFmt Frame::GetPixFmt() const {
     return picture->format;
 }
@@ -110,7 +143,28 @@ void Frame::SetColorSpec(ColorSpec const& spec) {
     picture->colorSpec = spec;
 }
 Texture const& Frame::GetFirstTexture() const {
+    if (picture->isInMemory) {
+        Core::Throw(std::logic_error("a picture in main memory has no texture"));
+    }
     return picture->GetTexture(0);
+}
+
+void Frame::AttachTo(Surface& surface) const {
+    if (picture->isInMemory) {
+        surface.Attach(picture->planes);
+    } else {
+        surface.Attach(GetFirstTexture());
+    }
+}
+
+void Frame::Fill(std::array<double, 3> const& color, Surface& surface) const {
+    AttachTo(surface);
+    if (picture->isInMemory) {
+        picture->planes->Fill(color);
+        return;
+    }
+    glClearColor(static_cast<float>(color[0]), static_cast<float>(color[1]), static_cast<float>(color[2]), 1.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
 }
 
 void Frame::Upload(boost::intrusive_ptr<Proc::IDataVideo> const& source, ShaderStorage const& storage) {
@@ -120,6 +174,12 @@ void Frame::Upload(boost::intrusive_ptr<Proc::IDataVideo> const& source, ShaderS
     if (!fits) {
         Core::Throw(std::invalid_argument("only a frame in main memory of the same format and size can be uploaded"));
     }
+    picture->colorSpec = cpu->GetColorSpec();
+    if (picture->isInMemory) {
+        picture->planes = std::make_shared<PlanarPicture>(boost::intrusive_ptr<Proc::DataVideoFF const>(cpu));
+        picture->rgb = Frame();
+        return;
+    }
     bool const usesPixelBuffer = OglManager::GetInstance().GetStrategy().usesPixelBuffers;
     AVFrame const& frame = cpu->GetFrame();
     for (std::size_t plane = 0; plane < picture->textures.size(); ++plane) {
@@ -127,12 +187,12 @@ void Frame::Upload(boost::intrusive_ptr<Proc::IDataVideo> const& source, ShaderS
                                   GetPlaneLayout(picture->format, plane, picture->width, picture->height),
                                   frame.data[plane], frame.linesize[plane], usesPixelBuffer);
     }
-    picture->colorSpec = cpu->GetColorSpec();
 }
 
 void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, ShaderStorage const& storage) const {
     PixFmt const format = target->GetPixFmt();
-    bool const isSameKind = format == picture->format || (IsRgb(format) && IsRgb(picture->format));
+    bool const isSameKind = format == picture->format || (IsRgb(format) && IsRgb(picture->format)) ||
+                            (picture->isInMemory && format == PixFmt::Yuv420p);
     bool const fits = isSameKind && target->GetFrameInfo().width == picture->width &&
                       target->GetFrameInfo().height == picture->height;
     if (!fits) {
@@ -140,42 +200,55 @@ void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, Shad
                                                       picture->width, picture->height,
                                                       PixFmtDescription::Find(picture->format).name)));
     }
+    if (picture->isInMemory) {
+        DownloadPlanes(*target);
+        return;
+    }
     bool const usesPixelBuffer = OglManager::GetInstance().GetStrategy().usesPixelBuffers;
     PixelTransfer& transfer = storage.Transfer();
-    auto const download = [&](PixFmt readFormat, AVFrame& frame, std::size_t plane) {
-        transfer.Download(picture->GetTexture(plane), storage.FBO(),
-                          GetPlaneLayout(readFormat, plane, picture->width, picture->height), frame.data[plane],
-                          frame.linesize[plane], usesPixelBuffer);
-    };
     if (picture->isConvertedLater) {
-        constexpr int kThreads = 2;
-        // With odd sides libswscale would read beyond the last column and squeeze chroma a little along the rows. So
-        // the picture is converted with even sides.
-        Conf::FrameInfo const info = target->GetFrameInfo();
-        Conf::FrameInfo const even{info.width + info.width % 2, info.height + info.height % 2, 1, 1};
-        bool const isEven = info.width == even.width && info.height == even.height;
-        boost::intrusive_ptr<Proc::DataVideoFF> const rgb = Proc::DataVideoFF::Create(PixFmt::Bgrx, even);
-        download(PixFmt::Bgrx, rgb->GetWritableFrame(), 0);
-        RepeatEdges(rgb->GetWritableFrame(), info.width, info.height);
-        boost::intrusive_ptr<Proc::DataVideoFF> const yuv =
-            isEven ? target : Proc::DataVideoFF::Create(PixFmt::Yuv420p, even);
-        transfer.GetConverter().Convert(rgb->GetFrame(), {}, yuv->GetWritableFrame(), picture->colorSpec, kThreads);
-        if (!isEven) {
-            AVFrame& to = target->GetWritableFrame();
-            std::array<std::uint8_t const*, 4> from{yuv->GetFrame().data[0], yuv->GetFrame().data[1],
-                                                    yuv->GetFrame().data[2], nullptr};
-            av_image_copy(to.data, to.linesize, from.data(), yuv->GetFrame().linesize, AV_PIX_FMT_YUV420P, to.width,
-                          to.height);
-        }
+        transfer.DownloadYuv(picture->GetTexture(0), storage.FBO(), target->GetWritableFrame(), picture->colorSpec);
     } else {
         for (std::size_t plane = 0; plane < picture->textures.size(); ++plane) {
-            download(format, target->GetWritableFrame(), plane);
+            AVFrame& frame = target->GetWritableFrame();
+            transfer.Download(picture->GetTexture(plane), storage.FBO(),
+                              GetPlaneLayout(format, plane, picture->width, picture->height), frame.data[plane],
+                              frame.linesize[plane], usesPixelBuffer);
         }
     }
     target->SetColorSpec(picture->colorSpec);
 }
 
+void Frame::DownloadPlanes(Proc::DataVideoFF& target) const {
+    boost::intrusive_ptr<Proc::DataVideoFF const> const planes = picture->planes->Get();
+    if (target.GetPixFmt() == PixFmt::Yuv420p) {
+        target.ShareSamples(*planes);
+    } else {
+        Proc::YuvToRgbConverter(PixFmt::Yuv420p, target.GetPixFmt(), picture->colorSpec.Resolved(picture->height))
+            .Convert(planes->GetFrame(), target.GetWritableFrame());
+    }
+    target.SetColorSpec(picture->colorSpec);
+}
+
+Frame Frame::UploadAsRgb(ShaderStorage const& storage) const {
+    if (!picture->rgb.IsValid()) {
+        Frame result;
+        result.Allocate(kOpaqueFormat, picture->width, picture->height);
+        ColorSpec const spec = picture->colorSpec.Resolved(picture->height);
+        if (picture->planes) {
+            boost::intrusive_ptr<Proc::DataVideoFF const> const planes = picture->planes->Get();
+            storage.Transfer().UploadYuv(result.GetFirstTexture(), planes->GetFrame(), spec);
+        }
+        result.SetColorSpec(spec);
+        picture->rgb = result;
+    }
+    return picture->rgb;
+}
+
 Frame Frame::ConvertToRGBA(ShaderStorage const& storage) const {
+    if (picture->isInMemory) {
+        return UploadAsRgb(storage);
+    }
     if (picture->HoldsRgb()) {
         return *this;
     }
@@ -192,7 +265,7 @@ Frame Frame::DrawAsRgb(Surface& surface, ShaderStorage const& storage) const {
 }
 
 Frame Frame::ConvertToYUV420(ShaderStorage const& storage) const {
-    if (picture->format == PixFmt::Yuv420p) {
+    if (picture->format == PixFmt::Yuv420p || picture->isInMemory) {
         return *this;
     }
     ColorSpec const spec = picture->colorSpec.Resolved(picture->height);
@@ -237,6 +310,17 @@ Frame Frame::ConvertToYUV420(ShaderStorage const& storage) const {
 }
 
 void Frame::Draw(Mesh const& mesh, ShaderStorage const& storage) const {
+    if (std::shared_ptr<PlanarPicture> const target = storage.FBO().GetPlanes()) {
+        if (!picture->planes || mesh.GetRectangles().empty()) {
+            Core::Throw(std::logic_error("only pictures on planes are drawn on planes, through rectangles"));
+        }
+        target->Draw(*picture->planes, mesh.GetRectangles(), ReadBlend(), mesh.GetCorners() != nullptr);
+        return;
+    }
+    if (picture->isInMemory) {
+        UploadAsRgb(storage).Draw(mesh, storage);
+        return;
+    }
     bool isExact = false;
     if (Mesh::Corners const* const corners = mesh.GetCorners()) {
         std::array<GLint, 4> viewport{};

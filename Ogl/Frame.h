@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -16,6 +17,7 @@ class IDataVideo;
 
 namespace Kaltor::Ogl {
 
+class PlanarPicture;
 class ShaderStorage;
 class Surface;
 
@@ -31,6 +33,14 @@ public:
     /// Makes room for a picture, transparent black (opaque black without alpha) until it is drawn. Throws
     /// `std::runtime_error` for sizes beyond the GL's limit.
     void Allocate(PixFmt format, std::uint32_t width, std::uint32_t height);
+    /// The same for planar 4:2:0 of 8 bits that stays in main memory: it takes up a CPU frame without a copy, and
+    /// becomes a texture where a program needs one.
+    void AllocateInMemory(std::uint32_t width, std::uint32_t height);
+    /// The same for a picture without alpha that will be drawn by `Frame::Draw` alone, on planes with these tags, from
+    /// pictures that lie on such planes.
+    void AllocateOnPlanes(std::uint32_t width, std::uint32_t height, ColorSpec const& spec);
+    /// Whether the picture lies on planes in main memory.
+    bool IsOnPlanes() const;
     bool IsValid() const { return picture != nullptr; }
 
     PixFmt GetPixFmt() const;
@@ -52,8 +62,13 @@ public:
     /// laid over black. Where conversions run on the processor, the conversion happens during the download.
     Frame ConvertToYUV420(ShaderStorage const& storage) const;
 
-    /// The texture of an RGB frame, the luma plane of a YUV one.
+    /// The texture of an RGB frame, the luma plane of a YUV one. Throws `std::logic_error` where the picture lies on
+    /// planes in main memory.
     Texture const& GetFirstTexture() const;
+    /// Makes the frame the target of `surface`: its first texture, or its planes.
+    void AttachTo(Surface& surface) const;
+    /// Makes all of a frame without alpha one colour (R'G'B', 0 to 1) and attaches it.
+    void Fill(std::array<double, 3> const& color, Surface& surface) const;
     /// Draws the picture, whatever its format, through `mesh` of (s, t, x, y) into the attached target, under the
     /// current blend state. With a quad whose corners are known, the result is exact to the byte where texels and
     /// pixels coincide; where the picture is made smaller, each pixel is the mean of the texels that it covers.
@@ -62,6 +77,8 @@ public:
 private:
     struct Picture;
     Frame DrawAsRgb(Surface& surface, ShaderStorage const& storage) const;
+    Frame UploadAsRgb(ShaderStorage const& storage) const;
+    void DownloadPlanes(Proc::DataVideoFF& target) const;
 
     std::shared_ptr<Picture> picture;
 };

@@ -47,8 +47,9 @@ GLBuffer MakeBuffer(GLenum target, GLenum usage, std::vector<Value> const& value
 
 Quad::Quad(GLenum usage) : vertices(GL_ARRAY_BUFFER, usage), indices{0, 1, 3, 3, 1, 2} {}
 
-Quad::Quad(PackedQuad const& packed, GLenum usage) : vertices(GL_ARRAY_BUFFER, usage), indices(packed.indices) {
-    vertices.SetData(packed.vertices.size() * sizeof(float), packed.vertices.data());
+Quad::Quad(PackedQuad const& packedQuad, GLenum usage)
+    : vertices(GL_ARRAY_BUFFER, usage), indices(packedQuad.indices), packed(packedQuad.vertices) {
+    vertices.SetData(packed.size() * sizeof(float), packed.data());
 }
 
 void Quad::SetCorners(Corners const& value) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "Ogl/GLBuffer.h"
@@ -28,6 +29,8 @@ public:
     using Corners = std::array<float, 16>;
     /// The corners if the mesh is one quad whose position is known. Null by default.
     virtual Corners const* GetCorners() const { return nullptr; }
+    /// The vertices of rectangles, four of (s, t, x, y) each, where they are known. Empty by default.
+    virtual std::span<float const> GetRectangles() const { return {}; }
 };
 
 /// Indices (three per triangle) and vertices of four floats: s, t, x, y. Textures have (0, 0) at the lower left, clip
@@ -43,12 +46,13 @@ public:
     /// One quad of four vertices that are yet to be written to the vertex buffer (64 bytes), corners lower left, lower
     /// right, upper right, upper left; two triangles (0, 1, 3) and (3, 1, 2).
     explicit Quad(GLenum usage);
-    Quad(PackedQuad const& packed, GLenum usage);
+    Quad(PackedQuad const& packedQuad, GLenum usage);
 
     /// Writes the one quad's vertices and remembers them, so that a frame that is drawn through it knows by how much it
     /// shrinks.
     void SetCorners(Corners const& value);
     Corners const* GetCorners() const override { return corners ? &*corners : nullptr; }
+    std::span<float const> GetRectangles() const override { return corners ? std::span(*corners) : std::span(packed); }
     /// For vertices that do not form one known quad.
     GLBuffer& GetVertexBuffer() { return vertices; }
     void Activate() const override;
@@ -62,6 +66,7 @@ private:
     GLBuffer vertices;
     std::vector<unsigned> indices;
     std::optional<Corners> corners;
+    std::vector<float> packed;  ///< vertices
 };
 
 /// A triangle mesh in space: points of x, y, z, s, t and triangles of three point numbers.

@@ -34,7 +34,7 @@ FrameStrategy FrameStrategy::For(GlInfo const& info) {
 
 std::vector<PixFmt> GetSupportedPxlFmt() {
     if (OglManager::GetInstance().GetStrategy().convertsOnCpu) {
-        return {PixFmt::Bgrx, PixFmt::Bgra, PixFmt::RgbF16, PixFmt::RgbaF16};
+        return {PixFmt::Bgrx, PixFmt::Bgra, PixFmt::Yuv420p, PixFmt::RgbF16, PixFmt::RgbaF16};
     }
     return {PixFmt::Rgba,      PixFmt::Rgb24,     PixFmt::Bgra,   PixFmt::Bgrx,   PixFmt::Yuv420p,
             PixFmt::Yuv422p,   PixFmt::Yuv444p,   PixFmt::Nv12,   PixFmt::Gray8,  PixFmt::Yuv420p10,

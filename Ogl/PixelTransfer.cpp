@@ -1,5 +1,6 @@
 #include "Ogl/PixelTransfer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -33,6 +34,9 @@ void MoveRows(PlaneLayout const& layout, Byte* lowest, std::ptrdiff_t step, GLen
         move(row, 1, lowest + step * row);
     }
 }
+
+/// Of the pieces in which pictures are converted on the way. Even, since two rows share their chroma.
+constexpr std::uint32_t kPieceRows = 32;
 
 /// A mapped pixel buffer; the destructor unmaps it.
 class Mapping {
@@ -128,6 +132,45 @@ void PixelTransfer::Upload(Texture const& texture, PlaneLayout const& layout, st
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     texture.SetFresh(false);
+}
+
+void PixelTransfer::UploadYuv(Texture const& texture, AVFrame const& picture, ColorSpec const& spec) {
+    PixFmt const format = Proc::GetPixFmt(picture);
+    PlaneLayout const layout = GetPlaneLayout(PixFmt::Bgrx, 0, texture.GetForm().width, texture.GetForm().height);
+    if (!toRgb || !toRgb->IsFor(format, PixFmt::Bgrx, spec)) {
+        toRgb.emplace(format, PixFmt::Bgrx, spec);
+    }
+    auto const rowBytes = static_cast<std::ptrdiff_t>(layout.width) * layout.bytes;
+    piece.resize(static_cast<std::size_t>(rowBytes) * kPieceRows);
+    texture.Bind();
+    for (std::uint32_t top = 0; top < layout.height; top += kPieceRows) {
+        std::uint32_t const rows = std::min(kPieceRows, layout.height - top);
+        // The lowest row comes first in textures.
+        toRgb->Convert(picture, static_cast<int>(top), static_cast<int>(rows), piece.data() + rowBytes * (rows - 1),
+                       -rowBytes);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, static_cast<GLint>(layout.height - top - rows),
+                        static_cast<GLsizei>(layout.width), static_cast<GLsizei>(rows), layout.format, layout.type,
+                        piece.data());
+    }
+    texture.SetFresh(false);
+}
+
+void PixelTransfer::DownloadYuv(Texture const& texture, Surface& surface, AVFrame& picture, ColorSpec const& spec) {
+    PlaneLayout const layout = GetPlaneLayout(PixFmt::Bgrx, 0, texture.GetForm().width, texture.GetForm().height);
+    if (!toYuv || !toYuv->IsFor(spec)) {
+        toYuv.emplace(spec);
+    }
+    surface.Attach(texture);
+    auto const rowBytes = static_cast<std::ptrdiff_t>(layout.width) * layout.bytes;
+    piece.resize(static_cast<std::size_t>(rowBytes) * kPieceRows);
+    for (std::uint32_t top = 0; top < layout.height; top += kPieceRows) {
+        std::uint32_t const rows = std::min(kPieceRows, layout.height - top);
+        glReadPixels(0, static_cast<GLint>(layout.height - top - rows), static_cast<GLsizei>(layout.width),
+                     static_cast<GLsizei>(rows), layout.format, layout.type, piece.data());
+        toYuv->Convert(piece.data() + rowBytes * (rows - 1), -rowBytes, static_cast<int>(top), static_cast<int>(rows),
+                       picture);
+    }
+    ThrowOnGlError("reading a picture back");
 }
 
 void PixelTransfer::Download(Texture const& texture, Surface& surface, PlaneLayout const& layout, std::uint8_t* top,

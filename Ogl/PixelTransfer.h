@@ -2,13 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "Conf/PixFmt.h"
 #include "Ogl/GLBuffer.h"
 #include "Ogl/Surface.h"
 #include "Ogl/Texture.h"
-#include "Proc/Data/SampleConverter.h"
+#include "Proc/Data/RgbToYuv.h"
+#include "Proc/Data/YuvToRgb.h"
 
 namespace Kaltor::Ogl {
 
@@ -34,7 +36,12 @@ public:
     void Download(Texture const& texture, Surface& surface, PlaneLayout const& layout, std::uint8_t* top,
                   std::ptrdiff_t stride, bool usesPixelBuffer);
 
-    Proc::SampleConverter& GetConverter() { return converter; }
+    /// Fills an opaque texture, blue first, with a Y'CbCr picture, converted on the way in pieces that stay in the
+    /// processor's cache. The tags must be resolved.
+    void UploadYuv(Texture const& texture, AVFrame const& picture, ColorSpec const& spec);
+
+    /// The way back from an R'G'B' texture.
+    void DownloadYuv(Texture const& texture, Surface& surface, AVFrame& picture, ColorSpec const& spec);
 
 private:
     GLBuffer& GetPixelBuffer(GLenum target);
@@ -42,7 +49,9 @@ private:
     std::vector<GLBuffer> packBuffers;    ///< made on first use
     std::vector<GLBuffer> unpackBuffers;  ///< used in turn: one is filled while another is read
     std::size_t nextUnpackBuffer = 0;
-    Proc::SampleConverter converter;
+    std::optional<Proc::YuvToRgbConverter> toRgb;
+    std::optional<Proc::RgbToYuvConverter> toYuv;
+    std::vector<std::uint8_t> piece;
 };
 
 }  // namespace Kaltor::Ogl

@@ -120,6 +120,13 @@ Texture const& ShaderStorage::Noise() const {
     return noise;
 }
 
+Texture const& ShaderStorage::GreyNoise() const {
+    if (!greyNoise) {
+        greyNoise = MakeGreyNoiseTexture();
+    }
+    return greyNoise;
+}
+
 Shader const& ShaderStorage::Rgb2Yuv() const {
     return MakeShader("Rgb2Yuv", kQuadVertex, kRgbToPlane);
 }

@@ -50,6 +50,8 @@ public:
 
     /// Shared white noise; see `MakeNoiseTexture`.
     Texture const& Noise() const;
+    /// The mean of its channels; see `MakeGreyNoiseTexture`.
+    Texture const& GreyNoise() const;
 
     PixelTransfer& Transfer() const { return *transfer; }
     /// For what the processor does itself where the strategy says so.
@@ -66,6 +68,7 @@ private:
     mutable Surface asideSurface;
     Ogl::Quad unitQuad;
     mutable Texture noise;
+    mutable Texture greyNoise;
     std::unique_ptr<PixelTransfer> transfer;
     std::unique_ptr<Ogl::Processor> processor;
 };

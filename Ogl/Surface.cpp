@@ -11,6 +11,7 @@ namespace Kaltor::Ogl {
 void Surface::Attach(Texture const& texture) {
     OglManager::AssertOpenGLThread();
     OglManager::FinishTarget();
+    target.reset();
     width = texture.GetForm().width;
     height = texture.GetForm().height;
     glBindFramebuffer(GL_FRAMEBUFFER, object.Get());
@@ -30,6 +31,10 @@ void Surface::Attach(Texture const& texture) {
     }
     // Opaque textures may have an alpha channel in memory. Later drawing and clearing must not change it.
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, texture.IsOpaque() ? GL_FALSE : GL_TRUE);
+}
+
+void Surface::Attach(std::shared_ptr<PlanarPicture> const& planes) {
+    target = planes;
 }
 
 void Surface::AttachDepth() {

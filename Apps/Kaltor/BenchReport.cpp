@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -81,6 +83,40 @@ bool HasChanged(double before, double now) {
     return change > kTenth * before && change > kNoise;
 }
 
+/// A figure of the report beside that of an older one.
+struct RatioPair {
+    std::size_t row;
+    double before, now;  ///< copies
+    std::string text;
+};
+
+/// All figures that both have. Throws `std::runtime_error` for what is no report.
+void ForEachRatio(ordered_json const& old, std::string const& name, BenchReport const& report,
+                  std::function<void(RatioPair const&)> const& use) {
+    try {
+        ordered_json const& all = old.at("rows");
+        for (std::size_t i = 0; i < report.rows.size(); ++i) {
+            BenchRow const& row = report.rows[i];
+            auto const before = std::find_if(all.begin(), all.end(), [&row](ordered_json const& other) {
+                return other.at("name") == row.name && other.at("width") == row.size.width &&
+                       other.at("height") == row.size.height;
+            });
+            if (before == all.end()) {
+                continue;
+            }
+            for (auto const& [key, what, now] : {std::tuple(kProcessing, "processing", row.processing.copies),
+                                                 std::tuple(kEndToEnd, "end to end", row.endToEnd.copies)}) {
+                auto const was = before->at(key).at("copies").get<double>();
+                use({i, was, now,
+                     fmt::format("{} {} {}: {} -> {} copies ({:+.0f} %)", row.name, ShowSize(row.size), what,
+                                 ShowNumber(was), ShowNumber(now), (now / was - 1.0) * 100.0)});
+            }
+        }
+    } catch (ordered_json::exception const&) {
+        throw std::runtime_error(fmt::format("{}: is no report of \"kaltor bench --json\"", name));
+    }
+}
+
 }  // namespace
 
 ordered_json ToJson(Ogl::GlInfo const& info) {
@@ -137,42 +173,42 @@ std::string ShowReport(BenchReport const& report) {
 
 std::string CompareReports(ordered_json const& old, std::string const& name, BenchReport const& report) {
     std::string changes;
-    std::size_t compared = 0;
-    bool isOtherDevice = false;
+    std::set<std::size_t> compared;
+    ForEachRatio(old, name, report, [&](RatioPair const& pair) {
+        compared.insert(pair.row);
+        if (HasChanged(pair.before, pair.now)) {
+            changes += fmt::format("  {}\n", pair.text);
+        }
+    });
+    std::string text;
     try {
-        isOtherDevice = old.at("gl").at("renderer") != report.gl.renderer || old.at("cores") != report.cores;
-        for (BenchRow const& row : report.rows) {
-            ordered_json const& all = old.at("rows");
-            auto const before = std::find_if(all.begin(), all.end(), [&row](ordered_json const& other) {
-                return other.at("name") == row.name && other.at("width") == row.size.width &&
-                       other.at("height") == row.size.height;
-            });
-            if (before == all.end()) {
-                continue;
-            }
-            ++compared;
-            for (auto const& [key, what, now] : {std::tuple(kProcessing, "processing", row.processing.copies),
-                                                 std::tuple(kEndToEnd, "end to end", row.endToEnd.copies)}) {
-                auto const was = before->at(key).at("copies").get<double>();
-                if (HasChanged(was, now)) {
-                    changes += fmt::format("  {} {} {}: {} -> {} copies ({:+.0f} %)\n", row.name, ShowSize(row.size),
-                                           what, ShowNumber(was), ShowNumber(now), (now / was - 1.0) * 100.0);
-                }
-            }
+        if (old.at("gl").at("renderer") != report.gl.renderer || old.at("cores") != report.cores) {
+            text = fmt::format("\n{} was measured on another device: {}\n", name,
+                               MakePrintable(old.at("gl").at("renderer").get<std::string>()));
         }
     } catch (ordered_json::exception const&) {
         throw std::runtime_error(fmt::format("{}: is no report of \"kaltor bench --json\"", name));
     }
-    std::string text = isOtherDevice ? fmt::format("\n{} was measured on another device: {}\n", name,
-                                                   MakePrintable(old.at("gl").at("renderer").get<std::string>()))
-                                     : "";
-    if (compared == 0) {
+    if (compared.empty()) {
         return text + fmt::format("\n{} has none of these effects in these sizes.\n", name);
     }
     if (changes.empty()) {
-        return text + fmt::format("\nNo ratio changed by more than a tenth since {} ({} compared).\n", name, compared);
+        return text +
+               fmt::format("\nNo ratio changed by more than a tenth since {} ({} compared).\n", name, compared.size());
     }
     return text + fmt::format("\nRatios that changed by more than a tenth since {}:\n{}", name, changes);
+}
+
+std::map<std::size_t, std::string> FindSlower(ordered_json const& old, std::string const& name,
+                                              BenchReport const& report, double percent) {
+    std::map<std::size_t, std::string> slower;
+    ForEachRatio(old, name, report, [&](RatioPair const& pair) {
+        if (pair.now > pair.before * (1.0 + percent / 100.0) && HasChanged(pair.before, pair.now)) {
+            std::string& text = slower[pair.row];
+            text += text.empty() ? pair.text : "; " + pair.text;
+        }
+    });
+    return slower;
 }
 
 }  // namespace Kaltor::Cli

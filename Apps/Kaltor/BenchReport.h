@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -41,5 +43,10 @@ std::string ShowReport(BenchReport const& report);
 /// The ratios that are more than a tenth above or below those of an older report, in words. `name` is what the old one
 /// is called. What is so small that it is noise does not count. Throws `std::runtime_error` for what is no report.
 std::string CompareReports(nlohmann::ordered_json const& old, std::string const& name, BenchReport const& report);
+
+/// The rows with a ratio that is more than this many percent above that of an older report, by their number, in words.
+/// What is so small that it is noise does not count. Throws `std::runtime_error` for what is no report.
+std::map<std::size_t, std::string> FindSlower(nlohmann::ordered_json const& old, std::string const& name,
+                                              BenchReport const& report, double percent);
 
 }  // namespace Kaltor::Cli

@@ -1,6 +1,5 @@
 #include "Apps/Kaltor/FileWatch.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -86,10 +85,7 @@ bool FileWatch::Wait(std::atomic<bool> const& cancel) {
 }
 
 int DrawAndWatch(PictureOptions const& options, std::function<std::vector<std::uint8_t>()> const& makeFile) {
-    std::optional<Render::Isolation> isolation = options.isolation.Get();
-    if (isolation && std::find(options.inputs.begin(), options.inputs.end(), "-") != options.inputs.end()) {
-        isolation->retries = false;  // standard input is read once
-    }
+    std::optional<Render::Isolation> const isolation = options.isolation.Get();
     auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
     auto const draw = [&] {
         std::vector<std::uint8_t> const file = isolation ? Render::MakeApart(*isolation, makeFile, warn) : makeFile();

@@ -224,7 +224,7 @@ void SetVerbose(bool isVerbose) {
     ShowLibraryOutput(isVerbose);
     Media::ShowFfmpegLog(isVerbose);
     if (!isVerbose) {
-        setenv("SVT_LOG", "1", 0);  // SVT-AV1 prints its settings otherwise; errors only
+        setenv("SVT_LOG", "0", 0);  // SVT-AV1 prints its settings otherwise, and errors beside ours
     }
 }
 

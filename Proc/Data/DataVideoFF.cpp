@@ -1,6 +1,7 @@
 #include "Proc/Data/DataVideoFF.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "Core/Interfaces/Exception.h"
 
@@ -32,6 +33,23 @@ boost::intrusive_ptr<DataVideoFF> DataVideoFF::Wrap(AvFramePtr frame) {
     boost::intrusive_ptr<DataVideoFF> data(new DataVideoFF(format, info, std::move(frame)));
     data->SetColorSpec(spec);
     return data;
+}
+
+void DataVideoFF::ShareSamples(DataVideoFF const& source) {
+    // Its samples alone: what else a decoder says of a picture, an encoder would take for a wish.
+    AvFramePtr const all = ShareAvFrame(*source.frame);
+    AvFramePtr samples = MakeAvFrame();
+    samples->format = ToAvPixelFormat(GetPixFmt());
+    samples->width = frame->width;
+    samples->height = frame->height;
+    samples->sample_aspect_ratio = frame->sample_aspect_ratio;
+    for (std::size_t i = 0; i < AV_NUM_DATA_POINTERS; ++i) {
+        std::swap(samples->buf[i], all->buf[i]);
+        samples->data[i] = all->data[i];
+        samples->linesize[i] = all->linesize[i];
+    }
+    samples->extended_data = samples->data;
+    frame = std::move(samples);
 }
 
 AvFramePtr DataVideoFF::Share() const {

@@ -17,6 +17,9 @@ public:
     AVFrame const& GetFrame() const { return *frame; }
     /// For writing the samples of a frame that has no other reference.
     AVFrame& GetWritableFrame() { return *frame; }
+    /// Refers to the samples of a picture of the same format and size instead of its own, which are then not to be
+    /// written to.
+    void ShareSamples(DataVideoFF const& source);
     /// A new reference to the picture, tagged as this frame is.
     AvFramePtr Share() const;
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <string>
 
 #include <boost/function.hpp>
 
@@ -8,7 +10,11 @@
 
 namespace Kaltor::Proc {
 
+class DataVideoFF;
 class Settings;
+
+/// Reads a picture file for a field with a path, as Rgb24 or Rgba. Throws where it cannot be read.
+using PictureReader = std::function<boost::intrusive_ptr<DataVideoFF>(std::string const& path)>;
 
 using OneInputEffectFactoryFn =
     boost::function1<boost::intrusive_ptr<IOneInputEffectVideo>, boost::intrusive_ptr<IEffectFactory const> const&>;
@@ -31,6 +37,8 @@ public:
     /// Announces a settings class that the host does not know, by an object with its defaults: its fields are then
     /// listed, described and set as those of any other. Hosts that do not need it ignore it.
     virtual void RegisterSettings(std::shared_ptr<Settings const> const& defaults) { static_cast<void>(defaults); }
+    /// What effects read pictures with; empty where the host reads none.
+    virtual PictureReader GetPictureReader() const { return {}; }
 };
 
 /// The plain symbol that a plug-in exports.

@@ -57,7 +57,8 @@ struct Field {
     std::function<FieldValue(Settings const&)> get;
     std::function<void(Settings&, FieldValue const&)> set;
     Outside outside = Outside::Refused;
-    std::size_t length = 1;  ///< of a list
+    std::size_t length = 1;   ///< of a list
+    bool isOptional = false;  ///< a file without which there is something to draw
 
     /// "int", "uint", "real", "float", "flag", "choice", "colour", "reals[8]", "ints[2]", "file".
     std::string GetTypeName() const;
@@ -158,7 +159,9 @@ public:
         }
     }
     bool KeepsLayout() const override {
-        return requires { Derived::KEEPS_LAYOUT; };
+        return requires {
+            Derived::KEEPS_LAYOUT;
+        };
     }
     std::vector<Field> const& GetFields() const override {
         static std::vector<Field> const fields = Derived::DeclareFields();

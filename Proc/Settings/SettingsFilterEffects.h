@@ -23,12 +23,16 @@ struct SettingsEffectTiltShiftQEL final : SettingsOf<SettingsEffectTiltShiftQEL>
         "Makes a scene look like a miniature: a band stays sharp, the rest blurs, and colours are livelier.";
     static constexpr std::string_view NEUTRAL = "blur=0 saturation=1";
 
+    enum class Bokeh : std::int32_t { Disc, Soft };
+
     double position = 0.5;
     double size = 0.2;
     double feather = 0.25;
     double angle = 0.0;
     double blur = 0.02;
     double saturation = 1.2;
+    Bokeh bokeh = Bokeh::Disc;
+    double highlights = 0.5;
 
     static std::vector<Field> DeclareFields() {
         return {
@@ -37,7 +41,10 @@ struct SettingsEffectTiltShiftQEL final : SettingsOf<SettingsEffectTiltShiftQEL>
             Declare<&This::feather>(0.0, 1.0, "width of the change from sharp to fully blurred"),
             Declare<&This::angle>(-90.0, 90.0, "how far the band is turned counter-clockwise, degrees"),
             Declare<&This::blur>(0.0, 0.2, "blur radius away from the band as a fraction of the picture's larger side"),
-            Declare<&This::saturation>(0.0, 2.0, "saturation of the colours; 1 leaves them unchanged")};
+            Declare<&This::saturation>(0.0, 2.0, "saturation of the colours; 1 leaves them unchanged"),
+            Declare<&This::bokeh>({{Bokeh::Disc, "disc"}, {Bokeh::Soft, "soft"}},
+                                  "how points out of focus look: bright discs, as through a lens, or soft spots"),
+            Declare<&This::highlights>(0.0, 1.0, "how bright the discs of highlights are")};
     }
 };
 

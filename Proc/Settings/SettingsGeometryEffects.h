@@ -117,6 +117,7 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
     double endZoom = 1.5;
     bool smooth = true;
     Background background = Background::Blurred;
+    double blur = 0.004;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::startX>(0.0, 1.0, "centre of the first view from the left"),
@@ -127,7 +128,10 @@ struct SettingsEffectPanAndZoom final : SettingsOf<SettingsEffectPanAndZoom> {
                 Declare<&This::endZoom>(0.1, 20.0, "magnification of the last view"),
                 Declare<&This::smooth>("eases in and out"),
                 Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
-                                           "what is around views that are larger than the picture")};
+                                           "what is around views that are larger than the picture"),
+                Declare<&This::blur>(0.0, 0.2,
+                                     "motion blur: the share of the whole move during which the shutter is "
+                                     "open; a film camera's is half of one frame's")};
     }
 };
 

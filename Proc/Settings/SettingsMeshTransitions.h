@@ -212,6 +212,8 @@ struct SettingsTransitionMosaic final : SettingsOf<SettingsTransitionMosaic> {
     Axis axis = Axis::Horizontal;
     Order order = Order::Diagonal;
     Background background = Background::Blurred;
+    double thickness = 0.15;
+    double shadow = 0.6;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::num>(1, 100, "tiles along the shorter side"),
@@ -225,7 +227,9 @@ struct SettingsTransitionMosaic final : SettingsOf<SettingsTransitionMosaic> {
                                       "the order in which they turn: by chance, or as a wave from the left, from the "
                                       "upper left or from the middle"),
                 Declare<&This::background>({{Background::Blurred, "blurred"}, {Background::Black, "black"}},
-                                           "what is seen behind tiles that turn: the pictures blurred, or nothing")};
+                                           "what is seen behind tiles that turn: the pictures blurred, or nothing"),
+                Declare<&This::thickness>(0.0, 0.5, "how thick the tiles are, as a share of their side"),
+                Declare<&This::shadow>(0.0, 1.0, "how dark the shadow of a turning tile is on what is behind it")};
     }
 };
 

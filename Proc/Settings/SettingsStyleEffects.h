@@ -163,7 +163,7 @@ struct SettingsEffectRetroArtefacts final : SettingsOf<SettingsEffectRetroArtefa
     static inline std::string const CLASS_ID = "EffectRetroArtefacts";
     static constexpr std::string_view SUMMARY =
         "Plays the picture from an old film, with scratches, dust, hairs, flicker and weave.";
-    static constexpr std::string_view NEUTRAL = "scratches=0 dust=0 flicker=0 weave=0 vignette=0 grain=0";
+    static constexpr std::string_view NEUTRAL = "scratches=0 dust=0 flicker=0 weave=0 vignette=0 grain=0 fade=0";
 
     double scratches = 0.5;
     double dust = 0.5;
@@ -172,6 +172,7 @@ struct SettingsEffectRetroArtefacts final : SettingsOf<SettingsEffectRetroArtefa
     double vignette = 0.5;
     double grain = 0.5;
     double rate = 16.0;
+    double fade = 0.35;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::scratches>(0.0, 1.0, "vertical scratches"),
@@ -180,7 +181,8 @@ struct SettingsEffectRetroArtefacts final : SettingsOf<SettingsEffectRetroArtefa
                 Declare<&This::weave>(0.0, 1.0, "unsteady position in the gate"),
                 Declare<&This::vignette>(0.0, 1.0, "dark corners"),
                 Declare<&This::grain>(0.0, 1.0, "film grain"),
-                Declare<&This::rate>(1.0, 60.0, "the film's own frame rate, Hz")};
+                Declare<&This::rate>(1.0, 60.0, "the film's own frame rate, Hz"),
+                Declare<&This::fade>(0.0, 1.0, "how far the film's dyes have faded, cyan before the others")};
     }
 };
 

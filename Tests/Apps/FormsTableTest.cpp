@@ -59,12 +59,12 @@ protected:
         // Colours that grow to the right in 10 bits, and in `alpha.mov` alpha instead.
         for (int const bits : {8, 10, 12, 16}) {
             std::string const format = bits == 8 ? "yuv420p" : fmt::format("yuv420p{}le", bits);
-            Make(fmt::format("color=gray:s=256x32:r=10,format={},geq=lum='({}+2*X)*{}':cb=p(X\\,Y):cr=p(X\\,Y)", format,
+            Make(fmt::format("color=gray:s=256x64:r=10,format={},geq=lum='({}+2*X)*{}':cb=p(X\\,Y):cr=p(X\\,Y)", format,
                              256, bits == 8 ? "0.25" : std::to_string(1 << (bits - 10))),
                  fmt::format("-c:v ffv1 d{}.mkv", bits));
         }
         Make(std::string(kSource), "-c:v qtrle alpha.mov");
-        Make("color=white:s=256x32:r=10", "-c:v ffv1 -pix_fmt yuv420p white.mkv");
+        Make("color=white:s=256x64:r=10", "-c:v ffv1 -pix_fmt yuv420p white.mkv");
     }
 
     std::string Shell(std::string const& line) const {
@@ -90,7 +90,7 @@ protected:
         std::string const bytes = Tests::ReadAll(In("row.raw"));
         std::vector<double> samples;
         for (std::size_t x = 0; x < 256; ++x) {
-            std::size_t const at = 2 * (16 * 256 + x);
+            std::size_t const at = 2 * (32 * 256 + x);
             samples.push_back(
                 (static_cast<unsigned char>(bytes.at(at)) | static_cast<unsigned char>(bytes.at(at + 1)) << 8) / 257.0);
         }
@@ -209,8 +209,8 @@ protected:
                     isPq ? 0.581 : 0.75, 0.015);
     }
 
-    static constexpr char kSource[] = "color=red:s=256x32:r=10,format=rgba,geq=r=200:g=60:b=30:a=X";
-    static constexpr char kOpaque[] = "color=0xC83C1E:s=256x32:r=10";
+    static constexpr char kSource[] = "color=red:s=256x64:r=10,format=rgba,geq=r=200:g=60:b=30:a=X";
+    static constexpr char kOpaque[] = "color=0xC83C1E:s=256x64:r=10";
 };
 
 TEST_F(FormsTableTest, SaysWhatHappens) {
@@ -237,7 +237,7 @@ TEST_F(FormsTableTest, SaysWhatHappens) {
 }
 
 TEST_F(FormsTableTest, PremultipliedColoursAreDivided) {
-    constexpr char kMultiplied[] = "color=red:s=256x32:r=10,format=rgba,geq=r=200*X/255:g=60*X/255:b=30*X/255:a=X";
+    constexpr char kMultiplied[] = "color=red:s=256x64:r=10,format=rgba,geq=r=200*X/255:g=60*X/255:b=30*X/255:a=X";
     Make(kMultiplied, "-c:v qtrle m.mov");
     Make(kMultiplied, "-c:v prores_ks -pix_fmt yuva444p10le -color_range tv m4.mov");
     auto const expectRed = [this](std::string const& file, std::function<double(double x)> const& expected) {
@@ -250,7 +250,7 @@ TEST_F(FormsTableTest, PremultipliedColoursAreDivided) {
     auto const straight = [](double) { return 200.0; };
     auto const multiplied = [](double x) { return 200.0 * x / 255.0; };
     for (char const* const clip : {"m.mov", "m4.mov"}) {
-        for (char const* const options : {"", "--depth 16f", "--size 256x32 --effect Flip:horizontal=0:vertical=1"}) {
+        for (char const* const options : {"", "--depth 16f", "--size 256x64 --effect Flip:horizontal=0:vertical=1"}) {
             Succeed(fmt::format("render {}@alpha:premultiplied -o out.mkv --codec ffv1 -y {}", clip, options));
             expectRed("out.mkv", straight);
         }
@@ -274,11 +274,11 @@ TEST_F(FormsTableTest, PremultipliedColoursAreDivided) {
 }
 
 TEST_F(FormsTableTest, StripsHaveSixteenBits) {
-    Make("color=black:s=256x32,format=rgb48le,geq=r='X*200':g='X*200':b='X*200'",
+    Make("color=black:s=256x64,format=rgb48le,geq=r='X*200':g='X*200':b='X*200'",
          "-frames:v 1 -pix_fmt rgb48be deep.png");
     Succeed("strip Flip deep.png -o strip.png --set horizontal=0 --set vertical=1 --steps 2 --width 256");
     EXPECT_EQ(Probe("strip.png", "pix_fmt"), "rgb48be");
-    std::vector<double> const row = Row("-i strip.png", "crop=256:32:6:6");
+    std::vector<double> const row = Row("-i strip.png", "crop=256:64:6:6");
     EXPECT_GE((std::set<double>(row.begin(), row.end())).size(), 240U);
     EXPECT_NEAR(row.at(99), 99.0 * 200.0 / 257.0, 0.5);
     Succeed("strip Invert a.png -o strip.tif --steps 2");
@@ -287,7 +287,7 @@ TEST_F(FormsTableTest, StripsHaveSixteenBits) {
 
 TEST_F(FormsTableTest, TitlesWithEffectsHaveTheWhiteOfSdr) {
     // 203 cd/m2, 58 % of PQ's scale; taken for PQ, white would be its end.
-    Make("color=black:s=256x32:r=10", "-c:v ffv1 -pix_fmt yuv420p black.mkv");
+    Make("color=black:s=256x64:r=10", "-c:v ffv1 -pix_fmt yuv420p black.mkv");
     Write("edit.json", R"({"version": 1, "output": {"hdr": "pq"}, "clips": [{"file": "black.mkv"}], "overlays": [
         {"title": {"text": "HHHHHHHH", "size": 1.0, "weight": 700}, "effects": [{"effect": "Flip", "horizontal": true}]}]})");
     Succeed("render edit.json -o out.mkv --codec ffv1");

@@ -36,7 +36,9 @@ protected:
 
         /// The processes that it has made, once the output has grown to so many bytes.
         std::vector<pid_t> WaitForOutput(std::uintmax_t bytes) const {
-            for (int i = 0; i < 2400; ++i) {
+            siginfo_t ended{};
+            for (int i = 0; i < 4800 && ended.si_pid == 0; ++i) {
+                waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT);
                 for (std::string const& name : test.Files()) {
                     std::error_code error;
                     if (name.ends_with(".partial") && fs::file_size(test.In(name), error) >= bytes && !error) {
@@ -45,7 +47,7 @@ protected:
                 }
                 std::this_thread::sleep_for(std::chrono::milliseconds(25));
             }
-            ADD_FAILURE() << "nothing is written";
+            ADD_FAILURE() << "nothing is written: " << Tests::ReadAll(test.Log());
             return {};
         }
         std::vector<pid_t> GetChildren() const {
@@ -72,7 +74,7 @@ protected:
     /// Raw pictures and sound, so that every frame that is done stands in the file at once.
     std::string const job =
         "render a.png@-3 b.png@-3 -o x.mkv --codec rawvideo --audio-codec pcm_s16le --music song.wav --size 320x180 "
-        "--effect OilPaint --effect Shatter --seed 7 -q -y ";
+        "--effect OilPaint --transition Shatter --seed 7 -q -y ";
     std::uintmax_t const someFrames = 20 * 320 * 180 * 3 / 2;
 
     void SetUp() override { Tests::WriteTone(In("song.wav")); }
@@ -120,7 +122,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
     std::vector<std::string> const before = Files();
     for (auto const& [signal, words, message] :
          {std::tuple{SIGSEGV, "--isolate", "crashed, in the graphics driver most often (signal 11"},
-          {SIGSTOP, "--isolate --isolate-limit 0.5", "does not answer"}}) {
+          {SIGSTOP, "--isolate --isolate-limit 10", "does not answer"}}) {
         Running const render(*this, job + words);
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);
         ASSERT_EQ(children.size(), 1U);

@@ -56,7 +56,7 @@ TEST_F(EffectFormsTest, ChromakeyFindsAlphaAndColourOfEdges) {
                 fmt::format("front {:.2f} {:.2f} {:.2f}, edge {}", front[0], front[1], front[2], soft);
             EXPECT_LT(error / static_cast<double>(keyed.pixels.size()), 0.02) << of;
             for (std::size_t c = 0; c < 3; ++c) {
-                EXPECT_NEAR(rim[c] / rims, 0.0, 12.0 / 255.0) << of << ", channel " << c;
+                EXPECT_NEAR(rim[c] / rims, 0.0, 6.0 / 255.0) << of << ", channel " << c;
             }
         }
     }

@@ -124,8 +124,8 @@ class OldFilm : public GlTest {
 protected:
     /// With nothing on but these.
     static Picture Draw(std::string const& settings, Picture const& picture, double seconds) {
-        return Run("EffectRetroArtefacts scratches=0 dust=0 flicker=0 weave=0 vignette=0 grain=0 " + settings, picture,
-                   {.seconds = seconds});
+        return Run("EffectRetroArtefacts scratches=0 dust=0 flicker=0 weave=0 vignette=0 grain=0 fade=0 " + settings,
+                   picture, {.seconds = seconds});
     }
 };
 

@@ -134,8 +134,8 @@ TEST_F(MaskEffects, TiltShiftBlursByDistanceFromItsBand) {
             return Rgba{v, v, v, 1.0};
         });
         std::string const settings =
-            fmt::format("EffectTiltShiftQEL angle={} position={} blur={} size=0.2 feather=0.4 saturation=1", c.angle,
-                        c.position, c.blur);
+            fmt::format("EffectTiltShiftQEL angle={} position={} blur={} size=0.2 feather=0.4 saturation=1 bokeh=soft",
+                        c.angle, c.position, c.blur);
         ScopedStrategy const strategy(c.angle == 0.0 ? kSoftwareStrategy : kGpuStrategy);
         std::vector<double> const amplitudes = GetAmplitudes(Run(settings, waves), c.length, isAlongRows);
         for (std::size_t line = 0; line < amplitudes.size(); ++line) {

@@ -75,7 +75,7 @@ TEST_F(ShaderPasses, BlurredCopiesFollowTheGaussian) {
     // Colours under nothing must not show: green is where there is no alpha.
     auto const make = [](unsigned width, unsigned height) {
         return Picture::Make(width, height, true, [&](unsigned x, unsigned y) {
-            bool const isIn = 3 * x > width && 3 * y > height;
+            bool const isIn = 2 * x > width && 3 * y > height;
             return isIn ? Rgba{1.0, 0.0, 2 * y < height ? 1.0 : 0.2, 1.0} : Rgba{0.0, 1.0, 0.0, 0.0};
         });
     };

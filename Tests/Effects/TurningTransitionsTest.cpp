@@ -93,7 +93,8 @@ TEST_F(TurningTransitionsTest, TilesTurnInSpace) {
     Picture const first = MakePlaces(kSize, false);
     Picture const second = MakePlaces(kSize, true);
     for (int const axis : {0, 1}) {
-        std::string const settings = fmt::format("TransitionMosaic num=1 axis={} background=black order=random", axis);
+        std::string const settings =
+            fmt::format("TransitionMosaic num=1 axis={} background=black order=random thickness=0", axis);
         auto const draw = [&](double progress) {
             std::srand(4);
             return Run(settings, first, second, {.progress = progress});
@@ -149,8 +150,9 @@ TEST_F(TurningTransitionsTest, TilesTurnInAnOrderOfTheirOwnAndRestInPlace) {
     // For each tile: '1' the outgoing picture in its place, '2' the incoming one, '-' neither.
     auto const draw = [&](int axis, unsigned seed, double progress) {
         std::srand(seed);
-        Picture const drawn = Run(fmt::format("TransitionMosaic num=4 axis={} background=black order=random", axis),
-                                  first, second, {.progress = progress});
+        Picture const drawn =
+            Run(fmt::format("TransitionMosaic num=4 axis={} background=black order=random thickness=0", axis), first,
+                second, {.progress = progress});
         std::string states;
         for (unsigned tile = 0; tile < kTiles * kTiles; ++tile) {
             unsigned const x = tile % kTiles * kTile + 6;

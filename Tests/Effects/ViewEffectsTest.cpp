@@ -151,7 +151,7 @@ TEST_F(ViewEffectsTest, PanAndZoomGlidesAboutAFixedPointAtAnEvenPace) {
                     return sides == 0 ? first + (last - first) * eased
                                       : first + (first - last) / sides * (1 / c.first.zoom - 1 / zoom);
                 };
-                ExpectView(fmt::format("EffectPanAndZoom smooth={} background=black {}", isSmooth, c.fields),
+                ExpectView(fmt::format("EffectPanAndZoom smooth={} background=black blur=0 {}", isSmooth, c.fields),
                            {move(c.first.x, c.last.x), move(c.first.y, c.last.y), zoom}, {0, 0, 0, 1}, progress);
             }
         }

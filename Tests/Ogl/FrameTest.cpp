@@ -70,7 +70,8 @@ TEST_P(Transfers, BringEveryRgbOrderFromEachOther) {
 TEST_P(Transfers, NeedNoDetourForTheSupportedFormats) {
     std::vector<PixFmt> const formats = Ogl::GetSupportedPxlFmt();
     if (GetParam().convertsOnCpu) {
-        EXPECT_THAT(formats, testing::ElementsAre(PixFmt::Bgrx, PixFmt::Bgra, PixFmt::RgbF16, PixFmt::RgbaF16));
+        EXPECT_THAT(formats,
+                    testing::ElementsAre(PixFmt::Bgrx, PixFmt::Bgra, PixFmt::Yuv420p, PixFmt::RgbF16, PixFmt::RgbaF16));
     } else {
         std::vector<PixFmt> expected = AllFormats();
         expected.insert(expected.end(), {PixFmt::RgbF16, PixFmt::RgbaF16});

@@ -1,4 +1,4 @@
-"""Run by scripts/check-packages. KALTOR_COMMAND is the program's path where it is not on PATH."""
+"""Run by scripts/test and scripts/check-packages. KALTOR_COMMAND is the program's path where it is not on PATH."""
 
 import os
 import re

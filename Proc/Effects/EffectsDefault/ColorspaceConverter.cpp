@@ -7,7 +7,7 @@
 #include "Core/Interfaces/Statistics.h"
 #include "Proc/Data/DataVideoFF.h"
 #include "Proc/Data/SampleConverter.h"
-#include "Proc/Effects/EffectsDefault/YuvToRgb.h"
+#include "Proc/Data/YuvToRgb.h"
 #include "Proc/Interfaces/FilterException.h"
 #include "Proc/Settings/SettingsServices.h"
 

@@ -7,14 +7,15 @@
 
 #include "Proc/Data/DataVideoFF.h"
 #include "Proc/Effects/ShaderFiles/ShaderFile.h"
-#include "Proc/Interfaces/IEffectFactory.h"
+#include "Proc/Interfaces/IEffectRegistry.h"
 
 namespace Kaltor::Proc {
 
 /// What shader files need of the program that runs them.
 struct ShaderHost {
-    /// Reads a picture, as Rgb24 or Rgba, for a uniform of the type sampler2D. Without it those files are refused.
-    std::function<boost::intrusive_ptr<DataVideoFF>(std::string const& path)> readPicture;
+    /// Reads a picture, as Rgb24 or Rgba, for a uniform of the type sampler2D, or for a field of an effect.
+    /// Without it those are refused.
+    PictureReader readPicture;
     /// Is called, on a thread of its own, where the first frame of a file is not drawn within the time: its loops may
     /// never end, and nothing else stops them than the end of the process. Gets the file's name.
     std::function<void(std::string const& name)> onHang;

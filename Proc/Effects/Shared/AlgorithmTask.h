@@ -37,6 +37,9 @@ public:
     }
 
     void Run(Ogl::OglCapability, Ogl::ShaderStorage const& storage) override {
+        if (algorithm->WorksOnPlanes()) {
+            dst->DrawOnPlanes(src);
+        }
         if constexpr (kInputs == 1) {
             algorithm->Processing(dst, src[0], time, progress, storage, cache.get());
         } else {

@@ -40,6 +40,10 @@ public:
     virtual boost::intrusive_ptr<DataVideoOGL> CreateDst(PixFmt srcFormat, Conf::FrameInfo const& info);
     /// The output's format for an input of this format.
     virtual PixFmt GetOutputFormat(PixFmt srcFormat) const;
+    /// Whether Y'CbCr planes can be drawn on instead of R'G'B', with the same result: `Processing` does nothing to
+    /// opaque pictures but draw them with `Frame::Draw`, through upright rectangles, replacing what is there, blended
+    /// by a constant or inverted over white. GL thread.
+    virtual bool WorksOnPlanes() const { return false; }
     /// Draws what is random anew, from this seed alone; so do the caches made from now on. Without it the numbers are
     /// the C library's. Empty by default: most draw none. Processing thread.
     virtual void SetSeed(std::uint32_t seed);
@@ -61,6 +65,8 @@ public:
                             ShaderStorage const& storage, OglCache* cache) const = 0;
     /// Like `IEffectAlgorithm::CreateCache`.
     virtual OglCache* CreateCache() const;
+    /// As `IEffectAlgorithm::WorksOnPlanes`.
+    virtual bool WorksOnPlanes() const { return false; }
     /// As `IEffectAlgorithm::SetSeed`.
     virtual void SetSeed(std::uint32_t seed);
 };

@@ -5,7 +5,7 @@
 namespace Kaltor::Ogl {
 
 void AttachTarget(DataVideoOGL& target, ShaderStorage const& storage) {
-    storage.FBO().Attach(target.FrameData().GetFirstTexture());
+    target.FrameData().AttachTo(storage.FBO());
 }
 
 void DrawUnchanged(DataVideoOGL& target, DataVideoOGL& source, ShaderStorage const& storage) {

@@ -1,7 +1,5 @@
 // Raindrops run down a window and bend the picture behind it.
 
-// blurred: misty radius=0.03
-
 uniform float scale; // = 6.0; // 2 to 20: how many columns of drops there are in the frame's height
 uniform float speed; // = 0.4; // 0 to 3: how fast they run
 uniform float bend; // = 0.06; // 0 to 0.3: how strongly a drop bends the picture
@@ -39,7 +37,14 @@ vec4 effect(vec2 uv) {
     vec3 drop = large.z > 0.05 ? large : small;
     vec2 at = uv - drop.xy * bend * vec2(1.0 / ratio, 1.0);
     float fog = mist * (1.0 - drop.z);
-    vec4 color = mix(getColor(at), getMisty(at), min(1.0, 2.0 * fog));
+    vec4 sum = vec4(0.0);
+    for (int i = 0; i < 12; ++i) {
+        float k = float(i) + 0.5;
+        float a = k * 2.3999632;                         // the golden angle fills a disc
+        vec2 offset = vec2(cos(a) / ratio, sin(a)) * sqrt(k / 12.0) * 0.018 * fog;
+        sum += getColor(at + offset);
+    }
+    vec4 color = sum / 12.0;
     color.rgb = mix(color.rgb, vec3(0.78, 0.82, 0.86), 0.25 * fog);
     color.rgb += 0.25 * max(0.0, dot(drop.xy, normalize(vec2(-0.5, 0.8)))) * drop.z;
     return vec4(color.rgb, color.a);

@@ -1,10 +1,11 @@
 // Places the picture anew: cropped, enlarged, turned, moved, its corners pulled in perspective, with round corners and
-// a soft shadow, before a colour, a blurred copy of itself, or nothing. Enlarging is linear; where the picture
-// shrinks, samples cover the whole pixel.
+// a soft shadow, before a colour, a blurred copy of itself, or nothing, with which it can be blended. Enlarging is
+// linear; where the picture shrinks, samples cover the whole pixel.
 
 #include <array>
 #include <optional>
 
+#include <fmt/format.h>
 #include <glm/mat3x3.hpp>
 #include <glm/matrix.hpp>
 
@@ -22,6 +23,7 @@ struct SettingsEffectTransform final : SettingsOf<SettingsEffectTransform> {
     static constexpr std::string_view NEUTRAL = "scale=1";
 
     enum class Background : std::int32_t { Color, Blurred, Transparent };
+    enum class Blend : std::int32_t { Normal, Add, Multiply, Screen, Overlay };
 
     double x = 0.0;
     double y = 0.0;
@@ -40,6 +42,7 @@ struct SettingsEffectTransform final : SettingsOf<SettingsEffectTransform> {
     double shadowDistance = 0.02;
     Background background = Background::Color;
     Color color{0, 0, 0, 255};
+    Blend blend = Blend::Normal;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::x>(-2.0, 2.0, "how far it is moved to the right, in widths"),
@@ -64,7 +67,13 @@ struct SettingsEffectTransform final : SettingsOf<SettingsEffectTransform> {
                                             {Background::Blurred, "blurred"},
                                             {Background::Transparent, "transparent"}},
                                            "what lies behind the picture"),
-                Declare<&This::color>("colour of the background")};
+                Declare<&This::color>("colour of the background"),
+                Declare<&This::blend>({{Blend::Normal, "normal"},
+                                       {Blend::Add, "add"},
+                                       {Blend::Multiply, "multiply"},
+                                       {Blend::Screen, "screen"},
+                                       {Blend::Overlay, "overlay"}},
+                                      "how the picture's colours meet those of the background")};
     }
 };
 
@@ -105,6 +114,18 @@ float Inside(vec2 uv) {
     return r - length(max(d, 0.0)) - min(max(d.x, d.y), 0.0);
 }
 
+vec3 Meet(vec3 over, vec3 below) {
+#if BLEND == 1
+    return min(over + below, 1.0);
+#elif BLEND == 2
+    return over * below;
+#elif BLEND == 3
+    return over + below - over * below;
+#else
+    return mix(2.0 * over * below, 1.0 - 2.0 * (1.0 - over) * (1.0 - below), step(0.5, below));
+#endif
+}
+
 void main() {
     vec2 place = (TexCoord0 - 0.5) * sides;
     vec4 under = blurred > 0.5 ? texture2D(back, TexCoord0) * vec4(vec3(0.6), 1.0) : vec4(color.rgb * color.a, color.a);
@@ -124,7 +145,13 @@ void main() {
         }
     }
     sum *= 0.25;
-    gl_FragColor = Unmultiply(sum + (1.0 - sum.a) * under);
+    vec3 both = sum.rgb * under.a;  // where both are seen
+#if BLEND != 0
+    vec3 over = sum.rgb / max(sum.a, 1.0e-4);
+    vec3 below = under.rgb / max(under.a, 1.0e-4);
+    both = sum.a * under.a * Meet(over, below);
+#endif
+    gl_FragColor = Unmultiply(vec4(sum.rgb * (1.0 - under.a) + both, sum.a) + (1.0 - sum.a) * under);
 }
 )glsl";
 
@@ -164,7 +191,9 @@ public:
                                       std::max(picture.GetHeight() >> halvings, 1U), storage),
                            storage);
         }
-        Pass(storage, "EffectTransform", {kGlslVersion, kStraightAlpha, kFragment})
+        int const blend = static_cast<int>(settings.blend);
+        Pass(storage, fmt::format("EffectTransform_{}", blend),
+             [blend] { return fmt::format("#version 120\n#define BLEND {}\n{}{}", blend, kStraightAlpha, kFragment); })
             .Texture("tex", 0, shrunk ? shrunk->Get() : colors.Get())
             .Texture("back", 1, blur ? blur->Get() : colors.Get())
             .Set("view", view)

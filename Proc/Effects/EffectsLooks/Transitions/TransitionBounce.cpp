@@ -2,34 +2,28 @@
 // it lands, and comes to rest. The outgoing one below it lies in its shadow. Blurred along its way as a shutter would.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionBounce final : SettingsOf<SettingsTransitionBounce> {
+struct SettingsTransitionBounce final : MoveSettings<SettingsTransitionBounce> {
     static inline std::string const CLASS_ID = "TransitionBounce";
     static constexpr std::string_view SUMMARY =
         "The incoming picture drops in, bounces on the frame's edge and comes to rest over the outgoing one.";
 
-    enum class Direction : std::int32_t { Left, Right, Up, Down };
-
-    Direction direction = Direction::Down;
     double bounce = 0.4;
     double squash = 0.4;
     double shadow = 0.6;
     double blur = 0.5;
 
+    SettingsTransitionBounce() { direction = Direction::Down; }
+
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>({{Direction::Left, "left"},
-                                           {Direction::Right, "right"},
-                                           {Direction::Up, "up"},
-                                           {Direction::Down, "down"}},
-                                          "where it falls to"),
-                Declare<&This::bounce>(0.0, 0.8, "how high it bounces"),
+        return {DeclareDirection("where it falls to"), Declare<&This::bounce>(0.0, 0.8, "how high it bounces"),
                 Declare<&This::squash>(0.0, 1.0, "how much it is squashed when it lands"),
-                Declare<&This::shadow>(0.0, 1.0, "how dark its shadow is"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+                Declare<&This::shadow>(0.0, 1.0, "how dark its shadow is"), DeclareBlur()};
     }
 };
 

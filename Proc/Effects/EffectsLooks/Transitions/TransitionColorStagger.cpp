@@ -2,34 +2,27 @@
 // layers with weight, so that coloured fringes run ahead and behind until they meet.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionColorStagger final : SettingsOf<SettingsTransitionColorStagger> {
+struct SettingsTransitionColorStagger final : MoveSettings<SettingsTransitionColorStagger> {
     static inline std::string const CLASS_ID = "TransitionColorStagger";
     static constexpr std::string_view SUMMARY =
         "Red, green and blue of the incoming picture slide in one after the other and meet in one picture.";
 
-    enum class Direction : std::int32_t { Left, Right, Up, Down };
-
-    Direction direction = Direction::Left;
     double stagger = 0.25;
     double ease = 3.5;
     double overshoot = 0.03;
     double blur = 0.5;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>({{Direction::Left, "left"},
-                                           {Direction::Right, "right"},
-                                           {Direction::Up, "up"},
-                                           {Direction::Down, "down"}},
-                                          "where the layers move to"),
+        return {DeclareDirection("where the layers move to"),
                 Declare<&This::stagger>(0.0, 0.8, "how much later the last colour starts"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply the layers speed up and brake; 1 is steady"),
-                Declare<&This::overshoot>(0.0, 0.2, "how far they go beyond their goal before they settle"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+                DeclareEase("how sharply the layers speed up and brake; 1 is steady"),
+                DeclareOvershoot(0.2, "how far they go beyond their goal before they settle"), DeclareBlur()};
     }
 };
 

@@ -1,8 +1,11 @@
 // The incoming picture appears where a grey map is dark first, and last where it is light. The map is drawn by the
-// program: a shape, or noise, with values from 0 to 1 that share the time about evenly.
+// program: a shape, or noise, with values from 0 to 1 that share the time about evenly; or it is the luma of a picture
+// file, stretched over the frame.
 
 #include <fmt/format.h>
 
+#include "Core/Interfaces/Exception.h"
+#include "Proc/Data/DataVideoFF.h"
 #include "Proc/Effects/EffectsLooks/Look.h"
 
 namespace Kaltor::Proc {
@@ -30,12 +33,24 @@ struct SettingsTransitionLumaWipe final : SettingsOf<SettingsTransitionLumaWipe>
     };
 
     Map map = Map::Ink;
+    std::string file;
     double softness = 0.06;
     double angle = 20.0;
     double scale = 1.0;
     bool reverse = false;
 
     static std::vector<Field> DeclareFields() {
+        Field path{};
+        path.key = "file";
+        path.type = FieldType::File;
+        path.help = "a picture whose luma is the map instead; it fills the frame, neither turned nor scaled";
+        path.isOptional = true;
+        path.get = [](Settings const& settings) -> FieldValue {
+            return static_cast<SettingsTransitionLumaWipe const&>(settings).file;
+        };
+        path.set = [](Settings& settings, FieldValue const& value) {
+            static_cast<SettingsTransitionLumaWipe&>(settings).file = std::get<std::string>(value);
+        };
         return {Declare<&This::map>({{Map::Linear, "linear"},
                                      {Map::Iris, "iris"},
                                      {Map::Clock, "clock"},
@@ -49,6 +64,7 @@ struct SettingsTransitionLumaWipe final : SettingsOf<SettingsTransitionLumaWipe>
                                      {Map::Ink, "ink"},
                                      {Map::Strokes, "strokes"}},
                                     "the map"),
+                path,
                 Declare<&This::softness>(0.0, 1.0, "width of the soft edge, as a share of the time"),
                 Declare<&This::angle>(-180.0, 180.0, "degrees by which the map is turned, counterclockwise"),
                 Declare<&This::scale>(0.2, 4.0, "size of the map's shapes"),
@@ -71,6 +87,7 @@ uniform float sense;    // 1, or -1 for the reverse
 uniform mat2 turn;
 uniform vec2 sides;
 uniform float scale;
+uniform sampler2D map;
 varying vec2 TexCoord0;
 
 float Linear(vec2 p, float reach) {
@@ -125,6 +142,8 @@ float Map(vec2 p) {
         value = min(value, 0.6 * float(i) / 7.0 + length(bent - turn * place) * 1.9);
     }
     return value + 0.25 * (rough.z - 0.5);
+#elif MAP == FROM_FILE
+    return dot(texture2D(map, p / sides + 0.5).rgb, vec3(0.2126, 0.7152, 0.0722));
 #else
     // Strokes beside each other, every second one in the other direction; bristles run ahead of the brush.
     float row = floor(p.y / (0.12 * scale) + 0.13 * (Noise(vec2(p.x * 5.0, 3.0)).x - 0.5));
@@ -144,29 +163,75 @@ void main() {
 }
 )glsl";
 
+using Map = Proc::SettingsTransitionLumaWipe::Map;
+constexpr int kFromFile = 100;
+using CpuPicture = boost::intrusive_ptr<Proc::DataVideoFF>;
+
+/// The file's picture on the GPU.
+class MapCache final : public OglCache {
+public:
+    Frame const& Get(CpuPicture const& picture, ShaderStorage const& storage) {
+        if (source != picture) {
+            Frame uploaded = Frame::Create();
+            uploaded.Allocate(picture->GetPixFmt(), picture->GetFrameInfo().width, picture->GetFrameInfo().height);
+            uploaded.Upload(picture, storage);
+            frame = uploaded.ConvertToRGBA(storage);
+            source = picture;
+        }
+        return frame;
+    }
+
+private:
+    CpuPicture source;
+    Frame frame;
+};
+
 }  // namespace
 
 class TransitionLumaWipe final : public TransitionWithSettings<Proc::SettingsTransitionLumaWipe> {
 public:
+    explicit TransitionLumaWipe(Proc::PictureReader pictureReader) : reader(std::move(pictureReader)) {}
+
+    /// Reads the file where it is another one. Throws what the reader throws, and `std::invalid_argument` without one.
+    void SetSettings(Proc::Settings const& value) override {
+        auto const& given = dynamic_cast<Proc::SettingsTransitionLumaWipe const&>(value);
+        given.Validate();
+        if (given.file.empty()) {
+            picture = nullptr;
+        } else if (!picture || given.file != settings.file) {
+            if (!reader) {
+                Core::Throw(std::invalid_argument("TransitionLumaWipe: this program reads no pictures for its file"));
+            }
+            picture = reader(given.file);
+        }
+        settings = given;
+    }
+
+    OglCache* CreateCache() const override { return new MapCache; }
+
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
-                    ShaderStorage const& storage, OglCache*) const override {
+                    ShaderStorage const& storage, OglCache* cache) const override {
+        auto& pictureOfMap = GetCache<MapCache>(cache);
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {
             return;
         }
-        using Map = Proc::SettingsTransitionLumaWipe::Map;
+        bool const isFile = picture != nullptr;
+        Frame const mapOfFile = isFile ? pictureOfMap.Get(picture, storage) : Frame();
         Pictures const pictures(first, second, storage);
-        int const map = static_cast<int>(settings.map);
-        bool const isNoisy = settings.map == Map::Clouds || settings.map == Map::Ink || settings.map == Map::Strokes ||
-                             settings.map == Map::Hexagons;
-        bool const isScaled = settings.map != Map::Linear && settings.map != Map::Iris && settings.map != Map::Clock;
-        // An edge is at least a little soft, which hides the steps of pixels.
-        double const softness = std::max(settings.softness, 0.004);
-        double const angle = settings.angle * std::numbers::pi / 180.0;
+        int const map = isFile ? kFromFile : static_cast<int>(settings.map);
+        bool const isNoisy = !isFile && (settings.map == Map::Clouds || settings.map == Map::Ink ||
+                                         settings.map == Map::Strokes || settings.map == Map::Hexagons);
+        bool const isScaled =
+            settings.map != Map::Linear && settings.map != Map::Iris && settings.map != Map::Clock && !isFile;
+        // An edge is at least a little soft, which hides the steps of pixels, and those of a file's 256 shades.
+        double const softness = std::max(settings.softness, isFile ? 0.012 : 0.004);
+        double const angle = isFile ? 0.0 : settings.angle * std::numbers::pi / 180.0;
         auto const s = static_cast<float>(std::sin(angle));
         auto const c = static_cast<float>(std::cos(angle));
         Pass pass(storage, fmt::format("TransitionLumaWipe_{}", map), [map] {
-            return GlslText({kGlslVersion, fmt::format("#define MAP {}\n", map).c_str(), kStraightAlpha,
-                             kNoiseFunctions, kRandomFunction, kFragment})
+            return GlslText({kGlslVersion,
+                             fmt::format("#define FROM_FILE {}\n#define MAP {}\n", kFromFile, map).c_str(),
+                             kStraightAlpha, kNoiseFunctions, kRandomFunction, kFragment})
                 .Join();
         });
         pictures.GiveTo(pass)
@@ -178,11 +243,18 @@ public:
         if (isScaled) {
             pass.Set("scale", settings.scale);
         }
+        if (isFile) {
+            pass.Texture("map", 3, mapOfFile);
+        }
         if (isNoisy) {
             pass.Texture("noise", 2, storage.Noise());
         }
         pass.DrawTo(*dst);
     }
+
+private:
+    Proc::PictureReader reader;
+    CpuPicture picture;
 };
 
 template void AddTransition<TransitionLumaWipe>(Proc::IEffectRegistry&);

@@ -2,34 +2,28 @@
 // end, and the incoming one snaps into place line after line, with a wobble that dies out.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionSlitScan final : SettingsOf<SettingsTransitionSlitScan> {
+struct SettingsTransitionSlitScan final : MoveSettings<SettingsTransitionSlitScan> {
     static inline std::string const CLASS_ID = "TransitionSlitScan";
     static constexpr std::string_view SUMMARY =
         "The picture is pulled away like rubber, line after line, and the incoming one snaps into place with a wobble.";
 
-    enum class Direction : std::int32_t { Left, Right, Up, Down };
-
-    Direction direction = Direction::Left;
     double delay = 0.5;
     double wobble = 0.5;
     double curve = 0.5;
     double ease = 2.5;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>({{Direction::Left, "left"},
-                                           {Direction::Right, "right"},
-                                           {Direction::Up, "up"},
-                                           {Direction::Down, "down"}},
-                                          "where the lines move to"),
+        return {DeclareDirection("where the lines move to"),
                 Declare<&This::delay>(0.0, 0.9, "how much later the last line starts"),
                 Declare<&This::wobble>(0.0, 1.0, "how strongly the lines swing when they arrive"),
                 Declare<&This::curve>(-1.0, 1.0, "how much the middle lines run ahead; below 0 they stay behind"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply the lines speed up and brake; 1 is steady")};
+                DeclareEase("how sharply the lines speed up and brake; 1 is steady")};
     }
 };
 

@@ -2,32 +2,23 @@
 // little too far and settles, blurred along its way as a shutter would. Behind the strip's end it is mirrored.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionSmoothPush final : SettingsOf<SettingsTransitionSmoothPush> {
+struct SettingsTransitionSmoothPush final : MoveSettings<SettingsTransitionSmoothPush> {
     static inline std::string const CLASS_ID = "TransitionSmoothPush";
     static constexpr std::string_view SUMMARY =
         "The incoming picture pushes the outgoing one away with momentum and motion blur, overshoots and settles.";
 
-    enum class Direction : std::int32_t { Left, Right, Up, Down };
-
-    Direction direction = Direction::Left;
     double ease = 3.0;
     double overshoot = 0.04;
     double blur = 0.6;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>({{Direction::Left, "left"},
-                                           {Direction::Right, "right"},
-                                           {Direction::Up, "up"},
-                                           {Direction::Down, "down"}},
-                                          "where both pictures move to"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
-                Declare<&This::overshoot>(0.0, 0.3, "how far it goes beyond its goal before it settles"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+        return {DeclareDirection("where both pictures move to"), DeclareEase(), DeclareOvershoot(), DeclareBlur()};
     }
 };
 

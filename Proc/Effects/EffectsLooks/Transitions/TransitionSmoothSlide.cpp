@@ -2,19 +2,17 @@
 // the edge above it. The move has weight and is blurred as a shutter would. Behind its end the sheet is mirrored.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionSmoothSlide final : SettingsOf<SettingsTransitionSmoothSlide> {
+struct SettingsTransitionSmoothSlide final : MoveSettings<SettingsTransitionSmoothSlide> {
     static inline std::string const CLASS_ID = "TransitionSmoothSlide";
     static constexpr std::string_view SUMMARY =
         "The incoming picture slides over the darkening outgoing one with a soft shadow, momentum and motion blur.";
 
-    enum class Direction : std::int32_t { Left, Right, Up, Down };
-
-    Direction direction = Direction::Left;
     double parallax = 0.3;
     double dim = 0.4;
     double shadow = 0.6;
@@ -23,17 +21,13 @@ struct SettingsTransitionSmoothSlide final : SettingsOf<SettingsTransitionSmooth
     double blur = 0.5;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>({{Direction::Left, "left"},
-                                           {Direction::Right, "right"},
-                                           {Direction::Up, "up"},
-                                           {Direction::Down, "down"}},
-                                          "where the incoming picture moves to"),
+        return {DeclareDirection("where the incoming picture moves to"),
                 Declare<&This::parallax>(0.0, 1.0, "how fast the outgoing picture follows; 1 is as fast"),
                 Declare<&This::dim>(0.0, 1.0, "how dark the outgoing picture becomes"),
                 Declare<&This::shadow>(0.0, 1.0, "how dark the shadow of the edge is"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
-                Declare<&This::overshoot>(0.0, 0.3, "how far it goes beyond its goal before it settles"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+                DeclareEase(),
+                DeclareOvershoot(),
+                DeclareBlur()};
     }
 };
 

@@ -2,12 +2,13 @@
 // blurred as a shutter would. Corners show the pictures mirrored.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionSmoothSpin final : SettingsOf<SettingsTransitionSmoothSpin> {
+struct SettingsTransitionSmoothSpin final : WeightSettings<SettingsTransitionSmoothSpin> {
     static inline std::string const CLASS_ID = "TransitionSmoothSpin";
     static constexpr std::string_view SUMMARY =
         "A fast turn with motion blur spins from one picture into the other, overshoots a little and settles.";
@@ -23,9 +24,9 @@ struct SettingsTransitionSmoothSpin final : SettingsOf<SettingsTransitionSmoothS
         return {Declare<&This::angle>(-720.0, 720.0, "degrees of the whole turn, clockwise"),
                 Declare<&This::x>(0.0, 1.0, "centre of the turn, from the left"),
                 Declare<&This::y>(0.0, 1.0, "centre of the turn, from below"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
-                Declare<&This::overshoot>(0.0, 0.3, "how far it turns beyond its goal before it settles"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+                DeclareEase(),
+                DeclareOvershoot(0.3, "how far it turns beyond its goal before it settles"),
+                DeclareBlur()};
     }
 };
 

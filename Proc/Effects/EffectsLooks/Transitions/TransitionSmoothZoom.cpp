@@ -2,12 +2,13 @@
 // blurred as a shutter would. What lies beyond the borders are the pictures mirrored.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionSmoothZoom final : SettingsOf<SettingsTransitionSmoothZoom> {
+struct SettingsTransitionSmoothZoom final : WeightSettings<SettingsTransitionSmoothZoom> {
     static inline std::string const CLASS_ID = "TransitionSmoothZoom";
     static constexpr std::string_view SUMMARY =
         "A fast zoom with motion blur carries from one picture into the other, overshoots a little and settles.";
@@ -29,9 +30,9 @@ struct SettingsTransitionSmoothZoom final : SettingsOf<SettingsTransitionSmoothZ
                 Declare<&This::roll>(-180.0, 180.0, "degrees by which the camera rolls on the way, clockwise"),
                 Declare<&This::x>(0.0, 1.0, "where it flies to, from the left"),
                 Declare<&This::y>(0.0, 1.0, "where it flies to, from below"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
-                Declare<&This::overshoot>(0.0, 0.3, "how far it goes beyond its goal before it settles"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+                DeclareEase(),
+                DeclareOvershoot(),
+                DeclareBlur()};
     }
 };
 

@@ -3,34 +3,26 @@
 // them there and nowhere else, and are then sampled along the streak.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
+#include "Proc/Effects/EffectsLooks/MoveSettings.h"
 #include "Proc/Effects/EffectsLooks/Transitions/Moves.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsTransitionWhipPan final : SettingsOf<SettingsTransitionWhipPan> {
+struct SettingsTransitionWhipPan final : MoveSettings<SettingsTransitionWhipPan> {
     static inline std::string const CLASS_ID = "TransitionWhipPan";
     static constexpr std::string_view SUMMARY =
         "The camera whips away from the outgoing picture and comes to rest on the incoming one, blurred to streaks.";
 
-    enum class Direction : std::int32_t { Left, Right, Up, Down };
-
-    Direction direction = Direction::Left;
     std::int32_t distance = 4;
     double ease = 3.5;
     double overshoot = 0.01;
     double blur = 0.7;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::direction>({{Direction::Left, "left"},
-                                           {Direction::Right, "right"},
-                                           {Direction::Up, "up"},
-                                           {Direction::Down, "down"}},
-                                          "where the pictures rush to"),
-                Declare<&This::distance>(2, 8, "how many pictures rush past"),
-                Declare<&This::ease>(1.0, 6.0, "how sharply it speeds up and brakes; 1 is steady"),
-                Declare<&This::overshoot>(0.0, 0.1, "how far it goes beyond its goal, as a share of the way"),
-                Declare<&This::blur>(0.0, 1.0, "how long the shutter is open")};
+        return {DeclareDirection("where the pictures rush to"),
+                Declare<&This::distance>(2, 8, "how many pictures rush past"), DeclareEase(),
+                DeclareOvershoot(0.1, "how far it goes beyond its goal, as a share of the way"), DeclareBlur()};
     }
 };
 

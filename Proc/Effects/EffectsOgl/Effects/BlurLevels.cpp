@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@
 #include <fmt/format.h>
 
 #include "Ogl/GlState.h"
+#include "Ogl/OglManager.h"
 #include "Proc/Effects/EffectsOgl/Effects/BlurKernel.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
 
@@ -167,6 +169,10 @@ Frame BlurLevels::MakeLevel(Copy const& copy, AmountCells::Predicate const& isWa
     Conf::FrameInfo const info = copy.reduced->GetFrameInfo();
     Src const blurred = DataVideoOGL::Create(picture.GetPixFmt(), info);
     Cut(isWanted, kMargin / side, info);
+    std::optional<Interlude> whole;
+    if (OglManager::GetInstance().GetStrategy().filtersOnCpu) {
+        whole.emplace();  // the processor blurs all of it in less time than a part of it is drawn in
+    }
     blur.Processing(blurred.get(), copy.reduced, 0.0, 0.0, storage, nullptr);
     return blurred->FrameData();
 }

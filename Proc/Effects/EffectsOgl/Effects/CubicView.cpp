@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorCubic.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Pass.h"
 
@@ -70,6 +71,26 @@ void main() {
 }
 )glsl";
 
+/// The weights of `kWeights` for `count` pixels along one axis of the target.
+std::vector<CubicTaps> MakeCubicTaps(std::uint32_t count, std::uint32_t texels, double scale, double origin,
+                                     double footprint, double share) {
+    constexpr double kFarthest = 1e6;
+    std::vector<CubicTaps> taps;
+    taps.reserve(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        double const place = ((i + 0.5) / count * scale + origin) * texels - 0.5;
+        double const first = std::floor(std::clamp(place, -kFarthest, kFarthest));
+        double const x = std::clamp(place - first, 0.0, 1.0);
+        auto const mix = [&](double cubic, double at) {
+            double const mean = std::clamp(0.5 + 0.5 * footprint - std::fabs(at - x), 0.0, 1.0) / footprint;
+            return cubic + (mean - cubic) * share;
+        };
+        taps.push_back({static_cast<int>(first), mix(x * (-0.5 + x * (1.0 - 0.5 * x)), -1.0),
+                        mix(x * (0.5 + x * (2.0 - 1.5 * x)), 1.0), mix(x * x * (-0.5 + 0.5 * x), 2.0)});
+    }
+    return taps;
+}
+
 }  // namespace
 
 Placement Move(double aspect, glm::dvec2 const& shift, double roll, double zoom) {
@@ -94,6 +115,20 @@ void DrawCubic(Frame const& picture, Placement const& placement, double scale, T
                ShaderStorage const& storage) {
     bool const isOpaque = picture.GetFirstTexture().IsOpaque();
     double const footprint = std::clamp(1.0 / scale, 1.0, 1.0 / kLeastCubicScale);
+    double const share = (footprint - 1.0) / (1.0 / kLeastCubicScale - 1.0);
+    Texture const& source = picture.GetFirstTexture();
+    glm::mat2 const& matrix = placement.matrix;
+    if (isOpaque && matrix[0][1] == 0.0F && matrix[1][0] == 0.0F && FiltersOnCpu(source, target)) {
+        Samples const from = ReadSamples(source, 0, storage);
+        Samples const to = TakeSamples(target, 1, storage);
+        DrawCubicOnProcessor(
+            from, to,
+            MakeCubicTaps(picture.GetWidth(), picture.GetWidth(), matrix[0][0], placement.origin.x, footprint, share),
+            MakeCubicTaps(picture.GetHeight(), picture.GetHeight(), matrix[1][1], placement.origin.y, footprint, share),
+            storage.Processor());
+        WriteSamples(to, target, storage);
+        return;
+    }
     Pass(storage, isOpaque ? "Cubic_opaque" : "Cubic_alpha",
          {kGlslVersion, kStraightAlpha, kWeights, isOpaque ? kOpaque : kWithAlpha})
         .Texture("tex", 0, picture, isOpaque ? TextureFilter::Linear : TextureFilter::Nearest)
@@ -101,7 +136,7 @@ void DrawCubic(Frame const& picture, Placement const& placement, double scale, T
         .Set("matrix", placement.matrix)
         .Set("origin", placement.origin)
         .Set("footprint", footprint)
-        .Set("share", (footprint - 1.0) / (1.0 / kLeastCubicScale - 1.0))
+        .Set("share", share)
         .DrawTo(target);
 }
 

@@ -4,8 +4,8 @@
 // and white. (P. G. Nutting, "On the absorption of light in heterogeneous media", 1913; the random-dot model.) Alpha is
 // kept.
 
-#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
 
@@ -15,15 +15,16 @@ namespace {
 constexpr char kMain[] = R"glsl(
 uniform sampler2D tex;
 uniform float strength;
-uniform float monochrome;
 varying vec2 TexCoord0;
 void main() {
     vec4 origin = texture2D(tex, TexCoord0);
-    vec4 grain = FilmGrain(TexCoord0);
-    float lum = dot(origin.rgb, vec3(0.2126, 0.7152, 0.0722));
-    vec3 tone = mix(origin.rgb, vec3(lum), monochrome);
-    vec3 deviation = sqrt(max(tone * (vec3(1.0) - tone), vec3(0.0))) * strength;
-    gl_FragColor = vec4(origin.rgb + deviation * mix(grain.rgb, grain.rrr, monochrome), origin.a);
+#ifdef IS_GREY
+    float tone = dot(origin.rgb, vec3(0.2126, 0.7152, 0.0722));
+    vec3 noise = vec3(sqrt(max(tone * (1.0 - tone), 0.0)) * FilmGrain(TexCoord0));
+#else
+    vec3 noise = sqrt(max(origin.rgb * (vec3(1.0) - origin.rgb), vec3(0.0))) * FilmGrain(TexCoord0).rgb;
+#endif
+    gl_FragColor = vec4(origin.rgb + noise * strength, origin.a);
 }
 )glsl";
 
@@ -42,11 +43,13 @@ public:
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
-        Pass pass(storage, "EffectAddNoize", {kGlslVersion, kNoiseSizeGlsl, kFilmGrain, kMain});
-        SetFilmGrain(pass, storage, 1, picture, settings.size, settings.animated ? GetFilmFrame(time, kNoiseRate) : 0U);
+        bool const isGrey = settings.monochrome;
+        Pass pass(storage, isGrey ? "EffectAddNoize_grey" : "EffectAddNoize",
+                  {kGlslVersion, kNoiseSizeGlsl, isGrey ? kGreyFilmGrain : "", kFilmGrain, kMain});
+        SetFilmGrain(pass, storage, 1, picture, settings.size, settings.animated ? GetFilmFrame(time, kNoiseRate) : 0U,
+                     isGrey);
         pass.Texture("tex", 0, picture, TextureFilter::Nearest)
             .Set("strength", settings.strength * kMostDeviation)
-            .Set("monochrome", settings.monochrome ? 1.0F : 0.0F)
             .DrawTo(*dst);
     }
 };

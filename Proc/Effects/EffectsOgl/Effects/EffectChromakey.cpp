@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include <fmt/format.h>
 #include <glm/geometric.hpp>
 #include <glm/vec3.hpp>
 
@@ -53,20 +54,39 @@ void main() {
 }
 )glsl";
 
-// Which pixels show the bare screen: those near the key, and its shadows, which have its hue.
-constexpr char kScreen[] = R"glsl(#version 120
+// Means of a map's texel, from SAMPLES x SAMPLES places in it: of all the picture, or of what shows the bare screen
+// with its share in alpha. That is what is near the key, and its shadows, which have its hue.
+constexpr char kMeans[] = R"glsl(
 uniform sampler2D tex;
+uniform vec2 extent;   // of a texel of the map
+varying vec2 TexCoord0;
+#ifdef SCREEN
 uniform vec2 key_chroma;
 uniform float key_luma;
 uniform float tolerance;
-varying vec2 TexCoord0;
-void main() {
-    vec4 origin = texture2D(tex, TexCoord0);
+float Counts(vec4 origin) {
     float luma = dot(origin.rgb, vec3(0.2126, 0.7152, 0.0722));
     vec2 chroma = (origin.br - vec2(luma)) / vec2(1.8556, 1.5748);
     float lit = clamp(luma / key_luma, 0.45, 1.4);
     float off = min(length(chroma - key_chroma) - 0.5 * tolerance, length(chroma / lit - key_chroma) - 0.3 * tolerance);
-    gl_FragColor = vec4(origin.rgb, off < 0.0 && origin.a > 0.5 ? 1.0 : 0.0);
+    return off < 0.0 && origin.a > 0.5 ? 1.0 : 0.0;
+}
+#else
+float Counts(vec4 origin) {
+    return origin.a;
+}
+#endif
+void main() {
+    vec4 sum = vec4(0.0);
+    for (int y = 0; y < SAMPLES; ++y) {
+        for (int x = 0; x < SAMPLES; ++x) {
+            vec2 place = (vec2(float(x), float(y)) + vec2(0.5)) / float(SAMPLES) - vec2(0.5);
+            vec4 origin = texture2D(tex, TexCoord0 + place * extent);
+            float counts = Counts(origin);
+            sum += vec4(origin.rgb * counts, counts);
+        }
+    }
+    gl_FragColor = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / float(SAMPLES * SAMPLES));
 }
 )glsl";
 
@@ -160,7 +180,7 @@ void main() {
     float alpha = clamp(dot(split - Split(from), way) / max(dot(way, way), 1.0e-3), 0.0, 1.0);
     alpha = clamp((alpha - 0.03) / 0.94, 0.0, 1.0);
     vec3 own = clamp((origin.rgb - from * (1.0 - alpha)) / max(alpha, 0.05), vec3(0.0), max(origin.rgb, vec3(1.0)));
-    own = mix(to, own, smoothstep(0.15, 0.75, alpha));
+    own = mix(to, own, smoothstep(0.4, 0.97, alpha));
     vec3 parts = Split(own);
     own -= (key - vec3(key_luma)) * (clamp(dot(parts.yz, key_chroma) * lean, 0.0, 1.0) * spill);
     gl_FragColor = vec4(mix(clean, own, band), origin.a * mix(stays, alpha, band));
@@ -243,33 +263,47 @@ private:
         Maps(Frame const& picture, TextureForm const& form, Key const& key, double tolerance,
              ShaderStorage const& storage)
             : near(form), screen(form), front(form) {
-            Frame shown = Frame::Create();
-            shown.Allocate(AlphaFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
-            Pass(storage, "EffectChromakey_screen", kScreen)
-                .Texture("tex", 0, picture, TextureFilter::Nearest)
-                .Set("key_chroma", glm::vec2(key.chroma))
-                .Set("key_luma", key.luma)
-                .Set("tolerance", tolerance)
-                .DrawTo(shown);
-            Frame const means = MakeScaled(shown, form.width, form.height, storage);
-            Frame const all = MakeScaled(picture, form.width, form.height, storage);
+            PooledTexture const means(form);
+            PooledTexture const all(form);
+            TakeMeans(picture, true, means.Get(), storage, [&](Pass& pass) {
+                pass.Set("key_chroma", glm::vec2(key.chroma)).Set("key_luma", key.luma).Set("tolerance", tolerance);
+            });
+            TakeMeans(picture, false, all.Get(), storage, [](Pass&) {});
             // How far from the screen a pixel of an edge may be: a part of the larger side.
-            constexpr double kReach = 0.0065;
+            constexpr double kReach = 0.01;
             double const texels = kReach * std::max(form.width, form.height);
             glm::vec2 const reach(texels / form.width, texels / form.height);
             PooledTexture const rows(form);
-            Near(means.GetFirstTexture(), {reach.x, 0.0F}, rows.Get(), storage);
+            Near(means.Get(), {reach.x, 0.0F}, rows.Get(), storage);
             Near(rows.Get(), {0.0F, reach.y}, near.Get(), storage);
-            Fill(picture, means, true, glm::vec4(glm::vec3(key.color), 1.0F), screen.Get(), storage);
-            Fill(picture, all, false, glm::vec4(0.5F, 0.5F, 0.5F, 1.0F), front.Get(), storage);
+            Fill(picture, means.Get(), true, glm::vec4(glm::vec3(key.color), 1.0F), screen.Get(), storage);
+            Fill(picture, all.Get(), false, glm::vec4(0.5F, 0.5F, 0.5F, 1.0F), front.Get(), storage);
+        }
+
+        template <typename Preparation>
+        static void TakeMeans(Frame const& picture, bool isScreen, Texture const& to, ShaderStorage const& storage,
+                              Preparation const& prepare) {
+            // A sample reads up to two texels along each axis.
+            constexpr std::uint32_t kMost = 4;
+            std::uint32_t const samples =
+                std::clamp((picture.GetWidth() + to.GetForm().width) / (2 * to.GetForm().width), 1U, kMost);
+            Pass pass(storage, fmt::format("EffectChromakey_{}_{}", isScreen ? "screen" : "all", samples), [&] {
+                return fmt::format("#version 120\n#define SAMPLES {}\n{}{}", samples,
+                                   isScreen ? "#define SCREEN\n" : "", kMeans);
+            });
+            prepare(pass);
+            if (samples > 1) {
+                pass.Set("extent", glm::vec2(1.0 / to.GetForm().width, 1.0 / to.GetForm().height));
+            }
+            pass.Texture("tex", 0, picture).DrawTo(to);
         }
 
         static void Near(Texture const& from, glm::vec2 const& reach, Texture const& to, ShaderStorage const& storage) {
             Pass(storage, "EffectChromakey_near", kNear).Texture("tex", 0, from).Set("reach", reach).DrawTo(to);
         }
 
-        void Fill(Frame const& picture, Frame const& means, bool isScreen, glm::vec4 const& nothing, Texture const& to,
-                  ShaderStorage const& storage) const {
+        void Fill(Frame const& picture, Texture const& means, bool isScreen, glm::vec4 const& nothing,
+                  Texture const& to, ShaderStorage const& storage) const {
             PooledTexture const sure(to.GetForm());
             Pass(storage, "EffectChromakey_sure", kSure)
                 .Texture("tex", 0, means, TextureFilter::Nearest)

@@ -9,6 +9,7 @@ namespace Kaltor::Ogl {
 /// Embedded by transitions that fade.
 class EffectFadeInFadeOut final : public EffectWithSettings<Proc::SettingsEffectVideoFadeInFadeOut> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override;
 };

@@ -1,7 +1,7 @@
 // The picture, again and again, on a strip of film with sprocket holes that runs through the frame, bent towards its
 // ends as if over a large roller. Around the strip and through its holes one sees the picture itself, strongly blurred
-// and darker, with the strip's shadow. Where the picture is transparent the film is clear; elsewhere its density is the
-// alpha of its colour.
+// and darker, with the strip's shadow; a cut-out keeps its transparent surroundings. Where the picture is transparent
+// the film is clear; elsewhere its density is the alpha of its colour.
 //
 // A picture on the strip is first reduced in place, each pixel to the mean of what it covers, at a width whose pixels
 // match the frame's. Then it only moves along the strip, with cubic interpolation: with linear samples its sharpness
@@ -89,6 +89,7 @@ uniform float perWidth;     // pictures' widths to the strip's
 uniform float pixel;
 uniform float bend;         // radians a picture
 uniform vec4 color;
+uniform float shown;        // 1: there is something around the strip
 varying vec2 Place;         // across the strip from its middle, and along it, pictures
 varying vec2 Screen;
 
@@ -135,7 +136,7 @@ void main() {
     seen.rgb = seen.rgb * shade + vec3(0.03 * gloss * seen.a) * (seen.a - seen.rgb);
     film = mix(film, seen, Cover(window)) * (Cover(x - 0.5) * (1.0 - Cover(hole)));
 
-    vec4 behind = texture2D(around, Screen);
+    vec4 behind = texture2D(around, Screen) * shown;
     behind.rgb *= mix(LightAround(x - 0.5), 0.42, Cover(hole));
     gl_FragColor = Unmultiply(film + behind * (1.0 - film.a));
 }
@@ -256,7 +257,8 @@ public:
             MakeScaled(source, layout.isLevel ? along : across, layout.isLevel ? across : along, storage);
         Premultiplied const premultiplied(picture, storage);
         PooledTexture const around = MakeAround(source, storage);
-        if (!layout.CoversFrame()) {
+        bool const hasSurroundings = dst->FrameData().GetFirstTexture().IsOpaque();
+        if (hasSurroundings && !layout.CoversFrame()) {
             auto const widths = static_cast<float>(layout.frameAcross / layout.width);
             Pass(storage, "EffectFilmStrip_around", {kGlslVersion, kStraightAlpha, kLightAround, kFilmAround})
                 .Texture("around", 0, around.Get())
@@ -282,6 +284,7 @@ public:
             .Set("pixel", 1.0 / layout.width)
             .Set("bend", layout.pitchAngle)
             .Set("color", settings.color)
+            .Set("shown", hasSurroundings ? 1.0F : 0.0F)
             .Draw(strips.Get(layout));
     }
 };

@@ -9,6 +9,8 @@
 // and where that is more than a pixel the picture is first averaged over them. Where it is less, gradients are weaker
 // in proportion, like those of a larger picture that is reduced. Neighbours are weighted by alpha, so that transparent
 // pixels make no lines. Alpha is kept.
+//
+// On software GL the processor's own threads draw the edges of opaque pictures (see ProcessorEdges.cpp).
 
 #include "Proc/Effects/EffectsOgl/Effects/EffectFindEdges.h"
 
@@ -18,6 +20,7 @@
 
 #include <fmt/format.h>
 
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorEdges.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
 
@@ -137,8 +140,20 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     double const cell = std::max(wanted, 1.0);
     double const smooth = settings.smoothing * std::max(picture.GetWidth(), picture.GetHeight());
     double const width = std::max(cell, smooth);
-    Frame const averaged = width > 1.0 ? AverageOver(picture, width, storage) : picture;
     bool const isAtTexels = cell == std::floor(cell);
+    Texture const& source = picture.GetFirstTexture();
+    Texture const& target = dst->FrameData().GetFirstTexture();
+    double const scale = std::clamp(wanted, kLeastScale, 1.0) / kWeights;
+    if (isAtTexels && source.IsOpaque() && !settings.color && FiltersOnCpu(source, target)) {
+        Samples const from = ReadSamples(source, 0, storage);
+        Samples const to = TakeSamples(target, 1, storage);
+        DrawEdgesOnProcessor(
+            from, to, {width, static_cast<int>(cell), scale, settings.strength, settings.threshold, settings.inverted},
+            storage.Processor());
+        WriteSamples(to, target, storage);
+        return;
+    }
+    Frame const averaged = width > 1.0 ? AverageOver(picture, width, storage) : picture;
     bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
     bool const isColored = settings.color;
     Pass pass(storage, fmt::format("EffectFindEdges{}{}", isOpaque ? "_opaque" : "_alpha", isColored ? "_color" : ""),
@@ -148,7 +163,7 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
     }
     pass.Texture("tex", 0, averaged, isAtTexels ? TextureFilter::Nearest : TextureFilter::Linear)
         .Set("cell", static_cast<float>(cell / picture.GetWidth()), static_cast<float>(cell / picture.GetHeight()))
-        .Set("scale", std::clamp(wanted, kLeastScale, 1.0) / kWeights)
+        .Set("scale", scale)
         .Set("strength", settings.strength)
         .Set("threshold", settings.threshold)
         .Set("ground", settings.inverted ? 1.0F : 0.0F)

@@ -9,6 +9,7 @@ namespace Kaltor::Ogl {
 
 class EffectFlip final : public EffectWithSettings<Proc::SettingsEffectFlip> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
         float const a = settings.horizontal ? -1.0F : 1.0F;

@@ -9,11 +9,10 @@ namespace Kaltor::Ogl {
 
 class EffectInvert final : public EffectWithSettings<Proc::SettingsEffectInvert> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        AttachTarget(*dst, storage);
-        glClearColor(1.0F, 1.0F, 1.0F, 1.0F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        dst->FrameData().Fill({1.0, 1.0, 1.0}, storage.FBO());
         EnableState const blend(GL_BLEND);
         glBlendColor(1.0F, 1.0F, 1.0F, 0.0F);
         glBlendFuncSeparate(GL_ZERO, GL_ONE_MINUS_SRC_COLOR, GL_ONE, GL_ZERO);

@@ -1,11 +1,11 @@
 // Old film as it is projected: the picture sways in the gate, flickers, is grainy and darker towards its corners; dust
 // and hairs lie on it for one film frame each; scratches run down it through several. All of it changes with the film's
 // frames only and is drawn from hashes of their numbers, so that a frame looks the same whenever it is drawn. Alpha
-// goes with the picture.
+// goes with the picture. The dyes of an old print have faded, cyan first: densities shrink, so that shadows turn red.
 //
 // Exposure and grain are one pass over the picture. Damage is a mesh, laid over it: its cost depends on its area. A
-// speck is a square whose outline is frayed by the noise texture. A line is a ribbon along a path, whose width, density
-// and roughness vary from point to point.
+// speck is a square in which noise of several sizes, above a threshold that rises outwards, makes flakes and crumbs. A
+// line is a ribbon along a path, whose width, density and roughness vary from point to point.
 //
 // A scratch has a place on the film strip, counted in frames: frame n shows the strip from n, at the top of the
 // picture, to n + 1. So it begins somewhere in a frame, continues where the frame before left it, and ends somewhere in
@@ -19,8 +19,8 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/Noise.h"
-#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Premultiplied.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
@@ -34,6 +34,8 @@ uniform vec4 gate;          // factor and offset of texture coordinates
 uniform vec2 exposure;      // in the middle, and how much more at the top
 uniform float vignette;
 uniform float grain;
+uniform vec3 dyes;          // what is left of cyan, magenta and yellow
+uniform vec3 base;          // the stained film
 varying vec2 TexCoord0;
 void main() {
     vec4 origin = texture2D(tex, TexCoord0 * gate.xy + gate.zw);
@@ -41,8 +43,11 @@ void main() {
     vec2 out_of_middle = TexCoord0 * 2.0 - vec2(1.0);
     float fall = smoothstep(0.1, 1.15, 0.5 * dot(out_of_middle, out_of_middle));
     color *= (exposure.x + exposure.y * out_of_middle.y) * (1.0 - vignette * fall);
+#ifdef FADED
+    color = base * pow(max(color, vec3(0.012)), dyes);
+#endif
     float lum = clamp(dot(color, vec3(0.2126, 0.7152, 0.0722)), 0.0, 1.0);
-    color += vec3(FilmGrain(TexCoord0).r * grain * sqrt(lum * (1.0 - lum)));
+    color += vec3(FilmGrain(TexCoord0) * grain * sqrt(lum * (1.0 - lum)));
     gl_FragColor = vec4(color, origin.a);
 }
 )glsl";
@@ -86,9 +91,14 @@ void main() {
         cover = clamp(kind.w + 0.5 - abs(place.y), 0.0, 1.0) * (0.45 + 0.55 * smoothstep(0.1, 0.6, rough));
     } else {
         vec2 at = place + vec2(kind.x, kind.x * 0.618);
-        float frayed = 0.75 * texture2D(noise, at * (1.1 / kNoiseSize)).g + 0.35 * texture2D(noise, at * (3.7 / kNoiseSize)).b;
-        float soft = 0.12 + 0.7 / max(-kind.w, 0.7);
-        cover = 1.0 - smoothstep(1.0 - soft, 1.0 + soft, length(place) * (0.55 + frayed));
+        float broad = texture2D(noise, at * (0.9 / kNoiseSize)).g - 0.5;
+        float middle = texture2D(noise, at * (2.3 / kNoiseSize)).b - 0.5;
+        float fine = texture2D(noise, at * (6.1 / kNoiseSize)).r - 0.5;
+        float rugged = min(-kind.w / 3.0, 1.0);  // the smallest are too small for a shape
+        float soft = 0.1 + 0.7 / max(-kind.w, 0.7);
+        float outwards = length(place) + rugged * (1.5 * broad + 0.9 * middle + 0.5 * fine);
+        cover = (1.0 - smoothstep(0.75 - soft, 0.75 + soft, outwards)) * smoothstep(2.0, 1.7, length(place));
+        cover *= 1.0 - 0.45 * rugged * clamp(0.5 + 3.0 * middle, 0.0, 1.0);
     }
     gl_FragColor = vec4(kind.y * vec3(1.0, 0.97, 0.91), cover * kind.z);
 }
@@ -115,6 +125,8 @@ constexpr std::uint32_t kWaver = 0x50000U;
 constexpr std::uint32_t kWeave = 0x60000U;
 constexpr std::uint32_t kFlicker = 0x70000U;
 constexpr std::uint32_t kDirt = 0x80000U;
+constexpr std::uint32_t kFibres = 0x90000U;
+constexpr std::uint32_t kStains = 0xA0000U;
 
 /// Smooth noise, -1 to 1, with a bend at every whole x.
 double SmoothNoise(double x, std::uint32_t y, std::uint32_t salt) {
@@ -308,15 +320,45 @@ void AddDust(Damage& damage, std::uint32_t frame, double strength) {
     auto const draw = [&dice](double mean) { return static_cast<std::uint32_t>(mean + dice()); };
     std::uint32_t const specks = draw(48.0 * std::pow(strength, 1.5) * (0.35 + 0.65 * cloud));
     std::uint32_t const hairs = draw(2.4 * std::pow(strength, 1.5) * (0.35 + 0.65 * cloud));
+    std::uint32_t const fibres = draw(5.0 * std::pow(strength, 1.5) * (0.35 + 0.65 * cloud));
+    std::uint32_t const stains = draw(0.5 * strength);
     for (std::uint32_t i = 0; i < specks; ++i) {
         Dice speck(frame, i, kSpecks);
         glm::dvec2 const place = DrawPlace(speck, damage);
-        double const radius = std::min(0.0008 * std::pow(std::max(speck(), 1e-3), -0.6), 0.008) * unit;
-        double const stretch = std::sqrt(speck.Between(1.0, 2.4));
+        double const radius = std::min(0.0009 * std::pow(std::max(speck(), 1e-3), -0.7), 0.012) * unit;
+        double const stretch = std::sqrt(speck.Between(1.0, 3.2));
         double const angle = speck.Between(0.0, std::numbers::pi);
         double const tone = DrawTone(speck, 0.65);
         double const opacity = speck.Between(0.55, 0.95);
         damage.AddSpeck(place, radius, stretch, angle, tone, opacity, speck());
+        // Crumbs lie around what broke.
+        constexpr double kBreaks = 0.003;
+        int const crumbs = radius > kBreaks * unit ? static_cast<int>(speck.Between(0.0, 5.0)) : 0;
+        for (int crumb = 0; crumb < crumbs; ++crumb) {
+            double const heading = speck.Between(0.0, 2.0 * std::numbers::pi);
+            glm::dvec2 const away = glm::dvec2(std::cos(heading), std::sin(heading)) * speck.Between(1.2, 3.0) * radius;
+            double const size = speck.Between(0.1, 0.3) * radius;
+            damage.AddSpeck(place + away, size, 1.0, 0.0, tone, opacity, speck());
+        }
+    }
+    // Where a drop has dried.
+    for (std::uint32_t i = 0; i < stains; ++i) {
+        Dice stain(frame, i, kStains);
+        glm::dvec2 const place = DrawPlace(stain, damage);
+        double const radius = stain.Between(0.02, 0.05) * unit;
+        double const angle = stain.Between(0.0, std::numbers::pi);
+        double const tone = DrawTone(stain, 0.5);
+        double const opacity = stain.Between(0.06, 0.16);
+        damage.AddSpeck(place, radius, 1.2, angle, tone, opacity, stain());
+    }
+    for (std::uint32_t i = 0; i < fibres; ++i) {
+        Dice fibre(frame, i, kFibres);
+        glm::dvec2 const place = DrawPlace(fibre, damage);
+        double const heading = fibre.Between(0.0, 2.0 * std::numbers::pi);
+        double const length = fibre.Between(0.004, 0.014) * unit;
+        double const halfWidth = fibre.Between(0.0003, 0.0006) * unit;
+        double const tone = DrawTone(fibre, 0.6);
+        AddHair(damage, fibre, place, heading, length, halfWidth, tone, fibre.Between(0.5, 0.9));
     }
     for (std::uint32_t i = 0; i < hairs; ++i) {
         Dice hair(frame, i, kHairs);
@@ -350,8 +392,8 @@ public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double, ShaderStorage const& storage,
                     OglCache*) const override {
         std::uint32_t const frame = GetFilmFrame(time, settings.rate);
-        bool const isExposed =
-            settings.flicker > 0.0 || settings.weave > 0.0 || settings.vignette > 0.0 || settings.grain > 0.0;
+        bool const isExposed = settings.flicker > 0.0 || settings.weave > 0.0 || settings.vignette > 0.0 ||
+                               settings.grain > 0.0 || settings.fade > 0.0;
         if (isExposed) {
             Expose(*dst, src->FrameData().ConvertToRGBA(storage), frame, storage);
         } else {
@@ -396,8 +438,17 @@ private:
         constexpr double kMostGrain = 0.16;
         constexpr double kMostVignette = 0.8;
         Premultiplied const source(picture, storage);
-        Pass pass(storage, "EffectRetroArtefacts", {kGlslVersion, kNoiseSizeGlsl, kFilmGrain, kExposure});
-        SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame);
+        bool const isFaded = settings.fade > 0.0;
+        Pass pass(storage, isFaded ? "EffectRetroArtefacts_faded" : "EffectRetroArtefacts",
+                  {kGlslVersion, kNoiseSizeGlsl, isFaded ? "#define FADED\n" : "", kGreyFilmGrain, kFilmGrain,
+                   kExposure});
+        if (isFaded) {
+            // Densities of the dyes, of which cyan, that holds back red, is the least stable.
+            auto const fade = static_cast<float>(settings.fade);
+            pass.Set("dyes", glm::vec3(1.0F) - fade * glm::vec3(0.5F, 0.12F, 0.3F))
+                .Set("base", glm::vec3(1.0F) - fade * glm::vec3(0.02F, 0.07F, 0.2F));
+        }
+        SetFilmGrain(pass, storage, 1, picture, kGrainSize, frame, true);
         pass.Texture("tex", 0, source.Get(), settings.weave > 0.0 ? TextureFilter::Linear : TextureFilter::Nearest)
             .Set("gate", glm::vec4(factor, factor, offset.x, offset.y))
             .Set("exposure", glm::vec2(exposure, unevenness))

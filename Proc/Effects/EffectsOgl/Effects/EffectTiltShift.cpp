@@ -10,29 +10,35 @@
 #include <glm/common.hpp>
 #include <glm/geometric.hpp>
 
+#include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
+#include "Proc/Effects/EffectsOgl/Effects/DiscBlur.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
-#include "Proc/Effects/EffectsOgl/Effects/BlurLevels.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsFilterEffects.h"
 
 namespace Kaltor::Ogl {
 namespace {
 
-// Without blur the function does not exist.
-constexpr char kMain[] = R"glsl(
-uniform sampler2D tex;
+constexpr char kAmount[] = R"glsl(
 uniform vec3 normal;        // dot with (s, t, 1): place across the band, 0 in its middle
 uniform float half_size;
 uniform float slope;
+float Amount(vec2 uv) {
+    return clamp((abs(dot(normal, vec3(uv, 1.0))) - half_size) * slope, 0.0, 1.0);
+}
+)glsl";
+
+// Without blur the function does not exist.
+constexpr char kMain[] = R"glsl(
+uniform sampler2D tex;
 uniform float saturation;
 varying vec2 TexCoord0;
 void main() {
     vec4 origin = texture2D(tex, TexCoord0);
     vec4 color = origin;
 #ifdef WITH_BLUR
-    float beyond = abs(dot(normal, vec3(TexCoord0, 1.0))) - half_size;
-    color = Blurred(origin, TexCoord0, clamp(beyond * slope, 0.0, 1.0));
+    color = Blurred(origin, TexCoord0, Amount(TexCoord0));
 #endif
     float lum = dot(color.rgb, vec3(0.2126, 0.7152, 0.0722));
     gl_FragColor = vec4(mix(vec3(lum), color.rgb, saturation), color.a);
@@ -77,14 +83,23 @@ public:
             glm::dvec2 const beyond(std::max(place - reach, 0.0), place + reach);
             return glm::clamp((beyond - halfSize) * slope, 0.0, 1.0);
         });
+        auto const setAmount = [&](Pass& pass) {
+            pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);
+        };
+        std::string const program = std::string("#define WITH_BLUR\n") + kMain;
+        if (settings.bokeh == Proc::SettingsEffectTiltShiftQEL::Bokeh::Disc) {
+            DiscBlur const blur(picture, {settings.blur, settings.highlights}, "EffectTiltShift", kAmount, cells,
+                                setAmount, storage);
+            blur.DrawTo(*dst, program, prepare);
+            return;
+        }
         BlurLevels const levels(picture, settings.blur, cells, storage);
-        levels.DrawTo(
-            *dst, "EffectTiltShift", std::string("#define WITH_BLUR\n") + kMain, [&](Pass& pass, bool usesAmount) {
-                prepare(pass);
-                if (usesAmount) {
-                    pass.Set("normal", glm::vec3(normal, offset)).Set("half_size", halfSize).Set("slope", slope);
-                }
-            });
+        levels.DrawTo(*dst, "EffectTiltShift", kAmount + program, [&](Pass& pass, bool usesAmount) {
+            prepare(pass);
+            if (usesAmount) {
+                setAmount(pass);
+            }
+        });
     }
 };
 

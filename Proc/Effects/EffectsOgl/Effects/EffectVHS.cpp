@@ -1,7 +1,8 @@
 // A worn video tape, in luma and chroma (Y'IQ, SMPTE 170M) as tape has them. Chroma has a tenth of luma's bandwidth and
 // arrives late; luma is soft and rings behind edges. The 240 lines of a field begin where the tape's speed lets them:
 // each is a little off, those at the head switch at the bottom are far off, and those in the band of bad tracking that
-// drifts upwards are in disorder. Where oxide is missing the signal drops out for a moment. A field lasts 1/25 s.
+// drifts upwards are torn, and those above it bend back into place. What the head misses there are streaks with a sharp
+// beginning and a long tail. Where oxide is missing the signal drops out for a moment. A field lasts 1/25 s.
 //
 // Four passes, of which only the last is of the picture's size: the parameters of each line (a texture of 2 x 240), the
 // picture as a signal with 480 samples per line, that signal after the tape, and the final picture. Alpha moves with
@@ -16,8 +17,8 @@
 
 #include "Ogl/Noise.h"
 #include "Ogl/TexturePool.h"
-#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Premultiplied.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
@@ -37,6 +38,7 @@ uniform float jitter;
 uniform float sway;        // place of the slow sway
 uniform float tracking;
 uniform float band;        // where the middle of the tracking band is
+uniform float tear;        // how far the lines above it are off
 uniform float switching;   // where the head switch is
 uniform float drop;        // drop-outs a line
 varying vec2 TexCoord0;
@@ -48,14 +50,16 @@ void main() {
     vec4 quick = texture2D(noise, vec2(line * 0.17 + field.x, field.y + 13.5) / kNoiseSize);
     vec4 slow = texture2D(noise, vec2(line * 0.021 + sway, 3.5) / kNoiseSize);
 
-    float away = (y - band) / 0.05 + (random.w - 0.5) * 0.5;
+    float away = (y - band) / 0.05 + (random.w - 0.5) * 0.3;
     float lost = tracking * exp(-away * away);
+    float above = y - band;
+    float torn = tracking * (above > 0.0 ? exp(-above / 0.05) : exp(above / 0.012)) * tear;
     float behind = clamp((switching - y) / switching, 0.0, 1.0) * tracking;
 
     float shift = jitter * ((random.x - 0.5) * 0.0022 + (quick.x - 0.5) * 0.004 + (slow.x - 0.5) * 0.006);
-    shift += lost * ((random.y - 0.5) * 0.02 + (quick.y - 0.5) * 0.05);
+    shift += lost * ((random.y - 0.5) * 0.006 + (quick.y - 0.5) * 0.06) + torn * (0.7 + 0.6 * slow.y);
     shift += behind * (0.06 + 0.09 * behind + (random.y - 0.5) * 0.03) + step(0.001, behind) * (quick.z - 0.5) * 0.04 * tracking;
-    float snow = max(lost * smoothstep(0.1, 0.8, random.z + 0.25 * lost),
+    float snow = max(lost * smoothstep(0.35, 0.9, random.z + 0.2 * lost),
                      min(behind * 1.6, 0.9) * smoothstep(0.05, 0.8, random.z));
     float chroma = (1.0 - 0.8 * lost) * (1.0 - 0.7 * min(behind * 2.0, 1.0));
 
@@ -96,6 +100,15 @@ uniform float delay;
 uniform vec2 noisy;         // luma, chroma
 uniform vec2 scan;          // how dark the gaps are: their mean, and how far they go around it
 varying vec2 TexCoord0;
+// What a head reads that has lost its track: how much, and how bright, in x and y. At most one streak a cell.
+vec2 Streak(float cells, float line, float amount, vec2 where) {
+    float at = TexCoord0.x * cells + line * 0.37;
+    float cell = floor(at);
+    vec4 random = texture2D(noise, (vec2(cell, line) + where + vec2(0.5)) / kNoiseSize);
+    float behind = at - cell - 0.6 * random.x;
+    float tail = exp(-max(behind, 0.0) / (0.04 + 0.35 * random.y * random.y)) * (1.0 - smoothstep(0.7, 1.0, at - cell));
+    return vec2(behind < 0.0 ? 0.0 : tail * step(1.0 - amount, random.z), random.w < 0.3 ? 0.1 : 0.75 + 0.25 * random.w);
+}
 void main() {
     float y = TexCoord0.y;
     float line = floor(y * 240.0 + 0.001);  // rows of pixels that lie between two lines belong to one as a whole
@@ -111,13 +124,16 @@ void main() {
     luma = mix(luma, texture2D(tape, place).r, soft.x);
     chroma = mix(chroma, late, soft.y) * facts.z;
 
-    vec4 fine = texture2D(noise, (vec2(TexCoord0.x * 330.0, line + 0.5) + field.xy) / kNoiseSize) - vec4(0.5);
-    vec4 coarse = texture2D(noise, (vec2(TexCoord0.x * 45.0, line * 0.3 + 0.5) + field.zw) / kNoiseSize) - vec4(0.5);
+    vec4 fine = texture2D(noise, (vec2(TexCoord0.x * 210.0, line + 0.5) + field.xy) / kNoiseSize) - vec4(0.5);
+    vec4 coarse = texture2D(noise, (vec2(TexCoord0.x * 16.0, line * 0.45 + 0.5) + field.zw) / kNoiseSize) - vec4(0.5);
     luma += (fine.r + fine.g + coarse.r) * noisy.x;
     chroma += coarse.gb * noisy.y;
 
-    float hiss = clamp(facts.y * 2.2 + (fine.b + 0.6 * coarse.a) * 1.6 - 0.8, 0.0, 1.0) * step(0.004, facts.y);
-    luma = mix(luma, 0.62 + 0.55 * fine.a, hiss);
+    float snow = facts.y * step(0.004, facts.y);
+    vec2 long_one = Streak(7.0, line, 0.8 * snow, field.zw);
+    vec2 short_one = Streak(41.0, line, 0.55 * snow, field.xy);
+    float hiss = max(long_one.x, short_one.x);
+    luma = mix(luma, (long_one.x > short_one.x ? long_one.y : short_one.y) + 0.3 * fine.a, hiss);
     float gone = TexCoord0.x - drop.x;
     gone = gone < 0.0 ? 0.0 : clamp(exp(-gone / (drop.y * 0.25)) * 1.7 - 0.5 + fine.b * 0.5, 0.0, 1.0) * drop.z;
     luma = mix(luma, 0.97, gone);
@@ -191,6 +207,7 @@ public:
             .Set("sway", static_cast<float>(std::fmod(time * 2.3, static_cast<double>(kNoiseSize))))
             .Set("tracking", std::pow(settings.tracking, 0.7))
             .Set("band", (turn - std::floor(turn)) * 1.6 - 0.2)
+            .Set("tear", 0.09 * (random(7) - 0.3))
             .Set("switching", 0.03 + 0.008 * random(2))
             .Set("drop", settings.noise * 0.03)
             .DrawTo(lines.Get());

@@ -2,7 +2,8 @@
 // variance away, which would show as a grid: each value is divided by the norm of its weights, as in E. Heitz, F.
 // Neyret, "High-Performance By-Example Noise using a Histogram-Preserving Blending Operator", HPG 2018. Two lattices of
 // different pitch lie at an angle to each other, so that the repetition of the noise texture is not visible. The rows
-// of a Hadamard matrix turn their four channels each into four independent sums of eight numbers.
+// of a Hadamard matrix turn their four channels each into four independent sums of eight numbers. Grey grain is the
+// first of these sums alone; it is read from a texture that has the channels' mean.
 
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
 
@@ -20,19 +21,30 @@ uniform mat2 grain_second;
 uniform vec4 grain_at;      // where the two begin
 uniform float grain_gain;
 
-vec4 GrainLattice(vec2 at) {
+#ifdef IS_GREY
+#define GRAIN float
+#define GRAIN_READ(color) (4.0 * color.r - 2.0)
+#else
+#define GRAIN vec4
+#define GRAIN_READ(color) (color - vec4(0.5))
+#endif
+GRAIN GrainLattice(vec2 at) {
     vec2 cell = floor(at);
     vec2 f = at - cell;
     f = f * f * (vec2(3.0) - 2.0 * f);
     vec2 norm = f * f + (vec2(1.0) - f) * (vec2(1.0) - f);
-    return (texture2D(grain_noise, (cell + f + vec2(0.5)) / kNoiseSize) - vec4(0.5)) * inversesqrt(norm.x * norm.y);
+    return GRAIN_READ(texture2D(grain_noise, (cell + f + vec2(0.5)) / kNoiseSize)) * inversesqrt(norm.x * norm.y);
 }
 
-vec4 FilmGrain(vec2 uv) {
-    vec4 n = GrainLattice(grain_first * uv + grain_at.xy) + GrainLattice(grain_second * uv + grain_at.zw);
+GRAIN FilmGrain(vec2 uv) {
+    GRAIN n = GrainLattice(grain_first * uv + grain_at.xy) + GrainLattice(grain_second * uv + grain_at.zw);
+#ifdef IS_GREY
+    return n * grain_gain;
+#else
     vec2 sum = n.xz + n.yw;
     vec2 difference = n.xz - n.yw;
     return vec4(sum.x + sum.y, difference.x + difference.y, sum.x - sum.y, difference.x - difference.y) * grain_gain;
+#endif
 }
 )glsl";
 
@@ -41,8 +53,10 @@ std::uint32_t GetFilmFrame(double time, double rate) {
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(std::floor(time * rate + kSlack)));
 }
 
+char const* const kGreyFilmGrain = "#define IS_GREY\n";
+
 void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame const& picture, double size,
-                  std::uint32_t frame) {
+                  std::uint32_t frame, bool isGrey) {
     auto const width = static_cast<double>(picture.GetWidth());
     auto const height = static_cast<double>(picture.GetHeight());
     double const wanted = size * std::max(width, height);
@@ -58,7 +72,7 @@ void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame cons
     constexpr double kNumbers = 8.0;
     constexpr double kVariance = 1.0 / 12.0;  // of one number, uniform over 0..1
     constexpr double kLeastGain = 0.5;
-    pass.Texture("grain_noise", unit, storage.Noise())
+    pass.Texture("grain_noise", unit, isGrey ? storage.GreyNoise() : storage.Noise())
         .Set("grain_first", lattice(0.46, 1.0))
         .Set("grain_second", lattice(-0.71, 0.87))
         .Set("grain_at", glm::vec4(begin(0), begin(1), begin(2), begin(3)))

@@ -14,11 +14,13 @@ std::uint32_t GetFilmFrame(double time, double rate);
 /// GLSL: `vec4 FilmGrain(vec2 uv)` gives four independent numbers with mean 0 and variance 1 (less where grains are
 /// smaller than pixels), nearly normally distributed. Needs `kNoiseSizeGlsl` before it, and `SetFilmGrain`.
 extern char const* const kFilmGrain;
+/// Before `kFilmGrain`: it gives only the first of these numbers, as a `float`, and takes much less time.
+extern char const* const kGreyFilmGrain;
 
 /// Sets what `kFilmGrain` needs: grains of `size` (a fraction of the larger side of `picture`), a new layout for every
-/// `frame`, the noise texture at `unit`. Grains never get smaller than a pixel. Instead they get fainter, like the mean
-/// over a pixel, down to half their strength.
+/// `frame`, the noise texture at `unit`. `isGrey`: for a program with `kGreyFilmGrain`. Grains never get smaller than a
+/// pixel. Instead they get fainter, like the mean over a pixel, down to half their strength.
 void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame const& picture, double size,
-                  std::uint32_t frame);
+                  std::uint32_t frame, bool isGrey);
 
 }  // namespace Kaltor::Ogl

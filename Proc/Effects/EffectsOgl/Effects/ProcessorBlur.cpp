@@ -1,36 +1,20 @@
 // Few taps are summed as they are. Many are reduced, blurred and enlarged, as `BlurReduction` describes it. Taps stand
 // two texels apart; so along the rows everything is counted in pairs of texels, in which neighbouring taps are
 // neighbours and both phases of a row are done at once.
-//
-// Numbers have 16 bits, with 255 as 16320. Weights below a half have 15 bits behind the point. Where weights add up to
-// 1, the centre's needs no product: a sum is the centre plus weighted differences from it. So flat colours stay as they
-// are, to the bit. The loops are such that compilers make vectors of them; all is whole numbers, and therefore the same
-// with vectors of any width.
 
 #include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <memory>
 #include <vector>
 
-#include "Ogl/Processor.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorRows.h"
 
 namespace Kaltor::Ogl {
 namespace {
 
-using Half = std::int16_t;
-
-constexpr int kFraction = 6;  ///< bits of a number behind those of a sample
-constexpr int kWhite = 255 << kFraction;
-constexpr int kWeightBits = 15;
-constexpr int kMostSummed = 14;  ///< pairs; from here on reducing is faster
-
-/// value * weight, rounded.
-[[gnu::always_inline]] inline Half Times(Half value, Half weight) {
-    return static_cast<Half>((((std::int32_t{value} * weight) >> (kWeightBits - 1)) + 1) >> 1);
-}
+constexpr int kMostSummed = kMostPairsOnProcessor;  // from here on reducing is faster
 
 /// Weights as whole numbers. What rounding takes from one goes to the next.
 std::vector<Half> Round(std::vector<double> const& weights) {
@@ -43,30 +27,6 @@ std::vector<Half> Round(std::vector<double> const& weights) {
     }
     return rounded;
 }
-
-/// A row of numbers with room for `pad` more before and behind it.
-class PaddedRow {
-public:
-    PaddedRow(std::size_t count, std::size_t padding)
-        : pad(padding), length(count), numbers(new Half[count + 2 * padding]) {}
-
-    Half* Get() const { return numbers.get() + pad; }
-    /// Repeats the first and the last `channels` numbers of the first `used`.
-    void RepeatEdges(std::size_t used, std::size_t channels) const {
-        Half* const row = Get();
-        for (std::size_t i = 1; i <= pad; ++i) {
-            *(row - i) = row[channels - 1 - (i - 1) % channels];
-        }
-        for (std::size_t i = used; i < length + pad; ++i) {
-            row[i] = row[i - channels];
-        }
-    }
-
-private:
-    std::size_t pad;
-    std::size_t length;
-    std::unique_ptr<Half[]> numbers;
-};
 
 /// Adds `Taps` weighted pairs to `sum`.
 template <int Taps, typename Number>
@@ -133,21 +93,22 @@ template <typename Number>
 
 [[gnu::always_inline]] inline void Finish(int count, Half const* numbers, std::uint8_t* __restrict samples) {
     for (int x = 0; x < count; ++x) {
-        samples[x] = static_cast<std::uint8_t>((numbers[x] + (1 << (kFraction - 1))) >> kFraction);
+        samples[x] = ToSample(numbers[x]);
     }
 }
 
 /// What both ways have in common: the pictures, and a vector's worth of a row.
-struct Blur {
+struct BlurJob {
     Samples from, to;
+    int spacing;  ///< of taps, texels
 
     int CountSamples() const { return from.width * from.channels; }
-    /// Numbers that two texels have.
-    int CountStep() const { return 2 * from.channels; }
+    /// Numbers from one tap to the next.
+    int CountStep() const { return spacing * from.channels; }
     std::uint8_t const* Clamped(int y) const { return from.Row(std::clamp(y, 0, from.height - 1)); }
 };
 
-struct Sum : Blur {
+struct SummedBlur : BlurJob {
     std::vector<Half> weights;  ///< of the pairs
 
     [[gnu::always_inline]] void DrawRows(int first, int last) const {
@@ -166,8 +127,8 @@ struct Sum : Blur {
         }
         for (int y = first; y < last; ++y) {
             for (int i = 0; i < pairs; ++i) {
-                below[static_cast<std::size_t>(i)] = Clamped(y - 2 * (i + 1));
-                above[static_cast<std::size_t>(i)] = Clamped(y + 2 * (i + 1));
+                below[static_cast<std::size_t>(i)] = Clamped(y - spacing * (i + 1));
+                above[static_cast<std::size_t>(i)] = Clamped(y + spacing * (i + 1));
             }
             SumPairs<std::uint8_t>(count, pairs, from.Row(y), below.data(), above.data(), weights.data(), middle.Get());
             middle.RepeatEdges(static_cast<std::size_t>(count), static_cast<std::size_t>(from.channels));
@@ -183,18 +144,80 @@ struct Between {
     Half before, behind;
 };
 
+[[gnu::always_inline]] inline Half Interpolate(Half before, Half centre, Half behind, Between const& place) {
+    return static_cast<Half>(centre + Times(static_cast<Half>(before - centre), place.before) +
+                             Times(static_cast<Half>(behind - centre), place.behind));
+}
+
+[[gnu::always_inline]] inline void Interpolate(int count, Half const* before, Half const* centre, Half const* behind,
+                                               Between const& place, std::uint8_t* __restrict samples) {
+    Between const here = place;
+    for (int x = 0; x < count; ++x) {
+        samples[x] = ToSample(Interpolate(before[x], centre[x], behind[x], here));
+    }
+}
+
+// Loops that are no longer than a vector stay loops: compilers know how to make a vector of those.
+
+template <int Step>
+[[gnu::always_inline]] inline void Interpolate(Half const* before, Half const* centre, Half const* behind,
+                                               Between const& place, Half* __restrict to) {
+    Between const here = place;
+#pragma GCC unroll 1
+    for (int c = 0; c < Step; ++c) {
+        to[c] = Interpolate(before[c], centre[c], behind[c], here);
+    }
+}
+
+template <int Step>
+[[gnu::always_inline]] inline void AddWeighted(Half const* from, Half weight, std::int32_t* __restrict sum) {
+#pragma GCC unroll 1
+    for (int c = 0; c < Step; ++c) {
+        sum[c] += from[c] * weight;
+    }
+}
+
+template <int Step>
+[[gnu::always_inline]] inline void ToNumbers(std::int32_t const* sum, Half* __restrict to) {
+#pragma GCC unroll 1
+    for (int c = 0; c < Step; ++c) {
+        to[c] = static_cast<Half>((sum[c] + (1 << (kWeightBits - 1))) >> kWeightBits);
+    }
+}
+
+/// Adds a weighted pair of samples, or one where `b` is null.
+[[gnu::always_inline]] inline void AddWeighted(int count, std::uint8_t const* a, std::uint8_t const* b, Half weight,
+                                               std::int32_t* __restrict sum) {
+    if (b == nullptr) {
+        for (int x = 0; x < count; ++x) {
+            sum[x] += a[x] * weight;
+        }
+        return;
+    }
+    for (int x = 0; x < count; ++x) {
+        sum[x] += static_cast<Half>(a[x] + b[x]) * weight;
+    }
+}
+
+[[gnu::always_inline]] inline void ToNumbers(int count, std::int32_t const* sum, Half* __restrict to) {
+    constexpr int kShift = kWeightBits - kFraction;
+    for (int x = 0; x < count; ++x) {
+        to[x] = static_cast<Half>((sum[x] + (1 << (kShift - 1))) >> kShift);
+    }
+}
+
 std::vector<Between> Divide(int count, BlurReduction const& reduction) {
     std::vector<Between> places;
     for (int t = 0; t < count; ++t) {
         double const u = static_cast<double>(t) / reduction.factor;
         double const k = std::floor(u + 0.5);
-        auto const weigh = [](double x) { return static_cast<Half>(std::lround(0.5 * x * x * (1 << kWeightBits))); };
+        auto const weigh = [](double x) { return ToWeight(0.5 * x * x); };
         places.push_back({static_cast<int>(k) + reduction.margin, weigh(0.5 - (u - k)), weigh(0.5 + (u - k))});
     }
     return places;
 }
 
-struct Reduce : Blur {
+struct ReducedBlur : BlurJob {
     BlurReduction const& reduction;
     int columns, rows;       ///< of one phase, with margins
     Half* small;             ///< the reduced picture, blurred along the rows: the phase of even rows, then the other
@@ -202,8 +225,8 @@ struct Reduce : Blur {
     std::vector<Half> core;  ///< of the pairs of the reduced blur
     std::vector<Between> placesX, placesY;
 
-    Reduce(Samples const& source, Samples const& target, BlurReduction const& toUse)
-        : Blur{source, target},
+    ReducedBlur(Samples const& source, Samples const& target, BlurReduction const& toUse)
+        : BlurJob{source, target, 2},
           reduction(toUse),
           columns(Count(source.width)),
           rows(Count(source.height)),
@@ -249,47 +272,27 @@ struct Reduce : Blur {
         PaddedRow const narrow(GetLength(), 0);
 
         int const y = 2 * factor * (row % rows - reduction.margin) + row / rows;
-        constexpr int kChunk = 512;
+        constexpr int kChunk = 1024;  // stays in the nearest cache
         std::array<std::int32_t, kChunk> sums;
         for (int begin = 0; begin < count; begin += kChunk) {
             int const length = std::min(kChunk, count - begin);
-            std::uint8_t const* const centre = Clamped(y) + begin;
-            std::int32_t* __restrict const sum = sums.data();
-            for (int x = 0; x < length; ++x) {
-                sum[x] = centre[x] * down[0];
-            }
+            sums.fill(0);
+            AddWeighted(length, Clamped(y) + begin, nullptr, down[0], sums.data());
             for (int j = 1; j <= reduction.downPairs; ++j) {
-                std::uint8_t const* const a = Clamped(y - 2 * j) + begin;
-                std::uint8_t const* const b = Clamped(y + 2 * j) + begin;
-                Half const weight = down[static_cast<std::size_t>(j)];
-                for (int x = 0; x < length; ++x) {
-                    sum[x] += static_cast<Half>(a[x] + b[x]) * weight;
-                }
+                AddWeighted(length, Clamped(y - 2 * j) + begin, Clamped(y + 2 * j) + begin,
+                            down[static_cast<std::size_t>(j)], sums.data());
             }
-            constexpr int kShift = kWeightBits - kFraction;
-            Half* __restrict const out = wide.Get() + begin;
-            for (int x = 0; x < length; ++x) {
-                out[x] = static_cast<Half>((sum[x] + (1 << (kShift - 1))) >> kShift);
-            }
+            ToNumbers(length, sums.data(), wide.Get() + begin);
         }
         wide.RepeatEdges(static_cast<std::size_t>(count), static_cast<std::size_t>(from.channels));
 
         for (int k = 0; k < columns; ++k) {
             Half const* const centre = wide.Get() + factor * (k - reduction.margin) * Step;
-            std::array<std::int32_t, Step> sum;
-            for (int c = 0; c < Step; ++c) {
-                sum[static_cast<std::size_t>(c)] = centre[c] * down[0];
+            std::array<std::int32_t, Step> sum{};
+            for (int j = -reduction.downPairs; j <= reduction.downPairs; ++j) {
+                AddWeighted<Step>(centre + j * Step, down[static_cast<std::size_t>(std::abs(j))], sum.data());
             }
-            for (int j = 1; j <= reduction.downPairs; ++j) {
-                Half const weight = down[static_cast<std::size_t>(j)];
-                for (int c = 0; c < Step; ++c) {
-                    sum[static_cast<std::size_t>(c)] += (centre[c - j * Step] + centre[c + j * Step]) * weight;
-                }
-            }
-            for (int c = 0; c < Step; ++c) {
-                narrow.Get()[k * Step + c] =
-                    static_cast<Half>((sum[static_cast<std::size_t>(c)] + (1 << (kWeightBits - 1))) >> kWeightBits);
-            }
+            ToNumbers<Step>(sum.data(), narrow.Get() + k * Step);
         }
 
         // The margins are wide enough that what is beside the blurred part is never used.
@@ -320,10 +323,7 @@ struct Reduce : Blur {
         BlurCore(static_cast<int>(GetLength()), SmallRow(row), below.data(), above.data(), scratch);
         for (Between const& place : placesX) {
             Half const* const from = scratch + place.index * Step;
-            for (int c = 0; c < Step; ++c) {
-                to[c] = static_cast<Half>(from[c] + Times(static_cast<Half>(from[c - Step] - from[c]), place.before) +
-                                          Times(static_cast<Half>(from[c + Step] - from[c]), place.behind));
-            }
+            Interpolate<Step>(from - Step, from, from + Step, place, to);
             to += Step;
         }
     }
@@ -333,7 +333,6 @@ struct Reduce : Blur {
         int const count = CountSamples();
         std::size_t const width = placesX.size() * Step;
         PaddedRow const scratch(GetLength(), 0);
-        PaddedRow const done(width, 0);
         PaddedRow const kept(6 * width, 0);  // for each phase the last three rows
         std::array<int, 6> keptIndex;
         keptIndex.fill(-1);
@@ -351,47 +350,32 @@ struct Reduce : Blur {
                 }
                 around[static_cast<std::size_t>(i)] = row;
             }
-            Half const* const a = around[0];
-            Half const* const centre = around[1];
-            Half const* const b = around[2];
-            Half* __restrict const out = done.Get();
-            for (int x = 0; x < count; ++x) {
-                out[x] = static_cast<Half>(centre[x] + Times(static_cast<Half>(a[x] - centre[x]), place.before) +
-                                           Times(static_cast<Half>(b[x] - centre[x]), place.behind));
-            }
-            Finish(count, out, to.Row(y));
+            Interpolate(count, around[0], around[1], around[2], place, to.Row(y));
         }
     }
 };
 
 #if defined(__x86_64__)
-[[gnu::target("avx2")]] void DrawRowsWide(Sum const& sum, int first, int last) {
+[[gnu::target("avx2")]] void DrawRowsWide(SummedBlur const& sum, int first, int last) {
     sum.DrawRows(first, last);
 }
-[[gnu::target("avx2")]] void ReduceRowWide(Reduce const& reduce, int row) {
+[[gnu::target("avx2")]] void ReduceRowWide(ReducedBlur const& reduce, int row) {
     reduce.ReduceRow<8>(row);
 }
-[[gnu::target("avx2")]] void EnlargeRowsWide(Reduce const& reduce, int first, int last) {
+[[gnu::target("avx2")]] void EnlargeRowsWide(ReducedBlur const& reduce, int first, int last) {
     reduce.EnlargeRows<8>(first, last);
 }
-bool HasWideVectors() {
-    static bool const has = __builtin_cpu_supports("avx2") != 0;
-    return has;
-}
 #else
-void DrawRowsWide(Sum const&, int, int) {}
-void ReduceRowWide(Reduce const&, int) {}
-void EnlargeRowsWide(Reduce const&, int, int) {}
-bool HasWideVectors() {
-    return false;
-}
+void DrawRowsWide(SummedBlur const&, int, int) {}
+void ReduceRowWide(ReducedBlur const&, int) {}
+void EnlargeRowsWide(ReducedBlur const&, int, int) {}
 #endif
 
-void DrawRows(Sum const& sum, int first, int last) {
+void DrawRows(SummedBlur const& sum, int first, int last) {
     HasWideVectors() ? DrawRowsWide(sum, first, last) : sum.DrawRows(first, last);
 }
 
-void ReduceRow(Reduce const& reduce, int row) {
+void ReduceRow(ReducedBlur const& reduce, int row) {
     if (reduce.from.channels == 1) {
         reduce.ReduceRow<2>(row);
     } else if (HasWideVectors()) {
@@ -401,7 +385,7 @@ void ReduceRow(Reduce const& reduce, int row) {
     }
 }
 
-void EnlargeRows(Reduce const& reduce, int first, int last) {
+void EnlargeRows(ReducedBlur const& reduce, int first, int last) {
     if (reduce.from.channels == 1) {
         reduce.EnlargeRows<2>(first, last);
     } else if (HasWideVectors()) {
@@ -411,18 +395,13 @@ void EnlargeRows(Reduce const& reduce, int first, int last) {
     }
 }
 
-/// Rows in strips, some for each thread.
-void ForStrips(int height, Processor& processor, std::function<void(int first, int last)> const& work) {
-    constexpr int kLeast = 16;
-    int const wanted = 2 * static_cast<int>(Processor::CountThreads());
-    int const rows = std::max(kLeast, (height + wanted - 1) / wanted);
-    processor.ForEach(static_cast<std::size_t>((height + rows - 1) / rows), [&](std::size_t i) {
-        int const first = static_cast<int>(i) * rows;
-        work(first, std::min(first + rows, height));
-    });
-}
-
 }  // namespace
+
+void SumOnProcessor(Samples const& from, Samples const& to, std::vector<double> const& weights, int spacing,
+                    Processor& processor) {
+    SummedBlur const sum{{from, to, spacing}, Round(weights)};
+    ForStrips(from.height, processor, [&sum](int first, int last) { DrawRows(sum, first, last); });
+}
 
 void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& kernel, Processor& processor) {
     if (kernel.size <= kMostSummed) {
@@ -430,13 +409,12 @@ void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& k
         for (int i = 1; i <= kernel.size; ++i) {
             weights.push_back(kernel.norm * std::exp(static_cast<double>(kernel.sigma) * i * i));
         }
-        Sum const sum{{from, to}, Round(weights)};
-        ForStrips(from.height, processor, [&sum](int first, int last) { DrawRows(sum, first, last); });
+        SumOnProcessor(from, to, weights, 2, processor);
         return;
     }
     constexpr std::size_t kPlace = Processor::kPlaces - 1;
     BlurReduction const reduction(kernel);
-    Reduce reduce(from, to, reduction);
+    ReducedBlur reduce(from, to, reduction);
     auto const rows = static_cast<std::size_t>(2 * reduce.rows);
     reduce.small = reinterpret_cast<Half*>(processor.Memory(kPlace, reduce.GetLength() * rows * sizeof(Half)));
     processor.ForEach(rows, [&reduce](std::size_t row) { ReduceRow(reduce, static_cast<int>(row)); });

@@ -31,6 +31,7 @@ PackedQuad MakeDoors(DoorMode mode, float opening) {
 
 class TransitionBarnDoor final : public TransitionWithSettings<Proc::SettingsTransitionBarnDoor> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         DoorMode const mode = settings.mode;

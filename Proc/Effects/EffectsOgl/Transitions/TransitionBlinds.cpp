@@ -26,6 +26,7 @@ PackedQuad MakeBlinds(float raised) {
 
 class TransitionBlinds final : public TransitionWithSettings<Proc::SettingsTransitionBlinds> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         DrawUnchanged(*dst, *second, storage);

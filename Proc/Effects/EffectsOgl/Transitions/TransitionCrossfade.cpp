@@ -9,6 +9,7 @@ namespace Kaltor::Ogl {
 
 class TransitionCrossfade final : public TransitionWithSettings<Proc::SettingsTransitionCrossfade> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         DrawUnchanged(*dst, *first, storage);

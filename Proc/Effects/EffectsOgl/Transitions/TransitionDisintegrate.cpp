@@ -9,6 +9,7 @@ namespace Kaltor::Ogl {
 
 class TransitionDisintegrate final : public TransitionWithSettings<Proc::SettingsTransitionDisintegrate> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         Frame const target = dst->FrameData();

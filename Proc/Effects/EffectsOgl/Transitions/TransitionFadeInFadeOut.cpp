@@ -9,6 +9,7 @@ namespace Kaltor::Ogl {
 
 class TransitionFadeInFadeOut final : public TransitionWithSettings<Proc::SettingsTransitionFadeInFadeOut> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double time, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         bool const isOut = progress < 0.5;

@@ -11,6 +11,7 @@ namespace Kaltor::Ogl {
 
 class TransitionPieces final : public TransitionWithSettings<Proc::SettingsTransitionPieces> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         auto const p = static_cast<float>(progress);

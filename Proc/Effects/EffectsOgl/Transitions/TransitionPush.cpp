@@ -30,6 +30,7 @@ glm::dvec2 GetWay(PushDirection direction) {
 
 class TransitionPush final : public TransitionWithSettings<Proc::SettingsTransitionPush> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         glm::dvec2 const way = GetWay(settings.GetDir());

@@ -9,6 +9,7 @@ namespace Kaltor::Ogl {
 
 class TransitionScale final : public TransitionWithSettings<Proc::SettingsTransitionScale> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         bool const isGrowing = settings.GetType() == Proc::SettingsTransitionScale::Type::GrowIncoming;

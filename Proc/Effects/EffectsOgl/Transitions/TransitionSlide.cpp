@@ -50,6 +50,7 @@ SlidePlacement Place(SlideDirection direction, float k) {
 
 class TransitionSlide final : public TransitionWithSettings<Proc::SettingsTransitionSlide> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         SlidePlacement const place = Place(settings.direction, static_cast<float>(progress));

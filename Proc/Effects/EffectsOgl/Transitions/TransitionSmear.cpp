@@ -37,7 +37,7 @@ void main() {
     vec4 middle = Noise(vec2(57.0, 4.0), vec2(31.0, 71.0));
     vec4 fine = Noise(vec2(400.0, 6.0), vec2(5.0, 137.0));
     float pull = 0.5 * broad.r + 0.38 * middle.r + 0.12 * fine.r;
-    float lead = 0.45 * broad.g + 0.38 * middle.g + 0.17 * fine.g;
+    float lead = 0.55 * broad.g + 0.38 * middle.g + 0.07 * fine.g;
     float ridge = fine.b - Noise(vec2(400.0, 6.0), vec2(5.35, 137.0)).b;
     float groove = middle.b - Noise(vec2(57.0, 4.0), vec2(31.2, 71.0)).b;
     gl_FragColor = vec4(clamp(1.7 * pull - 0.35, 0.0, 1.0), clamp(1.7 * lead - 0.35, 0.0, 1.0),
@@ -62,8 +62,9 @@ void main() {
 }
 )glsl";
 
-// Lengths are parts of the picture's longer side. Where paint has hardly moved a sharp sample takes over. WEIGHT is the
-// incoming picture's; where it is a constant the compiler leaves out the picture that does not show.
+// Lengths are parts of the picture's longer side. Paint is spread from its own place on, and where it has hardly moved
+// it is still the sharp picture in its place: a copy that moved would be torn wherever bristles move differently.
+// WEIGHT is the incoming picture's; where it is a constant the compiler leaves out the picture that does not show.
 constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex1;
 uniform sampler2D tex2;
@@ -91,8 +92,7 @@ vec4 Smear(sampler2D sharp, sampler2D blurred, vec2 way, float jitter, float amo
         sum += texture2D(blurred, Mirror(coord));
         coord -= way;
     }
-    vec4 still = texture2D(sharp, Mirror(TexCoord0 - 2.5 * way));
-    return mix(still, sum / 5.0, clamp(6.0 * amount, 0.0, 1.0));
+    return mix(texture2D(sharp, TexCoord0), sum / 5.0, smoothstep(0.0, 0.2, amount));
 }
 void main() {
     vec2 place = (TexCoord0 - vec2(0.5)) * scale;

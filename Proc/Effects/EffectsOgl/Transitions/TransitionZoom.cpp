@@ -11,6 +11,7 @@ namespace Kaltor::Ogl {
 
 class TransitionZoom final : public TransitionWithSettings<Proc::SettingsTransitionZoom> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         using Type = Proc::SettingsTransitionZoom::Type;

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsDefault/YuvToRgb.h"
+#include "Proc/Data/YuvToRgb.h"
 
 #include <algorithm>
 #include <bit>
@@ -102,10 +102,15 @@ YuvToRgbConverter::YuvToRgbConverter(PixFmt source, PixFmt target, ColorSpec con
 }
 
 void YuvToRgbConverter::Convert(AVFrame const& source, AVFrame& target) {
+    Convert(source, 0, source.height, target.data[0], target.linesize[0]);
+}
+
+void YuvToRgbConverter::Convert(AVFrame const& source, int firstRow, int rows, std::uint8_t* target,
+                                std::ptrdiff_t stride) {
     if (from.bits == 8) {
-        ConvertRows<std::uint8_t>(source, target);
+        ConvertRows<std::uint8_t>(source, firstRow, rows, target, stride);
     } else {
-        ConvertRows<std::uint16_t>(source, target);
+        ConvertRows<std::uint16_t>(source, firstRow, rows, target, stride);
     }
 }
 
@@ -142,7 +147,8 @@ void YuvToRgbConverter::FillChroma(AVFrame const& source, int row, int width) {
 }
 
 template <typename Sample>
-void YuvToRgbConverter::ConvertRows(AVFrame const& source, AVFrame& target) {
+void YuvToRgbConverter::ConvertRows(AVFrame const& source, int firstRow, int rows, std::uint8_t* target,
+                                    std::ptrdiff_t stride) {
     int const width = source.width;
     bool const isRedFirst = to == PixFmt::Rgba || to == PixFmt::Rgb24;
     bool const isThreeBytes = to == PixFmt::Rgb24;
@@ -152,12 +158,12 @@ void YuvToRgbConverter::ConvertRows(AVFrame const& source, AVFrame& target) {
         }
     }
     packed.resize(isThreeBytes ? static_cast<std::size_t>(width) * 2 : 0);
-    for (int y = 0; y < source.height; ++y) {
+    for (int y = firstRow; y < firstRow + rows; ++y) {
         bool const isNewChroma = from.planes > 1 && (y & ((1 << from.chromaYLog2) - 1)) == 0;
         if (isNewChroma) {
             FillChroma<Sample>(source, y >> from.chromaYLog2, width);
         }
-        std::uint8_t* const row = target.data[0] + static_cast<std::ptrdiff_t>(y) * target.linesize[0];
+        std::uint8_t* const row = target + stride * (y - firstRow);
         std::uint16_t* const out = isThreeBytes ? packed.data() : reinterpret_cast<std::uint16_t*>(row);
         AddLuma(RowOf<Sample>(source, 0, y), coefficients.luma, isRedFirst ? full.red.data() : full.blue.data(),
                 full.green.data(), isRedFirst ? full.blue.data() : full.red.data(), width, out);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -32,6 +33,8 @@ public:
 
     /// Both pictures have the formats given to the constructor, and the same size.
     void Convert(AVFrame const& source, AVFrame& target);
+    /// `rows` rows from an even one on. `target`: where the first one goes, `stride` bytes before the next one.
+    void Convert(AVFrame const& source, int firstRow, int rows, std::uint8_t* target, std::ptrdiff_t stride);
 
 private:
     /// What chroma adds to each channel, one value per pixel.
@@ -42,7 +45,7 @@ private:
     };
 
     template <typename Sample>
-    void ConvertRows(AVFrame const& source, AVFrame& target);
+    void ConvertRows(AVFrame const& source, int firstRow, int rows, std::uint8_t* target, std::ptrdiff_t stride);
     template <typename Sample>
     void FillChroma(AVFrame const& source, int row, int width);
 

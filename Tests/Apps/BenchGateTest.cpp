@@ -1,0 +1,40 @@
+// "kaltor bench --compare --limit", the gate for what effects cost.
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "Tests/Apps/CommandTest.h"
+
+namespace Kaltor::Tests {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class BenchGateTest : public CommandTest {};
+
+TEST_F(BenchGateTest, FailsWithTheNamesOfTheRowsThatCostMore) {
+    std::string const bench = "bench crossfade invert --size 320x180 --seconds 0.02 ";
+    nlohmann::json report = nlohmann::json::parse(Run(bench + "--json -").out);
+    auto const store = [&report, this](double crossfade, double invert) {
+        for (nlohmann::json& row : report["rows"]) {
+            double const copies = row["name"] == "TransitionCrossfade" ? crossfade : invert;
+            row["processing"]["copies"] = copies;
+            row["endToEnd"]["copies"] = 1e6;
+        }
+        std::ofstream(In("ratios.json")) << report;
+    };
+    store(1e6, 1e6);
+    EXPECT_EQ(Run(bench + "--compare ratios.json --limit 25").status, 0) << "all cost less";
+    store(1e6, 0.001);
+    Outcome const failed = Run(bench + "--compare ratios.json --limit 25");
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_THAT(failed.err, AllOf(HasSubstr("EffectInvert 320x180 processing: "), Not(HasSubstr("Crossfade"))));
+    EXPECT_EQ(std::count(failed.err.begin(), failed.err.end(), '\n'), 1) << failed.err;
+    EXPECT_EQ(Run(bench + "--compare ratios.json").status, 0) << "without a limit it only reports";
+    EXPECT_THAT(Fail(bench + "--limit 25", 2), HasSubstr("--compare"));
+}
+
+}  // namespace
+}  // namespace Kaltor::Tests
