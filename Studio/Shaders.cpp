@@ -83,7 +83,11 @@ Edit::Json CheckShader(std::string const& name, std::string const& source, Descr
         json["origin"] = "shader";
         // Not kept: of a text that is being written there are hundreds.
         Ogl::OglManager::GetInstance().Invoke([&](Ogl::ShaderStorage const&) {
-            Ogl::Shader const compiled(file->GetName(), Ogl::kQuadVertex, file->GetProgram());
+            for (std::size_t pass = 0; pass <= file->GetPasses().size(); ++pass) {
+                if (pass == file->GetPasses().size() || file->GetPasses()[pass].kind == Proc::ShaderPass::Kind::Drawn) {
+                    Ogl::Shader const compiled(file->GetName(), Ogl::kQuadVertex, file->MakeProgram(pass));
+                }
+            }
         });
     } catch (Ogl::ShaderError const& error) {
         errors = ErrorsOf(error.GetLog(), name);

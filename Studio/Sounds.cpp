@@ -1,6 +1,8 @@
 #include "Studio/Sounds.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
 #include <cmath>
 #include <cstring>
 
@@ -25,7 +27,7 @@ void Append(std::vector<std::uint8_t>& bytes, std::uint32_t value, int count) {
 std::vector<std::uint8_t> MakeHeader(std::size_t dataBytes) {
     constexpr std::uint32_t kRest = 36;
     std::vector<std::uint8_t> header;
-    auto const text = [&header](char const* word) { header.insert(header.end(), word, word + 4); };
+    auto const text = [&header](std::string_view word) { std::copy(word.begin(), word.end(), std::back_inserter(header)); };
     text("RIFF");
     Append(header, kRest + static_cast<std::uint32_t>(dataBytes), 4);
     text("WAVE");

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "Tests/Apps/CommandTest.h"
+#include "CommandTest.h"
 
 namespace Kaltor::Tests {
 namespace {

@@ -1,5 +1,7 @@
 // Filters on the processor's threads, against sums in double precision and against what a GPU draws.
 
+#include <random>
+
 #include "Ogl/Processor.h"
 #include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
 #include "Tests/Support/GlFixture.h"
