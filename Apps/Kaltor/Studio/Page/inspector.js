@@ -383,7 +383,7 @@ export function makeInspector(root, app) {
         };
         const counts = [documentNow().clips.length, (documentNow().overlays ?? []).length];
         const isJoint = selection?.[2] === "joint";
-        return JSON.stringify([selection, outline(own), counts, isJoint ? outline(documentNow().joint) : documentNow().joint?.transition, selection ? "" : app.projectLine(), app.factsOf(own?.file), app.catalogue.entries.length]);
+        return JSON.stringify([selection, outline(own), counts, isJoint ? outline(documentNow().joint) : documentNow().joint?.transition, selection ? "" : app.projectLine(), selection?.[0] === "subtitles" ? null : app.factsOf(own?.file), app.catalogue.entries.length]);
     }
 
     function build() {

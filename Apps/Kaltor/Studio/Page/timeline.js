@@ -414,7 +414,7 @@ export function makeTimeline(root, app) {
         const problem = state.get("problem")?.place;
         const place = pointer(path);
         const isWrong = Boolean(problem) && (problem === place || problem.startsWith(`${place}/`));
-        const facts = app.factsOf(own.file);
+        const facts = path[0] === "subtitles" ? null : app.factsOf(own.file);
         const isClip = path[0] === "clips";
         const label = strings.timeline.item(strings.kinds[kind] ?? kind, name, shortTime(span.start), shortTime(span.end));
         const element = h(
