@@ -457,7 +457,7 @@ TEST_P(DrawnEffect, ShowsEachFieldAtOnceAndRefusesForeignSettings) {
     for (Proc::Field const& field : MakeDefaults(name)->GetFields()) {
         // The count of the blinds is kept, not drawn; a look-up table needs a file; this picture's pixels are wider
         // than what edges are smoothed over.
-        bool isSeen = name == "TransitionBlinds" || name == "EffectLut" ||
+        bool isSeen = name == "TransitionBlinds" || name == "EffectLut" || field.type == Proc::FieldType::File ||
                       (name == "EffectFindEdges" && field.key == "smoothing");
         auto const tryIn = [&](Settings const& base) {
             for (std::unique_ptr<Settings> const& variant : MakeVariants(base, field)) {

@@ -214,7 +214,7 @@ TEST_F(WipeTransitionsTest, PinwheelFillsEachBladeFromItsLeadingEdge) {
                     return std::clamp(((1 + soft) * at.progress - place / blade) / soft, 0.0, 1.0);
                 };
                 double const edge = std::min(behind, blade - behind);
-                double const beyond = fill(behind < 0.5 * blade ? behind + blade : behind - blade);
+                double const beyond = fill(behind < 0.5 * blade ? blade : 0.0);
                 double const share = std::min(0.5 + edge / width, 1.0);
                 return at.Mix(share * fill(behind) + (1 - share) * beyond);
             });

@@ -36,7 +36,7 @@ void main() {
     float width = min(pixel * sqrt(1.0 + wave * wave) / len, angle);
     float edge = min(a, angle - a);
     if (edge < 0.5 * width) {
-        float other = a < 0.5 * angle ? a + angle : a - angle;
+        float other = a < 0.5 * angle ? angle : 0.0;
         float beyond = clamp((angle * t - other) / max(local_smooth, 1e-6), 0.0, 1.0);
         alpha = mix(beyond, alpha, 0.5 + edge / width);
     }
