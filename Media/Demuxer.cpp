@@ -255,6 +255,9 @@ void Demuxer::Open() {
         if (int const found = avformat_find_stream_info(context, nullptr); found < 0) {
             FailOpening(found);
         }
+        for (unsigned i = 0; i < context->nb_streams; ++i) {
+            DropUnknownTags(*context->streams[i]->codecpar);
+        }
         CheckStop();
     } catch (...) {
         avformat_close_input(&context);

@@ -3,7 +3,9 @@
 #include <array>
 #include <atomic>
 #include <cstdarg>
+#include <cstring>
 #include <mutex>
+#include <type_traits>
 
 #include <fmt/format.h>
 
@@ -44,7 +46,35 @@ void KeepLine(void* object, int level, char const* format, va_list arguments) {
     }
 }
 
+/// Read as a number: as a value of its type it would not be valid.
+template <typename Enum>
+void DropUnknown(Enum& tag, Enum unspecified, Enum count) {
+    std::underlying_type_t<Enum> number = 0;
+    std::memcpy(&number, &tag, sizeof number);
+    if (number >= static_cast<std::underlying_type_t<Enum>>(count)) {  // none is below 0: they are unsigned
+        tag = unspecified;
+    }
+}
+
+void DropUnknown(AVColorPrimaries& primaries, AVColorTransferCharacteristic& transfer, AVColorSpace& matrix,
+                 AVColorRange& range, AVChromaLocation& chroma) {
+    DropUnknown(primaries, AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_NB);
+    DropUnknown(transfer, AVCOL_TRC_UNSPECIFIED, AVCOL_TRC_NB);
+    DropUnknown(matrix, AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB);
+    DropUnknown(range, AVCOL_RANGE_UNSPECIFIED, AVCOL_RANGE_NB);
+    DropUnknown(chroma, AVCHROMA_LOC_UNSPECIFIED, AVCHROMA_LOC_NB);
+}
+
 }  // namespace
+
+void DropUnknownTags(AVFrame& frame) {
+    DropUnknown(frame.color_primaries, frame.color_trc, frame.colorspace, frame.color_range, frame.chroma_location);
+}
+
+void DropUnknownTags(AVCodecParameters& parameters) {
+    DropUnknown(parameters.color_primaries, parameters.color_trc, parameters.color_space, parameters.color_range,
+                parameters.chroma_location);
+}
 
 void CaptureFfmpegLog() {
     static std::once_flag once;

@@ -49,6 +49,10 @@ inline PacketPtr MakePacket() {
     return PacketPtr(CheckAllocated(av_packet_alloc()));
 }
 
+/// Damaged files carry colour tags that FFmpeg has no names for, and FFmpeg hands them on: they become unspecified.
+void DropUnknownTags(AVFrame& frame);
+void DropUnknownTags(AVCodecParameters& parameters);
+
 /// From now on FFmpeg's error lines are kept, the last one of each thread, and nothing is printed.
 void CaptureFfmpegLog();
 /// Whether FFmpeg's messages go to standard error, too.

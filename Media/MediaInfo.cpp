@@ -115,7 +115,9 @@ Ends FindEnds(std::unique_ptr<Demuxer>& demuxer, std::string const& path, AVRati
     AVStream const* video = demuxer->FindVideo();
     std::int64_t const declared = GetHeaderDuration(demuxer->Get());
     bool const isShort = declared != AV_NOPTS_VALUE && declared < 2 * AV_TIME_BASE;
-    if (declared != AV_NOPTS_VALUE && !isShort) {
+    // FFmpeg 5.1's ffconcat crashes where it seeks in a list with a file that is not there.
+    bool const isList = std::string_view(demuxer->Get().iformat->name) == "concat";
+    if (declared != AV_NOPTS_VALUE && !isShort && !isList) {
         std::int64_t const last =
             av_rescale_q(demuxer->GetOrigin() + declared - AV_TIME_BASE, kMicrosecondBase, video->time_base);
         if (av_seek_frame(&demuxer->Get(), video->index, last, AVSEEK_FLAG_BACKWARD) >= 0) {

@@ -192,6 +192,7 @@ Proc::AvFramePtr StreamDecoder::Next() {
         int const result = avcodec_receive_frame(codec.get(), frame.get());
         if (result == 0) {
             failures = 0;
+            DropUnknownTags(*frame);
             frame->pts = frame->best_effort_timestamp;
             bool const isDamaged = (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0;
             if (isDamaged) {

@@ -1,10 +1,10 @@
 #include "Studio/Sounds.h"
 
 #include <algorithm>
-#include <iterator>
-#include <string_view>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include "Core/Interfaces/Exception.h"
 #include "Studio/RequestError.h"
