@@ -25,7 +25,8 @@ void MayRefuse(Reader reader) {
     }
 }
 
-inline Host::Catalog const& GetCatalog() {
+/// Ends the program where it cannot be loaded: that is no fault of the input.
+inline Host::Catalog const& GetCatalog() noexcept {
     static Host::Catalog const catalog = Host::Catalog::Load();
     return catalog;
 }

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
+
 #include "Host/OtherPlugins.h"
 
 namespace Kaltor::Host {
