@@ -56,7 +56,7 @@ TEST_F(GeometryEffectsTest, TwirlTurnsByTheDistanceAndTheTime) {
         double rotation, wobble, phase, rate, seconds;
     };
     for (Swirl const& swirl :
-         {Swirl{0, 0, 0, 0.07, 0.4}, {0.1, 0, 0, 0, 3}, {0, 0.4, 0, 0, 0.9}, {-0.3, 0.2, 0.02, 0.01, 2.3}}) {
+         {Swirl{0, 0, 0, 0.25, 0.4}, {0.1, 0, 0, 0, 3}, {0, 0.4, 0, 0, 0.9}, {-0.3, 0.2, 0.13, 0.1, 2.3}}) {
         double const wave = std::fabs(std::fmod(4 * swirl.rate * swirl.seconds + 3 + swirl.phase, 4) - 2) - 1;
         double const turn = (std::fabs(std::cos(swirl.wobble * M_PI * swirl.seconds)) - 1 + swirl.rotation) * 2 * M_PI;
         ExpectMapped(

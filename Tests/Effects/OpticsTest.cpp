@@ -1,5 +1,5 @@
 // What light, motion and edges do in effects whose pictures are no formula of one pixel: discs of light, motion blur,
-// thickness, streaks, means where a picture is compressed.
+// thickness, streaks.
 
 #include <algorithm>
 #include <cmath>
@@ -138,53 +138,6 @@ TEST_F(OpticsTest, FadedDyesTurnShadowsRed) {
     EXPECT_GT(white[0], white[1]);
     EXPECT_GT(white[1], white[2]) << "the base is stained yellow";
     EXPECT_GT(fade(0.0, 0.8)[0], 0.05) << "black is not deep any more";
-}
-
-TEST_F(OpticsTest, CompressedPicturesAreMeans) {
-    // Stripes of one pixel, which single samples would show as sparkle.
-    Picture const stripes = Picture::Make(512, 512, false, [](unsigned x, unsigned) {
-        double const v = x % 2 == 0 ? 1.0 : 0.0;
-        return Rgba{v, v, v, 1};
-    });
-    auto const spread = [](Picture const& drawn, double low, double high) {
-        double sum = 0.0;
-        double squares = 0.0;
-        double count = 0.0;
-        for (unsigned y = 0; y < drawn.height; ++y) {
-            for (unsigned x = 0; x < drawn.width; ++x) {
-                double const away = std::hypot(x - 255.5, y - 255.5) / 512.0;
-                if (away > low && away < high) {
-                    double const v = drawn.At(x, y)[1];
-                    sum += v;
-                    squares += v * v;
-                    count += 1.0;
-                }
-            }
-        }
-        return std::sqrt(std::max(squares / count - std::pow(sum / count, 2.0), 0.0));
-    };
-    EXPECT_LT(spread(Run("EffectTwirl twirlPhase=1 twirlRate=0 baseRotation=0 wobbleRate=0", stripes), 0.3, 0.5), 0.2);
-    Picture const incoming = Picture::Flat(512, 512, {0, 0, 0, 1});
-    Picture const spiral = Run("TransitionSpiral type=2", stripes, incoming, {.progress = 0.4});
-    EXPECT_LT(spread(spiral, 0.4 * std::numbers::sqrt2 / 2 + 0.01, 0.4 * std::numbers::sqrt2 / 2 + 0.05), 0.2);
-}
-
-TEST_F(OpticsTest, PinwheelsHardEdgesAreAPixelWide) {
-    Picture const first = Picture::Flat(400, 400, {0, 0, 0, 1});
-    Picture const second = Picture::Flat(400, 400, {1, 1, 1, 1});
-    // Blades that begin at 0, 120 and 240 degrees; the one at 120 runs askew through the pixels.
-    Picture const drawn = Run("TransitionPinwheel num=3 freq=0 ampl=0 smoothness=20", first, second, {.progress = 0.5});
-    double const angle = 2.0 * std::numbers::pi / 3.0;
-    for (unsigned y = 20; y < 180; ++y) {
-        for (unsigned x = 60; x < 200; ++x) {
-            double const right = x + 0.5 - 200.0;
-            double const up = 199.5 - y;
-            double const beside = right * std::sin(angle) - up * std::cos(angle);  // pixels, before the edge
-            if (std::fabs(beside) < 0.45) {
-                EXPECT_NEAR(drawn.At(x, y)[0], 0.5 - beside, 0.08) << x << ", " << y;
-            }
-        }
-    }
 }
 
 TEST_F(OpticsTest, FilmLeavesTheSurroundingsOfCutOutsTransparent) {

@@ -146,31 +146,10 @@ TEST_F(WipeTransitionsTest, SpiralTwistsAroundItsDisc) {
             double const y = (at.t - centre) * scaleY;
             double const farthest = std::max(centre, 1 - centre) * std::numbers::sqrt2;
             double const lens = std::max(std::hypot(x, y) - at.progress * farthest, 0.0);
-            double const turn = 20 * std::max(0.2 * at.progress - (lens - 0.05) * (1 - at.progress), 0.0);
-            double const slope = 20 * (1 - at.progress);
-            double const radius = std::max(std::hypot(x, y), 1e-9);
-            auto const sample = [&](double away) {
-                double const angle = std::pow(std::max(turn - slope * away, 0.0), 2);
-                double const sine = std::sin(angle) * (1 + away / radius);
-                double const cosine = std::cos(angle) * (1 + away / radius);
-                return at.first.Sample((x * cosine - y * sine) / scaleX + centre,
-                                       (x * sine + y * cosine) / scaleY + centre);
-            };
-            // Compressed by more than three texels a pixel: the mean along the radius.
-            Rgba color = sample(0);
-            double const texels = lens > 0 ? radius * 2 * turn * slope : 0.0;
-            if (texels > 3) {
-                Rgba sum{};
-                for (int i = 0; i < 12; ++i) {
-                    Rgba const part = sample((i - 5.5) / 12 * scaleX / at.first.width);
-                    for (std::size_t c = 0; c < 4; ++c) {
-                        sum[c] += part[c] * (c < 3 ? part[3] : 1.0);
-                    }
-                }
-                Rgba const mean{sum[0] / sum[3], sum[1] / sum[3], sum[2] / sum[3], sum[3] / 12};
-                color = Mix(color, mean, std::min(0.5 * texels - 1.5, 1.0));
-            }
-            return Mix(at.to, color, std::min(300 * lens, 1.0));
+            double const angle = std::pow(20 * std::max(0.2 * at.progress - (lens - 0.05) * (1 - at.progress), 0.0), 2);
+            double const u = (x * std::cos(angle) - y * std::sin(angle)) / scaleX + centre;
+            double const v = (x * std::sin(angle) + y * std::cos(angle)) / scaleY + centre;
+            return Mix(at.to, at.first.Sample(u, v), std::min(300 * lens, 1.0));
         };
         ExpectPixels(fmt::format("TransitionSpiral type={}", type), {0.13, 0.8}, formula, kFiltered);
     }
@@ -204,19 +183,7 @@ TEST_F(WipeTransitionsTest, PinwheelFillsEachBladeFromItsLeadingEdge) {
                 double const distance = std::max(std::hypot(x, y), 1e-4);
                 double const bent = std::atan2(y, x) + ampl / 400.0 * std::sin(freq * kPi / 25 * distance) / distance;
                 double const behind = bent - blade * std::floor(bent / blade);
-                // The hard edge is soft within a pixel.
-                double const wave = ampl / 400.0 *
-                                    (freq * kPi / 25 * std::cos(freq * kPi / 25 * distance) -
-                                     std::sin(freq * kPi / 25 * distance) / distance);
-                double const pixel = 4.0 / std::max(at.first.width, at.first.height);
-                double const width = std::min(pixel * std::hypot(1.0, wave) / distance, blade);
-                auto const fill = [&](double place) {
-                    return std::clamp(((1 + soft) * at.progress - place / blade) / soft, 0.0, 1.0);
-                };
-                double const edge = std::min(behind, blade - behind);
-                double const beyond = fill(behind < 0.5 * blade ? blade : 0.0);
-                double const share = std::min(0.5 + edge / width, 1.0);
-                return at.Mix(share * fill(behind) + (1 - share) * beyond);
+                return at.Mix(std::clamp(((1 + soft) * at.progress - behind / blade) / soft, 0.0, 1.0));
             });
     }
 }

@@ -1,7 +1,5 @@
 // Swirls the picture about its centre, more strongly farther out, in a triangle wave of 4 turns each way. The whole may
-// also be rotated or wobble. Beyond its border the picture is repeated. Starts unchanged. Where a
-// pixel spans many texels, which happens along the radius, it is the mean of samples on it, or fine detail would
-// sparkle.
+// also be rotated or wobble. Beyond its border the picture is repeated. Starts unchanged.
 
 #include <cmath>
 #include <numbers>
@@ -18,31 +16,14 @@ uniform sampler2D tex;
 uniform float aspect_ratio;
 uniform float twirl;
 uniform float rotate;
-uniform float pixel;   // texture coordinates along s
 varying vec2 TexCoord0;
-vec4 Sample(vec2 coord) {
+void main() {
+    vec2 coord = TexCoord0 - vec2(0.5);
     float fi = length(vec2(coord.x, coord.y / aspect_ratio)) * twirl + rotate;
     float c = cos(fi);
     float s = sin(fi);
-    return texture2D(tex, fract(vec2(0.5 + coord.x * c - coord.y * s / aspect_ratio,
-                                     0.5 + coord.x * s * aspect_ratio + coord.y * c)));
-}
-void main() {
-    vec2 coord = TexCoord0 - vec2(0.5);
-    vec4 color = Sample(coord);
-    vec2 place = vec2(coord.x, coord.y / aspect_ratio);
-    float texels = length(place) * abs(twirl);  // a pixel spans
-    if (texels > 3.0) {
-        vec2 step = normalize(place) * vec2(1.0, aspect_ratio) * (pixel / 8.0);
-        vec4 sum = vec4(0.0);
-        for (int i = 0; i < 8; ++i) {
-            vec4 part = Sample(coord + step * (float(i) - 3.5));
-            sum += vec4(part.rgb * part.a, part.a);
-        }
-        vec4 mean = vec4(sum.rgb / max(sum.a, 1.0e-4), sum.a / 8.0);
-        color = mix(color, mean, min(0.5 * texels - 1.5, 1.0));
-    }
-    gl_FragColor = color;
+    gl_FragColor = texture2D(tex, fract(vec2(0.5 + coord.x * c - coord.y * s / aspect_ratio,
+                                             0.5 + coord.x * s * aspect_ratio + coord.y * c)));
 }
 )glsl";
 
@@ -61,7 +42,6 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         Pass(storage, "EffectTwirl", kFragment)
             .Texture("tex", 0, picture)
-            .Set("pixel", 1.0 / picture.GetWidth())
             .Set("aspect_ratio", static_cast<float>(picture.GetWidth()) / static_cast<float>(picture.GetHeight()))
             .Set("twirl", static_cast<float>((std::fabs(at - 2.0) - 1.0) * kMostTwirl))
             .Set("rotate", static_cast<float>(wobble * kTurn + settings.baseRotation * kTurn))

@@ -20,17 +20,14 @@ uniform vec2 aspect;  // of texture coordinates to lengths
 uniform float t;
 uniform float biggest_side;
 varying vec2 TexCoord0;
-)glsl";
-constexpr char kGrowingDiscMain[] = R"glsl(
 void main() {
     float lens = distance(TexCoord0 * aspect, v_src * aspect) - t * biggest_side;
 )glsl";
 
-/// A pass with such a program; `functions` is what stands before its main function, `main` the rest of that.
+/// A pass with such a program; `main` is the rest of its text.
 inline Pass MakeGrowingDisc(ShaderStorage const& storage, std::string_view name, char const* main,
-                            Frame const& outgoing, Frame const& incoming, glm::vec2 const& point, double progress,
-                            char const* functions = "") {
-    return Pass(storage, name, {kGrowingDisc, functions, kGrowingDiscMain, main})
+                            Frame const& outgoing, Frame const& incoming, glm::vec2 const& point, double progress) {
+    return Pass(storage, name, {kGrowingDisc, main})
         .Texture("tex_top", 0, outgoing)
         .Texture("tex_bot", 1, incoming, TextureFilter::Nearest)
         .Set("v_src", point)

@@ -20,7 +20,6 @@ uniform float freq;
 uniform float amplitude;
 uniform float local_smooth;
 uniform float t;
-uniform float pixel;
 varying vec2 TexCoord0;
 void main() {
     vec2 r = (TexCoord0 - vec2(0.5)) * aspect;
@@ -31,15 +30,6 @@ void main() {
     }
     float a = mod(atan(r.y, r.x) + amplitude * sin(freq * len) / len, angle);
     float alpha = clamp((angle * t - a) / max(local_smooth, 1e-6), 0.0, 1.0);
-    // Where a blade ends the next one begins: a hard edge, which is a pixel wide.
-    float wave = amplitude * (freq * cos(freq * len) - sin(freq * len) / len);
-    float width = min(pixel * sqrt(1.0 + wave * wave) / len, angle);
-    float edge = min(a, angle - a);
-    if (edge < 0.5 * width) {
-        float other = a < 0.5 * angle ? angle : 0.0;
-        float beyond = clamp((angle * t - other) / max(local_smooth, 1e-6), 0.0, 1.0);
-        alpha = mix(beyond, alpha, 0.5 + edge / width);
-    }
     gl_FragColor = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), alpha);
 }
 )glsl";
@@ -62,7 +52,6 @@ public:
             .Texture("tex2", 1, incoming, TextureFilter::Nearest)
             .Set("angle", angle)
             .Set("aspect", 4.0F * glm::vec2(width, height) / std::max(width, height))
-            .Set("pixel", 4.0F / std::max(width, height))
             .Set("freq", settings.GetFreq() * kPi / 25.0)
             .Set("amplitude", settings.GetAmpl() / 400.0)
             .Set("local_smooth", smooth)
