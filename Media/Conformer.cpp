@@ -316,6 +316,27 @@ Proc::AvFramePtr Conformer::Filter(AVFrame const& picture, Source const& source,
     return scaled;
 }
 
+void Conformer::RestoreAlpha(AVFrame& picture) const {
+    AVFilterContext** const end = graph->filters + graph->nb_filters;
+    AVFilterContext** const zscale = std::find_if(graph->filters, end, [](AVFilterContext const* filter) {
+        return std::string_view(filter->filter->name) == "zscale";
+    });
+    int const format = (*zscale)->inputs[0]->format;
+    if (!HasFlag(format, AV_PIX_FMT_FLAG_ALPHA) || HasFlag(format, AV_PIX_FMT_FLAG_FLOAT)) {
+        return;
+    }
+    // zscale takes alpha for limited range when it makes integers floats, whatever the range of the colours is.
+    int const depth = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format))->comp[3].depth;
+    auto const most = static_cast<float>((1 << depth) - 1);
+    float const scale = static_cast<float>(219 << (depth - 8)) / most;
+    float const black = static_cast<float>(16 << (depth - 8)) / most;
+    for (int y = 0; y < picture.height; ++y) {
+        auto* const row = reinterpret_cast<float*>(picture.data[3] + std::ptrdiff_t{y} * picture.linesize[3]);
+        std::transform(row, row + picture.width, row,
+                       [=](float alpha) { return std::clamp(alpha * scale + black, 0.0F, 1.0F); });
+    }
+}
+
 Proc::AvFramePtr Conformer::AddBars(Proc::AvFramePtr scaled, Box const& box, Conf::FrameInfo const& frame) const {
     if (box.width == static_cast<int>(frame.width) && box.height == static_cast<int>(frame.height)) {
         return scaled;
@@ -366,6 +387,7 @@ Proc::AvFramePtr Conformer::ConvertDeep(AVFrame const& picture, Source const& so
             if (av_frame_make_writable(filtered.get()) < 0) {
                 throw std::bad_alloc();
             }
+            RestoreAlpha(*filtered);
             encoder->Encode(*filtered);
         }
     }

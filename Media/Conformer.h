@@ -70,6 +70,8 @@ private:
     std::string MakeLinearChain(Source const& source, Box const& box) const;
     /// Divides the colours by alpha, in R'G'B'; empty where that is not needed.
     static std::string MakeDivision(Source const& source);
+    /// Puts the alpha of a picture from the graph for linear light into 0...1.
+    void RestoreAlpha(AVFrame& picture) const;
     Proc::AvFramePtr Filter(AVFrame const& picture, Source const& source, Box const& box, Road road);
     Proc::AvFramePtr AddBars(Proc::AvFramePtr scaled, Box const& box, Conf::FrameInfo const& frame) const;
     /// By 16-bit float, for targets of that and for new colours.

@@ -294,7 +294,31 @@ TEST_F(FormsTableTest, TitlesWithEffectsHaveTheWhiteOfSdr) {
         {"title": {"text": "HHHHHHHH", "size": 0.5, "weight": 700}, "effects": [{"effect": "Flip", "horizontal": true}]}]})");
     Succeed("render edit.json -o out.mkv --codec ffv1");
     std::vector<double> const row = Row("-i out.mkv", "format=gray10le");
-    EXPECT_NEAR(*std::max_element(row.begin(), row.end()) / 255.0, 0.581, 0.06);
+    EXPECT_NEAR(*std::max_element(row.begin(), row.end()) / 255.0, 0.581, 0.02);
+}
+
+TEST_F(FormsTableTest, HdrLeavesAlphaAsItIs) {
+    // Left to right: transparent, a half and opaque.
+    static constexpr char kSteps[] = "format={},geq=r={}:g={}:b={}:a='if(lt(X,86),0,if(lt(X,171),{},{}))'";
+    auto const make = [&](char const* format, int half, int full, std::string const& file) {
+        Make("color=white:s=256x64:r=10," + fmt::format(kSteps, format, full, full, full, half, full),
+             "-frames:v 1 " + file);
+    };
+    make("rgba", 128, 255, "-pix_fmt rgba a8.png");
+    make("gbrap10le", 514, 1023, "-c:v ffv1 a10.mkv");
+    make("gbrap16le", 128 * 257, 65535, "-pix_fmt rgba64be a16.png");
+    make("gbrap16le", 128 * 257, 65535, "-pix_fmt gbrapf32le a32.exr");
+    for (char const* const file : {"a8.png", "a10.mkv", "a16.png", "a32.exr"}) {
+        bool const isExr = std::string_view(file).ends_with(".exr");
+        Tests::Outcome const outcome =  // of 32 bits, a warning says that they become 16
+            Run(fmt::format("render {}{}@0-0.1 -o out.mkv --codec ffv1 --hdr pq --fps 10 -y", file,
+                            isExr ? "@alpha:straight" : ""));
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        std::vector<double> const alpha = Row("-i out.mkv", "extractplanes=a");
+        EXPECT_NEAR(alpha.at(40), 0.0, 0.5) << file;
+        EXPECT_NEAR(alpha.at(128), 128.0, 1.0) << file;
+        EXPECT_NEAR(alpha.at(220), 255.0, 0.5) << file;
+    }
 }
 
 }  // namespace
