@@ -40,7 +40,7 @@ inline void WriteTone(fs::path const& path) {
 class CommandTest : public testing::Test {
 protected:
     CommandTest() {
-        std::string pattern = (fs::path(testing::TempDir()) / "kaltor-XXXXXX").string();
+        std::string pattern = (fs::path(testing::TempDir()) / ("kaltor-" + std::string(6, 'X'))).string();
         folder = mkdtemp(pattern.data());
         fs::create_directory(folder / "work");
         fs::create_directory(folder / "log");
@@ -60,6 +60,15 @@ protected:
                         KALTOR_COMMAND, line, out.string(), err.string());
         int const status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
+    }
+    /// Another program's output, which has to succeed, from the same folder.
+    std::string Shell(std::string const& line) const {
+        fs::path const out = folder / "log" / "shell";
+        int const status = std::system(
+            fmt::format("cd '{}' && ({}) > '{}' 2>&1 < /dev/null", (folder / "work").string(), line, out.string())
+                .c_str());
+        EXPECT_EQ(status, 0) << line << "\n" << ReadAll(out);
+        return ReadAll(out);
     }
     /// Its output when it succeeds. Standard error must stay empty: no progress bar without a terminal.
     std::string Succeed(std::string const& line) const {

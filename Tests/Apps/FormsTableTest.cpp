@@ -67,14 +67,6 @@ protected:
         Make("color=white:s=256x64:r=10", "-c:v ffv1 -pix_fmt yuv420p white.mkv");
     }
 
-    std::string Shell(std::string const& line) const {
-        fs::path const out = folder / "log" / "shell";
-        int const status = std::system(
-            fmt::format("cd '{}' && ({}) > '{}' 2>&1 < /dev/null", (folder / "work").string(), line, out.string())
-                .c_str());
-        EXPECT_EQ(status, 0) << line << "\n" << Tests::ReadAll(out);
-        return Tests::ReadAll(out);
-    }
     void Make(std::string const& source, std::string const& rest) const {
         Shell(fmt::format("ffmpeg -v error -y -f lavfi -t 0.2 -i \"{}\" -frames:v 2 {}", source, rest));
     }

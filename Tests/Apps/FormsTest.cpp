@@ -25,14 +25,6 @@ protected:
         Tests::Outcome const outcome = Run(line);
         EXPECT_EQ(outcome.status, 0) << line << "\n" << outcome.err;
     }
-    std::string Shell(std::string const& line) const {
-        fs::path const out = folder / "log" / "shell";
-        int const status = std::system(
-            fmt::format("cd '{}' && ({}) > '{}' 2>&1 < /dev/null", (folder / "work").string(), line, out.string())
-                .c_str());
-        EXPECT_EQ(status, 0) << line << "\n" << Tests::ReadAll(out);
-        return Tests::ReadAll(out);
-    }
     /// A source of FFmpeg's, 256 x 32, three frames; `rest` are the options of the output.
     void Make(std::string const& source, std::string const& rest) const {
         Shell(fmt::format("ffmpeg -v error -y -f lavfi -i \"{}\" -frames:v 3 {}", source, rest));

@@ -518,7 +518,7 @@ TEST(TitlePainterTest, SaysWhatIsMissingAndWhatIsWrong) {
 class SubtitlePainterTest : public testing::Test {
 protected:
     SubtitlePainterTest() {
-        std::string name = (fs::temp_directory_path() / "kaltor-titles-XXXXXX").string();
+        std::string name = (fs::temp_directory_path() / ("kaltor-titles-" + std::string(6, 'X'))).string();
         folder = mkdtemp(name.data());
     }
     ~SubtitlePainterTest() override { fs::remove_all(folder); }
