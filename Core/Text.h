@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,6 +15,26 @@ inline std::vector<std::string_view> Split(std::string_view text, char separator
     }
     parts.push_back(text);
     return parts;
+}
+
+/// The text with A to Z in lower case, in any locale: the C library's own functions leave I as it is in a Turkish one.
+inline std::string ToLower(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return lower;
+}
+
+/// The beginning of UTF-8 text, at most so many bytes; no character is cut.
+inline std::string_view BeginningOf(std::string_view text, std::size_t most) {
+    if (text.size() <= most) {
+        return text;
+    }
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80U) {
+        --most;
+    }
+    return text.substr(0, most);
 }
 
 inline bool IsDigits(std::string_view text) {

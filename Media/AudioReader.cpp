@@ -22,6 +22,10 @@ namespace {
 /// Timestamps are rounded by containers and jitter; less than this is no gap.
 constexpr double kJitterSeconds = 0.010;
 
+/// Samples a second. Beyond these nobody records, and a small file takes gigabytes to be converted.
+constexpr int kLeastRate = 1'000;
+constexpr int kMostRate = 10'000'000;
+
 }  // namespace
 
 class AudioReader::Impl {
@@ -48,6 +52,8 @@ public:
         isEnded = false;
         Seek(false);
     }
+
+    void SkipSilence() { silence = 0; }
 
     std::optional<std::int64_t> GetEnd() const { return isEnded ? std::optional(offset + produced) : std::nullopt; }
 
@@ -153,6 +159,10 @@ private:
 
     /// A stretch without gaps in one form.
     void BeginRun(AVFrame const& frame, long double position) {
+        if (frame.sample_rate < kLeastRate || frame.sample_rate > kMostRate) {
+            Core::Throw(MediaError(fmt::format("{}: its sound has {} samples a second; {} to {} can be converted", path,
+                                               frame.sample_rate, kLeastRate, kMostRate)));
+        }
         inputRate = frame.sample_rate;
         inputFormat = frame.format;
         inputChannels = frame.ch_layout.nb_channels;
@@ -286,6 +296,10 @@ void AudioReader::Restart(std::int64_t sample) {
     impl->Restart(sample);
 }
 
+void AudioReader::SkipSilence() {
+    impl->SkipSilence();
+}
+
 std::optional<std::int64_t> AudioReader::GetEnd() const {
     return impl->GetEnd();
 }
@@ -308,18 +322,22 @@ SoundInfo ProbeSound(std::string const& path, InputRules const& rules) {
     AudioReader reader(path, {static_cast<int>(rate), 1}, Microseconds(0), {}, rules);
     std::vector<float> plane(static_cast<std::size_t>(rate));
     std::array<float*, 1> const planes{plane.data()};
+    std::int64_t const longest = kLongest + declared / AV_TIME_BASE;
     auto const findEnd = [&](std::int64_t from) {
         reader.Restart(from);
-        for (std::int64_t seconds = 0; !reader.GetEnd(); ++seconds) {
-            if (seconds > kLongest + declared / AV_TIME_BASE) {
-                Core::Throw(MediaError(path + ": its sound has no end"));
-            }
+        // A gap may last for days: nobody waits for its silence.
+        for (std::int64_t seconds = 0; seconds <= longest && !reader.GetEnd(); ++seconds) {
             if (rules.stop != nullptr && rules.stop->load(std::memory_order_relaxed)) {
                 Core::Throw(Cancelled());
             }
             reader.Read(planes.data(), plane.size());
+            reader.SkipSilence();
         }
-        return *reader.GetEnd();
+        std::optional<std::int64_t> const end = reader.GetEnd();
+        if (!end || (*end - from) / rate > longest) {
+            Core::Throw(MediaError(path + ": its sound has no end"));
+        }
+        return *end;
     };
     std::int64_t const from = std::max<std::int64_t>(av_rescale(declared, rate, AV_TIME_BASE) - rate, 0);
     std::int64_t end = findEnd(from);

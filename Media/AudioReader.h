@@ -32,6 +32,9 @@ public:
     /// The next sample read is number `sample`, 0 or above.
     void Restart(std::int64_t sample);
 
+    /// What is known to be silent next is left out of what is read, but counts in the numbers of samples.
+    void SkipSilence();
+
     /// The number of the sample after the last one that the clip has; known once it was read.
     std::optional<std::int64_t> GetEnd() const;
 

@@ -1,6 +1,5 @@
 #include "Media/AvifEncoder.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -8,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Media/EncodedStream.h"
 #include "Media/EncoderChoice.h"
 #include "Media/EncoderForm.h"
@@ -101,10 +101,7 @@ Proc::AvFramePtr TakeAlpha(AVFrame const& picture, AVPixelFormat format) {
 }  // namespace
 
 bool IsAvifName(std::string const& path) {
-    std::string ending = std::filesystem::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ending == ".avif";
+    return Core::ToLower(std::filesystem::path(path).extension().string()) == ".avif";
 }
 
 AVCodec const& RequireAvifEncoder() {

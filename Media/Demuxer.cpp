@@ -4,13 +4,17 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Media/MostPixels.h"
 #include "Media/PipeSource.h"
+#include "Media/Playlist.h"
 
 namespace Kaltor::Media {
 namespace {
@@ -61,6 +65,7 @@ struct Demuxer::Memory {
     std::vector<std::uint8_t> const& content;
     std::size_t position = 0;
     AVIOContext* io = nullptr;
+    std::function<void()> beforeReading = {};
 
     explicit Memory(std::vector<std::uint8_t> const& bytes) : content(bytes) {
         constexpr int kBlock = 1 << 16;
@@ -76,6 +81,9 @@ struct Demuxer::Memory {
 
     static int Read(void* self, std::uint8_t* buffer, int size) {
         auto& memory = *static_cast<Memory*>(self);
+        if (memory.beforeReading) {
+            std::exchange(memory.beforeReading, {})();
+        }
         std::size_t const count = std::min(static_cast<std::size_t>(size), memory.content.size() - memory.position);
         if (count == 0) {
             return AVERROR_EOF;
@@ -107,7 +115,8 @@ struct Demuxer::Pipe {
     std::shared_ptr<PipeReader> reader;
     std::atomic<bool> const* stop;
     AVIOContext* io = nullptr;
-    std::int64_t frameEnd = 0;  ///< of the last whole frame, where frames are not compressed
+    std::int64_t frameEnd = 0;        ///< of the last whole frame, where frames are not compressed
+    std::vector<std::uint8_t> start;  ///< what was looked at, and is still to be read
 
     Pipe(std::shared_ptr<PipeReader> pipe, std::atomic<bool> const* stopFlag)
         : reader(std::move(pipe)), stop(stopFlag) {
@@ -125,9 +134,46 @@ struct Demuxer::Pipe {
 
     static int Read(void* self, std::uint8_t* buffer, int size) {
         auto& own = *static_cast<Pipe*>(self);
+        if (!own.start.empty()) {
+            auto const taken = std::min(own.start.size(), static_cast<std::size_t>(size));
+            std::copy_n(own.start.begin(), taken, buffer);
+            own.start.erase(own.start.begin(), own.start.begin() + static_cast<std::ptrdiff_t>(taken));
+            return static_cast<int>(taken);
+        }
         int const count = own.reader->Read(buffer, size, own.stop);
         return count == 0 ? AVERROR_EOF : count;
     }
+
+    /// Reads on until there are so many bytes at the start, or the end. Gives FFmpeg's error where the pipe fails.
+    int Fill(std::size_t size) {
+        std::size_t have = start.size();
+        start.resize(size);
+        int count = 1;
+        while (have < size && count > 0) {
+            count = reader->Read(start.data() + have, static_cast<int>(std::min(size - have, kMostAtOnce)), stop);
+            have += static_cast<std::size_t>(std::max(count, 0));
+        }
+        start.resize(have);
+        return std::min(count, 0);
+    }
+
+    /// An AVIF picture has its alpha in another place than its colours.
+    bool IsAvif() {
+        constexpr std::size_t kMark = 12;
+        Fill(kMark);
+        std::string_view const mark(reinterpret_cast<char const*>(start.data()), start.size());
+        return mark.size() == kMark && (mark.ends_with("ftypavif") || mark.ends_with("ftypmif1"));
+    }
+
+private:
+    static constexpr std::size_t kMostAtOnce = std::size_t{1} << 20U;
+};
+
+/// A playlist's text and what it may open.
+struct Demuxer::List {
+    std::vector<std::uint8_t> text;
+    Memory memory{text};
+    Playlist playlist;
 };
 
 Demuxer::Demuxer(std::string const& path, InputRules const& inputRules)
@@ -135,6 +181,9 @@ Demuxer::Demuxer(std::string const& path, InputRules const& inputRules)
     if (rules.openPipe) {
         pipe = std::make_unique<Pipe>(rules.openPipe(), rules.stop);
         url = "pipe:";
+        if (pipe->IsAvif()) {
+            TakeWhole();
+        }
     } else {
         CheckReadable(path == "-" ? "/dev/stdin" : path);
     }
@@ -147,6 +196,26 @@ Demuxer::Demuxer(std::vector<std::uint8_t> const& content, std::string const& na
     }
     memory = std::make_unique<Memory>(content);
     Open();
+}
+
+/// Reads the pipe as a whole, for what is not read in its order.
+void Demuxer::TakeWhole() {
+    constexpr std::size_t kMost = std::size_t{256} << 20U;
+    constexpr std::size_t kFirst = std::size_t{1} << 20U;
+    for (std::size_t size = kFirst; pipe->start.size() <= kMost; size = std::min(2 * size, kMost + 1)) {
+        int const error = pipe->Fill(size);
+        CheckStop();
+        if (error < 0) {
+            FailSystem(name, fmt::format("cannot be read ({})", Proc::DescribeAvError(error)));
+        }
+        if (pipe->start.size() < size) {
+            content = std::move(pipe->start);
+            memory = std::make_unique<Memory>(content);
+            pipe.reset();
+            return;
+        }
+    }
+    Fail(name, fmt::format("is a picture of more than {} MiB", kMost >> 20U));
 }
 
 Demuxer::~Demuxer() {
@@ -199,10 +268,38 @@ AVInputFormat const* Demuxer::FindFormat() {
 
 void Demuxer::FailOpening(int error) const {
     CheckStop();
+    if (list) {
+        std::string const& refusal = list->playlist.GetRefusal();
+        Fail(name, !refusal.empty() ? refusal
+                                    : fmt::format("is a playlist that cannot be read ({}); it may name local videos, "
+                                                  "pictures and sounds, and no playlists but HLS's own",
+                                                  ExplainFfmpeg(error)));
+    }
     if (systemError != 0) {
         FailSystem(name, fmt::format("cannot be read ({})", Proc::DescribeAvError(systemError)));
     }
     ThrowMediaError(name, kNotMedia, error);
+}
+
+/// The whole text is read here, so that its size is known before FFmpeg makes anything of it.
+void Demuxer::ReadList(AVIOContext& io) {
+    list = std::make_unique<List>();
+    list->text.resize(Playlist::kMostBytes + 1);
+    int const count = avio_read(&io, list->text.data(), static_cast<int>(list->text.size()));
+    CheckStop();
+    if (count > Playlist::kMostBytes) {
+        Fail(name, fmt::format("is a playlist of more than {} bytes", Playlist::kMostBytes));
+    }
+    list->text.resize(static_cast<std::size_t>(std::max(count, 0)));
+    // FFmpeg has let the playlist itself pass by then, and hands the rules on to what it names.
+    list->memory.beforeReading = [this] {
+        av_freep(&context->format_whitelist);
+        context->format_whitelist = av_strdup(Playlist::ListFormatsWithin().c_str());
+    };
+    context->io_open = [](AVFormatContext* self, AVIOContext** opened, char const* wanted, int flags, AVDictionary**) {
+        auto& demuxer = *static_cast<Demuxer*>(self->opaque);
+        return demuxer.list->playlist.Open(opened, wanted, flags, self->interrupt_callback);
+    };
 }
 
 void Demuxer::CheckStop() const {
@@ -234,9 +331,12 @@ void Demuxer::Open() {
         if (std::string const refusal = FindRefusal(format->name, rules.allowPlaylists); !refusal.empty()) {
             Fail(name, refusal);
         }
-        context->pb = memory ? memory->io
-                      : pipe ? pipe->io
-                             : file.get();  // from here on it is known that this is not to be closed
+        AVIOContext* io = memory ? memory->io : pipe ? pipe->io : file.get();
+        if (io != nullptr && Playlist::IsFormat(format->name)) {
+            ReadList(*io);
+            io = list->memory.io;
+        }
+        context->pb = io;  // from here on it is known that this is not to be closed
         AVDictionary* options = nullptr;
         // A name with a number pattern is a name, not a series of files.
         av_dict_set(&options, "pattern_type", "none", 0);
@@ -251,8 +351,11 @@ void Demuxer::Open() {
         if (opened < 0) {
             FailOpening(opened);  // the context is gone already
         }
-        ClearFfmpegLog();
-        if (int const found = avformat_find_stream_info(context, nullptr); found < 0) {
+        openedSize = context->pb != nullptr && !pipe ? avio_size(context->pb) : 0;
+        if (list && !list->playlist.GetRefusal().empty()) {
+            Fail(name, list->playlist.GetRefusal());
+        }
+        if (int const found = FindStreams(); found < 0) {
             FailOpening(found);
         }
         for (unsigned i = 0; i < context->nb_streams; ++i) {
@@ -263,6 +366,21 @@ void Demuxer::Open() {
         avformat_close_input(&context);
         throw;
     }
+}
+
+/// Pictures are decoded here where only they know their form: those that are too large are not.
+int Demuxer::FindStreams() {
+    std::vector<AVDictionary*> options(context->nb_streams);
+    for (AVDictionary*& one : options) {
+        av_dict_set_int(&one, "max_pixels", GetMostPixels(), 0);
+    }
+    ClearFfmpegLog();
+    int const found = avformat_find_stream_info(context, options.empty() ? nullptr : options.data());
+    for (AVDictionary*& one : options) {
+        av_dict_free(&one);
+    }
+    fault = ExplainFfmpeg(AVERROR_INVALIDDATA);
+    return found;
 }
 
 AVStream* Demuxer::FindVideo() const {
@@ -280,7 +398,13 @@ AVStream& Demuxer::RequireVideo() const {
         Fail(name, hasSound ? "has sound but no picture" : fmt::format("{} (it has no video stream)", kNotMedia));
     }
     if (stream->codecpar->width <= 0 || stream->codecpar->height <= 0) {
-        Fail(name, fmt::format("{} (its picture has no size)", kNotMedia));
+        // FFmpeg's own words, which speak of its options.
+        constexpr std::string_view kTooLarge = "Picture size ";
+        if (fault.starts_with(kTooLarge)) {
+            Fail(name, DescribeTooLarge(
+                           fault.substr(kTooLarge.size(), fault.find(' ', kTooLarge.size()) - kTooLarge.size())));
+        }
+        Fail(name, "is damaged: no picture can be decoded that says how large it is");
     }
     return *stream;
 }
@@ -370,6 +494,10 @@ void Demuxer::CheckWholeFrames() const {
     if (pipe->frameEnd > 0 && pipe->frameEnd != avio_tell(pipe->io)) {
         Fail(name, "ends in the middle of a frame");
     }
+}
+
+bool Demuxer::HasShrunk() const {
+    return !pipe && context->pb != nullptr && avio_size(context->pb) < openedSize;
 }
 
 bool Demuxer::Seek(AVStream const& stream, Microseconds time) {

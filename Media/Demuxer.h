@@ -52,10 +52,13 @@ public:
     int Read(AVPacket& packet);
     /// Moves to the key frame at or before a time of the clip. False where the file cannot do that.
     bool Seek(AVStream const& stream, Microseconds time);
+    /// Whether somebody has made the file shorter since it was opened: its end is then no end.
+    bool HasShrunk() const;
 
 private:
     struct Memory;
     struct Pipe;
+    struct List;
 
     struct IoCloser {
         void operator()(AVIOContext* io) const { avio_close(io); }
@@ -64,6 +67,9 @@ private:
     void Open();
     AVInputFormat const* FindFormat();
     int OpenFile(AVIOContext** io);
+    void ReadList(AVIOContext& io);
+    void TakeWhole();
+    int FindStreams();
     [[noreturn]] void FailOpening(int error) const;
     void CheckStop() const;
     /// Frames that are not compressed: notes where they end, and checks that the pipe does not end within one.
@@ -73,9 +79,13 @@ private:
     std::string name;
     std::string url;  ///< empty: memory
     InputRules rules;
+    std::vector<std::uint8_t> content;  ///< of a picture from a pipe
     std::unique_ptr<Memory> memory;
     std::unique_ptr<Pipe> pipe;
     std::unique_ptr<AVIOContext, IoCloser> file;
+    std::unique_ptr<List> list;
+    std::string fault;  ///< the last of looking at the streams
+    std::int64_t openedSize = 0;
     int systemError = 0;  ///< the first of opening the file
     AVFormatContext* context = nullptr;
 };

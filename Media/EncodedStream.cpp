@@ -5,6 +5,18 @@
 #include <fmt/format.h>
 
 namespace Kaltor::Media {
+namespace {
+
+/// x265 3.5 subtracts a delay from the times of decoding, which it learns at the third picture only: in a shorter
+/// stream the delay is whatever stood in the memory. Such a stream is in the order of its display.
+void MendTimeOfDecoding(AVPacket& packet) {
+    constexpr std::int64_t kMostReordered = 64;  // HEVC keeps 16 pictures at most; times count pictures here
+    if (packet.dts > packet.pts || packet.dts < packet.pts - kMostReordered) {
+        packet.dts = packet.pts;
+    }
+}
+
+}  // namespace
 
 EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContext, CodecContextPtr codecContext,
                              PacketSink packetSink)
@@ -30,6 +42,7 @@ EncodedStream::EncodedStream(std::string nameOfFile, AVFormatContext& fileContex
     if (result < 0) {
         ThrowMediaError(name, fmt::format("the encoder {} cannot be used for it", encoder), result);
     }
+    isX265 = encoder == "libx265";
 }
 
 void EncodedStream::SetLevels(HdrLevels const& levels) {
@@ -58,6 +71,9 @@ void EncodedStream::Write(AVFrame const* frame) {
         }
         if (result < 0) {
             ThrowMediaError(name, fmt::format("the encoder {} failed", codec->codec->name), result);
+        }
+        if (isX265) {
+            MendTimeOfDecoding(*packet);
         }
         if (sink) {
             sink(*packet);

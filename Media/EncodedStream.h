@@ -33,6 +33,7 @@ private:
     CodecContextPtr codec;
     PacketSink sink;
     AVStream* stream = nullptr;
+    bool isX265 = false;
     PacketPtr packet;
 };
 

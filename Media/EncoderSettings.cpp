@@ -1,7 +1,6 @@
 #include "Media/EncoderSettings.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <stdexcept>
@@ -11,6 +10,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 
 namespace Kaltor::Media {
 namespace {
@@ -110,9 +110,7 @@ EncoderSettings ApplyProfile(EncoderSettings settings, std::string const& path) 
     if (format.empty()) {
         settings.format = found->endings.front();
     } else {
-        std::string lower = format == "matroska" ? "mkv" : format;
-        std::transform(lower.begin(), lower.end(), lower.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        std::string const lower = Core::ToLower(format == "matroska" ? "mkv" : format);
         if (std::find(found->endings.begin(), found->endings.end(), lower) == found->endings.end()) {
             Core::Throw(std::invalid_argument(fmt::format("{}: the profile {} makes .{} files", path, found->name,
                                                           fmt::join(found->endings, " or ."))));

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <type_traits>
@@ -41,8 +42,13 @@ void KeepLine(void* object, int level, char const* format, va_list arguments) {
     while (!line.empty() && (line.back() == '\n' || line.back() == '\r' || line.back() == '.' || line.back() == ' ')) {
         line.pop_back();
     }
-    if (!line.empty()) {
-        lastLine = line;
+    if (line.empty()) {
+        return;
+    }
+    lastLine = line;
+    if (level <= AV_LOG_PANIC) {
+        // FFmpeg ends the program now; nobody else would report why.
+        std::fputs(fmt::format("kaltor: a fault in FFmpeg ends the program: {}\n", line).c_str(), stderr);
     }
 }
 

@@ -66,7 +66,7 @@ public:
         OpenPlace(options);
         int result = avformat_alloc_output_context2(&file.context, &container, nullptr, url.c_str());
         if (result < 0) {
-            ThrowMediaError(path, "cannot be written", result);
+            ThrowMediaError(StreamOutput::NameOf(path), "cannot be written", result);
         }
         if (options.hasPictures) {
             pictures = std::make_unique<PictureEncoder>(options, videoEncoder, *file.context, MakeSink());
@@ -75,8 +75,8 @@ public:
             options.sound && !sequence ? FindAudioEncoder(container, options.audioCodec, path) : nullptr;
         if (audioEncoder != nullptr) {
             soundFormat = SoundEncoder::ChooseForm(*audioEncoder, *options.sound);
-            sound =
-                std::make_unique<SoundEncoder>(path, *audioEncoder, *soundFormat, options.audioBitRate, *file.context);
+            sound = std::make_unique<SoundEncoder>(StreamOutput::NameOf(path), *audioEncoder, *soundFormat,
+                                                   options.audioBitRate, *file.context);
         }
         for (auto const& [key, value] : options.metadata) {
             av_dict_set(&file.context->metadata, key.c_str(), value.c_str(), 0);
@@ -116,7 +116,7 @@ public:
             if (stream) {
                 stream->ThrowReason();
             }
-            ThrowMediaError(path, "cannot be written", result < 0 ? result : closed);
+            ThrowMediaError(StreamOutput::NameOf(path), "cannot be written", result < 0 ? result : closed);
         }
     }
 
@@ -216,7 +216,7 @@ private:
             if (stream) {
                 stream->ThrowReason();
             }
-            ThrowMediaError(path, "cannot be written", result);
+            ThrowMediaError(StreamOutput::NameOf(path), "cannot be written", result);
         }
     }
 

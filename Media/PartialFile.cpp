@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Media/MediaError.h"
 
 namespace Kaltor::Media {
@@ -45,14 +46,21 @@ fs::path ResolveLink(std::string const& name) {
 
 constexpr std::string_view kPartialEnding = ".partial";
 
+/// Names end at 255 bytes on common file systems.
+std::string_view ShortStem(std::string_view stem) {
+    constexpr std::size_t kLongest = 200;
+    return Core::BeginningOf(stem, kLongest);
+}
+
 }  // namespace
 
 std::string MakePartialName(std::string const& stem) {
     static std::atomic<unsigned> counter{0};
-    return fmt::format(".{}.{}-{}{}", stem, ::getpid(), counter++, kPartialEnding);
+    return fmt::format(".{}.{}-{}{}", ShortStem(stem), ::getpid(), counter++, kPartialEnding);
 }
 
-bool IsPartialName(std::string_view file, std::string_view stem) {
+bool IsPartialName(std::string_view file, std::string_view whole) {
+    std::string_view const stem = ShortStem(whole);
     if (file.size() <= stem.size() + kPartialEnding.size() + 2 || file[0] != '.' ||
         file.substr(1, stem.size()) != stem || file[stem.size() + 1] != '.' || !file.ends_with(kPartialEnding)) {
         return false;
@@ -76,8 +84,7 @@ PartialFile::PartialFile(std::string const& path, bool overwrite, WarningFn cons
     if (!fs::is_directory(folder, error)) {
         FailWriting(name, fmt::format("cannot be written: there is no folder {}", folder.string()));
     }
-    constexpr std::size_t kLongestStem = 200;  // names end at 255 bytes on common file systems
-    std::string const stem = target.filename().string().substr(0, kLongestStem);
+    std::string const stem = target.filename().string();
     Sweep(folder, stem, warn);
     while (!Create(folder, stem)) {
     }
@@ -164,6 +171,10 @@ void PartialFile::Commit() {
         if (errno == EEXIST || fs::exists(target, error)) {
             FailExisting(name);
         }
+    }
+    // What was only for its owner's eyes stays so.
+    if (struct ::stat replaced{}; isOverwriting && ::stat(target.c_str(), &replaced) == 0) {
+        ::fchmod(lock.number, replaced.st_mode & 0777U);
     }
     if (std::rename(partial.c_str(), target.c_str()) != 0) {
         FailWriting(name, fmt::format("cannot be written ({})", std::strerror(errno)));

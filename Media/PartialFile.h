@@ -26,7 +26,8 @@ public:
 
     /// Where to write now.
     std::string GetPath() const { return partial.string(); }
-    /// Gives the file its name. Throws `MediaError`, also where another file has taken the name and `overwrite` is off.
+    /// Gives the file its name, and the permissions of the one that it replaces. Throws `MediaError`, also where
+    /// another file has taken the name and `overwrite` is off.
     void Commit();
 
 private:
@@ -52,7 +53,7 @@ private:
     Descriptor lock;
 };
 
-/// ".STEM.PROCESS-NUMBER.partial", another one each time.
+/// ".STEM.PROCESS-NUMBER.partial", another one each time; a long stem is cut.
 std::string MakePartialName(std::string const& stem);
 bool IsPartialName(std::string_view file, std::string_view stem);
 

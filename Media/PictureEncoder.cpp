@@ -13,6 +13,7 @@
 #include "Media/EncoderChoice.h"
 #include "Media/EncoderForm.h"
 #include "Media/Sequence.h"
+#include "Media/StreamOutput.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
@@ -75,16 +76,17 @@ AVPixelFormat FindPixelFormat(AVCodec const& encoder, std::string const& wanted)
 
 PictureEncoder::PictureEncoder(WriterOptions const& options, AVCodec const& chosen, AVFormatContext& file,
                                PacketSink sink)
-    : name(options.path),
+    : name(StreamOutput::NameOf(options.path)),
       form(ChooseForm(options, chosen)),
-      conformer(options.path, form),
+      conformer(name, form),
       encoder(chosen),
       settings(options) {
     if (sink && IsAvifName(name)) {
         pictureSink = std::move(sink);
+        TryAvif();
         return;
     }
-    stream.emplace(options.path, file, SetUp(options, sink != nullptr), std::move(sink));
+    stream.emplace(name, file, SetUp(options, sink != nullptr), std::move(sink));
     stream->SetLevels(form.levels);
     if (IsPaletteEncoder(encoder)) {
         BuildPaletteGraph();
@@ -266,6 +268,16 @@ void PictureEncoder::Write(AVFrame const& picture) {
     } else {
         stream->Write(frame.get());
     }
+}
+
+/// Settings that the encoder does not take show with a small picture, before the first one is drawn.
+void PictureEncoder::TryAvif() const {
+    constexpr int kSide = 16;
+    Proc::AvFramePtr const blank = Proc::AllocateAvFrame(GetAvFormat(form), kSide, kSide);
+    for (std::size_t plane = 0; plane < std::size(blank->buf) && blank->buf[plane] != nullptr; ++plane) {
+        std::fill_n(blank->buf[plane]->data, blank->buf[plane]->size, std::uint8_t{0});
+    }
+    EncodeAvif(*blank, form, settings, encoder, name);
 }
 
 void PictureEncoder::WriteAvif(AVFrame const& picture) const {

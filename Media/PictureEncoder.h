@@ -27,6 +27,7 @@ private:
     /// `isPicture`: each picture is a file of its own.
     CodecContextPtr SetUp(WriterOptions const& options, bool isPicture);
     void WriteAvif(AVFrame const& picture) const;
+    void TryAvif() const;
     void BuildPaletteGraph();
     Proc::AvFramePtr ToPalette(AVFrame const& picture);
 

@@ -10,17 +10,17 @@
 #include "Core/Interfaces/Exception.h"
 #include "Media/Alpha.h"
 #include "Media/EncoderForm.h"
+#include "Media/MostPixels.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
 }
 
 namespace Kaltor::Media {
 namespace {
 
-/// Larger pictures than this are taken for damaged headers: a megapixel costs four megabytes and more.
-constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
 /// Demuxers and decoders mostly find the next good packet after damage; this many failures in a row are an end.
 constexpr int kMostFailures = 1000;
 
@@ -32,6 +32,17 @@ AVCodec const* FindDecoder(AVStream const& stream) {
             ? nullptr
             : avcodec_find_decoder_by_name(id == AV_CODEC_ID_VP8 ? "libvpx" : "libvpx-vp9");
     return withAlpha != nullptr ? withAlpha : avcodec_find_decoder(id);
+}
+
+/// What lies behind the end that a WebP file names is no part of its picture, and makes the decoder refuse it.
+void CutAtEndOfWebp(AVPacket& packet) {
+    constexpr int kSizeAt = 4;
+    constexpr int kHead = 8;
+    if (packet.size > kHead) {
+        std::uint64_t const size = AV_RL32(packet.data + kSizeAt);
+        std::uint64_t const end = kHead + size + size % 2;  // some writers leave the byte of padding out of the size
+        av_shrink_packet(&packet, static_cast<int>(std::min<std::uint64_t>(end, packet.size)));
+    }
 }
 
 /// Sets samples of alpha, of 8 bits or more, from a grey picture's, whatever its depth and range.
@@ -92,6 +103,10 @@ struct StreamDecoder::AlphaPicture {
 StreamDecoder::StreamDecoder(Demuxer& source, AVStream& selected)
     : demuxer(source), stream(selected), packet(MakePacket()) {
     AVCodecParameters const& parameters = *stream.codecpar;
+    if (std::int64_t{parameters.width} * parameters.height > GetMostPixels()) {
+        Core::Throw(MediaError(fmt::format(
+            "{}: {}", demuxer.GetName(), DescribeTooLarge(fmt::format("{}x{}", parameters.width, parameters.height)))));
+    }
     AVCodec const* const decoder = FindDecoder(stream);
     if (decoder == nullptr) {
         Core::Throw(MediaError(fmt::format("{}: no decoder for {} is installed", demuxer.GetName(),
@@ -102,8 +117,9 @@ StreamDecoder::StreamDecoder(Demuxer& source, AVStream& selected)
     int result = avcodec_parameters_to_context(codec.get(), &parameters);
     if (result >= 0) {
         codec->pkt_timebase = stream.time_base;
-        codec->thread_count = 0;
-        codec->max_pixels = kMostPixels;
+        // FFmpeg's threads abort the program where this decoder fails after its picture.
+        codec->thread_count = parameters.codec_id == AV_CODEC_ID_WEBP ? 1 : 0;
+        codec->max_pixels = GetMostPixels();
         result = avcodec_open2(codec.get(), decoder, nullptr);
     }
     if (result < 0) {
@@ -178,6 +194,9 @@ void StreamDecoder::FeedPacket() {
     if (stream.codecpar->codec_id == AV_CODEC_ID_TIFF) {
         isPremultiplied = IsTiffPremultiplied({packet->data, static_cast<std::size_t>(packet->size)});
     }
+    if (stream.codecpar->codec_id == AV_CODEC_ID_WEBP) {
+        CutAtEndOfWebp(*packet);
+    }
     ClearFfmpegLog();
     int const sent = avcodec_send_packet(codec.get(), packet.get());
     if (sent < 0 && sent != AVERROR_EOF) {
@@ -214,6 +233,8 @@ Proc::AvFramePtr StreamDecoder::Next() {
             bool const isShort = frameEnd == AV_NOPTS_VALUE ? packetEnd != AV_NOPTS_VALUE : frameEnd < packetEnd;
             if (isShort && stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !damage) {
                 NoteDamage(frameEnd, AVERROR_INVALIDDATA);
+            } else if (!damage && demuxer.HasShrunk()) {
+                NoteDamage(frameEnd, AVERROR_EOF);
             }
             return nullptr;
         }

@@ -32,9 +32,13 @@ bool StreamOutput::IsStream(std::string const& path) {
     return path == "-" || (::stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)));
 }
 
+std::string StreamOutput::NameOf(std::string const& path) {
+    return path == "-" ? "standard output" : path;
+}
+
 StreamOutput::StreamOutput(std::string const& path, std::atomic<bool> const* cancelFlag,
                            std::atomic<bool> const* stopFlag)
-    : name(path == "-" ? "standard output" : path), cancel(cancelFlag), stop(stopFlag) {
+    : name(NameOf(path)), cancel(cancelFlag), stop(stopFlag) {
     Open(path);
     ::fcntl(file, F_SETPIPE_SZ, kBufferBytes);  // fewer turns, where the system allows it
     auto* const buffer = static_cast<unsigned char*>(CheckAllocated(av_malloc(kBufferBytes)));

@@ -15,6 +15,8 @@ class StreamOutput {
 public:
     /// Whether a name is one: "-", or what exists and is neither a plain file nor a folder nor a disk.
     static bool IsStream(std::string const& path);
+    /// As messages name it.
+    static std::string NameOf(std::string const& path);
 
     /// Opens it; a fifo waits for its reader, until one of the flags is true. They may be null and must outlive it.
     /// Throws `MediaError`, `Cancelled`.

@@ -47,9 +47,10 @@ void MakeStandardRange(VideoTarget& target);
 using WarningFn = std::function<void(std::string const& message)>;
 
 /// Streams a clip's pictures at a constant rate: picture k is the last one that begins before start + (k + 0.29)
-/// / rate. Pictures of other sizes are scaled with their aspect kept and centred on
-/// black; alpha is composed over the target's background where the target has none; interlaced ones are made whole. A picture that is already in the target's form
-/// is handed on as the decoder made it: the same buffers, no copy. A still gives the same picture without end.
+/// / rate. Pictures of other sizes are scaled with their aspect kept and centred on black; alpha is composed over the
+/// target's background where the target has none; interlaced ones are made whole. A picture that is already in the
+/// target's form is handed on as the decoder made it: the same buffers, no copy. A still gives the same picture without
+/// end.
 ///
 /// What cannot be decoded gives one warning with the time from which the clip is damaged; the last good picture stands
 /// in for what is missing, so that later ones keep their time.

@@ -17,7 +17,7 @@ TEST(Exceptions, CarryTheThrowingPlaceAndTheCallStack) {
     Caught const here = Catch<std::invalid_argument>([] { Core::Throw(std::invalid_argument("bad")); });
     EXPECT_EQ(here.what, "bad");
     EXPECT_EQ(here.line, line);
-    EXPECT_THAT(here.function, HasSubstr("TestBody"));
+    EXPECT_THAT(here.function, AnyOf(HasSubstr("TestBody"), "operator()"));  // compilers name lambdas in two ways
     EXPECT_EQ(here.file, "Tests/Core/InterfacesTest.cpp");  // from the repository's root on every machine
     EXPECT_GT(here.stackDepth, 2U);
 }

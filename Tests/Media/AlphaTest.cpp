@@ -77,6 +77,16 @@ TEST(AlphaTest, FilesThatSayItAreDivided) {
     ExpectColor(EncodePicture(*MakeTranslucent(kStored), ".exr"), kStored, kTwoSteps);
 }
 
+TEST(AlphaTest, AvifPicturesAreRefusedBeforeTheFirstOne) {
+    WriterOptions options;
+    options.path = testing::TempDir() + "x%d.avif";
+    options.overwrite = true;
+    options.video = {{32, 16, 1, 1}, {25, 1}};
+    MediaWriter{options};  // left alone, it takes back what it has begun
+    options.crf = 400;
+    EXPECT_THROW(MediaWriter{options}, std::invalid_argument);
+}
+
 TEST(AlphaTest, AlphaOfHevcIsFound) {
     Content header(22, 0);
     header[0] = 1;

@@ -1,3 +1,9 @@
+#include <array>
+#include <fstream>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
 #include "Media/AudioReader.h"
 #include "Media/SoundEncoder.h"
 #include "MediaTest.h"
@@ -108,6 +114,50 @@ std::string WriteSoundFile(std::string const& path, char const* encoderName, std
     avio_closep(&file->pb);
     avformat_free_context(file);
     return path;
+}
+
+TEST_F(AudioReaderTest, TheEndBehindALongGapIsFoundAtOnce) {
+    constexpr std::int64_t kGap = 20 * 3'600;  // seconds, after the first one
+    std::string const path =
+        Remux(Make("even.mkv", Clicks({12000})), "gap.mkv", [](AVPacket& packet, AVStream const& stream) {
+            if (stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO && packet.pts >= 1000) {
+                packet.pts += kGap * 1000;
+                packet.dts += kGap * 1000;
+            }
+            return true;
+        });
+    AudioReader reader(path, {48'000, 1});
+    std::vector<float> second(48'000);
+    std::array<float*, 1> const plane{second.data()};
+    int reads = 0;
+    for (; reads < 20 && !reader.GetEnd(); ++reads) {
+        reader.Read(plane.data(), second.size());
+        reader.SkipSilence();
+    }
+    ASSERT_TRUE(reader.GetEnd()) << "after " << reads << " seconds";
+    EXPECT_NEAR(static_cast<double>(*reader.GetEnd()) / 48'000, kGap + 3.0, 0.1);
+    EXPECT_NEAR(static_cast<double>(ProbeSound(path).duration.count()) / 1e6, kGap + 3.0, 0.1);
+}
+
+TEST_F(AudioReaderTest, RatesThatNobodyRecordsAreRefused) {
+    for (std::uint32_t const rate : {1U, 249'000'000U}) {
+        // "RIFF", "WAVE", "fmt ": PCM of one channel and 16 bits; "data".
+        std::vector<std::uint32_t> head{0x46464952, 36 + 8'192, 0x45564157, 0x20746D66, 16,   0x00010001,
+                                        rate,       2 * rate,   0x00100002, 0x61746164, 8'192};
+        head.resize(head.size() + 8'192 / 4);
+        std::string const path = At("rate.wav");
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<char const*>(head.data()), static_cast<std::streamsize>(4 * head.size()));
+        std::vector<float> samples(100);
+        std::array<float*, 1> const plane{samples.data()};
+        try {
+            AudioReader reader(path, {48'000, 1});
+            reader.Read(plane.data(), samples.size());
+            ADD_FAILURE() << rate << " samples a second";
+        } catch (MediaError const& e) {
+            EXPECT_THAT(e.what(), testing::HasSubstr(fmt::format("has {} samples a second; 1000 to 10000000", rate)));
+        }
+    }
 }
 
 TEST_F(AudioReaderTest, AFileOfSoundOnlyBeginsWithItsSound) {

@@ -92,12 +92,13 @@ std::string MediaTest::Remux(std::string const& from, std::string const& name,
     return to;
 }
 
-Watchdog::Watchdog(std::chrono::milliseconds patience) {
+Watchdog::Watchdog() {
     testing::TestInfo const& test = *testing::UnitTest::GetInstance()->current_test_info();
-    thread = std::thread([&test, patience, isDone = done.get_future()] {
-        if (isDone.wait_for(patience) == std::future_status::timeout) {
-            fmt::print(stderr, "{}.{} hangs: not done after {} ms\n", test.test_suite_name(), test.name(),
-                       patience.count());
+    thread = std::thread([&test, isDone = done.get_future()] {
+        constexpr std::chrono::minutes kPatience(10);
+        if (isDone.wait_for(kPatience) == std::future_status::timeout) {
+            fmt::print(stderr, "{}.{} hangs: not done after {} minutes\n", test.test_suite_name(), test.name(),
+                       kPatience.count());
             std::abort();
         }
     });

@@ -37,6 +37,39 @@ Bytes Encode(AVCodecID id, AVPixelFormat format, int width, int height,
     return {packet->data, packet->data + packet->size};
 }
 
+TEST_F(PictureTest, WebpEndsWhereItsHeadSaysAndDamageDoesNotEndTheProgram) {
+    Bytes const plain = Encode(AV_CODEC_ID_WEBP, AV_PIX_FMT_YUV420P, 16, 16, [](AVFrame& frame, int y) {
+        for (int plane = 0; plane < 3; ++plane) {
+            int const rows = plane == 0 ? 16 : 8;
+            std::fill_n(frame.data[plane] + (y % rows) * frame.linesize[plane], rows, 100 + plane);
+        }
+    });
+    // A part of an impossible size. FFmpeg's threads would end the program at it.
+    Bytes inside = plain;
+    inside.insert(inside.end(), 200, 0xFF);
+    Bytes const behind = inside;
+    std::size_t const size = inside.size() - 8;
+    for (unsigned byte = 0; byte < 4; ++byte) {
+        inside[4 + byte] = static_cast<std::uint8_t>(size >> 8 * byte);
+    }
+    Picture const expected = Picture::FromFrame(*DecodePicture(plain, "plain"));
+    EXPECT_TRUE(IsNear(Picture::FromFrame(*DecodePicture(behind, "behind")), expected, 0.0));
+    try {
+        EXPECT_TRUE(IsNear(Picture::FromFrame(*DecodePicture(inside, "inside")), expected, 0.0));
+    } catch (MediaError const&) {  // versions of FFmpeg differ in whether they hand out the picture
+    }
+}
+
+TEST_F(PictureTest, ReportsWhatFfmpegEndsTheProgramFor) {
+    CaptureFfmpegLog();
+    testing::internal::CaptureStderr();
+    av_log(nullptr, AV_LOG_ERROR, "an error\n");
+    av_log(nullptr, AV_LOG_PANIC, "Assertion %s failed\n", "a > b");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "kaltor: a fault in FFmpeg ends the program: Assertion a > b failed\n");
+    ClearFfmpegLog();
+}
+
 TEST_F(PictureTest, BringsEveryStorageToRgb) {
     struct Case {
         AVPixelFormat format;

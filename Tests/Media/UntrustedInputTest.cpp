@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include "Media/PartialFile.h"
@@ -84,19 +85,56 @@ TEST_F(UntrustedInputTest, AFileOpensNoOtherUnlessAskedAndNeverTheNetwork) {
     EXPECT_NEAR(static_cast<double>(Probe(At("list"), {.allowPlaylists = true}).duration.count()), 14e6 / 30, 1e4);
 
     // FFmpeg's seeking in such a list crashes.
-    WriteText(At("gap"), "ffconcat version 1.0\nfile secret.mkv\ninpoint 0.1\noutpoint 0.2\nfile secret.mkv\nduration 1\n"
-                         "stream\nexact_stream_id 0.2\nfile missing.mkv\nduration 1\nstream\nexact_stream_id 1\n");
+    WriteText(At("gap"),
+              "ffconcat version 1.0\nfile secret.mkv\ninpoint 0.1\noutpoint 0.2\nfile secret.mkv\nduration 1\n"
+              "stream\nexact_stream_id 0.2\nfile missing.mkv\nduration 1\nstream\nexact_stream_id 1\n");
     EXPECT_LT(Probe(At("gap"), {.allowPlaylists = true}).duration, std::chrono::seconds(2));
 
-    // One that includes itself ends when it is asked to.
+    // A stop is seen while files are opened.
+    std::atomic<bool> const stop{true};
+    EXPECT_THROW(Probe(At("list"), {.allowPlaylists = true, .stop = &stop}), Cancelled);
+}
+
+TEST_F(UntrustedInputTest, APlaylistThatIsAllowedHasLimits) {
+    Make("a.mkv", {.frames = 7});
+    fs::create_symlink("/dev/zero", At("zero.m3u8"));
+    std::string const master = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1000\n{}\n";
+    std::string const list = "ffconcat version 1.0\n{}";
+    std::string const large = std::string(1 << 20, '#') + "\n";
+    WriteText(At("large.m3u8"), "#EXTM3U\n" + large);
+    WriteText(At("list"), fmt::format(fmt::runtime(list), "file a.mkv\n"));
     Watchdog const watchdog;
-    WriteText(At("loop"), "ffconcat version 1.0\nfile loop\n");
-    std::atomic<bool> stop{false};
-    std::jthread const user([&stop] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        stop = true;
-    });
-    EXPECT_THROW(Probe(At("loop"), {.allowPlaylists = true, .stop = &stop}), Cancelled);
+    struct Case {
+        std::string text;
+        char const* message;
+    };
+    for (Case const& c : {Case{fmt::format(fmt::runtime(master), "x.m3u8"), "names more than 100 playlists, or itself"},
+                          {fmt::format(fmt::runtime(master), "zero.m3u8"), "which is not a plain file"},
+                          {fmt::format(fmt::runtime(master), "large.m3u8"), "large.m3u8\", which has more than"},
+                          {"#EXTM3U\n#EXT-X-TARGETDURATION:1\n" + large, "is a playlist of more than 1048576 bytes"},
+                          {fmt::format(fmt::runtime(list), large), "is a playlist of more than 1048576 bytes"},
+                          {fmt::format(fmt::runtime(list), "file list\n"), "no playlists but HLS's own"},
+                          {fmt::format(fmt::runtime(list), "file x.m3u8\n"), "no playlists but HLS's own"}}) {
+        WriteText(At("x.m3u8"), c.text);
+        EXPECT_THAT(Catch<MediaError>([&] { Probe(At("x.m3u8"), {.allowPlaylists = true}); }).what,
+                    HasSubstr(c.message));
+    }
+}
+
+TEST_F(UntrustedInputTest, APictureThatMemoryCannotHoldIsNotDecoded) {
+#ifdef KALTOR_SANITIZED
+    GTEST_SKIP() << "the sanitizer's own memory counts, too";
+#endif
+    constexpr int kSide = 5000;
+    WriteText(At("large.pgm"), fmt::format("P5\n{0} {0}\n255\n", kSide) + std::string(kSide * kSide, 'x'));
+    EXPECT_EQ(Probe(At("large.pgm")).frame.width, 5000U);
+    rlimit before{};
+    getrlimit(RLIMIT_DATA, &before);
+    rlimit const less{rlim_t{24} * kSide * kSide, before.rlim_max};
+    setrlimit(RLIMIT_DATA, &less);
+    std::string const message = Catch<MediaError>([&] { Probe(At("large.pgm")); }).what;
+    setrlimit(RLIMIT_DATA, &before);
+    EXPECT_THAT(message, HasSubstr("large.pgm: its picture, 5000x5000, is too large"));
 }
 
 TEST_F(UntrustedInputTest, WhatAKilledProcessLeftIsSweptAndNothingElse) {
@@ -131,8 +169,12 @@ TEST_F(UntrustedInputTest, ALinkStaysAndItsTargetIsWritten) {
             EXPECT_THAT(Catch<MediaError>([&] { PartialFile(At("further"), false); }).what,
                         HasSubstr("exists already"));
         }
+        if (!before.empty()) {
+            fs::permissions(At("there/video"), fs::perms::owner_read);
+        }
         WriteFile(At("further"), content, true);
         EXPECT_EQ(ReadAll(At("there/video")), "new");
+        EXPECT_EQ(fs::status(At("there/video")).permissions() == fs::perms::owner_read, !before.empty());
         EXPECT_TRUE(fs::is_symlink(At("link")) && fs::is_symlink(At("further")));
         EXPECT_THAT(ListFolder(), ElementsAre("further", "link", "loop", "there"));
     }

@@ -40,6 +40,23 @@ bool Blank(AVPacket& packet, AVStream const&) {
     return true;
 }
 
+TEST_F(VideoReaderTest, AFileThatBecomesShorterIsNoWholeOne) {
+    // MKV has no index that would miss the rest.
+    std::string const path = Make("clip.mkv", {.frames = 120, .draw = DrawNoise});
+    auto const size = static_cast<std::int64_t>(std::filesystem::file_size(path));
+    ASSERT_GT(size, 400'000) << "more than what is read ahead";
+    std::vector<std::string> warnings;
+    VideoReader reader(path, Target(64, 48), Microseconds(0),
+                       [&warnings](std::string const& text) { warnings.push_back(text); });
+    reader.Read();
+    std::filesystem::resize_file(path, static_cast<std::uintmax_t>(size / 2));
+    for (int i = 0; i < 120; ++i) {
+        reader.Read();
+    }
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_THAT(warnings[0], testing::HasSubstr("damaged from"));
+}
+
 TEST_F(VideoReaderTest, StartsAtExactlyTheFrame) {
     for (AVRational const rate : {AVRational{30, 1}, AVRational{30000, 1001}, AVRational{24, 1}}) {
         // Of long groups of pictures with B frames, where a seek lands far before the wanted frame; of short ones in a
