@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 #include <utility>
 
 #include "Ogl/OglManager.h"
@@ -15,6 +16,14 @@ using Clock = std::chrono::steady_clock;
 
 double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+/// What all threads of this process have used.
+double GetProcessorSeconds() {
+    constexpr double kNano = 1e-9;
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * kNano;
 }
 
 double Median(std::vector<double> values) {
@@ -55,7 +64,7 @@ PairedTimer::PairedTimer(ReferenceCopy& reference, Batch drawFrames, int step, d
     Time(draw, step);  // compiles programs and fills pools
     Time(copy, kFewestCopies);
     auto const choose = [&](Batch const& batch, int multiple, double seconds) {
-        double const steps = seconds / (Time(batch, multiple) * multiple);
+        double const steps = seconds / (Time(batch, multiple).wall * multiple);
         return multiple * static_cast<int>(std::clamp(std::round(steps), 1.0, static_cast<double>(kMost / multiple)));
     };
     drawCount = choose(draw, step, batchSeconds);
@@ -64,14 +73,14 @@ PairedTimer::PairedTimer(ReferenceCopy& reference, Batch drawFrames, int step, d
 }
 
 double PairedTimer::Round() {
-    double const seconds = Time(draw, drawCount);
-    double const nextCopy = Time(copy, copyCount);
-    double const around = (lastCopy + nextCopy) / 2.0;
+    Cost const frame = Time(draw, drawCount);
+    Cost const nextCopy = Time(copy, copyCount);
+    frameSeconds.push_back(frame.wall);
+    copySeconds.push_back(nextCopy.wall);
+    ratios.push_back(2.0 * frame.wall / (lastCopy.wall + nextCopy.wall));
+    processorRatios.push_back(2.0 * frame.processor / (lastCopy.processor + nextCopy.processor));
     lastCopy = nextCopy;
-    frameSeconds.push_back(seconds);
-    copySeconds.push_back(around);
-    ratios.push_back(seconds / around);
-    return seconds;
+    return frame.wall;
 }
 
 PairedTimer::Timing PairedTimer::Run(double seconds) {
@@ -85,14 +94,15 @@ PairedTimer::Timing PairedTimer::Run(double seconds) {
 
 PairedTimer::Timing PairedTimer::GetTiming() const {
     constexpr double kMilli = 1e3;
-    return {Median(frameSeconds) * kMilli, Median(copySeconds) * kMilli, Median(ratios)};
+    return {Median(frameSeconds) * kMilli, Median(copySeconds) * kMilli, Median(ratios), Median(processorRatios)};
 }
 
-double PairedTimer::Time(Batch const& batch, int count) {
+PairedTimer::Cost PairedTimer::Time(Batch const& batch, int count) {
     Clock::time_point const start = Clock::now();
+    double const processorStart = GetProcessorSeconds();
     batch(count);
     Ogl::OglManager::GetInstance().Invoke([](Ogl::ShaderStorage const&) { glFinish(); });
-    return SecondsSince(start) / count;
+    return {SecondsSince(start) / count, (GetProcessorSeconds() - processorStart) / count};
 }
 
 }  // namespace Kaltor::Measure

@@ -32,6 +32,7 @@ public:
         double milliseconds;      ///< per frame
         double copyMilliseconds;  ///< per copy
         double copies;            ///< their ratio
+        double processorCopies;  ///< the ratio of the processor time of all threads, which other programs hardly change
     };
 
     /// First draws some frames that are not timed. A batch has a multiple of `step` frames and takes about
@@ -46,17 +47,24 @@ public:
     Timing GetTiming() const;
 
 private:
-    /// Seconds per frame of `count` frames, including the draining.
-    static double Time(Batch const& batch, int count);
+    /// What one frame costs, in seconds.
+    struct Cost {
+        double wall;
+        double processor;
+    };
+
+    /// The same for each of `count` frames, including the draining.
+    static Cost Time(Batch const& batch, int count);
 
     Batch draw;
     Batch copy;
     int drawCount;
     int copyCount;
-    double lastCopy;
+    Cost lastCopy;
     std::vector<double> frameSeconds;
     std::vector<double> copySeconds;
     std::vector<double> ratios;
+    std::vector<double> processorRatios;
 };
 
 }  // namespace Kaltor::Measure

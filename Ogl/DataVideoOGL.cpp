@@ -1,6 +1,6 @@
 #include "Ogl/DataVideoOGL.h"
 
-#include <optional>
+#include <algorithm>
 #include <utility>
 
 #include "Ogl/OglManager.h"
@@ -99,20 +99,37 @@ void DataVideoOGL::RunTasks(ShaderStorage const& storage) {
     std::rethrow_exception(failure);
 }
 
-void DataVideoOGL::DrawOnPlanes(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs) {
+std::optional<ColorSpec> DataVideoOGL::FindPlaneTags(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs) {
     Conf::FrameInfo const& info = GetFrameInfo();
+    if (GetPixFmt() != kOpaqueFormat || frame.IsValid()) {
+        return std::nullopt;
+    }
     std::optional<ColorSpec> tags;
     for (boost::intrusive_ptr<DataVideoOGL> const& input : inputs) {
         Frame const picture = input->FrameData();
-        ColorSpec const spec = picture.GetColorSpec().Resolved(info.height);
-        if (!picture.IsOnPlanes() || picture.GetWidth() != info.width || picture.GetHeight() != info.height ||
+        // What tags are left out may depend on the height.
+        ColorSpec const spec = picture.GetColorSpec().Resolved(picture.GetHeight());
+        if (!picture.IsOnPlanes() || picture.GetColorSpec().Resolved(info.height) != spec ||
             tags.value_or(spec) != spec) {
-            return;
+            return std::nullopt;
         }
         tags = spec;
     }
-    if (tags && GetPixFmt() == kOpaqueFormat && !frame.IsValid()) {
-        frame.AllocateOnPlanes(info.width, info.height, *tags);
+    return tags;
+}
+
+void DataVideoOGL::DrawOnPlanes(ColorSpec const& spec) {
+    frame.AllocateOnPlanes(GetFrameInfo().width, GetFrameInfo().height, spec);
+}
+
+void DataVideoOGL::WriteInMemory(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs) {
+    auto const isInMemory = [](auto const& input) {
+        Frame const picture = input->FrameData();
+        return picture.IsOnPlanes() || picture.GetRgbInMemory() != nullptr;
+    };
+    bool const isWanted = OglManager::GetInstance().GetStrategy().filtersOnCpu && GetPixFmt() == kOpaqueFormat;
+    if (isWanted && !frame.IsValid() && std::all_of(inputs.begin(), inputs.end(), isInMemory)) {
+        frame.AllocateRgbInMemory(GetFrameInfo().width, GetFrameInfo().height, GetColorSpec());
     }
 }
 

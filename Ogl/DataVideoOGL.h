@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -29,9 +30,14 @@ public:
     /// and in every later call; the tasks behind it are dropped.
     void Execute();
 
-    /// Has the frame be drawn on planes in main memory instead of a texture, if all inputs lie on such planes with the
-    /// same tags, in its own size. GL thread, before it is drawn.
-    void DrawOnPlanes(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs);
+    /// The tags of all inputs, resolved, if this frame can be drawn on planes in main memory instead of a texture: the
+    /// inputs lie on such planes with the same tags. GL thread, before it is drawn.
+    std::optional<ColorSpec> FindPlaneTags(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs);
+    /// Has the frame be drawn on planes with these tags.
+    void DrawOnPlanes(ColorSpec const& spec);
+    /// Has the frame be written by the processor's own threads as R'G'B' in main memory, if the strategy has them
+    /// filter, all inputs lie there, and it is not on planes. GL thread, before it is drawn.
+    void WriteInMemory(std::span<boost::intrusive_ptr<DataVideoOGL> const> inputs);
     /// The frame's picture. Rethrows the frame's error. GL thread only.
     Frame FrameData();
 

@@ -16,6 +16,7 @@
 #include "Ogl/PlanarPicture.h"
 #include "Ogl/ShaderStorage.h"
 #include "Proc/Data/DataVideoFF.h"
+#include "Proc/Data/RgbToYuv.h"
 #include "Proc/Data/YuvToRgb.h"
 
 namespace Kaltor::Ogl {
@@ -90,6 +91,8 @@ struct Frame::Picture {
     bool isConvertedLater = false;
     /// Instead of textures, where the picture lies in main memory; null until it is uploaded.
     std::shared_ptr<PlanarPicture> planes{};
+    /// Or this one, of R'G'B'.
+    boost::intrusive_ptr<Proc::DataVideoFF> memory{};
     bool isInMemory = false;
     Frame rgb{};  ///< the same as a texture, once it was needed
 
@@ -123,8 +126,33 @@ void Frame::AllocateOnPlanes(std::uint32_t width, std::uint32_t height, ColorSpe
     picture = std::move(made);
 }
 
+void Frame::AllocateRgbInMemory(std::uint32_t width, std::uint32_t height, ColorSpec const& spec) {
+    auto made = std::make_shared<Picture>(Picture{kOpaqueFormat, width, height, spec, {}});
+    made->isInMemory = true;
+    made->memory = Proc::DataVideoFF::Create(PixFmt::Bgrx, {width, height, 1, 1});
+    picture = std::move(made);
+}
+
 bool Frame::IsOnPlanes() const {
     return picture->planes != nullptr;
+}
+
+boost::intrusive_ptr<Proc::DataVideoFF const> Frame::GetPlanes() const {
+    if (!IsOnPlanes()) {
+        Core::Throw(std::logic_error("the picture does not lie on planes"));
+    }
+    return picture->planes->Get();
+}
+
+void Frame::ShowPlanes(boost::intrusive_ptr<Proc::DataVideoFF const> const& samples) const {
+    if (!IsOnPlanes()) {
+        Core::Throw(std::logic_error("the picture does not lie on planes"));
+    }
+    picture->planes->Show(samples);
+}
+
+Proc::DataVideoFF* Frame::GetRgbInMemory() const {
+    return picture->memory.get();
 }
 
 PixFmt Frame::GetPixFmt() const {
@@ -201,7 +229,7 @@ void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, Shad
                                                       PixFmtDescription::Find(picture->format).name)));
     }
     if (picture->isInMemory) {
-        DownloadPlanes(*target);
+        DownloadFromMemory(target, storage);
         return;
     }
     bool const usesPixelBuffer = OglManager::GetInstance().GetStrategy().usesPixelBuffers;
@@ -219,15 +247,22 @@ void Frame::Download(boost::intrusive_ptr<Proc::DataVideoFF> const& target, Shad
     target->SetColorSpec(picture->colorSpec);
 }
 
-void Frame::DownloadPlanes(Proc::DataVideoFF& target) const {
-    boost::intrusive_ptr<Proc::DataVideoFF const> const planes = picture->planes->Get();
-    if (target.GetPixFmt() == PixFmt::Yuv420p) {
-        target.ShareSamples(*planes);
+void Frame::DownloadFromMemory(boost::intrusive_ptr<Proc::DataVideoFF> const& target,
+                               ShaderStorage const& storage) const {
+    bool const isYuv = target->GetPixFmt() == PixFmt::Yuv420p;
+    ColorSpec const spec = picture->colorSpec.Resolved(picture->height);
+    if (picture->memory && !isYuv) {
+        UploadAsRgb(storage).Download(target, storage);
+    } else if (picture->memory) {
+        AVFrame const& rgb = picture->memory->GetFrame();
+        Proc::RgbToYuvConverter(spec).Convert(rgb.data[0], rgb.linesize[0], 0, rgb.height, target->GetWritableFrame());
+    } else if (isYuv) {
+        target->ShareSamples(*picture->planes->Get());
     } else {
-        Proc::YuvToRgbConverter(PixFmt::Yuv420p, target.GetPixFmt(), picture->colorSpec.Resolved(picture->height))
-            .Convert(planes->GetFrame(), target.GetWritableFrame());
+        Proc::YuvToRgbConverter(PixFmt::Yuv420p, target->GetPixFmt(), spec)
+            .Convert(picture->planes->Get()->GetFrame(), target->GetWritableFrame());
     }
-    target.SetColorSpec(picture->colorSpec);
+    target->SetColorSpec(picture->memory ? spec : picture->colorSpec);
 }
 
 Frame Frame::UploadAsRgb(ShaderStorage const& storage) const {
@@ -238,6 +273,11 @@ Frame Frame::UploadAsRgb(ShaderStorage const& storage) const {
         if (picture->planes) {
             boost::intrusive_ptr<Proc::DataVideoFF const> const planes = picture->planes->Get();
             storage.Transfer().UploadYuv(result.GetFirstTexture(), planes->GetFrame(), spec);
+        } else if (picture->memory) {
+            AVFrame const& rgb = picture->memory->GetFrame();
+            storage.Transfer().Upload(result.GetFirstTexture(),
+                                      GetPlaneLayout(PixFmt::Bgrx, 0, picture->width, picture->height), rgb.data[0],
+                                      rgb.linesize[0], false);
         }
         result.SetColorSpec(spec);
         picture->rgb = result;

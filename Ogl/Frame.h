@@ -39,9 +39,19 @@ public:
     /// The same for a picture without alpha that will be drawn by `Frame::Draw` alone, on planes with these tags, from
     /// pictures that lie on such planes.
     void AllocateOnPlanes(std::uint32_t width, std::uint32_t height, ColorSpec const& spec);
+    /// The same for an opaque picture that the processor's own threads write as R'G'B' (`PixFmt::Bgrx`), which becomes
+    /// a texture where a program needs one. `spec`: the tags for a conversion to YUV.
+    void AllocateRgbInMemory(std::uint32_t width, std::uint32_t height, ColorSpec const& spec);
     /// Whether the picture lies on planes in main memory.
     bool IsOnPlanes() const;
     bool IsValid() const { return picture != nullptr; }
+
+    /// The samples of a picture on planes, as they are now.
+    boost::intrusive_ptr<Proc::DataVideoFF const> GetPlanes() const;
+    /// Makes a picture on planes this one, of the same size, which must stay as it is.
+    void ShowPlanes(boost::intrusive_ptr<Proc::DataVideoFF const> const& samples) const;
+    /// The R'G'B' picture in main memory, to be written before anything reads the frame; else null.
+    Proc::DataVideoFF* GetRgbInMemory() const;
 
     PixFmt GetPixFmt() const;
     std::uint32_t GetWidth() const;
@@ -78,7 +88,7 @@ private:
     struct Picture;
     Frame DrawAsRgb(Surface& surface, ShaderStorage const& storage) const;
     Frame UploadAsRgb(ShaderStorage const& storage) const;
-    void DownloadPlanes(Proc::DataVideoFF& target) const;
+    void DownloadFromMemory(boost::intrusive_ptr<Proc::DataVideoFF> const& target, ShaderStorage const& storage) const;
 
     std::shared_ptr<Picture> picture;
 };

@@ -1,5 +1,6 @@
 #include "Ogl/GlContext.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <stdexcept>
@@ -54,6 +55,7 @@ struct Candidate {
     std::string platform;
     std::function<EGLDisplay()> open;
     bool isPbuffer;
+    bool isSoftware;  ///< it is known to draw on the processor
 };
 
 bool HasWord(char const* words, std::string_view word) {
@@ -76,7 +78,7 @@ std::vector<Candidate> ListCandidates() {
         candidates.push_back(
             {"surfaceless",
              [] { return eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr); },
-             false});
+             false, false});
     }
     bool const hasDevices = HasWord(client, "EGL_EXT_device_base") ||
                             (HasWord(client, "EGL_EXT_device_enumeration") && HasWord(client, "EGL_EXT_device_query"));
@@ -89,11 +91,11 @@ std::vector<Candidate> ListCandidates() {
                 EGLDeviceEXT const device = devices[static_cast<std::size_t>(i)];
                 candidates.push_back(
                     {"device", [device] { return eglGetPlatformDisplayEXT(EGL_PLATFORM_DEVICE_EXT, device, nullptr); },
-                     false});
+                     false, HasWord(eglQueryDeviceStringEXT(device, EGL_EXTENSIONS), "EGL_MESA_device_software")});
             }
         }
     }
-    candidates.push_back({"pbuffer", [] { return eglGetDisplay(EGL_DEFAULT_DISPLAY); }, true});
+    candidates.push_back({"pbuffer", [] { return eglGetDisplay(EGL_DEFAULT_DISPLAY); }, true, false});
     return candidates;
 }
 
@@ -189,7 +191,6 @@ GlContext::GlContext(bool wantsSoftware) {
         dlclose(handle);
     }
     std::string reasons;
-    std::unique_ptr<Egl> software;
     Candidate const* softwareCandidate = nullptr;
     std::vector<Candidate> const candidates = ListCandidates();
     auto const attempt = [&reasons](Candidate const& candidate) -> std::unique_ptr<Egl> {
@@ -206,8 +207,8 @@ GlContext::GlContext(bool wantsSoftware) {
         return made;
     };
     for (Candidate const& candidate : candidates) {
-        if (softwareCandidate != nullptr && candidate.isPbuffer) {
-            break;  // a window system's display is only a last resort
+        if (softwareCandidate != nullptr && (candidate.isPbuffer || candidate.isSoftware)) {
+            continue;  // no better, and a window system's display is only a last resort
         }
         std::unique_ptr<Egl> made = attempt(candidate);
         if (!made) {
@@ -226,11 +227,15 @@ GlContext::GlContext(bool wantsSoftware) {
         if (softwareCandidate == nullptr) {
             softwareCandidate = &candidate;
         }
-        if (wantsSoftware) {
-            break;  // the other devices are left alone
+        bool const isLast = std::all_of(&candidate + 1, candidates.data() + candidates.size(),
+                                        [](Candidate const& next) { return next.isSoftware || next.isPbuffer; });
+        if (wantsSoftware || isLast) {
+            softwareCandidate = &candidate;
+            egl = std::move(made);  // devices that are no better, or not wanted, are left alone
+            break;
         }
     }
-    if (softwareCandidate != nullptr) {
+    if (!egl && softwareCandidate != nullptr) {
         // Made again rather than kept: displays of one vendor share state, which ending another display would destroy.
         egl = attempt(*softwareCandidate);
     }

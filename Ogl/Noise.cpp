@@ -62,7 +62,7 @@ Texture MakeNoiseTexture() {
     return MakeRepeated(TexelFormat::Rgba16, GL_RGBA, numbers);
 }
 
-Texture MakeGreyNoiseTexture() {
+std::vector<std::uint16_t> MakeGreyNoise() {
     std::vector<std::uint16_t> numbers;
     numbers.reserve(std::size_t{kNoiseSize} * kNoiseSize);
     for (std::uint32_t y = 0; y < kNoiseSize; ++y) {
@@ -71,7 +71,11 @@ Texture MakeGreyNoiseTexture() {
             numbers.push_back(static_cast<std::uint16_t>((texel[0] + texel[1] + texel[2] + texel[3] + 2U) / 4U));
         }
     }
-    return MakeRepeated(TexelFormat::R16, GL_RED, numbers);
+    return numbers;
+}
+
+Texture MakeGreyNoiseTexture() {
+    return MakeRepeated(TexelFormat::R16, GL_RED, MakeGreyNoise());
 }
 
 }  // namespace Kaltor::Ogl

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "Ogl/Texture.h"
 
@@ -24,7 +25,9 @@ constexpr char kNoiseSizeGlsl[] = "const float kNoiseSize = 512.0;\n";
 /// repeated without end in both directions. Sampled nearest at texel centres it is a table of random numbers; sampled
 /// linear it is smooth value noise. Made once per context by `ShaderStorage::Noise`. GL thread only.
 Texture MakeNoiseTexture();
-/// The mean of the four channels, in one: a quarter of the work for what needs their sum. Made once per context by
+/// The mean of the four channels, in one: a quarter of the work for what needs their sum. Row by row.
+std::vector<std::uint16_t> MakeGreyNoise();
+/// The same as a texture. Made once per context by
 /// `ShaderStorage::GreyNoise`. GL thread only.
 Texture MakeGreyNoiseTexture();
 

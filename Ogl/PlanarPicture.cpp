@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Core/Interfaces/Exception.h"
+#include "Ogl/Processor.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -65,14 +66,69 @@ void ShiftRow(Sample const* from, int count, unsigned share, Sample* out) {
     }
 }
 
+void ReverseRow(Sample const* last, int count, Sample* out) {
+    constexpr int kBytes = sizeof(std::uint64_t);
+    int i = 0;
+    for (; i + kBytes <= count; i += kBytes) {
+        std::uint64_t bytes;
+        std::memcpy(&bytes, last - i - (kBytes - 1), kBytes);
+        bytes = __builtin_bswap64(bytes);
+        std::memcpy(out + i, &bytes, kBytes);
+    }
+    for (; i < count; ++i) {
+        out[i] = last[-i];
+    }
+}
+
+// What follows is compiled a second time for wider vectors, which can read from many places at once.
+
+[[gnu::always_inline]] inline void AddRowInline(Sample const* from, int count, std::uint32_t share,
+                                                std::uint32_t* __restrict sums) {
+    for (int i = 0; i < count; ++i) {
+        sums[i] += share * from[i];
+    }
+}
+
+/// Adds each sample's share of the sum at `first`. Sums have 16 more bits than samples; shares have 16.
+[[gnu::always_inline]] inline void AddTapInline(std::uint32_t const* sums, int const* first,
+                                                std::uint32_t const* shares, int count,
+                                                std::uint32_t* __restrict total) {
+    for (int i = 0; i < count; ++i) {
+        total[i] += shares[i] * (sums[first[i]] >> kHalfBits);
+    }
+}
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void AddRowWide(Sample const* from, int count, std::uint32_t share, std::uint32_t* sums) {
+    AddRowInline(from, count, share, sums);
+}
+[[gnu::target("avx2")]] void AddTapWide(std::uint32_t const* sums, int const* first, std::uint32_t const* shares,
+                                        int count, std::uint32_t* total) {
+    AddTapInline(sums, first, shares, count, total);
+}
+#else
+void AddRowWide(Sample const*, int, std::uint32_t, std::uint32_t*) {}
+void AddTapWide(std::uint32_t const*, int const*, std::uint32_t const*, int, std::uint32_t*) {}
+#endif
+
+void AddRow(Sample const* from, int count, std::uint32_t share, std::uint32_t* sums) {
+    HasWideVectors() ? AddRowWide(from, count, share, sums) : AddRowInline(from, count, share, sums);
+}
+
+void AddTap(std::uint32_t const* sums, int const* first, std::uint32_t const* shares, int count, std::uint32_t* total) {
+    HasWideVectors() ? AddTapWide(sums, first, shares, count, total) : AddTapInline(sums, first, shares, count, total);
+}
+
 /// Where the samples of one plane come from along one axis.
 class Axis {
 public:
-    /// The picture's coordinates `from0` and `from1` stand on the target's `to0` and `to1`, in pixels. Both have
-    /// `length` pixels, in samples of `size` pixels. `isAveraged`: where the picture shrinks, pixels show means.
-    /// `includesEnd`: which of two rectangles has the pixel whose centre is on their border.
-    Axis(double to0, double to1, double from0, double from1, int length, int size, bool isAveraged, bool includesEnd)
-        : count((length + size - 1) / size) {
+    /// The picture's coordinates `from0` and `from1` stand on the target's `to0` and `to1`, in pixels. The target has
+    /// `length` pixels, the picture `sourceLength`, in samples of `size` pixels. `isAveraged`: where the picture
+    /// shrinks, pixels show means. `includesEnd`: which of two rectangles has the pixel whose centre is on their
+    /// border.
+    Axis(double to0, double to1, double from0, double from1, int length, int sourceLength, int size, bool isAveraged,
+         bool includesEnd)
+        : count((sourceLength + size - 1) / size) {
         auto const toPixel = [&](double edge) {
             double const at = edge - 0.5;
             double const pixel = includesEnd ? std::floor(at) + 1.0 : std::ceil(at);
@@ -103,7 +159,7 @@ public:
             // What each pixel shows, as if each had a sample of its own.
             parts.clear();
             auto const add = [&](double pixel, double part) {
-                int const from = static_cast<int>(std::clamp(pixel, 0.0, length - 1.0));
+                int const from = static_cast<int>(std::clamp(pixel, 0.0, sourceLength - 1.0));
                 parts.emplace_back(from / size, part / (b - a));
             };
             for (int pixel = a; pixel < b; ++pixel) {
@@ -266,31 +322,62 @@ struct PlaneOperation {
 class RowMaker {
 public:
     RowMaker(Plane<Sample const> const& planeOfSource, Axis const& columnAxis, Axis const& rowAxis)
-        : source(planeOfSource), columns(columnAxis), rows(rowAxis), row(static_cast<std::size_t>(columns.count) + 1) {
+        : source(planeOfSource),
+          columns(columnAxis),
+          rows(rowAxis),
+          row(static_cast<std::size_t>(columns.end - columns.begin) + 1) {
         firstUsed = columns.count;
         for (int i = columns.begin; i < columns.end; ++i) {
             firstUsed = std::min(firstUsed, columns.FirstOf(i));
             endUsed = std::max(endUsed, columns.Limit(columns.FirstOf(i) + columns.taps - 1) + 1);
         }
+        int const count = columns.end - columns.begin;
+        isStretched = 2 * (columns.straightEnd - columns.straightBegin) < count;
+        if (isStretched) {
+            total.resize(static_cast<std::size_t>(count));
+            auto const taps = static_cast<std::size_t>(columns.taps);
+            shares.resize(taps);
+            for (std::size_t i = 0; i < columns.shares.size(); ++i) {
+                shares[i % taps].push_back(columns.shares[i]);
+            }
+        }
     }
 
     /// The samples from `columns.begin` on of target row `y`; valid until the next call.
     Sample const* Make(int y) {
-        std::uint32_t const* const shares = rows.SharesOf(y);
+        std::uint32_t const* const rowShares = rows.SharesOf(y);
         int const first = rows.FirstOf(y);
-        if (shares[0] == kOne) {
+        if (rowShares[0] == kOne && !isStretched) {
             return MakeFromRow(source.Row(first));
         }
-        sums.assign(static_cast<std::size_t>(columns.count), 0);
+        sums.assign(static_cast<std::size_t>(columns.count + columns.taps), 0);
         for (int tap = 0; tap < rows.taps; ++tap) {
-            if (shares[tap] != 0) {
-                AddRow(source.Row(rows.Limit(first + tap)), shares[tap]);
+            if (rowShares[tap] != 0) {
+                AddRow(source.Row(rows.Limit(first + tap)) + firstUsed, endUsed - firstUsed, rowShares[tap],
+                       sums.data() + firstUsed);
             }
+        }
+        if (isStretched) {
+            return MakeStretched();
         }
         return MakeFromSums();
     }
 
 private:
+    Sample const* MakeStretched() {
+        int const count = columns.end - columns.begin;
+        std::fill(total.begin(), total.end(), 1U << (kBits + kHalfBits - 1U));
+        for (std::size_t tap = 0; tap < shares.size(); ++tap) {
+            AddTap(sums.data() + tap, columns.first.data(), shares[tap].data(), count, total.data());
+        }
+        std::uint32_t const* const sum = total.data();
+        Sample* __restrict const out = row.data();
+        for (int i = 0; i < count; ++i) {
+            out[i] = static_cast<Sample>(sum[i] >> (kBits + kHalfBits));
+        }
+        return out;
+    }
+
     Sample* RowAt(int column) { return row.data() + (column - columns.begin); }
 
     Sample const* MakeFromRow(Sample const* from) {
@@ -306,9 +393,7 @@ private:
         } else if (columns.step > 0 && count > 0) {
             std::memcpy(out, begin, static_cast<std::size_t>(count));
         } else {
-            for (int i = 0; i < count; ++i) {
-                out[i] = begin[-i];
-            }
+            ReverseRow(begin, count, out);
         }
         ForCrooked([&](int column) {
             std::uint32_t sum = kOne / 2;
@@ -318,12 +403,6 @@ private:
             return sum >> kBits;
         });
         return row.data();
-    }
-
-    void AddRow(Sample const* from, std::uint32_t share) {
-        for (int i = firstUsed; i < endUsed; ++i) {
-            sums[static_cast<std::size_t>(i)] += share * from[i];
-        }
     }
 
     /// Sums have 16 more bits than samples.
@@ -375,6 +454,10 @@ private:
     Axis const& rows;
     std::vector<Sample> row;
     std::vector<std::uint32_t> sums;
+    /// Each sample has shares of its own of `taps` samples, here by the tap.
+    bool isStretched = false;
+    std::vector<std::vector<std::uint32_t>> shares;
+    std::vector<std::uint32_t> total;
     int firstUsed;
     int endUsed = 0;
 };
@@ -461,6 +544,13 @@ void PlanarPicture::Fill(std::array<double, 3> const& color) {
     flat = color;
 }
 
+void PlanarPicture::Show(boost::intrusive_ptr<DataVideoFF const> picture) {
+    seams = {};
+    own.reset();
+    flat.reset();
+    shared = std::move(picture);
+}
+
 void PlanarPicture::Own(bool keepsContent) {
     if (own && own->GetRefCount() == 1) {
         return;
@@ -497,7 +587,8 @@ boost::intrusive_ptr<DataVideoFF const> PlanarPicture::Get() {
 
 void PlanarPicture::Draw(PlanarPicture& source, std::span<float const> vertices, PlaneBlend const& blend,
                          bool isAveraged) {
-    bool const isOneWhole = std::equal(vertices.begin(), vertices.end(), kWhole.begin(), kWhole.end());
+    bool const hasSameSize = source.width == width && source.height == height;
+    bool const isOneWhole = hasSameSize && std::equal(vertices.begin(), vertices.end(), kWhole.begin(), kWhole.end());
     if (blend.kind == PlaneBlend::Kind::Inverse && (!isOneWhole || flat != std::array{1.0, 1.0, 1.0})) {
         Core::Throw(std::logic_error("planes are inverted only as a whole, over white"));
     }
@@ -525,10 +616,10 @@ void PlanarPicture::Draw(PlanarPicture& source, std::span<float const> vertices,
         auto const toY = [&](std::size_t i) { return (1.0 - vertices[i]) / 2.0 * height; };
         for (std::size_t plane = 0; plane < kPlanes; ++plane) {
             int const size = SizeOfSample(plane);
-            Axis const columns(toX(2), toX(10), double{vertices[0]} * width, double{vertices[8]} * width,
-                               static_cast<int>(width), size, isAveraged, false);
-            Axis const rows(toY(3), toY(11), (1.0 - vertices[1]) * height, (1.0 - vertices[9]) * height,
-                            static_cast<int>(height), size, isAveraged, true);
+            Axis const columns(toX(2), toX(10), double{vertices[0]} * source.width, double{vertices[8]} * source.width,
+                               static_cast<int>(width), static_cast<int>(source.width), size, isAveraged, false);
+            Axis const rows(toY(3), toY(11), (1.0 - vertices[1]) * source.height, (1.0 - vertices[9]) * source.height,
+                            static_cast<int>(height), static_cast<int>(source.height), size, isAveraged, true);
             if (columns.IsEmpty() || rows.IsEmpty()) {
                 continue;
             }
@@ -546,9 +637,7 @@ void PlanarPicture::DrawWhole(PlanarPicture& source, PlaneBlend const& blend) {
     bool const isAll = blend.kind == Kind::Replace || (blend.kind != Kind::Inverse && weight == kTop);
     boost::intrusive_ptr<DataVideoFF const> const picture = source.Get();
     if (isAll) {
-        own.reset();
-        flat.reset();
-        shared = picture;
+        Show(picture);
         return;
     }
     if (weight == 0 && blend.kind == Kind::Mix) {

@@ -46,7 +46,7 @@ private:
     std::map<std::pair<int, int>, Pixels> seams;
 };
 
-/// A 4:2:0 picture of 8 bits in main memory that pictures of the same size and tags can be drawn on, plane by plane: a
+/// A 4:2:0 picture of 8 bits in main memory that pictures with the same tags can be drawn on, plane by plane: a
 /// chroma sample stands for the 2 x 2 pixels that share it. What is drawn unchanged is not copied. One thread at a
 /// time.
 class PlanarPicture {
@@ -56,6 +56,8 @@ public:
     /// Black, to be drawn on.
     PlanarPicture(std::uint32_t width, std::uint32_t height, ColorSpec const& spec);
 
+    /// Shows that picture, of the same size and tags, from now on. It must stay as it is.
+    void Show(boost::intrusive_ptr<Proc::DataVideoFF const> picture);
     /// Makes all of it one colour (R'G'B', 0 to 1).
     void Fill(std::array<double, 3> const& color);
     /// Draws all of `source` through rectangles: groups of four vertices of (s, t, x, y), as in `PackedQuad`. Where

@@ -13,6 +13,16 @@
 
 namespace Kaltor::Ogl {
 
+/// Whether functions compiled for AVX2 may be called.
+inline bool HasWideVectors() {
+#if defined(__x86_64__)
+    static bool const has = __builtin_cpu_supports("avx2") != 0;
+    return has;
+#else
+    return false;
+#endif
+}
+
 /// Threads of the processor, for what they do faster than software GL draws it. They start with the first work.
 class Processor {
 public:

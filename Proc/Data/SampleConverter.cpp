@@ -42,7 +42,6 @@ struct SampleConverter::Conversion {
     int height;
     ColorSpec sourceSpec;
     ColorSpec targetSpec;
-    int threads;
 
     bool operator==(Conversion const&) const = default;
 };
@@ -62,20 +61,19 @@ void SampleConverter::Reset() {
 }
 
 void SampleConverter::Convert(AVFrame const& source, ColorSpec const& sourceSpec, AVFrame& target,
-                              ColorSpec const& targetSpec, int threads) {
+                              ColorSpec const& targetSpec) {
     auto const from = static_cast<AVPixelFormat>(source.format);
     auto const to = static_cast<AVPixelFormat>(target.format);
     // R'G'B' is full range, whatever its tags say. The matrix comes from the YUV side.
     ColorSpec const read = IsYuv(from) ? sourceSpec : ColorSpec{targetSpec.matrix, ColorRange::Full};
     ColorSpec const written = IsYuv(to) ? targetSpec : ColorSpec{sourceSpec.matrix, ColorRange::Full};
-    Conversion const wanted{from, to, source.width, source.height, read, written, threads};
+    Conversion const wanted{from, to, source.width, source.height, read, written};
     if (!made || *made != wanted) {
         Make(wanted);
     }
-    // Without threads the older call is enough. It needs no reference-counted buffers.
-    int const result = threads == 1 ? sws_scale(context.get(), source.data, source.linesize, 0, source.height,
-                                                target.data, target.linesize)
-                                    : sws_scale_frame(context.get(), &target, &source);
+    // The older call needs no reference-counted buffers.
+    int const result =
+        sws_scale(context.get(), source.data, source.linesize, 0, source.height, target.data, target.linesize);
     if (result < 0) {
         Core::Throw(std::runtime_error("libswscale failed: " + DescribeAvError(result)));
     }
@@ -101,7 +99,6 @@ void SampleConverter::Make(Conversion const& wanted) {
     set("src_range", isFromFull ? 1 : 0);
     set("dst_range", isToFull ? 1 : 0);
     set("sws_flags", SWS_BILINEAR);
-    set("threads", wanted.threads);
     // The conversions to RGB truncate each of up to three products. This much luma, in 1/256, centres the error.
     bool const isToRgb = IsYuv(wanted.source) && !IsYuv(wanted.target);
     int const brightness = !isToRgb ? 0 : isFromFull ? 256 : 320;

@@ -18,9 +18,8 @@ public:
     SampleConverter& operator=(SampleConverter&&) noexcept;
 
     /// Writes `source`'s picture into `target`. The tags must be resolved; those of an RGB picture are ignored.
-    /// `threads` share the work. Throws `std::runtime_error` where libswscale cannot do it.
-    void Convert(AVFrame const& source, ColorSpec const& sourceSpec, AVFrame& target, ColorSpec const& targetSpec,
-                 int threads = 1);
+    /// Throws `std::runtime_error` where libswscale cannot do it.
+    void Convert(AVFrame const& source, ColorSpec const& sourceSpec, AVFrame& target, ColorSpec const& targetSpec);
     void Reset();
 
 private:

@@ -83,6 +83,24 @@ TEST_F(LooksTest, LumaWipeFollowsItsMap) {
     }
 }
 
+TEST_F(LooksTest, GradeLosesNothingBetweenItsSteps) {
+    // Each of these takes back what it did before, so that all 256 steps of a ramp are there again. With 8 bits in
+    // between, a half or two thirds of them would be gone.
+    Picture const ramp = Picture::Make(256, 2, false, [](unsigned x, unsigned) {
+        return Rgba{x / 255.0, x / 255.0, x / 255.0, 1.0};
+    });
+    for (auto const& [settings, power] : {std::pair{"exposure=-4 gain=3.1748021", 1.0},
+                                          {"lift=0.5 contrast=2 pivot=1", 1.0},
+                                          {"exposure=-2.4 gamma=0.5 contrast=4 pivot=0", 2.0}}) {
+        Picture const expected = Picture::Make(256, 2, false, [power = power](unsigned x, unsigned) {
+            double const v = std::pow(x / 255.0, power);
+            return Rgba{v, v, v, 1.0};
+        });
+        // Rounded once: half a step, and what floats are off.
+        EXPECT_TRUE(IsNear(Run(fmt::format("EffectGrade {}", settings), ramp), expected, 0.6 / 255.0)) << settings;
+    }
+}
+
 TEST_F(LooksTest, GradeFollowsItsFormulas) {
     auto const each = [](auto function) {
         return [=](Rgba const& p) { return EachColor(p, [&](std::size_t c) { return function(p[c]); }); };
@@ -150,6 +168,12 @@ TEST_F(LooksTest, LutsInterpolateInTetrahedra) {
     CubeFile const curve("LUT_1D_SIZE 3\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 2 2 2\n0 1 0\n1 0 0.25\n1 1 1\n");
     ExpectVisible(curve.GetSettings() + " mix=0.5", [](Rgba const& p) {
         return Rgba{0.5 * (p[0] + p[0]), 0.5 * (p[1] + 1 - p[1]), 0.5 * (p[2] + 0.25 * p[2]), p[3]};
+    });
+    // Points beyond black and white: what lies between them is not cut off.
+    CubeFile const steep("LUT_1D_SIZE 2\n-0.5 -1 0\n1.5 1 2\n");
+    ExpectVisible(steep.GetSettings(), [](Rgba const& p) {
+        return Rgba{std::clamp(2 * p[0] - 0.5, 0.0, 1.0), std::clamp(2 * p[1] - 1, 0.0, 1.0),
+                    std::clamp(2 * p[2], 0.0, 1.0), p[3]};
     });
 }
 

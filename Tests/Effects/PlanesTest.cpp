@@ -1,5 +1,7 @@
 // What is drawn on planes of 4:2:0 in main memory shows what drawing R'G'B' shows.
 
+#include <set>
+
 #include "Ogl/DataVideoOGL.h"
 #include "Ogl/Noise.h"
 #include "Proc/Data/RgbToYuv.h"
@@ -57,14 +59,15 @@ std::string Compare(DataVideoFF& actual, DataVideoFF& expected, std::array<int, 
     return where[0] + where[1] + where[2];
 }
 
-class PlanesTest : public GlTest, public testing::WithParamInterface<std::string> {
+class PlanesFixture : public GlTest {
 protected:
     static intrusive_ptr<IDataVideo> Draw(Proc::Settings const& settings, intrusive_ptr<IDataVideo> first,
                                           intrusive_ptr<IDataVideo> const& second, double progress) {
-        if (settings.GetClassId().starts_with("Effect")) {
-            MakeEffect(settings, {.progress = progress})->Process(first);
-        } else {
+        std::srand(3);
+        if (settings.GetClassId().starts_with("Transition")) {
             MakeTransition(settings, {.progress = progress})->Process(first, second);
+        } else {
+            MakeEffect(settings, {.progress = progress})->Process(first);
         }
         return first;
     }
@@ -75,36 +78,101 @@ protected:
         OnGl([&](Ogl::ShaderStorage const&) { result = frame.FrameData().IsOnPlanes(); });
         return result;
     }
+    /// Compares planes with R'G'B'. Some rows are on planes only for some sizes or moments.
+    static void ExpectTheSame(std::string const& typed, std::vector<double> const& progresses, bool isAlwaysOnPlanes,
+                              std::vector<Size> const& sizes = {
+                                  {64, 36}, {36, 64}, {33, 17}, {47, 22}, {2, 9}, {1, 1}}) {
+        // Without the driver's fast path, which places samples to an eighth of a texel.
+        Ogl::FrameStrategy exact = kSoftwareStrategy;
+        exact.isBlueFirst = false;
+        std::unique_ptr<Proc::Settings> const settings = Typed(typed);
+        int drawnOnPlanes = 0;
+        std::size_t number = 0;
+        for (Size const& size : sizes) {
+            for (double const progress : progresses) {
+                ColorSpec const& spec = kSpecs[number % kSpecs.size()];
+                bool const isNoise = number++ % 2 == 0;
+                intrusive_ptr<DataVideoFF> const first = MakePicture(size, spec, 1, isNoise);
+                intrusive_ptr<DataVideoFF> const second = MakePicture(size, spec, 7, isNoise);
+                intrusive_ptr<IDataVideo> drawn;
+                {
+                    ScopedStrategy const scoped(kSoftwareStrategy);
+                    drawn = Draw(*settings, first, second, progress);
+                    bool const isOnPlanes = IsOnPlanes(*drawn);
+                    EXPECT_TRUE(isOnPlanes || !isAlwaysOnPlanes);
+                    drawnOnPlanes += isOnPlanes ? 1 : 0;
+                    EXPECT_EQ(drawn->GetPixFmt(), PixFmt::Rgb24);
+                }
+                ScopedStrategy const scoped(exact);
+                intrusive_ptr<DataVideoFF> const planes = Download(drawn, 1);
+                intrusive_ptr<DataVideoFF> const rgb =
+                    Download(Draw(*settings, ToRgb(*first), ToRgb(*second), progress), 1);
+                EXPECT_EQ(planes->GetColorSpec(), rgb->GetColorSpec());
+                // R'G'B' of 8 bits rounds once more on the way there and on the way back.
+                EXPECT_EQ(Compare(*planes, *rgb, {2, 2, 2}), "")
+                    << size.width << "x" << size.height << ", at " << progress << ", " << Tell(PixFmt::Yuv420p, spec)
+                    << (isNoise ? ", noise" : "");
+            }
+        }
+        EXPECT_GT(drawnOnPlanes, 4);
+    }
 };
 
+class PlanesTest : public PlanesFixture, public testing::WithParamInterface<std::string> {};
+
 TEST_P(PlanesTest, ShowTheSameAsRgb) {
-    // Without the driver's fast path, which places samples to an eighth of a texel.
-    Ogl::FrameStrategy exact = kSoftwareStrategy;
-    exact.isBlueFirst = false;
-    std::unique_ptr<Proc::Settings> const settings = Typed(GetParam());
-    std::size_t number = 0;
-    for (Size const& size : {Size{64, 36}, {36, 64}, {33, 17}, {47, 22}, {2, 9}, {1, 1}}) {
-        for (double const progress : {0.0, 0.37, 0.5, 0.83, 1.0}) {
-            ColorSpec const& spec = kSpecs[number % kSpecs.size()];
-            bool const isNoise = number++ % 2 == 0;
-            intrusive_ptr<DataVideoFF> const first = MakePicture(size, spec, 1, isNoise);
-            intrusive_ptr<DataVideoFF> const second = MakePicture(size, spec, 7, isNoise);
-            intrusive_ptr<IDataVideo> drawn;
-            {
+    std::set<std::string> const kSometimes{"EffectTranspose", "EffectPanAndZoom"};
+    ExpectTheSame(GetParam(), {0.0, 0.37, 0.5, 0.83, 1.0}, !kSometimes.contains(Typed(GetParam())->GetClassId()));
+}
+
+// Parts of rows that show one picture alone, beside others that do not.
+TEST_F(PlanesFixture, MasksOfWidePicturesShowTheSameAsRgb) {
+    for (char const* const settings :
+         {"TransitionWipe direction=left", "TransitionWipe direction=up", "TransitionCircle"}) {
+        SCOPED_TRACE(settings);
+        ExpectTheSame(settings, {0.2, 0.5, 0.8}, true, {{400, 20}, {387, 21}});
+    }
+}
+
+// Sizes of pixels alone, two of them mixed, mixed with the picture, and while the largest change over.
+TEST_F(PlanesFixture, PixelsShowTheSameAsRgb) {
+    std::vector<double> const progresses{0.1875, 0.2277, 0.279, 0.319, 0.3437, 0.42, 0.5, 0.58, 0.69, 0.75};
+    for (char const* const settings :
+         {"num=4", "num=3 clusters=1", "num=9", "type=scatter num=5", "type=scatter num=999"}) {
+        SCOPED_TRACE(settings);
+        ExpectTheSame(fmt::format("TransitionPixels {}", settings), progresses, false);
+    }
+}
+
+/// What the processor's threads write as R'G'B' in main memory, and what comes of it: a download, a program, or the
+/// next of these filters.
+TEST_F(GlTest, FiltersInMemoryShowTheSameAsWithTextures) {
+    auto const run = [](std::vector<std::string> const& chain, intrusive_ptr<IDataVideo> frame) {
+        for (std::string const& effect : chain) {
+            MakeEffect(*Typed(effect))->Process(frame);
+        }
+        return Download(frame, 1);
+    };
+    for (std::vector<std::string> const& chain : std::vector<std::vector<std::string>>{
+             {"EffectErosion size=0.05"},
+             {"EffectAddNoize strength=1"},
+             {"EffectFindEdges smoothing=0"},
+             {"EffectSharpen radius=0.05"},
+             {"EffectErosion size=0.03 channels=1", "EffectInvert"},
+             {"EffectErosion size=0.03", "EffectFishEye"},
+             {"EffectAddNoize", "EffectBlurGaussian scale=0.2", "EffectSharpen radius=0.05"},
+             {"EffectErosion size=0.05", "EffectFlip", "EffectAddNoize strength=0"}}) {
+        for (Size const& size : {Size{64, 36}, {33, 17}, {1, 1}}) {
+            for (ColorSpec const& spec : kSpecs) {
                 ScopedStrategy const scoped(kSoftwareStrategy);
-                drawn = Draw(*settings, first, second, progress);
-                EXPECT_TRUE(IsOnPlanes(*drawn));
-                EXPECT_EQ(drawn->GetPixFmt(), PixFmt::Rgb24);
+                intrusive_ptr<DataVideoFF> const picture = MakePicture(size, spec, 3, true);
+                intrusive_ptr<DataVideoFF> const inMemory = run(chain, picture);
+                intrusive_ptr<DataVideoFF> const drawn = run(chain, ToRgb(*picture));
+                EXPECT_EQ(inMemory->GetColorSpec(), drawn->GetColorSpec());
+                // Filters do the same to the same samples; planes round once less.
+                EXPECT_EQ(Compare(*inMemory, *drawn, {2, 2, 2}), "")
+                    << chain.front() << " " << size.width << "x" << size.height << " " << Tell(PixFmt::Yuv420p, spec);
             }
-            ScopedStrategy const scoped(exact);
-            intrusive_ptr<DataVideoFF> const planes = Download(drawn, 1);
-            intrusive_ptr<DataVideoFF> const rgb =
-                Download(Draw(*settings, ToRgb(*first), ToRgb(*second), progress), 1);
-            EXPECT_EQ(planes->GetColorSpec(), rgb->GetColorSpec());
-            // R'G'B' of 8 bits rounds once more on the way there and on the way back.
-            EXPECT_EQ(Compare(*planes, *rgb, {2, 2, 2}), "")
-                << size.width << "x" << size.height << ", at " << progress << ", " << Tell(PixFmt::Yuv420p, spec)
-                << (isNoise ? ", noise" : "");
         }
     }
 }
@@ -144,17 +212,24 @@ TEST(Planes, ComeFromRgbByTheFormula) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, PlanesTest,
-                         testing::Values("EffectInvert", "EffectFlip horizontal=true vertical=false",
-                                         "EffectFlip horizontal=false vertical=true", "EffectVideoFadeInFadeOut",
-                                         "TransitionCrossfade", "TransitionFadeInFadeOut", "TransitionBlinds",
-                                         "TransitionPush dir=left", "TransitionPush dir=up",
-                                         "TransitionSlide direction=from-left", "TransitionSlide direction=stretched",
-                                         "TransitionSlide direction=from-top-right",
-                                         "TransitionBarnDoor mode=open-vertical",
-                                         "TransitionBarnDoor mode=close-corners", "TransitionDisintegrate",
-                                         "TransitionScale type=grow-incoming", "TransitionScale type=shrink-outgoing",
-                                         "TransitionZoom type=in", "TransitionZoom type=through"));
+INSTANTIATE_TEST_SUITE_P(
+    Of, PlanesTest,
+    testing::Values("EffectInvert", "EffectFlip horizontal=true vertical=false",
+                    "EffectFlip horizontal=false vertical=true", "EffectVideoFadeInFadeOut", "TransitionCrossfade",
+                    "TransitionFadeInFadeOut", "TransitionBlinds", "TransitionPush dir=left", "TransitionPush dir=up",
+                    "TransitionSlide direction=from-left", "TransitionSlide direction=stretched",
+                    "TransitionSlide direction=from-top-right", "TransitionBarnDoor mode=open-vertical",
+                    "TransitionBarnDoor mode=close-corners", "TransitionDisintegrate",
+                    "TransitionScale type=grow-incoming", "TransitionScale type=shrink-outgoing",
+                    "TransitionZoom type=in", "TransitionZoom type=through", "TransitionWipe",
+                    "TransitionWipe direction=wedge-from-left", "TransitionCircle", "TransitionCircle sense=closing",
+                    "TransitionRadial", "TransitionRadial sense=clockwise", "TransitionKenBurns",
+                    "EffectTranspose mode=main-diagonal", "EffectTranspose mode=clockwise",
+                    "EffectTranspose mode=counter-clockwise", "EffectTranspose mode=other-diagonal",
+                    "EffectBlurGaussian scale=0.02", "EffectBlurGaussian scale=0.1", "EffectBlurGaussian scale=0.6",
+                    "EffectZoom zoom=1.3 x=0.2", "EffectZoom zoom=2.7 y=0.9", "EffectPanAndZoom startZoom=1.2 blur=0",
+                    "EffectFishEye", "EffectFishEye sign=-1", "Resizer mode=1 width=41 height=50 background=#FF8000",
+                    "Resizer mode=1 width=100 height=19"));
 
 }  // namespace
 }  // namespace Kaltor::Tests

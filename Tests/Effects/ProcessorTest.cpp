@@ -111,13 +111,26 @@ TEST_F(ProcessorEffectsTest, DrawWhatAGpuDraws) {
         char const* settings;
         double tolerance;
     };
-    // A step of what was averaged, as rounding decides it, and one of the ink's table.
-    constexpr double kLines = 2.5 / 255.0;
+    // Whole pixels are picked; grain is rounded, after a table of 16 bits; a step of the blurred copy is multiplied.
+    constexpr double kExactly = 0.5 / 255.0;
+    constexpr double kGrain = 1.5 / 255.0;
+    constexpr double kSharp = 3.5 / 255.0;
+    // A step of the ink's table.
+    constexpr double kLines = 1.5 / 255.0;
     // Linear filtering on software GL weights with 8 bits; the processor has more.
     for (auto const& [settings, tolerance] :
          {Case{"EffectZoom zoom=1.37 x=0.3 y=0.8", kFiltered},
           {"EffectZoom zoom=5", kFiltered},
           {"EffectZoom zoom=0.83 fill=color", kFiltered},
+          {"EffectErosion size=0.02", kExactly},
+          {"EffectErosion mode=dilation size=0.05", kExactly},
+          {"EffectErosion shape=disc size=0.05", kExactly},
+          {"EffectErosion shape=disc mode=dilation size=0.03 channels=1", kExactly},
+          {"EffectErosion size=0.04 channels=1", kExactly},
+          {"EffectAddNoize strength=1", kGrain},
+          {"EffectAddNoize strength=0.4 size=0.02", kGrain},
+          {"EffectSharpen radius=0.03 strength=2", kSharp},
+          {"EffectSharpen radius=0.05 strength=2 threshold=0.1", kSharp},
           {"EffectFindEdges smoothing=0.02 strength=0.3", kLines},
           {"EffectFindEdges smoothing=0 strength=2 threshold=0.3 inverted=0", kLines}}) {
         for (auto const& [width, height] : {std::pair{101U, 60U}, {37U, 90U}, {1U, 5U}, {64U, 1U}}) {
@@ -134,6 +147,22 @@ TEST_F(ProcessorEffectsTest, DrawWhatAGpuDraws) {
                     << settings << " " << width << "x" << height;
             }
         }
+    }
+}
+
+// Means over 2, 4, 4.8 and 38.4 pixels; most of them often lie halfway between two steps: lines magnify a step.
+TEST_F(ProcessorEffectsTest, LinesAreThoseOfAGpuWhereMeansAreHalves) {
+    for (char const* const settings :
+         {"smoothing=0", "smoothing=0.00208333333333333333", "smoothing=0.0025", "smoothing=0.02"}) {
+        Picture const input = Picture::Noise(1920, 24);
+        std::string const effect = fmt::format("EffectFindEdges {}", settings);
+        Picture drawn;
+        {
+            ScopedStrategy const scoped(kGpuStrategy);
+            drawn = Run(effect, input);
+        }
+        ScopedStrategy const scoped(kSoftwareStrategy);
+        EXPECT_TRUE(IsNear(Run(effect, input), drawn, 1.5 / 255.0)) << settings;
     }
 }
 

@@ -33,6 +33,21 @@ Frame MakeSmall(Frame const& picture, std::uint32_t side, ShaderStorage const& s
 /// The light of what is brighter than a threshold (0 to 1, as in the picture), linear, over at most `side` pixels.
 PooledTexture MakeBright(Frame const& picture, double threshold, std::uint32_t side, ShaderStorage const& storage);
 
+/// GLSL: `vec3 Shafts(sampler2D rays, vec2 place, vec2 source, vec2 sides)` is the light of `Rays` with their shafts
+/// brought out: what is bright all around becomes a faint haze, so that a bright picture does not drown.
+constexpr char kShaftsFunction[] = R"glsl(
+vec3 Shafts(sampler2D rays, vec2 place, vec2 source, vec2 sides) {
+    vec2 arm = (place - source) * sides;
+    vec2 across = 0.09 * vec2(-arm.y, arm.x) / sides;
+    vec3 own = texture2D(rays, place).rgb;
+    vec3 around = 0.25 * (texture2D(rays, place - across).rgb + texture2D(rays, place + across).rgb +
+                          texture2D(rays, place - 2.3 * across).rgb + texture2D(rays, place + 2.3 * across).rgb);
+    // By luma: shafts keep their colour.
+    vec3 luma = vec3(0.2126, 0.7152, 0.0722);
+    return own * (0.09 + 1.4 * max(1.0 - 0.9 * dot(around, luma) / max(dot(own, luma), 0.001), 0.0));
+}
+)glsl";
+
 /// Shafts of light that what is bright casts away from a source. In linear light. GL thread only.
 class Rays {
 public:

@@ -17,6 +17,8 @@ namespace Kaltor::Ogl {
 namespace {
 
 constexpr std::uint32_t kLargest1D = 65536;
+// Values beyond black and white count between two points. What is far beyond would leave few steps to the others.
+constexpr double kMostValue = 16.0;
 constexpr std::uint32_t kLargest3D = 128;
 constexpr std::uintmax_t kLargestFile = std::uintmax_t{64} << 20U;
 
@@ -118,7 +120,7 @@ CubeLut CubeLut::Parse(std::string const& text, std::string const& name) {
                 reader.Fail("there are more values than its size says");
             }
             for (int channel = 0; channel < 3; ++channel) {
-                lut.values.push_back(static_cast<float>(std::clamp(reader.TakeNumber(), 0.0, 1.0)));
+                lut.values.push_back(static_cast<float>(std::clamp(reader.TakeNumber(), -kMostValue, kMostValue)));
             }
             reader.RequireEnd();
             continue;

@@ -27,8 +27,9 @@ inline double Hump(double t) {
 /// A move from 0 to 1 of something that has weight: it speeds up, goes beyond its goal by `overshoot`, and settles.
 class WeightedMove {
 public:
-    WeightedMove(double power, double overshootShare)
-        : ease(power), overshoot(overshootShare), arrival(1.0 - 0.3 * std::min(1.0, overshootShare / 0.05)) {}
+    /// `way`: how long the move is, in pictures: settling takes its time where the overshoot is seen to be long.
+    WeightedMove(double power, double overshootShare, double way = 1.0)
+        : ease(power), overshoot(overshootShare), arrival(1.0 - 0.3 * std::min(1.0, overshootShare * way / 0.05)) {}
 
     double At(double time) const {
         double const t = std::clamp(time, 0.0, 1.0);
@@ -36,7 +37,9 @@ public:
             return (1.0 + overshoot) * EaseInOut(t / arrival, ease);
         }
         double const settled = arrival < 1.0 ? (t - arrival) / (1.0 - arrival) : 1.0;
-        return 1.0 + overshoot * (0.5 + 0.5 * std::cos(std::numbers::pi * settled));
+        // Turns round without a jerk, and is all but at rest well before the end.
+        double const left = 1.0 - settled;
+        return 1.0 + overshoot * left * left * left * (1.0 + 3.0 * settled);
     }
 
 private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Proc/Effects/EffectsLooks/Easing.h"
 #include "Proc/Effects/Shared/Aspect.h"
 
 namespace Kaltor::Ogl {
@@ -47,6 +48,22 @@ CloudMap::CloudMap(glm::vec2 sides, double cells, glm::dvec2 offset, ShaderStora
         .Set("scale", sides * static_cast<float>(cells))
         .Set("offset", glm::vec2(offset))
         .DrawTo(map.Get());
+}
+
+void DrawStreaks(Texture const& colors, Texture const& target, double pixels, StreakForm const& form,
+                 std::function<void(StreakPass const&)> const& draw) {
+    constexpr double kShort = 24.0;
+    constexpr int kMostOfShort = 14;
+    if (pixels <= kShort) {
+        draw({colors, target, 1.0, static_cast<double>(CountSamples(pixels, kMostOfShort)), true, true});
+        return;
+    }
+    double const count = std::clamp(std::ceil(std::sqrt(pixels / form.between)), form.least, form.most);
+    TextureForm const& size = colors.GetForm();
+    TexelFormat const format = colors.IsOpaque() ? LikeWithAlpha(size.format) : FinerWithAlpha(size.format);
+    PooledTexture const fine(TextureForm{size.width, size.height, format, false});
+    draw({colors, fine.Get(), 1.0 / count, count, true, false});
+    draw({fine.Get(), target, 1.0, count, false, true});
 }
 
 double WrapTime(double seconds, double speed) {

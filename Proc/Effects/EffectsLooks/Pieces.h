@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "Ogl/Frame.h"
 #include "Ogl/TexturePool.h"
 #include "Proc/Effects/Shared/Algorithms.h"
@@ -91,6 +93,24 @@ public:
 private:
     PooledTexture map;
 };
+
+/// A pass that smears a premultiplied picture.
+struct StreakPass {
+    Texture const& from;
+    Texture const& to;
+    double share;  ///< of the streak's length
+    double count;  ///< samples
+    bool isFirst;  ///< its samples lie apart: each pixel begins somewhere else
+    bool isLast;   ///< it draws the result, without its multiplication by alpha
+};
+/// How long streaks are made of short ones: the pixels between two samples, and the samples of a pass.
+struct StreakForm {
+    double between, least, most;
+};
+/// Smears `colors` into `target`: streaks of so many pixels in one pass, or long ones as short streaks of short
+/// streaks, which is n * n samples for the price of 2 * n.
+void DrawStreaks(Texture const& colors, Texture const& target, double pixels, StreakForm const& form,
+                 std::function<void(StreakPass const&)> const& draw);
 
 /// Time that may be used in a program: seconds of a cycle in which `speed` units a second fill the noise's period.
 double WrapTime(double seconds, double speed);

@@ -35,11 +35,16 @@ void EffectResizer::Processing(DataVideoOGL* dst, Src const& src, double, double
     Conf::FrameInfo const& info = src->GetFrameInfo();
     auto& kept = GetCache<CacheImpl>(cache);
     kept.Initialize(info, settings);
-    AttachTarget(*dst, storage);
     Proc::Color const& color = settings.background;
-    auto const channel = [](std::uint8_t value) { return static_cast<float>(value / 255.0); };
-    glClearColor(channel(color.red), channel(color.green), channel(color.blue), channel(color.alpha));
-    glClear(GL_COLOR_BUFFER_BIT);
+    auto const channel = [](std::uint8_t value) { return value / 255.0; };
+    if (PixFmtDescription::Find(dst->GetPixFmt()).HasAlpha()) {
+        AttachTarget(*dst, storage);
+        glClearColor(static_cast<float>(channel(color.red)), static_cast<float>(channel(color.green)),
+                     static_cast<float>(channel(color.blue)), static_cast<float>(channel(color.alpha)));
+        glClear(GL_COLOR_BUFFER_BIT);
+    } else {
+        dst->FrameData().Fill({channel(color.red), channel(color.green), channel(color.blue)}, storage.FBO());
+    }
     src->FrameData().Draw(kept.GetQuad(), storage);
 }
 

@@ -12,6 +12,7 @@ class EffectResizer final : public EffectWithSettings<Proc::SettingsResizer> {
 public:
     class CacheImpl;
 
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override;
     OglCache* CreateCache() const override;

@@ -171,17 +171,15 @@ private:
 
 bool DefinesFunction(std::vector<ShaderToken> const& tokens, std::string_view name) {
     int depth = 0;
+    bool isDeclared = false;  // a body or a semicolon comes next
     ShaderToken const* type = nullptr;
-    for (std::size_t i = 0; i + 1 < tokens.size(); ++i) {
-        ShaderToken const& token = tokens[i];
-        depth += token.Is("{") ? 1 : token.Is("}") ? -1 : 0;
-        if (depth == 0 && type != nullptr && type->Is("vec4") && token.Is(name)) {
-            auto const isBodyOrEnd = [](ShaderToken const& one) { return one.Is("{") || one.Is(";"); };
-            auto const next = std::find_if(tokens.begin() + static_cast<std::ptrdiff_t>(i), tokens.end(), isBodyOrEnd);
-            if (next != tokens.end() && next->Is("{")) {
-                return true;
-            }
+    for (ShaderToken const& token : tokens) {
+        if (isDeclared && token.Is("{")) {
+            return true;
         }
+        depth += token.Is("{") ? 1 : token.Is("}") ? -1 : 0;
+        bool const isName = depth == 0 && type != nullptr && type->Is("vec4") && token.Is(name);
+        isDeclared = (isDeclared || isName) && !token.Is(";");
         type = token.kind == Kind::Comment ? type : &token;
     }
     return false;

@@ -80,8 +80,18 @@ public:
               ShaderStorage const& storage, OglCache* cache) const {
         ShaderFile const& file = settings.GetFile();
         std::vector<ShaderPass> const& passes = file.GetPasses();
-        bool const isFirst = storage.FindShader(file.GetProgramName(passes.size())) == nullptr;
-        Proc::TimeLimit const limit(isFirst ? host.limit : std::chrono::milliseconds(0), file.GetName(), host.onHang);
+        std::string const program = file.GetProgramName(passes.size());
+        if (host.refused.contains(program)) {
+            Core::Throw(std::invalid_argument(
+                fmt::format("{}: its first frame was not drawn in time; it is drawn again once the file is changed",
+                            file.GetName())));
+        }
+        bool const isFirst = storage.FindShader(program) == nullptr;
+        std::function<void(std::string const&)> onOver;
+        if (isFirst && host.onHang) {
+            onOver = [this, &program](std::string const& name) { host.onHang(name, program); };
+        }
+        Proc::TimeLimit const limit(host.limit, file.GetName(), std::move(onOver));
         Moment const moment{dst.GetFrameInfo(), time, progress};
         Textures textures;
         for (auto const& [name, frame] : inputs) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "Proc/Data/DataVideoFF.h"
@@ -17,9 +18,12 @@ struct ShaderHost {
     /// Without it those are refused.
     PictureReader readPicture;
     /// Is called, on a thread of its own, where the first frame of a file is not drawn within the time: its loops may
-    /// never end, and nothing else stops them than the end of the process. Gets the file's name.
-    std::function<void(std::string const& name)> onHang;
+    /// never end, and nothing else stops them than the end of the process. Gets the file's name and its program's,
+    /// which is another one once the file is changed.
+    std::function<void(std::string const& name, std::string const& program)> onHang;
     std::chrono::milliseconds limit = std::chrono::seconds(30);
+    /// Programs that were not drawn in time by a process before this one: drawing them throws `std::invalid_argument`.
+    std::set<std::string> refused;
 };
 
 /// A new host effect that draws the file's `effect`. Throws `std::logic_error` for a transition.

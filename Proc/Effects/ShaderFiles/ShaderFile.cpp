@@ -36,7 +36,7 @@ varying vec2 TexCoord0;
 vec4 getColor(vec2 uv) { return texture2D(kaltor_first, uv); }
 )glsl";
 
-/// What the program is given besides; a file may declare them once more.
+/// What the program is given besides; a file may declare them once more. In a transition, other names are its own.
 struct Given {
     std::string_view name;
     std::string_view type;
@@ -46,7 +46,7 @@ constexpr std::array kGiven{Given{"progress", "float", true}, Given{"ratio", "fl
                             Given{"time", "float", false}, Given{"resolution", "vec2", false}};
 
 /// The sentence that says what a viewer sees: the first comment before the code that is a sentence, and neither a key
-/// with its value ("Author: ...") nor a statement that is commented out.
+/// with its value ("Author: ...") nor a statement that is commented out; or what follows "Description: ".
 std::string FindSummary(std::vector<ShaderToken> const& tokens) {
     for (ShaderToken const& token : tokens) {
         if (token.kind != Kind::Comment) {
@@ -60,6 +60,10 @@ std::string FindSummary(std::vector<ShaderToken> const& tokens) {
             text.remove_suffix(1);
         }
         constexpr std::size_t kLongest = 160;
+        constexpr std::string_view kDescription = "Description: ";
+        if (text.starts_with(kDescription) && text.size() <= kDescription.size() + kLongest) {
+            return std::string(text.substr(kDescription.size()));
+        }
         std::string_view const key = text.substr(0, std::min(text.find(':'), text.size()));
         bool const isKey = key.size() < text.size() && key.find(' ') == std::string_view::npos;
         bool const isSentence = text.size() > 3 && text.size() <= kLongest && text.ends_with('.') &&
@@ -72,28 +76,80 @@ std::string FindSummary(std::vector<ShaderToken> const& tokens) {
     return {};
 }
 
-/// Blanks what is not GLSL 1.20 but harmless: "#version", and the default precision of GLSL ES. Lines stay.
+/// Lines end with "\n" alone, whatever wrote them, and no byte order mark stands in front.
+std::string NormalizeLines(std::string_view text) {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    text.remove_prefix(text.starts_with(kMark) ? kMark.size() : 0);
+    std::string lines;
+    lines.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        bool const isPair = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
+        if (!isPair) {
+            lines += text[i] == '\r' ? '\n' : text[i];
+        }
+    }
+    return lines;
+}
+
+/// Whether a directive begins with this word; spaces may follow its "#".
+bool IsDirective(ShaderToken const& token, std::string_view word) {
+    if (token.kind != Kind::Directive) {
+        return false;
+    }
+    std::size_t const begin = token.text.find_first_not_of(" \t", 1);
+    return begin != std::string_view::npos && token.text.substr(begin).starts_with(word);
+}
+
+void BlankPart(std::string& text, std::size_t begin, std::size_t length) {
+    auto const first = text.begin() + static_cast<std::ptrdiff_t>(begin);
+    std::replace_if(
+        first, first + static_cast<std::ptrdiff_t>(length), [](char c) { return c != '\n'; }, ' ');
+}
+
+/// Blanks what is not GLSL 1.20 but harmless: "#version", the default precision of GLSL ES, and what comments say: a
+/// backslash at a comment's end would take the next line into it on some drivers only. Lines stay.
 std::string Blank(std::string_view text, std::vector<ShaderToken> const& tokens) {
     std::string blanked(text);
-    auto const blank = [&blanked](std::size_t begin, std::size_t end) {
-        std::replace_if(
-            blanked.begin() + static_cast<std::ptrdiff_t>(begin), blanked.begin() + static_cast<std::ptrdiff_t>(end),
-            [](char c) { return c != '\n'; }, ' ');
-    };
     for (std::size_t i = 0; i < tokens.size(); ++i) {
         ShaderToken const& token = tokens[i];
-        if (token.kind == Kind::Directive && token.text.starts_with("#version")) {
-            blank(token.begin, token.begin + token.text.size());
+        if (token.kind == Kind::Comment) {
+            constexpr std::size_t kOpening = 2;
+            BlankPart(blanked, token.begin + kOpening, token.text.size());
+        } else if (IsDirective(token, "version")) {
+            BlankPart(blanked, token.begin, token.text.size());
         } else if (token.Is("precision")) {
             auto const end = std::find_if(tokens.begin() + static_cast<std::ptrdiff_t>(i), tokens.end(),
                                           [](ShaderToken const& one) { return one.Is(";"); });
-            blank(token.begin, end == tokens.end() ? token.begin : end->begin + 1);
+            if (end == tokens.end()) {
+                break;  // the compiler says what is wrong
+            }
+            BlankPart(blanked, token.begin, end->begin + 1 - token.begin);
+            i = static_cast<std::size_t>(end - tokens.begin());
         }
     }
-    // A byte order mark, and characters in comments beyond ASCII, which some compilers refuse.
+    // Characters beyond ASCII, which some compilers refuse.
     std::replace_if(
         blanked.begin(), blanked.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, ' ');
     return blanked;
+}
+
+/// Takes the "#extension" lines out of the text: they have to stand before everything else. Those under a condition
+/// stay. Derivatives are no extension in GLSL 1.20.
+std::string TakeExtensions(std::string& text, std::vector<ShaderToken> const& tokens) {
+    std::string extensions;
+    int conditions = 0;
+    for (ShaderToken const& token : tokens) {
+        conditions += IsDirective(token, "if") ? 1 : IsDirective(token, "endif") ? -1 : 0;
+        if (!IsDirective(token, "extension")) {
+            continue;
+        }
+        bool const isNeedless = token.text.find("GL_OES_standard_derivatives") != std::string_view::npos;
+        if (isNeedless || conditions == 0) {
+            BlankPart(text, token.begin, token.text.size());
+            extensions.append(isNeedless ? "" : std::string(token.text) + "\n");
+        }
+    }
+    return extensions;
 }
 
 std::string FirstLine(std::string_view text) {
@@ -102,8 +158,10 @@ std::string FirstLine(std::string_view text) {
 
 }  // namespace
 
-bool IsGivenUniform(std::string_view name) {
-    return std::any_of(kGiven.begin(), kGiven.end(), [name](Given const& given) { return given.name == name; });
+bool IsGivenUniform(std::string_view name, bool isTransition) {
+    return std::any_of(kGiven.begin(), kGiven.end(), [&](Given const& given) {
+        return given.name == name && (given.isForTransitions || !isTransition);
+    });
 }
 
 bool IsShaderFile(std::string_view name) {
@@ -112,31 +170,38 @@ bool IsShaderFile(std::string_view name) {
 
 std::string MakeReaderName(std::string_view pass) {
     std::string reader = "get" + std::string(pass);
-    reader[3] = static_cast<char>(std::toupper(static_cast<unsigned char>(reader[3])));
+    char& first = reader[3];
+    first = first >= 'a' && first <= 'z' ? static_cast<char>(first - 'a' + 'A') : first;  // the same in any locale
     return reader;
 }
 
 ShaderFile::ShaderFile(std::string fileName, std::string_view whole) : name(std::move(fileName)) {
-    std::vector<ShaderToken> const tokens = ScanShader(whole);
+    std::string const lines = NormalizeLines(whole);
+    std::vector<ShaderToken> const tokens = ScanShader(lines);
+    auto const mentions = [&tokens](std::string_view word) {
+        return std::any_of(tokens.begin(), tokens.end(), [word](ShaderToken const& one) { return one.Is(word); });
+    };
     isTransition = DefinesFunction(tokens, "transition");
-    bool const isEffect = DefinesFunction(tokens, "effect");
+    // A transition may have a function of its own that is called so.
+    bool const isEffect = DefinesFunction(tokens, "effect") && !(isTransition && !mentions("getColor"));
     if (isTransition == isEffect) {
         std::string const why = isEffect ? "it defines both \"vec4 transition(vec2 uv)\" and \"vec4 effect(vec2 uv)\""
                                          : "the function is missing: it needs \"vec4 transition(vec2 uv)\" for a "
                                            "transition or \"vec4 effect(vec2 uv)\" for an effect";
         Core::Throw(std::invalid_argument(fmt::format("{}: {}", name, why)));
     }
-    usesProgress = std::any_of(tokens.begin(), tokens.end(), [](ShaderToken const& one) { return one.Is("progress"); });
+    usesProgress = mentions("progress");
     int depth = 0;
     for (std::size_t i = 0; i < tokens.size();) {
         depth += tokens[i].Is("{") ? 1 : tokens[i].Is("}") ? -1 : 0;
         if (depth == 0 && tokens[i].Is("uniform")) {
-            ReadUniforms(name, tokens, i, uniforms);
+            ReadUniforms(name, tokens, i, isTransition, uniforms);
         } else {
             ++i;
         }
     }
-    head = "#version 120\n#define lowp\n#define mediump\n#define highp\n";
+    text = Blank(lines, tokens);
+    head = "#version 120\n" + TakeExtensions(text, tokens) + "#define lowp\n#define mediump\n#define highp\n";
     for (Given const& given : kGiven) {
         bool const isDeclared = std::any_of(uniforms.begin(), uniforms.end(),
                                             [&](ShaderUniform const& own) { return own.name == given.name; });
@@ -144,10 +209,9 @@ ShaderFile::ShaderFile(std::string fileName, std::string_view whole) : name(std:
             head += fmt::format("uniform {} {};\n", given.type, given.name);
         }
     }
-    std::erase_if(uniforms, [](ShaderUniform const& own) { return IsGivenUniform(own.name); });
+    std::erase_if(uniforms, [&](ShaderUniform const& own) { return IsGivenUniform(own.name, isTransition); });
     head += isTransition ? kTransitionHead : kEffectHead;
     passes = ReadPasses(name, tokens, isTransition, uniforms);
-    text = Blank(whole, tokens);
     std::size_t const hash = std::hash<std::string>()(head + text);
     for (std::size_t i = 0; i <= passes.size(); ++i) {
         programNames.push_back(fmt::format("ShaderFile {} {:x} {}", name, hash, i));
@@ -207,10 +271,12 @@ std::string DescribeShaderLog(std::string const& name, std::string_view log) {
     // "0:12(5): error: text", "0(12) : error C1503: text", "ERROR: 0:12: text"
     static std::regex const form(
         R"(^(?:ERROR: )?\d+(?::(\d+)(?:\(\d+\))?|\((\d+)\))\s*:\s*(?:error(?: C\d+)?\s*:\s*)?(.*))");
+    constexpr std::size_t kLongest = 500;  // names may fill a file, and the expression takes stack for each character
     std::optional<std::string> first;
     while (!log.empty()) {
-        std::string const line = FirstLine(log);
+        std::string line = FirstLine(log);
         log.remove_prefix(std::min(line.size() + 1, log.size()));
+        line.resize(std::min(line.size(), kLongest));
         std::smatch match;
         bool const isWarning = line.find("warning") != std::string::npos;
         if (!isWarning && std::regex_match(line, match, form)) {

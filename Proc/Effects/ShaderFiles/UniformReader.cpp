@@ -12,6 +12,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 
 namespace Kaltor::Proc {
 namespace {
@@ -30,6 +31,9 @@ constexpr std::array kTypes{TypeName{"float", Type::Float, 1},     TypeName{"int
                             TypeName{"ivec2", Type::IntVector, 2}, TypeName{"ivec3", Type::IntVector, 3},
                             TypeName{"ivec4", Type::IntVector, 4}, TypeName{"sampler2D", Type::Sampler, 1}};
 
+constexpr std::size_t kMostUniforms = 1000;  // OpenGL has some thousand numbers for them
+constexpr std::size_t kLongestHelp = 2000;   // all names of a declaration take a copy
+
 bool IsPrecision(ShaderToken const& token) {
     return token.Is("lowp") || token.Is("mediump") || token.Is("highp");
 }
@@ -41,13 +45,6 @@ std::string_view Trim(std::string_view text) {
                                            : text.substr(first, text.find_last_not_of(kSpaces) - first + 1);
 }
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
 /// A number as GLSL writes it, with a sign: "-.7", "5.", "1e-3". Takes it from the front of the text.
 std::optional<double> TakeNumber(std::string_view& text) {
     std::string_view rest = Trim(text);
@@ -55,7 +52,9 @@ std::optional<double> TakeNumber(std::string_view& text) {
     if (isNegative || rest.starts_with('+')) {
         rest = Trim(rest.substr(1));
     }
-    std::vector<ShaderToken> const tokens = ScanShader(rest.substr(0, rest.find_first_of(" \t\r\n,();")));
+    constexpr std::size_t kLongest = 64;
+    std::string_view const front = rest.substr(0, kLongest);
+    std::vector<ShaderToken> const tokens = ScanShader(front.substr(0, front.find_first_of(" \t\r\n,();*/")));
     if (tokens.empty() || tokens.front().kind != Kind::Number) {
         return std::nullopt;
     }
@@ -78,43 +77,124 @@ std::optional<double> TakeNumber(std::string_view& text) {
     return number && isNegative ? std::optional(-*number) : number;
 }
 
-/// A constant: a number, true, false, or a list of numbers behind the name of a type. Takes it from the front.
-std::optional<Numbers> TakeConstant(std::string_view& text) {
-    text = Trim(text);
-    std::size_t const length = static_cast<std::size_t>(
-        std::find_if_not(text.begin(), text.end(), [](unsigned char c) { return std::isalnum(c) != 0; }) -
-        text.begin());
-    std::string_view const word = text.substr(0, length);
-    if (word == "true" || word == "false") {
-        text.remove_prefix(length);
-        return Numbers{word == "true" ? 1.0 : 0.0};
+/// The value of a constant expression, such as "0.5", "vec3(vec2(0.5), 1.0)" or "-2.0 / (3.0 * 4.0)".
+class ConstantExpression {
+public:
+    /// Takes as much from the front of the text as is one; nothing where none stands there.
+    static std::optional<Numbers> Take(std::string_view& text) {
+        ConstantExpression expression(text);
+        std::optional<Numbers> const value = expression.TakeSum();
+        if (value) {
+            text = expression.rest;
+        }
+        return value;
     }
-    bool const isType =
-        std::any_of(kTypes.begin(), kTypes.end(), [&](TypeName const& one) { return one.name == word; });
-    if (!isType) {
-        std::optional<double> const number = TakeNumber(text);
-        return number ? std::optional(Numbers{*number}) : std::nullopt;
+
+private:
+    explicit ConstantExpression(std::string_view text) : rest(text) {}
+
+    std::optional<Numbers> TakeSum() {
+        return TakeChain("+-", [this] { return TakeChain("*/", [this] { return TakeOperand(); }); });
     }
-    text = Trim(text.substr(length));
-    if (!text.starts_with('(')) {
-        return std::nullopt;
+
+    /// Operands with one of the two signs between them. What follows a sign that no operand follows is help.
+    template <typename TakeOne>
+    std::optional<Numbers> TakeChain(std::string_view signs, TakeOne const& takeOne) {
+        std::optional<Numbers> left = takeOne();
+        while (left) {
+            std::string_view const before = rest;
+            rest = Trim(rest);
+            bool const isSign = !rest.empty() && signs.find(rest.front()) != std::string_view::npos;
+            char const sign = isSign ? rest.front() : ' ';
+            rest.remove_prefix(isSign ? 1 : 0);
+            std::optional<Numbers> const right = isSign ? takeOne() : std::nullopt;
+            if (!right || (right->size() != left->size() && right->size() != 1 && left->size() != 1)) {
+                rest = before;
+                break;
+            }
+            left = Combine(*left, sign, *right);
+        }
+        return left;
     }
-    Numbers numbers;
-    do {
-        text.remove_prefix(1);
-        std::optional<double> const number = TakeNumber(text);
-        if (!number) {
+
+    static Numbers Combine(Numbers left, char sign, Numbers right) {
+        left.resize(std::max(left.size(), right.size()), left.front());
+        right.resize(left.size(), right.front());
+        for (std::size_t i = 0; i < left.size(); ++i) {
+            left[i] = sign == '+'   ? left[i] + right[i]
+                      : sign == '-' ? left[i] - right[i]
+                      : sign == '*' ? left[i] * right[i]
+                                    : left[i] / right[i];
+        }
+        return left;
+    }
+
+    std::optional<Numbers> TakeOperand() {
+        constexpr int kDeepest = 16;
+        ++depth;
+        std::optional<Numbers> value = depth <= kDeepest ? TakeOperandWithin() : std::nullopt;
+        --depth;
+        return value;
+    }
+
+    std::optional<Numbers> TakeOperandWithin() {
+        rest = Trim(rest);
+        if (rest.starts_with('(')) {
+            return TakeList(1);
+        }
+        std::size_t const length = static_cast<std::size_t>(
+            std::find_if_not(rest.begin(), rest.end(), [](unsigned char c) { return std::isalnum(c) != 0; }) -
+            rest.begin());
+        std::string_view const word = rest.substr(0, length);
+        if (word == "true" || word == "false") {
+            rest.remove_prefix(length);
+            return Numbers{word == "true" ? 1.0 : 0.0};
+        }
+        auto const type =
+            std::find_if(kTypes.begin(), kTypes.end(), [&](TypeName const& one) { return one.name == word; });
+        if (type != kTypes.end()) {
+            rest = Trim(rest.substr(length));
+            return TakeList(type->size);
+        }
+        if (std::optional<double> const number = TakeNumber(rest)) {
+            return Numbers{*number};
+        }
+        if (!rest.starts_with('-')) {
             return std::nullopt;
         }
-        numbers.push_back(*number);
-        text = Trim(text);
-    } while (text.starts_with(','));
-    if (!text.starts_with(')')) {
-        return std::nullopt;
+        rest.remove_prefix(1);
+        std::optional<Numbers> const value = TakeOperand();
+        return value ? std::optional(Combine({0.0}, '-', *value)) : std::nullopt;
     }
-    text.remove_prefix(1);
-    return numbers;
-}
+
+    /// "(x, y)" as `size` numbers; a single one stands for all.
+    std::optional<Numbers> TakeList(std::size_t size) {
+        if (!rest.starts_with('(')) {
+            return std::nullopt;
+        }
+        Numbers numbers;
+        do {
+            rest.remove_prefix(1);
+            std::optional<Numbers> const part = TakeSum();
+            if (!part) {
+                return std::nullopt;
+            }
+            numbers.insert(numbers.end(), part->begin(), part->end());
+            rest = Trim(rest);
+        } while (rest.starts_with(','));
+        if (!rest.starts_with(')')) {
+            return std::nullopt;
+        }
+        rest.remove_prefix(1);
+        if (numbers.size() == 1) {
+            numbers.resize(size, numbers.front());
+        }
+        return numbers;
+    }
+
+    std::string_view rest;
+    int depth = 0;
+};
 
 /// What the comments of a uniform say.
 struct Notes {
@@ -126,7 +206,7 @@ struct Notes {
         std::string_view rest = Trim(comment);
         if (rest.starts_with('=')) {
             rest.remove_prefix(1);
-            std::optional<Numbers> const value = TakeConstant(rest);
+            std::optional<Numbers> const value = ConstantExpression::Take(rest);
             if (value && !initial) {
                 initial = value;
             }
@@ -152,7 +232,7 @@ struct Notes {
                 text = Trim(rest.substr(std::min<std::size_t>(rest.size(), 1)));
             }
         }
-        if (!text.empty()) {
+        if (!text.empty() && help.size() + text.size() <= kLongestHelp) {
             help.append(help.empty() ? "" : "; ").append(text);
         }
     }
@@ -160,8 +240,9 @@ struct Notes {
 
 class Declaration {
 public:
-    Declaration(std::string const& fileName, std::vector<ShaderToken> const& allTokens, std::size_t first)
-        : file(fileName), tokens(allTokens), at(first) {}
+    Declaration(std::string const& fileName, std::vector<ShaderToken> const& allTokens, std::size_t first,
+                bool isOfTransition)
+        : file(fileName), tokens(allTokens), at(first), isTransition(isOfTransition) {}
 
     std::size_t Read(std::vector<ShaderUniform>& uniforms) {
         int const line = tokens[at++].line;
@@ -188,6 +269,7 @@ public:
                 return known.name == uniform.name;
             });
             if (same == uniforms.end()) {
+                LimitCount(uniforms.size(), one.line);
                 uniforms.push_back(std::move(uniform));
             } else if (same->type != uniform.type || same->size != uniform.size) {
                 Refuse(one.line, fmt::format("{} is declared twice, as different types", one.name));
@@ -207,19 +289,25 @@ private:
         Core::Throw(std::invalid_argument(fmt::format("{}:{}: {}", file, line, why)));
     }
 
+    void LimitCount(std::size_t count, int line) const {
+        if (count == kMostUniforms) {
+            Refuse(line, fmt::format("a file has {} uniforms at most", kMostUniforms));
+        }
+    }
+
     std::vector<Found> ReadNames(int line) {
         std::vector<Found> found;
         std::vector<std::string_view> early;
         for (; at < tokens.size() && !tokens[at].Is(";"); ++at) {
             ShaderToken const& token = tokens[at];
-            bool const isNext = found.empty() || (tokens[at - 1].Is(",") || IsCommentAfterComma());
             if (token.kind == Kind::Comment) {
                 if (found.empty()) {
                     early.push_back(token.text);
                 } else {
                     found.back().notes.Read(token.text);
                 }
-            } else if (token.kind == Kind::Word && isNext) {
+            } else if (token.kind == Kind::Word && (found.empty() || IsAfterComma())) {
+                LimitCount(found.size(), token.line);
                 found.push_back({std::string(token.text), token.line, {}});
                 for (std::string_view const comment : early) {
                     found.back().notes.Read(comment);
@@ -249,7 +337,8 @@ private:
         return found;
     }
 
-    bool IsCommentAfterComma() const {
+    /// Comments do not count.
+    bool IsAfterComma() const {
         std::size_t before = at;
         while (before > 0 && tokens[before - 1].kind == Kind::Comment) {
             --before;
@@ -275,7 +364,7 @@ private:
             }
         }
         std::string_view rest = text;
-        notes.initial = TakeConstant(rest);
+        notes.initial = ConstantExpression::Take(rest);
         at = next - 1;
     }
 
@@ -286,7 +375,7 @@ private:
         uniform.size = type.size;
         uniform.line = found.line;
         uniform.help = found.notes.help.empty() ? fmt::format("the file's {}", found.name) : found.notes.help;
-        if (type.type == Type::Sampler || IsGivenUniform(found.name)) {
+        if (type.type == Type::Sampler || IsGivenUniform(found.name, isTransition)) {
             uniform.initial = std::string();
             return uniform;
         }
@@ -317,7 +406,8 @@ private:
         uniform.minimum = isWhole ? Whole::min() : -kLargest;
         uniform.maximum = isWhole ? Whole::max() : kLargest;
         if (range) {
-            std::tie(uniform.minimum, uniform.maximum) = *range;
+            uniform.minimum = std::max(uniform.minimum, range->first);
+            uniform.maximum = std::min(uniform.maximum, range->second);
         }
         bool const isInside = std::all_of(uniform.exact.begin(), uniform.exact.end(), [&](double number) {
             return number >= uniform.minimum && number <= uniform.maximum;
@@ -329,7 +419,7 @@ private:
     }
 
     static void SetInitial(ShaderUniform& uniform) {
-        std::string const words = Lower(uniform.name + " " + uniform.help);
+        std::string const words = Core::ToLower(uniform.name + " " + uniform.help);
         bool const isNamedColor = words.find("color") != std::string::npos || words.find("colour") != std::string::npos;
         bool const isInUnit = std::all_of(uniform.exact.begin(), uniform.exact.end(),
                                           [](double channel) { return channel >= 0.0 && channel <= 1.0; });
@@ -365,13 +455,14 @@ private:
     std::string const& file;
     std::vector<ShaderToken> const& tokens;
     std::size_t at;
+    bool isTransition;
 };
 
 }  // namespace
 
-void ReadUniforms(std::string const& file, std::vector<ShaderToken> const& tokens, std::size_t& at,
+void ReadUniforms(std::string const& file, std::vector<ShaderToken> const& tokens, std::size_t& at, bool isTransition,
                   std::vector<ShaderUniform>& uniforms) {
-    at = Declaration(file, tokens, at).Read(uniforms);
+    at = Declaration(file, tokens, at, isTransition).Read(uniforms);
 }
 
 }  // namespace Kaltor::Proc

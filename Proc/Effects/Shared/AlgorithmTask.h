@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 #include <boost/shared_ptr.hpp>
@@ -38,9 +39,15 @@ public:
 
     void Run(Ogl::OglCapability, Ogl::ShaderStorage const& storage) override {
         if (algorithm->WorksOnPlanes()) {
-            dst->DrawOnPlanes(src);
+            std::optional<ColorSpec> const tags = dst->FindPlaneTags(src);
+            if (tags && algorithm->SuitsPlanes({src[0]->GetFrameInfo(), *tags, progress})) {
+                dst->DrawOnPlanes(*tags);
+            }
         }
         if constexpr (kInputs == 1) {
+            if (algorithm->WorksInMemory(src[0]->GetFrameInfo())) {
+                dst->WriteInMemory(src);
+            }
             algorithm->Processing(dst, src[0], time, progress, storage, cache.get());
         } else {
             algorithm->Processing(dst, src[0], src[1], time, progress, storage, cache.get());

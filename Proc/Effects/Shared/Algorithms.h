@@ -15,6 +15,13 @@ namespace Kaltor::Ogl {
 
 using Src = boost::intrusive_ptr<DataVideoOGL>;
 
+/// What is about to be drawn on planes.
+struct PlaneCase {
+    Conf::FrameInfo info;  ///< of the inputs
+    ColorSpec spec;        ///< resolved
+    double progress;
+};
+
 /// One effect: how an output frame is drawn from one input. Keeps its settings; the wrapper does everything else that
 /// is needed to run it.
 class IEffectAlgorithm {
@@ -42,8 +49,14 @@ public:
     virtual PixFmt GetOutputFormat(PixFmt srcFormat) const;
     /// Whether Y'CbCr planes can be drawn on instead of R'G'B', with the same result: `Processing` does nothing to
     /// opaque pictures but draw them with `Frame::Draw`, through upright rectangles, replacing what is there, blended
-    /// by a constant or inverted over white. GL thread.
+    /// by a constant or inverted over white, or asks `IsOnPlanes` (Planes.h) and then draws the planes itself. GL
+    /// thread.
     virtual bool WorksOnPlanes() const { return false; }
+    /// Where it works on planes: whether it does so here. Always by default. GL thread.
+    virtual bool SuitsPlanes(PlaneCase const&) const { return true; }
+    /// Whether `Processing` can write opaque pictures of 8 bits in main memory by the processor's own threads (see
+    /// Samples.h), from a picture of this form that lies there; it then finds `GetRgbInMemory` in `dst`. GL thread.
+    virtual bool WorksInMemory(Conf::FrameInfo const&) const { return false; }
     /// Draws what is random anew, from this seed alone; so do the caches made from now on. Without it the numbers are
     /// the C library's. Empty by default: most draw none. Processing thread.
     virtual void SetSeed(std::uint32_t seed);
@@ -67,6 +80,8 @@ public:
     virtual OglCache* CreateCache() const;
     /// As `IEffectAlgorithm::WorksOnPlanes`.
     virtual bool WorksOnPlanes() const { return false; }
+    /// As `IEffectAlgorithm::SuitsPlanes`.
+    virtual bool SuitsPlanes(PlaneCase const&) const { return true; }
     /// As `IEffectAlgorithm::SetSeed`.
     virtual void SetSeed(std::uint32_t seed);
 };

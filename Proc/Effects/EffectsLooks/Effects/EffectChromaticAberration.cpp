@@ -1,24 +1,22 @@
 // Colours part towards the border, as a cheap lens bends blue more than red: the picture is spread along rays into its
 // spectrum, with samples between red and blue.
 
+#include "Proc/Effects/EffectsLooks/CentreSettings.h"
 #include "Proc/Effects/EffectsLooks/Look.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsEffectChromaticAberration final : SettingsOf<SettingsEffectChromaticAberration> {
+struct SettingsEffectChromaticAberration final : CentreSettings<SettingsEffectChromaticAberration> {
     static inline std::string const CLASS_ID = "EffectChromaticAberration";
     static constexpr std::string_view SUMMARY = "Coloured fringes that grow towards the border, as with a cheap lens.";
     static constexpr std::string_view NEUTRAL = "strength=0";
 
     double strength = 0.3;
-    double x = 0.5;
-    double y = 0.5;
     double curve = 1.0;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::strength>(0.0, 1.0, "how far the colours part in the corners"),
-                Declare<&This::x>(0.0, 1.0, "centre, from the left"), Declare<&This::y>(0.0, 1.0, "centre, from below"),
+        return {Declare<&This::strength>(0.0, 1.0, "how far the colours part in the corners"), DeclareX(), DeclareY(),
                 Declare<&This::curve>(0.0, 3.0, "how much more the corners are affected than the middle")};
     }
 };
@@ -71,7 +69,7 @@ public:
         Pass(storage, "EffectChromaticAberration", {kGlslVersion, kStraightAlpha, kFragment})
             .Texture("tex", 0, colors.Get())
             .Set("sides", sides)
-            .Set("centre", glm::vec2(static_cast<float>(settings.x), static_cast<float>(settings.y)))
+            .Set("centre", settings.GetCentre())
             .Set("strength", 0.06 * settings.strength)
             .Set("curve", settings.curve)
             .DrawTo(*dst);

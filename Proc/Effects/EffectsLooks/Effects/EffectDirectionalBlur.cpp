@@ -30,10 +30,11 @@ constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;
 uniform vec2 streak;
 uniform float count;
+uniform float grain;   // 0: samples that touch
 varying vec2 TexCoord0;
 void main() {
     vec4 sum = vec4(0.0);
-    float jitter = Jitter();
+    float jitter = mix(0.5, Jitter(), grain);
     for (int i = 0; i < 16; ++i) {
         if (float(i) >= count) {
             break;
@@ -63,26 +64,18 @@ public:
         double const angle = settings.angle * std::numbers::pi / 180.0;
         glm::vec2 const way(std::cos(angle), std::sin(angle));
         Premultiplied const colors(picture, storage);
-        auto const smear = [&](Texture const& from, double length, double count, bool isLast, Texture const& to) {
-            Pass(storage, isLast ? "EffectDirectionalBlur" : "EffectDirectionalBlur_fine",
-                 {kGlslVersion, isLast ? "#define LAST\n" : "", kStraightAlpha, kMirrored, kJitterFunction, kFragment})
-                .Texture("tex", 0, from)
-                .Set("streak", way * static_cast<float>(length) / sides)
-                .Set("count", count)
-                .DrawTo(to);
-        };
-        constexpr int kMost = 14;
         double const pixels = settings.length * std::max(picture.GetWidth(), picture.GetHeight());
-        Texture const& target = dst->FrameData().GetFirstTexture();
-        if (pixels <= 5.0 * kMost) {
-            smear(colors.Get(), settings.length, static_cast<double>(CountSamples(pixels, kMost)), true, target);
-            return;
-        }
-        // A long streak is made of short ones, which fill the gaps between its samples.
-        PooledTexture const fine({picture.GetWidth(), picture.GetHeight(), TexelFormat::Rgba16, false});
-        smear(colors.Get(), settings.length / kMost, std::min(std::ceil(pixels / kMost / 3.0), 10.0), false,
-              fine.Get());
-        smear(fine.Get(), settings.length, kMost, true, target);
+        DrawStreaks(colors.Get(), dst->FrameData().GetFirstTexture(), pixels, {3.0, 1.0, 12.0},
+                    [&](StreakPass const& pass) {
+                        Pass(storage, pass.isLast ? "EffectDirectionalBlur" : "EffectDirectionalBlur_fine",
+                             {kGlslVersion, pass.isLast ? "#define LAST\n" : "", kStraightAlpha, kMirrored,
+                              kJitterFunction, kFragment})
+                            .Texture("tex", 0, pass.from)
+                            .Set("streak", way * static_cast<float>(settings.length * pass.share) / sides)
+                            .Set("count", pass.count)
+                            .Set("grain", pass.isFirst ? 1.0 : 0.0)
+                            .DrawTo(pass.to);
+                    });
     }
 };
 

@@ -40,12 +40,14 @@ constexpr char kFragment[] = R"glsl(
 uniform sampler2D tex;
 uniform sampler2D rays;
 uniform float intensity;
+uniform vec2 source;
+uniform vec2 sides;
 uniform vec4 tint;
 varying vec2 TexCoord0;
 void main() {
     vec4 picture = texture2D(tex, TexCoord0);
     vec3 light = ToLight(picture.rgb);
-    vec3 shine = texture2D(rays, TexCoord0).rgb * tint.rgb * tint.rgb * intensity;
+    vec3 shine = Shafts(rays, TexCoord0, source, sides) * tint.rgb * tint.rgb * intensity;
     light += (vec3(1.0) - light) * (vec3(1.0) - exp(-shine));
     gl_FragColor = Straight(FromLight(light), picture.a);
 }
@@ -62,12 +64,14 @@ public:
             return;
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
-        Rays const rays(picture, settings.threshold, settings.length,
-                        {static_cast<float>(settings.x), static_cast<float>(settings.y)}, storage);
-        Pass(storage, "EffectGodRays", {kGlslVersion, kStraightAlpha, kLinearLight, kFragment})
+        glm::vec2 const source(static_cast<float>(settings.x), static_cast<float>(settings.y));
+        Rays const rays(picture, settings.threshold, settings.length, source, storage);
+        Pass(storage, "EffectGodRays", {kGlslVersion, kStraightAlpha, kLinearLight, kShaftsFunction, kFragment})
             .Texture("tex", 0, picture, TextureFilter::Nearest)
             .Texture("rays", 1, rays.Get())
-            .Set("intensity", 4.0 * settings.intensity)
+            .Set("intensity", 5.0 * settings.intensity)
+            .Set("source", source)
+            .Set("sides", GetSides(GetDisplayAspect(src->GetFrameInfo())))
             .Set("tint", settings.tint)
             .DrawTo(*dst);
     }

@@ -76,6 +76,9 @@ void main() {
     vec3 tone = color.rgb * color.rgb;
     vec3 light = tone * (0.012 / (r * r + 0.0018) * exp(-3.0 * r) + 0.22 * exp(-7.0 * r));
     light += tone * rays * 0.5 * exp(-9.0 * r);
+    // Dust and scratches on the glass: fine needles of uneven length.
+    float needles = Noise(50.0 + 14.0 * arm / max(length(arm), 0.0001)).x;
+    light += tone * 0.35 * needles * needles * needles * exp(-(15.0 - 8.0 * needles) * r);
     float ring = exp(-pow((r - 0.17) * 60.0, 2.0));
     light += ring * 0.08 * (0.5 + 0.5 * cos(vec3(0.0, 2.1, 4.2) + 40.0 * (r - 0.17)));
     light += tone * vec3(0.55, 0.75, 1.3) * streak * 0.55 * exp(-abs(arm.y) * 130.0 / size) * exp(-abs(arm.x) * 2.6);
@@ -86,7 +89,7 @@ void main() {
         sum += vec3(0.3, 0.45, 0.9) * vec3(Ghost(p, -lamp * 0.25, 0.055), Ghost(p, -lamp * 0.255, 0.056), Ghost(p, -lamp * 0.26, 0.057));
         sum += vec3(0.7, 0.4, 0.7) * Ghost(p, -lamp * 0.52, 0.024);
         sum += vec3(0.35, 0.55, 0.3) * vec3(Ghost(p, -lamp * 0.9, 0.096), Ghost(p, -lamp * 0.91, 0.1), Ghost(p, -lamp * 0.92, 0.104));
-        light += ghosts * 0.16 * sum * tone;
+        light += ghosts * 0.27 * sum * tone;
     }
     light *= intensity;
     vec3 lit = ToLight(picture.rgb);
@@ -109,8 +112,9 @@ public:
         glm::vec2 const sides(GetSides(GetDisplayAspect(src->GetFrameInfo())));
         glm::vec2 const lamp =
             (glm::vec2(static_cast<float>(settings.x), static_cast<float>(settings.y)) - 0.5F) * sides;
-        Pass(storage, "EffectLensFlare", {kGlslVersion, kStraightAlpha, kLinearLight, kFragment})
+        Pass(storage, "EffectLensFlare", {kGlslVersion, kStraightAlpha, kLinearLight, kNoiseFunctions, kFragment})
             .Texture("tex", 0, picture, TextureFilter::Nearest)
+            .Texture("noise", 1, storage.Noise())
             .Set("sides", sides)
             .Set("lamp", lamp)
             .Set("intensity", settings.intensity)

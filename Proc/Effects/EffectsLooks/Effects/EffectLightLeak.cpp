@@ -12,8 +12,8 @@ struct SettingsEffectLightLeak final : SettingsOf<SettingsEffectLightLeak> {
     static constexpr std::string_view NEUTRAL = "intensity=0";
 
     double intensity = 0.6;
-    Color color{255, 106, 32, 255};
-    Color second{255, 40, 110, 255};
+    Color color{255, 120, 36, 255};
+    Color second{232, 34, 66, 255};
     double speed = 0.3;
     double size = 0.5;
     std::int32_t seed = 1;
@@ -43,16 +43,25 @@ uniform vec4 color;
 uniform vec4 second;
 uniform vec2 sides;
 uniform vec2 place;
+uniform vec2 opposite;   // a second, fainter leak
 varying vec2 TexCoord0;
+
+// Red where it is faint, then the leak's colour, and pale where it is strongest, as film shows light from its back.
+vec3 Leak(vec2 at, float reach) {
+    vec4 cloud = texture2D(clouds, TexCoord0);
+    vec2 arm = (TexCoord0 - at) * sides;
+    // Light comes through a slit: it fans out in soft beams.
+    float beam = texture2D(clouds, 0.5 + 0.3 * arm / (0.05 + length(arm))).x;
+    arm += (cloud.xy - 0.5) * 0.4;
+    float d = dot(arm, arm) / (reach * reach) * (1.9 - 1.8 * beam);
+    float body = exp(-d * 5.0);
+    return color.rgb * color.rgb * body * (0.7 + 1.2 * cloud.w) + second.rgb * second.rgb * exp(-d * 1.7) * (0.2 + cloud.z) +
+           vec3(1.0, 0.8, 0.5) * body * body * body * (0.8 + 1.4 * cloud.w);
+}
+
 void main() {
     vec4 picture = texture2D(tex, TexCoord0);
-    vec4 cloud = texture2D(clouds, TexCoord0);
-    vec2 p = (TexCoord0 - place) * sides + (cloud.xy - 0.5) * 0.5;
-    float d = dot(p, p) / (size * size);
-    float body = exp(-d * 5.0);
-    float wing = exp(-d * 1.6) * cloud.z * 1.4;
-    vec3 light = color.rgb * color.rgb * body * (0.6 + 1.2 * cloud.w) + second.rgb * second.rgb * 0.7 * wing +
-                 vec3(1.0, 0.82, 0.55) * body * body * body * 1.6 * cloud.w;
+    vec3 light = Leak(place, size) + 0.6 * Leak(opposite, 0.7 * size);
     vec3 lit = vec3(1.0) - (vec3(1.0) - ToLight(picture.rgb)) * exp(-2.2 * intensity * light);
     gl_FragColor = Straight(FromLight(lit), picture.a);
 }
@@ -74,6 +83,7 @@ public:
         double const drift = WrapTime(time * settings.speed, 1.0) + 3.7 * settings.seed;
         double const breath = 0.75 + 0.25 * std::sin(2.1 * drift + 1.0) * std::sin(1.3 * drift);
         glm::vec2 const place(0.5 + 0.6 * std::cos(0.7 * drift), 0.5 + 0.55 * std::sin(1.1 * drift + 0.5));
+        glm::vec2 const opposite(0.5 - 0.62 * std::cos(0.53 * drift + 0.4), 0.5 - 0.58 * std::sin(0.83 * drift + 0.2));
         CloudMap const clouds(sides, 2.2, glm::dvec2(7.0 * settings.seed + 0.5 * drift, 3.0 * settings.seed), storage);
         Pass(storage, "EffectLightLeak", {kGlslVersion, kStraightAlpha, kLinearLight, kFragment})
             .Texture("tex", 0, picture, TextureFilter::Nearest)
@@ -84,6 +94,7 @@ public:
             .Set("second", settings.second)
             .Set("sides", sides)
             .Set("place", place)
+            .Set("opposite", opposite)
             .DrawTo(*dst);
     }
 };

@@ -1,6 +1,7 @@
 // Colours by a look-up table of a .cube file: a curve for each channel, or a lattice of colours between whose points
 // the colour is interpolated in the tetrahedron that holds it, which keeps greys grey. Mixed in by `mix`.
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -48,6 +49,7 @@ uniform vec3 scale;
 uniform float size;       // points on a side
 uniform vec2 texels;      // of the table
 uniform float columns;    // slices, or points of a curve, beside each other
+uniform vec2 values;      // the least of the table, and from there to the most
 uniform float amount;
 varying vec2 TexCoord0;
 
@@ -88,6 +90,7 @@ void main() {
                       mix(Point(cell.g).g, Point(cell.g + 1.0).g, part.g),
                       mix(Point(cell.b).b, Point(cell.b + 1.0).b, part.b));
 #endif
+    found = vec3(values.x) + values.y * found;
     gl_FragColor = Straight(mix(picture.rgb, found, amount), picture.a);
 }
 )glsl";
@@ -96,6 +99,8 @@ void main() {
 struct Table {
     std::shared_ptr<CubeLut const> lut;
     std::uint32_t columns;
+    float low = 0.0F;
+    float high = 1.0F;
     Texture texture;
 
     explicit Table(std::shared_ptr<CubeLut const> source) : lut(std::move(source)), columns(GetColumns(*lut)) {
@@ -105,6 +110,10 @@ struct Table {
         std::uint32_t const tile = lut->Is3D() ? size : 1;
         TextureForm const form{columns * tile, rows * tile, TexelFormat::Rgba16, false};
         std::vector<std::uint16_t> texels(std::size_t{4} * form.width * form.height, 65535);
+        for (float const value : lut->GetValues()) {
+            low = std::min(low, value);
+            high = std::max(high, value);
+        }
         std::size_t next = 0;
         std::size_t const points = lut->GetValues().size() / 3;
         for (std::size_t point = 0; point < points; ++point) {
@@ -114,7 +123,7 @@ struct Table {
             std::size_t const y = (slice / columns) * tile + inside / tile;
             for (std::size_t channel = 0; channel < 3; ++channel) {
                 texels[4 * (y * form.width + x) + channel] =
-                    static_cast<std::uint16_t>(std::lround(lut->GetValues()[next++] * 65535.0F));
+                    static_cast<std::uint16_t>(std::lround((lut->GetValues()[next++] - low) / (high - low) * 65535.0F));
             }
         }
         texture = Texture(form);
@@ -178,6 +187,7 @@ public:
             .Set("size", static_cast<float>(lut->GetSize()))
             .Set("texels", static_cast<float>(form.width), static_cast<float>(form.height))
             .Set("columns", static_cast<float>(table->columns))
+            .Set("values", table->low, table->high - table->low)
             .Set("amount", settings.mix)
             .DrawTo(*dst);
     }

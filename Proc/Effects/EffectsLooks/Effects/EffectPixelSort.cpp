@@ -38,58 +38,40 @@ struct SettingsEffectPixelSort final : SettingsOf<SettingsEffectPixelSort> {
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kFragment[] = R"glsl(
-uniform sampler2D tex;
+// A line is cut into pieces of kPiece samples; neighbouring lines are cut at other places.
+constexpr char kPieces[] = R"glsl(
 uniform sampler2D samples;
-uniform sampler2D places;
+uniform sampler2D noise;
 uniform vec2 along;      // the lines' axis
 uniform float count;     // samples along a line
-uniform float amount;
-varying vec2 TexCoord0;
-void main() {
-    vec4 picture = texture2D(tex, TexCoord0);
-    float at = floor(dot(TexCoord0, along) * count + 0.001);
-    vec2 across = TexCoord0 * along.yx;
-    float begin = floor((at + 0.5) / 24.0) * 24.0;
-    float own = at - begin;
-    vec4 found = picture;
-    for (int i = 0; i < 24; ++i) {
-        vec2 place = across + along * ((begin + float(i) + 0.5) / count);
-        // A place is stored in 32nds, beside a mark of the samples that take part.
-        vec4 entry = texture2D(places, place);
-        if (entry.g > 0.5 && abs(entry.r * 32.0 - own) < 0.5 && begin + float(i) < count) {
-            found = texture2D(samples, place);
-        }
-    }
-    vec4 own4 = texture2D(places, across + along * ((at + 0.5) / count));
-    vec3 color = own4.g > 0.5 ? found.rgb / max(found.a, 0.001) : picture.rgb;
-    gl_FragColor = Straight(mix(picture.rgb, min(color, vec3(1.0)), amount), picture.a);
+uniform float columns;   // lines that are cut alike, across the picture
+float Begin(float at) {
+    float cut = floor(texture2D(noise, vec2(floor(dot(TexCoord0, along.yx) * columns + 0.001) + 0.5, 77.5) / 512.0).x * 48.0);
+    return floor((at + cut + 0.5) / 48.0) * 48.0 - cut;
+}
+vec4 Sample(float at) {
+    return texture2D(samples, TexCoord0 * along.yx + along * ((at + 0.5) / count));
+}
+float Light(vec4 color) {
+    return dot(color.rgb, vec3(0.2126, 0.7152, 0.0722));
 }
 )glsl";
 
 // For each sample: where in its piece it belongs, and whether it takes part.
 constexpr char kPlaces[] = R"glsl(
-uniform sampler2D samples;
-uniform vec2 along;
-uniform float count;
 uniform float threshold;
 uniform float sense;
-varying vec2 TexCoord0;
-float Light(float at) {
-    vec4 color = texture2D(samples, TexCoord0 * along.yx + along * ((at + 0.5) / count));
-    return dot(color.rgb, vec3(0.2126, 0.7152, 0.0722));
-}
 void main() {
     float at = floor(dot(TexCoord0, along) * count + 0.001);
-    float begin = floor((at + 0.5) / 24.0) * 24.0;
-    float own = Light(at);
+    float begin = Begin(at);
+    float own = Light(Sample(at));
     float before = 0.0;   // samples of the run that belong before this one
     float start = begin;  // of the run
     bool isOver = false;
-    for (int i = 0; i < 24; ++i) {
+    for (int i = 0; i < 48; ++i) {
         float other = begin + float(i);
-        float light = Light(other);
-        bool isIn = light >= threshold && other < count;
+        float light = Light(Sample(other));
+        bool isIn = light >= threshold && other >= 0.0 && other < count;
         if (!isIn && other < at) {
             before = 0.0;
             start = other + 1.0;
@@ -101,7 +83,45 @@ void main() {
             before += 1.0;
         }
     }
-    gl_FragColor = vec4((start + before - begin) / 32.0, own >= threshold ? 1.0 : 0.0, 0.0, 1.0);
+    gl_FragColor = vec4((start + before - begin) / 64.0, own >= threshold ? 1.0 : 0.0, 0.0, 1.0);
+}
+)glsl";
+
+// For each place: the sample that belongs there; one that does not take part stays.
+constexpr char kSorted[] = R"glsl(
+uniform sampler2D places;
+void main() {
+    float at = floor(dot(TexCoord0, along) * count + 0.001);
+    float begin = Begin(at);
+    vec4 found = Sample(at);
+    if (texture2D(places, TexCoord0).g > 0.5) {
+        for (int i = 0; i < 48; ++i) {
+            float other = begin + float(i);
+            // A place is stored in 64ths, beside a mark of the samples that take part.
+            vec4 entry = texture2D(places, TexCoord0 * along.yx + along * ((other + 0.5) / count));
+            if (entry.g > 0.5 && abs(entry.r * 64.0 - at + begin) < 0.5 && other >= 0.0 && other < count) {
+                found = Sample(other);
+            }
+        }
+    }
+    gl_FragColor = found;
+}
+)glsl";
+
+constexpr char kFragment[] = R"glsl(
+uniform sampler2D tex;
+uniform sampler2D sorted;
+uniform sampler2D places;
+uniform float threshold;
+uniform float amount;
+varying vec2 TexCoord0;
+void main() {
+    vec4 picture = texture2D(tex, TexCoord0);
+    vec4 found = texture2D(sorted, TexCoord0);
+    // What is finer than the samples keeps its dark contours.
+    float light = dot(picture.rgb, vec3(0.2126, 0.7152, 0.0722)) * picture.a;
+    float share = texture2D(places, TexCoord0).g * smoothstep(threshold - 0.1, threshold, light);
+    gl_FragColor = Straight(mix(picture.rgb, min(found.rgb / max(found.a, 0.001), vec3(1.0)), amount * share), picture.a);
 }
 )glsl";
 
@@ -117,26 +137,34 @@ public:
         }
         bool const isVertical = settings.axis == Proc::SettingsEffectPixelSort::Axis::Vertical;
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
-        // A piece of 24 samples is the longest streak.
-        auto const count = static_cast<std::uint32_t>(std::lround(24.0 / settings.length));
+        // A piece of 48 samples is the longest streak.
+        auto const count = static_cast<std::uint32_t>(std::lround(48.0 / settings.length));
         std::uint32_t const width = isVertical ? picture.GetWidth() : count;
         std::uint32_t const height = isVertical ? count : picture.GetHeight();
         Premultiplied const colors(picture, storage);
         PooledTexture const places({width, height, TexelFormat::Rgba16, false});
+        PooledTexture const sorted({width, height, FinerWithAlpha(colors.Get().GetForm().format), false});
         glm::vec2 const along = isVertical ? glm::vec2(0.0F, 1.0F) : glm::vec2(1.0F, 0.0F);
-        Pass(storage, "EffectPixelSort_places", {kGlslVersion, kPlaces})
-            .Texture("samples", 0, colors.Get(), TextureFilter::Nearest)
-            .Set("along", along)
-            .Set("count", static_cast<float>(count))
+        glm::vec2 const sides(GetSides(GetDisplayAspect(src->GetFrameInfo())));
+        auto const setPieces = [&](Pass& pass) -> Pass& {
+            return pass.Texture("samples", 0, colors.Get(), TextureFilter::Nearest)
+                .Texture("noise", 1, storage.Noise())
+                .Set("along", along)
+                .Set("count", static_cast<float>(count))
+                .Set("columns", std::ceil(160.0F * (isVertical ? sides.x : sides.y)));
+        };
+        Pass toPlaces(storage, "EffectPixelSort_places", {kGlslVersion, "varying vec2 TexCoord0;\n", kPieces, kPlaces});
+        setPieces(toPlaces)
             .Set("threshold", settings.threshold)
             .Set("sense", settings.reverse ? -1.0 : 1.0)
             .DrawTo(places.Get());
+        Pass toSorted(storage, "EffectPixelSort_sorted", {kGlslVersion, "varying vec2 TexCoord0;\n", kPieces, kSorted});
+        setPieces(toSorted).Texture("places", 2, places.Get(), TextureFilter::Nearest).DrawTo(sorted.Get());
         Pass(storage, "EffectPixelSort", {kGlslVersion, kStraightAlpha, kFragment})
             .Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Texture("samples", 1, colors.Get(), TextureFilter::Nearest)
+            .Texture("sorted", 1, sorted.Get())
             .Texture("places", 2, places.Get(), TextureFilter::Nearest)
-            .Set("along", along)
-            .Set("count", static_cast<float>(count))
+            .Set("threshold", settings.threshold)
             .Set("amount", settings.mix)
             .DrawTo(*dst);
     }

@@ -1,23 +1,20 @@
 // Smears the picture along circles about a centre, as a camera does that rolls while the shutter is open.
 
+#include "Proc/Effects/EffectsLooks/CentreSettings.h"
 #include "Proc/Effects/EffectsLooks/Look.h"
 
 namespace Kaltor::Proc {
 namespace {
 
-struct SettingsEffectSpinBlur final : SettingsOf<SettingsEffectSpinBlur> {
+struct SettingsEffectSpinBlur final : CentreSettings<SettingsEffectSpinBlur> {
     static inline std::string const CLASS_ID = "EffectSpinBlur";
     static constexpr std::string_view SUMMARY = "Smears the picture around a centre, as a turning camera does.";
     static constexpr std::string_view NEUTRAL = "angle=0";
 
     double angle = 8.0;
-    double x = 0.5;
-    double y = 0.5;
 
     static std::vector<Field> DeclareFields() {
-        return {Declare<&This::angle>(0.0, 90.0, "degrees of the streaks"),
-                Declare<&This::x>(0.0, 1.0, "centre, from the left"),
-                Declare<&This::y>(0.0, 1.0, "centre, from below")};
+        return {Declare<&This::angle>(0.0, 90.0, "degrees of the streaks"), DeclareX(), DeclareY()};
     }
 };
 
@@ -33,21 +30,27 @@ uniform vec2 sides;
 uniform vec2 centre;
 uniform float angle;
 uniform float count;
+uniform float grain;   // 0: samples that touch
 varying vec2 TexCoord0;
 void main() {
     vec2 arm = (TexCoord0 - centre) * sides;
+    float begin = angle * (mix(0.5, Jitter(), grain) / count - 0.5);
+    arm = vec2(cos(begin) * arm.x - sin(begin) * arm.y, sin(begin) * arm.x + cos(begin) * arm.y);
+    float s = sin(angle / count);
+    float c = cos(angle / count);
     vec4 sum = vec4(0.0);
-    float jitter = Jitter();
     for (int i = 0; i < 16; ++i) {
         if (float(i) >= count) {
             break;
         }
-        float turn = angle * ((float(i) + jitter) / count - 0.5);
-        float s = sin(turn);
-        float c = cos(turn);
-        sum += texture2D(tex, Mirrored(centre + vec2(c * arm.x - s * arm.y, s * arm.x + c * arm.y) / sides));
+        sum += texture2D(tex, Mirrored(centre + arm / sides));
+        arm = vec2(c * arm.x - s * arm.y, s * arm.x + c * arm.y);
     }
+#ifdef LAST
     gl_FragColor = Unmultiply(sum / count);
+#else
+    gl_FragColor = sum / count;
+#endif
 }
 )glsl";
 
@@ -66,13 +69,19 @@ public:
         glm::vec2 const sides(GetSides(GetDisplayAspect(src->GetFrameInfo())));
         double const angle = settings.angle * std::numbers::pi / 180.0;
         double const pixels = 0.5 * angle * std::max(picture.GetWidth(), picture.GetHeight());
-        Pass(storage, "EffectSpinBlur", {kGlslVersion, kStraightAlpha, kMirrored, kJitterFunction, kFragment})
-            .Texture("tex", 0, colors.Get())
-            .Set("sides", sides)
-            .Set("centre", glm::vec2(static_cast<float>(settings.x), static_cast<float>(settings.y)))
-            .Set("angle", angle)
-            .Set("count", CountSamples(pixels, 14))
-            .DrawTo(*dst);
+        DrawStreaks(colors.Get(), dst->FrameData().GetFirstTexture(), pixels, {9.0, 4.0, 8.0},
+                    [&](StreakPass const& pass) {
+                        Pass(storage, pass.isLast ? "EffectSpinBlur" : "EffectSpinBlur_fine",
+                             {kGlslVersion, pass.isLast ? "#define LAST\n" : "", kStraightAlpha, kMirrored,
+                              kJitterFunction, kFragment})
+                            .Texture("tex", 0, pass.from)
+                            .Set("sides", sides)
+                            .Set("centre", settings.GetCentre())
+                            .Set("angle", angle * pass.share)
+                            .Set("count", pass.count)
+                            .Set("grain", pass.isFirst ? 1.0 : 0.0)
+                            .DrawTo(pass.to);
+                    });
     }
 };
 

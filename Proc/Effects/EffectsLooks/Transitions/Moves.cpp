@@ -20,28 +20,36 @@ uniform float angle;
 uniform float grow;    // logarithm of the zoom
 varying vec2 TexCoord0;
 
-vec2 Place(vec2 arm, float way) {
-    float s = sin(angle * way);
-    float c = cos(angle * way);
-    return Mirrored(centre + vec2(c * arm.x + s * arm.y, c * arm.y - s * arm.x) * exp(-grow * way) / sides);
+// The turn and the zoom of a part of the way.
+vec2 GetTurn(float way) {
+    return vec2(cos(angle * way), sin(angle * way)) * exp(-grow * way);
+}
+vec2 Turned(vec2 arm, vec2 turn) {
+    return vec2(turn.x * arm.x + turn.y * arm.y, turn.x * arm.y - turn.y * arm.x);
 }
 
 void main() {
     vec2 arm = (TexCoord0 - centre) * sides;
     vec4 sum = vec4(0.0);
-    float jitter = Jitter();
+    float stride = (last - first) / count;
+    float way = first + stride * Jitter();
+    vec2 arm1 = Turned(arm, GetTurn(way));
+    vec2 arm2 = Turned(arm, GetTurn(way - 1.0));
+    vec2 turn = GetTurn(stride);
     for (int i = 0; i < 16; ++i) {
         if (float(i) >= count) {
             break;
         }
-        float way = mix(first, last, (float(i) + jitter) / count);
         float share = smoothstep(0.42, 0.58, way);
         if (share < 1.0) {
-            sum += (1.0 - share) * texture2D(tex1, Place(arm, way));
+            sum += (1.0 - share) * texture2D(tex1, Mirrored(centre + arm1 / sides));
         }
         if (share > 0.0) {
-            sum += share * texture2D(tex2, Place(arm, way - 1.0));
+            sum += share * texture2D(tex2, Mirrored(centre + arm2 / sides));
         }
+        way += stride;
+        arm1 = Turned(arm1, turn);
+        arm2 = Turned(arm2, turn);
     }
     gl_FragColor = Unmultiply(sum / count);
 }

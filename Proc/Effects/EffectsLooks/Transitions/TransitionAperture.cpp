@@ -45,6 +45,7 @@ uniform float opening;   // distance of the blades' edges from the centre
 uniform float blades;
 uniform float turn;
 uniform float incoming;
+uniform float shade;     // of the blades on the picture
 uniform vec4 color;
 uniform float shine;
 uniform float pixel;
@@ -65,7 +66,7 @@ void main() {
     float cover = clamp(behind / pixel + 0.5, 0.0, 1.0);
     vec4 picture = incoming > 0.5 ? texture2D(tex2, TexCoord0) : texture2D(tex1, TexCoord0);
     // The opening is dimmed a little by the blades' shadow.
-    picture.rgb *= 1.0 - 0.5 * exp(min(behind, 0.0) * 28.0) * smoothstep(0.9, 0.6, opening);
+    picture.rgb *= 1.0 - shade * exp(min(behind, 0.0) * 28.0);
     float tone = mod(number, 2.0) < 0.5 ? 1.0 : 0.88;
     float light = 0.75 + 0.25 * sin(number * sector - turn + 0.8) + 0.12 * along / max(radius, 0.001);
     float brushed = 0.94 + 0.12 * fract(radius * 40.0 + 0.5 * sin(radius * 300.0));
@@ -100,6 +101,7 @@ public:
             .Set("blades", static_cast<float>(settings.blades))
             .Set("turn", settings.turn * std::numbers::pi / 180.0 * EaseInOut(progress, settings.ease))
             .Set("incoming", isIncoming ? 1.0 : 0.0)
+            .Set("shade", 0.5 * SmoothStep(0.0, 0.3, closed))
             .Set("color", settings.color)
             .Set("shine", settings.shine)
             .Set("pixel", 1.0 / pictures.GetPixels())

@@ -82,7 +82,8 @@ public:
         }
         Pictures const pictures(first, second, storage);
         glm::vec2 const way = GetWay(static_cast<int>(settings.direction)) * -1.0F;
-        double const open = 0.03 * settings.blur;
+        // Before its beginning the sheet does not move.
+        double const open = std::min(0.03 * settings.blur, std::clamp(progress, 0.0, 1.0));
         double const from = Height(progress - open);
         double const to = Height(progress + open);
         double const pixels = way.x != 0.0F ? pictures.outgoing.GetWidth() : pictures.outgoing.GetHeight();

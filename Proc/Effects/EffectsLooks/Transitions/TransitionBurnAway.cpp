@@ -108,16 +108,18 @@ public:
         glm::vec2 const farCorner = glm::max(origin, glm::vec2(1.0F) - origin) * pictures.sides;
         CloudMap const clouds(pictures.sides, 4.0 / settings.scale,
                               glm::dvec2(7.0 * settings.seed, 3.0 * settings.seed), storage);
-        // From before the first brown to behind the last glow.
-        double const begin = -0.45;
-        double const end = static_cast<double>(glm::length(farCorner)) + 0.32;
+        // From before the first brown to the last corner, and then at once to behind the last glow.
+        double const begin = -0.22;
+        double const corner = static_cast<double>(glm::length(farCorner)) + 0.04;
+        double const front = begin + (corner - begin) * std::pow(std::min(progress / 0.94, 1.0), 0.8) +
+                             0.22 * SmoothStep(0.84, 1.0, progress);
         Pass pass(
             storage, "TransitionBurnAway",
             {kGlslVersion, kStraightAlpha, kMirrored, kNoiseFunctions, kRandomFunction, kScreenFunction, kFragment});
         pictures.GiveTo(pass)
             .Texture("clouds", 2, clouds.Get())
             .Texture("noise", 3, storage.Noise())
-            .Set("front", begin + (end - begin) * std::pow(progress, 0.85))
+            .Set("front", front)
             .Set("progress", progress)
             .Set("origin", origin)
             .Set("sides", pictures.sides)

@@ -1,6 +1,7 @@
 // The picture is a card that turns about its middle in space, with perspective: the outgoing picture is on its front,
 // the incoming one on its back. It catches light while it turns, and stands before a dark, blurred copy of both.
 
+#include "Proc/Effects/EffectsLooks/Bloom.h"
 #include "Proc/Effects/EffectsLooks/LensBlur.h"
 #include "Proc/Effects/EffectsLooks/Look.h"
 
@@ -55,6 +56,7 @@ uniform float isBack;
 uniform float light;
 uniform float fade;
 uniform float dim;
+uniform float room;      // 0 where the card is a cut-out, which turns in empty space
 uniform float pixel;
 varying vec2 TexCoord0;
 void main() {
@@ -80,7 +82,7 @@ void main() {
     float gleam = exp(-pow((abs(sine) - 0.55 + 0.7 * along) * 3.5, 2.0)) * light * 0.35 * smoothstep(0.0, 0.3, abs(sine));
     card.rgb = Screen(card, vec3(gleam));
     vec4 back = mix(texture2D(back1, TexCoord0), texture2D(back2, TexCoord0), fade);
-    back.rgb *= dim;
+    back = vec4(back.rgb * dim, back.a) * room;
     gl_FragColor = Unmultiply(mix(back, card, cover));
 }
 )glsl";
@@ -97,10 +99,13 @@ public:
         Pictures const pictures(first, second, storage);
         bool const isVertical = settings.axis == Proc::SettingsTransitionCardFlip::Axis::Vertical;
         double const turned = std::numbers::pi * WeightedMove(settings.ease, settings.overshoot).At(progress);
+        bool const isOpaque =
+            pictures.outgoing.GetFirstTexture().IsOpaque() && pictures.incoming.GetFirstTexture().IsOpaque();
         double const sine = std::sin(turned) * (settings.reverse ? -1.0 : 1.0);
         double const lift = std::pow(std::fabs(std::sin(turned)), 1.3);
-        LensBlur const behind1(pictures.outgoing, {0.03}, storage);
-        LensBlur const behind2(pictures.incoming, {0.03}, storage);
+        constexpr std::uint32_t kBehind = 160;  // dark and soft: no disc of it is seen
+        LensBlur const behind1(MakeSmall(pictures.outgoing, kBehind, storage), {0.03}, storage);
+        LensBlur const behind2(MakeSmall(pictures.incoming, kBehind, storage), {0.03}, storage);
         Pass pass(storage, "TransitionCardFlip", {kGlslVersion, kStraightAlpha, kMirrored, kScreenFunction, kFragment});
         pictures.GiveTo(pass)
             .Texture("back1", 2, behind1.Get())
@@ -115,6 +120,7 @@ public:
             .Set("light", settings.light)
             .Set("fade", SmoothStep(0.3, 0.7, progress))
             .Set("dim", 0.35)
+            .Set("room", isOpaque ? 1.0 : 0.0)
             .Set("pixel", 1.0 / pictures.GetPixels())
             .DrawTo(*dst);
     }

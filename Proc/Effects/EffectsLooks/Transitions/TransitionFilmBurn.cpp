@@ -82,7 +82,7 @@ public:
         pictures.GiveTo(pass)
             .Texture("clouds", 2, clouds.Get())
             .Set("heat", reach * std::pow(std::min(progress / 0.6, 1.0), 2.2) -
-                             0.38 * (1.0 - std::min(progress / 0.1, 1.0)) - 0.2)
+                             0.38 * std::pow(1.0 - std::min(progress / 0.3, 1.0), 1.5) - 0.2)
             .Set("cooling", SmoothStep(0.5, 0.97, progress))
             .Set("share", SmoothStep(0.44, 0.52, progress))
             .Set("intensity", settings.intensity * std::min(1.0, 12.0 * std::min(progress, 1.0 - progress)))

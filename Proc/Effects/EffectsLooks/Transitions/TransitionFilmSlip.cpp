@@ -79,7 +79,8 @@ public:
             return;
         }
         Pictures const pictures(first, second, storage);
-        Exposure const exposure(WeightedMove(settings.ease, settings.overshoot), progress, settings.blur);
+        Exposure const exposure(WeightedMove(settings.ease, settings.overshoot, settings.frames), progress,
+                                settings.blur);
         double const goal = settings.frames;
         double const middle = goal * exposure.GetMiddle();
         double const moving = Hump(progress) * settings.weave;

@@ -69,7 +69,8 @@ public:
             .Texture("bloom", 2, bloom.Get())
             .Set("share", share)
             .Set("gain", std::exp2(settings.exposure * flash))
-            .Set("glow", 8.0 * settings.glow * std::sqrt(flash) * (0.25 + flash))
+            // Goes out as the square of what is left of the time: dark places show even a little light.
+            .Set("glow", 8.0 * settings.glow * std::pow(flash, 0.8) * (0.25 + flash))
             .Set("flood", 0.9 * flash * flash * std::min(settings.exposure / 3.0, 1.0))
             .Set("tint", settings.tint)
             .DrawTo(*dst);

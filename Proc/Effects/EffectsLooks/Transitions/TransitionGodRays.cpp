@@ -51,7 +51,7 @@ uniform vec4 tint;
 varying vec2 TexCoord0;
 void main() {
     vec4 picture = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), share);
-    vec3 rays = mix(texture2D(rays1, TexCoord0).rgb, texture2D(rays2, TexCoord0).rgb, share);
+    vec3 rays = mix(Shafts(rays1, TexCoord0, source, sides), Shafts(rays2, TexCoord0, source, sides), share);
     float far = length((TexCoord0 - source) * sides);
     vec3 light = ToLight(Unmultiply(picture).rgb);
     vec3 added = tint.rgb * tint.rgb * (gain * rays * (1.0 + 1.5 * exp(-3.0 * far)) + flood * exp(-1.6 * far));
@@ -78,13 +78,14 @@ public:
                          source, storage);
         Rays const rays2(share > 0.0 ? pictures.incoming : pictures.outgoing, settings.threshold, settings.length,
                          source, storage);
-        Pass pass(storage, "TransitionGodRays", {kGlslVersion, kStraightAlpha, kLinearLight, kFragment});
+        Pass pass(storage, "TransitionGodRays",
+                  {kGlslVersion, kStraightAlpha, kLinearLight, kShaftsFunction, kFragment});
         pictures.GiveTo(pass)
             .Texture("rays1", 2, rays1.Get())
             .Texture("rays2", 3, rays2.Get())
             .Set("share", share)
             .Set("gain", 7.5 * settings.intensity * swell)
-            .Set("flood", 2.2 * settings.intensity * swell * swell)
+            .Set("flood", 2.6 * settings.intensity * swell * swell * swell)
             .Set("source", source)
             .Set("sides", pictures.sides)
             .Set("tint", settings.tint)

@@ -1,5 +1,5 @@
-// The picture is tiled by hexagons that turn over one after the other, in a wave with a little disorder: each shrinks
-// to a glint and grows again with the incoming picture.
+// The picture is tiled by hexagons that turn over in space one after the other, in a wave with a little disorder: each
+// leans back into the dark and comes up with the incoming picture and a glint.
 
 #include "Proc/Effects/EffectsLooks/Look.h"
 
@@ -12,10 +12,10 @@ struct SettingsTransitionHexagons final : SettingsOf<SettingsTransitionHexagons>
         "Hexagonal tiles turn over in a wave, each with a glint on its edge, from the outgoing picture to the incoming "
         "one.";
 
-    std::int32_t count = 14;
+    std::int32_t count = 11;
     double angle = 25.0;
-    double spread = 0.68;
-    double disorder = 0.25;
+    double spread = 0.72;
+    double disorder = 0.12;
     double glint = 0.7;
 
     static std::vector<Field> DeclareFields() {
@@ -54,35 +54,35 @@ void main() {
     vec2 b = floor(q / lattice + 0.5) * lattice;
     vec2 middle = dot(q - a, q - a) < dot(q - b, q - b) ? a : b;
     vec2 arm = q - middle;
-    vec2 far = abs(arm);
-    float rim = max(dot(far, vec2(0.5, 0.8660254)), far.x);  // 0.5 on the border
-
     vec4 number = Random(floor(2.0 * middle / lattice + 128.5));
     float wave = 0.5 + 0.5 * dot(middle * size, way) / reach;
     float delay = mix(clamp(wave, 0.0, 1.0), number.x, 0.6 * disorder) * spread;
     float turn = clamp((progress - delay) / (1.0 - spread), 0.0, 1.0);
-    turn = turn * turn * (3.0 - 2.0 * turn);
-    // A tile turns about an axis across the wave: it is narrowed along the wave and leans into depth.
+    turn = smoothstep(0.0, 1.0, smoothstep(0.0, 1.0, turn));
+    // A tile turns about an axis across the wave: it is narrowed along the wave, its near half is larger than its far
+    // one, and it is a little smaller than its place, all the more the further it is turned.
+    float lean = sin(3.14159265 * turn);
     float width = abs(1.0 - 2.0 * turn);
     float along = dot(arm, way);
+    float depth = 1.0 + 0.5 * lean * along * (turn < 0.5 ? 1.0 : -1.0);
     float stretched = along / max(width, 0.02);
-    vec2 upright = arm + way * (stretched - along);
+    vec2 upright = (arm - way * along) * depth * (1.0 + 0.08 * lean) + way * stretched;
     vec2 uprightFar = abs(upright);
     float uprightRim = max(dot(uprightFar, vec2(0.5, 0.8660254)), uprightFar.x);
+    float gap = 0.02 * lean;
     float rest = step(turn, 0.0) + step(1.0, turn);
-    float gap = (1.0 - rest) * 0.03;
     float cover = max(clamp((0.5 - gap - uprightRim) * width * size / pixel + 0.5, 0.0, 1.0), rest);
     vec2 place = (middle + upright) * size / sides + 0.5;
     vec4 color = turn < 0.5 ? texture2D(tex1, Mirrored(place)) : texture2D(tex2, Mirrored(place));
-    float shade = mix(0.35, 1.0, width);
-    color.rgb *= mix(shade, 1.0, rest);
-    float shine = glint * (1.0 - rest) * exp(-pow((width - 0.35 - 0.8 * along) * 3.2, 2.0)) * step(0.5, turn);
-    color.rgb = Screen(color, vec3(0.55 * shine));
-    float edge = smoothstep(0.06, 0.0, 0.5 - gap - uprightRim) * (1.0 - rest);
-    color.rgb = Screen(color, vec3(0.3 * glint * edge));
+    color.rgb *= 1.0 - 0.45 * lean * lean * (turn < 0.5 ? 1.0 : 0.6);
+    // The lamp is reflected as a tile comes up, in a band that runs over it; edges catch a line of light.
+    float band = stretched + 5.0 * (turn - 0.78);
+    float shine = glint * min(1.0, 1.6 * lean) * exp(-band * band * 12.0) * step(0.5, turn);
+    float edge = smoothstep(0.035, 0.0, 0.5 - gap - uprightRim) * lean;
+    color.rgb = Screen(color, vec3(0.75 * shine + 0.3 * glint * edge));
     // Behind the tiles lies the incoming picture, in their shadow.
     vec4 back = texture2D(tex2, TexCoord0);
-    back.rgb *= mix(0.3, 1.0, turn * turn);
+    back.rgb *= mix(0.15, 0.6, turn);
     gl_FragColor = Unmultiply(mix(back, color, cover));
 }
 )glsl";

@@ -80,7 +80,7 @@ public:
         pictures.GiveTo(pass)
             .Texture("clouds", 2, clouds.Get())
             .Set("share", SmoothStep(0.3, 0.7, progress))
-            .Set("intensity", settings.intensity * std::min(1.0, 5.0 * std::min(progress, 1.0 - progress)))
+            .Set("intensity", settings.intensity * SmoothStep(0.0, 0.2, std::min(progress, 1.0 - progress)))
             .Set("way", way)
             .Set("middle", reach * (2.0 * progress - 1.0))
             .Set("sides", pictures.sides)

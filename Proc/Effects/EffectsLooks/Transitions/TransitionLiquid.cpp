@@ -85,17 +85,22 @@ public:
         CloudMap const clouds(pictures.sides, 3.2 / settings.scale,
                               glm::dvec2(9.0 * settings.seed + 0.35 * progress, 4.0 * settings.seed - 0.25 * progress),
                               storage);
-        double const level = 0.24 + 0.52 * EaseInOut(progress, 1.3);
+        // Nearly all heights lie between the first two numbers; the few beyond are reached at the very ends.
+        double const level = 0.24 + 0.52 * EaseInOut(progress, 1.3) -
+                             kBeyond * (SmoothStep(0.15, 0.0, progress) - SmoothStep(0.85, 1.0, progress));
         Pass pass(storage, "TransitionLiquid", {kGlslVersion, kStraightAlpha, kMirrored, kScreenFunction, kFragment});
         pictures.GiveTo(pass)
             .Texture("clouds", 2, clouds.Get())
             .Set("level", level)
-            .Set("progress", progress)
+            .Set("progress", SmoothStep(0.0, 1.0, progress))
             .Set("stir", settings.stir)
             .Set("gloss", settings.gloss)
             .Set("texel", glm::vec2(static_cast<float>(0.016 * settings.scale)) / pictures.sides)
             .DrawTo(*dst);
     }
+
+private:
+    static constexpr double kBeyond = 0.2;
 };
 
 template void AddTransition<TransitionLiquid>(Proc::IEffectRegistry&);

@@ -15,7 +15,7 @@ struct SettingsTransitionLumaMorph final : SettingsOf<SettingsTransitionLumaMorp
 
     double strength = 0.5;
     double detail = 0.35;
-    double lead = 0.5;
+    double lead = 0.8;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 1.0, "how far the pictures flow"),
@@ -30,39 +30,53 @@ struct SettingsTransitionLumaMorph final : SettingsOf<SettingsTransitionLumaMorp
 namespace Kaltor::Ogl {
 namespace {
 
-constexpr char kFragment[] = R"glsl(
-uniform sampler2D tex1;
-uniform sampler2D tex2;
+// The slopes of both pictures' brightness, at most 1 long, as colours.
+constexpr char kSlopes[] = R"glsl(
 uniform sampler2D small1;
 uniform sampler2D small2;
-uniform float progress;
-uniform float strength;
-uniform float lead;
 uniform vec2 texel;
-uniform vec2 sides;
 varying vec2 TexCoord0;
-
 float Light1(vec2 place) {
     return dot(texture2D(small1, place).rgb, vec3(0.2126, 0.7152, 0.0722));
 }
 float Light2(vec2 place) {
     return dot(texture2D(small2, place).rgb, vec3(0.2126, 0.7152, 0.0722));
 }
-
 void main() {
     vec2 dx = vec2(texel.x, 0.0);
     vec2 dy = vec2(0.0, texel.y);
     vec2 slope1 = vec2(Light1(TexCoord0 + dx) - Light1(TexCoord0 - dx), Light1(TexCoord0 + dy) - Light1(TexCoord0 - dy));
     vec2 slope2 = vec2(Light2(TexCoord0 + dx) - Light2(TexCoord0 - dx), Light2(TexCoord0 + dy) - Light2(TexCoord0 - dy));
-    slope1 /= 0.2 + length(slope1);
-    slope2 /= 0.2 + length(slope2);
-    vec2 flow = strength * (slope2 + 0.35 * slope1) / sides;
-    vec2 back = strength * (slope1 + 0.35 * slope2) / sides;
-    float light = 0.5 * (Light1(TexCoord0) + Light2(TexCoord0)) - 0.5;
-    float early = progress + lead * 0.7 * light * progress * (1.0 - progress) * 4.0;
-    float share = smoothstep(0.25, 0.75, early);
-    gl_FragColor = Unmultiply(mix(texture2D(tex1, Mirrored(TexCoord0 - flow * progress)),
-                                  texture2D(tex2, Mirrored(TexCoord0 + back * (1.0 - progress))), share));
+    gl_FragColor = 0.5 + 0.5 * vec4(slope1 / (0.15 + length(slope1)), slope2 / (0.15 + length(slope2)));
+}
+)glsl";
+
+constexpr char kFragment[] = R"glsl(
+uniform sampler2D tex1;
+uniform sampler2D tex2;
+uniform sampler2D small1;
+uniform sampler2D small2;
+uniform sampler2D slopes;
+uniform float flowed;    // how far the outgoing picture has flowed
+uniform float left;      // how far the incoming one still has to
+uniform float progress;
+uniform float lead;
+uniform vec2 sides;
+varying vec2 TexCoord0;
+
+void main() {
+    // Many short steps along the slopes: a flow, which never folds over itself.
+    vec2 from = TexCoord0;
+    vec2 to = TexCoord0;
+    for (int i = 0; i < 6; ++i) {
+        vec4 slope = 2.0 * texture2D(slopes, from) - 1.0;
+        from -= flowed / 6.0 * (slope.zw + 0.35 * slope.xy) / sides;
+        slope = 2.0 * texture2D(slopes, to) - 1.0;
+        to += left / 6.0 * (slope.xy + 0.35 * slope.zw) / sides;
+    }
+    vec3 light = 0.5 * (texture2D(small1, from).rgb + texture2D(small2, to).rgb);
+    float early = progress + lead * 0.8 * (dot(light, vec3(0.2126, 0.7152, 0.0722)) - 0.5) * progress * (1.0 - progress) * 4.0;
+    gl_FragColor = Unmultiply(mix(texture2D(tex1, Mirrored(from)), texture2D(tex2, Mirrored(to)), smoothstep(0.36, 0.64, early)));
 }
 )glsl";
 
@@ -76,20 +90,28 @@ public:
             return;
         }
         Pictures const pictures(first, second, storage);
-        // Blurred by the size that they are drawn in.
-        auto const side = static_cast<std::uint32_t>(std::lround(10.0 + 40.0 * settings.detail));
+        auto const side = static_cast<std::uint32_t>(std::lround(6.0 + 30.0 * settings.detail));
         LensBlur::Aperture const soft{0.6 / side};
         LensBlur const small1(MakeSmall(pictures.outgoing, 4 * side, storage), soft, storage);
         LensBlur const small2(MakeSmall(pictures.incoming, 4 * side, storage), soft, storage);
-        glm::vec2 const texel = glm::vec2(0.6F / static_cast<float>(side)) / pictures.sides;
+        TextureForm form = small1.Get().GetForm();
+        form.format = TexelFormat::Rgba16;
+        PooledTexture const slopes(form);
+        Pass(storage, "TransitionLumaMorph_slopes", {kGlslVersion, kSlopes})
+            .Texture("small1", 0, small1.Get())
+            .Texture("small2", 1, small2.Get())
+            .Set("texel", glm::vec2(0.6F / static_cast<float>(side)) / pictures.sides)
+            .DrawTo(slopes.Get());
         Pass pass(storage, "TransitionLumaMorph", {kGlslVersion, kStraightAlpha, kMirrored, kFragment});
+        double const reach = 0.22 * settings.strength;
         pictures.GiveTo(pass)
             .Texture("small1", 2, small1.Get())
             .Texture("small2", 3, small2.Get())
+            .Texture("slopes", 4, slopes.Get())
+            .Set("flowed", reach * SmoothStep(0.0, 1.0, progress))
+            .Set("left", reach * SmoothStep(1.0, 0.0, progress))
             .Set("progress", progress)
-            .Set("strength", 0.6 * settings.strength)
             .Set("lead", settings.lead)
-            .Set("texel", texel)
             .Set("sides", pictures.sides)
             .DrawTo(*dst);
     }

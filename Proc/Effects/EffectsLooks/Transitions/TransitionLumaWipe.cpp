@@ -1,6 +1,8 @@
 // The incoming picture appears where a grey map is dark first, and last where it is light. The map is drawn by the
-// program: a shape, or noise, with values from 0 to 1 that share the time about evenly; or it is the luma of a picture
-// file, stretched over the frame.
+// program: a shape, or noise, whose values fill the time; or it is the luma of a picture file, stretched over the
+// frame.
+
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -88,6 +90,7 @@ uniform mat2 turn;
 uniform vec2 sides;
 uniform float scale;
 uniform sampler2D map;
+uniform sampler2D span;  // of the map's values over this frame
 varying vec2 TexCoord0;
 
 float Linear(vec2 p, float reach) {
@@ -118,7 +121,7 @@ float Map(vec2 p) {
     return 0.75 * delay + 0.25 * rim;
 #elif MAP == 5
     vec2 q = abs(fract(p / (0.1 * scale)) - 0.5);
-    return 0.55 * (q.x + q.y) + 0.45 * Linear(p, reach);
+    return 1.25 * (0.55 * (q.x + q.y) + 0.45 * Linear(p, reach)) - 0.125;
 #elif MAP == 6
     vec2 q = floor(p / (0.09 * scale) + 0.001);
     float odd = mod(q.x + q.y, 2.0);
@@ -129,8 +132,7 @@ float Map(vec2 p) {
 #elif MAP == 8
     return 0.75 * fract(length(p) / (0.12 * scale)) + 0.25 * length(p) / corner;
 #elif MAP == 9
-    float cloud = Clouds(p * (4.0 / scale) + 31.0).x;
-    return 0.5 + 2.1 * (cloud - 0.5);
+    return Clouds(p * (4.0 / scale) + 31.0).x;
 #elif MAP == 10
     // Drops fall one after the other and spread; the paper's fibres make their edges ragged.
     vec4 rough = Clouds(p * (7.0 / scale) + 11.0);
@@ -141,7 +143,7 @@ float Map(vec2 p) {
         vec2 place = (drop.xy - 0.5) * sides * 0.95;
         value = min(value, 0.6 * float(i) / 7.0 + length(bent - turn * place) * 1.9);
     }
-    return value + 0.25 * (rough.z - 0.5);
+    return value + 0.25 * rough.z;
 #elif MAP == FROM_FILE
     return dot(texture2D(map, p / sides + 0.5).rgb, vec3(0.2126, 0.7152, 0.0722));
 #else
@@ -151,25 +153,79 @@ float Map(vec2 p) {
     float way = mod(row, 2.0) < 0.5 ? 1.0 : -1.0;
     float bristle = Noise(vec2(p.x * 3.0 + stroke.z * 50.0, p.y * 260.0 / scale)).x;
     float along = 0.5 + 0.5 * way * p.x / reach;
-    return (along + 0.16 * (bristle - 0.5) + 1.6 * stroke.x + 0.08) / 2.76;
+    return along + 0.16 * bristle + 1.6 * stroke.x;
 #endif
 }
 
+#ifdef FIND_SPAN
 void main() {
-    float value = clamp(Map(turn * ((TexCoord0 - 0.5) * sides)), 0.0, 1.0);
+    vec2 found = vec2(1000.0, -1000.0);
+    for (int i = 0; i < 32; ++i) {
+        for (int j = 0; j < 32; ++j) {
+            float value = Map(turn * ((vec2(float(i), float(j)) / 31.0 - 0.5) * sides));
+            found = vec2(min(found.x, value), max(found.y, value));
+        }
+    }
+    gl_FragColor = vec4(found, 0.0, 1.0);
+}
+#else
+void main() {
+    float value = Map(turn * ((TexCoord0 - 0.5) * sides));
+#ifdef HAS_SPAN
+    vec2 ends = texture2D(span, vec2(0.5)).xy;
+    value = (value - ends.x) / max(ends.y - ends.x, 0.01);
+#endif
+    value = clamp(value, 0.0, 1.0);
     value = 0.5 + sense * (value - 0.5);
     float share = smoothstep(value, value + softness, threshold);
     gl_FragColor = Unmultiply(mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), share));
 }
+#endif
 )glsl";
 
 using Map = Proc::SettingsTransitionLumaWipe::Map;
 constexpr int kFromFile = 100;
 using CpuPicture = boost::intrusive_ptr<Proc::DataVideoFF>;
 
-/// The file's picture on the GPU.
+/// What the values of a generated map depend on beside the place.
+struct MapForm {
+    int map;
+    glm::mat2 turn;
+    glm::vec2 sides;
+    double scale;
+
+    bool operator==(MapForm const&) const = default;
+};
+
+/// The program of a map, or with `FIND_SPAN` the one that finds its least and greatest value.
+std::string MakeText(int map, char const* define) {
+    return GlslText({kGlslVersion, define,
+                     fmt::format("#define FROM_FILE {}\n#define MAP {}\n", kFromFile, map).c_str(), kStraightAlpha,
+                     kNoiseFunctions, kRandomFunction, kFragment})
+        .Join();
+}
+
+/// The file's picture, or the span of a map's values, on the GPU.
 class MapCache final : public OglCache {
 public:
+    /// Noise has no ends that are known beforehand.
+    Texture const& GetSpan(MapForm const& wanted, bool isNoisy, ShaderStorage const& storage) {
+        if (form != wanted) {
+            if (!span) {
+                span = Texture(TextureForm{1, 1, TexelFormat::Rgba16f, false});
+            }
+            Pass pass(storage, fmt::format("TransitionLumaWipe_{}_span", wanted.map),
+                      [&wanted] { return MakeText(wanted.map, "#define FIND_SPAN\n"); });
+            pass.Set("turn", wanted.turn).Set("sides", wanted.sides).Set("scale", wanted.scale);
+            if (isNoisy) {
+                pass.Texture("noise", 2, storage.Noise());
+            }
+            pass.DrawTo(span);
+            form = wanted;
+        }
+        return span;
+    }
+
     Frame const& Get(CpuPicture const& picture, ShaderStorage const& storage) {
         if (source != picture) {
             Frame uploaded = Frame::Create();
@@ -184,6 +240,8 @@ public:
 private:
     CpuPicture source;
     Frame frame;
+    std::optional<MapForm> form;
+    Texture span;
 };
 
 }  // namespace
@@ -211,16 +269,17 @@ public:
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache* cache) const override {
-        auto& pictureOfMap = GetCache<MapCache>(cache);
+        auto& mapCache = GetCache<MapCache>(cache);
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {
             return;
         }
         bool const isFile = picture != nullptr;
-        Frame const mapOfFile = isFile ? pictureOfMap.Get(picture, storage) : Frame();
+        Frame const mapOfFile = isFile ? mapCache.Get(picture, storage) : Frame();
         Pictures const pictures(first, second, storage);
         int const map = isFile ? kFromFile : static_cast<int>(settings.map);
         bool const isNoisy = !isFile && (settings.map == Map::Clouds || settings.map == Map::Ink ||
                                          settings.map == Map::Strokes || settings.map == Map::Hexagons);
+        bool const hasSpan = isNoisy || (!isFile && settings.map == Map::Spiral);
         bool const isScaled =
             settings.map != Map::Linear && settings.map != Map::Iris && settings.map != Map::Clock && !isFile;
         // An edge is at least a little soft, which hides the steps of pixels, and those of a file's 256 shades.
@@ -228,20 +287,22 @@ public:
         double const angle = isFile ? 0.0 : settings.angle * std::numbers::pi / 180.0;
         auto const s = static_cast<float>(std::sin(angle));
         auto const c = static_cast<float>(std::cos(angle));
-        Pass pass(storage, fmt::format("TransitionLumaWipe_{}", map), [map] {
-            return GlslText({kGlslVersion,
-                             fmt::format("#define FROM_FILE {}\n#define MAP {}\n", kFromFile, map).c_str(),
-                             kStraightAlpha, kNoiseFunctions, kRandomFunction, kFragment})
-                .Join();
-        });
+        glm::mat2 const turn(c, -s, s, c);
+        Texture const* const span =
+            hasSpan ? &mapCache.GetSpan({map, turn, pictures.sides, settings.scale}, isNoisy, storage) : nullptr;
+        Pass pass(storage, fmt::format("TransitionLumaWipe_{}", map),
+                  [map, hasSpan] { return MakeText(map, hasSpan ? "#define HAS_SPAN\n" : ""); });
         pictures.GiveTo(pass)
             .Set("threshold", progress * (1.0 + softness))
             .Set("softness", softness)
             .Set("sense", settings.reverse ? -1.0 : 1.0)
-            .Set("turn", glm::mat2(c, -s, s, c))
+            .Set("turn", turn)
             .Set("sides", pictures.sides);
         if (isScaled) {
             pass.Set("scale", settings.scale);
+        }
+        if (span != nullptr) {
+            pass.Texture("span", 4, *span, TextureFilter::Nearest);
         }
         if (isFile) {
             pass.Texture("map", 3, mapOfFile);

@@ -40,6 +40,7 @@ uniform sampler2D tex2;
 uniform vec2 sides;
 uniform vec2 along;      // the tear's direction
 uniform float apart;     // how far the halves have moved
+uniform float reach;     // until the halves are out of the frame
 uniform float turn;
 uniform float rough;
 uniform float core;
@@ -60,14 +61,15 @@ void Half(float side, out vec2 place, out float sheet, out float white, out floa
     vec2 p = (TexCoord0 - 0.5) * sides;
     float s = sin(side * turn * apart);
     float c = cos(side * turn * apart);
-    p -= across * (side * apart * 0.95);
+    p -= across * (side * apart * reach);
     p = vec2(c * p.x + s * p.y, c * p.y - s * p.x);
     float distance = side * (dot(p, across) - Tear(dot(p, along)));
     // The upper layer is torn further back than the core below it.
     float back = core * 0.028 * (0.35 + 1.3 * Noise(vec2(dot(p, along) * 9.0, seed + 31.0)).y);
     vec2 inside = 0.5 * sides - abs(p);
     float frame = min(inside.x, inside.y);
-    float whole = min(distance, frame);
+    // The lower half reaches a little below the upper one: nothing shines through where they still touch.
+    float whole = min(side > 0.0 ? distance : distance + pixel, frame);
     sheet = clamp(whole / pixel + 0.5, 0.0, 1.0);
     white = side > 0.0 ? (1.0 - smoothstep(back - pixel, back + pixel, distance)) * min(apart * 60.0, 1.0) : 0.0;
     dark = shadow * min(apart * 8.0, 1.0) * smoothstep(-0.05, 0.012, min(distance, frame));
@@ -91,7 +93,9 @@ void main() {
     vec4 lower = texture2D(tex1, Mirrored(place2));
     lower.rgb *= 1.0 - 0.5 * dark1 * (1.0 - sheet1);
     color = mix(color, lower, sheet2);
-    vec4 upper = mix(texture2D(tex1, Mirrored(place1)), vec4(vec3(0.96, 0.95, 0.93) * fibre, 1.0), white1);
+    vec4 upper = texture2D(tex1, Mirrored(place1));
+    // The core is there where the paper is.
+    upper.rgb = mix(upper.rgb, vec3(0.96, 0.95, 0.93) * fibre * upper.a, white1);
     color = mix(color, upper, sheet1);
     gl_FragColor = Unmultiply(color);
 }
@@ -110,6 +114,11 @@ public:
         double const angle = settings.angle * std::numbers::pi / 180.0;
         // The paper gives slowly, then goes at once.
         double const apart = std::pow(progress, 2.4);
+        // Until no corner is left in the frame.
+        double const half =
+            0.5 * (std::fabs(std::sin(angle)) * pictures.sides.x + std::fabs(std::cos(angle)) * pictures.sides.y);
+        double const reach =
+            half * (1.15 + 0.9 * std::sin(settings.turn * std::numbers::pi / 180.0)) + 0.1 * settings.roughness;
         Pass pass(storage, "TransitionPaperTear",
                   {kGlslVersion, kStraightAlpha, kMirrored, kNoiseFunctions, kFragment});
         pictures.GiveTo(pass)
@@ -117,6 +126,7 @@ public:
             .Set("sides", pictures.sides)
             .Set("along", glm::vec2(std::cos(angle), std::sin(angle)))
             .Set("apart", apart)
+            .Set("reach", reach)
             .Set("turn", settings.turn * std::numbers::pi / 180.0)
             .Set("rough", settings.roughness)
             .Set("core", settings.edge)

@@ -49,11 +49,11 @@ void Drops(vec2 p, float cell, float layer, float start, inout float height, ino
         for (int x = -1; x <= 1; ++x) {
             vec2 at = home + vec2(float(x), float(y));
             vec4 r = Random(at + vec2(layer * 53.0 + 60.0, seed * 7.0 + 60.0));
-            float age = clamp((progress - start * r.z - 0.02) / (1.05 - start * r.z), 0.0, 1.0);
-            float radius = (0.25 + 0.35 * r.w) * smoothstep(0.0, 0.06, age) + 1.35 * age * age;
+            float age = clamp((progress - start * r.z - 0.02) / (0.94 - start * r.z), 0.0, 1.0);
+            float radius = (0.22 + 0.34 * r.w * r.w) * smoothstep(0.0, 0.07, age) + 1.35 * age * age;
             vec2 arm = q - at - 0.2 - 0.6 * r.xy;
             float d = dot(arm, arm) / max(radius * radius, 0.0001);
-            float h = max(1.0 - d, 0.0);
+            float h = radius > 0.0 ? max(1.0 - d, 0.0) : 0.0;  // nothing is seen of a drop that has yet to fall
             height += h * h;
             slope += -arm * h * (4.0 / max(radius, 0.05));
         }
@@ -62,24 +62,27 @@ void Drops(vec2 p, float cell, float layer, float start, inout float height, ino
 
 void main() {
     vec2 p = TexCoord0 * sides;
+    // No drop is quite round.
+    vec2 wobble = (Noise(p * 22.0 / size + 7.0).xy - 0.5) * 0.02 * size;
     float height = 0.0;
     vec2 slope = vec2(0.0);
-    Drops(p, 0.16 * size, 1.0, 0.75, height, slope);
-    Drops(p + 0.37, 0.075 * size, 2.0, 0.85, height, slope);
+    Drops(p + wobble, 0.16 * size, 1.0, 0.72, height, slope);
+    Drops(p + wobble + 0.37, 0.075 * size, 2.0, 0.8, height, slope);
     float rest = smoothstep(0.8, 1.0, progress);
     height += rest * 1.2;
-    slope *= 1.0 - rest;
-    float water = smoothstep(0.05, 0.13, height);
-    vec2 normal = slope / (1.0 + length(slope));
-    vec2 place = TexCoord0 - normal * bend * 0.22 * (1.0 - rest) / sides;
-    vec4 incoming = texture2D(tex2, Mirrored(place));
+    float water = smoothstep(0.05, 0.11, height);
+    // The surface is steep at the rim and flat where the water is deep: what has run together is a clear film.
+    float steep = 1.0 - smoothstep(0.0, 1.0, height);
+    vec2 normal = slope / (0.35 + length(slope)) * steep * (1.0 - rest);
+    vec4 incoming = texture2D(tex2, Mirrored(TexCoord0 - normal * bend * 0.14 * size / sides));
     vec4 outgoing = texture2D(tex1, TexCoord0);
     // A soft shadow lies around each drop.
-    outgoing.rgb *= 1.0 - 0.35 * shine * smoothstep(0.0, 0.06, height) * (1.0 - water);
+    outgoing.rgb *= 1.0 - 0.4 * shine * smoothstep(0.0, 0.06, height) * (1.0 - water);
+    // Light from above comes out below; the rim is dark where it turns away, and the lamp is seen near the top.
     float up = dot(normal, vec2(-0.4, 0.9));
-    incoming.rgb *= 1.0 - 0.45 * shine * clamp(up, 0.0, 1.0);
-    float glint = smoothstep(0.3, 0.62, up) * smoothstep(0.9, 0.62, up) * smoothstep(0.12, 0.35, height);
-    incoming.rgb = Screen(incoming, vec3(shine * 0.55 * clamp(-up, 0.0, 1.0) * (1.0 - rest) + shine * 0.8 * glint * (1.0 - rest)));
+    incoming.rgb *= 1.0 - shine * (0.5 * clamp(up, 0.0, 1.0) + 0.3 * dot(normal, normal) * steep);
+    float glint = smoothstep(0.42, 0.58, up) * smoothstep(0.82, 0.62, up) * smoothstep(0.1, 0.3, height);
+    incoming.rgb = Screen(incoming, vec3(shine * (0.5 * clamp(-up, 0.0, 1.0) + 0.85 * glint)));
     gl_FragColor = Unmultiply(mix(outgoing, incoming, water));
 }
 )glsl";
@@ -94,9 +97,9 @@ public:
             return;
         }
         Pictures const pictures(first, second, storage);
-        Pass pass(storage, "TransitionRaindrops",
-                  {kGlslVersion, kStraightAlpha, kMirrored, "uniform sampler2D noise;", kRandomFunction,
-                   kScreenFunction, kFragment});
+        Pass pass(
+            storage, "TransitionRaindrops",
+            {kGlslVersion, kStraightAlpha, kMirrored, kNoiseFunctions, kRandomFunction, kScreenFunction, kFragment});
         pictures.GiveTo(pass)
             .Texture("noise", 2, storage.Noise())
             .Set("progress", progress)

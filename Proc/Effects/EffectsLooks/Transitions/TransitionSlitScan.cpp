@@ -41,13 +41,15 @@ uniform float progress;
 uniform float delay;
 uniform float wobble;
 uniform float curve;
+uniform vec2 span;  // of the lines' order
 uniform float ease;
 uniform float pixels;
 varying vec2 TexCoord0;
 
 float Move(float line) {
     float middle = 1.0 - 4.0 * (line - 0.5) * (line - 0.5);
-    float start = delay * mix(line, curve > 0.0 ? 1.0 - middle : middle, abs(curve));
+    float order = mix(line, curve > 0.0 ? 1.0 - middle : middle, abs(curve));
+    float start = delay * (order - span.x) / (span.y - span.x);
     float t = clamp((progress - start) / (1.0 - delay), 0.0, 1.0);
     float h = min(t, 1.0 - t);
     float eased = 0.5 * pow(2.0 * h, ease);
@@ -62,6 +64,16 @@ void main() {
     gl_FragColor = Unmultiply(mix(texture2D(tex1, Mirrored(place)), texture2D(tex2, Mirrored(place - way)), share));
 }
 )glsl";
+
+/// Where the lines' order begins and ends, so that the first one starts at once and the last one arrives at the end.
+glm::vec2 FindSpan(double curve) {
+    double const bend = std::fabs(curve);
+    // With the middle ahead the first line is where (1 - bend) * line + 4 * bend * (line - 0.5)^2 is least. With the
+    // middle behind all is turned round.
+    double const line = bend > 0.0 ? std::max(0.5 - (1.0 - bend) / (8.0 * bend), 0.0) : 0.0;
+    auto const least = static_cast<float>((1.0 - bend) * line + 4.0 * bend * (line - 0.5) * (line - 0.5));
+    return curve > 0.0 ? glm::vec2(least, 1.0F) : glm::vec2(0.0F, 1.0F - least);
+}
 
 }  // namespace
 
@@ -81,6 +93,7 @@ public:
             .Set("delay", settings.delay)
             .Set("wobble", settings.wobble)
             .Set("curve", settings.curve)
+            .Set("span", FindSpan(settings.curve))
             .Set("ease", settings.ease)
             .Set("pixels",
                  static_cast<float>(way.x != 0.0F ? pictures.outgoing.GetWidth() : pictures.outgoing.GetHeight()))

@@ -1,6 +1,8 @@
-// Smoke rolls in front of the outgoing picture until it hides it, and clears away from the incoming one. Two layers
-// move at different speeds; the upper edge of each puff is lit.
+// A bank of smoke rolls over the outgoing picture until it hides it, and drifts away from the incoming one: puffs come
+// before what lies between them, and go last. Two layers move at different speeds; puffs are lit from above and take
+// some of the colour of what is behind them.
 
+#include "Proc/Effects/EffectsLooks/Bloom.h"
 #include "Proc/Effects/EffectsLooks/Look.h"
 
 namespace Kaltor::Proc {
@@ -11,11 +13,11 @@ struct SettingsTransitionSmoke final : SettingsOf<SettingsTransitionSmoke> {
     static constexpr std::string_view SUMMARY =
         "Rolling smoke thickens over the outgoing picture and clears away from the incoming one.";
 
-    double density = 0.8;
+    double density = 0.9;
     double scale = 1.0;
-    double speed = 0.5;
-    Color color{214, 218, 226, 255};
-    Color shade{58, 64, 78, 255};
+    double speed = 1.0;
+    Color color{232, 234, 238, 255};
+    Color shade{52, 58, 72, 255};
     double angle = 20.0;
     std::int32_t seed = 1;
 
@@ -41,33 +43,50 @@ uniform sampler2D tex1;
 uniform sampler2D tex2;
 uniform sampler2D near;
 uniform sampler2D far;
-uniform float thick;
+uniform sampler2D room1; // the pictures, very small
+uniform sampler2D room2;
+uniform float progress;
+uniform float density;
 uniform float share;
-uniform vec2 texel;
+uniform vec2 way;        // in texture coordinates: 0 to 1 across the frame
+uniform float begin;
+uniform vec2 toLight;
 uniform vec4 color;
 uniform vec4 shade;
 varying vec2 TexCoord0;
 
+// Billows: folds of the noise are the creases between puffs.
 float Puff(vec4 cloud) {
-    // Billows: folds of the noise are the creases between puffs.
-    float fold = 2.0 * cloud.y - 1.0;
-    return 0.7 * cloud.x + 0.3 * (1.0 - fold * fold);
+    float fold = 2.0 * abs(2.0 * cloud.y - 1.0);
+    return 0.62 * cloud.x + 0.38 * (1.0 - fold);
+}
+
+// How much smoke there is: puffs stand out first.
+float Body(float puff, float thick, float soft) {
+    return smoothstep(0.0, soft, puff - mix(1.05, -soft, thick));
 }
 
 void main() {
-    vec2 bent = TexCoord0 + (texture2D(far, TexCoord0).zw - 0.5) * 0.12;
-    float a = Puff(texture2D(near, bent));
-    float b = Puff(texture2D(far, bent));
-    float above = Puff(texture2D(near, bent + texel));
-    float above2 = Puff(texture2D(far, bent + texel));
-    float density = clamp(thick * 2.4 + 2.6 * (a - 0.66) * min(thick * 3.0, 1.0), 0.0, 1.0);
-    float behind = clamp(thick * 2.0 + 2.6 * (b - 0.68) * min(thick * 3.0, 1.0), 0.0, 1.0);
-    float light = clamp(0.5 + 1.5 * (a - above) + 1.1 * (a - 0.62), 0.0, 1.0);
-    float light2 = clamp(0.35 + 1.2 * (b - above2) + 0.9 * (b - 0.62), 0.0, 1.0);
+    vec2 whirl = texture2D(far, TexCoord0).zw - 0.5;
+    vec2 bent = TexCoord0 + whirl * 0.16;
+    vec4 fine = texture2D(near, Mirrored(bent * 2.7 + 0.31));
+    float a = Puff(texture2D(near, bent)) + 0.22 * (Puff(fine) - 0.5);
+    float b = Puff(texture2D(far, bent)) + 0.12 * (Puff(fine) - 0.5);
+    // The bank comes in over one side and leaves over the other.
+    float s = dot(TexCoord0, way) + begin;
+    float thick = smoothstep(-0.06 + 0.2 * s, 0.3 + 0.2 * s, progress) *
+                  (1.0 - smoothstep(0.5 + 0.2 * s, 0.86 + 0.2 * s, progress));
+    float dense = density * Body(a, thick, 0.55);
+    float behind = density * Body(b, min(1.0, 1.15 * thick), 0.8);
+    float above = Puff(texture2D(near, bent + toLight));
+    float above2 = Puff(texture2D(far, bent + 1.5 * toLight));
+    float light = clamp(0.42 + 1.5 * (a - above) + 0.8 * (a - 0.5), 0.0, 1.0);
+    float light2 = clamp(0.3 + 1.2 * (b - above2) + 0.7 * (b - 0.5), 0.0, 1.0);
+    vec3 room = mix(texture2D(room1, TexCoord0).rgb, texture2D(room2, TexCoord0).rgb, share);
+    vec3 lit = mix(color.rgb, color.rgb * (0.35 + room), 0.5);
     vec4 picture = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), share);
-    vec4 veiled = mix(picture, vec4(mix(shade.rgb, color.rgb, 0.8 * light2), 1.0), behind * behind);
-    veiled = mix(veiled, vec4(mix(shade.rgb, color.rgb, light), 1.0), density * density * (3.0 - 2.0 * density));
-    gl_FragColor = Unmultiply(veiled);
+    vec4 veiled = mix(picture, vec4(mix(shade.rgb, lit, 0.85 * light2), 1.0), behind);
+    gl_FragColor = Unmultiply(mix(veiled, vec4(mix(shade.rgb, lit, light), 1.0), dense));
 }
 )glsl";
 
@@ -82,17 +101,28 @@ public:
         }
         Pictures const pictures(first, second, storage);
         double const angle = settings.angle * std::numbers::pi / 180.0;
-        glm::dvec2 const drift = -glm::dvec2(std::cos(angle), std::sin(angle)) * (settings.speed * progress);
+        glm::dvec2 const direction(std::cos(angle), std::sin(angle));
+        glm::dvec2 const drift = -direction * (settings.speed * progress);
         glm::dvec2 const seed(7.0 * settings.seed, 3.0 * settings.seed);
+        // Along the direction the frame is from 0 to 1.
+        glm::vec2 const way =
+            glm::vec2(direction) * pictures.sides / glm::dot(glm::abs(glm::vec2(direction)), pictures.sides);
         CloudMap const near(pictures.sides, 3.0 / settings.scale, seed + 2.0 * drift, storage);
         CloudMap const far(pictures.sides, 4.5 / settings.scale, seed + glm::dvec2(91.0, 37.0) + 1.2 * drift, storage);
-        Pass pass(storage, "TransitionSmoke", {kGlslVersion, kStraightAlpha, kFragment});
+        Frame const room1 = MakeSmall(pictures.outgoing, 12, storage);
+        Frame const room2 = MakeSmall(pictures.incoming, 12, storage);
+        Pass pass(storage, "TransitionSmoke", {kGlslVersion, kStraightAlpha, kMirrored, kFragment});
         pictures.GiveTo(pass)
             .Texture("near", 2, near.Get())
             .Texture("far", 3, far.Get())
-            .Set("thick", settings.density * Hump(progress))
+            .Texture("room1", 4, room1)
+            .Texture("room2", 5, room2)
+            .Set("progress", progress)
+            .Set("density", settings.density)
             .Set("share", SmoothStep(0.42, 0.58, progress))
-            .Set("texel", glm::vec2(-0.02F, 0.05F) * static_cast<float>(settings.scale) / pictures.sides)
+            .Set("way", way)
+            .Set("begin", 0.5F - 0.5F * (way.x + way.y))
+            .Set("toLight", glm::vec2(-0.018F, 0.05F) * static_cast<float>(settings.scale) / pictures.sides)
             .Set("color", settings.color)
             .Set("shade", settings.shade)
             .DrawTo(*dst);

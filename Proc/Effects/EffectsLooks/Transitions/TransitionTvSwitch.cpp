@@ -42,6 +42,7 @@ uniform float glow;
 uniform float bend;
 uniform float number;
 uniform vec4 color;
+uniform float tube;
 uniform vec2 pixel;
 varying vec2 TexCoord0;
 void main() {
@@ -57,7 +58,9 @@ void main() {
     float far = length(max(abs(p) - opening.yx, 0.0) * vec2(0.5, 2.2));
     vec3 halo = color.rgb * glow * exp(-far * 18.0);
     vec3 back = halo;
-    gl_FragColor = Straight(mix(back, lit / max(picture.a, 0.001), cover), mix(1.0, picture.a, cover));
+    // Behind what is transparent in the picture lies the dark tube.
+    float alpha = max(picture.a, tube);
+    gl_FragColor = Straight(mix(back, lit / max(alpha, 0.001), cover), mix(1.0, alpha, cover));
 }
 )glsl";
 
@@ -73,10 +76,13 @@ public:
         Pictures const pictures(first, second, storage);
         bool const isIncoming = progress >= 0.5;
         // 1 when the picture fills the screen, 0 at the line, below 0 when the line shrinks to a dot.
-        double const size = isIncoming ? (progress - 0.56) / 0.34 : 1.0 - progress / 0.38;
-        double const height = std::max(0.0035, size > 0.0 ? std::pow(std::min(size, 1.0), 2.2) : 0.0);
+        double const fall = progress / 0.38;
+        double const size = isIncoming ? (progress - 0.56) / 0.34 : 1.0 - fall * fall * (2.0 - fall);
+        // Falls together faster and faster; opens fast, and comes to rest when it fills the screen.
+        double const share = std::clamp(size, 0.0, 1.0);
+        double const height = std::max(0.0035, isIncoming ? SmoothStep(0.0, 1.0, share) : std::pow(share, 2.2));
         double const width = size > 0.0 ? 1.0 : std::max(0.004, 1.0 + (isIncoming ? size * 5.5 : size * 3.4));
-        double const shine = settings.glow * std::pow(1.0 - std::clamp(size, 0.0, 1.0), 1.5);
+        double const shine = settings.glow * std::pow(1.0 - share, 1.5);
         double const settled = isIncoming ? SmoothStep(1.0, 0.72, progress) : 0.6 * SmoothStep(0.1, 0.38, progress);
         Pass pass(storage, "TransitionTvSwitch",
                   {kGlslVersion, kStraightAlpha, kMirrored, "uniform sampler2D noise;", kRandomFunction, kFragment});
@@ -87,9 +93,11 @@ public:
             .Set("shine", shine)
             .Set("snow", settings.snow * settled * (size > 0.0 ? 1.0 : 0.0))
             .Set("glow", settings.glow * std::clamp(1.6 - 1.6 * size, 0.0, 1.0))
-            .Set("bend", 0.6 * settings.curve * (1.0 - std::clamp(size, 0.0, 1.0)))
-            .Set("number", std::floor(progress * 40.0))
+            .Set("bend", 0.6 * settings.curve * (1.0 - share))
+            // Other snow in each frame, whatever the rate.
+            .Set("number", std::floor(progress * 997.0))
             .Set("color", settings.color)
+            .Set("tube", SmoothStep(0.0, 0.12, progress) * SmoothStep(1.0, 0.88, progress))
             .Set("pixel", glm::vec2(1.0F / static_cast<float>(pictures.outgoing.GetWidth()),
                                     1.0F / static_cast<float>(pictures.outgoing.GetHeight())))
             .DrawTo(*dst);

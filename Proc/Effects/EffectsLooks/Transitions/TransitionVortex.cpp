@@ -46,7 +46,7 @@ uniform float pull1;
 uniform float pull2;
 uniform float share;
 uniform float smear;
-uniform float count;
+uniform float pixels;  // of the longer side
 varying vec2 TexCoord0;
 
 vec2 Turn(vec2 arm, float angle, float pull, float fall) {
@@ -63,8 +63,10 @@ void main() {
     // The centre changes over first, and what lies further out follows.
     float changed = clamp(share * 1.6 - 0.6 * (1.0 - fall), 0.0, 1.0);
     changed = changed * changed * (3.0 - 2.0 * changed);
+    // Where a pixel's way is short, few samples do.
+    float count = clamp(ceil(smear * fall * length(arm) * pixels / 6.0), 1.0, 12.0);
     vec4 sum = vec4(0.0);
-    for (int i = 0; i < 8; ++i) {
+    for (int i = 0; i < 12; ++i) {
         if (float(i) >= count) {
             break;
         }
@@ -105,7 +107,7 @@ public:
             .Set("pull2", 4.0 * settings.pull * out)
             .Set("share", SmoothStep(0.25, 0.75, progress))
             .Set("smear", smear)
-            .Set("count", CountSamples(0.1 * smear * pictures.GetPixels(), 7))
+            .Set("pixels", pictures.GetPixels())
             .DrawTo(*dst);
     }
 };

@@ -88,7 +88,8 @@ public:
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         double const goal = settings.distance;
         double const pixels = goal * (isAcross ? outgoing.GetWidth() : outgoing.GetHeight());
-        Exposure const exposure(WeightedMove(settings.ease, settings.overshoot), progress, settings.blur);
+        Exposure const exposure(WeightedMove(settings.ease, settings.overshoot, settings.distance), progress,
+                                settings.blur);
         constexpr int kMost = 12;
         double const streak = exposure.GetLength() * pixels;
         // Few sizes, so that textures are used again.

@@ -1,11 +1,13 @@
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "Proc/Effects/EffectsOgl/Effects/ProcessorCubic.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Planes.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -91,6 +93,29 @@ std::vector<CubicTaps> MakeCubicTaps(std::uint32_t count, std::uint32_t texels, 
     return taps;
 }
 
+/// For chroma of half the size, `count` samples: the weights of the pixels that share each. Enlarged, these reach over
+/// three samples at most.
+std::vector<CubicTaps> HalveTaps(std::vector<CubicTaps> const& pixels, int count) {
+    int const texels = static_cast<int>(pixels.size());
+    std::vector<CubicTaps> taps;
+    for (int i = 0; i < count; ++i) {
+        int const end = std::min(2 * i + 2, texels);
+        auto const toSample = [texels](int texel) { return std::clamp(texel, 0, texels - 1) / 2; };
+        int const first = toSample(pixels[static_cast<std::size_t>(2 * i)].first - 1);
+        std::array<double, 4> weights{};
+        for (int pixel = 2 * i; pixel < end; ++pixel) {
+            CubicTaps const& tap = pixels[static_cast<std::size_t>(pixel)];
+            std::array<double, 4> const own{tap.before, 1.0 - tap.before - tap.behind - tap.last, tap.behind, tap.last};
+            for (int k = 0; k < static_cast<int>(own.size()); ++k) {
+                weights.at(static_cast<std::size_t>(toSample(tap.first - 1 + k) - first)) +=
+                    own[static_cast<std::size_t>(k)] / (end - 2 * i);
+            }
+        }
+        taps.push_back({first + 1, weights[0], weights[2], weights[3]});
+    }
+    return taps;
+}
+
 }  // namespace
 
 Placement Move(double aspect, glm::dvec2 const& shift, double roll, double zoom) {
@@ -138,6 +163,28 @@ void DrawCubic(Frame const& picture, Placement const& placement, double scale, T
         .Set("footprint", footprint)
         .Set("share", share)
         .DrawTo(target);
+}
+
+void DrawCubicOnPlanes(DataVideoOGL& picture, Placement const& placement, DataVideoOGL& target,
+                       ShaderStorage const& storage) {
+    PlaneSource const source(picture);
+    Planes const& from = source.Get();
+    auto const width = static_cast<std::uint32_t>(from[0].width);
+    auto const height = static_cast<std::uint32_t>(from[0].height);
+    double const scaleY = placement.matrix[1][1];
+    // Rows are counted from the top here.
+    double const top = 1.0 - scaleY - placement.origin.y;
+    std::vector<CubicTaps> columns = MakeCubicTaps(width, width, placement.matrix[0][0], placement.origin.x, 1.0, 0.0);
+    std::vector<CubicTaps> rows = MakeCubicTaps(height, height, scaleY, top, 1.0, 0.0);
+    DrawPlanes(target, [&](Planes const& to) {
+        for (std::size_t plane = 0; plane < to.size(); ++plane) {
+            if (plane == 1) {
+                columns = HalveTaps(columns, to[1].width);
+                rows = HalveTaps(rows, to[1].height);
+            }
+            DrawCubicOnProcessor(from[plane], to[plane], columns, rows, storage.Processor());
+        }
+    });
 }
 
 }  // namespace Kaltor::Ogl

@@ -3,6 +3,7 @@
 #include <glm/mat2x2.hpp>
 #include <glm/vec2.hpp>
 
+#include "Ogl/DataVideoOGL.h"
 #include "Ogl/Frame.h"
 #include "Ogl/ShaderStorage.h"
 
@@ -32,5 +33,8 @@ constexpr double kLeastCubicScale = 0.8;
 /// pixel, which it reaches at `kLeastCubicScale`.
 void DrawCubic(Frame const& picture, Placement const& placement, double scale, Texture const& target,
                ShaderStorage const& storage);
+/// The same on planes; the placement turns nothing, and the picture, of the target's size, is not made smaller.
+void DrawCubicOnPlanes(DataVideoOGL& picture, Placement const& placement, DataVideoOGL& target,
+                       ShaderStorage const& storage);
 
 }  // namespace Kaltor::Ogl

@@ -65,18 +65,38 @@ void main() {
     vec4 sum = vec4(0.0);
 )glsl";
 
-// The inverse of the curve of light; alpha stays the picture's.
+// The inverse of the curve of light; alpha stays the picture's. Each part of the picture has the copies that can show
+// there.
 constexpr char kMixture[] = R"glsl(
+#ifdef FINE
 uniform sampler2D fine;
-uniform sampler2D coarse;
-uniform float k;
 uniform vec4 shares;   // of the amount: where the fine copy begins and ends to show, where the coarse one does
+#endif
+#ifdef COARSE
+uniform sampler2D coarse;
+#endif
+#if defined(FINE) || defined(COARSE)
+uniform float k;
+#endif
 vec4 Blurred(vec4 origin, vec2 uv, float amount) {
+#if defined(FINE) && defined(COARSE)
     vec4 sum = mix(texture2D(fine, uv), texture2D(coarse, uv), smoothstep(shares.z, shares.w, amount));
+#elif defined(FINE)
+    vec4 sum = texture2D(fine, uv);
+#elif defined(COARSE)
+    vec4 sum = texture2D(coarse, uv);
+#else
+    return origin;
+#endif
+#if defined(FINE) || defined(COARSE)
     vec3 light = sum.rgb / max(sum.a, 1.0e-4);
     light /= 1.0 + k * max(light.r, max(light.g, light.b));
-    vec3 color = mix(origin.rgb, sqrt(light), smoothstep(shares.x, shares.y, amount) * step(1.0e-3, sum.a));
-    return vec4(color, origin.a);
+    float share = 1.0;
+#ifdef FINE
+    share = smoothstep(shares.x, shares.y, amount);
+#endif
+    return vec4(mix(origin.rgb, sqrt(light), share * step(1.0e-3, sum.a)), origin.a);
+#endif
 }
 )glsl";
 
@@ -146,12 +166,12 @@ DiscBlur::DiscBlur(Frame const& pictureToBlur, Lens const& lensOfPicture, std::s
         }
     };
     reduce(fineSide);
-    fine.emplace(MakeLevel(light->Get(), 2.0 * fineSide / side, kFineShare * 1.2, kFineTaps, [this](std::size_t cell) {
+    fine.emplace(MakeLevel(light->Get(), 1.5 * fineSide / side, kFineShare * 1.2, kFineTaps, [this](std::size_t cell) {
         glm::dvec2 const& range = cells.GetRange(cell);
         return range.y > 0.0 && range.x < 1.2 * kFineShare;
     }));
     reduce(coarseSide);
-    coarse.emplace(MakeLevel(light->Get(), 1.5 * coarseSide / side, 1.0, kCoarseTaps,
+    coarse.emplace(MakeLevel(light->Get(), 1.25 * coarseSide / side, 1.0, kCoarseTaps,
                              [this](std::size_t cell) { return cells.GetRange(cell).y > 0.8 * kFineShare; }));
 }
 
@@ -172,21 +192,36 @@ PooledTexture DiscBlur::MakeLevel(Texture const& source, double scale, double mo
 }
 
 void DiscBlur::DrawTo(DataVideoOGL& target, std::string_view program, Preparation const& prepareProgram) const {
-    // The first sizes that the fine copy can show, in its texels.
+    // The first sizes that the fine copy can show, in halves of the texels that it samples.
     double const texel = 1.0 / (lens.radius * std::min(2.0 * kFineRadius / (kFineShare * lens.radius), side));
     glm::dvec2 const sharp(std::min(0.4 * texel, 0.5), std::min(1.4 * texel, 1.0));
-    auto const begin = [&](Pass& pass) {
-        prepare(pass);
-        prepareProgram(pass);
-    };
-    Pass pass(storage, fmt::format("{}_disc", name),
-              [&] { return fmt::format("#version 120\n{}{}{}", amount, kMixture, program); });
-    begin(pass);
-    pass.Texture("fine", 1, fine->Get())
-        .Texture("coarse", 2, coarse->Get())
-        .Set("k", GetCurve(lens.highlights))
-        .Set("shares", glm::vec4(sharp, 0.8 * kFineShare, 1.2 * kFineShare))
-        .DrawTo(target);
+    for (bool const hasFine : {false, true}) {
+        for (bool const hasCoarse : {false, true}) {
+            Pass pass(storage, fmt::format("{}_disc{}{}", name, hasFine ? "_fine" : "", hasCoarse ? "_coarse" : ""),
+                      [&] {
+                          return fmt::format("#version 120\n{}{}{}{}{}", hasFine ? "#define FINE\n" : "",
+                                             hasCoarse ? "#define COARSE\n" : "", amount, kMixture, program);
+                      });
+            prepareProgram(pass);
+            if (hasFine) {
+                prepare(pass);
+                pass.Texture("fine", 1, fine->Get())
+                    .Set("shares", glm::vec4(sharp, 0.8 * kFineShare, 1.2 * kFineShare));
+            }
+            if (hasCoarse) {
+                pass.Texture("coarse", 2, coarse->Get());
+            }
+            if (hasFine || hasCoarse) {
+                pass.Set("k", GetCurve(lens.highlights));
+            }
+            pass.DrawTo(target, cells.MakeMesh([&](std::size_t cell) {
+                glm::dvec2 const& range = cells.GetRange(cell);
+                bool const showsCoarse = range.y > 0.8 * kFineShare;
+                bool const showsFine = range.y > sharp.x && range.x < std::max(1.2 * kFineShare, sharp.y);
+                return showsFine == hasFine && showsCoarse == hasCoarse;
+            }));
+        }
+    }
 }
 
 }  // namespace Kaltor::Ogl

@@ -5,6 +5,7 @@
 // kept.
 
 #include "Proc/Effects/EffectsOgl/Effects/FilmGrain.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorGrain.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Settings/SettingsStyleEffects.h"
@@ -28,7 +29,8 @@ void main() {
 }
 )glsl";
 
-constexpr double kNoiseRate = 25.0;
+/// A second: no frame of a video of up to 60 frames per second repeats the grain of the one before.
+constexpr double kNoiseRate = 60.0;
 /// At full strength the standard deviation is 0.2 in mid-grey, where sqrt(p (1 - p)) is 0.5.
 constexpr double kMostDeviation = 0.4;
 
@@ -42,16 +44,26 @@ public:
             DrawUnchanged(*dst, *src, storage);
             return;
         }
+        std::uint32_t const frame = settings.animated ? GetFilmFrame(time, kNoiseRate) : 0U;
+        double const strength = settings.strength * kMostDeviation;
+        Frame const target = dst->FrameData();
+        if (settings.monochrome && FiltersOpaqueOnCpu(src->FrameData(), target)) {
+            Samples const to = TakeSamples(target, 1, storage);
+            AddGrainOnProcessor(ReadSamples(src->FrameData(), 0, storage), to,
+                                MakeGrainLayout(target.GetWidth(), target.GetHeight(), settings.size, frame), strength,
+                                storage.Processor());
+            WriteSamples(to, target, storage);
+            return;
+        }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         bool const isGrey = settings.monochrome;
         Pass pass(storage, isGrey ? "EffectAddNoize_grey" : "EffectAddNoize",
                   {kGlslVersion, kNoiseSizeGlsl, isGrey ? kGreyFilmGrain : "", kFilmGrain, kMain});
-        SetFilmGrain(pass, storage, 1, picture, settings.size, settings.animated ? GetFilmFrame(time, kNoiseRate) : 0U,
-                     isGrey);
-        pass.Texture("tex", 0, picture, TextureFilter::Nearest)
-            .Set("strength", settings.strength * kMostDeviation)
-            .DrawTo(*dst);
+        SetFilmGrain(pass, storage, 1, picture, settings.size, frame, isGrey);
+        pass.Texture("tex", 0, picture, TextureFilter::Nearest).Set("strength", strength).DrawTo(*dst);
     }
+
+    bool WorksInMemory(Conf::FrameInfo const&) const override { return settings.strength > 0.0 && settings.monochrome; }
 };
 
 template std::unique_ptr<IEffectAlgorithm> MakeEffect<EffectAddNoize>();

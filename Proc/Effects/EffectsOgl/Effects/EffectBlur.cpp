@@ -18,6 +18,7 @@
 #include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Planes.h"
 #include "Proc/Effects/Shared/Samples.h"
 
 namespace Kaltor::Ogl {
@@ -220,16 +221,29 @@ void BlurByReduction(DataVideoOGL& dst, Frame const& source, BlurKernel const& k
 
 void EffectBlur::Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                             OglCache*) const {
-    Frame const source = src->FrameData().ConvertToRGBA(storage);
-    BlurKernel const kernel(source.GetWidth(), source.GetHeight(), settings.scale);
-    Texture const& target = dst->FrameData().GetFirstTexture();
-    if (FiltersOnCpu(source.GetFirstTexture(), target)) {
-        Samples const from = ReadSamples(source.GetFirstTexture(), 0, storage);
+    if (IsOnPlanes(*dst)) {
+        PlaneSource const picture(*src);
+        Planes const& from = picture.Get();
+        BlurKernel const kernel(static_cast<std::uint32_t>(from[0].width), static_cast<std::uint32_t>(from[0].height),
+                                settings.scale);
+        DrawPlanes(*dst, [&](Planes const& to) {
+            for (std::size_t plane = 0; plane < to.size(); ++plane) {
+                BlurOnProcessor(from[plane], to[plane], kernel, storage.Processor(), plane == 0 ? 2 : 1);
+            }
+        });
+        return;
+    }
+    Frame const picture = src->FrameData();
+    Frame const target = dst->FrameData();
+    BlurKernel const kernel(picture.GetWidth(), picture.GetHeight(), settings.scale);
+    if (FiltersOnCpu(picture, target)) {
+        Samples const from = ReadSamples(picture, 0, storage);
         Samples const to = TakeSamples(target, 1, storage);
         BlurOnProcessor(from, to, kernel, storage.Processor());
         WriteSamples(to, target, storage);
         return;
     }
+    Frame const source = picture.ConvertToRGBA(storage);
     constexpr int kMostUnrolled = 14;  // from here on reducing is both cheaper and more exact
     bool const areFetchesDear = OglManager::GetInstance().GetStrategy().areFetchesDear;
     if (areFetchesDear && kernel.size > kMostUnrolled) {

@@ -11,8 +11,10 @@ public:
     EffectBlur() = default;
     explicit EffectBlur(double scale) { settings.SetScale(scale); }
 
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override;
+    bool WorksInMemory(Conf::FrameInfo const&) const override { return true; }
 };
 
 }  // namespace Kaltor::Ogl

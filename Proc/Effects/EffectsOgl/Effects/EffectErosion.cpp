@@ -9,6 +9,8 @@
 // below it and the columns beside it. All stretches are symmetric about their pixel, so that a tap that is clamped to
 // the picture's border sees nothing from outside the neighbourhood.
 //
+// On software GL the processor's own threads do the same to opaque pictures (see ProcessorMorphology.cpp).
+//
 // Where texel fetches are expensive, each tap of a channel's extremum is a shifted copy of the picture that is blended
 // by it: such a GL draws copies at nearly the speed of memory. Elsewhere, and for whole pixels, one program reads all
 // taps of a step.
@@ -25,6 +27,7 @@
 
 #include "Ogl/GlState.h"
 #include "Ogl/OglManager.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorMorphology.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
@@ -314,17 +317,26 @@ class EffectErosion final : public EffectWithSettings<Proc::SettingsEffectErosio
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
+        int const radius = GetRadius(src->GetFrameInfo());
+        bool const isDisc = settings.shape == Proc::SettingsEffectErosion::Shape::Disc;
+        bool const isDilation = settings.mode == Proc::SettingsEffectErosion::Mode::Dilation;
+        Frame const target = dst->FrameData();
+        if (radius > 0 && FiltersOpaqueOnCpu(src->FrameData(), target)) {
+            Samples const from = ReadSamples(src->FrameData(), 0, storage);
+            Samples const to = TakeSamples(target, 1, storage);
+            (settings.channels ? FindExtremaOnProcessor : PickOnProcessor)(from, to, {radius, isDisc, isDilation},
+                                                                           storage.Processor());
+            WriteSamples(to, target, storage);
+            return;
+        }
         Frame const origin = src->FrameData().ConvertToRGBA(storage);
         Frame picture = origin;
-        int const radius =
-            static_cast<int>(std::lround(settings.size * std::max(picture.GetWidth(), picture.GetHeight())));
         if (radius <= 0 || settings.channels) {
             DrawUnchanged(*dst, *src, storage);
             if (radius <= 0) {
                 return;
             }
         }
-        bool const isDilation = settings.mode == Proc::SettingsEffectErosion::Mode::Dilation;
         if (PixFmtDescription::Find(picture.GetPixFmt()).HasAlpha()) {
             Frame visible = Frame::Create();
             visible.Allocate(OpaqueFormat(picture.GetPixFmt()), picture.GetWidth(), picture.GetHeight());
@@ -335,11 +347,18 @@ public:
             picture = visible;
         }
         Morphology morphology(storage, picture, isDilation, !settings.channels);
-        (settings.shape == Proc::SettingsEffectErosion::Shape::Square ? DrawSquare : DrawDisc)(morphology, picture,
-                                                                                               radius, *dst);
+        (isDisc ? DrawDisc : DrawSquare)(morphology, picture, radius, *dst);
         if (!settings.channels) {
             morphology.Finish(origin, *dst);
         }
+    }
+
+    bool WorksInMemory(Conf::FrameInfo const& info) const override { return GetRadius(info) > 0; }
+
+private:
+    /// Pixels.
+    int GetRadius(Conf::FrameInfo const& info) const {
+        return static_cast<int>(std::lround(settings.size * std::max(info.width, info.height)));
     }
 };
 

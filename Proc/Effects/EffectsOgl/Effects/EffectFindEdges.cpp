@@ -128,24 +128,33 @@ Frame AverageOver(Frame const& picture, double side, ShaderStorage const& storag
     return draw(rows, "y", {0.0F, 1.0F / static_cast<float>(picture.GetHeight())}, false, hasAlpha);
 }
 
+/// The width of the operator's cells, pixels.
+double FindCell(Conf::FrameInfo const& info) {
+    constexpr double kCellsPerSide = 960.0;
+    return std::max(info.width, info.height) / kCellsPerSide;
+}
+
 }  // namespace
+
+bool EffectFindEdges::WorksInMemory(Conf::FrameInfo const& info) const {
+    double const cell = std::max(FindCell(info), 1.0);
+    return !settings.color && cell == std::floor(cell);
+}
 
 void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                                  OglCache*) const {
-    constexpr double kCellsPerSide = 960.0;
     constexpr double kLeastScale = 0.5;  // small pictures keep their lines
     constexpr double kWeights = 16.0;    // 3 + 10 + 3
-    Frame const picture = src->FrameData().ConvertToRGBA(storage);
-    double const wanted = std::max(picture.GetWidth(), picture.GetHeight()) / kCellsPerSide;
+    Conf::FrameInfo const& info = src->GetFrameInfo();
+    double const wanted = FindCell(info);
     double const cell = std::max(wanted, 1.0);
-    double const smooth = settings.smoothing * std::max(picture.GetWidth(), picture.GetHeight());
+    double const smooth = settings.smoothing * std::max(info.width, info.height);
     double const width = std::max(cell, smooth);
     bool const isAtTexels = cell == std::floor(cell);
-    Texture const& source = picture.GetFirstTexture();
-    Texture const& target = dst->FrameData().GetFirstTexture();
     double const scale = std::clamp(wanted, kLeastScale, 1.0) / kWeights;
-    if (isAtTexels && source.IsOpaque() && !settings.color && FiltersOnCpu(source, target)) {
-        Samples const from = ReadSamples(source, 0, storage);
+    Frame const target = dst->FrameData();
+    if (isAtTexels && !settings.color && FiltersOpaqueOnCpu(src->FrameData(), target)) {
+        Samples const from = ReadSamples(src->FrameData(), 0, storage);
         Samples const to = TakeSamples(target, 1, storage);
         DrawEdgesOnProcessor(
             from, to, {width, static_cast<int>(cell), scale, settings.strength, settings.threshold, settings.inverted},
@@ -153,6 +162,7 @@ void EffectFindEdges::Processing(DataVideoOGL* dst, Src const& src, double, doub
         WriteSamples(to, target, storage);
         return;
     }
+    Frame const picture = src->FrameData().ConvertToRGBA(storage);
     Frame const averaged = width > 1.0 ? AverageOver(picture, width, storage) : picture;
     bool const isOpaque = averaged.GetFirstTexture().IsOpaque();
     bool const isColored = settings.color;

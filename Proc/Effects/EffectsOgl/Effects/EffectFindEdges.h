@@ -10,6 +10,7 @@ class EffectFindEdges final : public EffectWithSettings<Proc::SettingsEffectFind
 public:
     void Processing(DataVideoOGL* dst, Src const& src, double time, double progress, ShaderStorage const& storage,
                     OglCache* cache) const override;
+    bool WorksInMemory(Conf::FrameInfo const& info) const override;
 };
 
 }  // namespace Kaltor::Ogl

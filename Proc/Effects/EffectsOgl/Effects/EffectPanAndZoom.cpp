@@ -65,8 +65,44 @@ glm::dvec4 Follow(View const& view, View const& other) {
 
 class EffectPanAndZoom final : public EffectWithSettings<Proc::SettingsEffectPanAndZoom> {
 public:
+    bool WorksOnPlanes() const override { return true; }
+    bool SuitsPlanes(PlaneCase const& drawn) const override {
+        Shot const shot = GetShot(drawn.info, drawn.progress);
+        return !(shot.pixels > kSeen) && shot.view.zoom >= 1.0 &&
+               FillsFrame(shot.view, {drawn.info.width, drawn.info.height});
+    }
     void Processing(DataVideoOGL* dst, Src const& src, double, double progress, ShaderStorage const& storage,
                     OglCache*) const override {
+        auto const [view, begin, end, pixels] = GetShot(src->GetFrameInfo(), progress);
+        if (!(pixels > kSeen)) {
+            Draw(*dst, src, view, storage);
+            return;
+        }
+        Src const still = DataVideoOGL::Create(dst->FrameData().GetPixFmt(), dst->GetFrameInfo());
+        Draw(*still, src, view, storage);
+        Premultiplied const colors(still->FrameData(), storage);
+        int const samples = pixels < 4.0 ? 4 : pixels < 12.0 ? 8 : 24;
+        Pass(storage, fmt::format("EffectPanAndZoom_{}", samples),
+             [samples = samples] {
+                 return fmt::format("#version 120\n#define SAMPLES {}.0\n{}{}", samples, kStraightAlpha, kFragment);
+             })
+            .Texture("tex", 0, colors.Get())
+            .Set("begin", glm::vec4(begin))
+            .Set("end", glm::vec4(end))
+            .DrawTo(*dst);
+    }
+
+private:
+    static constexpr double kSeen = 0.75;  ///< pixels
+
+    /// A frame's view, and how far its pixels move while the shutter is open.
+    struct Shot {
+        View view;
+        glm::dvec4 begin, end;
+        double pixels;
+    };
+
+    Shot GetShot(Conf::FrameInfo const& info, double progress) const {
         View const first = MoveInside({{settings.startX, settings.startY}, settings.startZoom});
         View const last = MoveInside({{settings.endX, settings.endY}, settings.endZoom});
         auto const at = [&](double moment) {
@@ -76,27 +112,9 @@ public:
         View const view = at(progress);
         glm::dvec4 const begin = Follow(view, at(progress - 0.5 * settings.blur));
         glm::dvec4 const end = Follow(view, at(progress + 0.5 * settings.blur));
-        Conf::FrameInfo const& info = src->GetFrameInfo();
-        double const pixels = GetLength(end - begin, {info.width, info.height});
-        constexpr double kSeen = 0.75;  // pixels
-        if (!(pixels > kSeen)) {
-            Draw(*dst, src, view, storage);
-            return;
-        }
-        Src const still = DataVideoOGL::Create(dst->FrameData().GetPixFmt(), dst->GetFrameInfo());
-        Draw(*still, src, view, storage);
-        Premultiplied const colors(still->FrameData(), storage);
-        int const samples = pixels < 4.0 ? 4 : pixels < 12.0 ? 8 : 24;
-        Pass(
-            storage, fmt::format("EffectPanAndZoom_{}", samples),
-            [&] { return fmt::format("#version 120\n#define SAMPLES {}.0\n{}{}", samples, kStraightAlpha, kFragment); })
-            .Texture("tex", 0, colors.Get())
-            .Set("begin", glm::vec4(begin))
-            .Set("end", glm::vec4(end))
-            .DrawTo(*dst);
+        return {view, begin, end, GetLength(end - begin, {info.width, info.height})};
     }
 
-private:
     void Draw(DataVideoOGL& target, Src const& src, View const& view, ShaderStorage const& storage) const {
         bool const isBlurred = settings.background == Proc::SettingsEffectPanAndZoom::Background::Blurred;
         DrawView(target, src, view, isBlurred ? std::nullopt : std::optional(Proc::Color{0, 0, 0, 0}), storage);

@@ -11,7 +11,10 @@
 
 #include <fmt/format.h>
 
+#include "Ogl/Processor.h"
 #include "Proc/Effects/EffectsOgl/Effects/EffectBlur.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorBlur.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorSharpen.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
 #include "Proc/Effects/Shared/Pass.h"
@@ -113,11 +116,24 @@ public:
             DrawUnchanged(*dst, *src, storage);
             return;
         }
+        Frame const target = dst->FrameData();
+        if (HasRadius(src->GetFrameInfo()) && FiltersOpaqueOnCpu(src->FrameData(), target)) {
+            Samples const from = ReadSamples(src->FrameData(), 0, storage);
+            Samples soft = from;
+            soft.stride = std::abs(from.stride);
+            soft.data = storage.Processor().Memory(1, static_cast<std::size_t>(soft.stride) * target.GetHeight());
+            BlurOnProcessor(from, soft, BlurKernel(target.GetWidth(), target.GetHeight(), settings.radius),
+                            storage.Processor());
+            Samples const to = TakeSamples(target, 2, storage);  // which the blur has used
+            SharpenOnProcessor(from, soft, to, settings.strength, settings.threshold, storage.Processor());
+            WriteSamples(to, target, storage);
+            return;
+        }
         bool const isWide = settings.kernel == Proc::SettingsEffectSharpen::Kernel::FiveByFive;
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         glm::vec2 const texel(1.0F / static_cast<float>(picture.GetWidth()),
                               1.0F / static_cast<float>(picture.GetHeight()));
-        if (settings.radius * std::max(picture.GetWidth(), picture.GetHeight()) >= 1.0) {
+        if (HasRadius(src->GetFrameInfo())) {
             Src shown = src;
             if (!picture.GetFirstTexture().IsOpaque()) {
                 shown = DataVideoOGL::Create(dst->GetPixFmt(), src->GetFrameInfo());
@@ -142,6 +158,16 @@ public:
             .Set("strength", settings.strength)
             .Set("threshold", settings.threshold)
             .DrawTo(*dst);
+    }
+
+    bool WorksInMemory(Conf::FrameInfo const& info) const override {
+        return settings.strength != 0.0 && HasRadius(info);
+    }
+
+private:
+    /// A pixel or more.
+    bool HasRadius(Conf::FrameInfo const& info) const {
+        return settings.radius * std::max(info.width, info.height) >= 1.0;
     }
 };
 

@@ -2,7 +2,8 @@
 // arrives late; luma is soft and rings behind edges. The 240 lines of a field begin where the tape's speed lets them:
 // each is a little off, those at the head switch at the bottom are far off, and those in the band of bad tracking that
 // drifts upwards are torn, and those above it bend back into place. What the head misses there are streaks with a sharp
-// beginning and a long tail. Where oxide is missing the signal drops out for a moment. A field lasts 1/25 s.
+// beginning and a long tail. Where oxide is missing the signal drops out for a moment. A field lasts 1/60 s,
+// so that each frame of a video shows another one.
 //
 // Four passes, of which only the last is of the picture's size: the parameters of each line (a texture of 2 x 240), the
 // picture as a signal with 480 samples per line, that signal after the tape, and the final picture. Alpha moves with
@@ -63,7 +64,7 @@ void main() {
                      min(behind * 1.6, 0.9) * smoothstep(0.05, 0.8, random.z));
     float chroma = (1.0 - 0.8 * lost) * (1.0 - 0.7 * min(behind * 2.0, 1.0));
 
-    float drops = step(1.0 - drop - 0.12 * lost * drop * 20.0, more.x);
+    float drops = 1.0 - step(drop + 0.12 * lost * drop * 20.0, 1.0 - more.x);
     vec4 out_of = vec4(more.y, 0.04 + 0.5 * more.z * more.z * more.z, drops * (0.55 + 0.45 * more.w), 1.0);
     gl_FragColor = TexCoord0.x < 0.5 ? vec4(shift + 0.5, snow, chroma, 1.0) : out_of;
 }
@@ -107,7 +108,7 @@ vec2 Streak(float cells, float line, float amount, vec2 where) {
     vec4 random = texture2D(noise, (vec2(cell, line) + where + vec2(0.5)) / kNoiseSize);
     float behind = at - cell - 0.6 * random.x;
     float tail = exp(-max(behind, 0.0) / (0.04 + 0.35 * random.y * random.y)) * (1.0 - smoothstep(0.7, 1.0, at - cell));
-    return vec2(behind < 0.0 ? 0.0 : tail * step(1.0 - amount, random.z), random.w < 0.3 ? 0.1 : 0.75 + 0.25 * random.w);
+    return vec2(behind < 0.0 ? 0.0 : tail * (1.0 - step(amount, 1.0 - random.z)), random.w < 0.3 ? 0.1 : 0.75 + 0.25 * random.w);
 }
 void main() {
     float y = TexCoord0.y;
@@ -191,7 +192,7 @@ public:
             DrawUnchanged(*dst, *src, storage);
             return;
         }
-        constexpr double kRate = 25.0;
+        constexpr double kRate = 60.0;
         std::uint32_t const field = GetFilmFrame(time, kRate);
         auto const random = [field](std::uint32_t which) { return HashToUnit(field, which, 0x7A9EU); };
         auto const begin = [&random](std::uint32_t which) { return std::floor(random(which) * kNoiseSize); };

@@ -9,11 +9,14 @@ namespace Kaltor::Ogl {
 
 class EffectZoom final : public EffectWithSettings<Proc::SettingsEffectZoom> {
 public:
+    bool WorksOnPlanes() const override { return true; }
+    bool SuitsPlanes(PlaneCase const& drawn) const override {
+        View const view = GetView();
+        return view.zoom >= 1.0 && FillsFrame(view, {drawn.info.width, drawn.info.height});
+    }
     void Processing(DataVideoOGL* dst, Src const& src, double, double, ShaderStorage const& storage,
                     OglCache*) const override {
-        glm::dvec2 const fixed{settings.x, settings.y};
-        View const view{fixed + (0.5 - fixed) / settings.zoom, settings.zoom};
-        DrawView(*dst, src, view, IsBlurred() ? std::nullopt : std::optional(settings.background), storage);
+        DrawView(*dst, src, GetView(), IsBlurred() ? std::nullopt : std::optional(settings.background), storage);
     }
 
     /// The output has alpha also if the background is translucent.
@@ -23,6 +26,10 @@ public:
     }
 
 private:
+    View GetView() const {
+        glm::dvec2 const fixed{settings.x, settings.y};
+        return {fixed + (0.5 - fixed) / settings.zoom, settings.zoom};
+    }
     bool IsBlurred() const { return settings.fill == Proc::SettingsEffectZoom::Fill::Blurred; }
 };
 

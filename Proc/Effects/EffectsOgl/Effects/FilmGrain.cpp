@@ -55,28 +55,32 @@ std::uint32_t GetFilmFrame(double time, double rate) {
 
 char const* const kGreyFilmGrain = "#define IS_GREY\n";
 
-void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame const& picture, double size,
-                  std::uint32_t frame, bool isGrey) {
-    auto const width = static_cast<double>(picture.GetWidth());
-    auto const height = static_cast<double>(picture.GetHeight());
+GrainLayout MakeGrainLayout(std::uint32_t width, std::uint32_t height, double size, std::uint32_t frame) {
     double const wanted = size * std::max(width, height);
     double const pitch = std::max(wanted, 1.0);
     auto const lattice = [&](double angle, double scale) {
         double const c = std::cos(angle) * scale / pitch;
         double const s = std::sin(angle) * scale / pitch;
-        return glm::mat2(c * width, s * width, -s * height, c * height);
+        return glm::dmat2(c * width, s * width, -s * height, c * height);
     };
     auto const begin = [frame](std::uint32_t coordinate) {
-        return static_cast<float>(HashToUnit(frame, coordinate, 0x6721U) * kNoiseSize);
+        return HashToUnit(frame, coordinate, 0x6721U) * kNoiseSize;
     };
     constexpr double kNumbers = 8.0;
     constexpr double kVariance = 1.0 / 12.0;  // of one number, uniform over 0..1
     constexpr double kLeastGain = 0.5;
+    return {lattice(0.46, 1.0), lattice(-0.71, 0.87), glm::dvec4(begin(0), begin(1), begin(2), begin(3)),
+            std::clamp(wanted, kLeastGain, 1.0) / std::sqrt(kNumbers * kVariance)};
+}
+
+void SetFilmGrain(Pass& pass, ShaderStorage const& storage, int unit, Frame const& picture, double size,
+                  std::uint32_t frame, bool isGrey) {
+    GrainLayout const layout = MakeGrainLayout(picture.GetWidth(), picture.GetHeight(), size, frame);
     pass.Texture("grain_noise", unit, isGrey ? storage.GreyNoise() : storage.Noise())
-        .Set("grain_first", lattice(0.46, 1.0))
-        .Set("grain_second", lattice(-0.71, 0.87))
-        .Set("grain_at", glm::vec4(begin(0), begin(1), begin(2), begin(3)))
-        .Set("grain_gain", std::clamp(wanted, kLeastGain, 1.0) / std::sqrt(kNumbers * kVariance));
+        .Set("grain_first", glm::mat2(layout.first))
+        .Set("grain_second", glm::mat2(layout.second))
+        .Set("grain_at", glm::vec4(layout.begin))
+        .Set("grain_gain", layout.gain);
 }
 
 }  // namespace Kaltor::Ogl

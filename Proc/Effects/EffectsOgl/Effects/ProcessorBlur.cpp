@@ -28,6 +28,15 @@ std::vector<Half> Round(std::vector<double> const& weights) {
     return rounded;
 }
 
+/// The weights of the kernel's pairs.
+std::vector<double> GetWeights(BlurKernel const& kernel) {
+    std::vector<double> weights;
+    for (int i = 1; i <= kernel.size; ++i) {
+        weights.push_back(kernel.norm * std::exp(static_cast<double>(kernel.sigma) * i * i));
+    }
+    return weights;
+}
+
 /// Adds `Taps` weighted pairs to `sum`.
 template <int Taps, typename Number>
 [[gnu::always_inline]] inline void AddPairs(int count, Number const* centre, Number const* const* before,
@@ -355,7 +364,191 @@ struct ReducedBlur : BlurJob {
     }
 };
 
+/// Adds `Taps` weighted pairs to sums of 32 bits.
+template <int Taps, typename Number>
+[[gnu::always_inline]] inline void AddPairsExactly(int count, Number const* const* before, Number const* const* behind,
+                                                   Half const* weights, std::int32_t* __restrict sum) {
+    std::array<Number const*, Taps> a;
+    std::array<Number const*, Taps> b;
+    std::array<Half, Taps> w;
+    for (std::size_t i = 0; i < Taps; ++i) {
+        a[i] = before[i];
+        b[i] = behind[i];
+        w[i] = weights[i];
+    }
+    for (int x = 0; x < count; ++x) {
+        std::int32_t total = sum[x];
+        for (std::size_t i = 0; i < Taps; ++i) {
+            total += std::int32_t{static_cast<Half>(a[i][x] + b[i][x])} * w[i];
+        }
+        sum[x] = total;
+    }
+}
+
+/// The sum of a row, or a number, and its pairs, with these weights of which the first is the centre's.
+template <typename Number>
+[[gnu::always_inline]] inline void SumExactly(int count, Number const* centre, std::vector<Number const*> const& before,
+                                              std::vector<Number const*> const& behind,
+                                              std::vector<Half> const& weights, Half* __restrict to) {
+    constexpr int kShift = sizeof(Number) == 1 ? kWeightBits - kFraction : kWeightBits;
+    constexpr int kChunk = 1024;  // stays in the nearest cache
+    constexpr std::size_t kTaps = 4;
+    std::array<std::int32_t, kChunk> sum;
+    std::array<Number const*, kTaps> a{};
+    std::array<Number const*, kTaps> b{};
+    for (int begin = 0; begin < count; begin += kChunk) {
+        int const length = std::min(kChunk, count - begin);
+        Half const middle = weights[0];
+        for (int x = 0; x < length; ++x) {
+            sum[static_cast<std::size_t>(x)] = std::int32_t{static_cast<Half>(centre[begin + x])} * middle;
+        }
+        for (std::size_t i = 0; i < before.size(); i += kTaps) {
+            std::size_t const taps = std::min(kTaps, before.size() - i);
+            for (std::size_t k = 0; k < taps; ++k) {
+                a[k] = before[i + k] + begin;
+                b[k] = behind[i + k] + begin;
+            }
+            Half const* const w = weights.data() + 1 + i;
+            if (taps == kTaps) {
+                AddPairsExactly<kTaps>(length, a.data(), b.data(), w, sum.data());
+                continue;
+            }
+            for (std::size_t k = 0; k < taps; ++k) {
+                AddPairsExactly<1>(length, a.data() + k, b.data() + k, w + k, sum.data());
+            }
+        }
+        for (int x = 0; x < length; ++x) {
+            to[begin + x] = static_cast<Half>((sum[static_cast<std::size_t>(x)] + (1 << (kShift - 1))) >> kShift);
+        }
+    }
+}
+
+/// Weights of `pairs` with the centre's before them, which has what they leave of 1.
+std::vector<Half> WithCentre(std::vector<Half> const& pairs) {
+    int rest = 1 << kWeightBits;
+    for (Half const weight : pairs) {
+        rest -= 2 * weight;
+    }
+    std::vector<Half> all{static_cast<Half>(rest)};
+    all.insert(all.end(), pairs.begin(), pairs.end());
+    return all;
+}
+
+/// Many taps on pictures of one channel: along the rows they are summed as they are, which costs little, because only
+/// the reduced rows have to be.
+struct PlaneBlur : BlurJob {
+    BlurReduction const& reduction;
+    int rows;                  ///< reduced ones of a phase, with margins
+    Half* small = nullptr;     ///< those of all phases, then what lies wholly above and below the picture
+    std::vector<Half> down;    ///< weights of the reducing spline
+    std::vector<Half> across;  ///< weights along the rows
+    std::vector<Half> core;    ///< of the pairs of the reduced blur
+    std::vector<Between> places;
+
+    PlaneBlur(Samples const& source, Samples const& target, int step, BlurKernel const& kernel,
+              BlurReduction const& toUse)
+        : BlurJob{source, target, step},
+          reduction(toUse),
+          rows(2 * toUse.margin + (CountPhase() + toUse.factor - 1) / toUse.factor + 1),
+          across(WithCentre(Round(GetWeights(kernel)))),
+          core(Round({toUse.weights.begin() + 1, toUse.weights.end()})),
+          places(Divide(CountPhase(), toUse)) {
+        std::vector<double> spline;
+        for (int j = 1; j <= reduction.downPairs; ++j) {
+            double const x = static_cast<double>(j) / reduction.factor;
+            spline.push_back((x < 0.5 ? 0.75 - x * x : 0.5 * (1.5 - x) * (1.5 - x)) * reduction.downNorm);
+        }
+        down = WithCentre(Round(spline));
+    }
+
+    int CountPhase() const { return (from.height + spacing - 1) / spacing; }
+    int CountRows() const { return spacing * rows + 2; }
+    Half* SmallRow(int row) const { return small + std::ptrdiff_t{row} * from.width; }
+
+    /// The picture's row that is the middle of row `row` of `small`.
+    int GetMiddle(int row) const {
+        if (row >= spacing * rows) {
+            return row == spacing * rows ? -GetReach() : from.height - 1 + GetReach();
+        }
+        return spacing * reduction.factor * (row % rows - reduction.margin) + row / rows;
+    }
+    int GetReach() const { return spacing * reduction.downPairs; }
+    bool IsBeyond(int row) const {
+        return row < spacing * rows &&
+               (GetMiddle(row) <= -GetReach() || GetMiddle(row) >= from.height - 1 + GetReach());
+    }
+    /// A row like row `row`, of which there is only one.
+    Half const* FindSmallRow(int row) const {
+        return SmallRow(!IsBeyond(row) ? row : spacing * rows + (GetMiddle(row) < 0 ? 0 : 1));
+    }
+
+    [[gnu::always_inline]] void ReduceRow(int row) const {
+        if (IsBeyond(row)) {
+            return;
+        }
+        int const y = GetMiddle(row);
+        std::vector<std::uint8_t const*> below;
+        std::vector<std::uint8_t const*> above;
+        for (int j = 1; j <= reduction.downPairs; ++j) {
+            below.push_back(Clamped(y - spacing * j));
+            above.push_back(Clamped(y + spacing * j));
+        }
+        std::size_t const pairs = across.size() - 1;
+        auto const count = static_cast<std::size_t>(from.width);
+        PaddedRow const wide(count, static_cast<std::size_t>(spacing) * pairs);
+        SumExactly(from.width, Clamped(y), below, above, down, wide.Get());
+        wide.RepeatEdges(count, 1);
+        std::vector<Half const*> left;
+        std::vector<Half const*> right;
+        for (std::size_t i = 1; i <= pairs; ++i) {
+            left.push_back(wide.Get() - static_cast<std::ptrdiff_t>(i) * spacing);
+            right.push_back(wide.Get() + static_cast<std::ptrdiff_t>(i) * spacing);
+        }
+        SumExactly<Half>(from.width, wide.Get(), left, right, across, SmallRow(row));
+    }
+
+    [[gnu::always_inline]] void EnlargeRows(int first, int last) const {
+        int const count = from.width;
+        constexpr int kKept = 3;  // for each phase
+        PaddedRow const kept(static_cast<std::size_t>(2 * kKept) * static_cast<std::size_t>(count), 0);
+        std::array<int, std::size_t{2} * kKept> keptIndex;
+        keptIndex.fill(-1);
+        std::array<Half const*, BlurReduction::kPairs> below{};
+        std::array<Half const*, BlurReduction::kPairs> above{};
+        for (int y = first; y < last; ++y) {
+            int const phase = y % spacing;
+            Between const& place = places[static_cast<std::size_t>(y / spacing)];
+            std::array<Half const*, kKept> around{};
+            for (int i = 0; i < kKept; ++i) {
+                int const index = place.index - 1 + i;
+                int const slot = kKept * phase + index % kKept;
+                Half* const row = kept.Get() + std::ptrdiff_t{slot} * count;
+                if (keptIndex[static_cast<std::size_t>(slot)] != index) {
+                    for (int k = 0; k < BlurReduction::kPairs; ++k) {
+                        below[static_cast<std::size_t>(k)] = FindSmallRow(phase * rows + index - k - 1);
+                        above[static_cast<std::size_t>(k)] = FindSmallRow(phase * rows + index + k + 1);
+                    }
+                    SumPairs<Half>(count, BlurReduction::kPairs, FindSmallRow(phase * rows + index), below.data(),
+                                   above.data(), core.data(), row);
+                    for (int x = 0; x < count; ++x) {
+                        row[x] = std::clamp<Half>(row[x], 0, kWhite);
+                    }
+                    keptIndex[static_cast<std::size_t>(slot)] = index;
+                }
+                around[static_cast<std::size_t>(i)] = row;
+            }
+            Interpolate(count, around[0], around[1], around[2], place, to.Row(y));
+        }
+    }
+};
+
 #if defined(__x86_64__)
+[[gnu::target("avx2")]] void ReducePlaneWide(PlaneBlur const& blur, int row) {
+    blur.ReduceRow(row);
+}
+[[gnu::target("avx2")]] void EnlargePlaneWide(PlaneBlur const& blur, int first, int last) {
+    blur.EnlargeRows(first, last);
+}
 [[gnu::target("avx2")]] void DrawRowsWide(SummedBlur const& sum, int first, int last) {
     sum.DrawRows(first, last);
 }
@@ -366,6 +559,8 @@ struct ReducedBlur : BlurJob {
     reduce.EnlargeRows<8>(first, last);
 }
 #else
+void ReducePlaneWide(PlaneBlur const&, int) {}
+void EnlargePlaneWide(PlaneBlur const&, int, int) {}
 void DrawRowsWide(SummedBlur const&, int, int) {}
 void ReduceRowWide(ReducedBlur const&, int) {}
 void EnlargeRowsWide(ReducedBlur const&, int, int) {}
@@ -376,23 +571,26 @@ void DrawRows(SummedBlur const& sum, int first, int last) {
 }
 
 void ReduceRow(ReducedBlur const& reduce, int row) {
-    if (reduce.from.channels == 1) {
-        reduce.ReduceRow<2>(row);
-    } else if (HasWideVectors()) {
-        ReduceRowWide(reduce, row);
-    } else {
-        reduce.ReduceRow<8>(row);
-    }
+    HasWideVectors() ? ReduceRowWide(reduce, row) : reduce.ReduceRow<8>(row);
 }
 
 void EnlargeRows(ReducedBlur const& reduce, int first, int last) {
-    if (reduce.from.channels == 1) {
-        reduce.EnlargeRows<2>(first, last);
-    } else if (HasWideVectors()) {
-        EnlargeRowsWide(reduce, first, last);
-    } else {
-        reduce.EnlargeRows<8>(first, last);
-    }
+    HasWideVectors() ? EnlargeRowsWide(reduce, first, last) : reduce.EnlargeRows<8>(first, last);
+}
+
+constexpr std::size_t kSmallPlace = Processor::kPlaces - 1;
+
+void BlurPlane(PlaneBlur blur, Processor& processor) {
+    auto const rows = static_cast<std::size_t>(blur.CountRows());
+    std::size_t const bytes = rows * static_cast<std::size_t>(blur.from.width) * sizeof(Half);
+    blur.small = reinterpret_cast<Half*>(processor.Memory(kSmallPlace, bytes));
+    processor.ForEach(rows, [&blur](std::size_t i) {
+        int const row = static_cast<int>(i);
+        HasWideVectors() ? ReducePlaneWide(blur, row) : blur.ReduceRow(row);
+    });
+    ForStrips(blur.from.height, processor, [&blur](int first, int last) {
+        HasWideVectors() ? EnlargePlaneWide(blur, first, last) : blur.EnlargeRows(first, last);
+    });
 }
 
 }  // namespace
@@ -403,20 +601,20 @@ void SumOnProcessor(Samples const& from, Samples const& to, std::vector<double> 
     ForStrips(from.height, processor, [&sum](int first, int last) { DrawRows(sum, first, last); });
 }
 
-void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& kernel, Processor& processor) {
+void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& kernel, Processor& processor,
+                     int spacing) {
     if (kernel.size <= kMostSummed) {
-        std::vector<double> weights;
-        for (int i = 1; i <= kernel.size; ++i) {
-            weights.push_back(kernel.norm * std::exp(static_cast<double>(kernel.sigma) * i * i));
-        }
-        SumOnProcessor(from, to, weights, 2, processor);
+        SumOnProcessor(from, to, GetWeights(kernel), spacing, processor);
         return;
     }
-    constexpr std::size_t kPlace = Processor::kPlaces - 1;
     BlurReduction const reduction(kernel);
+    if (from.channels == 1) {
+        BlurPlane(PlaneBlur(from, to, spacing, kernel, reduction), processor);
+        return;
+    }
     ReducedBlur reduce(from, to, reduction);
     auto const rows = static_cast<std::size_t>(2 * reduce.rows);
-    reduce.small = reinterpret_cast<Half*>(processor.Memory(kPlace, reduce.GetLength() * rows * sizeof(Half)));
+    reduce.small = reinterpret_cast<Half*>(processor.Memory(kSmallPlace, reduce.GetLength() * rows * sizeof(Half)));
     processor.ForEach(rows, [&reduce](std::size_t row) { ReduceRow(reduce, static_cast<int>(row)); });
     ForStrips(from.height, processor, [&reduce](int first, int last) { EnlargeRows(reduce, first, last); });
 }

@@ -31,11 +31,52 @@ std::vector<WholeTaps> ToWhole(std::vector<CubicTaps> const& taps, int side) {
                              Times(static_cast<Half>(c - centre), taps.last));
 }
 
+/// For one channel: where each column's four samples begin, from the first with its padding on, and their weights.
+struct PlaneTaps {
+    std::vector<std::int32_t> begin;
+    std::array<std::vector<std::int32_t>, 4> weights;
+
+    PlaneTaps(std::vector<WholeTaps> const& columns, int padding) {
+        for (WholeTaps const& taps : columns) {
+            begin.push_back(taps.first - 1 + padding);
+            weights[0].push_back(taps.before);
+            weights[1].push_back((1 << kWeightBits) - taps.before - taps.behind - taps.last);
+            weights[2].push_back(taps.behind);
+            weights[3].push_back(taps.last);
+        }
+    }
+};
+
 struct CubicJob {
     Samples from, to;
     std::vector<WholeTaps> columns, rows;
 
     static constexpr int kChannels = 4;
+    static constexpr int kPlanePad = 8;
+    PlaneTaps plane{columns, kPlanePad};
+
+    [[gnu::always_inline]] void FilterPlaneRow(int row, std::vector<std::uint8_t>& padded, Half* __restrict out) const {
+        auto const width = static_cast<std::size_t>(from.width);
+        std::uint8_t const* const samples = from.Row(std::clamp(row, 0, from.height - 1));
+        padded.resize(width + 2 * kPlanePad);
+        std::fill_n(padded.begin(), kPlanePad, samples[0]);
+        std::copy_n(samples, width, padded.begin() + kPlanePad);
+        std::fill_n(padded.end() - kPlanePad, kPlanePad, samples[width - 1]);
+        std::uint8_t const* const first = padded.data();
+        std::int32_t const* const begin = plane.begin.data();
+        std::int32_t const* const a = plane.weights[0].data();
+        std::int32_t const* const centre = plane.weights[1].data();
+        std::int32_t const* const b = plane.weights[2].data();
+        std::int32_t const* const c = plane.weights[3].data();
+        int const count = to.width;
+        for (int x = 0; x < count; ++x) {
+            std::uint32_t const four = *reinterpret_cast<FourSamples const*>(first + begin[x]);
+            auto const sample = [four](unsigned i) { return static_cast<std::int32_t>((four >> (8U * i)) & 255U); };
+            std::int32_t const sum = sample(0) * a[x] + sample(1) * centre[x] + sample(2) * b[x] + sample(3) * c[x];
+            constexpr int kShift = kWeightBits - kFraction;
+            out[x] = static_cast<Half>((sum + (1 << (kShift - 1))) >> kShift);
+        }
+    }
 
     [[gnu::always_inline]] void FilterRow(int row, PaddedRow const& scratch, Half* __restrict out) const {
         int const count = from.width * kChannels;
@@ -58,9 +99,10 @@ struct CubicJob {
     [[gnu::always_inline]] void DrawRows(int first, int last) const {
         constexpr std::size_t kPad = 5 * kChannels;
         constexpr std::size_t kKept = 4;
-        std::size_t const width = columns.size() * kChannels;
+        std::size_t const width = columns.size() * static_cast<std::size_t>(from.channels);
         int const count = static_cast<int>(width);
         PaddedRow const scratch(static_cast<std::size_t>(from.width) * kChannels, kPad);
+        std::vector<std::uint8_t> padded;
         PaddedRow const kept(kKept * width, 0);
         std::array<int, kKept> keptRow;
         constexpr int kNone = -100;
@@ -73,7 +115,7 @@ struct CubicJob {
                 auto const slot = static_cast<std::size_t>(row & 3);
                 Half* const place = kept.Get() + slot * width;
                 if (keptRow[slot] != row) {
-                    FilterRow(row, scratch, place);
+                    from.channels == 1 ? FilterPlaneRow(row, padded, place) : FilterRow(row, scratch, place);
                     keptRow[slot] = row;
                 }
                 around[static_cast<std::size_t>(i)] = place;

@@ -13,7 +13,8 @@ struct CubicTaps {
     double before, behind, last;
 };
 
-/// Draws an opaque picture, with these taps for each column and each row of the target, on the processor's threads.
+/// Draws an opaque picture, or a plane, with these taps for each column and each row of the target, on the processor's
+/// threads.
 void DrawCubicOnProcessor(Samples const& from, Samples const& to, std::vector<CubicTaps> const& columns,
                           std::vector<CubicTaps> const& rows, Processor& processor);
 

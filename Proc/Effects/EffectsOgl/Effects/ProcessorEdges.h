@@ -12,7 +12,7 @@ struct EdgeLook {
     bool isInverted;  ///< dark lines on white
 };
 
-/// Draws the edges of `picture` to `to`, on the processor's threads; `picture` is overwritten.
+/// Draws the edges of `picture` to `to`, on the processor's threads.
 void DrawEdgesOnProcessor(Samples const& picture, Samples const& to, EdgeLook const& look, Processor& processor);
 
 }  // namespace Kaltor::Ogl

@@ -19,6 +19,9 @@ namespace Kaltor::Ogl {
 
 using Half = std::int16_t;
 
+/// Four samples of a row, wherever they begin.
+using FourSamples [[gnu::aligned(1), gnu::may_alias]] = std::uint32_t;
+
 constexpr int kFraction = 6;  ///< bits of a number behind those of a sample
 constexpr int kWhite = 255 << kFraction;
 constexpr int kWeightBits = 15;
@@ -37,6 +40,25 @@ constexpr int kWeightBits = 15;
 inline Half ToWeight(double value) {
     constexpr long kOne = 1L << kWeightBits;
     return static_cast<Half>(std::clamp(std::lround(value * kOne), -kOne, kOne - 1));
+}
+
+/// The luma of a pixel that begins with blue, 0 to 255.
+[[gnu::always_inline]] inline float LumaOf(std::uint32_t pixel) {
+    auto const channel = [pixel](unsigned shift) __attribute__((always_inline)) {
+        return static_cast<float>(static_cast<std::int32_t>((pixel >> shift) & 255U));
+    };
+    return 0.2126F * channel(16) + 0.7152F * channel(8) + 0.0722F * channel(0);
+}
+
+/// The pixel with this many steps added to each of its colours.
+[[gnu::always_inline]] inline std::uint32_t AddGrey(std::uint32_t pixel, float steps) {
+    constexpr int kBelow = 1 << 12;  // farther below than what is added ever is: truncation then rounds down
+    int const whole = static_cast<int>(steps + (kBelow + 0.5F)) - kBelow;
+    auto const add = [ pixel, whole ](unsigned shift) __attribute__((always_inline)) {
+        int const sum = static_cast<int>((pixel >> shift) & 255U) + whole;
+        return static_cast<std::uint32_t>(std::clamp(sum, 0, 255)) << shift;
+    };
+    return (pixel & 0xFF000000U) | add(16) | add(8) | add(0);
 }
 
 /// A row of numbers with room for `pad` more before and behind it.
@@ -72,16 +94,6 @@ inline void ForStrips(int height, Processor& processor, std::function<void(int f
         int const first = static_cast<int>(i) * rows;
         work(first, std::min(first + rows, height));
     });
-}
-
-/// Whether functions compiled for AVX2 may be called.
-inline bool HasWideVectors() {
-#if defined(__x86_64__)
-    static bool const has = __builtin_cpu_supports("avx2") != 0;
-    return has;
-#else
-    return false;
-#endif
 }
 
 }  // namespace Kaltor::Ogl

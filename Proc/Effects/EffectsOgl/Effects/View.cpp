@@ -8,6 +8,7 @@
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/Pass.h"
+#include "Proc/Effects/Shared/Planes.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -52,6 +53,13 @@ glm::dvec2 GetSize(Frame const& frame) {
 
 }  // namespace
 
+bool FillsFrame(View const& view, glm::dvec2 const& size) {
+    constexpr double kDrift = 1e-6;
+    ViewBorders const borders(view, size);
+    return glm::all(glm::lessThan(borders.low, glm::dvec2(kDrift))) &&
+           glm::all(glm::greaterThan(borders.high, size - kDrift));
+}
+
 Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& storage) {
     Frame result;
     result.Allocate(picture.GetPixFmt(), picture.GetWidth(), picture.GetHeight());
@@ -84,13 +92,15 @@ void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, 
         DrawUnchanged(dst, *src, storage);
         return;
     }
+    if (IsOnPlanes(dst)) {
+        DrawCubicOnPlanes(*src, Place(view), dst, storage);
+        return;
+    }
     Frame const picture = src->FrameData().ConvertToRGBA(storage);
     Texture const& target = dst.FrameData().GetFirstTexture();
     glm::dvec2 const size = GetSize(picture);
     ViewBorders const borders(view, size);
-    constexpr double kDrift = 1e-6;
-    if (glm::all(glm::lessThan(borders.low, glm::dvec2(kDrift))) &&
-        glm::all(glm::greaterThan(borders.high, size - kDrift))) {
+    if (FillsFrame(view, size)) {
         DrawCubic(picture, Place(view), view.zoom, target, storage);
         return;
     }

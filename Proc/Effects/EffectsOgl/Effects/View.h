@@ -27,13 +27,17 @@ struct ViewBorders {
     glm::dvec2 low, high;
 };
 
+/// Whether nothing but the picture shows in a frame of this size.
+bool FillsFrame(View const& view, glm::dvec2 const& size);
+
 /// A frame of the picture's size that shows an RGB picture through the view. A little beyond the picture's border it
 /// repeats the edge, so that the border can be drawn between pixels; farther out its content is undefined.
 Frame MakeView(Frame const& picture, View const& view, ShaderStorage const& storage);
 
 /// Draws the view of `src` to `dst`, which has the same size: sharp, with `around` where there is no picture, and a
 /// border that is one soft pixel wide. In a target without alpha `around` is opaque. Without a colour the
-/// picture itself is around it, enlarged, blurred and darker; in a target with alpha nothing is.
+/// picture itself is around it, enlarged, blurred and darker; in a target with alpha nothing is. Works on planes where
+/// the view is enlarged and fills the frame.
 void DrawView(DataVideoOGL& dst, boost::intrusive_ptr<DataVideoOGL> const& src, View const& view,
               std::optional<Proc::Color> const& around, ShaderStorage const& storage);
 

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorMask.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
@@ -32,10 +33,13 @@ void main() {
 }
 )glsl";
 
+constexpr float kRimSteepness = 200.0F;  ///< 1 / the rim's width, as in the program
+
 }  // namespace
 
 class TransitionCircle final : public TransitionWithSettings<Proc::SettingsTransitionCircle> {
 public:
+    bool WorksOnPlanes() const override { return true; }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         bool const isOpening = settings.sense == Proc::SettingsTransitionCircle::Sense::Opening;
@@ -44,14 +48,37 @@ public:
             DrawUnchanged(*dst, isOpening ? *second : *first, storage);
             return;
         }
+        double const aspect = GetDisplayAspect(first->GetFrameInfo());
+        double const radius = size * 0.5 * std::sqrt(aspect * aspect + 1.0) * 1.005;
+        if (IsOnPlanes(*dst)) {
+            PlaneSource const inside(isOpening ? *second : *first);
+            PlaneSource const outside(isOpening ? *first : *second);
+            DrawPlanes(*dst, [&](Planes const& to) {
+                auto const pixelX = static_cast<float>(aspect / to[0].width);
+                float const pixelY = 1.0F / static_cast<float>(to[0].height);
+                MixOnProcessor(
+                    outside.Get(), inside.Get(), to,
+                    [&](int y, float* shares) {
+                        auto const width = static_cast<float>(to[0].width);
+                        auto const height = static_cast<float>(to[0].height);
+                        float const dy = (static_cast<float>(y) + 0.5F - 0.5F * height) * pixelY;
+                        auto const share = [&](int x) {
+                            float const dx = (static_cast<float>(x) + 0.5F - 0.5F * width) * pixelX;
+                            return (static_cast<float>(radius) - std::sqrt(dx * dx + dy * dy)) * kRimSteepness;
+                        };
+                        FillShares(0, to[0].width, kRimSteepness * pixelX, share, shares);
+                    },
+                    storage.Processor());
+            });
+            return;
+        }
         Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
         Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        double const aspect = GetDisplayAspect(first->GetFrameInfo());
         Pass(storage, "TransitionCircle", kFragment)
             .Texture(isOpening ? "tex_top" : "tex_bot", 0, outgoing, TextureFilter::Nearest)
             .Texture(isOpening ? "tex_bot" : "tex_top", 1, incoming, TextureFilter::Nearest)
             .Set("aspect", aspect)
-            .Set("radius", size * 0.5 * std::sqrt(aspect * aspect + 1.0) * 1.005)
+            .Set("radius", radius)
             .DrawTo(*dst);
     }
 };

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "Ogl/GlState.h"
+#include "Proc/Effects/EffectsOgl/Transitions/PictureQuad.h"
 #include "Proc/Effects/Shared/Blend.h"
 #include "Proc/Effects/Shared/MakeAlgorithm.h"
-#include "Proc/Effects/EffectsOgl/Transitions/PictureQuad.h"
 #include "Proc/Settings/SettingsMotionTransitions.h"
 
 namespace Kaltor::Ogl {
@@ -34,6 +34,13 @@ double GetWeight(double progress, double fade) {
 
 class TransitionKenBurns final : public TransitionWithSettings<Proc::SettingsTransitionKenBurns> {
 public:
+    bool WorksOnPlanes() const override { return true; }
+    /// As long as the pictures stay upright rectangles.
+    bool SuitsPlanes(PlaneCase const&) const override {
+        Proc::Reals8 const& directions = settings.GetDirection();
+        return directions[0] == directions[6] && directions[2] == directions[4] && directions[1] == directions[3] &&
+               directions[5] == directions[7];
+    }
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache*) const override {
         auto const k = static_cast<float>(progress);

@@ -221,7 +221,10 @@ vec4 shade_side() {
     vec2 inside = (vec2(1.0) - abs(edges.xy)) / max(fwidth(edges.xy), vec2(1.0e-6));
     // Faces lie over its long edges: no gap shows between them.
     vec2 cover = clamp(inside + vec2(0.5, 1.0), 0.0, 1.0);
-    vec4 color = mix(texture2D(tex2, coords_behind), texture2D(tex1, coords), smoothstep(-1.0, 1.0, edges.y));
+    vec4 front = texture2D(tex1, coords);
+    vec4 back = texture2D(tex2, coords_behind);
+    vec4 color = mix(back, front, smoothstep(-1.0, 1.0, edges.y));
+    color *= min(front.a, back.a) / max(color.a, 0.001);  // a cut-out has a side where both of its faces are
     color.rgb = min(color.rgb * light.x + color.a * light.y, color.a);
     return color * (cover.x * cover.y * edges.z);
 }

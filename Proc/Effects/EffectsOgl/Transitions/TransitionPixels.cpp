@@ -3,15 +3,22 @@
 // and then that recovers. Each pixel is the mean of what it covers. Scatter: pixels change from one picture to the
 // other, each softly. The order is random, and every object draws it for itself; with clusters, neighbours change one
 // soon after the other.
+//
+// Video on planes is drawn there by the processor's threads (see ProcessorPixels.cpp), but for pixels that grow
+// steadily.
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <numeric>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "Ogl/Noise.h"
 #include "Ogl/Random.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorMask.h"
+#include "Proc/Effects/EffectsOgl/Effects/ProcessorPixels.h"
 #include "Proc/Effects/EffectsOgl/Transitions/Tiles.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
@@ -121,6 +128,16 @@ Frame MakeMeans(Frame const& picture, TileGrid const& lattice, std::uint32_t hal
     return MakeScaled(picture, static_cast<std::uint32_t>(columns), static_cast<std::uint32_t>(rows), storage);
 }
 
+/// GLSL's `smoothstep` from `begin` to `begin` + `length`.
+double RiseSmoothly(double begin, double length, double x) {
+    double const t = std::clamp((x - begin) / length, 0.0, 1.0);
+    return t * t * (3.0 - 2.0 * t);
+}
+
+// How long a change takes: of the largest pixels that both pictures have become, and of scattered ones.
+constexpr double kCoarseSoftness = 0.2;
+constexpr double kScatterSoftness = 0.1;
+
 constexpr double kFinest = 540.0;  // the last pixels along the shorter side before the picture itself
 
 /// The state of coarsening.
@@ -190,27 +207,44 @@ class TransitionPixels final : public TransitionWithSettings<Proc::SettingsTrans
 public:
     void SetSeed(std::uint32_t given) override { seed = Random(given).Draw(); }
 
-    /// The order for the lattice that was requested last.
+    /// The order for the lattice that was requested last, the lowest row first.
     class CacheImpl final : public OglCache {
     public:
-        Texture const& Get(TileGrid const& wanted, double wantedClusters, std::uint32_t seed) {
+        std::vector<float> const& Get(TileGrid const& wanted, double wantedClusters, std::uint32_t seed) {
             if (wanted != current || wantedClusters != clusters) {
-                std::vector<float> const order = MakeOrder(wanted, wantedClusters, seed);
-                table = Texture(static_cast<std::uint32_t>(wanted.columns), static_cast<std::uint32_t>(wanted.rows),
-                                order.data());
+                order = MakeOrder(wanted, wantedClusters, seed);
+                table.reset();
                 current = wanted;
                 clusters = wantedClusters;
             }
-            return table;
+            return order;
+        }
+        /// The same.
+        Texture const& GetTexture(TileGrid const& wanted, double wantedClusters, std::uint32_t seed) {
+            std::vector<float> const& values = Get(wanted, wantedClusters, seed);
+            if (!table) {
+                table.emplace(static_cast<std::uint32_t>(wanted.columns), static_cast<std::uint32_t>(wanted.rows),
+                              values.data());
+            }
+            return *table;
         }
 
     private:
         TileGrid current;
         double clusters = 0.0;
-        Texture table;
+        std::vector<float> order;
+        std::optional<Texture> table;
     };
 
     OglCache* CreateCache() const override { return new CacheImpl; }
+    bool WorksOnPlanes() const override { return true; }
+    bool SuitsPlanes(PlaneCase const& drawn) const override {
+        using Settings = Proc::SettingsTransitionPixels;
+        TileGrid const lattice = FindLattice(drawn.info);
+        bool const hasBlocks = static_cast<std::uint32_t>(lattice.columns) < drawn.info.width &&
+                               static_cast<std::uint32_t>(lattice.rows) < drawn.info.height;
+        return settings.type == Settings::Type::Scatter || (settings.growth == Settings::Growth::Steps && hasBlocks);
+    }
 
     void Processing(DataVideoOGL* dst, Src const& first, Src const& second, double, double progress,
                     ShaderStorage const& storage, OglCache* cache) const override {
@@ -218,40 +252,120 @@ public:
         if (DrawAtRest(*dst, *first, *second, progress, storage)) {
             return;
         }
-        Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
-        Frame const incoming = second->FrameData().ConvertToRGBA(storage);
-        // No square is smaller than a pixel.
-        TileGrid const lattice = MakeSquareGrid(settings.num, GetDisplayAspect(first->GetFrameInfo()),
-                                                outgoing.GetWidth(), outgoing.GetHeight());
-        if (settings.type == Proc::SettingsTransitionPixels::Type::Coarsen) {
-            Coarsen(*dst, outgoing, incoming, lattice, order.Get(lattice, settings.clusters, seed), progress, storage);
+        TileGrid const lattice = FindLattice(first->GetFrameInfo());
+        bool const isCoarsened = settings.type == Proc::SettingsTransitionPixels::Type::Coarsen;
+        if (IsOnPlanes(*dst)) {
+            std::vector<float> const& moments = order.Get(lattice, settings.clusters, seed);
+            isCoarsened ? CoarsenOnPlanes(*dst, *first, *second, lattice, moments, progress, storage)
+                        : ScatterOnPlanes(*dst, *first, *second, lattice, moments, progress, storage);
             return;
         }
-        constexpr float kSoftness = 0.1F;
+        if (isCoarsened) {
+            Coarsen(*dst, first->FrameData(), second->FrameData(), lattice,
+                    order.GetTexture(lattice, settings.clusters, seed), progress, storage);
+            return;
+        }
+        Frame const outgoing = first->FrameData().ConvertToRGBA(storage);
+        Frame const incoming = second->FrameData().ConvertToRGBA(storage);
         Pass(storage, "TransitionPixels_1", {kGlslVersion, kStraightAlpha, kScatter})
             .Texture("tex1", 0, outgoing, TextureFilter::Nearest)
             .Texture("tex2", 1, incoming, TextureFilter::Nearest)
-            .Texture("order", 2, order.Get(lattice, settings.clusters, seed))
+            .Texture("order", 2, order.GetTexture(lattice, settings.clusters, seed))
             .Set("size", static_cast<float>(lattice.columns), static_cast<float>(lattice.rows))
             .Set("now", progress)
-            .Set("softness", kSoftness)
+            .Set("softness", kScatterSoftness)
             .DrawTo(*dst);
     }
 
 private:
+    /// No square is smaller than a pixel.
+    TileGrid FindLattice(Conf::FrameInfo const& info) const {
+        return MakeSquareGrid(settings.num, GetDisplayAspect(info), info.width, info.height);
+    }
+
     static glm::vec2 GetSize(Frame const& frame) {
         return {static_cast<float>(frame.GetWidth()), static_cast<float>(frame.GetHeight())};
+    }
+
+    void CoarsenOnPlanes(DataVideoOGL& dst, DataVideoOGL& first, DataVideoOGL& second, TileGrid const& lattice,
+                         std::vector<float> const& order, double progress, ShaderStorage const& storage) const {
+        Coarseness const coarseness(settings.num, progress);
+        Processor& processor = storage.Processor();
+        auto const find = [&](PlaneSource const& picture, std::uint32_t halvings) {
+            return FindMeans(picture.Get(), lattice.columns << halvings, lattice.rows << halvings, processor);
+        };
+        if (coarseness.isCoarsest) {
+            auto const share = [&](int column, int row) {
+                double const moment =
+                    order[static_cast<std::size_t>((lattice.rows - 1 - row) * lattice.columns + column)];
+                return RiseSmoothly(moment * (1.0 - kCoarseSoftness), kCoarseSoftness, coarseness.changed);
+            };
+            BlockMeans const means = MixMeans(find(PlaneSource(first), 0), find(PlaneSource(second), 0), share);
+            DrawPlanes(dst, [&](Planes const& to) { ShowMeans(means, {}, to, processor); });
+            return;
+        }
+        DataVideoOGL& shown = progress < 0.5 ? first : second;
+        Conf::FrameInfo const& info = shown.GetFrameInfo();
+        auto const arePixels = [&](std::uint32_t halvings) {
+            return static_cast<std::uint64_t>(lattice.columns) << halvings >= info.width ||
+                   static_cast<std::uint64_t>(lattice.rows) << halvings >= info.height;
+        };
+        if (arePixels(coarseness.halvings)) {
+            DrawUnchanged(dst, shown, storage);
+            return;
+        }
+        PlaneSource const picture(shown);
+        DrawPlanes(dst, [&](Planes const& to) {
+            if (coarseness.isNextSharp || coarseness.smaller == 0.0 || arePixels(coarseness.halvings + 1)) {
+                ShowMeans(find(picture, coarseness.halvings), {nullptr, &picture.Get(), coarseness.smaller}, to,
+                          processor);
+                return;
+            }
+            BlockMeans const finer = find(picture, coarseness.halvings + 1);
+            ShowMeans(JoinMeans(finer), {&finer, nullptr, coarseness.smaller}, to, processor);
+        });
+    }
+
+    static void ScatterOnPlanes(DataVideoOGL& dst, DataVideoOGL& first, DataVideoOGL& second, TileGrid const& lattice,
+                                std::vector<float> const& order, double progress, ShaderStorage const& storage) {
+        PlaneSource const outgoing(first);
+        PlaneSource const incoming(second);
+        std::vector<float> shares(order.size());
+        std::transform(order.begin(), order.end(), shares.begin(), [progress](float moment) {
+            return static_cast<float>(RiseSmoothly(moment * (1.0 - kScatterSoftness), kScatterSoftness, progress));
+        });
+        // The square of a pixel, as the program finds it.
+        auto const find = [](double at, int count) {
+            return std::clamp(static_cast<int>(at * count + 0.001), 0, count - 1);
+        };
+        int const width = outgoing.Get()[0].width;
+        int const height = outgoing.Get()[0].height;
+        std::vector<int> columns;
+        for (int x = 0; x < width; ++x) {
+            columns.push_back(find((x + 0.5) / width, lattice.columns));
+        }
+        DrawPlanes(dst, [&](Planes const& to) {
+            MixOnProcessor(
+                outgoing.Get(), incoming.Get(), to,
+                [&](int y, float* out) {
+                    int const row = find(1.0 - (y + 0.5) / height, lattice.rows);
+                    float const* const ofRow = shares.data() + std::ptrdiff_t{row} * lattice.columns;
+                    for (int const column : columns) {
+                        *out++ = ofRow[column];
+                    }
+                },
+                storage.Processor());
+        });
     }
 
     void Coarsen(DataVideoOGL& dst, Frame const& outgoing, Frame const& incoming, TileGrid const& lattice,
                  Texture const& order, double progress, ShaderStorage const& storage) const {
         Coarseness const coarseness(settings.num, progress);
         if (coarseness.isCoarsest) {
-            Frame const a = MakeMeans(outgoing, lattice, 0, storage);
-            Frame const b = MakeMeans(incoming, lattice, 0, storage);
+            Frame const a = MakeMeans(outgoing.ConvertToRGBA(storage), lattice, 0, storage);
+            Frame const b = MakeMeans(incoming.ConvertToRGBA(storage), lattice, 0, storage);
             Premultiplied const from(a, storage);
             Premultiplied const to(b, storage);
-            constexpr double kSoftness = 0.2;
             Pass(storage, "TransitionPixels_change", {kGlslVersion, kStraightAlpha, kChange})
                 .Texture("tex1", 0, from.Get(), TextureFilter::Nearest)
                 .Texture("tex2", 1, to.Get(), TextureFilter::Nearest)
@@ -259,11 +373,12 @@ private:
                 .Set("size", GetSize(a))
                 .Set("pixels", GetSize(outgoing))
                 .Set("now", coarseness.changed)
-                .Set("softness", kSoftness)
+                .Set("softness", kCoarseSoftness)
                 .DrawTo(dst);
             return;
         }
-        Frame const& picture = progress < 0.5 ? outgoing : incoming;
+        // The other one is not seen, and not converted.
+        Frame const picture = (progress < 0.5 ? outgoing : incoming).ConvertToRGBA(storage);
         settings.growth == Proc::SettingsTransitionPixels::Growth::Steady
             ? ShowSteady(dst, picture, lattice, coarseness, storage)
             : ShowSteps(dst, picture, lattice, coarseness, storage);

@@ -169,7 +169,10 @@ varying vec4 coords;
 varying vec2 light;
 varying vec3 strip;
 void main() {
-    vec4 color = 0.5 * (texture2D(tex1, coords.xy) + texture2D(tex2, coords.zw));
+    vec4 front = texture2D(tex1, coords.xy);
+    vec4 back = texture2D(tex2, coords.zw);
+    vec4 color = 0.5 * (front + back);
+    color *= min(front.a, back.a) / max(color.a, 0.001);  // a cut-out has an edge where both of its sides are
     color.rgb = mix(color.rgb, vec3(0.85 * color.a), 0.3);
     color.rgb = min(color.rgb * light.x + color.a * light.y, color.a);
     float cover = clamp((1.0 - abs(strip.x)) * strip.y + 0.5, 0.0, 1.0) * smoothstep(0.0, 0.1, strip.z);
