@@ -13,6 +13,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 #include "Edit/Declaration.h"
 #include "Edit/FieldCurve.h"
 #include "Edit/Schema.h"
@@ -47,7 +48,7 @@ std::string Show(Json const& value) {
         return value.is_object() ? "an object" : "a list";
     }
     std::string const text = value.dump(-1, ' ', false, Json::error_handler_t::replace);
-    return text.size() <= kLongest ? text : text.substr(0, kLongest) + "...\"";
+    return text.size() <= kLongest ? text : std::string(Core::BeginningOf(text, kLongest)) + "...\"";
 }
 
 [[noreturn]] void RefuseType(Place const& place, Json const& value, std::string const& wanted) {
@@ -132,17 +133,18 @@ void Read(Json const& value, Place const& place, Context const&, Proc::Color& me
 }
 
 void Read(Json const& value, Place const& place, Context const&, Output::Size& member) {
+    constexpr std::size_t kLongest = 32;  // the schema's expression takes stack for each digit
     std::string const& text = ReadText(value, place, "a size");
     std::size_t const cross = text.find_first_of("xX");
     std::string_view const view = text;
-    std::optional<std::uint32_t> const width = Core::ParseNumber<std::uint32_t>(view.substr(0, cross));
-    std::optional<std::uint32_t> const height =
-        cross == std::string::npos ? std::nullopt : Core::ParseNumber<std::uint32_t>(view.substr(cross + 1));
-    if (!width || !height || *width == 0 || *height == 0 || *width % 2 != 0 || *height % 2 != 0) {
+    auto const readSide = [](std::string_view side) { return Core::ParseNumber<std::uint32_t>(side).value_or(0); };
+    std::uint32_t const width = readSide(view.substr(0, cross));
+    std::uint32_t const height = cross == std::string::npos ? 0 : readSide(view.substr(cross + 1));
+    if (text.size() > kLongest || width == 0 || height == 0 || width % 2 != 0 || height % 2 != 0) {
         place.Refuse(
             fmt::format("{} is not a size: it takes WIDTHxHEIGHT, two even numbers, such as 1280x720", Show(value)));
     }
-    member = {*width, *height};
+    member = {width, height};
 }
 
 void Read(Json const& value, Place const& place, Context const&, Media::BitRate& member) {
@@ -437,8 +439,8 @@ public:
         std::string const& text = ReadText(*name, place / key, "a name");
         bool const isTransition = std::string_view(key) == "transition";
         if (!isTransition || text != "none") {
+            std::string const found = Proc::IsShaderFile(text) ? ResolveShader(text, place / key) : text;
             fields = Parsed(place / key, [&] {
-                std::string const found = Proc::IsShaderFile(text) ? ResolveShader(text, place / key) : text;
                 Host::CatalogEntry const& entry =
                     isTransition ? context.catalog.FindTransition(found) : context.catalog.FindEffect(found);
                 return Host::MakeSettings(entry, {});

@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <filesystem>
+#include <stdexcept>
 
 #include <fmt/format.h>
 
+#include "Core/Interfaces/Exception.h"
 #include "Edit/Declaration.h"
 #include "Edit/FieldCurve.h"
 
@@ -265,7 +267,12 @@ std::string FormatDocument(Document const& document, std::string const& folder) 
     }
     Json json = WriteDocument(copy);
     MakeShadersRelative(json, base);
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    try {
+        return json.dump(2) + "\n";
+    } catch (Json::type_error const&) {
+        // Other text in its place would be another file's name.
+        Core::Throw(std::invalid_argument("an edit cannot hold names that are not UTF-8; give the file another name"));
+    }
 }
 
 }  // namespace Kaltor::Edit

@@ -1,7 +1,6 @@
 #include "Edit/Easing.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <numbers>
 #include <optional>
@@ -11,6 +10,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 #include "Proc/Settings/Settings.h"
 
 namespace Kaltor::Edit {
@@ -104,14 +104,10 @@ constexpr std::array<NamedBezier, 4> kBezier{{{"ease", {0.25, 0.1, 0.25, 1.0}},
                                               {"ease-out", {0.0, 0.0, 0.58, 1.0}},
                                               {"ease-in-out", {0.42, 0.0, 0.58, 1.0}}}};
 
-std::string Lower(std::string_view text) {
-    std::string result;
-    for (char const c : text) {
-        if (c != ' ') {
-            result += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        }
-    }
-    return result;
+std::string LowerWithoutBlanks(std::string_view text) {
+    std::string lower = Core::ToLower(text);
+    std::erase(lower, ' ');
+    return lower;
 }
 
 /// One coordinate of the curve from (0, 0) to (1, 1) at the parameter `t`.
@@ -166,9 +162,9 @@ std::vector<std::string> Easing::ListNames() {
 Easing Easing::Parse(std::string_view text) {
     constexpr std::size_t kLongest = 100;
     if (text.size() > kLongest) {
-        Refuse(text.substr(0, kLongest), "the text is too long");
+        Refuse(Core::BeginningOf(text, kLongest), "the text is too long");
     }
-    std::string const wanted = Lower(text);
+    std::string const wanted = LowerWithoutBlanks(text);
     Easing easing;
     if (wanted == "linear") {
         return easing;
@@ -179,7 +175,7 @@ Easing Easing::Parse(std::string_view text) {
         return easing;
     }
     for (Named const& penner : kPenner) {
-        if (Lower(penner.name) == wanted) {
+        if (LowerWithoutBlanks(penner.name) == wanted) {
             easing.kind = Kind::Penner;
             easing.name = penner.name;
             easing.function = penner.function;

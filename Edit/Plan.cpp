@@ -1,11 +1,15 @@
 #include "Edit/Plan.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <set>
 #include <stdexcept>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
 #include "Edit/FieldCurve.h"
@@ -47,7 +51,9 @@ double ResolveIn(Time const& time, AVRational frameRate, double span) {
 class Planner {
 public:
     Planner(Document const& wholeDocument, PlanOptions const& planOptions)
-        : document(wholeDocument), options(planOptions), ownProber({planOptions.allowPlaylists, planOptions.cancel}),
+        : document(wholeDocument),
+          options(planOptions),
+          ownProber({planOptions.allowPlaylists, planOptions.cancel}),
           prober(planOptions.prober != nullptr ? *planOptions.prober : ownProber) {}
 
     Plan Make() {
@@ -174,8 +180,7 @@ private:
             case Output::Hdr::Hlg:
                 target.colorSpec = {ColorMatrix::Bt2020, ColorRange::Limited};
                 target.primaries = AVCOL_PRI_BT2020;
-                target.transfer =
-                    document.output.hdr == Output::Hdr::Pq ? AVCOL_TRC_SMPTE2084 : AVCOL_TRC_ARIB_STD_B67;
+                target.transfer = document.output.hdr == Output::Hdr::Pq ? AVCOL_TRC_SMPTE2084 : AVCOL_TRC_ARIB_STD_B67;
                 break;
         }
         if (target.transfer != AVCOL_TRC_SMPTE2084) {
@@ -415,6 +420,33 @@ private:
         }
     }
 
+    /// Look-up tables and pictures are read when the first frame is drawn, which may be hours later.
+    void CheckFiles(Proc::Settings const& settings, std::string const& place) const {
+        for (Proc::Field const& field : settings.GetFields()) {
+            if (field.type != Proc::FieldType::File) {
+                continue;
+            }
+            std::string const at = fmt::format("{}/{}", place, field.key);
+            std::string const file = std::get<std::string>(field.get(settings));
+            if (file.empty()) {
+                // Only a shader cannot draw without its picture.
+                if (!field.isOptional && !settings.GetOrigin().empty()) {
+                    Refuse(at,
+                           fmt::format("{0} needs a picture: {1}=PICTURE.png behind its name, or in an edit \"{1}\": "
+                                       "\"PICTURE.png\"",
+                                       settings.GetClassId(), field.key));
+                }
+                continue;
+            }
+            char const* const path = file == "-" ? "/dev/stdin" : file.c_str();
+            if (::access(path, R_OK) != 0) {
+                Refuse(at, fmt::format("{}: cannot be read ({})", file, std::strerror(errno)));
+            } else if (std::error_code error; !std::filesystem::is_regular_file(path, error)) {
+                Refuse(at, fmt::format("{}: is not a plain file", file));
+            }
+        }
+    }
+
     PlannedLook MakeLook(Look const& look, std::int64_t first, std::int64_t frames, std::string const& place) const {
         PlannedLook planned;
         planned.settings = look.settings;
@@ -432,6 +464,9 @@ private:
                             [&](KeyedField const& keyed) { return needsEnd(keyed.curve); })) {
                 Refuse(place, fmt::format("{}: {}", look.settings->GetClassId(), kNeedsLength));
             }
+        }
+        if (look.settings) {
+            CheckFiles(*look.settings, place);
         }
         double const span = plan.time.SecondsOf(frames);
         for (KeyedField const& keyed : look.keyed) {

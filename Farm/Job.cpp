@@ -13,11 +13,18 @@ using Edit::Json;
 
 constexpr int kFormat = 2;
 
+Json FileToJson(SourceFile const& file) {
+    return {{"path", file.path}, {"size", file.fingerprint.size}, {"checksum", file.fingerprint.checksum}};
+}
+
+SourceFile FileFromJson(Json const& file) {
+    return {file.at("path"), {file.at("size"), file.at("checksum")}};
+}
+
 Json FilesToJson(std::vector<SourceFile> const& files) {
     Json list = Json::array();
     for (SourceFile const& file : files) {
-        list.push_back(
-            {{"path", file.path}, {"size", file.fingerprint.size}, {"checksum", file.fingerprint.checksum}});
+        list.push_back(FileToJson(file));
     }
     return list;
 }
@@ -25,9 +32,13 @@ Json FilesToJson(std::vector<SourceFile> const& files) {
 std::vector<SourceFile> FilesFromJson(Json const& list) {
     std::vector<SourceFile> files;
     for (Json const& file : list) {
-        files.push_back({file.at("path"), {file.at("size"), file.at("checksum")}});
+        files.push_back(FileFromJson(file));
     }
     return files;
+}
+
+[[noreturn]] void FailDamaged(std::string const& name) {
+    Core::Throw(std::runtime_error(fmt::format("{}: damaged, or no file of this program", name)));
 }
 
 /// Runs `read`; what is missing or of another type is a damaged file.
@@ -36,8 +47,20 @@ auto Reading(std::string const& name, Read const& read) {
     try {
         return read();
     } catch (Json::exception const&) {
-        Core::Throw(std::runtime_error(fmt::format("{}: damaged, or no file of this program", name)));
+        FailDamaged(name);
     }
+}
+
+/// Whether the parts are all frames, each once.
+bool HasWholeParts(Job const& job) {
+    std::int64_t end = 0;
+    for (Part const& part : job.parts) {
+        if (part.first != end || part.end <= end) {
+            return false;
+        }
+        end = part.end;
+    }
+    return end > 0 && end == job.frames && job.frameRate.num > 0 && job.frameRate.den > 0;
 }
 
 }  // namespace
@@ -102,8 +125,7 @@ Job JobFromJson(Json const& json, std::string const& name) {
         job.container = json.at("container");
         job.metadata = json.at("metadata").get<Media::TextMap>();
         for (Json const& chapter : json.at("chapters")) {
-            job.chapters.push_back(
-                {Media::Microseconds(chapter.at("start").get<std::int64_t>()), chapter.at("title")});
+            job.chapters.push_back({Media::Microseconds(chapter.at("start").get<std::int64_t>()), chapter.at("title")});
         }
         job.overwrite = json.at("overwrite");
         job.allowPlaylists = json.at("allowPlaylists");
@@ -115,11 +137,19 @@ Job JobFromJson(Json const& json, std::string const& name) {
         for (Json const& part : json.at("parts")) {
             job.parts.push_back({part.at("first"), part.at("end"), part.at("work")});
         }
+        if (job.kind == Job::Kind::Video && !HasWholeParts(job)) {
+            FailDamaged(name);
+        }
         return job;
     });
 }
 
 Json ToJson(PartResult const& result) {
+    Json videos = Json::array();
+    for (MadeVideo const& video : result.videos) {
+        videos.push_back(FileToJson(video));
+        videos.back()["frames"] = video.frames;
+    }
     return {{"file", result.file},
             {"checksum", result.checksum},
             {"bytes", result.bytes},
@@ -129,13 +159,16 @@ Json ToJson(PartResult const& result) {
             {"startSeconds", result.startSeconds},
             {"machine", result.machine},
             {"renderer", result.renderer},
-            {"videos", FilesToJson(result.videos)}};
+            {"videos", std::move(videos)}};
 }
 
 PartResult PartResultFromJson(Json const& json, std::string const& name) {
     return Reading(name, [&] {
         PartResult result;
         result.file = json.at("file");
+        if (result.file.find('/') != std::string::npos || result.file.starts_with('.')) {
+            FailDamaged(name);  // it would be read, and removed, elsewhere
+        }
         result.checksum = json.at("checksum");
         result.bytes = json.at("bytes");
         result.frames = json.at("frames");
@@ -144,7 +177,9 @@ PartResult PartResultFromJson(Json const& json, std::string const& name) {
         result.startSeconds = json.at("startSeconds");
         result.machine = json.at("machine");
         result.renderer = json.at("renderer");
-        result.videos = FilesFromJson(json.at("videos"));
+        for (Json const& video : json.at("videos")) {
+            result.videos.push_back({FileFromJson(video), video.at("frames")});
+        }
         return result;
     });
 }

@@ -29,6 +29,11 @@ struct SourceFile {
     bool operator==(SourceFile const&) const = default;
 };
 
+/// A whole video of a batch.
+struct MadeVideo : SourceFile {
+    std::int64_t frames = 0;
+};
+
 /// A video, or a batch of videos, cut into parts that any machine can make in any order. It holds all that the parts
 /// follow from, and nothing of where they are made.
 struct Job {
@@ -77,8 +82,8 @@ struct PartResult {
     double startSeconds = 0.0;  ///< of those, before the first frame was done
     std::string machine;
     std::string renderer;
-    /// A batch's: path, size and checksum of each video, in the order of the rows.
-    std::vector<SourceFile> videos;
+    /// A batch's, in the order of the rows.
+    std::vector<MadeVideo> videos;
 };
 
 Edit::Json ToJson(PartResult const& result);

@@ -116,12 +116,15 @@ private:
             words.push_back(std::to_string(task.index + 1));
         }
         ProcessOptions process;
-        process.log =
-            folder.At(task.IsSound() ? std::string("log/sound.txt") : fmt::format("log/{:05}.txt", task.index + 1));
+        process.log = LogOf(task);
         if (slots.size() > 1) {
             process.processors = ShareOf(index);
         }
         slot.process = Farm::Start(words, process);
+    }
+
+    std::string LogOf(Task const& task) const {
+        return folder.At(task.IsSound() ? std::string("log/sound.txt") : fmt::format("log/{:05}.txt", task.index + 1));
     }
 
     /// Encoders and software GL start a thread for each processor that they may use.
@@ -147,6 +150,10 @@ private:
             } else {
                 folder.ReportFailure(slot.entry.task, fmt::format("ended by signal {}", WTERMSIG(status)));
             }
+        } else if (folder.GetState(slot.entry.task).stage != TaskState::Stage::Failed) {
+            // It came to no task: a library that is missing, for example.
+            folder.ReportFailure(slot.entry.task, fmt::format("ended with status {}; see {}", WEXITSTATUS(status),
+                                                              LogOf(slot.entry.task)));
         }
     }
 

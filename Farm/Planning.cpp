@@ -251,8 +251,11 @@ PlannedJob PlanBatch(BatchSource const& source, std::uint32_t seed, Host::Catalo
     job.editFolder = fs::absolute(source.folder).lexically_normal().string();
     job.isTrusted = source.isTrusted;
     Json form = source.form;
-    if (form.is_object() && !form.value("output", Json::object()).contains("seed")) {
-        form["output"]["seed"] = seed;
+    if (form.is_object()) {
+        Json& output = *form.emplace("output", Json::object()).first;
+        if (output.is_object()) {  // what it is otherwise is refused with the first row
+            output.emplace("seed", seed);
+        }
     }
     planned.texts.edit = form.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
     planned.texts.rows = ToJson(source.table).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";

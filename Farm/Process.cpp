@@ -1,9 +1,12 @@
 #include "Farm/Process.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -56,6 +59,38 @@ std::vector<char*> ToPointers(std::vector<std::string>& words) {
     return pointers;
 }
 
+/// A set of processors of any number; `cpu_set_t` alone holds 1024.
+class ProcessorSet {
+public:
+    explicit ProcessorSet(int count) : size(CPU_ALLOC_SIZE(count)), set(CPU_ALLOC(count)) {
+        if (!set) {
+            Core::Throw(std::bad_alloc());
+        }
+        CPU_ZERO_S(size, set.get());
+    }
+
+    void Add(int number) { CPU_SET_S(static_cast<std::size_t>(number), size, set.get()); }
+    std::vector<int> List() const {
+        constexpr std::size_t kBits = 8;
+        std::vector<int> numbers;
+        for (std::size_t i = 0; i < size * kBits; ++i) {
+            if (CPU_ISSET_S(i, size, set.get())) {
+                numbers.push_back(static_cast<int>(i));
+            }
+        }
+        return numbers;
+    }
+    std::size_t GetBytes() const { return size; }
+    cpu_set_t* Get() const { return set.get(); }
+
+private:
+    struct Free {
+        void operator()(cpu_set_t* set) const { CPU_FREE(set); }
+    };
+    std::size_t size;
+    std::unique_ptr<cpu_set_t, Free> set;
+};
+
 /// This process's with what is added or replaced.
 std::vector<std::string> MakeEnvironment(ProcessOptions const& options) {
     std::vector<std::string> variables;
@@ -80,10 +115,10 @@ std::vector<std::string> MakeEnvironment(ProcessOptions const& options) {
     std::vector<std::string> environment = MakeEnvironment(options);
     std::vector<char*> const wordPointers = ToPointers(words);
     std::vector<char*> const environmentPointers = ToPointers(environment);
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
+    ProcessorSet processors(
+        options.processors.empty() ? 1 : *std::max_element(options.processors.begin(), options.processors.end()) + 1);
     for (int const number : options.processors) {
-        CPU_SET(static_cast<std::size_t>(number), &processors);
+        processors.Add(number);
     }
     Pipe failure;  // stays empty where the program starts
     ::pid_t const parent = ::getpid();
@@ -107,7 +142,7 @@ std::vector<std::string> MakeEnvironment(ProcessOptions const& options) {
             ::dup2(err, STDERR_FILENO);
         }
         if (!options.processors.empty()) {
-            ::sched_setaffinity(0, sizeof processors, &processors);
+            ::sched_setaffinity(0, processors.GetBytes(), processors.Get());
         }
         ::execvpe(wordPointers[0], wordPointers.data(), environmentPointers.data());
         int const error = errno;
@@ -189,16 +224,19 @@ Answer Ask(std::vector<std::string> const& words) {
 }
 
 std::vector<int> GetProcessors() {
-    cpu_set_t set;
-    std::vector<int> numbers;
-    if (::sched_getaffinity(0, sizeof set, &set) == 0) {
-        for (int i = 0; i < CPU_SETSIZE; ++i) {
-            if (CPU_ISSET(static_cast<std::size_t>(i), &set)) {
-                numbers.push_back(i);
-            }
+    // The kernel refuses a set that is smaller than its own.
+    constexpr int kLeast = 1024;
+    constexpr int kMost = 1 << 20;
+    for (int count = kLeast; count <= kMost; count *= 2) {
+        ProcessorSet const set(count);
+        if (::sched_getaffinity(0, set.GetBytes(), set.Get()) == 0) {
+            return set.List();
+        }
+        if (errno != EINVAL) {
+            break;
         }
     }
-    return numbers.empty() ? std::vector<int>{0} : numbers;
+    return {0};
 }
 
 }  // namespace Kaltor::Farm

@@ -167,18 +167,20 @@ private:
         Render::RenderResult const made = Render::Render(render, catalog.GetFactory());
         NoteRenderer(made);
         result.frames += made.frames;
-        result.videos.push_back({edit.output, {fs::file_size(edit.output), ChecksumOfFile(edit.output)}});
+        result.videos.push_back(
+            {{edit.output, {fs::file_size(edit.output), ChecksumOfFile(edit.output)}}, made.frames});
         result.bytes += result.videos.back().fingerprint.size;
         folder.KeepAttempt(task, result);
     }
 
     /// Whether an attempt that was stopped has made a video already.
     bool IsMade(std::string const& output) {
-        for (SourceFile const& video : attempt.videos) {
+        for (MadeVideo const& video : attempt.videos) {
             std::error_code error;
             if (video.path == output && fs::exists(output, error) &&
                 ChecksumOfFile(output) == video.fingerprint.checksum) {
                 result.videos.push_back(video);
+                result.frames += video.frames;
                 result.bytes += video.fingerprint.size;
                 return true;
             }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
@@ -12,6 +11,7 @@
 #include <fmt/ranges.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Host/Plugin.h"
 #include "Host/ShaderFolders.h"
 #include "Proc/Effects/ShaderFiles/SettingsShaderFile.h"
@@ -47,13 +47,6 @@ constexpr std::array kAliases{
 
 /// Takes a base and any number of overlays: a service, although it is named as an effect.
 constexpr std::string_view kBlender = "EffectImageBlender";
-
-std::string Lower(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return result;
-}
 
 std::string_view WithoutPrefix(std::string_view name) {
     for (std::string_view const prefix : {kEffectPrefix, kTransitionPrefix}) {
@@ -104,8 +97,8 @@ Catalog::~Catalog() = default;
 Catalog::Catalog(std::vector<RegisteredEffect> const& registered) : opened(std::make_unique<Opened>()) {
     for (RegisteredEffect const& effect : registered) {
         if (effect.implName == Proc::ImplNames::OGL) {
-            entries.push_back({effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender,
-                               effect.settings});
+            entries.push_back(
+                {effect.classId, KindOf(effect), effect.inputs == 2, effect.classId == kBlender, effect.settings});
         }
     }
 }
@@ -121,10 +114,11 @@ Catalog Catalog::Load(Proc::ShaderHost const& shaderHost) {
 }
 
 bool Catalog::IsTaken(std::string const& name) const {
-    std::string const wanted = Lower(name);
+    std::string const wanted = Core::ToLower(name);
     return std::any_of(entries.begin(), entries.end(),
                        [&](CatalogEntry const& entry) {
-                           return Lower(entry.name) == wanted || Lower(WithoutPrefix(entry.name)) == wanted;
+                           return Core::ToLower(entry.name) == wanted ||
+                                  Core::ToLower(WithoutPrefix(entry.name)) == wanted;
                        }) ||
            std::any_of(kAliases.begin(), kAliases.end(), [&](Alias const& alias) { return alias.name == wanted; });
 }
@@ -183,7 +177,9 @@ template <typename Accepts>
 CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts, std::string const& what,
                                        std::size_t inputs) const {
     bool const isFile = Proc::IsShaderFile(name);
-    if (isFile && (std::filesystem::exists(name) || name.find('/') != std::string::npos)) {
+    std::error_code error;
+    bool const isThere = std::filesystem::exists(name, error) || error;  // what cannot be looked at is refused by name
+    if (isFile && (isThere || name.find('/') != std::string::npos)) {
         CatalogEntry const& entry = Open(name);
         if (!accepts(entry)) {
             Core::Throw(std::invalid_argument(fmt::format(
@@ -191,7 +187,7 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
         }
         return entry;
     }
-    std::string const wanted = Lower(name);
+    std::string const wanted = Core::ToLower(name);
     std::string const wantedStem = isFile ? wanted.substr(0, wanted.size() - Proc::kShaderEnding.size()) : "";
     std::vector<CatalogEntry const*> found;
     CatalogEntry const* refused = nullptr;
@@ -204,9 +200,9 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     std::vector<std::string> shortNames;
     for (CatalogEntry const& entry : entries) {
         bool const isStem =
-            isFile && Lower(entry.name) == wantedStem && entry.defaults && !entry.defaults->GetOrigin().empty();
-        bool const isFull = Lower(entry.name) == wanted || isStem;
-        bool const isOwn = isFull || Lower(WithoutPrefix(entry.name)) == wanted;
+            isFile && Core::ToLower(entry.name) == wantedStem && entry.defaults && !entry.defaults->GetOrigin().empty();
+        bool const isFull = Core::ToLower(entry.name) == wanted || isStem;
+        bool const isOwn = isFull || Core::ToLower(WithoutPrefix(entry.name)) == wanted;
         bool const isMatch = isOwn || isAlias(entry);
         if (!accepts(entry)) {
             refused = isMatch ? &entry : refused;
@@ -251,7 +247,7 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     }
     // What is called a transition may be an effect and the other way round.
     auto const namesake = std::find_if(shortNames.begin(), shortNames.end(), [&](std::string const& one) {
-        return Lower(one) == Lower(WithoutPrefix(name));
+        return Core::ToLower(one) == Core::ToLower(WithoutPrefix(name));
     });
     std::string nearest = namesake != shortNames.end() ? names[static_cast<std::size_t>(namesake - shortNames.begin())]
                                                        : Proc::FindNearest(name, names);
@@ -268,7 +264,8 @@ CatalogEntry const& Catalog::FindAmong(std::string const& name, Accepts accepts,
     }
     std::string const hint = !nearest.empty()     ? fmt::format("did you mean {}?", nearest)
                              : !mentioned.empty() ? fmt::format("{} may be meant", ListSome(mentioned))
-                                                  : "\"kaltor list\" shows what there is";
+                             : isFile ? "it is no file here, and not in the folders that \"kaltor doctor\" shows"
+                                      : "\"kaltor list\" shows what there is";
     Core::Throw(std::invalid_argument(fmt::format("there is no {} \"{}\"; {}", what, name, hint)));
 }
 
@@ -291,10 +288,11 @@ std::vector<CatalogEntry const*> Catalog::Search(std::vector<std::string> const&
     std::vector<CatalogEntry const*> found;
     for (CatalogEntry const& entry : entries) {
         std::string const text =
-            Lower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "), GetName(entry.kind),
-                              entry.defaults ? entry.defaults->GetSummary() : ""));
-        if (std::all_of(words.begin(), words.end(),
-                        [&text](std::string const& word) { return text.find(Lower(word)) != std::string::npos; })) {
+            Core::ToLower(fmt::format("{} {} {} {}", entry.name, fmt::join(GetUsualNames(entry.name), " "),
+                                      GetName(entry.kind), entry.defaults ? entry.defaults->GetSummary() : ""));
+        if (std::all_of(words.begin(), words.end(), [&text](std::string const& word) {
+                return text.find(Core::ToLower(word)) != std::string::npos;
+            })) {
             found.push_back(&entry);
         }
     }

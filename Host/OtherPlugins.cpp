@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <set>
+#include <stdexcept>
 
 #include <elf.h>
 #include <fmt/format.h>
@@ -132,6 +133,8 @@ std::vector<std::string> FindNeededLibraries(fs::path const& path) {
         header.e_ident[EI_CLASS] != ELFCLASS64) {
         return {};
     }
+    file.seekg(0, std::ios::end);
+    auto const size = static_cast<std::uint64_t>(file.tellg());
     std::vector<Elf64_Phdr> loaded;
     Elf64_Phdr dynamic{};
     for (unsigned i = 0; i < header.e_phnum; ++i) {
@@ -140,6 +143,10 @@ std::vector<std::string> FindNeededLibraries(fs::path const& path) {
             return {};
         }
         if (part.p_type == PT_LOAD) {
+            // The loader would map it all the same, and the first look behind the end would end the process.
+            if (part.p_offset > size || part.p_filesz > size - part.p_offset) {
+                Core::Throw(std::runtime_error(fmt::format("the plug-in {} is cut off", path.string())));
+            }
             loaded.push_back(part);
         } else if (part.p_type == PT_DYNAMIC) {
             dynamic = part;

@@ -22,7 +22,8 @@ std::vector<std::filesystem::path> ListPluginFolders();
 std::vector<PluginReport> LoadOtherPlugins(EffectRegistry& registry, std::vector<std::filesystem::path> const& folders);
 
 /// The libraries of ours that a shared object needs ("libkaltor.so.0"), read from the file without running it. Empty
-/// where it needs none or is no shared object.
+/// where it needs none or is no shared object. Throws `std::runtime_error` where the file ends before what would be
+/// loaded of it.
 std::vector<std::string> FindNeededLibraries(std::filesystem::path const& file);
 
 }  // namespace Kaltor::Host

@@ -224,23 +224,24 @@ Composed Composer::TakeClips() {
 }
 
 void Composer::DrawEdge(Composed& composed, Edit::PlannedEdge const& planned, bool isOpening) {
+    Edge& edge = isOpening ? opening : closing;
     if (!planned.look.Covers(position)) {
+        edge = {};
         return;
     }
-    if (!edge || position == planned.look.first) {
-        edge.reset();
-        edge = PlannedEffect::TwoInputs(
+    if (!edge.effect) {
+        edge.effect = PlannedEffect::TwoInputs(
             factory, plan.time, planned.look, Ogl::SeedOfTransition(seed, isOpening ? kOpening : kClosing),
             isOpening ? PlannedEffect::Progress::FromStart : PlannedEffect::Progress::ToEnd);
-        edgePicture = MakePlainPicture(planned.color, plan.target);
+        edge.picture = MakePlainPicture(planned.color, plan.target);
     }
-    FramePtr plain = MakeFrame(Proc::ShareAvFrame(*edgePicture), plan.time, position);
+    FramePtr plain = MakeFrame(Proc::ShareAvFrame(*edge.picture), plan.time, position);
     FramePtr frame = ToFrame(std::move(composed));
     if (isOpening) {
-        edge->Process(plain, frame, position);
+        edge.effect->Process(plain, frame, position);
         frame = std::move(plain);
     } else {
-        edge->Process(frame, plain, position);
+        edge.effect->Process(frame, plain, position);
     }
     composed = {nullptr, std::move(frame)};
 }
@@ -251,6 +252,10 @@ std::vector<Layer> Composer::MakeLayers(bool& isStopped) {
         Edit::PlannedOverlay const& overlay = plan.overlays[i];
         if (hasOpened[i] || position < overlay.first || position >= overlay.GetEnd()) {
             continue;
+        }
+        if (pipeline.GetStop().IsTripped()) {
+            isStopped = true;  // thousands of titles may begin here
+            return {};
         }
         hasOpened[i] = true;
         OverlayStage::Seeds const seeds{
@@ -268,6 +273,7 @@ std::vector<Layer> Composer::MakeLayers(bool& isStopped) {
         if (std::optional<Layer> layer = one.stage->Make(position, isStopped)) {
             made.push_back(std::move(*layer));
         }
+        isStopped = isStopped || pipeline.GetStop().IsTripped();
         if (isStopped) {
             return {};
         }

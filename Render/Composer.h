@@ -54,6 +54,11 @@ private:
         std::unique_ptr<TitleLayers> titleLayers;
         std::unique_ptr<PlannedEffect> blur;
     };
+    /// The video's beginning or its end; both may show at once. Empty while it does not.
+    struct Edge {
+        std::optional<PlannedEffect> effect;
+        Proc::AvFramePtr picture;  ///< what it comes from or goes to
+    };
     struct ActiveOverlay {
         std::size_t index;
         std::unique_ptr<OverlayStage> stage;
@@ -66,7 +71,7 @@ private:
     void Fit(FramePtr& frame, Active& active);
     /// The picture over its own blurred enlargement.
     void LayOverBlur(FramePtr& frame, FramePtr background, Active& active);
-    void DrawEdge(Composed& composed, Edit::PlannedEdge const& edge, bool isOpening);
+    void DrawEdge(Composed& composed, Edit::PlannedEdge const& planned, bool isOpening);
     /// The layers of the present frame; empty and `isStopped` where the pipeline was stopped.
     std::vector<Layer> MakeLayers(bool& isStopped);
     FramePtr ToFrame(Composed composed) const;
@@ -83,8 +88,8 @@ private:
     Media::VideoTarget clipTarget;
     Sizer drawnSize;  ///< of what effects made of another size
     EffectChain effects;
-    std::optional<PlannedEffect> edge;
-    Proc::AvFramePtr edgePicture;
+    Edge opening;
+    Edge closing;
     std::optional<LayerPainter> layers;
     std::vector<bool> hasOpened;
     std::vector<ActiveOverlay> overlays;

@@ -1,6 +1,7 @@
 #include "Render/Pipeline.h"
 
 #include <chrono>
+#include <stdexcept>
 
 #include "Core/Interfaces/Exception.h"
 #include "Media/MediaError.h"
@@ -10,6 +11,14 @@ namespace Kaltor::Render {
 void Pipeline::StopAndJoin() {
     stop.Trip();
     Join();
+}
+
+void Pipeline::Rethrow() {
+    StopAndJoin();
+    if (firstError) {
+        std::rethrow_exception(firstError);
+    }
+    Core::Throw(std::runtime_error("a picture is missing"));
 }
 
 void Pipeline::Join() {
@@ -61,8 +70,8 @@ void Pipeline::ReportProgress(std::int64_t done) {
 
 void Pipeline::Deliver(Callbacks const& callbacks, std::unique_lock<std::mutex>& lock) {
     std::vector<std::string> const newWarnings = std::exchange(warnings, {});
-    bool const hasProgress = framesDone != framesTold;
-    std::int64_t const done = framesTold = framesDone;
+    bool const hasProgress = framesDone != framesReported;
+    std::int64_t const done = framesReported = framesDone;
     lock.unlock();
     for (std::string const& warning : newWarnings) {
         callbacks.onWarning(warning);

@@ -41,6 +41,8 @@ public:
     /// `Cancelled`.
     void Run(Callbacks const& callbacks);
 
+    /// Ends all threads and throws the error that has stopped them: where a queue has ended too early.
+    [[noreturn]] void Rethrow();
     /// Ends what still runs. On the thread that started it.
     void StopAndJoin();
 
@@ -57,7 +59,7 @@ private:
     std::exception_ptr firstError;
     std::vector<std::string> warnings;
     std::int64_t framesDone = 0;
-    std::int64_t framesTold = 0;
+    std::int64_t framesReported = 0;
     std::size_t running = 0;
     std::vector<std::thread> threads;
 };

@@ -14,6 +14,9 @@ FramePtr PlanRun::Next() {
         position = 0;
     }
     Composed composed = composer->Next();
+    if (composed.IsEmpty()) {
+        pipeline.Rethrow();
+    }
     FramePtr frame =
         composed.frame ? std::move(composed.frame) : MakeFrame(std::move(composed.picture), plan.time, position);
     ++position;

@@ -12,8 +12,8 @@ namespace Kaltor::Render {
 /// and the last one held. Not thread-safe.
 class Player {
 public:
-    /// `target`: the form of the pictures, with the output's rate. `skip`: frames that are left out. Feed, target and
-    /// rules must outlive it. Opens nothing before the first picture.
+    /// `target`: the form of the pictures, with the output's rate. `skip`: frames that are left out. The feed must
+    /// outlive it. Opens nothing before the first picture.
     Player(Edit::PlannedFeed const& feed, Media::VideoTarget const& target, Media::WarningFn warn,
            Media::InputRules const& rules, std::int64_t skip = 0);
     ~Player();

@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
+#include <future>
 #include <stdexcept>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -56,6 +58,27 @@ void CheckSide(RenderJob const& job, Edit::Plan const& plan, std::uint32_t side)
     for (Edit::PlannedOverlay const& overlay : plan.overlays) {
         check(overlay.feed.path, overlay.feed.info.frame);
     }
+}
+
+/// Whether frames will be drawn, as far as the document alone says so.
+bool IsDrawnInAnyCase(Edit::Document const& document) {
+    auto const hasAny = [](std::vector<Edit::Effect> const& effects) {
+        return std::any_of(effects.begin(), effects.end(), [](Edit::Effect const& effect) { return !effect.isMuted; });
+    };
+    auto const hasLook = [](std::optional<Edit::Joint> const& joint) { return joint && joint->settings; };
+    if (hasAny(document.effects) || hasLook(document.opening) || hasLook(document.closing) ||
+        !document.overlays.empty()) {
+        return true;
+    }
+    for (std::size_t i = 0; i < document.clips.size(); ++i) {
+        Edit::Clip const& clip = document.clips[i];
+        bool const isLast = i + 1 == document.clips.size();
+        Edit::Joint const& joint = clip.joint ? *clip.joint : document.joint;
+        if (hasAny(clip.effects) || (!isLast && joint.settings)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// The pictures of a sequence that are there already.
@@ -420,6 +443,15 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             job.onWarning(message);
         }
     };
+    std::future<std::uint32_t> side;
+    if (job.plan == nullptr && job.content != RenderJob::Content::Sound && !job.isolation && job.getMaximumSide &&
+        IsDrawnInAnyCase(job.document)) {
+        try {
+            side = std::async(std::launch::async, job.getMaximumSide);  // the GL starts while files are examined
+        } catch (std::system_error const&) {
+            // There are too many threads: it is asked later.
+        }
+    }
     Edit::Plan plan = job.plan == nullptr ? MakePlan(job, warn) : *job.plan;
     ChooseForm(plan, job.document.output, job.output);
     Piece const piece = ChoosePiece(job, plan);
@@ -444,7 +476,7 @@ RenderResult Render(RenderJob const& job, FactoryPtr const& factory) {
             });
         CheckSide(job, plan, isolated->GetMaximumSide(isCancelled));
     } else if (needsEffects && job.getMaximumSide) {
-        CheckSide(job, plan, job.getMaximumSide());
+        CheckSide(job, plan, side.valid() ? side.get() : job.getMaximumSide());
     }
     if (job.onStart) {
         job.onStart(plan.target.frameRate);

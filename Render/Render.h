@@ -60,8 +60,8 @@ struct RenderJob {
     enum class Content : std::uint8_t { All, Pictures, Sound };
     Content content = Content::All;
 
-    /// The largest side of a picture that the effects can take, in pixels. Asked once, and only where something is
-    /// drawn.
+    /// The largest side of a picture that the effects can take, in pixels. Asked at most once, where something is
+    /// drawn, and perhaps on another thread.
     std::function<std::uint32_t()> getMaximumSide;
     /// Where something is drawn, that happens in another process; this one never starts the GL. `Render` is to be
     /// called before it has started, and before there are threads that matter.

@@ -1,6 +1,5 @@
 #include "Edit/Convert/AnyDocument.h"
 
-#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Edit/Convert/Editly.h"
 #include "Edit/Convert/Json5.h"
 #include "Edit/Convert/Otio.h"
@@ -21,10 +21,7 @@ namespace Kaltor::Edit {
 namespace {
 
 std::string EndingOf(std::string const& path) {
-    std::string ending = std::filesystem::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ending;
+    return Core::ToLower(std::filesystem::path(path).extension().string());
 }
 
 /// Looks at each file once, and only at those that the document may name.

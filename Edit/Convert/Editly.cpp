@@ -214,7 +214,7 @@ private:
         if (top.Has("fps")) {
             result["output"]["fps"] = *top.At("fps");
         }
-        auto const even = [](double side) { return std::max(2L, std::lround(side / 2.0) * 2); };
+        auto const even = [](double side) { return std::lround(std::clamp(side, 2.0, 1e6) / 2.0) * 2; };
         bool const hasWidth = top.Has("width");
         bool const hasHeight = top.Has("height");
         if (hasWidth && hasHeight) {

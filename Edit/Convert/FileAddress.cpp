@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 
 namespace Kaltor::Edit {
 namespace {
@@ -18,13 +19,6 @@ namespace {
 
 bool IsLetter(char c) {
     return std::isalpha(static_cast<unsigned char>(c)) != 0;
-}
-
-std::string LowerCase(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return result;
 }
 
 /// What stands before the first colon, if that can be a scheme; a drive letter can, too.
@@ -42,7 +36,7 @@ std::string_view SchemeOf(std::string_view address) {
 
 int ValueOfHex(char c) {
     constexpr std::string_view kDigits = "0123456789abcdef";
-    std::size_t const digit = kDigits.find(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+    std::size_t const digit = kDigits.find(Core::ToLower({&c, 1}));
     return digit == std::string_view::npos ? -1 : static_cast<int>(digit);
 }
 
@@ -75,14 +69,14 @@ std::string ParseFileAddress(std::string_view address, bool isEscaped) {
     }
     std::string_view path = address;
     if (!scheme.empty()) {
-        if (LowerCase(scheme) != "file") {
+        if (Core::ToLower(scheme) != "file") {
             Refuse(address, "only files are read, nothing from the network or from elsewhere");
         }
         path.remove_prefix(scheme.size() + 1);
         isEscaped = true;
         if (path.starts_with("//")) {
             path.remove_prefix(2);
-            std::string const host = LowerCase(path.substr(0, path.find('/')));
+            std::string const host = Core::ToLower(path.substr(0, path.find('/')));
             if (host.size() == 2 && host[1] == ':') {
                 Refuse(address, kDrive);
             }
@@ -122,7 +116,7 @@ std::string FormatFileAddress(std::string const& path) {
 bool IsStillName(std::string_view path) {
     static constexpr std::array<std::string_view, 9> kEndings{".png", ".jpg",  ".jpeg", ".webp", ".bmp",
                                                               ".tif", ".tiff", ".exr",  ".tga"};
-    std::string const name = LowerCase(path);
+    std::string const name = Core::ToLower(path);
     bool const isSequence = name.find('%') != std::string::npos;
     return !isSequence && std::any_of(kEndings.begin(), kEndings.end(),
                                       [&](std::string_view ending) { return name.ends_with(ending); });

@@ -185,7 +185,6 @@ bool IsolatedStages::ReceiveFrom(Production const& wanted, FrameSink& sink, Pipe
                     continue;
                 }
                 sink.WritePicture(*picture, sent.isDrawn != 0);
-                processedFrames += sent.isDrawn != 0 ? 1 : 0;
                 samples = 0;
                 pipeline.ReportProgress(++frames);
             }

@@ -41,7 +41,6 @@ public:
     void Receive(Production const& wanted, FrameSink& sink, Pipeline& pipeline);
 
     std::int64_t GetFrames() const { return frames; }
-    std::int64_t GetProcessedFrames() const { return processedFrames; }
 
 private:
     struct Attempt {
@@ -60,7 +59,6 @@ private:
     std::size_t current = 0;
     bool hasStarted = false;
     std::int64_t frames = 0;  ///< that were written
-    std::int64_t processedFrames = 0;
     std::size_t samples = 0;  ///< written since the last frame
 };
 

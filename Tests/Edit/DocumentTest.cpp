@@ -63,6 +63,8 @@ TEST(DocumentTest, EveryErrorHasItsPlace) {
     EXPECT_GT(count, 25);
     std::string const deep = R"({"version":1,"clips":)" + std::string(500'000, '[') + std::string(500'000, ']') + "}";
     EXPECT_THAT(Catch<std::runtime_error>([&] { ReadText(deep); }).what, HasSubstr("more than 64 levels"));
+    std::string const zeros = R"({"version":1,"clips":[{"file":"a"}],"output":{"size":")" + std::string(500'000, '0');
+    EXPECT_THAT(Catch<std::invalid_argument>([&] { ReadText(zeros + R"(64x48"}})"); }).what, StartsWith("output/size"));
     EXPECT_EQ(JsonValidator(MakeSchema()).FindError(ParseJson(kFull, "edit.json", true)), "");
 }
 

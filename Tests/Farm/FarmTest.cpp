@@ -1,13 +1,14 @@
 // Jobs from their plan to the joined file, and the faults that a farm lives with.
 #include <cmath>
 #include <fstream>
-#include <set>
 #include <numeric>
+#include <set>
 
 #include <gmock/gmock.h>
 
 #include "Edit/DocumentReader.h"
 #include "Farm/Join.h"
+#include "Farm/LocalEngine.h"
 #include "Farm/Planning.h"
 #include "Farm/Run.h"
 #include "Media/Demuxer.h"
@@ -178,7 +179,8 @@ TEST_F(FarmTest, EachFaultHasADefinedEnd) {
     Damage(At("a.mkv"));
     EXPECT_THAT(RunAll(job), HasSubstr("a.mkv: has changed since the job was planned"));
     EXPECT_EQ(job.GetState({1}).stage, TaskState::Stage::Failed);
-    EXPECT_THAT(ErrorOf([&] { Join(job, {}); }), testing::AllOf(HasSubstr("part 2 of"), HasSubstr("has changed since")));
+    EXPECT_THAT(ErrorOf([&] { Join(job, {}); }),
+                testing::AllOf(HasSubstr("part 2 of"), HasSubstr("has changed since")));
     fs::rename(At("keep.mkv"), At("a.mkv"));
     // So does an edit that has.
     std::string const edit = job.ReadEdit();
@@ -197,16 +199,81 @@ TEST_F(FarmTest, EachFaultHasADefinedEnd) {
     EXPECT_FALSE(other.FindResult({0}));
     EXPECT_THAT(RunAll(other), HasSubstr("planned by kaltor 0.0.1"));
 
+    // A process that comes to no task.
+    JobFolder const silent = Plan("silent.mkv");
+    LocalOptions local;
+    local.program = "/bin/false";
+    RunLocally(silent, local);
+    EXPECT_THAT(ErrorOf([&] { Join(silent, {}); }), HasSubstr("with status 1; see " + silent.At("log/00001.txt")));
+
+    // A folder that somebody else has written: what it calls its parts is not read and removed elsewhere.
+    fs::copy(At("a.mkv"), At("precious.mkv"));
+    json["version"] = job.GetJob().version;
+    for (auto const& [key, value] : std::initializer_list<std::pair<char const*, Edit::Json>>{
+             {"parts", Edit::Json::array()},
+             {"parts", {{{"first", 0}, {"end", -5}, {"work", 1.0}}}},
+             {"frames", -1},
+             {"frameRate", {0, 0}}}) {
+        Edit::Json changed = json;
+        changed[key] = value;
+        std::ofstream(job.At("job.json")) << changed.dump();
+        EXPECT_THAT(ErrorOf([&] { JobFolder{job.GetPath()}; }), HasSubstr("job.json: damaged")) << key;
+    }
+    std::ofstream(job.At("job.json")) << json.dump();
+    JobFolder const strange(job.GetPath());
+    strange.Commit({2}, {});
+    std::ifstream committed(strange.PartsFile("00003.json"));
+    Edit::Json result = Edit::Json::parse(committed);
+    result["file"] = "../../precious.mkv";
+    std::ofstream(strange.PartsFile("00003.json")) << result.dump();
+    EXPECT_THAT(ErrorOf([&] { strange.Discard({2}); }), HasSubstr("00003.json: damaged"));
+    EXPECT_TRUE(fs::exists(At("precious.mkv")));
+
     EXPECT_THAT(ErrorOf([&] { JobFolder(At("")); }), HasSubstr("no farm job in this folder"));
     EXPECT_THAT(ErrorOf([&] { JobFolder(At("nowhere")); }), HasSubstr("does not see it"));
     EXPECT_THAT(ErrorOf([&] { Plan("x.gif", ""); }), HasSubstr("gif files cannot be joined"));
     EXPECT_THAT(ErrorOf([&] { Plan("x.mkv", "theora"); }), HasSubstr("x.mkv"));
 }
 
+TEST_F(FarmTest, ABatchThatWasStoppedGoesOnWithTheNextVideo) {
+    BatchSource source;
+    source.form = Edit::Json::parse(R"({"version": 1, "output": {"codec": "ffv1", "seed": "{seed:number}"},
+                                        "clips": [{"file": "a.mkv", "effects": [{"effect": "CameraShake"}]}]})");
+    source.table = ParseTable("name,seed\none,1\ntwo,2\n", "t.csv");
+    source.folder = folder.string();
+    PlanningOptions options;
+    options.output = At("{name}.mkv");
+    PlannedJob const planned = PlanBatch(source, 9, catalog, options);
+    ASSERT_EQ(planned.job.parts.size(), 1U);
+    JobFolder const job = JobFolder::Create(At("batch"), planned.job, planned.texts);
+    ASSERT_EQ(RunAll(job), "no error");
+    PartResult const whole = *job.FindResult({0});
+    EXPECT_EQ(whole.frames, planned.job.frames);
+    EXPECT_FALSE(Media::Tests::ReadPlanes(At("one.mkv")) == Media::Tests::ReadPlanes(At("two.mkv"))) << "their seeds";
+
+    // As it is left by a stop in the second video.
+    PartResult first = whole;
+    first.videos.pop_back();
+    first.frames = first.videos.front().frames;
+    job.Discard({0});
+    job.KeepAttempt({0}, first);
+    fs::remove(At("two.mkv"));
+    fs::file_time_type const written = fs::last_write_time(At("one.mkv"));
+    ASSERT_EQ(RunAll(job), "no error");
+    EXPECT_EQ(fs::last_write_time(At("one.mkv")), written);
+    EXPECT_EQ(Join(job, {}).frames, planned.job.frames);
+    EXPECT_EQ(job.FindResult({0})->videos.size(), 2U);
+
+    source.form["output"] = 5;
+    EXPECT_THAT(ErrorOf([&] { PlanBatch(source, 9, catalog, options); }), HasSubstr("row 1: output: "));
+}
+
 TEST(FarmCut, PartsAreOfEqualWorkAndBeginWhereLittleHasToBeOpened) {
     // A cheap half, a dear one, and an overlap of two files around the middle of the work.
-    std::vector<Stretch> const stretches{
-        {0, 600, 0.01, 0.1, 0.0}, {600, 1000, 0.04, 0.1, 0.0}, {1000, 1060, 0.05, 1.0, 0.1}, {1060, 1500, 0.04, 0.1, 0.1}};
+    std::vector<Stretch> const stretches{{0, 600, 0.01, 0.1, 0.0},
+                                         {600, 1000, 0.04, 0.1, 0.0},
+                                         {1000, 1060, 0.05, 1.0, 0.1},
+                                         {1060, 1500, 0.04, 0.1, 0.1}};
     for (std::int64_t const count : {1, 2, 7, 40, 5000}) {
         std::vector<Part> const parts = Cut(stretches, count);
         ASSERT_EQ(parts.size(), static_cast<std::size_t>(std::min<std::int64_t>(count, 1500)));

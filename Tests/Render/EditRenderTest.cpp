@@ -1,5 +1,10 @@
 // Pictures of whole documents, drawn by the plug-in's effects.
 
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <thread>
+
 #include "Edit/DocumentReader.h"
 #include "Edit/DocumentWriter.h"
 #include "Host/Catalog.h"
@@ -387,6 +392,15 @@ TEST_F(EditRenderTest, TheVideoComesFromAColourAndGoesToOne) {
         double const part = i < 10 ? i / 10.0 : i < 20 ? 1.0 : 1.0 - (i - 19) / 10.0;
         EXPECT_NEAR(frames[static_cast<std::size_t>(i)][100], 16.0 + 219.0 * part, 1.5) << i;
     }
+    // In a short video both show at once: one fade dims what the other one has left.
+    auto const both = RenderAll(
+        R"("output": {"size": "64x48"}, "clips": [{"color": "#FFFFFF", "duration": 1}],
+           "opening": {"transition": "fade", "duration": "20f"}, "closing": {"transition": "fade", "duration": "20f"})");
+    ASSERT_THAT(both, SizeIs(30));
+    for (int i = 0; i < 30; ++i) {
+        double const part = std::min(1.0, i / 20.0) * std::min(1.0, (29 - i) / 20.0);
+        EXPECT_NEAR(both[static_cast<std::size_t>(i)][100], 16.0 + 219.0 * part, 2.5) << i;  // each fade rounds
+    }
 }
 
 /// Everything that moves: what a part of a video shows must not depend on where rendering began.
@@ -433,6 +447,26 @@ TEST_F(EditRenderTest, APieceIsThatOfTheWhole) {
     job.range = RenderJob::Range{9.0, {}};
     EXPECT_THAT(Catch<std::invalid_argument>([&] { Render::Render(job, catalog.GetFactory()); }).what,
                 testing::HasSubstr("the video lasts 1.6 s"));
+}
+
+TEST_F(EditRenderTest, AStopIsHeededBetweenTheTitlesOfOneFrame) {
+    Watchdog const watchdog;
+    Edit::Json overlays = Edit::Json::array();
+    for (int i = 0; i < 6000; ++i) {
+        overlays.push_back({{"title", {{"text", "Title"}}}});
+    }
+    RenderJob job = MakeJob(std::string(kBlue) + ", \"overlays\": " + overlays.dump());
+    std::atomic<bool> cancel = false;
+    job.cancel = &cancel;
+    std::atomic<std::clock_t> stopped = 0;
+    std::jthread const user([&] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        stopped = std::clock();
+        cancel = true;
+    });
+    EXPECT_THROW(Render::Render(job, catalog.GetFactory()), Media::Cancelled);
+    // Of the processor's time; all titles would take about ten seconds of it.
+    EXPECT_LT(static_cast<double>(std::clock() - stopped) / CLOCKS_PER_SEC, 2.0);
 }
 
 TEST_F(EditRenderTest, SpansLieWithinWhatTheyAreIn) {

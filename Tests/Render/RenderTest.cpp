@@ -1,4 +1,7 @@
+#include <limits>
+
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include "Host/Plugin.h"
 #include "Media/BoundedQueue.h"
@@ -41,7 +44,11 @@ protected:
             message = error.what();
         }
         EXPECT_EQ(ListFolder(), before);
-        EXPECT_EQ(CountThreads(), threads);
+        // The system lists threads a moment longer than they are joined.
+        for (int i = 0; i < 10'000 && CountThreads() > threads; ++i) {
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+        EXPECT_LE(CountThreads(), threads);
         EXPECT_EQ(log.liveEffects, 0);
         EXPECT_THAT(message, Not(HasSubstr("\n")));
         return message;
@@ -327,7 +334,8 @@ TEST_F(RenderTest, RefusesWhatCannotBe) {
               },
               "b.mkv: 1.00 s (30 frames) is too short for its transitions of 0.50 s and 0.60 s; the longest possible "
               "is 0.50 s each"},
-             {false, [this](RenderJob& job) { job.document.clips[1].source.file = At("none.mp4"); }, "none.mp4: no such file"},
+             {false, [this](RenderJob& job) { job.document.clips[1].source.file = At("none.mp4"); },
+              "none.mp4: no such file"},
              {false, [](RenderJob& job) { job.document.clips[0].from = Edit::Time::Seconds(1.2); }, "ends at 1.00 s"},
              {false, [](RenderJob& job) { job.getMaximumSide = [] { return 63U; }; }, "64x48 is too large"},
              {true,
@@ -388,10 +396,17 @@ TEST_F(RenderTest, StopsWhenCancelled) {
     std::atomic<bool> cancel{false};
     job.cancel = &cancel;
     job.onProgress = [&](std::int64_t done, std::int64_t) { cancel = cancel || done >= 40; };
-    log.onCall = [](std::string const&, FakeLog::Call const&) { std::this_thread::sleep_for(milliseconds(5)); };
+    std::atomic<int> made{0};
+    log.onCall = [&](std::string const&, FakeLog::Call const&) {
+        constexpr int kFarBehind = 200;  // which the thread that hears of the progress is on a busy machine
+        do {
+            std::this_thread::sleep_for(milliseconds(5));
+        } while (made >= kFarBehind && !cancel);
+        ++made;
+    };
     AddEffect(job, kTint);
     Fail<Cancelled>(job);
-    EXPECT_LT(log.calls[kTint].size(), 300U);
+    EXPECT_LT(made, 450) << "of 585";
 }
 
 TEST_F(RenderTest, AnExistingFileIsSafe) {
@@ -428,7 +443,8 @@ TEST_F(RenderTest, AFullDiskLeavesNothing) {
             std::string const message = Fail<MediaError>(job);
             setrlimit(RLIMIT_FSIZE, &before);
             EXPECT_THAT(message, HasSubstr("cannot be written (File too large)"));
-            EXPECT_TRUE(told < 30 || job.document.output.codec != "mjpeg") << "an encoder that keeps no frames shows it early";
+            EXPECT_TRUE(told < 30 || job.document.output.codec != "mjpeg")
+                << "an encoder that keeps no frames shows it early";
         }
     }
     std::signal(SIGXFSZ, handler);
@@ -445,23 +461,30 @@ TEST_F(RenderTest, ACutOffClipIsUsedAsFarAsItGoes) {
 }
 
 TEST_F(RenderTest, NoStageRunsFarAhead) {
-    // A clip's pictures may wait in queues, but few.
-    RenderJob job = MakeTwoClipJob(200);
-    job.output = At("out.mkv");
-    job.document.output.codec = "ffv1";  // takes a frame, gives a frame
+    // A clip's pictures may wait in queues, but few: while nobody reads the output, all stages come to rest.
+    ClipSpec const spec{.frame = {160, 120, 1, 1}, .frames = 200};
+    RenderJob job = MakeJob({Make("a.mkv", spec), Make("b.mkv", spec)}, At("out.nut"));
+    ASSERT_EQ(mkfifo(job.output.c_str(), 0600), 0);
+    job.document.output.codec = "rawvideo";
     job.document.clips[0].joint = Edit::Joint();
     AddEffect(job, kTint);
-    std::atomic<std::int64_t> made{0};
-    std::atomic<std::int64_t> encoded{0};
-    std::atomic<std::int64_t> mostAhead{0};
-    log.onCall = [&](std::string const&, FakeLog::Call const&) {
-        ++made;
-        mostAhead = std::max<std::int64_t>(mostAhead, made - encoded);
-    };
-    job.onProgress = [&](std::int64_t done, std::int64_t) { encoded = done; };
+    Watchdog const watchdog;  // a render that fails leaves the reader waiting
+    std::atomic<int> made{0};
+    log.onCall = [&](std::string const&, FakeLog::Call const&) { ++made; };
+    int restingAt = 0;
+    std::jthread reader([&] {
+        std::ifstream output(job.output, std::ios::binary);
+        for (int before = -1; made == 0 || made != before;) {
+            before = made;
+            std::this_thread::sleep_for(milliseconds(500));
+        }
+        restingAt = made;
+        output.ignore(std::numeric_limits<std::streamsize>::max());
+    });
     EXPECT_EQ(Run(job).processedFrames, 400);
-    // The queues hold some twenty; the rest is for a busy machine, where the thread that gets the progress lags.
-    EXPECT_LT(mostAhead, 150);
+    reader.join();
+    // Seventy are in the output's buffer and the pipe, some twenty in queues.
+    EXPECT_LT(restingAt, 150);
 
     StopSignal stop;
     BoundedQueue<int> queue(3, stop);
