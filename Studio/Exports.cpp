@@ -122,8 +122,7 @@ std::string Exports::Start(std::shared_ptr<PlannedDocument const> const& planned
         }
     }
     std::lock_guard const lock(mutex);
-    auto const running = std::count_if(jobs.begin(), jobs.end(), [](auto const& one) { return one.second->IsRunning(); });
-    if (static_cast<std::size_t>(running) >= kMostRunning) {
+    if (CountRunning() >= kMostRunning) {
         throw RequestError(kTooMany, "two exports run already: wait for one of them, or cancel it");
     }
     for (auto one = jobs.begin(); jobs.size() >= kMostKnown && one != jobs.end();) {
@@ -132,6 +131,16 @@ std::string Exports::Start(std::shared_ptr<PlannedDocument const> const& planned
     job->thread = std::thread([job = job.get(), playlists = allowPlaylists] { Run(*job, playlists); });
     jobs[++last] = job;
     return std::to_string(last);
+}
+
+std::size_t Exports::CountRunning() const {
+    return static_cast<std::size_t>(
+        std::count_if(jobs.begin(), jobs.end(), [](auto const& one) { return one.second->IsRunning(); }));
+}
+
+bool Exports::AreAnyRunning() {
+    std::lock_guard const lock(mutex);
+    return CountRunning() > 0;
 }
 
 std::shared_ptr<Exports::Job> Exports::Find(std::string const& id) {

@@ -28,12 +28,14 @@ public:
                       bool overwrite);
     /// `{state, frame, frames, fps, secondsLeft, error, output, warnings}`.
     Edit::Json Describe(std::string const& id);
+    bool AreAnyRunning();
     /// The render stops soon; nothing is left of its output.
     void Cancel(std::string const& id);
 
 private:
     struct Job;
     std::shared_ptr<Job> Find(std::string const& id);
+    std::size_t CountRunning() const;  ///< with the lock
     static void Run(Job& job, bool allowPlaylists);
 
     FileAccess const& access;

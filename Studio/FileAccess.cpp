@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <string_view>
 
 #include <fmt/format.h>
 
+#include "Core/Text.h"
 #include "Studio/RequestError.h"
 
 namespace Kaltor::Studio {
@@ -37,12 +37,10 @@ std::string_view KindOf(fs::path const& path) {
         Kind{"shader", " glsl "},
         Kind{"edit", " json json5 otio "},
     };
-    std::string ending = path.extension().string();
+    std::string const ending = Core::ToLower(path.extension().string());
     if (ending.size() < 2) {
         return {};
     }
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     std::string const word = fmt::format(" {} ", ending.substr(1));
     for (Kind const& kind : kKinds) {
         if (kind.endings.find(word) != std::string_view::npos) {

@@ -27,9 +27,7 @@ struct FrameMaker::Run {
     Render::Composed Compose() {
         Render::Composed composed = composer.Next();
         if (composed.IsEmpty()) {
-            // Gives the error that has stopped the threads.
-            pipeline.Run({[](std::int64_t) {}, [](std::string const&) {}, [] { return false; }});
-            Core::Throw(std::runtime_error(fmt::format("there is no frame {}", next)));
+            pipeline.Rethrow();
         }
         ++next;
         return composed;

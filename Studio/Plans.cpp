@@ -61,8 +61,8 @@ void CollectTexts(Edit::Json const& json, std::set<std::string>& texts) {
 
 /// A document without what cannot be heard.
 Edit::Json KeepHeard(Edit::Json const& json) {
-    static constexpr std::array kUnheard{"effects", "subtitles", "easing", "fit",    "anchor", "x",     "y",
-                                         "opacity", "scale",     "title",  "rotation", "radius", "blend"};
+    static constexpr std::array kUnheard{"effects", "subtitles", "fit",   "anchor",   "x",      "y",
+                                         "opacity", "scale",     "title", "rotation", "radius", "blend"};
     if (!json.is_object() && !json.is_array()) {
         return json;
     }
@@ -174,7 +174,10 @@ std::shared_ptr<PlannedDocument const> Plans::Make(Edit::Json const& json) {
     Hash files;
     for (std::string const& text : texts) {
         fs::path const path = access.GetFolder() / text;
-        files.Add(FingerprintOf(Media::Sequence::IsPattern(path.string()) ? path.parent_path() : path));
+        std::string const file = FingerprintOf(Media::Sequence::IsPattern(path.string()) ? path.parent_path() : path);
+        if (!file.empty()) {  // most texts are no files
+            files.Add(file);
+        }
     }
     constexpr auto kReplace = Edit::Json::error_handler_t::replace;
     Hash whole;

@@ -19,11 +19,12 @@ constexpr int kBadRequest = 400;
 constexpr int kForbidden = 403;
 constexpr int kNotFound = 404;
 constexpr int kConflict = 409;
-constexpr int kGone = 503;
+constexpr int kLengthRequired = 411;
 constexpr int kTooLarge = 413;
 constexpr int kWrongType = 415;
 constexpr int kUnprocessable = 422;
 constexpr int kTooMany = 429;
 constexpr int kInternal = 500;
+constexpr int kGone = 503;
 
 }  // namespace Kaltor::Studio

@@ -4,13 +4,24 @@
 #include <array>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <filesystem>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <thread>
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <httplib.h>
+#include <netinet/in.h>
 #include <sys/random.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
@@ -20,6 +31,7 @@
 #include "Studio/Exports.h"
 #include "Studio/FileAccess.h"
 #include "Studio/Frames.h"
+#include "Studio/Pages.h"
 #include "Studio/PlanJson.h"
 #include "Studio/Plans.h"
 #include "Studio/RequestError.h"
@@ -31,6 +43,7 @@
 namespace Kaltor::Studio {
 namespace {
 
+namespace fs = std::filesystem;
 using Edit::Json;
 using httplib::Request;
 using httplib::Response;
@@ -41,22 +54,10 @@ constexpr std::size_t kMostBody = std::size_t{17} << 20U;  // a document has 16 
 constexpr std::size_t kThreads = 40;
 /// Connections that wait for one.
 constexpr std::size_t kMostConnections = 128;
-constexpr std::chrono::seconds kPageGone(15);
-constexpr double kLongestTime = 1e6;  // seconds
+constexpr std::chrono::seconds kLongestBody(60);
+constexpr double kLongestTime = 1e6;    // seconds
+constexpr std::size_t kLongestId = 64;  // by which a page names itself
 constexpr std::size_t kMostCardBytes = std::size_t{32} << 20U;
-
-/// 128 random bits.
-std::string MakeToken() {
-    std::array<unsigned char, 16> bytes{};
-    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        throw std::runtime_error("the system gives no random numbers");
-    }
-    std::string token;
-    for (unsigned char const byte : bytes) {
-        token += fmt::format("{:02x}", byte);
-    }
-    return token;
-}
 
 /// Takes the same time wherever they differ.
 bool IsSame(std::string_view a, std::string_view b) {
@@ -70,19 +71,108 @@ bool IsSame(std::string_view a, std::string_view b) {
     return difference == 0;
 }
 
+bool IsSocketAt(int descriptor, int port) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    return ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+           address.sin_family == AF_INET && ntohs(address.sin_port) == port;
+}
+
+/// The descriptors of this process's sockets at a port of its own.
+std::vector<int> SocketsAt(int port) {
+    std::error_code error;
+    std::vector<int> sockets;
+    for (fs::directory_iterator entry("/proc/self/fd", error), end; !error && entry != end; entry.increment(error)) {
+        int const socket = std::atoi(entry->path().filename().c_str());
+        if (IsSocketAt(socket, port)) {
+            sockets.push_back(socket);
+        }
+    }
+    return sockets;
+}
+
+/// A socket that stays open, beside the library's own descriptor, until both are closed.
+class SocketCopy {
+public:
+    explicit SocketCopy(int socket) : descriptor(::fcntl(socket, F_DUPFD_CLOEXEC, 0)) {}
+    ~SocketCopy() {
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
+    }
+    SocketCopy(SocketCopy const&) = delete;
+    SocketCopy& operator=(SocketCopy const&) = delete;
+
+    bool IsAt(int port) const { return IsSocketAt(descriptor, port); }
+    void End() const { ::shutdown(descriptor, SHUT_RDWR); }
+    /// Another one for each socket; 0 where there is none.
+    ino_t GetNumber() const {
+        struct stat found {};
+        return ::fstat(descriptor, &found) == 0 ? found.st_ino : 0;
+    }
+
+private:
+    int descriptor;
+};
+
+/// Ends connections whose requests take too long to arrive. The library's own limit begins anew with each byte.
+class RequestLimits {
+public:
+    using Limit = std::optional<std::chrono::milliseconds>;
+
+    /// The calling thread serves a connection from now on.
+    void Begin(std::shared_ptr<SocketCopy> socket, Limit limit) {
+        std::lock_guard const lock(mutex);
+        reading[std::this_thread::get_id()] = {std::move(socket), EndOf(limit)};
+    }
+    /// What the calling thread waits for now has this limit.
+    void Set(Limit limit) {
+        std::lock_guard const lock(mutex);
+        if (auto const found = reading.find(std::this_thread::get_id()); found != reading.end()) {
+            found->second.end = EndOf(limit);
+        }
+    }
+    void End() {
+        std::lock_guard const lock(mutex);
+        reading.erase(std::this_thread::get_id());
+    }
+    void EndLateOnes() {
+        std::lock_guard const lock(mutex);
+        for (auto const& [thread, connection] : reading) {
+            if (connection.socket && Clock::now() > connection.end) {
+                connection.socket->End();
+            }
+        }
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Connection {
+        std::shared_ptr<SocketCopy> socket;
+        Clock::time_point end;
+    };
+
+    static Clock::time_point EndOf(Limit limit) { return limit ? Clock::now() + *limit : Clock::time_point::max(); }
+
+    std::mutex mutex;
+    std::map<std::thread::id, Connection> reading;
+};
+
 /// Threads for connections; where too many wait, no more are accepted for a while.
 class Connections final : public httplib::TaskQueue {
 public:
-    Connections() {
+    Connections(int ownPort, RequestLimits& requestLimits, std::chrono::milliseconds head)
+        : port(ownPort), limits(requestLimits), longestHead(head) {
+        TakeNewSocket();  // the one that listens
         for (std::size_t i = 0; i < kThreads; ++i) {
             threads.emplace_back([this] { Work(); });
         }
     }
 
-    void enqueue(std::function<void()> connection) override {
+    void enqueue(std::function<void()> serve) override {
         std::unique_lock lock(mutex);
         changed.wait(lock, [this] { return waiting.size() < kMostConnections || isStopped; });
-        waiting.push_back(std::move(connection));
+        waiting.push_back({std::move(serve), TakeNewSocket()});
         changed.notify_all();
     }
 
@@ -98,6 +188,25 @@ public:
     }
 
 private:
+    struct Connection {
+        std::function<void()> serve;
+        std::shared_ptr<SocketCopy> socket;  ///< null where it was not found
+    };
+
+    /// The library does not say whose connection it hands over: it is the one that was not there before.
+    std::shared_ptr<SocketCopy> TakeNewSocket() {
+        std::vector<std::shared_ptr<SocketCopy>> found;
+        for (int const socket : SocketsAt(port)) {
+            auto copy = std::make_shared<SocketCopy>(socket);
+            // Since it was listed, a thread may have closed it and opened a file, which has its number now.
+            if (copy->IsAt(port) && known.insert(copy->GetNumber()).second) {
+                found.push_back(std::move(copy));
+            }
+        }
+        // Where one was missed before, nobody can tell which is whose.
+        return found.size() == 1 ? found.front() : nullptr;
+    }
+
     void Work() {
         std::unique_lock lock(mutex);
         for (;;) {
@@ -105,18 +214,27 @@ private:
             if (waiting.empty()) {
                 return;
             }
-            std::function<void()> const connection = std::move(waiting.front());
+            Connection connection = std::move(waiting.front());
             waiting.pop_front();
             changed.notify_all();
             lock.unlock();
-            connection();
+            limits.Begin(connection.socket, longestHead);
+            connection.serve();
+            limits.End();
             lock.lock();
+            if (connection.socket) {
+                known.erase(connection.socket->GetNumber());
+            }
         }
     }
 
+    int port;
+    RequestLimits& limits;
+    std::chrono::milliseconds longestHead;
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<std::function<void()>> waiting;
+    std::deque<Connection> waiting;
+    std::set<ino_t> known;  ///< sockets that are served, that wait, or that listen
     bool isStopped = false;
     std::vector<std::thread> threads;
 };
@@ -178,6 +296,11 @@ std::string MemberText(Json const& body, char const* key) {
     return OptionalText(body, key).value_or("");
 }
 
+/// The page that asks, as it names itself.
+std::string PageOf(Json const& body) {
+    return OptionalText(body, "page").value_or("").substr(0, kLongestId);
+}
+
 bool IsSet(Json const& body, char const* key) {
     return body.contains(key) && body[key] == true;
 }
@@ -200,7 +323,30 @@ char const* TypeOf(std::string_view name) {
                                     : "application/octet-stream";
 }
 
+/// Ends all connections of this process to a port of its own: whoever sends a byte now and then keeps one for hours.
+void EndConnections(int port) {
+    for (int const socket : SocketsAt(port)) {
+        ::shutdown(socket, SHUT_RDWR);
+    }
+}
+
 }  // namespace
+
+std::string MakeToken() {
+    std::array<unsigned char, 16> bytes{};
+    if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("the system gives no random numbers");
+    }
+    std::string token;
+    for (unsigned char const byte : bytes) {
+        token += fmt::format("{:02x}", byte);
+    }
+    return token;
+}
+
+std::string FormatAddress(std::uint16_t port, std::string const& token) {
+    return fmt::format("http://{}:{}/{}/", kHost, port, token);
+}
 
 class Server::Impl {
 public:
@@ -214,8 +360,8 @@ public:
           sources(access, options.allowPlaylists),
           exports(access, options.allowPlaylists),
           cards(kMostCardBytes),
-          token(MakeToken()) {
-        http.new_task_queue = [] { return new Connections; };
+          token(options.token.empty() ? MakeToken() : options.token) {
+        http.new_task_queue = [this] { return new Connections(port, limits, options.longestHead); };
         http.set_payload_max_length(kMostBody);
         http.set_keep_alive_max_count(1'000'000);
         http.set_keep_alive_timeout(1);
@@ -234,9 +380,12 @@ public:
                                    "connect-src 'self'; object-src 'none'; base-uri 'none'; form-action 'none'; "
                                    "frame-ancestors 'none'"}});
         http.set_pre_routing_handler([this](Request const& request, Response& response) {
+            limits.Set(kLongestBody);
             return IsAllowed(request, response) ? httplib::Server::HandlerResponse::Unhandled
                                                 : httplib::Server::HandlerResponse::Handled;
         });
+        // It comes when an answer has been sent: the next request of the connection begins.
+        http.set_logger([this](Request const&, Response const&) { limits.Set(options.longestHead); });
         http.Get(".*", [this](Request const& request, Response& response) { Answer(request, response); });
         http.Post(".*", [this](Request const& request, Response& response) { Answer(request, response); });
         if (options.port == 0) {
@@ -249,11 +398,15 @@ public:
                                          ? std::string("no port is free")
                                          : fmt::format("the port {} is not free; --port names another", options.port));
         }
+        for (int const socket : SocketsAt(port)) {
+            ::listen(socket, kMostConnections);  // the library lets five wait; others would try again after a second
+        }
     }
 
     ~Impl() { Stop(); }
 
-    std::string GetAddress() const { return fmt::format("http://{}:{}/{}/", kHost, port, token); }
+    std::string GetAddress() const { return FormatAddress(GetPort(), token); }
+    std::uint16_t GetPort() const { return static_cast<std::uint16_t>(port); }
 
     void Run(std::atomic<bool> const& cancel) {
         constexpr std::chrono::milliseconds kPoll(100);
@@ -265,14 +418,30 @@ public:
             std::unique_lock lock(mutex);
             while (!isEnding && !cancel) {
                 ended.wait_for(lock, kPoll);
-                bool const isGone = lastAlive && std::chrono::steady_clock::now() - *lastAlive > kPageGone;
-                if (options.exitsWithPage && isGone) {
+                limits.EndLateOnes();
+                OpenPages const now = pages;
+                lock.unlock();  // the session may wait for a disk
+                session.Release([&now](std::string const& page) { return now.IsOpen(page, OpenPages::Clock::now()); });
+                lock.lock();
+                if (options.exitsWithPage && pages.AreGone(OpenPages::Clock::now()) && !exports.AreAnyRunning()) {
                     break;
                 }
             }
         }
         Stop();
+        std::atomic<bool> isOver{false};
+        std::thread closer([&] {
+            constexpr int kGrace = 5;  // what is being answered gets its end
+            for (int round = 0; !isOver; ++round) {
+                if (round >= kGrace) {
+                    EndConnections(port);
+                }
+                std::this_thread::sleep_for(kPoll);
+            }
+        });
         listener.join();
+        isOver = true;
+        closer.join();
     }
 
 private:
@@ -316,6 +485,9 @@ private:
                 return refuse(kForbidden);
             }
         }
+        if (request.ranges.size() > 1) {
+            return refuse(kBadRequest);  // each would be one more copy of the answer
+        }
         if (request.method != "GET" && request.method != "HEAD" && request.method != "POST") {
             return refuse(kBadRequest);
         }
@@ -324,11 +496,16 @@ private:
             if (type.substr(0, type.find(';')) != "application/json") {
                 return refuse(kWrongType);
             }
+            // The library's limit of a body's size does not hold for one that comes in chunks.
+            if (request.has_header("Transfer-Encoding")) {
+                return refuse(kLengthRequired);
+            }
         }
         return true;
     }
 
     void Answer(Request const& request, Response& response) {
+        limits.Set({});
         response.status = 200;
         response.set_header("Cache-Control", "no-store");
         try {
@@ -377,8 +554,8 @@ private:
             if (what == "shader") {
                 Json const body = BodyOf(request);
                 std::string const name = OptionalText(body, "name").value_or("shader.glsl");
-                return SetJson(response, CheckShader(name, OptionalText(body, "source").value_or(""),
-                                                     options.describeEntry));
+                return SetJson(response,
+                               CheckShader(name, OptionalText(body, "source").value_or(""), options.describeEntry));
             }
             if (what == "quit") {
                 response.status = 204;
@@ -386,7 +563,7 @@ private:
             }
         } else if (!isPost && count == 2) {
             if (what == "session") {
-                return DescribeSession(response);
+                return DescribeSession(request, response);
             }
             if (what == "catalogue") {
                 return SetJson(response, DescribeCatalogue());
@@ -405,19 +582,17 @@ private:
             }
             if (what == "waveform") {
                 constexpr std::size_t kMostPoints = 20'000;
-                return SetJson(response, sources.MakeWaveform(request.get_param_value("file"),
-                                                              NumberOf<std::size_t>(request, "points", 1, kMostPoints),
-                                                              NumberOf<double>(request, "from", 0.0, kLongestTime, 0.0),
-                                                              NumberOf<double>(request, "to", -1.0, kLongestTime, -1.0)));
+                return SetJson(response,
+                               sources.MakeWaveform(request.get_param_value("file"),
+                                                    NumberOf<std::size_t>(request, "points", 1, kMostPoints),
+                                                    NumberOf<double>(request, "from", 0.0, kLongestTime, 0.0),
+                                                    NumberOf<double>(request, "to", -1.0, kLongestTime, -1.0)));
             }
             if (what == "shader") {
                 return SetJson(response, ReadShader(access, request.get_param_value("path")));
             }
             if (what == "alive") {
-                std::lock_guard const lock(mutex);
-                lastAlive = std::chrono::steady_clock::now();
-                response.status = 204;
-                return;
+                return NotePage(request, response);
             }
         } else if (!isPost && count == 5 && what == "plan" && parts[3] == "frame") {
             return SendFrame(request, parts[2], parts[4], response);
@@ -473,7 +648,7 @@ private:
         wanted.number = *frame;
         wanted.width = NumberOf<std::uint32_t>(request, "width", 0, kWidest, kUsual);
         wanted.width = std::min(wanted.width, wanted.plan->plan.target.frame.width);
-        wanted.view = request.get_param_value("view").substr(0, 64);
+        wanted.view = request.get_param_value("view").substr(0, kLongestId);
         wanted.sequence = NumberOf<std::int64_t>(request, "seq", 0, std::int64_t{1} << 53U, 0);
         Bytes const bytes = frames.Get(wanted);
         response.set_header("Cache-Control", "private, max-age=86400, immutable");
@@ -514,8 +689,12 @@ private:
 
     void Export(Json const& body, Response& response) {
         Json document = MemberOf(body, "document");
-        if (body.contains("options") && body["options"].is_object() && document.is_object()) {
+        if (body.contains("options") && document.is_object()) {
             Json output = document.contains("output") ? document["output"] : Json::object();
+            if (!output.is_object() || !body["options"].is_object()) {
+                throw RequestError(kBadRequest,
+                                   fmt::format("\"{}\" is not an object", output.is_object() ? "options" : "output"));
+            }
             output.update(body["options"]);
             document["output"] = std::move(output);
         }
@@ -523,8 +702,9 @@ private:
         SetJson(response, {{"job", exports.Start(plans.Make(document), output, IsSet(body, "overwrite"))}});
     }
 
-    void DescribeSession(Response& response) const {
-        Json json = session.Describe();
+    void DescribeSession(Request const& request, Response& response) const {
+        Json json =
+            session.Describe(request.has_param("path") ? std::optional(request.get_param_value("path")) : std::nullopt);
         Ogl::GlInfo const& gl = Ogl::OglManager::GetInstance().GetInfo();
         json["version"] = options.version;
         json["renderer"] = gl.renderer;
@@ -562,14 +742,20 @@ private:
 
     void Save(Json const& body, Response& response) {
         Edit::Document const document = plans.Read(MemberOf(body, "document"));
-        SetJson(response, session.Save(document, OptionalText(body, "path"), OptionalText(body, "revision"),
-                                       IsSet(body, "overwrite")));
+        SetJson(response,
+                session.Save(document, OptionalText(body, "path"), OptionalText(body, "revision"),
+                             OptionalText(body, "copy").value_or(""), PageOf(body), IsSet(body, "overwrite")));
     }
 
     void Autosave(Json const& body, Response& response) {
         Json const& document = MemberOf(body, "document");
-        document.is_null() ? session.DiscardAutosave() : session.Autosave(document);
-        response.status = 204;
+        std::string const copy = OptionalText(body, "copy").value_or("");
+        if (document.is_null()) {
+            session.DiscardAutosave(copy, PageOf(body));
+            response.status = 204;
+            return;
+        }
+        SetJson(response, {{"copy", session.Autosave(document, OptionalText(body, "path"), copy, PageOf(body))}});
     }
 
     void WriteCommand(Json const& body, Response& response) {
@@ -580,6 +766,22 @@ private:
         });
         SetJson(response, {{"json", Edit::FormatDocument(document, folder)},
                            {"command", command ? Json(*command) : Json(nullptr)}});
+    }
+
+    void NotePage(Request const& request, Response& response) {
+        std::string const page = request.get_param_value("page").substr(0, kLongestId);
+        OpenPages::Clock::time_point const now = OpenPages::Clock::now();
+        bool const isClosed = request.has_param("closed");
+        {
+            std::lock_guard const lock(mutex);
+            isClosed ? pages.NoteClosed(page, now) : pages.NoteOpen(page, now);
+        }
+        response.status = 204;
+        if (isClosed) {
+            session.Release([&page](std::string const& keeper) { return keeper != page; });
+        } else if (request.has_param("copy") && !session.Keep(request.get_param_value("copy"), page)) {
+            throw RequestError(kNotFound, "the copy is not there any more");
+        }
     }
 
     void End() {
@@ -599,13 +801,14 @@ private:
     std::mutex cardMutex;
     KeptBytes<std::string> cards;
     std::string token;
+    RequestLimits limits;
     httplib::Server http;
     int port = 0;
 
     std::mutex mutex;
     std::condition_variable ended;
     bool isEnding = false;
-    std::optional<std::chrono::steady_clock::time_point> lastAlive;
+    OpenPages pages;
 };
 
 Server::Server(Options options) : impl(std::make_unique<Impl>(std::move(options))) {}
@@ -613,6 +816,10 @@ Server::~Server() = default;
 
 std::string Server::GetAddress() const {
     return impl->GetAddress();
+}
+
+std::uint16_t Server::GetPort() const {
+    return impl->GetPort();
 }
 
 void Server::Run(std::atomic<bool> const& cancel) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -41,8 +42,12 @@ struct Options {
     bool isTrusted = false;
     bool allowPlaylists = false;
     std::uint16_t port = 0;  ///< 0: any that is free
+    /// The random part of the address; "" makes one.
+    std::string token;
     /// Ends some time after the last page has gone.
     bool exitsWithPage = false;
+    /// For the head of a request, from when the connection is served. Its body has a minute.
+    std::chrono::milliseconds longestHead{5000};
 
     std::string version;
     std::span<PageFile const> page;
@@ -58,6 +63,12 @@ struct Options {
         writeCommand;
 };
 
+/// 128 random bits. Throws `std::runtime_error` where the system gives none.
+std::string MakeToken();
+
+/// "http://127.0.0.1:PORT/TOKEN/"
+std::string FormatAddress(std::uint16_t port, std::string const& token);
+
 /// Serves the studio's page and what it asks for, on the loopback address, to those who know the address with its
 /// random token.
 class Server {
@@ -68,8 +79,8 @@ public:
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
 
-    /// "http://127.0.0.1:PORT/TOKEN/"
     std::string GetAddress() const;
+    std::uint16_t GetPort() const;
     /// Serves until a page asks for the end, or `cancel` becomes true.
     void Run(std::atomic<bool> const& cancel);
 

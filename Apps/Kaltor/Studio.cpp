@@ -1,15 +1,19 @@
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
+#include <stop_token>
+#include <thread>
+#include <utility>
 #include <vector>
 
+#include <fmt/format.h>
 #include <spawn.h>
 #include <sys/wait.h>
-
-#include <fmt/format.h>
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
@@ -25,7 +29,9 @@
 #include "Apps/Kaltor/Gallery/Scenes.h"
 #include "Apps/Kaltor/PictureEffect.h"
 #include "Apps/Kaltor/Studio/Page.h"
+#include "Media/MediaError.h"
 #include "Media/Picture.h"
+#include "Render/Isolation/Worker.h"
 #include "Studio/Server.h"
 #endif
 
@@ -109,8 +115,7 @@ std::vector<std::uint8_t> DrawCard(CatalogEntry const& entry, Proc::IEffectFacto
         effect->SetSeed(1);
         effect->FitInto(size.width, size.height);
     }
-    Picture const row =
-        Proc::DataVideoFF::Create(PixFmt::Rgb24, {size.width * Studio::kCardFrames, size.height, 1, 1});
+    Picture const row = Proc::DataVideoFF::Create(PixFmt::Rgb24, {size.width * Studio::kCardFrames, size.height, 1, 1});
     AVFrame& whole = row->GetWritableFrame();
     for (int i = 0; i < Studio::kCardFrames; ++i) {
         pause();
@@ -130,7 +135,8 @@ std::vector<std::uint8_t> DrawCard(CatalogEntry const& entry, Proc::IEffectFacto
         int const bytes = picture->GetPixFmt() == PixFmt::Rgba ? 4 : kRgb;
         for (int y = 0; y < drawn.height; ++y) {
             std::uint8_t const* from = drawn.data[0] + std::ptrdiff_t{y} * drawn.linesize[0];
-            std::uint8_t* to = whole.data[0] + std::ptrdiff_t{y} * whole.linesize[0] + std::ptrdiff_t{i} * kRgb * drawn.width;
+            std::uint8_t* to =
+                whole.data[0] + std::ptrdiff_t{y} * whole.linesize[0] + std::ptrdiff_t{i} * kRgb * drawn.width;
             for (int x = 0; x < drawn.width; ++x, from += bytes, to += kRgb) {
                 for (int c = 0; c < kRgb; ++c) {
                     to[c] = bytes == kRgb ? from[c] : static_cast<std::uint8_t>(from[c] * from[kRgb] / 255);
@@ -141,13 +147,44 @@ std::vector<std::uint8_t> DrawCard(CatalogEntry const& entry, Proc::IEffectFacto
     return Media::EncodeJpeg(*row);
 }
 
-int RunStudio(StudioOptions const& options) {
-    std::atomic<bool> const& cancel = CatchInterrupts();
+/// What the process that serves and draws says to the one that the user has started, and the other way round.
+enum StudioMessage : std::uint32_t {
+    kServes,  ///< its port
+    kHung,    ///< a shader file's program that it dies of
+    kEnded,   ///< a page has asked for it
+    kEnd,     ///< the user has
+};
+
+/// What outlives such a process.
+struct StudioPlace {
+    std::uint16_t port = 0;
+    std::string token = Studio::MakeToken();
+    std::set<std::string> hung;  ///< programs of shader files
+};
+
+/// Serves until a page or the other process asks for the end.
+void Serve(StudioOptions const& options, StudioPlace const& place, Render::WorkerSide& side) {
+    constexpr std::chrono::milliseconds kPoll(100);
+    Render::Channel& channel = side.GetChannel();
+    std::atomic<bool> isStopped{false};
+    std::jthread const watcher([&](std::stop_token const& stop) {
+        while (!stop.stop_requested()) {
+            side.Beat();
+            isStopped = isStopped || channel.Wait(kPoll);
+            if (isStopped) {
+                std::this_thread::sleep_for(kPoll);
+            }
+        }
+    });
+    HungShaders hung;
+    hung.programs = place.hung;
+    hung.note = [&channel](std::string const& program) { channel.Send(kHung, program.data(), program.size()); };
     Studio::Options studio;
     ChooseDocument(options, LoadCatalog(), studio);
     studio.isTrusted = options.isTrusted;
     studio.allowPlaylists = options.allowPlaylists;
-    studio.port = options.port;
+    studio.port = place.port;
+    studio.token = place.token;
     studio.exitsWithPage = options.exitsWithPage;
     studio.version = KALTOR_VERSION;
     std::vector<Studio::PageFile> page;
@@ -155,17 +192,96 @@ int RunStudio(StudioOptions const& options) {
         page.push_back({name, content});
     }
     studio.page = page;
-    studio.loadCatalog = [] { return LoadCatalog(); };
+    studio.loadCatalog = [hung] { return LoadCatalog(hung); };
     studio.describeEntry = &DescribeEntry;
     studio.drawCard = &DrawCard;
     studio.writeCommand = &WriteCommand;
-    Studio::Server server(std::move(studio));
-    WriteOut(fmt::format("{}\n", server.GetAddress()));
-    if (!options.hasNoBrowser) {
-        OpenBrowser(server.GetAddress());
+    {
+        Studio::Server server(std::move(studio));
+        channel.Send(kServes, server.GetPort());
+        server.Run(isStopped);
     }
-    server.Run(cancel);
-    return 0;
+    channel.Send(kEnded, nullptr, 0);  // now that exports are cleared up, too
+}
+
+/// Shows what the process says until it ends. Throws `Render::WorkerDied` where it does so by itself.
+void Follow(Render::Worker& worker, StudioPlace& place, std::function<void(std::uint16_t port)> const& onServing,
+            std::atomic<bool> const& cancel) {
+    constexpr std::chrono::minutes kLongestFrame(5);  // shader files have a limit of their own
+    constexpr std::chrono::seconds kLongestEnd(5);
+    std::optional<std::chrono::steady_clock::time_point> end;
+    for (;;) {
+        Render::Message message;
+        try {
+            message = worker.Receive(kLongestFrame, [&] {
+                auto const now = std::chrono::steady_clock::now();
+                if (cancel && !end) {
+                    end = now + kLongestEnd;
+                    worker.GetChannel().Send(kEnd, nullptr, 0);
+                }
+                return end && now > *end;
+            });
+        } catch (Media::Cancelled const&) {
+            return;  // it does not even end: the worker's destructor sees to that
+        } catch (Render::WorkerDied const&) {
+            if (end) {
+                return;
+            }
+            throw;
+        }
+        switch (message.kind) {
+            case kServes:
+                onServing(message.As<std::uint16_t>());
+                break;
+            case kHung:
+                place.hung.emplace(message.content.begin(), message.content.end());
+                break;
+            default:
+                return;
+        }
+    }
+}
+
+/// Pages are served, and frames drawn, by a process of its own. Where that one dies, of a shader file whose loop never
+/// ends or of a driver's fault, the next one takes its address over, and open pages go on.
+int RunStudio(StudioOptions const& options) {
+    constexpr std::chrono::seconds kShortLife(10);
+    constexpr int kMostShortLives = 3;
+    std::atomic<bool> const& cancel = CatchInterrupts();
+    StudioPlace place;
+    place.port = options.port;
+    bool isKnown = false;
+    for (int shortLives = 0;;) {
+        std::size_t const hungBefore = place.hung.size();
+        Render::Worker worker([&](Render::WorkerSide& side) { Serve(options, place, side); });
+        std::optional<std::chrono::steady_clock::time_point> begin;
+        auto const onServing = [&](std::uint16_t port) {
+            begin = std::chrono::steady_clock::now();
+            place.port = port;
+            if (std::exchange(isKnown, true)) {
+                return;
+            }
+            std::string const address = Studio::FormatAddress(port, place.token);
+            WriteOut(address + "\n");
+            if (!options.hasNoBrowser) {
+                OpenBrowser(address);
+            }
+        };
+        try {
+            Follow(worker, place, onServing, cancel);
+            return 0;
+        } catch (Render::WorkerDied const& error) {
+            bool const isShort = !begin || std::chrono::steady_clock::now() - *begin < kShortLife;
+            shortLives = isShort ? shortLives + 1 : 0;
+            if (!begin || shortLives > kMostShortLives) {
+                throw;
+            }
+            std::string const cause = place.hung.size() > hungBefore
+                                          ? "the process that draws was stopped by a shader file that does not end"
+                                          : error.what();
+            WriteError(fmt::format("warning: {}; another one takes over, and open pages go on", cause));
+        }
+    }
 }
 
 #else
@@ -183,12 +299,14 @@ void AddStudio(CommandLine& commandLine) {
     auto const options = std::make_shared<StudioOptions>();
     verb.AddTexts("CLIP", options->clips, "one document (EDIT.json), or the clips that a new one begins with");
     verb.AddText("--size", options->size, "of a new edit's video (default: the first clip's)").ShowValueAs("WxH");
-    verb.AddText("--fps", options->rate, "of a new edit's video (default: the first clip's)").ShowValueAs("RATE");
+    verb.AddText("--fps", options->rate, "of a new edit's video (default: those of the first video)")
+        .ShowValueAs("RATE");
     AddNumber<std::uint16_t>(verb, "--port", options->port, "of the address (default: one that is free)", {1, 65535})
         .ShowValueAs("N");
-    verb.AddFlag("--no-browser", options->hasNoBrowser, "only print the address; otherwise a browser opens it where "
-                                                        "there is a display");
-    verb.AddFlag("--exit-with-page", options->exitsWithPage, "end 15 seconds after the last page was closed");
+    verb.AddFlag("--no-browser", options->hasNoBrowser,
+                 "only print the address; otherwise a browser opens it where there is a display");
+    verb.AddFlag("--exit-with-page", options->exitsWithPage,
+                 "end 15 seconds after the last page was closed, once its exports are done");
     AddTrustOptions(verb, *options);
     verb.SetFooter(
         "The page is served to this machine only, at an address that nobody can guess. Ctrl-C ends it.\n\n"

@@ -40,11 +40,11 @@ export const thumbnailUrl = (file, time, height) => `api/thumbnail${query({ file
 export const cardUrl = (name) => `api/card/${encodeURIComponent(name)}`;
 
 // Of two pages of one user, the server drops only the older requests of each.
-const kView = Math.random().toString(36).slice(2, 10);
+export const kPage = Math.random().toString(36).slice(2, 10);
 let sequence = 0;
 
 export const fetchFrame = async (plan, frame, width, signal, isNewest = true) =>
-    (await get(`plan/${plan}/frame/${frame}`, { width, ...(isNewest ? { view: kView, seq: ++sequence } : {}) }, { signal })).blob();
+    (await get(`plan/${plan}/frame/${frame}`, { width, ...(isNewest ? { view: kPage, seq: ++sequence } : {}) }, { signal })).blob();
 
 export const fetchSound = async (plan, from, to, signal) =>
     (await get(`plan/${plan}/sound`, { from: from.toFixed(4), to: to.toFixed(4) }, { signal })).arrayBuffer();

@@ -326,15 +326,29 @@ function file(spec, change, context) {
     return { element: h("div", { class: "control" }, input, browse), show: (value) => document.activeElement !== input && (input.value = value ?? "") };
 }
 
+/** Several numbers side by side that may be anything. */
+function entries(spec, change) {
+    let shown = [];
+    const places = Array.from({ length: spec.length }, (_, index) => index);
+    const all = places.map((index) =>
+        numberEntry({ ...spec, label: strings.fields.part(spec.label, index + 1) }, (value, isLive) => change(places.map((i) => (i === index ? value : (shown[i] ?? 0))), isLive)));
+    function show(value) {
+        shown = value ?? spec.otherwise ?? [];
+        all.forEach((entry, index) => entry.show(shown[index] ?? 0));
+    }
+    return { element: h("div", { class: "control number-only" }, all.map((entry) => entry.element)), show, isWide: spec.length > 3 };
+}
+
 /** Several numbers side by side, as bars that can be dragged. */
 function list(spec, change) {
-    const low = spec.min ?? 0;
-    const high = spec.max ?? 1;
-    const step = (high - low) / 100;
+    const low = spec.min;
+    const high = spec.max;
+    if (low === undefined || high === undefined || high - low > 1e5) return entries(spec, change);
+    const step = spec.isWhole ? 1 : (high - low) / 100;
     let shown = [];
     const set = (index, value, isLive) => {
         const next = [...shown];
-        next[index] = tidy(clamp(value, low, high));
+        next[index] = tidy(clamp(spec.isWhole ? Math.round(value) : value, low, high));
         change(next, isLive);
     };
     const bars = Array.from({ length: spec.length }, (_, index) => {

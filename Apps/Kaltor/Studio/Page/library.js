@@ -158,13 +158,17 @@ export function makeLibrary(root, app) {
 
     async function openFolder(path) {
         folder = path;
+        let found = { entries: [] };
+        let problem = null;
         try {
-            listing = await getJson("files", { folder: path });
-            fileProblem = null;
-            for (const entry of listing.entries) if (["video", "sound"].includes(entry.kind)) app.factsOf(entry.path ?? (path ? `${path}/${entry.name}` : entry.name));
+            found = await getJson("files", { folder: path });
         } catch (error) {
-            fileProblem = error.message;
+            problem = error.message;
         }
+        if (folder !== path) return;  // another one was opened meanwhile
+        listing = found;
+        fileProblem = problem;
+        for (const entry of listing.entries) if (["video", "sound"].includes(entry.kind)) app.factsOf(entry.path ?? (path ? `${path}/${entry.name}` : entry.name));
         if (tab === "media") {
             fill();
             grid.querySelector(".file")?.focus({ preventScroll: true });
@@ -185,6 +189,8 @@ export function makeLibrary(root, app) {
     function fill() {
         const words = search.value.toLowerCase().split(/\s+/).filter(Boolean);
         const matches = (text) => words.every((word) => text.toLowerCase().includes(word));
+        const buttons = () => [...grid.querySelectorAll("button")];
+        const focused = buttons().indexOf(document.activeElement);
         watcher.disconnect();
         trail.replaceChildren();
         grid.className = `grid grid-${tab}`;
@@ -220,6 +226,7 @@ export function makeLibrary(root, app) {
         }
         search.placeholder = strings.library.searchIn[tab];
         count.textContent = strings.library.count(found.length);
+        buttons()[focused]?.focus({ preventScroll: true });
     }
     const fillLater = later(120, fill);
 

@@ -1,5 +1,5 @@
 // The page as a whole: loads what the server knows, puts the views together, and has the actions that they share.
-import { get, getJson, post } from "./api.js";
+import { get, getJson, kPage, post } from "./api.js";
 import { clamp, drag, h, later, setStyle, store } from "./dom.js";
 import { ask, askText, chooseFile, showCopy, showExport, showShortcuts } from "./dialogs.js";
 import { icon } from "./icons.js";
@@ -92,7 +92,6 @@ async function plan() {
             forgetMissing();
         } else {
             state.set({ problem: { error: strings.viewer.noServer, place: null } });
-            planAgain = planAgain || false;
         }
     }
     planning = false;
@@ -342,7 +341,14 @@ async function save(as = false) {
     }
     const document_ = state.document;
     const isOwn = path === state.get("path");
-    const send = (overwrite) => post("save", { document: document_, path, revision: isOwn ? state.get("revision") : null, overwrite });
+    const send = (overwrite) =>
+        inTurn(async () => {
+            const answer = await post("save", { document: document_, path, revision: isOwn ? state.get("revision") : null, copy, page: kPage, overwrite });
+            copy = null;
+            isAdopted = false;
+            state.set({ saved: document_, path: answer.path ?? path, revision: answer.revision ?? null, saveState: "saved" });
+            return answer;
+        });
     try {
         let answer;
         try {
@@ -356,7 +362,6 @@ async function save(as = false) {
             if (!choice) return false;
             answer = await send(true);
         }
-        state.set({ saved: document_, path: answer.path ?? path, revision: answer.revision ?? null, saveState: "saved" });
         app.announce(strings.saving.saved(answer.path ?? path));
         library.reload();
         return true;
@@ -367,16 +372,74 @@ async function save(as = false) {
     }
 }
 
-const autosave = later(1500, async () => {
-    const isSaved = state.document === state.get("saved");
-    if (isSaved && state.get("saveState") !== "autosaved") return;
+// The mark of this page's own copy: another page or studio may keep one of the same edit. One request at a time, since
+// each changes the mark; one that fails does not keep the others from being sent.
+let copy = null;
+// The copy was there before this page: it goes only when what it holds is saved, not when its changes are undone.
+let isAdopted = false;
+let last = Promise.resolve();
+
+function inTurn(task) {
+    const done = last.then(task);
+    last = done.catch(() => {});
+    return done;
+}
+
+function keep() {
+    inTurn(async () => {
+        const isSaved = state.document === state.get("saved");
+        if (isSaved && (copy === null || isAdopted)) {
+            state.set({ saveState: "saved" });
+            return;
+        }
+        try {
+            const answer = await post("autosave", { document: isSaved ? null : state.document, path: state.get("path") ?? "", copy, page: kPage });
+            copy = isSaved ? null : answer.copy;
+            state.set({ saveState: isSaved ? "saved" : "autosaved" });
+        } catch (error) {
+            if (isSaved) return; // the copy that is not needed any more stays, and is offered
+            if (error.status && state.get("saveState") !== "unsaved") app.toast(strings.saving.notKept(error.message), "error");
+            state.set({ saveState: "unsaved" });
+            keepAgain();
+        }
+    });
+}
+const autosave = later(1500, keep);
+const keepAgain = later(5000, keep);
+
+/** The page is open, and has its copy. What took that away, a hand or another page, costs nothing: there is another one. */
+function sayOpen() {
+    const mark = copy;
+    get("alive", { page: kPage, copy: mark }).catch((error) => {
+        if (error.status !== 404 || mark === null) return;
+        inTurn(() => {
+            if (copy === mark) copy = null;
+        });
+        keep();
+    });
+}
+
+// A tab that is loaded again shows its own edit, also where another page has saved under another name since.
+const kPathKey = `kaltor-path ${location.pathname}`;
+function notePath() {
     try {
-        await post("autosave", { document: isSaved ? null : state.document });
-        state.set({ saveState: isSaved ? "saved" : "autosaved" });
+        sessionStorage.setItem(kPathKey, state.get("path") ?? "");
     } catch {
-        state.set({ saveState: "unsaved" });
+        // The page works without memory.
     }
-});
+}
+function notedPath() {
+    try {
+        return sessionStorage.getItem(kPathKey);
+    } catch {
+        return null;
+    }
+}
+async function openSession() {
+    const path = notedPath();
+    if (path === null) return getJson("session");
+    return getJson("session", { path }).catch(() => getJson("session"));
+}
 
 // The page's frame: header, sizes of its parts, the narrow form.
 
@@ -585,7 +648,7 @@ let library;
 async function start() {
     let catalogue;
     try {
-        [app.session, catalogue, app.schema] = await Promise.all([getJson("session"), getJson("catalogue"), getJson("schema")]);
+        [app.session, catalogue, app.schema] = await Promise.all([openSession(), getJson("catalogue"), getJson("schema")]);
     } catch (error) {
         document.body.replaceChildren(h("div", { class: "fatal", role: "alert" }, icon("warning", 40), h("h1", {}, strings.viewer.noServer), h("p", {}, error.message), h("button", { type: "button", class: "button primary", onclick: () => location.reload() }, strings.actions.retry)));
         return;
@@ -605,12 +668,17 @@ async function start() {
         plan();
         autosave();
     });
+    state.on(["path"], notePath);
+    notePath();
     state.on(["width"], () => store.set("studio-width", state.get("width")));
     inspector.update();
+    sayOpen();
+    setInterval(sayOpen, 5000);
     await plan();
     document.body.classList.add("ready");
     if (app.session.autosave) recover(app.session.autosave);
-    setInterval(() => get("alive").catch(() => {}), 5000);
+    window.addEventListener("pageshow", sayOpen);
+    window.addEventListener("pagehide", () => get("alive", { page: kPage, closed: 1 }, { keepalive: true }).catch(() => {}));
     window.addEventListener("focus", () => {
         if (Object.values(state.get("facts")).some((probe) => probe.missing) || state.get("problem")) {
             forgetMissing();
@@ -619,13 +687,18 @@ async function start() {
     });
 }
 
-async function recover({ document: kept, time }) {
-    const choice = await ask(strings.saving.recoverTitle, strings.saving.recoverText(time ? new Date(typeof time === "number" ? time * 1000 : time).toLocaleString() : ""), [
+async function recover({ document: kept, time, copy: mark, open: isOpen }) {
+    const choice = await ask(strings.saving.recoverTitle, strings.saving.recoverText(time ? new Date(typeof time === "number" ? time * 1000 : time).toLocaleString() : "", isOpen), [
+        ...(isOpen ? [] : [{ label: strings.saving.removeCopy, value: "remove", danger: true }]),
         { label: strings.saving.ignore, value: "" },
-        { label: strings.saving.recover, value: "yes", primary: true },
+        { label: strings.saving.recover, value: "take", primary: true },
     ]);
-    if (choice) state.change(strings.steps.recover, () => kept);
-    else post("autosave", { document: null }).catch(() => {});
+    if (choice === "take") {
+        // Where another page keeps it, the server begins another copy.
+        isAdopted = copy === null;
+        copy ??= mark;
+        state.change(strings.steps.recover, () => kept);
+    } else if (choice === "remove") post("autosave", { document: null, copy: mark, page: kPage }).catch((error) => app.toast(error.message, "error"));
 }
 
 start();

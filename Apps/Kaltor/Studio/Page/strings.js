@@ -242,9 +242,11 @@ export const strings = {
         overwrite: "Replace",
         overwriteTitle: "Replace the file?",
         recoverTitle: "Continue where you were?",
-        recoverText: (time) => `There is a copy of this edit with changes that were not saved${time ? `, of ${time}` : ""}.`,
+        recoverText: (time, isOpen) => `There is a copy of this edit with changes that were not saved${time ? `, of ${time}` : ""}.${isOpen ? " Another page keeps it, or did until a moment ago." : ""}`,
         recover: "Continue with the copy",
-        ignore: "Use the saved edit",
+        ignore: "Leave it",
+        removeCopy: "Remove the copy",
+        notKept: (why) => `No copy of the changes can be kept: ${why}`,
     },
     exporting: {
         title: "Export the video",

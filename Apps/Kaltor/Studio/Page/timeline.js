@@ -452,6 +452,7 @@ export function makeTimeline(root, app) {
         return element;
     }
 
+    let nudged = {};  // the last step of a key: where the item is in which document
     function itemKey(event, path, span) {
         const { key, altKey, shiftKey } = event;
         const plan = state.get("plan");
@@ -462,8 +463,12 @@ export function makeTimeline(root, app) {
                 const to = clamp(path[1] + way, 0, state.document.clips.length - 1);
                 if (to !== path[1]) app.moveClip(path[1], to);
             } else {
-                const gesture = `nudge${pointer(path)}`;
-                state.change(strings.steps.move, (document) => trimSpan(document, path, span, "move", way * step, plan.seconds), { gesture });
+                const place = pointer(path);
+                // Keys may come faster than plans.
+                const base = nudged.document === state.document && nudged.place === place ? nudged.span : span;
+                state.change(strings.steps.move, (document) => trimSpan(document, path, base, "move", way * step, plan.seconds), { gesture: `nudge${place}` });
+                const start = Math.round((getAt(state.document, path).from ?? 0) * rate()) / rate();
+                nudged = { document: state.document, place, span: { ...base, start, end: base.end + start - base.start } };
             }
         };
         const order = (way) => {
