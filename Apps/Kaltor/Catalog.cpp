@@ -29,17 +29,20 @@ std::chrono::milliseconds ReadLimit(std::chrono::milliseconds standard) {
     return std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1e3));
 }
 
-}  // namespace
-
-Catalog LoadCatalog(HangGuard guard) {
+Catalog Load(HangGuard guard, HungShaders const& hung) {
     Proc::ShaderHost host;
     host.limit = guard == HangGuard::On ? ReadLimit(host.limit) : std::chrono::milliseconds(0);
     host.readPicture = [](std::string const& path) { return Media::ReadPicture(path); };
-    host.onHang = [seconds = std::chrono::duration<double>(host.limit).count()](std::string const& name) {
+    host.refused = hung.programs;
+    host.onHang = [seconds = std::chrono::duration<double>(host.limit).count(), note = hung.note](
+                      std::string const& name, std::string const& program) {
         WriteError(
             fmt::format("{}: its first frame is not drawn after {:g} seconds; a loop may have no end ({} sets "
                         "another limit)",
                         name, seconds, kSecondsVariable));
+        if (note) {
+            note(program);
+        }
         // The GL cannot be interrupted, and no destructor could end while it draws.
         ::_exit(1);
     };
@@ -52,6 +55,16 @@ Catalog LoadCatalog(HangGuard guard) {
         }
     }
     return catalog;
+}
+
+}  // namespace
+
+Catalog LoadCatalog(HangGuard guard) {
+    return Load(guard, {});
+}
+
+Catalog LoadCatalog(HungShaders const& hung) {
+    return Load(HangGuard::On, hung);
 }
 
 }  // namespace Kaltor::Cli

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <functional>
+#include <set>
+#include <string>
+
 #include "Apps/Kaltor/Specs.h"
 #include "Host/Catalog.h"
 
@@ -17,5 +21,13 @@ using Host::MakeSettings;
 /// frame of a shader file is not drawn in time, the program ends with one line; off where something else sees to that.
 enum class HangGuard : bool { Off, On };
 Catalog LoadCatalog(HangGuard guard = HangGuard::On);
+
+/// What a process knows of shader files that a process before it has not drawn in time; see `Proc::ShaderHost`.
+struct HungShaders {
+    std::set<std::string> programs;
+    /// Is called with a program's name before this process ends.
+    std::function<void(std::string const& program)> note;
+};
+Catalog LoadCatalog(HungShaders const& hung);
 
 }  // namespace Kaltor::Cli

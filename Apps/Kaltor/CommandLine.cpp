@@ -86,6 +86,19 @@ std::vector<ArgumentDescription> DescribeArguments(CLI::App const& app, bool isP
     return arguments;
 }
 
+VerbDescription DescribeVerb(CLI::App const& verb) {
+    VerbDescription description{verb.get_name(),
+                                verb.get_description(),
+                                DescribeArguments(verb, true),
+                                DescribeArguments(verb, false),
+                                verb.get_footer(),
+                                {}};
+    for (CLI::App const* const inner : verb.get_subcommands(nullptr)) {
+        description.verbs.push_back(DescribeVerb(*inner));
+    }
+    return description;
+}
+
 std::string ShowCompletions(std::vector<Completion> const& completions) {
     std::string text;
     for (Completion const& completion : completions) {
@@ -174,8 +187,7 @@ Verb VerbGroup::AddVerb(std::string const& name, std::string const& description)
 ProgramDescription CommandLine::Describe() const {
     ProgramDescription program{app->get_description(), app->get_footer(), DescribeArguments(*app, false), {}};
     for (CLI::App const* const verb : app->get_subcommands(nullptr)) {
-        program.verbs.push_back({verb->get_name(), verb->get_description(), DescribeArguments(*verb, true),
-                                 DescribeArguments(*verb, false), verb->get_footer()});
+        program.verbs.push_back(DescribeVerb(*verb));
     }
     return program;
 }

@@ -1,6 +1,7 @@
 #include "Apps/Kaltor/Completion.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <optional>
 
@@ -9,6 +10,7 @@
 
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
+#include "Core/Text.h"
 #include "Media/EncoderChoice.h"
 
 namespace Kaltor::Cli {
@@ -138,9 +140,37 @@ Completions OfferCodecs(std::string const& output, AVMediaType type) {
     return codecs;
 }
 
+/// The values of options that take one of a few words, with spaces between.
+struct Choices {
+    std::string_view verb;  ///< empty: every verb that has the option
+    std::string_view option;
+    std::string_view values;
+};
+constexpr std::array kChoices{Choices{"", "--fit", "whole fill stretch blur"},
+                              Choices{"", "--format", "mp4 mov mkv webm mpegts nut y4m raw"},
+                              Choices{"render", "--progress", "bar json none"},
+                              Choices{"bench", "--depth", "8 16f"},
+                              Choices{"", "--depth", "auto 8 16f"},
+                              Choices{"", "--hdr", "sdr pq hlg"},
+                              Choices{"", "--alpha", "keep"},
+                              Choices{"", "--engine", "slurm local"}};
+
+Completions OfferChoices(TypedWords const& typed, std::string const& option) {
+    auto const found = std::find_if(kChoices.begin(), kChoices.end(), [&](Choices const& one) {
+        return one.option == option && (one.verb.empty() || one.verb == typed.verb.name);
+    });
+    Completions values;
+    if (found != kChoices.end()) {
+        for (std::string_view const value : Core::Split(found->values, ' ')) {
+            values.push_back({std::string(value), ""});
+        }
+    }
+    return values;
+}
+
 Completions CompleteValue(TypedWords const& typed, std::string const& option, std::string const& text) {
-    if (option == "--fit") {
-        return Pick({{"whole", ""}, {"fill", ""}, {"stretch", ""}, {"blur", ""}}, text, "");
+    if (Completions const choices = OfferChoices(typed, option); !choices.empty()) {
+        return Pick(choices, text, "");
     }
     if (option == "--codec" || option == "--audio-codec") {
         return Pick(OfferCodecs(typed.output, option == "--codec" ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO), text, "");
@@ -151,20 +181,6 @@ Completions CompleteValue(TypedWords const& typed, std::string const& option, st
             uses.push_back({std::string(profile.name), std::string(profile.help)});
         }
         return Pick(uses, text, "");
-    }
-    if (option == "--format") {
-        return Pick({{"mp4", ""},
-                     {"mov", ""},
-                     {"mkv", ""},
-                     {"webm", ""},
-                     {"mpegts", ""},
-                     {"nut", ""},
-                     {"y4m", ""},
-                     {"raw", "frames without a header"}},
-                    text, "");
-    }
-    if (option == "--progress") {
-        return Pick({{"bar", ""}, {"json", ""}, {"none", ""}}, text, "");
     }
     std::size_t const clips = typed.positionals.size();
     if (option == "--effect") {
@@ -225,24 +241,33 @@ Completions CompleteInVerb(TypedWords const& typed, std::string const& word) {
     return isName ? Pick(OfferNames(Catalog::Load(), word, kAny), word, "") : Completions();
 }
 
-}  // namespace
-
-std::vector<Completion> Complete(ProgramDescription const& program, std::vector<std::string> const& words) {
+/// One of the verbs, an option of what they belong to, or what follows a verb.
+Completions CompleteVerb(std::vector<VerbDescription> const& verbs, std::vector<ArgumentDescription> const& options,
+                         std::vector<std::string> const& words) {
     if (words.size() < 2) {
         std::string const word = words.empty() ? "" : words.front();
         Completions candidates;
-        for (VerbDescription const& verb : program.verbs) {
+        for (VerbDescription const& verb : verbs) {
             candidates.push_back({verb.name, verb.summary});
         }
-        return Pick(word.starts_with('-') ? OfferOptions(program.options) : candidates, word, "");
+        return Pick(word.starts_with('-') ? OfferOptions(options) : candidates, word, "");
     }
-    auto const verb = std::find_if(program.verbs.begin(), program.verbs.end(),
-                                   [&](VerbDescription const& one) { return one.name == words.front(); });
-    if (verb == program.verbs.end()) {
+    auto const verb =
+        std::find_if(verbs.begin(), verbs.end(), [&](VerbDescription const& one) { return one.name == words.front(); });
+    if (verb == verbs.end()) {
         return {};
     }
+    if (!verb->verbs.empty()) {
+        return CompleteVerb(verb->verbs, verb->options, {words.begin() + 1, words.end()});
+    }
+    return CompleteInVerb(SortWords(*verb, {words.begin() + 1, words.end() - 1}), words.back());
+}
+
+}  // namespace
+
+std::vector<Completion> Complete(ProgramDescription const& program, std::vector<std::string> const& words) {
     try {
-        return CompleteInVerb(SortWords(*verb, {words.begin() + 1, words.end() - 1}), words.back());
+        return CompleteVerb(program.verbs, program.options, words);
     } catch (std::exception const&) {
         return {};  // a name that is not known, or no plug-in: nothing to offer, and no place for a message
     }

@@ -1,4 +1,3 @@
-#include <cctype>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -12,6 +11,7 @@
 #include "Apps/Kaltor/Interrupt.h"
 #include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Core/Text.h"
 #include "Edit/Convert/Otio.h"
 #include "Edit/DocumentWriter.h"
 #include "Media/PartialFile.h"
@@ -26,10 +26,7 @@ struct ConvertOptions : TrustOptions {
 };
 
 int Convert(ConvertOptions const& options) {
-    std::string ending = std::filesystem::path(options.output).extension().string();
-    for (char& c : ending) {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
+    std::string const ending = Core::ToLower(std::filesystem::path(options.output).extension().string());
     if (ending != ".json" && ending != ".otio") {
         throw UsageError(fmt::format("{}: convert writes an edit (.json) or a timeline (.otio)", options.output));
     }

@@ -1,6 +1,7 @@
 #include "Apps/Kaltor/EditCommand.h"
 
 #include <algorithm>
+#include <cctype>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -215,6 +216,11 @@ DocumentOptions OptionsOf(Words const& words) {
     return options;
 }
 
+/// A number below 0 does not.
+bool LooksLikeOption(std::string const& word) {
+    return word.size() > 1 && word[0] == '-' && std::isdigit(static_cast<unsigned char>(word[1])) == 0;
+}
+
 /// One word of a shell.
 std::string Quote(std::string const& word) {
     static constexpr std::string_view kPlain =
@@ -241,11 +247,12 @@ std::optional<std::string> WriteCommand(Edit::Document const& document, Catalog 
         Words const words = WordsOf(Json::parse(Edit::FormatDocument(document, folder)));
         std::string command = "kaltor render";
         for (std::string const& clip : words.clips) {
-            command += " " + Quote(clip);
+            command += " " + Quote(LooksLikeOption(clip) ? "./" + clip : clip);
         }
         command += " -o out.mp4";
         for (auto const& [option, value] : words.options) {
-            command += " " + option + (value.empty() ? "" : " " + Quote(value));
+            command += " " + option;
+            command += value.empty() ? "" : (LooksLikeOption(value) ? "=" : " ") + Quote(value);
         }
         return command;
     } catch (NoWords const&) {

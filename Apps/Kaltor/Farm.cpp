@@ -182,7 +182,10 @@ Farm::PlanningOptions MakePlanningOptions(SubmitOptions const& options) {
 std::uint32_t ChooseSeed(SubmitOptions const& options, std::string const& folder) {
     if (options.resumes && JobFolder::IsJob(folder)) {
         Edit::Json const edit = Edit::ParseJson(JobFolder(folder).ReadEdit(), folder + "/edit.json");
-        return edit.value("output", Edit::Json::object()).value("seed", DrawSeed());
+        Edit::Json const seed = edit.value(Edit::Json::json_pointer("/output/seed"), Edit::Json());
+        if (seed.is_number_unsigned()) {  // a template's may be a field of the table
+            return seed.get<std::uint32_t>();
+        }
     }
     return DrawSeed();
 }
@@ -443,8 +446,9 @@ std::pair<Verb, std::shared_ptr<FolderOptions>> AddFolderVerb(VerbGroup& farm, s
 }  // namespace
 
 void AddFarm(CommandLine& commandLine) {
-    VerbGroup farm = commandLine.AddGroup("farm", "Render one video with many machines or processes",
-                                          "\"kaltor farm VERB --help\" shows the options of each.");
+    VerbGroup farm =
+        commandLine.AddGroup("farm", "Render a video, or one for each row of a table, with many machines or processes",
+                             "\"kaltor farm VERB --help\" shows the options of each.");
     AddSubmit(farm);
     {
         auto [verb, options] = AddFolderVerb(farm, "status", "Show how far a job is", RunStatus);

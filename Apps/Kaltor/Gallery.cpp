@@ -1,8 +1,11 @@
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -69,22 +72,16 @@ private:
 class PartialFolder {
 public:
     /// Only an empty folder is replaced, and with `overwrite` another gallery.
-    PartialFolder(std::string const& path, bool overwrite)
-        : target((fs::absolute(path) / "").lexically_normal().parent_path()),
+    PartialFolder(std::string path, bool overwrite)
+        : given(std::move(path)),
+          mayReplace(overwrite),
+          target((fs::absolute(given) / "").lexically_normal().parent_path()),
           partial(target.parent_path() / Media::MakePartialName(target.filename().string())) {
-        if (fs::exists(target) && !(fs::is_directory(target) && fs::is_empty(target))) {
-            if (!fs::is_directory(target) || !IsGallery(target)) {
-                throw std::runtime_error(
-                    fmt::format("{} exists and is no gallery; give the name of a new folder", path));
-            }
-            if (!overwrite) {
-                throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", path));
-            }
-        }
+        CheckTarget();
         Sweep();
         std::error_code error;
         if (!fs::create_directory(partial, error)) {
-            throw std::runtime_error(fmt::format("{}: cannot be made ({})", path, error.message()));
+            throw std::runtime_error(fmt::format("{}: cannot be made ({})", given, error.message()));
         }
         lock.emplace(partial);
     }
@@ -98,19 +95,47 @@ public:
     fs::path const& GetPath() const { return partial; }
 
     void Commit() {
+        std::error_code error;
+        fs::rename(partial, target, error);  // onto nothing, or an empty folder
+        if (!error) {
+            return;
+        }
+        CheckTarget();  // somebody else may have made something there meanwhile
+        // The two change places, so that there is a gallery under the name at any time. The destructor removes the old.
+        if (::renameat2(AT_FDCWD, partial.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) {
+            return;
+        }
+        // The file system cannot do that.
         fs::path old = partial;
         old += ".old";
         bool const isReplacing = fs::exists(target);
         if (isReplacing) {
             fs::rename(target, old);
         }
-        fs::rename(partial, target);
+        fs::rename(partial, target, error);
+        if (error) {
+            std::error_code ignored;
+            fs::rename(old, target, ignored);
+            throw std::runtime_error(fmt::format("{}: cannot be made ({})", target.string(), error.message()));
+        }
         if (isReplacing) {
             fs::remove_all(old);
         }
     }
 
 private:
+    void CheckTarget() const {
+        if (!fs::exists(target) || (fs::is_directory(target) && fs::is_empty(target))) {
+            return;
+        }
+        if (!fs::is_directory(target) || !IsGallery(target)) {
+            throw std::runtime_error(fmt::format("{} exists and is no gallery; give the name of a new folder", given));
+        }
+        if (!mayReplace) {
+            throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", given));
+        }
+    }
+
     void Sweep() const {
         std::error_code error;
         for (fs::directory_iterator entry(target.parent_path(), error), end; !error && entry != end;
@@ -125,6 +150,8 @@ private:
         }
     }
 
+    std::string given;
+    bool mayReplace;
     fs::path target;
     fs::path partial;
     std::optional<FolderLock> lock;

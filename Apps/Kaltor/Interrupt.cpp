@@ -26,14 +26,15 @@ std::int64_t GetTime() {
 }
 
 /// The first signal asks for an end. Shells and timers send theirs twice, to the process and to its group; who asks
-/// again after a while means it. Every line to a pipe that nobody reads is one more signal, but the same request.
+/// again after a while means it. Every line to a pipe that nobody reads is one more signal, but the same request, and
+/// so is every second beyond a limit of processor time.
 extern "C" void OnSignal(int signal) {
     constexpr std::int64_t kOneRequest = 500;  // milliseconds
     if (!isCancelled) {
         cancelSignal = signal;
         cancelTime = GetTime();
         isCancelled = true;
-    } else if (signal != SIGPIPE && GetTime() - cancelTime > kOneRequest) {
+    } else if (signal != SIGPIPE && signal != SIGXCPU && GetTime() - cancelTime > kOneRequest) {
         std::signal(signal, SIG_DFL);
         std::raise(signal);
     }
@@ -44,7 +45,7 @@ extern "C" void OnSignal(int signal) {
 std::atomic<bool> const& CatchInterrupts() {
     struct sigaction action {};
     action.sa_handler = &OnSignal;
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXCPU}) {
         struct sigaction before {};
         bool const isIgnored = sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
         bool const mayBeIgnored = signal == SIGHUP || signal == SIGPIPE;  // nohup has its way

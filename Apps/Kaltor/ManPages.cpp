@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include <boost/algorithm/string/case_conv.hpp>
+#include <boost/algorithm/string/replace.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -83,40 +84,62 @@ std::string ShowFooter(std::string const& footer) {
     return text + (isInExample ? ".RE\n.fi\n" : "");
 }
 
+std::string ShowVerbs(std::vector<VerbDescription> const& verbs) {
+    std::string text = verbs.empty() ? "" : ".SH VERBS\n";
+    for (VerbDescription const& verb : verbs) {
+        text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", EscapeRoff(verb.name), EscapeRoff(verb.summary));
+    }
+    return text;
+}
+
+/// "kaltor-farm-submit" for "farm submit".
+std::string ManPageOf(std::string const& typed) {
+    return "kaltor-" + boost::replace_all_copy(typed, " ", "-");
+}
+
+std::string ListManPages(std::string const& begin, std::vector<VerbDescription> const& verbs) {
+    std::vector<std::string> pages;
+    for (VerbDescription const& verb : verbs) {
+        pages.push_back(fmt::format("\\fB{}\\fR(1)", EscapeRoff(begin + verb.name)));
+    }
+    return fmt::format("{}", fmt::join(pages, ",\n"));
+}
+
 constexpr char const* kExitStatus =
     ".SH EXIT STATUS\n0 where all is done, 1 where it failed, 2 where the command was used wrongly.\n";
 
 }  // namespace
 
 std::string MakeManPage(ProgramDescription const& program) {
-    std::string text = MakeTitle("kaltor", program.summary) +
-                       ".SH SYNOPSIS\n\\fBkaltor\\fR \\fIVERB\\fR [\\fIARGUMENT\\fR...]\n.SH VERBS\n";
-    std::vector<std::string> pages;
-    for (VerbDescription const& verb : program.verbs) {
-        text += fmt::format(".TP\n\\fB{}\\fR\n{}\n", EscapeRoff(verb.name), EscapeRoff(verb.summary));
-        pages.push_back(fmt::format("\\fBkaltor\\-{}\\fR(1)", EscapeRoff(verb.name)));
-    }
-    text += ListArguments("OPTIONS", program.options) + ShowFooter(program.footer) + kExitStatus;
-    return text + fmt::format(".SH SEE ALSO\n{}\n", fmt::join(pages, ",\n"));
+    return MakeTitle("kaltor", program.summary) + ".SH SYNOPSIS\n\\fBkaltor\\fR \\fIVERB\\fR [\\fIARGUMENT\\fR...]\n" +
+           ShowVerbs(program.verbs) + ListArguments("OPTIONS", program.options) + ShowFooter(program.footer) +
+           kExitStatus + fmt::format(".SH SEE ALSO\n{}\n", ListManPages("kaltor-", program.verbs));
 }
 
-std::string MakeManPage(VerbDescription const& verb) {
-    std::string text = MakeTitle("kaltor-" + verb.name, verb.summary);
-    text += fmt::format(".SH SYNOPSIS\n\\fBkaltor {}\\fR [\\fIOPTION\\fR...]", EscapeRoff(verb.name));
+std::string MakeManPage(VerbDescription const& verb, std::string const& group) {
+    std::string const page = ManPageOf(group + verb.name);
+    std::string text = MakeTitle(page, verb.summary);
+    text += fmt::format(".SH SYNOPSIS\n\\fBkaltor {}{}\\fR", group, EscapeRoff(verb.name));
+    text += verb.verbs.empty() ? " [\\fIOPTION\\fR...]" : " \\fIVERB\\fR [\\fIARGUMENT\\fR...]";
     for (ArgumentDescription const& argument : verb.positionals) {
         std::string const shown =
             fmt::format("\\fI{}\\fR{}", EscapeRoff(argument.names.front()), argument.isRepeated ? "..." : "");
         text += argument.isRequired ? " " + shown : fmt::format(" [{}]", shown);
     }
-    text += "\n" + ListArguments("ARGUMENTS", verb.positionals) + ListArguments("OPTIONS", verb.options) +
-            ShowFooter(verb.footer) + kExitStatus;
-    return text + ".SH SEE ALSO\n\\fBkaltor\\fR(1)\n";
+    text += "\n" + ShowVerbs(verb.verbs) + ListArguments("ARGUMENTS", verb.positionals) +
+            ListArguments("OPTIONS", verb.options) + ShowFooter(verb.footer) + kExitStatus;
+    std::string const others = verb.verbs.empty() ? "" : ",\n" + ListManPages(page + "-", verb.verbs);
+    return text + fmt::format(".SH SEE ALSO\n\\fBkaltor\\fR(1){}\n", others);
 }
 
 void WriteManPages(ProgramDescription const& program, std::string const& folder) {
     WriteFile(folder + "/kaltor.1", MakeManPage(program));
     for (VerbDescription const& verb : program.verbs) {
-        WriteFile(fmt::format("{}/kaltor-{}.1", folder, verb.name), MakeManPage(verb));
+        WriteFile(fmt::format("{}/{}.1", folder, ManPageOf(verb.name)), MakeManPage(verb));
+        for (VerbDescription const& inner : verb.verbs) {
+            WriteFile(fmt::format("{}/{}.1", folder, ManPageOf(verb.name + " " + inner.name)),
+                      MakeManPage(inner, verb.name + " "));
+        }
     }
 }
 

@@ -12,6 +12,7 @@
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/Specs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Media/Picture.h"
 #include "Ogl/OglManager.h"
 
@@ -78,9 +79,7 @@ std::vector<Picture> ReadInputs(CatalogEntry const& entry, std::vector<std::stri
 
 /// In lower case; ".png" where there is none.
 std::string EndingOf(std::string const& path) {
-    std::string ending = fs::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::string const ending = Core::ToLower(fs::path(path).extension().string());
     return ending.empty() ? ".png" : ending;
 }
 

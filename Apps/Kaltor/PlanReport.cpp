@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Edit/Titles/SubtitlePainter.h"
 #include "Edit/Titles/TitlePainter.h"
+#include "Media/MediaError.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -17,7 +20,7 @@ using Edit::PlannedLook;
 std::string NameOf(PlannedFeed const& feed, std::optional<Edit::Title> const& title) {
     constexpr std::size_t kLongest = 40;
     if (title) {
-        return fmt::format("\"{}\"", title->text.size() <= kLongest ? title->text : title->text.substr(0, kLongest));
+        return fmt::format("\"{}\"", Core::BeginningOf(title->text, kLongest));
     }
     return feed.path.empty() ? fmt::format("#{:02X}{:02X}{:02X}", feed.color.red, feed.color.green, feed.color.blue)
                              : feed.path;
@@ -75,9 +78,13 @@ std::string Span(Plan const& plan, std::int64_t first, std::int64_t frames) {
 
 }  // namespace
 
-void CheckTexts(Plan const& plan, std::string const& documentName, Media::WarningFn const& warn) {
+void CheckTexts(Plan const& plan, std::string const& documentName, std::atomic<bool> const& cancel,
+                Media::WarningFn const& warn) {
     Conf::FrameInfo const& frame = plan.target.frame;
-    auto const check = [&documentName](std::string const& place, auto const& action) {
+    auto const check = [&](std::string const& place, auto const& action) {
+        if (cancel) {
+            Core::Throw(Media::Cancelled());
+        }
         std::string const before = documentName.empty() ? "" : fmt::format("{}: {}: ", documentName, place);
         try {
             action();
@@ -106,15 +113,15 @@ void CheckTexts(Plan const& plan, std::string const& documentName, Media::Warnin
 }
 
 std::string ToText(Plan const& plan, PlanReport const& report) {
-    std::string text =
-        fmt::format("{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ",
-                    plan.target.frame.width, plan.target.frame.height, av_q2d(plan.time.frameRate),
-                    plan.isOpenEnded ? std::string("until the pipe ends")
-                                     : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
-                    report.codec.empty() ? "" : ", " + report.codec,
-                    plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate,
-                                             plan.sound->channels, plan.sound->channels == 1 ? "" : "s")
-                               : ", no sound");
+    std::string text = fmt::format(
+        "{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ", plan.target.frame.width,
+        plan.target.frame.height, av_q2d(plan.time.frameRate),
+        plan.isOpenEnded ? std::string("until the pipe ends")
+                         : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
+        report.codec.empty() ? "" : ", " + report.codec,
+        plan.sound ? fmt::format(", sound of {} Hz in {} channel{}", plan.sound->sampleRate, plan.sound->channels,
+                                 plan.sound->channels == 1 ? "" : "s")
+                   : ", no sound");
     if (report.piece) {
         text += fmt::format("  of it: {}\n", Span(plan, report.piece->first, report.piece->Count()));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,8 +23,10 @@ struct PlanReport {
 };
 
 /// Lays out the titles and reads the subtitles of a plan, so that what is wrong with them shows before anything is
-/// made. Throws what they throw, with the document's name and the place before where there is a document.
-void CheckTexts(Edit::Plan const& plan, std::string const& documentName, Media::WarningFn const& warn);
+/// made. Throws what they throw, with the document's name and the place before where there is a document, and
+/// `Media::Cancelled` where `cancel` becomes true.
+void CheckTexts(Edit::Plan const& plan, std::string const& documentName, std::atomic<bool> const& cancel,
+                Media::WarningFn const& warn);
 
 /// For readers: what is made, then clips, overlays and sounds with their places in the whole video; of a piece, those
 /// that it shows.

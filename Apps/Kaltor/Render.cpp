@@ -130,7 +130,7 @@ int ShowPlan(RenderCommandOptions const& options, Render::RenderJob const& job) 
     PlanReport report;
     auto const warn = [&report](std::string const& warning) { report.warnings.push_back(warning); };
     Edit::Plan plan = Edit::MakePlan(job.document, {job.allowPlaylists, job.documentName, job.cancel, warn});
-    CheckTexts(plan, job.documentName, warn);
+    CheckTexts(plan, job.documentName, *job.cancel, warn);
     report.output = options.output;
     report.codec = job.document.output.codec;
     if (job.range) {
@@ -290,7 +290,7 @@ int RunCheck(CheckOptions const& options) {
     };
     std::string const& name = options.clips.front();
     Edit::Plan const plan = Edit::MakePlan(document, {options.allowPlaylists, name, &CatchInterrupts(), warn});
-    CheckTexts(plan, name, warn);
+    CheckTexts(plan, name, CatchInterrupts(), warn);
     WriteOut(fmt::format("{}: {}, {:.2f} s\n", MakePrintable(name), hasWarned ? "usable, with warnings" : "right",
                          plan.time.SecondsOf(plan.frames)));
     return 0;
@@ -404,7 +404,7 @@ void AddDocumentOptions(Verb& verb, DocumentOptions& options) {
     verb.AddText("--still-duration", options.stillDuration, "how long a still picture is shown (default 3)")
         .ShowValueAs("SECONDS");
     verb.AddText("--size", options.size, "size of the video (default: the first clip's)").ShowValueAs("WxH");
-    verb.AddText("--fps", options.rate, "frames per second (default: the first clip's)").ShowValueAs("RATE");
+    verb.AddText("--fps", options.rate, "frames per second (default: those of the first video)").ShowValueAs("RATE");
     verb.AddText("--background", options.background, "colour of bars and gaps (default #000000)").ShowValueAs("COLOUR");
     AddEncoderOptions(verb, options);
     verb.AddFlag("--no-audio", options.hasNoAudio, "leave out the sound");

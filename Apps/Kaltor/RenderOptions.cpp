@@ -12,6 +12,7 @@
 
 #include "Apps/Kaltor/Console.h"
 #include "Core/ParseNumber.h"
+#include "Core/Text.h"
 #include "Edit/Convert/AnyDocument.h"
 #include "Edit/Declaration.h"
 #include "Edit/DocumentReader.h"
@@ -419,9 +420,7 @@ void SetOutput(Document& document, DocumentOptions const& options) {
 }  // namespace
 
 bool IsDocumentName(std::string const& path) {
-    std::string ending = std::filesystem::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::string const ending = Core::ToLower(std::filesystem::path(path).extension().string());
     return ending == ".json" || ending == ".json5" || ending == ".otio";
 }
 

@@ -176,6 +176,9 @@ ClipSpec ParsePiece(std::string_view text) {
 }  // namespace
 
 ClipSpec ParseClip(std::string_view text) {
+    if (text.empty()) {
+        throw UsageError("a clip has no name: a variable of a script may be empty");
+    }
     std::string rest(text);
     // The piece stands behind what says how the file is read.
     auto const take = [&rest](std::string_view key) -> std::optional<std::string> {

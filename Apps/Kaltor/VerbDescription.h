@@ -21,6 +21,7 @@ struct VerbDescription {
     std::vector<ArgumentDescription> positionals;
     std::vector<ArgumentDescription> options;
     std::string footer;
+    std::vector<VerbDescription> verbs;  ///< of a group, such as "submit" of "farm"
 };
 
 struct ProgramDescription {

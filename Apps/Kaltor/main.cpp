@@ -5,10 +5,12 @@
 
 #include "Apps/Kaltor/CommandLine.h"
 #include "Apps/Kaltor/Console.h"
+#include "Apps/Kaltor/Interrupt.h"
 #include "Apps/Kaltor/Specs.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
 #include "Media/Ffmpeg.h"
+#include "Media/MediaError.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -56,6 +58,8 @@ int main(int count, char** words) {
     } catch (std::invalid_argument const& error) {
         Cli::WriteError(Core::Describe(error));
         return Cli::kUsedWrongly;
+    } catch (Media::Cancelled const&) {
+        return Cli::ReportInterrupt();
     } catch (std::bad_alloc const&) {
         Cli::WriteError("there is not enough memory");
     } catch (std::exception const& error) {

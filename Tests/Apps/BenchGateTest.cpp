@@ -17,22 +17,26 @@ class BenchGateTest : public CommandTest {};
 TEST_F(BenchGateTest, FailsWithTheNamesOfTheRowsThatCostMore) {
     std::string const bench = "bench crossfade invert --size 320x180 --seconds 0.02 ";
     nlohmann::json report = nlohmann::json::parse(Run(bench + "--json -").out);
-    auto const store = [&report, this](double crossfade, double invert) {
+    auto const store = [&report, this](double crossfade, double invert, double invertProcessor) {
         for (nlohmann::json& row : report["rows"]) {
-            double const copies = row["name"] == "TransitionCrossfade" ? crossfade : invert;
-            row["processing"]["copies"] = copies;
+            bool const isInvert = row["name"] == "EffectInvert";
+            row["processing"]["copies"] = isInvert ? invert : crossfade;
+            row["processing"]["processorCopies"] = isInvert ? invertProcessor : crossfade;
             row["endToEnd"]["copies"] = 1e6;
         }
         std::ofstream(In("ratios.json")) << report;
     };
-    store(1e6, 1e6);
+    store(1e6, 1e6, 1e6);
     EXPECT_EQ(Run(bench + "--compare ratios.json --limit 25").status, 0) << "all cost less";
-    store(1e6, 0.001);
+    store(1e6, 0.001, 0.001);
     Outcome const failed = Run(bench + "--compare ratios.json --limit 25");
     EXPECT_EQ(failed.status, 1);
     EXPECT_THAT(failed.err, AllOf(HasSubstr("EffectInvert 320x180 processing: "), Not(HasSubstr("Crossfade"))));
     EXPECT_EQ(std::count(failed.err.begin(), failed.err.end(), '\n'), 1) << failed.err;
     EXPECT_EQ(Run(bench + "--compare ratios.json").status, 0) << "without a limit it only reports";
+    store(1e6, 0.001, 1e6);
+    EXPECT_EQ(Run(bench + "--compare ratios.json --limit 25").status, 0)
+        << "it waits longer for the processor, no more";
     EXPECT_THAT(Fail(bench + "--limit 25", 2), HasSubstr("--compare"));
 }
 

@@ -52,9 +52,14 @@ TEST_F(CompletionTest, OffersWhatMayStandThere) {
     EXPECT_THAT(Offer("render a -o b.webm --codec ''"), AllOf(Contains("libvpx-vp9"), Not(Contains("libx264"))));
     EXPECT_THAT(Offer("render a --fit=s"), ElementsAre("--fit=stretch"));
     EXPECT_THAT(Offer("gallery out --only Invert Twir"), ElementsAre("Twirl"));
+    EXPECT_THAT(Offer("farm s"), ElementsAre("submit", "status"));
+    EXPECT_THAT(Offer("farm submit a.mp4 --engine l"), ElementsAre("local"));
+    EXPECT_THAT(Offer("farm submit a b --effect 2:blur:sc"), ElementsAre("2:blur:scale="));
+    EXPECT_THAT(Offer("bench --depth ''"), ElementsAre("8", "16f"));
     // A file's name, or nothing that makes sense: left to the shell.
-    for (char const* const words : {"apply Wipe a", "render ''", "render a -o ''", "nonsense ''",
-                                    "apply Wipe --set nothing=", "apply Nothing --set ''"}) {
+    for (char const* const words :
+         {"apply Wipe a", "render ''", "render a -o ''", "nonsense ''",
+          "apply Wipe --set nothing=", "apply Nothing --set ''", "farm nonsense ''", "apply Wipe --progress ''"}) {
         EXPECT_THAT(Offer(words), IsEmpty()) << words;
     }
 }
@@ -74,13 +79,21 @@ TEST_F(CompletionTest, BashGetsWhatFollowsTheSignThatItBreaksWordsAt) {
 TEST_F(CompletionTest, ManualPagesShowTheWholeHelp) {
     fs::create_directory(In("pages"));
     Succeed("--write-man-pages pages");
-    for (std::string const& verb : SplitLines(Succeed("--complete ''"))) {
-        std::string const name = verb.substr(0, verb.find('\t'));
+    auto const escaped = [](std::string const& text) { return boost::replace_all_copy(text, "-", "\\-"); };
+    auto const check = [&](std::string const& above, std::string const& verb) {
+        std::string const name = boost::replace_all_copy(verb, " ", "-");
         std::string const page = Tests::ReadAll(In("pages/kaltor-" + name + ".1"));
-        for (std::string const& option : Offer(name + " --")) {
-            EXPECT_THAT(page, HasSubstr("\\fB" + boost::replace_all_copy(option, "-", "\\-") + "\\fR")) << name;
+        EXPECT_THAT(page, HasSubstr("\\fBkaltor " + escaped(verb) + "\\fR"));
+        for (std::string const& option : Offer(verb + " --")) {
+            EXPECT_THAT(page, HasSubstr("\\fB" + escaped(option) + "\\fR")) << name;
         }
-        EXPECT_THAT(Tests::ReadAll(In("pages/kaltor.1")), HasSubstr("\\fBkaltor\\-" + name + "\\fR(1)"));
+        EXPECT_THAT(Tests::ReadAll(In("pages/" + above)), HasSubstr("\\fBkaltor\\-" + escaped(name) + "\\fR(1)"));
+    };
+    for (std::string const& verb : Offer("''")) {
+        check("kaltor.1", verb);
+    }
+    for (std::string const& verb : Offer("farm ''")) {
+        check("kaltor-farm.1", "farm " + verb);
     }
     // A line that begins with a dot would be a request of roff.
     std::string const strip = Tests::ReadAll(In("pages/kaltor-render.1"));

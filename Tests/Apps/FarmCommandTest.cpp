@@ -21,25 +21,24 @@ protected:
                    "joint": {"transition": "Disintegrate", "duration": 0.4},
                    "clips": [{"file": "a.png", "duration": 1.5, "effects": [{"effect": "CameraShake"}]},
                              {"file": "b.png", "duration": 1.5}]})";
-        std::ofstream(In("form.json"))
-            << R"({"version": 1, "output": {"size": "64x36", "fps": 10},
+        std::ofstream(In("form.json")) << R"({"version": 1, "output": {"size": "64x36", "fps": 10},
                    "clips": [{"file": "{clip}.png", "duration": "{seconds:number}"}, {"title": {"text": "{name}"}}]})";
         std::ofstream(In("people.csv")) << "name,clip,seconds\n\"O'Neil; touch gone\",a,0.5\nBo,b,1\nCy,c,0.2\n";
     }
 
-    static constexpr char kSubmit[] = "farm submit x.json -o out.mkv --engine local -j 2 --part-seconds 0.5 ";
+    static constexpr char kSubmit[] = "farm submit x.json -o out.mkv --engine local --part-seconds 0.5 ";
 };
 
 TEST_F(FarmCommandTest, AJobThatIsKilledIsGoneOnWith) {
     std::string const script = fmt::format(
-        "cd '{}' && {{ '{}' {} --keep-parts & }} 2> /dev/null; p=$!\n"
-        "for i in $(seq 1000); do [ -e out.mkv.farm/parts/00001.json ] && break; sleep 0.02; done\n"
+        "cd '{}' && {{ '{}' {} -j 1 --keep-parts & }} 2> /dev/null; p=$!\n"
+        "for i in $(seq 30000); do [ -e out.mkv.farm/parts/00001.json ] && break; sleep 0.02; done\n"
         "kill -9 $p; wait $p 2> /dev/null; [ -e out.mkv.farm/parts/00001.json ] && [ ! -e out.mkv ]",
         (folder / "work").string(), KALTOR_COMMAND, kSubmit);
     ASSERT_EQ(std::system(script.c_str()), 0);
     std::string const first = ReadAll(In("out.mkv.farm/parts/00001.json"));
     EXPECT_THAT(Fail(kSubmit, 1), HasSubstr("a job is there already; --resume"));
-    Succeed(std::string(kSubmit) + "--resume --keep-parts");
+    Succeed(std::string(kSubmit) + "-j 2 --resume --keep-parts");
     EXPECT_EQ(ReadAll(In("out.mkv.farm/parts/00001.json")), first);
     json const status = json::parse(Succeed("farm status out.mkv.farm --json"));
     EXPECT_TRUE(status.at("done"));
@@ -59,7 +58,7 @@ TEST_F(FarmCommandTest, WhatCannotBeGetsOneLine) {
         int status;
         char const* message;
     };
-    std::string const submit = kSubmit;
+    std::string const submit = std::string(kSubmit) + "-j 2 ";
     std::string const each = "farm submit form.json --each people.csv --engine local ";
     std::ofstream(In("wrong.csv")) << "name,clip,seconds\nBo,b,x\n";
     for (Case const& wrong : std::vector<Case>{

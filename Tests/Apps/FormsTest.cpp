@@ -76,6 +76,30 @@ TEST_F(FormsTest, TenBitsStayTenBits) {
     EXPECT_GE(CountLevels(Row("out.mp4", "format=gray10le")), 200U);
 }
 
+TEST_F(FormsTest, TheShortestHevcHasItsTimes) {
+    Make("color=white:s=256x64:r=10", "-c:v ffv1 white.mkv");
+    for (int const frames : {1, 2, 3}) {
+        for (char const* const memory : {"0", "1", "165"}) {  // what the encoder finds where it sets nothing
+            Tests::Outcome const outcome =
+                Run(fmt::format("render white.mkv@0-0.{} -o out.mp4 -y --codec libx265", frames),
+                    fmt::format("MALLOC_PERTURB_={}", memory));
+            EXPECT_EQ(outcome.status, 0) << outcome.err;
+            std::istringstream times(
+                Shell("ffprobe -v error -select_streams v -show_entries packet=pts,dts -of csv=p=0 out.mp4"));
+            int packets = 0;
+            std::int64_t pts = 0;
+            std::int64_t dts = 0;
+            for (char comma = 0; times >> pts >> comma >> dts; ++packets) {
+                EXPECT_GE(pts, 0) << frames << " frames, memory of " << memory;
+                EXPECT_LE(dts, pts);
+                EXPECT_GE(dts, pts - 100000);  // of a time base of 10,240 or so: ten seconds
+                times.ignore(80, '\n');
+            }
+            EXPECT_EQ(packets, frames);
+        }
+    }
+}
+
 TEST_F(FormsTest, ColoursAreBroughtToTheOutputs) {
     // SDR white is 203 cd/m2: 58 % of PQ's scale and 75 % of HLG's (BT.2408).
     Make("color=white:s=256x32:r=10", "-c:v ffv1 -pix_fmt yuv420p white.mkv");

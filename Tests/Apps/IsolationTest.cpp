@@ -158,7 +158,7 @@ TEST_F(IsolationTest, TheProcessesEndWithTheirRender) {
         render.Send(signal);
         EXPECT_EQ(render.Wait().status, signal == SIGINT ? 128 + SIGINT : -1);
         for (pid_t const child : children) {
-            for (int i = 0; i < 400 && IsAlive(child); ++i) {
+            for (int i = 0; i < 4800 && IsAlive(child); ++i) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(25));
             }
             EXPECT_FALSE(IsAlive(child)) << signal;

@@ -197,8 +197,16 @@ TEST_F(OutputTest, PipesCarryWhatFilesDo) {
     // Frames come out before the input has ended.
     EXPECT_EQ(Expect("ffmpeg -v error -i a.mkv -f yuv4mpegpipe c.y4m; mkfifo in out wait; "
                      "(cat c.y4m; read -r < wait) > in & kaltor render in -o out --format y4m 2> /dev/null & "
-                     "timeout 60 head -c $((15 * 3456)) < out | wc -c; echo go > wait; wait"),
+                     "timeout 600 head -c $((15 * 3456)) < out | wc -c; echo go > wait; wait"),
               "51840\n");
+
+    // A picture whose alpha stands beside its colours comes whole.
+    Succeed("apply FrameDownloader c.png -o c.avif");
+    std::string const rest = "@-0.1 -o - --format nut --codec ffv1 --depth 8 | md5sum";
+    EXPECT_EQ(Expect("cat c.avif | kaltor render -" + rest), Expect("kaltor render c.avif" + rest));
+    EXPECT_THAT(Expect("cat c.avif | kaltor render -@-0.1 -o alpha.mkv --codec ffv1; ffprobe -v error -show_entries "
+                       "stream=pix_fmt alpha.mkv"),
+                HasSubstr("yuva444p"));
 
     Outcome const closed = Shell(
         "ffmpeg -v error -stream_loop 20 -i a.mkv -f nut -c copy - 2> /dev/null | kaltor render - -o - --format nut "
@@ -219,7 +227,10 @@ TEST_F(OutputTest, PipesCarryWhatFilesDo) {
              {"kaltor render -@raw:64:rgba:10 -o x.mkv", "is no size"},
              {"kaltor render -@raw:64x36:rgbz:10 -o x.mkv", "no pixel format"},
              {"kaltor render a.mkv -o - | cat", "--format"},
-             {"kaltor render a.mkv -o - --format webp --no-audio | cat", "cannot go through a pipe"}}) {
+             {"kaltor render a.mkv -o - --format webp --no-audio | cat", "cannot go through a pipe"},
+             // Sound or pictures may come first; without sound it is the pictures.
+             {"kaltor render a.mkv -o - --format nut > /dev/full", "standard output: cannot be written (No space"},
+             {"kaltor render a.mkv -o - --format nut --no-audio > /dev/full", "standard output: cannot be written (No"}}) {
         Outcome const failed = Shell(line);
         EXPECT_NE(failed.status, 0) << line;
         EXPECT_EQ(std::count(failed.err.begin(), failed.err.end(), '\n'), 1) << line << "\n" << failed.err;
@@ -252,8 +263,8 @@ TEST_F(OutputTest, MachinesAreToldWhatHappensAndWhatIsLost) {
         "yuva444p10le -c:s srt c.mkv; ffmpeg -v error -i b.mkv -c:v ffv1 -color_trc smpte2084 h.mkv");
     Expect("ffmpeg -v error -i b.mkv -r 20 -c:v ffv1 fast.mkv");
     std::string const line = "render a.mkv c.mkv fast.mkv -o x.mp4 --codec mpeg4 --transition none ";
-    json const plan =
-        json::parse(Succeed("render a.mkv c.mkv fast.mkv h.mkv -o x.mp4 --codec mpeg4 --transition none --dry-run --json"));
+    json const plan = json::parse(
+        Succeed("render a.mkv c.mkv fast.mkv h.mkv -o x.mp4 --codec mpeg4 --transition none --dry-run --json"));
     std::set<std::string> kinds;
     for (json const& loss : plan.at("losses")) {
         kinds.insert(loss.at("file").get<std::string>() + " " + loss.at("kind").get<std::string>());

@@ -59,7 +59,7 @@ TEST_F(ShaderCommandTest, NamesAreFoundInTheirOrder) {
     EXPECT_THAT(Run("list --names", path).out,
                 AllOf(HasSubstr("\nred\n"), HasSubstr("\ncube.glsl\n"), Not(HasSubstr("broken"))));
 
-    Fail("apply missing.glsl a.png -o out.png", 2);
+    EXPECT_THAT(Fail("apply missing.glsl a.png -o out.png", 2), HasSubstr("it is no file here"));
     EXPECT_THAT(Fail("apply ./missing.glsl a.png -o out.png", 2), HasSubstr("./missing.glsl: cannot be read"));
     EXPECT_THAT(Fail("render a.png b.png -o out.mp4 --transition red.glsl", 2), HasSubstr("red.glsl is an effect"));
     EXPECT_THAT(Fail("apply LumaMap a.png b.png -o out.png", 2), HasSubstr("--set map=PICTURE.png"));
