@@ -1,9 +1,12 @@
 #include "kaltor/Embed.h"
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
+#include <cmath>
 #include <cstdlib>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -12,6 +15,7 @@
 #include "Core/Interfaces/Exception.h"
 #include "Host/Catalog.h"
 #include "Host/PictureEffect.h"
+#include "Media/Picture.h"
 #include "Ogl/OglManager.h"
 #include "Proc/Data/AvFrame.h"
 
@@ -86,8 +90,19 @@ EffectKind KindOf(Host::CatalogEntry const& entry) {
 }
 
 std::int64_t GetTimestamp(Moment const& moment) {
+    if (std::isnan(moment.seconds)) {
+        Core::Throw(std::invalid_argument("the time is not a number"));
+    }
     constexpr double kLongest = 1e12;  // seconds
     return static_cast<std::int64_t>(std::clamp(moment.seconds, -kLongest, kLongest) * kMicroseconds);
+}
+
+Host::Catalog LoadCatalog() {
+    Proc::ShaderHost host;
+    host.readPicture = [](std::string const& path) { return Media::ReadPicture(path); };
+    // Only the end of the process stops a loop without an end, and that is the program's own decision.
+    host.limit = std::chrono::milliseconds(0);
+    return Host::Catalog::Load(host);
 }
 
 TextureTransfer::SharedTexture ToShared(TextureView const& view) {
@@ -97,21 +112,57 @@ TextureTransfer::SharedTexture ToShared(TextureView const& view) {
 }  // namespace
 
 struct Library::Parts {
-    Host::Catalog catalog = Host::Catalog::Load();
+    Host::Catalog catalog = LoadCatalog();
     mutable std::mutex mutex{};  ///< a name may be that of a shader file, which is read then
 };
 
 struct Effect::Parts {
     Host::CatalogEntry entry;
-    std::unique_ptr<Proc::Settings> settings;
-    Host::PictureEffect effect;
+    boost::intrusive_ptr<Proc::IEffectFactory const> factory;
+    std::unique_ptr<Proc::Settings> settings{};
+    std::optional<Host::PictureEffect> effect{};  ///< none as long as a file is missing that has to be given
+    std::optional<std::uint32_t> seed{};
     bool hasOwnProgress = false;  ///< progress does not follow from the time
+
+    void MakeEffect(Proc::Settings const& value) {
+        effect.emplace(*factory, entry.name, entry.isTwoInput, value);
+        if (seed) {
+            effect->SetSeed(*seed);
+        }
+    }
+
+    /// Throws where the values are refused, and changes nothing then.
+    void Change(std::unique_ptr<Proc::Settings> value) {
+        try {
+            if (effect) {
+                effect->SetSettings(*value);
+            } else {
+                MakeEffect(*value);
+            }
+        } catch (std::invalid_argument const&) {
+            auto const isMissing = [&value](Proc::Field const& field) {
+                return field.type == Proc::FieldType::File && std::get<std::string>(field.get(*value)).empty();
+            };
+            std::vector<Proc::Field> const& fields = value->GetFields();
+            if (effect || std::none_of(fields.begin(), fields.end(), isMissing)) {
+                throw;
+            }
+        }
+        settings = std::move(value);
+    }
+
+    Host::PictureEffect& GetEffect() {
+        if (!effect) {
+            MakeEffect(*settings);
+        }
+        return *effect;
+    }
 
     void SetMoment(Moment const& moment) {
         if (moment.progress) {
-            effect.SetProgress(*moment.progress);
+            GetEffect().SetProgress(*moment.progress);
         } else if (hasOwnProgress) {
-            effect.SetProgress(Proc::TimeToProgress());
+            GetEffect().SetProgress(Proc::TimeToProgress());
         }
         hasOwnProgress = moment.progress.has_value();
     }
@@ -139,7 +190,7 @@ struct Effect::Parts {
         }
         CheckInputs(sizes);
         SetMoment(moment);
-        Host::Picture const made = effect.Run(pictures, GetTimestamp(moment));
+        Host::Picture const made = GetEffect().Run(pictures, GetTimestamp(moment));
         AVFrame const& frame = made->GetFrame();
         Image image;
         image.view = {frame.data[0], static_cast<std::uint32_t>(frame.width), static_cast<std::uint32_t>(frame.height),
@@ -182,8 +233,7 @@ std::vector<FieldInfo> Effect::GetFields() const {
 void Effect::Set(std::string_view field, std::string_view value) {
     std::unique_ptr<Proc::Settings> changed = parts->settings->Clone();
     changed->Set(field, value);
-    parts->effect.SetSettings(*changed);
-    parts->settings = std::move(changed);
+    parts->Change(std::move(changed));
 }
 
 void Effect::Set(std::string_view field, double value) {
@@ -191,11 +241,16 @@ void Effect::Set(std::string_view field, double value) {
 }
 
 void Effect::SetSeed(std::uint32_t seed) {
-    parts->effect.SetSeed(seed);
+    parts->seed = seed;
+    if (parts->effect) {
+        parts->effect->SetSeed(seed);
+    }
 }
 
 void Effect::Reset() {
-    parts->effect.Reset();
+    if (parts->effect) {
+        parts->effect->Reset();
+    }
 }
 
 Image Effect::Apply(ImageView const& picture, Moment const& moment) {
@@ -215,7 +270,7 @@ void Effect::Apply(std::span<TextureView const> inputs, TextureView const& targe
     }
     parts->CheckInputs(sizes);
     parts->SetMoment(moment);
-    boost::intrusive_ptr<Proc::IDataVideo> const made = parts->effect.Draw(frames, GetTimestamp(moment));
+    boost::intrusive_ptr<Proc::IDataVideo> const made = parts->GetEffect().Draw(frames, GetTimestamp(moment));
     boost::intrusive_ptr<Ogl::DataVideoOGL> const drawn(dynamic_cast<Ogl::DataVideoOGL*>(made.get()));
     Conf::FrameInfo const& info = made->GetFrameInfo();
     if (!drawn || info.width != target.width || info.height != target.height) {
@@ -251,9 +306,9 @@ std::vector<std::string> Library::GetFaults() const {
 Effect Library::Make(std::string const& name, std::size_t inputs) const {
     std::lock_guard const lock(parts->mutex);
     Host::CatalogEntry const& entry = parts->catalog.Find(name, inputs);
-    std::unique_ptr<Proc::Settings> settings = entry.defaults->Clone();
-    Host::PictureEffect effect(*parts->catalog.GetFactory(), entry.name, entry.isTwoInput, *settings);
-    return Effect(std::make_unique<Effect::Parts>(Effect::Parts{entry, std::move(settings), std::move(effect)}));
+    auto made = std::make_unique<Effect::Parts>(Effect::Parts{entry, parts->catalog.GetFactory()});
+    made->Change(entry.defaults->Clone());
+    return Effect(std::move(made));
 }
 
 void ShareGl(void* display, void* context) {

@@ -1,12 +1,12 @@
 #include "Adapters/Frei0r/DoorName.h"
 
-#include <cctype>
+#include "Core/Text.h"
 
 namespace Kaltor::Frei0r {
 namespace {
 
 bool IsUpper(char c) {
-    return std::isupper(static_cast<unsigned char>(c)) != 0;
+    return c >= 'A' && c <= 'Z';
 }
 
 }  // namespace
@@ -27,7 +27,7 @@ std::string MakeDoorName(std::string_view classId) {
         if (IsUpper(classId[i]) && (i == 0 || !IsUpper(classId[i - 1]) || isFollowedBySmall)) {
             name += '_';
         }
-        name += static_cast<char>(std::tolower(static_cast<unsigned char>(classId[i])));
+        name += Core::ToLower(classId.substr(i, 1));
     }
     return name;
 }

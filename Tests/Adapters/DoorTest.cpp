@@ -262,7 +262,7 @@ TEST_F(Frei0rDoorDeathTest, AnInstanceMayBeInUseWhenTheProcessEnds) {
             while (drawn < 3) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
-            alarm(20);
+            alarm(300);
             std::exit(0);
         },
         testing::ExitedWithCode(0), "");

@@ -6,12 +6,17 @@ Other threads of Python run while a picture is drawn. What is asked wrongly rais
 do raises RuntimeError.
 """
 
+import atexit
+import collections.abc
 import functools
 import json
+import numbers
 import os
 import shutil
+import signal
 import subprocess
 import tempfile
+import threading
 
 from ._kaltor import EffectInfo, EffectKind, Field, FieldKind, Library as _Library, version as _version
 
@@ -19,12 +24,24 @@ __all__ = ["Effect", "EffectInfo", "EffectKind", "Field", "FieldKind", "apply", 
 __version__ = _version()
 
 
+_starting = threading.Lock()
+
+
 @functools.lru_cache(maxsize=None)
+def _loaded():
+    library = _Library()
+    atexit.register(library.close)
+    return library
+
+
 def _library():
-    return _Library()
+    with _starting:
+        return _loaded()
 
 
 def _text(value):
+    if hasattr(value, "tolist"):
+        value = value.tolist()  # NumPy's numbers and arrays
     if isinstance(value, bool):
         return "true" if value else "false"
     if isinstance(value, (list, tuple)):
@@ -33,7 +50,7 @@ def _text(value):
 
 
 class Effect:
-    """One effect or transition with its settings: Effect("BlurGaussian", scale=0.02). One thread at a time."""
+    """One effect or transition with its settings: Effect("BlurGaussian", scale=0.02). Threads wait for each other."""
 
     def __init__(self, name, *, inputs=0, seed=None, **fields):
         self._effect = _library().make(name, inputs)
@@ -62,7 +79,7 @@ class Effect:
 
     def __call__(self, *pictures, time=0.0, progress=None):
         """The picture at `time` seconds. `progress` is 0 at the beginning of a transition and 1 at its end."""
-        return self._effect.apply(pictures, time, progress)
+        return self._effect.apply(*pictures, time=time, progress=progress)
 
     def __repr__(self):
         values = ", ".join(f"{field.name}={field.value}" for field in self._effect.fields())
@@ -89,6 +106,28 @@ def transition(name, first, second, progress, *, time=0.0, seed=None, **fields):
     return Effect(name, inputs=2, seed=seed, **fields)(first, second, time=time, progress=progress)
 
 
+def _plain(value):
+    """What JSON has no form for: paths, and the numbers and arrays of NumPy."""
+    if isinstance(value, os.PathLike):
+        return os.fspath(value)
+    if hasattr(value, "tolist"):
+        return value.tolist()
+    if isinstance(value, numbers.Real):
+        return float(value)
+    raise TypeError(f"an edit cannot hold {value!r}")
+
+
+def _run(command):
+    """Runs the program. An interruption reaches it, too, and it is waited for: it removes what it has begun."""
+    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, errors="replace") as process:
+        try:
+            return process.communicate()[1].strip(), process.returncode
+        except BaseException:
+            process.send_signal(signal.SIGTERM)
+            process.communicate()
+            raise
+
+
 def render(edit, output=None, *, options=(), program=None):
     """Renders an edit by the kaltor program: a dictionary as in docs/edits.md, or the path of a document.
 
@@ -99,23 +138,24 @@ def render(edit, output=None, *, options=(), program=None):
     program = program or shutil.which("kaltor")
     if program is None:
         raise RuntimeError("the program kaltor is not on PATH")
+    if isinstance(options, str):
+        raise ValueError(f"options are a list of words: [{options!r}]")
     command = [program, "render", None, "--quiet", *map(os.fspath, options)]
     if output is not None:
         command += ["-o", os.fspath(output)]
     made = None
     try:
-        if isinstance(edit, dict):
+        if isinstance(edit, collections.abc.Mapping):
             # In the working directory: its paths count from the document's folder.
             with tempfile.NamedTemporaryFile("w", suffix=".json", prefix=".kaltor-", dir=".", delete=False) as file:
                 made = file.name
-                json.dump(edit, file)
+                json.dump(dict(edit), file, default=_plain)
             command[2] = made
         else:
             command[2] = os.fspath(edit)
-        done = subprocess.run(command, stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        message, status = _run(command)
     finally:
         if made is not None:
             os.unlink(made)
-    if done.returncode != 0:
-        message = done.stderr.strip()
-        raise RuntimeError(message.removeprefix("kaltor: ") or f"kaltor render ended with status {done.returncode}")
+    if status != 0:
+        raise RuntimeError(message.removeprefix("kaltor: ") or f"kaltor render ended with status {status}")

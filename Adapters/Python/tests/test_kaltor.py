@@ -64,6 +64,12 @@ def test_fields_are_set_and_refused(picture):
         kaltor.transition("Crossfade", picture, picture[:20], 0.5)
     with pytest.raises(ValueError, match="height, width"):
         kaltor.apply("Invert", picture[:, :, 0])
+    with pytest.raises(ValueError, match="not float64"):
+        kaltor.apply("Invert", picture / 255)
+    assert float(blur.set(scale=np.float32(0.25)).fields["scale"].value) == 0.25
+    moves = kaltor.Effect("KenBurns", direction=np.array([0, 0, 1, 0.5] * 2)).fields["direction"].value
+    assert [float(number) for number in moves.split(",")] == [0, 0, 1, 0.5] * 2
+    assert kaltor.Effect("Flip", horizontal=np.bool_(False)).fields["horizontal"].value == "false"
 
 
 def test_threads_draw_at_the_same_time(picture):
