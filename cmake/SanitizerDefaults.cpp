@@ -17,8 +17,8 @@ int __lsan_is_turned_off() {
     return getpid() != kProgram ? 1 : 0;
 }
 
-int dlclose(void*);
-int dlclose(void*) {
+int dlclose(void*) noexcept;
+int dlclose(void*) noexcept {
     return 0;
 }
 
