@@ -185,9 +185,8 @@ TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
         ASSERT_EQ(
             posix_spawn(&process, KALTOR_COMMAND, nullptr, nullptr, const_cast<char* const*>(words.data()), environ),
             0);
-        for (int i = 0; i < 4800 && Files() == before; ++i) {  // until it has begun to write
-            std::this_thread::sleep_for(std::chrono::milliseconds(25));
-        }
+        EXPECT_TRUE(Tests::WaitUntil([&] { return Files() != before || Tests::HasEnded(process); }))
+            << "nothing is written";
         std::this_thread::sleep_for(std::chrono::milliseconds(signal == SIGINT ? 1000 : 0));  // until sound is written
         kill(process, signal);
         kill(process, signal);  // as timers do: to the process and to its group

@@ -13,6 +13,12 @@ struct Outcome {
     std::string err;
 };
 
+/// Whether a child of this process has ended. It can still be waited for.
+inline bool HasEnded(pid_t child) {
+    siginfo_t ended{};
+    return waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid != 0;
+}
+
 /// Ten seconds of a tone as a WAV file.
 inline void WriteTone(fs::path const& path) {
     constexpr std::uint32_t kRate = 8000;

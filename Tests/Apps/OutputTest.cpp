@@ -208,8 +208,9 @@ TEST_F(OutputTest, PipesCarryWhatFilesDo) {
                        "stream=pix_fmt alpha.mkv"),
                 HasSubstr("yuva444p"));
 
+    // So long that it cannot be written before the reader has gone.
     Outcome const closed = Shell(
-        "ffmpeg -v error -stream_loop 20 -i a.mkv -f nut -c copy - 2> /dev/null | kaltor render - -o - --format nut "
+        "ffmpeg -v error -stream_loop 2000 -i a.mkv -f nut -c copy - 2> /dev/null | kaltor render - -o - --format nut "
         "| head -c 1000 > /dev/null; echo ${PIPESTATUS[1]}");
     EXPECT_EQ(closed.out + closed.err, "141\n");
     for (auto const& [line, message] : std::initializer_list<std::pair<char const*, char const*>>{

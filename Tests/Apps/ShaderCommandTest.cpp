@@ -117,15 +117,12 @@ TEST_F(ShaderCommandTest, WatchedFilesAreDrawnAgain) {
         execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
         _exit(127);
     }
-    auto const waitFor = [&log](std::size_t lines) {
-        for (int i = 0; i < 1200; ++i) {
+    auto const waitFor = [&](std::size_t lines) {
+        auto const areThere = [&] {
             std::string const text = Tests::ReadAll(log);
-            if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) >= lines) {
-                return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return false;
+            return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) >= lines;
+        };
+        return Tests::WaitUntil([&] { return areThere() || Tests::HasEnded(process); }) && areThere();
     };
     EXPECT_TRUE(waitFor(1));
     ExpectFlat("live.png", {1, 0, 0, 1});

@@ -7,8 +7,8 @@ namespace Kaltor::Media::Tests {
 
 MediaTest::MediaTest() {
     char const* const test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder = fs::temp_directory_path() / fmt::format("kaltor-media-{}-{}", ::getpid(), test);
-    fs::create_directories(folder);
+    std::string pattern = (fs::temp_directory_path() / fmt::format("kaltor-{}-{}", test, std::string(6, 'X'))).string();
+    folder = ::mkdtemp(pattern.data());
 }
 
 MediaTest::~MediaTest() {
