@@ -6,8 +6,6 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "CommandTest.h"
@@ -26,13 +24,11 @@ protected:
     /// A render in the folder of the pictures, with its processes.
     class Running {
     public:
-        Running(IsolationTest const& owner, std::string const& line) : test(owner) {
-            std::string const command =
-                fmt::format("cd '{}' && exec env NO_COLOR=1 '{}' {} 2> '{}'", (test.folder / "work").string(),
-                            KALTOR_COMMAND, line, test.Log().string());
-            std::array<char const*, 4> const words{"sh", "-c", command.c_str(), nullptr};
-            posix_spawn(&process, "/bin/sh", nullptr, nullptr, const_cast<char* const*>(words.data()), environ);
-        }
+        Running(IsolationTest const& owner, std::string const& line)
+            : test(owner),
+              process({"/bin/sh", "-c",
+                       fmt::format("cd '{}' && exec env NO_COLOR=1 '{}' {} 2> '{}'", (test.folder / "work").string(),
+                                   KALTOR_COMMAND, line, test.Log().string())}) {}
 
         /// The processes that it has made, once the output has grown to so many bytes.
         std::vector<pid_t> WaitForOutput(std::uintmax_t bytes) const {
@@ -43,28 +39,27 @@ protected:
                     return name.ends_with(".partial") && fs::file_size(test.In(name), error) >= bytes && !error;
                 });
             };
-            if (!Tests::WaitUntil([&] { return hasGrown() || Tests::HasEnded(process); }) || !hasGrown()) {
+            if (!Tests::WaitUntil([&] { return hasGrown() || process.HasEnded(); }) || !hasGrown()) {
                 ADD_FAILURE() << "nothing is written: " << Tests::ReadAll(test.Log());
                 return {};
             }
             return GetChildren();
         }
         std::vector<pid_t> GetChildren() const {
-            std::ifstream file(fmt::format("/proc/{0}/task/{0}/children", process));
+            std::ifstream file(fmt::format("/proc/{0}/task/{0}/children", process.GetId()));
             return {std::istream_iterator<pid_t>(file), {}};
         }
-        std::string ReadMaps() const { return Tests::ReadAll(fmt::format("/proc/{}/maps", process)); }
-        void Send(int signal) const { kill(process, signal); }
+        std::string ReadMaps() const { return Tests::ReadAll(fmt::format("/proc/{}/maps", process.GetId())); }
+        void Send(int signal) const { process.Send(signal); }
 
-        Outcome Wait() const {
-            int status = 0;
-            waitpid(process, &status, 0);
+        Outcome Wait() {
+            int const status = process.Wait();
             return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, "", Tests::ReadAll(test.Log())};
         }
 
     private:
         IsolationTest const& test;
-        pid_t process = 0;
+        Tests::Child process;
     };
 
     fs::path Log() const { return folder / "log" / "running"; }
@@ -128,7 +123,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
     for (auto const& [signal, words, message] :
          {std::tuple{SIGABRT, "--isolate", "crashed, in the graphics driver most often (signal 6"},
           {SIGSTOP, "--isolate --isolate-limit 10", "does not answer"}}) {
-        Running const render(*this, job + words);
+        Running render(*this, job + words);
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);
         ASSERT_EQ(children.size(), 1U);
         EXPECT_THAT(render.ReadMaps(), AllOf(HasSubstr("libkaltor"), Not(HasSubstr("_dri.so")),
@@ -142,7 +137,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
         EXPECT_FALSE(IsAlive(children.front()));
     }
 
-    Running const render(*this, job + "--isolate=retry");
+    Running render(*this, job + "--isolate=retry");
     std::vector<pid_t> const children = render.WaitForOutput(someFrames);
     ASSERT_EQ(children.size(), 2U);
     kill(children.front(), SIGKILL);
@@ -156,7 +151,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
 TEST_F(IsolationTest, TheProcessesEndWithTheirRender) {
     std::vector<std::string> const before = Files();
     for (int const signal : {SIGINT, SIGKILL}) {
-        Running const render(*this, job + "--isolate=retry");
+        Running render(*this, job + "--isolate=retry");
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);
         ASSERT_EQ(children.size(), 2U);
         render.Send(signal);
