@@ -267,8 +267,8 @@ void AddBench(CommandLine& commandLine) {
         .ShowValueAs("OLD.json");
     AddNumber<double>(
         verb, "--limit", options->limit,
-        "with --compare: fail where a ratio stays more than this many percent above the old one when it is measured "
-        "again, on software GL both on the clock and of the processor's time",
+        "with --compare: fail where a ratio stays more than this many percent, and a tenth of a copy, above the old "
+        "one when it is measured again, on software GL both on the clock and of the processor's time",
         NumberRange<double>{1.0, 1000.0})
         .ShowValueAs("PERCENT");
     verb.SetFooter(

@@ -45,8 +45,8 @@ std::string ShowReport(BenchReport const& report);
 std::string CompareReports(nlohmann::ordered_json const& old, std::string const& name, BenchReport const& report);
 
 /// The rows with a ratio that is more than this many percent above that of an older report, by their number, in words.
-/// What is so small that it is noise does not count. On software GL the ratio of processor time has to be above its old
-/// one, too, where the older report has it. Throws `std::runtime_error` for what is no report.
+/// Less than a tenth of a copy is noise and does not count. On software GL the ratio of processor time has to be above
+/// its old one, too, where the older report has it. Throws `std::runtime_error` for what is no report.
 std::map<std::size_t, std::string> FindSlower(nlohmann::ordered_json const& old, std::string const& name,
                                               BenchReport const& report, double percent);
 

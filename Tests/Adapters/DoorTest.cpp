@@ -191,7 +191,7 @@ TEST_F(Frei0rDoorDeathTest, WithoutGlPicturesPassAndALineSaysWhy) {
     EXPECT_EXIT(
         {
             setenv("__EGL_VENDOR_LIBRARY_FILENAMES", "/nonexistent", 1);
-            std::string const log = testing::TempDir() + "kaltor-without-gl";
+            std::string const log = fmt::format("{}kaltor-without-gl-{}", testing::TempDir(), getpid());
             int const file = open(log.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
             int const screen = dup(STDERR_FILENO);
             dup2(file, STDERR_FILENO);
@@ -229,7 +229,7 @@ TEST_F(Frei0rDoorDeathTest, ACopyOfTheProcessPassesPicturesAndEnds) {
             int wrong = IsNear(instance->Draw(0, first), inverted, 0) ? 0 : 1;
             pid_t const child = fork();
             if (child == 0) {
-                alarm(20);  // a copy that hangs ends here
+                alarm(300);  // a copy that hangs ends here
                 bool const isPassed = IsNear(instance->Draw(0.1, first), first, 0);
                 DoorInstance const other(door, 33, 17);
                 bool const isPassedAnew = IsNear(other.Draw(0, first), first, 0);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "Apps/Kaltor/BenchReport.h"
 #include "CommandTest.h"
 
 namespace Kaltor::Tests {
@@ -38,6 +39,24 @@ TEST_F(BenchGateTest, FailsWithTheNamesOfTheRowsThatCostMore) {
     EXPECT_EQ(Run(bench + "--compare ratios.json --limit 25").status, 0)
         << "it waits longer for the processor, no more";
     EXPECT_THAT(Fail(bench + "--limit 25", 2), HasSubstr("--compare"));
+}
+
+TEST(BenchGate, ARiseCountsOnTheClockAndOfTheProcessorAndFromATenthOfACopyOn) {
+    auto const isSlower = [](double before, double now, double processorBefore, double processorNow) {
+        auto const report = [](double copies, double processorCopies) {
+            Measure::PairedTimer::Timing const timing{1.0, 1.0, copies, processorCopies};
+            Ogl::GlInfo gl;
+            gl.isSoftware = true;
+            return Cli::BenchReport{gl, 2, 1.0, "8", {{"A", {}, {64, 36}, {}, timing, timing}}};
+        };
+        return !Cli::FindSlower(Cli::ToJson(report(before, processorBefore)), "old", report(now, processorNow), 25.0)
+                    .empty();
+    };
+    EXPECT_TRUE(isSlower(1.0, 1.3, 1.0, 1.3));
+    EXPECT_FALSE(isSlower(1.0, 1.2, 1.0, 1.3));
+    EXPECT_FALSE(isSlower(1.0, 1.3, 1.0, 1.2)) << "threads wait";
+    EXPECT_FALSE(isSlower(0.15, 0.45, 0.08, 0.14)) << "threads are interrupted";
+    EXPECT_TRUE(isSlower(0.15, 0.45, 0.08, 0.2));
 }
 
 }  // namespace

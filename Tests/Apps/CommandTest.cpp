@@ -3,9 +3,6 @@
 
 #include <boost/algorithm/string/replace.hpp>
 #include <nlohmann/json.hpp>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 
 #include "Host/Catalog.h"
 #include "Proc/Settings/Settings.h"
@@ -178,22 +175,14 @@ TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
     // With one frame in a thousand seconds it is the sound's encoder that works.
     for (auto const& [signal, rate] :
          {std::pair{SIGINT, "0.001"}, {SIGTERM, "30"}, {SIGPIPE, "30"}, {SIGXCPU, "30"}, {SIGKILL, "30"}}) {
-        std::vector<char const*> const words{KALTOR_COMMAND, "render",  input.c_str(), "-o",
-                                             output.c_str(), "--size",  "640x360",     "--fps",
-                                             rate,           "--music", music.c_str(), nullptr};
-        pid_t process = 0;
-        ASSERT_EQ(
-            posix_spawn(&process, KALTOR_COMMAND, nullptr, nullptr, const_cast<char* const*>(words.data()), environ),
-            0);
-        for (int i = 0; i < 4800 && Files() == before; ++i) {  // until it has begun to write
-            std::this_thread::sleep_for(std::chrono::milliseconds(25));
-        }
+        Tests::Child process(
+            {KALTOR_COMMAND, "render", input, "-o", output, "--size", "640x360", "--fps", rate, "--music", music});
+        EXPECT_TRUE(Tests::WaitUntil([&] { return Files() != before || process.HasEnded(); })) << "nothing is written";
         std::this_thread::sleep_for(std::chrono::milliseconds(signal == SIGINT ? 1000 : 0));  // until sound is written
-        kill(process, signal);
-        kill(process, signal);  // as timers do: to the process and to its group
-        int status = 0;
+        process.Send(signal);
+        process.Send(signal);  // as timers do: to the process and to its group
         rusage used{};
-        ASSERT_EQ(wait4(process, &status, 0, &used), process);
+        int const status = process.Wait(&used);
         EXPECT_LT(used.ru_utime.tv_sec, 60) << signal;  // to the end it would be some minutes
         if (signal != SIGKILL) {
             ASSERT_TRUE(WIFEXITED(status)) << signal;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include "Media/Picture.h"
@@ -11,6 +13,43 @@ struct Outcome {
     int status;
     std::string out;
     std::string err;
+};
+
+/// A program that runs beside a test, and no longer: also a test that fails half-way leaves none behind.
+class Child {
+public:
+    explicit Child(std::vector<std::string> words) {
+        std::vector<char*> pointers;
+        for (std::string& word : words) {
+            pointers.push_back(word.data());
+        }
+        pointers.push_back(nullptr);
+        EXPECT_EQ(posix_spawn(&process, pointers[0], nullptr, nullptr, pointers.data(), environ), 0);
+    }
+    ~Child() {
+        if (process > 0) {
+            Send(SIGKILL);
+            Wait();
+        }
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+
+    pid_t GetId() const { return process; }
+    bool HasEnded() const {
+        siginfo_t ended{};
+        return waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid != 0;
+    }
+    void Send(int signal) const { kill(process, signal); }
+    /// The status that it ends with, as `wait` has it.
+    int Wait(rusage* used = nullptr) {
+        int status = -1;
+        EXPECT_GT(wait4(std::exchange(process, 0), &status, 0, used), 0);
+        return status;
+    }
+
+private:
+    pid_t process = 0;
 };
 
 /// Ten seconds of a tone as a WAV file.

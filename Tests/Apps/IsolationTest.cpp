@@ -6,8 +6,6 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "CommandTest.h"
@@ -26,50 +24,51 @@ protected:
     /// A render in the folder of the pictures, with its processes.
     class Running {
     public:
-        Running(IsolationTest const& owner, std::string const& line) : test(owner) {
-            std::string const command =
-                fmt::format("cd '{}' && exec env NO_COLOR=1 '{}' {} 2> '{}'", (test.folder / "work").string(),
-                            KALTOR_COMMAND, line, test.Log().string());
-            std::array<char const*, 4> const words{"sh", "-c", command.c_str(), nullptr};
-            posix_spawn(&process, "/bin/sh", nullptr, nullptr, const_cast<char* const*>(words.data()), environ);
-        }
+        Running(IsolationTest const& owner, std::string const& line)
+            : test(owner),
+              process({"/bin/sh", "-c",
+                       fmt::format("cd '{}' && exec env NO_COLOR=1 '{}' {} 2> '{}'", (test.folder / "work").string(),
+                                   KALTOR_COMMAND, line, test.Log().string())}) {}
 
         /// The processes that it has made, once the output has grown to so many bytes.
         std::vector<pid_t> WaitForOutput(std::uintmax_t bytes) const {
-            siginfo_t ended{};
-            for (int i = 0; i < 4800 && ended.si_pid == 0; ++i) {
-                waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT);
-                for (std::string const& name : test.Files()) {
+            auto const hasGrown = [&] {
+                std::vector<std::string> const names = test.Files();
+                return std::any_of(names.begin(), names.end(), [&](std::string const& name) {
                     std::error_code error;
-                    if (name.ends_with(".partial") && fs::file_size(test.In(name), error) >= bytes && !error) {
-                        return GetChildren();
-                    }
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(25));
+                    return name.ends_with(".partial") && fs::file_size(test.In(name), error) >= bytes && !error;
+                });
+            };
+            if (!Tests::WaitUntil([&] { return hasGrown() || process.HasEnded(); }) || !hasGrown()) {
+                ADD_FAILURE() << "nothing is written: " << Tests::ReadAll(test.Log());
+                return {};
             }
-            ADD_FAILURE() << "nothing is written: " << Tests::ReadAll(test.Log());
-            return {};
+            return GetChildren();
         }
         std::vector<pid_t> GetChildren() const {
-            std::ifstream file(fmt::format("/proc/{0}/task/{0}/children", process));
+            std::ifstream file(fmt::format("/proc/{0}/task/{0}/children", process.GetId()));
             return {std::istream_iterator<pid_t>(file), {}};
         }
-        std::string ReadMaps() const { return Tests::ReadAll(fmt::format("/proc/{}/maps", process)); }
-        void Send(int signal) const { kill(process, signal); }
+        std::string ReadMaps() const { return Tests::ReadAll(fmt::format("/proc/{}/maps", process.GetId())); }
+        void Send(int signal) const { process.Send(signal); }
 
-        Outcome Wait() const {
-            int status = 0;
-            waitpid(process, &status, 0);
+        Outcome Wait() {
+            int const status = process.Wait();
             return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, "", Tests::ReadAll(test.Log())};
         }
 
     private:
         IsolationTest const& test;
-        pid_t process = 0;
+        Tests::Child process;
     };
 
     fs::path Log() const { return folder / "log" / "running"; }
-    bool IsAlive(pid_t process) const { return kill(process, 0) == 0; }
+    /// Also where nobody asks how it has ended, as with a first process that does not care for those of others.
+    bool IsAlive(pid_t process) const {
+        std::string const status = Tests::ReadAll(fmt::format("/proc/{}/stat", process));
+        std::size_t const name = status.rfind(") ");
+        return name != std::string::npos && status.substr(name + 2, 1) != "Z";
+    }
 
     /// Raw pictures and sound, so that every frame that is done stands in the file at once.
     std::string const job =
@@ -124,7 +123,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
     for (auto const& [signal, words, message] :
          {std::tuple{SIGABRT, "--isolate", "crashed, in the graphics driver most often (signal 6"},
           {SIGSTOP, "--isolate --isolate-limit 10", "does not answer"}}) {
-        Running const render(*this, job + words);
+        Running render(*this, job + words);
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);
         ASSERT_EQ(children.size(), 1U);
         EXPECT_THAT(render.ReadMaps(), AllOf(HasSubstr("libkaltor"), Not(HasSubstr("_dri.so")),
@@ -138,7 +137,7 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
         EXPECT_FALSE(IsAlive(children.front()));
     }
 
-    Running const render(*this, job + "--isolate=retry");
+    Running render(*this, job + "--isolate=retry");
     std::vector<pid_t> const children = render.WaitForOutput(someFrames);
     ASSERT_EQ(children.size(), 2U);
     kill(children.front(), SIGKILL);
@@ -152,16 +151,13 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
 TEST_F(IsolationTest, TheProcessesEndWithTheirRender) {
     std::vector<std::string> const before = Files();
     for (int const signal : {SIGINT, SIGKILL}) {
-        Running const render(*this, job + "--isolate=retry");
+        Running render(*this, job + "--isolate=retry");
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);
         ASSERT_EQ(children.size(), 2U);
         render.Send(signal);
         EXPECT_EQ(render.Wait().status, signal == SIGINT ? 128 + SIGINT : -1);
         for (pid_t const child : children) {
-            for (int i = 0; i < 4800 && IsAlive(child); ++i) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(25));
-            }
-            EXPECT_FALSE(IsAlive(child)) << signal;
+            EXPECT_TRUE(Tests::WaitUntil([&] { return !IsAlive(child); })) << signal;
         }
         if (signal == SIGINT) {
             EXPECT_EQ(Files(), before);

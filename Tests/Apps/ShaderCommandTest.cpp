@@ -112,20 +112,13 @@ TEST_F(ShaderCommandTest, WatchedFilesAreDrawnAgain) {
     fs::path const log = folder / "log" / "watch";
     std::string const command = fmt::format("cd '{}' && exec '{}' apply live.glsl a.png -o live.png --watch 2> '{}'",
                                             (folder / "work").string(), KALTOR_COMMAND, log.string());
-    pid_t const process = fork();
-    if (process == 0) {
-        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-        _exit(127);
-    }
-    auto const waitFor = [&log](std::size_t lines) {
-        for (int i = 0; i < 1200; ++i) {
+    Tests::Child process({"/bin/sh", "-c", command});
+    auto const waitFor = [&](std::size_t lines) {
+        auto const areThere = [&] {
             std::string const text = Tests::ReadAll(log);
-            if (static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) >= lines) {
-                return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return false;
+            return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) >= lines;
+        };
+        return Tests::WaitUntil([&] { return areThere() || process.HasEnded(); }) && areThere();
     };
     EXPECT_TRUE(waitFor(1));
     ExpectFlat("live.png", {1, 0, 0, 1});
@@ -135,9 +128,8 @@ TEST_F(ShaderCommandTest, WatchedFilesAreDrawnAgain) {
     fs::rename(In("next.glsl"), In("live.glsl"));  // as editors save
     EXPECT_TRUE(waitFor(3));
     ExpectFlat("live.png", {0, 0, 1, 1});
-    kill(process, SIGINT);
-    int status = -1;
-    waitpid(process, &status, 0);
+    process.Send(SIGINT);
+    int const status = process.Wait();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_THAT(Tests::ReadAll(log), HasSubstr("live.glsl:2: "));
 }

@@ -67,7 +67,7 @@ TEST(Specs, NamesWithValues) {
 
 TEST(Specs, PiecesOfClips) {
     std::filesystem::path const folder = testing::TempDir();
-    std::string const real = folder / "clip@1-2";  // a file that really has the name wins
+    std::string const real = folder / fmt::format("clip{}@1-2", getpid());  // a file that really has the name wins
     std::ofstream(real) << "here";
     using Time = std::optional<std::int64_t>;
     for (auto const& [text, path, start, end] :

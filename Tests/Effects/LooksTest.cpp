@@ -139,7 +139,7 @@ public:
     std::string GetSettings() const { return "EffectLut file=" + path; }
 
 private:
-    std::string path = testing::TempDir() + "looks_test.cube";
+    std::string path = fmt::format("{}looks_test-{}.cube", testing::TempDir(), getpid());
 };
 
 TEST_F(LooksTest, LutsInterpolateInTetrahedra) {

@@ -195,9 +195,7 @@ TEST(TimeLimits, EndQuietlyOrReport) {
     EXPECT_EQ(reports, 0);
     {
         Proc::TimeLimit const over(milliseconds(1), "slow.glsl", count);
-        for (int i = 0; i < 20'000 && reports == 0; ++i) {
-            std::this_thread::sleep_for(milliseconds(5));
-        }
+        Tests::WaitUntil([&reports] { return reports != 0; });
     }
     EXPECT_EQ(reports, 1);
 }

@@ -50,7 +50,8 @@ TEST(EffectRegistry, ListsInOrderAndReplacesInPlace) {
 }
 
 TEST(Plugin, WhatIsNoPluginIsToldClearly) {
-    std::filesystem::path const text = std::filesystem::path(testing::TempDir()) / "not-a-plugin.so";
+    std::filesystem::path const text =
+        std::filesystem::path(testing::TempDir()) / fmt::format("not-a-plugin-{}.so", getpid());
     std::ofstream(text) << "not machine code";
     EffectRegistry registry;
     for (auto const& [file, message] :

@@ -79,7 +79,7 @@ TEST(AlphaTest, FilesThatSayItAreDivided) {
 
 TEST(AlphaTest, AvifPicturesAreRefusedBeforeTheFirstOne) {
     WriterOptions options;
-    options.path = testing::TempDir() + "x%d.avif";
+    options.path = fmt::format("{}x{}-%d.avif", testing::TempDir(), getpid());
     options.overwrite = true;
     options.video = {{32, 16, 1, 1}, {25, 1}};
     MediaWriter{options};  // left alone, it takes back what it has begun

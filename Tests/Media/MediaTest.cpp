@@ -7,8 +7,8 @@ namespace Kaltor::Media::Tests {
 
 MediaTest::MediaTest() {
     char const* const test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder = fs::temp_directory_path() / fmt::format("kaltor-media-{}-{}", ::getpid(), test);
-    fs::create_directories(folder);
+    std::string pattern = (fs::temp_directory_path() / fmt::format("kaltor-{}-{}", test, std::string(6, 'X'))).string();
+    folder = ::mkdtemp(pattern.data());
 }
 
 MediaTest::~MediaTest() {
@@ -95,7 +95,7 @@ std::string MediaTest::Remux(std::string const& from, std::string const& name,
 Watchdog::Watchdog() {
     testing::TestInfo const& test = *testing::UnitTest::GetInstance()->current_test_info();
     thread = std::thread([&test, isDone = done.get_future()] {
-        constexpr std::chrono::minutes kPatience(10);
+        constexpr std::chrono::minutes kPatience(20);
         if (isDone.wait_for(kPatience) == std::future_status::timeout) {
             fmt::print(stderr, "{}.{} hangs: not done after {} minutes\n", test.test_suite_name(), test.name(),
                        kPatience.count());

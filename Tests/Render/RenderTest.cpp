@@ -45,10 +45,7 @@ protected:
         }
         EXPECT_EQ(ListFolder(), before);
         // The system lists threads a moment longer than they are joined.
-        for (int i = 0; i < 10'000 && CountThreads() > threads; ++i) {
-            std::this_thread::sleep_for(milliseconds(5));
-        }
-        EXPECT_LE(CountThreads(), threads);
+        EXPECT_TRUE(Kaltor::Tests::WaitUntil([&] { return CountThreads() <= threads; })) << "threads are left";
         EXPECT_EQ(log.liveEffects, 0);
         EXPECT_THAT(message, Not(HasSubstr("\n")));
         return message;

@@ -143,7 +143,7 @@ TEST_F(StudioCommandTest, AShaderThatNeverEndsEndsTheDrawingProcessOnly) {
                                            "2000000000; ++k)\n    sum += sin(sum + uv.x);\n  return vec4(sum);\n}\n";
     };
     write();
-    RunningStudio studio(folder.string(), fmt::format("env KALTOR_SHADER_SECONDS=3 '{}' studio", KALTOR_COMMAND));
+    RunningStudio studio(folder.string(), fmt::format("env KALTOR_SHADER_SECONDS=6 '{}' studio", KALTOR_COMMAND));
     std::string const document = R"({"version": 1, "output": {"size": "1920x1080"}, "clips": [{"color": "#FF0000",
         "duration": 1, "effects": [{"effect": "x.glsl"}]}]})";
     // As the page does it: a plan that is forgotten is made again.
@@ -177,7 +177,7 @@ TEST_F(StudioCommandTest, AShaderThatNeverEndsEndsTheDrawingProcessOnly) {
     std::ifstream log(At("log"));
     EXPECT_THAT(
         std::string(std::istreambuf_iterator<char>(log), {}),
-        AllOf(HasSubstr("x.glsl: its first frame is not drawn after 3 seconds"), HasSubstr("another one takes over")));
+        AllOf(HasSubstr("x.glsl: its first frame is not drawn after 6 seconds"), HasSubstr("another one takes over")));
 }
 
 }  // namespace

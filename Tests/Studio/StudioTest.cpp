@@ -98,9 +98,7 @@ protected:
         host = address.substr(std::string("http://").size(), slash - std::string("http://").size());
         prefix = address.substr(slash);
         // It answers as soon as it listens.
-        for (int i = 0; i < 6000 && !Client()->Get(prefix + "api/alive"); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+        EXPECT_TRUE(Tests::WaitUntil([this] { return bool(Client()->Get(prefix + "api/alive")); }));
     }
     void End() {
         if (thread.joinable()) {
@@ -461,7 +459,7 @@ TEST_F(StudioTest, ConnectionsThatNeverEndKeepNeitherPagesNorItsEndWaiting) {
     };
     // On a busy machine a request of ours may be late, too.
     httplib::Result answer = get();
-    for (int attempt = 0; attempt < 5 && !answer; ++attempt) {
+    for (int attempt = 0; attempt < 20 && !answer; ++attempt) {
         answer = get();
     }
     ASSERT_TRUE(answer) << "slow senders have all threads";

@@ -59,6 +59,21 @@ inline void WriteText(fs::path const& path, std::string const& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
+/// Whether it comes to hold. Waits as long as it may take on a busy machine under a sanitizer: only what never comes
+/// takes so long.
+template <typename Condition>
+bool WaitUntil(Condition const& holds) {
+    constexpr std::chrono::minutes kPatience(10);
+    auto const end = std::chrono::steady_clock::now() + kPatience;
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
 }  // namespace Tests
 
 using boost::intrusive_ptr;

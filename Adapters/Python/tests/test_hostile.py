@@ -16,7 +16,7 @@ import pytest
 
 
 def run_script(text, *words, **options):
-    return subprocess.run([sys.executable, "-c", textwrap.dedent(text), *words], capture_output=True, text=True, timeout=240, **options)
+    return subprocess.run([sys.executable, "-c", textwrap.dedent(text), *words], capture_output=True, text=True, timeout=600, **options)
 
 
 def test_arrays_of_another_form_are_refused_or_read_rightly():
@@ -123,13 +123,13 @@ def test_an_interrupted_render_leaves_nothing(tmp_path):
     environment = {**os.environ, "PYTHONPATH": os.pathsep.join(map(os.path.abspath, sys.path))}
     with subprocess.Popen([sys.executable, "-c", textwrap.dedent(script), program], cwd=tmp_path, env=environment,
                           stderr=subprocess.PIPE, text=True) as process:
-        deadline = time.monotonic() + 120
+        deadline = time.monotonic() + 600
         while not list(tmp_path.glob(".*out*")) and process.poll() is None and time.monotonic() < deadline:
             time.sleep(0.1)
         assert list(tmp_path.glob(".*out*")), process.stderr.read() if process.poll() is not None else "no frame in time"
         process.send_signal(signal.SIGINT)  # Python alone: on a terminal the program gets one, too
         try:
-            message = process.communicate(timeout=120)[1]
+            message = process.communicate(timeout=600)[1]
         finally:
             process.kill()
     assert "KeyboardInterrupt" in message
