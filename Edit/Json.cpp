@@ -44,6 +44,7 @@ Json ReadJson(std::string const& path, bool allowComments) {
 
 Json ParseJson(std::string const& text, std::string const& path, bool allowComments) {
     std::vector<std::size_t> members;  // of the objects around the present place
+    std::size_t comparisons = 0;
     auto const check = [&](int depth, Json::parse_event_t event, Json const&) {
         switch (event) {
             case Json::parse_event_t::object_start:
@@ -54,11 +55,17 @@ Json ParseJson(std::string const& text, std::string const& path, bool allowComme
                 members.resize(static_cast<std::size_t>(depth) + 1);
                 members.back() = 0;
                 break;
-            case Json::parse_event_t::key:
-                if (++members[static_cast<std::size_t>(depth) - 1] > kMostJsonMembers) {
+            case Json::parse_event_t::key: {
+                std::size_t& count = members[static_cast<std::size_t>(depth) - 1];
+                comparisons += count;
+                if (++count > kMostJsonMembers) {
                     Fail(path, fmt::format("has an object with more than {} members", kMostJsonMembers));
                 }
+                if (comparisons > kMostJsonComparisons) {
+                    Fail(path, "has too many objects with thousands of members");
+                }
                 break;
+            }
             default:
                 break;
         }

@@ -1,9 +1,7 @@
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -20,6 +18,7 @@
 #include "Apps/Kaltor/Interrupt.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Core/PlainFile.h"
 #include "Media/MediaError.h"
 #include "Media/PartialFile.h"
 #include "Ogl/OglManager.h"
@@ -41,9 +40,12 @@ struct GalleryOptions {
 constexpr char const* kPage = "index.html";
 
 bool IsGallery(fs::path const& folder) {
-    std::ostringstream text;
-    text << std::ifstream(folder / kPage).rdbuf();
-    return text.str().find(kGeneratorMark) != std::string::npos;
+    constexpr std::size_t kMostBytes = std::size_t{64} << 20U;
+    try {
+        return Core::ReadPlainFile((folder / kPage).string(), kMostBytes).find(kGeneratorMark) != std::string::npos;
+    } catch (Core::FileFault const&) {
+        return false;
+    }
 }
 
 /// A folder that nobody else may take for abandoned while this exists.
