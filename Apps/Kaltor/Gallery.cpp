@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
@@ -218,6 +219,10 @@ int Gallery(GalleryOptions const& options) {
     } catch (Media::Cancelled const&) {
         bar.Clear();
         return ReportInterrupt();
+    } catch (std::runtime_error const& error) {
+        // The hidden name means nothing to anybody, and is gone.
+        throw std::runtime_error(boost::replace_all_copy(Core::Describe(error), folder.GetPath().string(),
+                                                         fs::path(options.folder).lexically_normal().string()));
     }
     bar.Clear();
     if (bar.IsShown()) {

@@ -474,6 +474,10 @@ TEST(Json5Test, TakesAllFormsAndRefusesTheOthers) {
         EXPECT_NO_THROW(read(full));
         EXPECT_THAT(Catch<std::runtime_error>([&] { read(three); }).what, HasSubstr("too many objects"));
     }
+    // Time grows with the length only: the square of it would be a quarter of an hour.
+    std::string const list = fmt::format("[{}]", fmt::join(std::vector<char const*>(1'000'000, "{}"), ","));
+    EXPECT_EQ(ParseJson(list, "x.json").size(), 1'000'000U);
+    EXPECT_EQ(parse(list).size(), 1'000'000U);
 }
 
 TEST(EditlyTest, ConvertsWhatHasACounterpart) {

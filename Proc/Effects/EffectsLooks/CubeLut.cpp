@@ -87,15 +87,14 @@ private:
 }  // namespace
 
 CubeLut CubeLut::Read(std::string const& path) {
-    auto const fail = [&path](char const* reason) {
-        Core::Throw(std::invalid_argument(fmt::format("the look-up table {} {}", path, reason)));
-    };
+    using Kind = Core::FileFault::Kind;
     try {
         return Parse(Core::ReadPlainFile(path, kLargestFile), path);
     } catch (Core::FileFault const& fault) {
-        fail(fault.GetKind() == Core::FileFault::Kind::Missing    ? "does not exist"
-             : fault.GetKind() == Core::FileFault::Kind::TooLarge ? "is larger than 64 MiB"
-                                                                  : fault.what());
+        char const* const reason = fault.GetKind() == Kind::Missing    ? "does not exist"
+                                   : fault.GetKind() == Kind::TooLarge ? "is larger than 64 MiB"
+                                                                       : fault.what();
+        Core::Throw(std::invalid_argument(fmt::format("the look-up table {} {}", path, reason)));
     }
 }
 
