@@ -17,6 +17,52 @@ constexpr std::size_t kMostBytes = std::size_t{16} << 20U;
     throw std::runtime_error(fmt::format("{}: {}", path, why));
 }
 
+/// Refuses what has too many levels or keys. Ends without a word at what is no JSON.
+class LimitCheck final : public nlohmann::json_sax<Json> {
+public:
+    explicit LimitCheck(std::string const& nameOfFile) : path(nameOfFile) {}
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_unsigned(number_unsigned_t) override { return true; }
+    bool number_float(number_float_t, string_t const&) override { return true; }
+    bool string(string_t&) override { return true; }
+    bool binary(binary_t&) override { return true; }
+    bool start_object(std::size_t) override { return Begin(); }
+    bool start_array(std::size_t) override { return Begin(); }
+    bool end_object() override { return End(); }
+    bool end_array() override { return End(); }
+    bool key(string_t&) override {
+        comparisons += members.back();
+        if (++members.back() > kMostJsonMembers) {
+            Fail(path, fmt::format("has an object with more than {} members", kMostJsonMembers));
+        }
+        if (comparisons > kMostJsonComparisons) {
+            Fail(path, "has too many objects with thousands of members");
+        }
+        return true;
+    }
+    bool parse_error(std::size_t, std::string const&, Json::exception const&) override { return false; }
+
+private:
+    bool Begin() {
+        if (members.size() >= kMostJsonLevels) {
+            Fail(path, fmt::format("has more than {} levels of brackets", kMostJsonLevels));
+        }
+        members.push_back(0);
+        return true;
+    }
+    bool End() {
+        members.pop_back();
+        return true;
+    }
+
+    std::string const& path;
+    std::vector<std::size_t> members;  ///< of the lists and objects around the present place
+    std::size_t comparisons = 0;
+};
+
 }  // namespace
 
 std::string ReadJsonText(std::string const& path) {
@@ -43,29 +89,11 @@ Json ReadJson(std::string const& path, bool allowComments) {
 }
 
 Json ParseJson(std::string const& text, std::string const& path, bool allowComments) {
-    std::vector<std::size_t> members;  // of the objects around the present place
-    auto const check = [&](int depth, Json::parse_event_t event, Json const&) {
-        switch (event) {
-            case Json::parse_event_t::object_start:
-            case Json::parse_event_t::array_start:
-                if (static_cast<std::size_t>(depth) >= kMostJsonLevels) {
-                    Fail(path, fmt::format("has more than {} levels of brackets", kMostJsonLevels));
-                }
-                members.resize(static_cast<std::size_t>(depth) + 1);
-                members.back() = 0;
-                break;
-            case Json::parse_event_t::key:
-                if (++members[static_cast<std::size_t>(depth) - 1] > kMostJsonMembers) {
-                    Fail(path, fmt::format("has an object with more than {} members", kMostJsonMembers));
-                }
-                break;
-            default:
-                break;
-        }
-        return true;
-    };
+    // Beforehand: the library's own filter of what it parses looks through a list again for each object in it.
+    LimitCheck check(path);
+    Json::sax_parse(text, &check, Json::input_format_t::json, true, allowComments);
     try {
-        return Json::parse(text, check, true, allowComments);
+        return Json::parse(text, nullptr, true, allowComments);
     } catch (Json::parse_error const& error) {
         Fail(path, fmt::format("is no JSON: there is something wrong near byte {}", error.byte));
     } catch (Json::out_of_range const&) {

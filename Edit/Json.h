@@ -22,7 +22,8 @@ std::string ReadJsonText(std::string const& path);
 constexpr std::size_t kMostJsonLevels = 64;
 /// Objects that keep their order look through all members for each new one.
 constexpr std::size_t kMostJsonMembers = 10'000;
-
+/// So many looks a whole document may take.
+constexpr std::size_t kMostJsonComparisons = 100'000'000;
 
 /// A document's text for others to read: what is no UTF-8, as in names of files, shows as U+FFFD.
 inline std::string ShowJson(Json const& json, int indent = -1) {

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/PlainFile.h"
 #include "Media/PartialFile.h"
 
 namespace Kaltor::Farm {
@@ -40,13 +40,12 @@ void WriteText(std::string const& path, std::string const& text) {
 }
 
 std::optional<std::string> ReadText(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    constexpr std::size_t kMostBytes = std::size_t{1} << 32U;
+    try {
+        return Core::ReadPlainFile(path, kMostBytes);
+    } catch (Core::FileFault const&) {
         return std::nullopt;
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 /// Larger than those that strangers may write: it is this program's own.
@@ -101,24 +100,40 @@ bool JobFolder::IsJob(std::string const& path) {
 JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts const& texts) {
     std::string const jobText = Format(ToJson(job)) + "\n";  // what cannot be written leaves no folder
     std::error_code error;
-    if (!fs::create_directory(path, error) && (error || !fs::is_empty(path, error))) {
+    bool const isNew = fs::create_directory(path, error);
+    if (!isNew && (error || !fs::is_empty(path, error))) {
         FailFolder(error ? fmt::format("{}: the folder cannot be made ({})", path, error.message())
                          : fmt::format("{}: exists and is not empty; --folder chooses another one", path));
     }
-    for (char const* const inner : {"parts", "log"}) {
-        fs::create_directory(fs::path(path) / inner, error);
-        if (error) {
-            FailFolder(fmt::format("{}/{}: the folder cannot be made ({})", path, inner, error.message()));
+    std::vector<fs::path> made;
+    try {
+        for (char const* const inner : {"parts", "log"}) {
+            made.push_back(fs::path(path) / inner);
+            fs::create_directory(made.back(), error);
+            if (error) {
+                FailFolder(fmt::format("{}/{}: the folder cannot be made ({})", path, inner, error.message()));
+            }
         }
-    }
-    WriteText(path + "/" + kEditFile, texts.edit);
-    for (auto const& [name, text] : {std::pair(kRowsFile, &texts.rows), {kFilesFile, &texts.files}}) {
-        if (!text->empty()) {
-            WriteText(path + "/" + name, *text);
+        auto const write = [&](char const* name, std::string const& text) {
+            if (!text.empty()) {
+                made.push_back(fs::path(path) / name);
+                WriteText(made.back().string(), text);
+            }
+        };
+        write(kEditFile, texts.edit);
+        write(kRowsFile, texts.rows);
+        write(kFilesFile, texts.files);
+        write(kJobFile, jobText);  // last: with it the folder is a job
+    } catch (...) {
+        // A folder that is no job would be in the way of the next attempt.
+        for (fs::path const& file : made) {
+            fs::remove_all(file, error);
         }
+        if (isNew) {
+            fs::remove(path, error);
+        }
+        throw;
     }
-    // Last: with it the folder is a job.
-    WriteText(path + "/" + kJobFile, jobText);
     return JobFolder(path);
 }
 
@@ -164,7 +179,8 @@ std::optional<PartResult> JobFolder::ReadResult(Task const& task, char const* en
         return std::nullopt;
     }
     Json const json = ParseOwn(*text, name);
-    return json.value("plan", "") == plan ? std::optional(PartResultFromJson(json, name)) : std::nullopt;
+    bool const isOfPlan = json.is_object() && json.contains("plan") && json["plan"] == plan;
+    return isOfPlan ? std::optional(PartResultFromJson(json, name)) : std::nullopt;
 }
 
 void JobFolder::WriteResult(Task const& task, char const* ending, PartResult const& result) const {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -13,7 +12,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "Core/Environment.h"
 #include "Core/Interfaces/Exception.h"
+#include "Core/Text.h"
 #include "Host/Plugin.h"
 
 namespace Kaltor::Host {
@@ -191,21 +192,11 @@ std::vector<fs::path> ListPluginFolders() {
             folders.push_back(folder.lexically_normal());
         }
     };
-    auto const read = [](char const* variable) -> std::string {
-        char const* const text = std::getenv(variable);
-        return text != nullptr ? text : "";
-    };
-    std::string const path = read(kPluginPathVariable);
-    for (std::size_t at = 0; at < path.size();) {
-        std::size_t const end = std::min(path.find(':', at), path.size());
-        add(path.substr(at, end - at));
-        at = end + 1;
+    std::string const path = Core::GetVariable(kPluginPathVariable);
+    for (std::string_view const folder : Core::Split(path, ':')) {
+        add(folder);
     }
-    fs::path data = read("XDG_DATA_HOME");
-    if (!data.is_absolute()) {
-        data = fs::path(read("HOME")) / ".local" / "share";
-    }
-    add(data / "kaltor" / "plugins");
+    add(GetUsersDataFolder() / "kaltor" / "plugins");
     add(GetLibraryFolder() / "kaltor" / "plugins");
     return folders;
 }

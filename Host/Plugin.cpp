@@ -1,12 +1,12 @@
 #include "Host/Plugin.h"
 
-#include <cstdlib>
 #include <stdexcept>
 #include <vector>
 
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include "Core/Environment.h"
 #include "Core/Interfaces/Exception.h"
 #include "Host/OtherPlugins.h"
 #include "Proc/Effects/EffectsDefault/ColorspaceConverter.h"
@@ -35,14 +35,22 @@ fs::path GetLibraryFolder() {
     return error ? folder : real;
 }
 
+fs::path GetUsersDataFolder() {
+    fs::path const data = Core::GetVariable("XDG_DATA_HOME");
+    if (data.is_absolute()) {
+        return data;
+    }
+    fs::path const home = Core::GetVariable("HOME");
+    return home.empty() ? fs::path() : home / ".local" / "share";
+}
+
 fs::path GetProgramFolder() {
     std::error_code error;
     return fs::read_symlink("/proc/self/exe", error).parent_path();
 }
 
 fs::path FindPlugin() {
-    char const* const named = std::getenv(kPluginVariable);
-    if (named != nullptr && *named != '\0') {
+    if (std::string const named = Core::GetVariable(kPluginVariable); !named.empty()) {
         return named;
     }
     std::vector<fs::path> const places{GetProgramFolder(), GetLibraryFolder(), GetLibraryFolder() / "kaltor"};

@@ -26,6 +26,8 @@ void LoadPlugin(std::filesystem::path const& file, Proc::IEffectRegistry& regist
 /// The folders of the running program and of the library that the host and the plug-ins use; "" where it is not known.
 std::filesystem::path GetProgramFolder();
 std::filesystem::path GetLibraryFolder();
+/// $XDG_DATA_HOME, or its standard place in the home folder; "" where neither is known.
+std::filesystem::path GetUsersDataFolder();
 
 /// The default effects, those of the plug-in, the looks where they are installed, and the effects of other plug-ins
 /// (see `ListPluginFolders`). Throws as `FindPlugin` and `LoadPlugin`, and where one of our own registers nothing;

@@ -1,9 +1,10 @@
 #include "Host/ShaderFolders.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string_view>
 
+#include "Core/Environment.h"
+#include "Core/Text.h"
 #include "Host/Plugin.h"
 #include "Proc/Effects/ShaderFiles/ShaderFile.h"
 
@@ -12,31 +13,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string_view GetVariable(char const* name) {
-    char const* const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-/// $XDG_DATA_HOME, or its standard place in the home folder.
-fs::path GetUsersDataFolder() {
-    std::string_view const data = GetVariable("XDG_DATA_HOME");
-    if (data.starts_with('/')) {
-        return data;
-    }
-    std::string_view const home = GetVariable("HOME");
-    return home.empty() ? fs::path() : fs::path(home) / ".local" / "share";
-}
-
 }  // namespace
 
 std::vector<fs::path> FindShaderFolders() {
     std::vector<fs::path> places;
-    for (std::string_view rest = GetVariable(kShaderPathVariable); !rest.empty();) {
-        std::size_t const colon = rest.find(':');
-        if (colon != 0) {
-            places.emplace_back(rest.substr(0, colon));
+    std::string const named = Core::GetVariable(kShaderPathVariable);
+    for (std::string_view const folder : Core::Split(named, ':')) {
+        if (!folder.empty()) {
+            places.emplace_back(folder);
         }
-        rest.remove_prefix(colon == std::string_view::npos ? rest.size() : colon + 1);
     }
     fs::path const shaders = fs::path("kaltor") / "shaders";
     if (fs::path const data = GetUsersDataFolder(); !data.empty()) {

@@ -124,7 +124,9 @@ private:
         AVRational const base = decoder->GetStream().time_base;
         long double const seconds = static_cast<long double>(time) * base.num / base.den -
                                     static_cast<long double>(demuxer->GetOrigin() + start.count()) / AV_TIME_BASE;
-        return seconds * format.sampleRate - static_cast<long double>(offset);
+        // Timestamps may be anything; sums of what is left here are whole numbers still.
+        constexpr long double kFarthest = 1e17L;
+        return std::clamp(seconds * format.sampleRate - static_cast<long double>(offset), -kFarthest, kFarthest);
     }
 
     void DecodeMore() {

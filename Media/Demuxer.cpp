@@ -456,7 +456,9 @@ std::int64_t Demuxer::GetOrigin() const {
     if (stream == nullptr || stream->start_time == AV_NOPTS_VALUE) {
         return 0;
     }
-    return av_rescale_q(stream->start_time, stream->time_base, kMicrosecondBase);
+    // Files may begin at any number; a time of theirs added to this one still fits.
+    constexpr std::int64_t kFarthest = std::int64_t{1} << 60U;
+    return std::clamp(av_rescale_q(stream->start_time, stream->time_base, kMicrosecondBase), -kFarthest, kFarthest);
 }
 
 int Demuxer::Read(AVPacket& packet) {

@@ -15,18 +15,26 @@ std::uint64_t GetLimit(decltype(RLIMIT_AS) resource) {
     return ::getrlimit(resource, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
 }
 
-/// What a container, or the group that a service manager has put this process into, may use.
+/// What a container, or the group that a service manager has put this process into, may use. The groups around a group
+/// may have less than itself.
 std::uint64_t GetGroupLimit() {
     std::string group;
     std::ifstream groups("/proc/self/cgroup");
     for (std::string line; std::getline(groups, line);) {
         if (line.starts_with("0::/")) {
-            group = line.substr(4);
+            group = line.substr(3);
         }
     }
-    std::uint64_t bytes = RLIM_INFINITY;
-    std::ifstream("/sys/fs/cgroup/" + group + "/memory.max") >> bytes;  // "max" is no number: as good as none
-    return bytes == 0 ? RLIM_INFINITY : bytes;
+    std::uint64_t least = RLIM_INFINITY;
+    for (;;) {
+        std::uint64_t bytes = 0;
+        std::ifstream("/sys/fs/cgroup" + group + "/memory.max") >> bytes;  // "max" is no number: as good as none
+        least = std::min(least, bytes == 0 ? RLIM_INFINITY : bytes);
+        if (group.empty()) {
+            return least;
+        }
+        group.erase(group.rfind('/'));
+    }
 }
 
 std::uint64_t GetMemory() {

@@ -13,6 +13,7 @@
 #include "Media/MostPixels.h"
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
@@ -185,7 +186,7 @@ void StreamDecoder::FeedPacket() {
     }
     std::int64_t const time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
     if (time != AV_NOPTS_VALUE) {
-        packetEnd = std::max(packetEnd, time + std::max<std::int64_t>(packet->duration, 0));
+        packetEnd = std::max(packetEnd, av_sat_add64(time, std::max<std::int64_t>(packet->duration, 0)));
     }
     if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
         ClearFfmpegLog();
@@ -220,7 +221,7 @@ Proc::AvFramePtr StreamDecoder::Next() {
                 continue;
             }
             if (frame->pts != AV_NOPTS_VALUE) {
-                frameEnd = frame->pts + std::max<std::int64_t>(frame->pkt_duration, 0);
+                frameEnd = av_sat_add64(frame->pts, std::max<std::int64_t>(frame->pkt_duration, 0));
             }
             return alpha ? alpha->AddTo(*frame, demuxer.GetName()) : std::move(frame);
         }

@@ -1,9 +1,10 @@
 #include "Ogl/TaskTimer.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include <fmt/format.h>
+
+#include "Core/Environment.h"
 
 namespace Kaltor::Ogl {
 
@@ -13,7 +14,10 @@ void TaskTimer::Add(std::chrono::nanoseconds elapsed) {
 }
 
 void TaskTimer::LogAndReset() {
-    static bool const isLogging = std::getenv("KALTOR_TIMERS") != nullptr;
+    static bool const isLogging = [] {
+        std::string const wanted = Core::GetVariable("KALTOR_TIMERS");
+        return !wanted.empty() && wanted != "0";
+    }();
     std::uint64_t const tasks = count.exchange(0, std::memory_order_relaxed);
     std::int64_t const nanoseconds = time.exchange(0, std::memory_order_relaxed);
     if (isLogging && tasks != 0) {

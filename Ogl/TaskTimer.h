@@ -18,8 +18,8 @@ public:
     std::uint64_t GetCount() const { return count.load(std::memory_order_relaxed); }
     std::chrono::nanoseconds GetTime() const { return std::chrono::nanoseconds(time.load(std::memory_order_relaxed)); }
 
-    /// Starts again from zero. Where the environment variable `KALTOR_TIMERS` is set, first writes one line to the
-    /// standard error stream, unless there is nothing to report.
+    /// Starts again from zero. Where the environment variable `KALTOR_TIMERS` is set to anything but 0, first writes
+    /// one line to the standard error stream, unless there is nothing to report.
     void LogAndReset();
 
 private:

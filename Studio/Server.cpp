@@ -80,15 +80,31 @@ bool IsSocketAt(int descriptor, int port) {
 
 /// The descriptors of this process's sockets at a port of its own.
 std::vector<int> SocketsAt(int port) {
-    std::error_code error;
+    constexpr int kMostTried = 65'536;
     std::vector<int> sockets;
-    for (fs::directory_iterator entry("/proc/self/fd", error), end; !error && entry != end; entry.increment(error)) {
-        int const socket = std::atoi(entry->path().filename().c_str());
-        if (IsSocketAt(socket, port)) {
-            sockets.push_back(socket);
+    auto const add = [&](int descriptor) {
+        if (IsSocketAt(descriptor, port)) {
+            sockets.push_back(descriptor);
+        }
+    };
+    std::error_code error;
+    fs::directory_iterator entry("/proc/self/fd", error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        add(std::atoi(entry->path().filename().c_str()));
+    }
+    if (error) {  // a list takes a descriptor itself: where all are in use, each is tried
+        sockets.clear();
+        for (int descriptor = 0; descriptor < std::min(::getdtablesize(), kMostTried); ++descriptor) {
+            add(descriptor);
         }
     }
     return sockets;
+}
+
+/// Another one for each socket; 0 where there is none.
+ino_t GetSocketNumber(int descriptor) {
+    struct stat found {};
+    return ::fstat(descriptor, &found) == 0 ? found.st_ino : 0;
 }
 
 /// A socket that stays open, beside the library's own descriptor, until both are closed.
@@ -103,13 +119,8 @@ public:
     SocketCopy(SocketCopy const&) = delete;
     SocketCopy& operator=(SocketCopy const&) = delete;
 
-    bool IsAt(int port) const { return IsSocketAt(descriptor, port); }
+    bool IsOpen() const { return descriptor >= 0; }
     void End() const { ::shutdown(descriptor, SHUT_RDWR); }
-    /// Another one for each socket; 0 where there is none.
-    ino_t GetNumber() const {
-        struct stat found {};
-        return ::fstat(descriptor, &found) == 0 ? found.st_ino : 0;
-    }
 
 private:
     int descriptor;
@@ -163,7 +174,7 @@ class Connections final : public httplib::TaskQueue {
 public:
     Connections(int ownPort, RequestLimits& requestLimits, std::chrono::milliseconds head)
         : port(ownPort), limits(requestLimits), longestHead(head) {
-        TakeNewSocket();  // the one that listens
+        FindNewSockets();  // the one that listens
         for (std::size_t i = 0; i < kThreads; ++i) {
             threads.emplace_back([this] { Work(); });
         }
@@ -172,7 +183,7 @@ public:
     void enqueue(std::function<void()> serve) override {
         std::unique_lock lock(mutex);
         changed.wait(lock, [this] { return waiting.size() < kMostConnections || isStopped; });
-        waiting.push_back({std::move(serve), TakeNewSocket()});
+        waiting.push_back(MakeConnection(std::move(serve)));
         changed.notify_all();
     }
 
@@ -190,21 +201,39 @@ public:
 private:
     struct Connection {
         std::function<void()> serve;
-        std::shared_ptr<SocketCopy> socket;  ///< null where it was not found
+        ino_t number = 0;
+        std::shared_ptr<SocketCopy> socket = nullptr;
     };
 
-    /// The library does not say whose connection it hands over: it is the one that was not there before.
-    std::shared_ptr<SocketCopy> TakeNewSocket() {
-        std::vector<std::shared_ptr<SocketCopy>> found;
+    /// Those that were not there before.
+    std::vector<int> FindNewSockets() {
+        std::vector<int> found;
         for (int const socket : SocketsAt(port)) {
-            auto copy = std::make_shared<SocketCopy>(socket);
+            ino_t const number = GetSocketNumber(socket);
             // Since it was listed, a thread may have closed it and opened a file, which has its number now.
-            if (copy->IsAt(port) && known.insert(copy->GetNumber()).second) {
-                found.push_back(std::move(copy));
+            if (IsSocketAt(socket, port) && known.insert(number).second) {
+                found.push_back(socket);
             }
         }
-        // Where one was missed before, nobody can tell which is whose.
-        return found.size() == 1 ? found.front() : nullptr;
+        return found;
+    }
+
+    /// The library does not say whose connection it hands over: it is the one that was not there before. One that could
+    /// not be ended later, because no descriptor is free, is ended at once: nothing is served without a limit.
+    Connection MakeConnection(std::function<void()> serve) {
+        Connection connection{std::move(serve)};
+        std::vector<int> const found = FindNewSockets();
+        if (found.size() == 1) {
+            connection.number = GetSocketNumber(found.front());
+            connection.socket = std::make_shared<SocketCopy>(found.front());
+        }
+        if (!connection.socket || !connection.socket->IsOpen()) {
+            connection.socket = nullptr;
+            for (int const socket : found) {
+                ::shutdown(socket, SHUT_RDWR);
+            }
+        }
+        return connection;
     }
 
     void Work() {
@@ -222,9 +251,7 @@ private:
             connection.serve();
             limits.End();
             lock.lock();
-            if (connection.socket) {
-                known.erase(connection.socket->GetNumber());
-            }
+            known.erase(connection.number);
         }
     }
 
@@ -496,7 +523,11 @@ private:
             if (type.substr(0, type.find(';')) != "application/json") {
                 return refuse(kWrongType);
             }
-            // The library's limit of a body's size does not hold for one that comes in chunks.
+            // The library's limit of a body's size does not hold for what a packed one unpacks to, nor for one that
+            // comes in chunks.
+            if (request.has_header("Content-Encoding")) {
+                return refuse(kWrongType);
+            }
             if (request.has_header("Transfer-Encoding")) {
                 return refuse(kLengthRequired);
             }

@@ -1,8 +1,7 @@
 #include "Studio/Shaders.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
@@ -12,6 +11,7 @@
 
 #include "Core/Interfaces/Exception.h"
 #include "Core/ParseNumber.h"
+#include "Core/PlainFile.h"
 #include "Media/PartialFile.h"
 #include "Ogl/OglManager.h"
 #include "Ogl/ShaderStorage.h"
@@ -22,8 +22,6 @@
 
 namespace Kaltor::Studio {
 namespace {
-
-constexpr std::size_t kMostSource = std::size_t{1} << 20U;
 
 /// "NAME:12: why" with its line.
 Edit::Json ErrorOf(std::string message, std::string const& name) {
@@ -72,7 +70,7 @@ void CheckPath(std::string const& path) {
 }  // namespace
 
 Edit::Json CheckShader(std::string const& name, std::string const& source, DescribeEntry const& describe) {
-    if (source.size() > kMostSource) {
+    if (source.size() > Proc::kMostShaderBytes) {
         throw RequestError(kTooLarge, "a shader file has 1 MiB at most");
     }
     Edit::Json json{{"kind", nullptr}, {"fields", Edit::Json::array()}};
@@ -131,13 +129,14 @@ std::vector<Host::CatalogEntry> ListShaders(FileAccess const& access) {
 Edit::Json ReadShader(FileAccess const& access, std::string const& path) {
     CheckPath(path);
     std::filesystem::path const file = access.ToRead(path);
-    if (std::filesystem::file_size(file) > kMostSource) {
-        throw RequestError(kTooLarge, fmt::format("{}: a shader file has 1 MiB at most", path));
-    }
-    std::ifstream stream(file, std::ios::binary);
-    std::string const source{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream) {
-        throw RequestError(kNotFound, fmt::format("{}: cannot be read", path));
+    std::string source;
+    try {
+        source = Core::ReadPlainFile(file.string(), Proc::kMostShaderBytes);
+    } catch (Core::FileFault const& fault) {
+        if (fault.GetKind() == Core::FileFault::Kind::TooLarge) {
+            throw RequestError(kTooLarge, fmt::format("{}: a shader file has 1 MiB at most", path));
+        }
+        throw RequestError(kNotFound, fmt::format("{}: {}", path, fault.what()));
     }
     return {{"path", path}, {"source", source}, {"revision", FingerprintOf(file)}};
 }
@@ -145,7 +144,7 @@ Edit::Json ReadShader(FileAccess const& access, std::string const& path) {
 Edit::Json SaveShader(FileAccess const& access, std::string const& path, std::string const& source,
                       std::string const& revision, bool overwrite) {
     CheckPath(path);
-    if (source.size() > kMostSource) {
+    if (source.size() > Proc::kMostShaderBytes) {
         throw RequestError(kTooLarge, "a shader file has 1 MiB at most");
     }
     std::filesystem::path const file = access.ToWrite(path);

@@ -1,12 +1,13 @@
 #include "Apps/Kaltor/Catalog.h"
 
 #include <chrono>
-#include <cstdlib>
+#include <cmath>
 
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include "Apps/Kaltor/Console.h"
+#include "Core/Environment.h"
 #include "Core/ParseNumber.h"
 #include "Media/Picture.h"
 
@@ -18,15 +19,15 @@ constexpr char const* kSecondsVariable = "KALTOR_SHADER_SECONDS";
 
 std::chrono::milliseconds ReadLimit(std::chrono::milliseconds standard) {
     constexpr double kMost = 1e6;
-    char const* const text = std::getenv(kSecondsVariable);
-    if (text == nullptr || *text == '\0') {
+    std::string const text = Core::GetVariable(kSecondsVariable);
+    if (text.empty()) {
         return standard;
     }
     std::optional<double> const seconds = Core::ParseNumber<double>(text);
     if (!seconds || !(*seconds >= 0.0 && *seconds <= kMost)) {
         throw UsageError(fmt::format("{} is \"{}\": it takes seconds, 0 for no limit", kSecondsVariable, text));
     }
-    return std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1e3));
+    return std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(*seconds * 1e3)));  // 0 is no limit
 }
 
 Catalog Load(HangGuard guard, HungShaders const& hung) {

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +17,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "Core/Environment.h"
 #include "Media/PartialFile.h"
 
 namespace Kaltor::Cli {
@@ -36,8 +36,8 @@ int TerminalColumns() {
 }
 
 bool IsDumbTerminal() {
-    char const* const term = std::getenv("TERM");
-    return term == nullptr || std::strcmp(term, "dumb") == 0;
+    std::string const term = Core::GetVariable("TERM");
+    return term.empty() || term == "dumb";
 }
 
 bool IsContinuation(char byte) {
@@ -114,8 +114,7 @@ void WriteFile(std::string const& path, std::string_view bytes) {
 }
 
 std::string Bold(std::string_view text) {
-    char const* const noColor = std::getenv("NO_COLOR");
-    bool const isPlain = (noColor != nullptr && *noColor != '\0') || IsDumbTerminal() || isatty(STDOUT_FILENO) == 0;
+    bool const isPlain = !Core::GetVariable("NO_COLOR").empty() || IsDumbTerminal() || isatty(STDOUT_FILENO) == 0;
     return isPlain ? std::string(text) : fmt::format("\x1b[1m{}\x1b[0m", text);
 }
 

@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <memory>
 
 #include <boost/algorithm/string/replace.hpp>
@@ -10,6 +9,7 @@
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Doors.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Core/Environment.h"
 #include "Core/Interfaces/Exception.h"
 #include "Host/Catalog.h"
 #include "Host/OtherPlugins.h"
@@ -38,8 +38,7 @@ std::string VersionText(unsigned version) {
 
 /// Reports are sent to others: the user's own folder, and with it often a name, becomes "~".
 std::string HideHome(std::string text) {
-    char const* const variable = std::getenv("HOME");
-    std::string home = variable != nullptr ? variable : "";
+    std::string home = Core::GetVariable("HOME");
     while (home.ends_with('/')) {
         home.pop_back();
     }

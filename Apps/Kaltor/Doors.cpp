@@ -1,11 +1,11 @@
 #include "Apps/Kaltor/Doors.h"
 
 #include <algorithm>
-#include <cstdlib>
 
-#include <boost/algorithm/string/split.hpp>
 #include <unistd.h>
 
+#include "Core/Environment.h"
+#include "Core/Text.h"
 #include "Host/Plugin.h"
 
 namespace Kaltor::Cli {
@@ -14,9 +14,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::vector<fs::path> SplitPath(char const* variable) {
-    char const* const text = std::getenv(variable);
-    std::vector<std::string> parts;
-    boost::split(parts, std::string(text != nullptr ? text : ""), [](char c) { return c == ':'; });
+    std::string const text = Core::GetVariable(variable);
+    std::vector<std::string_view> parts = Core::Split(text, ':');
     std::erase(parts, "");
     return {parts.begin(), parts.end()};
 }
@@ -62,7 +61,7 @@ Doors FindDoors() {
     std::vector<fs::path> const named = SplitPath("FREI0R_PATH");
     std::vector<fs::path> common{"/usr/local/lib/frei0r-1", "/usr/lib/frei0r-1", "/usr/local/lib64/frei0r-1",
                                  "/usr/lib64/frei0r-1"};
-    if (char const* const home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+    if (std::string const home = Core::GetVariable("HOME"); !home.empty()) {
         common.insert(common.begin(), fs::path(home) / ".frei0r-1" / "lib");
     }
     std::vector<fs::path> both = named;

@@ -1,12 +1,11 @@
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
@@ -20,6 +19,7 @@
 #include "Apps/Kaltor/Interrupt.h"
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Interfaces/Exception.h"
+#include "Core/PlainFile.h"
 #include "Media/MediaError.h"
 #include "Media/PartialFile.h"
 #include "Ogl/OglManager.h"
@@ -41,9 +41,12 @@ struct GalleryOptions {
 constexpr char const* kPage = "index.html";
 
 bool IsGallery(fs::path const& folder) {
-    std::ostringstream text;
-    text << std::ifstream(folder / kPage).rdbuf();
-    return text.str().find(kGeneratorMark) != std::string::npos;
+    constexpr std::size_t kMostBytes = std::size_t{64} << 20U;
+    try {
+        return Core::ReadPlainFile((folder / kPage).string(), kMostBytes).find(kGeneratorMark) != std::string::npos;
+    } catch (Core::FileFault const&) {
+        return false;
+    }
 }
 
 /// A folder that nobody else may take for abandoned while this exists.
@@ -216,6 +219,10 @@ int Gallery(GalleryOptions const& options) {
     } catch (Media::Cancelled const&) {
         bar.Clear();
         return ReportInterrupt();
+    } catch (std::runtime_error const& error) {
+        // The hidden name means nothing to anybody, and is gone.
+        throw std::runtime_error(boost::replace_all_copy(Core::Describe(error), folder.GetPath().string(),
+                                                         fs::path(options.folder).lexically_normal().string()));
     }
     bar.Clear();
     if (bar.IsShown()) {

@@ -1,5 +1,7 @@
 #include "Apps/Kaltor/PlanReport.h"
 
+#include <memory>
+
 #include <fmt/format.h>
 
 #include "Apps/Kaltor/Console.h"
@@ -94,11 +96,14 @@ void CheckTexts(Plan const& plan, std::string const& documentName, std::atomic<b
             throw Media::MediaError(before + error.what());
         }
     };
+    std::shared_ptr<Edit::TitleFonts> fonts;
     auto const checkTitles = [&](char const* list, auto const& parts) {
         for (std::size_t i = 0; i < parts.size(); ++i) {
             if (parts[i].title) {
-                check(fmt::format("{}/{}/title", list, i),
-                      [&] { Edit::TitlePainter(*parts[i].title, frame.width, frame.height, warn); });
+                check(fmt::format("{}/{}/title", list, i), [&] {
+                    fonts = fonts ? fonts : Edit::MakeTitleFonts();
+                    Edit::TitlePainter(*parts[i].title, frame.width, frame.height, warn, fonts);
+                });
             }
         }
     };

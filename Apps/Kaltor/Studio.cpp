@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -23,6 +22,7 @@
 #include "Apps/Kaltor/NumberOption.h"
 #include "Apps/Kaltor/RenderOptions.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Core/Environment.h"
 #include "Edit/DocumentWriter.h"
 #ifdef KALTOR_HAS_STUDIO
 #include "Apps/Kaltor/Gallery/Preview.h"
@@ -50,7 +50,7 @@ namespace fs = std::filesystem;
 
 /// Shows an address in the user's browser, where there is a display. It is no fault where that fails.
 void OpenBrowser(std::string const& address) {
-    if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr) {
+    if (Core::GetVariable("DISPLAY").empty() && Core::GetVariable("WAYLAND_DISPLAY").empty()) {
         return;
     }
     std::string program = "xdg-open";

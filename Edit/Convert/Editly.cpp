@@ -204,10 +204,27 @@ private:
         Keys keys(top.At("defaults"));
         clipDuration = keys.Number("duration", clipDuration);
         keys.Has("transition");
-        keys.Has("layer");
-        keys.Has("layerType");
+        if (keys.Has("layer")) {
+            LimitDefault(keys.At("layer"));
+        }
+        if (keys.Has("layerType")) {
+            Node const types = keys.At("layerType");
+            for (auto const& [type, values] : types->items()) {
+                LimitDefault({values, fmt::format("{}/{}", types.GetPlace(), type)});
+            }
+        }
         defaults = &*keys.GetNode();
         WarnOfOthers(keys);
+    }
+
+    /// Every layer takes a copy: a small document could mean gigabytes.
+    static void LimitDefault(Node const& node) {
+        constexpr std::size_t kMostMembers = 100;
+        constexpr std::size_t kMostBytes = 16'384;
+        if (node->size() > kMostMembers || ShowJson(*node).size() > kMostBytes) {
+            node.Refuse(
+                fmt::format("the defaults of a layer have {} keys and {} bytes at most", kMostMembers, kMostBytes));
+        }
     }
 
     void ReadOutput() {
@@ -248,8 +265,12 @@ private:
 
     std::vector<Layer> LayersOf(Node const& clip) const {
         std::vector<Layer> layers;
+        constexpr std::size_t kMostLayers = 1000;
         Node const given = clip.At("layers");
         std::vector<Node> const nodes = given->is_object() ? std::vector{given} : given.Children();
+        if (nodes.size() > kMostLayers) {
+            given.Refuse(fmt::format("a clip has {} layers at most", kMostLayers));
+        }
         for (Node const& node : nodes) {
             Layer layer{Json::object(), node.GetPlace(), node.At("type").Text(), *node};
             auto const merge = [&layer](Json const& from) {
@@ -257,10 +278,14 @@ private:
                     layer.merged.update(from);
                 }
             };
-            if (defaults != nullptr) {
-                merge(defaults->value("layer", Json()));
-                Json const types = defaults->value("layerType", Json());
-                merge(types.is_object() ? types.value(layer.type, Json()) : Json());
+            if (defaults != nullptr && defaults->contains("layer")) {
+                merge((*defaults)["layer"]);
+            }
+            if (defaults != nullptr && defaults->contains("layerType")) {
+                Json const& types = (*defaults)["layerType"];
+                if (types.is_object() && types.contains(layer.type)) {
+                    merge(types[layer.type]);
+                }
             }
             merge(*node);
             layers.push_back(std::move(layer));

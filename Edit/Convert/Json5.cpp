@@ -200,6 +200,10 @@ private:
             }
             Next();
             SkipSpace();
+            comparisons += object.size();
+            if (comparisons > kMostJsonComparisons) {
+                Fail("there are too many objects with thousands of members");
+            }
             object[std::move(key)] = ParseValue(depth);
             if (!TakeComma('}')) {
                 break;
@@ -407,6 +411,7 @@ private:
     char32_t now = kEnd;
     std::size_t line = 1;
     std::size_t column = 0;
+    std::size_t comparisons = 0;  ///< of keys
 };
 
 }  // namespace

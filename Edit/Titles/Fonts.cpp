@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 #include <fontconfig/fontconfig.h>
+#include <pango/pangocairo.h>
 
 #include "Core/Interfaces/Exception.h"
 
@@ -52,8 +53,8 @@ PatternPtr Match(std::string const& family) {
 
 void LoadFonts() {
     // Pango would do it on a thread of its own, at the same time as others.
-    static bool const isLoaded = FcInit() != FcFalse;
-    if (!isLoaded || !Match("sans-serif")) {
+    static bool const isLoaded = FcInit() != FcFalse && Match("sans-serif");
+    if (!isLoaded) {
         Core::Throw(std::runtime_error("titles cannot be drawn: no font is installed"));
     }
 }
@@ -87,11 +88,26 @@ std::string FindReplacement(std::string const& family) {
     return replacement;
 }
 
-void WarnOfMissingFamily(std::string const& family, Media::WarningFn const& warn) {
+TitleFonts::TitleFonts() {
+    LoadFonts();
+    map.reset(pango_cairo_font_map_new());
+}
+
+TitleFonts::~TitleFonts() = default;
+
+std::string const& TitleFonts::FindReplacement(std::string const& family) {
+    auto const [found, isNew] = replacements.try_emplace(family);
+    if (isNew) {
+        found->second = Edit::FindReplacement(family);
+    }
+    return found->second;
+}
+
+void WarnOfMissingFamily(std::string const& family, TitleFonts& fonts, Media::WarningFn const& warn) {
     if (!warn) {
         return;
     }
-    if (std::string const replacement = FindReplacement(family); !replacement.empty()) {
+    if (std::string const& replacement = fonts.FindReplacement(family); !replacement.empty()) {
         warn(fmt::format("the font \"{}\" is not installed; \"{}\" is used instead", family, replacement));
     }
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <map>
 #include <string>
 
+#include "Edit/Titles/GlyphRenderer.h"
 #include "Media/VideoReader.h"
 
 namespace Kaltor::Edit {
@@ -14,7 +16,25 @@ void LoadFonts();
 /// particular ("sans-serif"). Several names have commas between them; one that is installed is enough.
 std::string FindReplacement(std::string const& family);
 
+/// Fonts that the layouts of one thread share: what each would find and load anew, most of the time that a short text
+/// takes.
+class TitleFonts {
+public:
+    TitleFonts();
+    ~TitleFonts();
+    TitleFonts(TitleFonts const&) = delete;
+    TitleFonts& operator=(TitleFonts const&) = delete;
+
+    PangoFontMap& GetMap() const { return *map; }
+    /// As `FindReplacement` above.
+    std::string const& FindReplacement(std::string const& family);
+
+private:
+    ObjectPtr<PangoFontMap> map;
+    std::map<std::string, std::string> replacements;
+};
+
 /// Warns where the family is missing, with the name of what is used instead.
-void WarnOfMissingFamily(std::string const& family, Media::WarningFn const& warn);
+void WarnOfMissingFamily(std::string const& family, TitleFonts& fonts, Media::WarningFn const& warn);
 
 }  // namespace Kaltor::Edit

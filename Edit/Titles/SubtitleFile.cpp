@@ -1,16 +1,13 @@
 #include "Edit/Titles/SubtitleFile.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
 #include <fmt/format.h>
 #include <glib.h>
-#include <sys/stat.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/PlainFile.h"
 #include "Media/Demuxer.h"
 #include "Media/MediaError.h"
 
@@ -20,46 +17,30 @@ namespace {
 using Media::MediaError;
 
 /// Scripts may have fonts attached.
-constexpr std::int64_t kLargestFile = std::int64_t{64} << 20;
+constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
 constexpr char kNotSubtitles[] = "no subtitles that can be read (SRT, VTT and ASS files can)";
 
 [[noreturn]] void Fail(std::string const& path, std::string const& why) {
     Core::Throw(MediaError(fmt::format("{}: {}", path, why)));
 }
 
-[[noreturn]] void FailSystem(std::string const& path, int error) {
-    Core::Throw(Media::SystemError(fmt::format(
-        "{}: {}", path, error == ENOENT ? "no such file" : fmt::format("cannot be read ({})", std::strerror(error)))));
-}
-
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 std::string ReadBytes(std::string const& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
-        FailSystem(path, errno);
+    using Kind = Core::FileFault::Kind;
+    try {
+        std::string content = Core::ReadPlainFile(path, kLargestFile);
+        if (content.empty()) {
+            Fail(path, "is empty");
+        }
+        return content;
+    } catch (Core::FileFault const& fault) {
+        if (fault.GetKind() == Kind::Missing || fault.GetKind() == Kind::System) {
+            Core::Throw(Media::SystemError(
+                fmt::format("{}: {}", path, fault.GetKind() == Kind::Missing ? "no such file" : fault.what())));
+        }
+        Fail(path, fault.GetKind() == Kind::TooLarge
+                       ? fmt::format("is too large for subtitles; the most is {} MiB", kLargestFile >> 20U)
+                       : fault.what());
     }
-    if (!S_ISREG(status.st_mode)) {  // a pipe would block
-        Fail(path, S_ISDIR(status.st_mode) ? "is a directory, not subtitles" : "is not a plain file");
-    }
-    if (status.st_size > kLargestFile) {
-        Fail(path, fmt::format("is too large for subtitles; the most is {} MiB", kLargestFile >> 20));
-    }
-    std::unique_ptr<std::FILE, FileCloser> const file(std::fopen(path.c_str(), "rb"));
-    if (!file) {
-        FailSystem(path, errno);
-    }
-    std::string content(static_cast<std::size_t>(status.st_size), '\0');
-    content.resize(std::fread(content.data(), 1, content.size(), file.get()));
-    if (std::ferror(file.get()) != 0) {
-        FailSystem(path, errno);
-    }
-    if (content.empty()) {
-        Fail(path, "is empty");
-    }
-    return content;
 }
 
 /// Empty where it is no text of that encoding.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 #include <pango/pangocairo.h>
@@ -50,11 +51,6 @@ DescriptionPtr Describe(TitleLook const& look) {
     pango_font_description_set_style(description.get(), look.isItalic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
     pango_font_description_set_absolute_size(description.get(), look.em * kUnit);
     return description;
-}
-
-ObjectPtr<PangoFontMap> MakeFontMap() {
-    LoadFonts();
-    return ObjectPtr<PangoFontMap>(pango_cairo_font_map_new());
 }
 
 ObjectPtr<PangoContext> MakeContext(PangoFontMap& fontMap, TitleLook const& look) {
@@ -161,9 +157,10 @@ Rect Rect::Unite(Rect const& other) const {
             std::max(bottom, other.bottom)};
 }
 
-TextLayout::TextLayout(Title const& title, TitleLook const& look, Media::WarningFn const& warn)
-    : fontMap(MakeFontMap()),
-      context(MakeContext(*fontMap, look)),
+TextLayout::TextLayout(Title const& title, TitleLook const& look, std::shared_ptr<TitleFonts> sharedFonts,
+                       Media::WarningFn const& warn)
+    : fonts(std::move(sharedFonts)),
+      context(MakeContext(fonts->GetMap(), look)),
       layout(pango_layout_new(context.get())) {
     SetText(title);
     pango_layout_set_font_description(layout.get(), Describe(look).get());
@@ -250,7 +247,7 @@ void TextLayout::WarnOfFonts(TitleLook const& look, Media::WarningFn const& warn
                           [](void* attribute) { pango_attribute_destroy(static_cast<PangoAttribute*>(attribute)); });
     }
     for (std::string const& family : families) {
-        WarnOfMissingFamily(family, warn);
+        WarnOfMissingFamily(family, *fonts, warn);
     }
     if (int const missing = pango_layout_get_unknown_glyphs_count(layout.get()); missing > 0) {
         warn(fmt::format("no installed font has {} of the title's characters; boxes stand for them", missing));
@@ -407,8 +404,8 @@ void TextLayout::Draw(GlyphTargets& targets, int end) const {
 }
 
 LineExtent MeasureLine(TitleLook const& look) {
-    ObjectPtr<PangoFontMap> const fontMap = MakeFontMap();
-    return Measure(*MakeContext(*fontMap, look), look);
+    TitleFonts const fonts;
+    return Measure(*MakeContext(fonts.GetMap(), look), look);
 }
 
 }  // namespace Kaltor::Edit

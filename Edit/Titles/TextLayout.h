@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "Edit/Titles/Fonts.h"
 #include "Edit/Titles/GlyphRenderer.h"
 #include "Edit/Titles/TitleLook.h"
 #include "Media/VideoReader.h"
@@ -26,15 +28,16 @@ struct Rect {
     Rect Unite(Rect const& other) const;
 };
 
-/// A title's text in lines, and where it stands in the frame. It has a font map of its own, so that several may be used
-/// on several threads, each by one thread at a time.
+/// A title's text in lines, and where it stands in the frame. Those that share their fonts are used by one thread at a
+/// time; with fonts of their own, several may be used on several threads.
 class TextLayout {
 public:
     static constexpr int kWhole = std::numeric_limits<int>::max();
 
     /// Throws `std::invalid_argument`: text that is too long or no UTF-8, markup with errors, text that is laid out to
     /// more than can be drawn. Warns of missing fonts and letters.
-    TextLayout(Title const& title, TitleLook const& look, Media::WarningFn const& warn);
+    TextLayout(Title const& title, TitleLook const& look, std::shared_ptr<TitleFonts> fonts,
+               Media::WarningFn const& warn);
 
     /// The box with its padding, whole pixels. It stands where the text does where there is no box to be seen.
     Rect const& GetBox() const { return box; }
@@ -58,7 +61,7 @@ private:
     void WarnOfFonts(TitleLook const& look, Media::WarningFn const& warn) const;
     std::size_t CountLines() const;
 
-    ObjectPtr<PangoFontMap> fontMap;
+    std::shared_ptr<TitleFonts> fonts;
     ObjectPtr<PangoContext> context;
     ObjectPtr<PangoLayout> layout;
     /// The beginning of each line's base line.

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include <fmt/format.h>
 
+#include "Edit/Titles/Fonts.h"
 #include "Edit/Titles/StraightPicture.h"
 #include "Edit/Titles/TextLayout.h"
 #include "Edit/Titles/TitleLook.h"
@@ -42,11 +44,12 @@ void DrawRounded(cairo_t* cairo, Rect const& rect, double radius) {
 
 class TitlePainter::Impl {
 public:
-    Impl(Title const& given, std::uint32_t frameWidth, std::uint32_t frameHeight, Media::WarningFn const& warn)
+    Impl(Title const& given, std::uint32_t frameWidth, std::uint32_t frameHeight, Media::WarningFn const& warn,
+         std::shared_ptr<TitleFonts> fonts)
         : title(given),
           look(ResolveLook(given, frameWidth, frameHeight)),
           frame{0, 0, static_cast<int>(frameWidth), static_cast<int>(frameHeight)},
-          layout(given, look, warn) {
+          layout(given, look, std::move(fonts), warn) {
         if (title.animation == Title::Animation::Typewriter) {
             steps = layout.FindLetters();
         } else if (title.animation == Title::Animation::WordByWord) {
@@ -227,9 +230,13 @@ private:
     std::optional<TitlePicture> drawn;
 };
 
+std::shared_ptr<TitleFonts> MakeTitleFonts() {
+    return std::make_shared<TitleFonts>();
+}
+
 TitlePainter::TitlePainter(Title const& title, std::uint32_t frameWidth, std::uint32_t frameHeight,
-                           Media::WarningFn const& warn)
-    : impl(std::make_unique<Impl>(title, frameWidth, frameHeight, warn)) {}
+                           Media::WarningFn const& warn, std::shared_ptr<TitleFonts> fonts)
+    : impl(std::make_unique<Impl>(title, frameWidth, frameHeight, warn, std::move(fonts))) {}
 TitlePainter::~TitlePainter() = default;
 
 std::optional<TitlePicture> TitlePainter::At(double time, double duration) {

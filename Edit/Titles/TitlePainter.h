@@ -10,13 +10,18 @@
 
 namespace Kaltor::Edit {
 
+class TitleFonts;
+
+/// Fonts for painters that only one thread uses: those that share them are made in a fraction of the time.
+std::shared_ptr<TitleFonts> MakeTitleFonts();
+
 /// Draws a title. Several may work at once, each on one thread at a time.
 class TitlePainter {
 public:
     /// Lays the text out. Warns where a font or letters are missing, and where the frame cuts the text. Throws
     /// `std::invalid_argument`, with one line that says which field is wrong.
     TitlePainter(Title const& title, std::uint32_t frameWidth, std::uint32_t frameHeight,
-                 Media::WarningFn const& warn = {});
+                 Media::WarningFn const& warn = {}, std::shared_ptr<TitleFonts> fonts = MakeTitleFonts());
     ~TitlePainter();
     TitlePainter(TitlePainter const&) = delete;
     TitlePainter& operator=(TitlePainter const&) = delete;

@@ -15,7 +15,11 @@ namespace {
 }  // namespace
 
 class TitlePainter::Impl {};
-TitlePainter::TitlePainter(Title const&, std::uint32_t, std::uint32_t, Media::WarningFn const&) {
+std::shared_ptr<TitleFonts> MakeTitleFonts() {
+    return nullptr;
+}
+TitlePainter::TitlePainter(Title const&, std::uint32_t, std::uint32_t, Media::WarningFn const&,
+                           std::shared_ptr<TitleFonts>) {
     Refuse("titles");
 }
 TitlePainter::~TitlePainter() = default;

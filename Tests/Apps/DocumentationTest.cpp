@@ -158,6 +158,41 @@ TEST(EditDocumentation, EveryEditIsRight) {
     EXPECT_GE(count, 8);
 }
 
+/// Names of environment variables in a text, as `form` finds them in its first group.
+std::set<std::string> FindVariables(std::string const& text, std::regex const& form) {
+    std::set<std::string> names;
+    for (std::sregex_iterator match(text.begin(), text.end(), form), end; match != end; ++match) {
+        names.insert((*match)[1].str());
+    }
+    return names;
+}
+
+TEST(EnvironmentTest, AllVariablesAreInTheTableAndNoOthers) {
+    std::set<std::string> read;
+    for (char const* const layer : {"Adapters", "Apps", "Conf", "Core", "Edit", "Farm", "Host", "Measure", "Media",
+                                    "Ogl", "Proc", "Render", "Studio"}) {
+        for (fs::directory_entry const& entry : fs::recursive_directory_iterator(fs::path(KALTOR_SOURCE_DIR) / layer)) {
+            std::string const name = entry.path().filename().string();
+            if (!name.ends_with(".cpp") && !name.ends_with(".h")) {
+                continue;
+            }
+            std::string const text = Tests::ReadAll(entry.path());
+            EXPECT_EQ(text.find("getenv(") != std::string::npos, name == "Environment.h") << entry.path();
+            read.merge(FindVariables(text, std::regex(R"re((?:GetVariable|SplitPath)\("(\w+)"\))re")));
+            read.merge(FindVariables(text, std::regex(R"re(k\w+Variable(?:\[\])? = "(\w+)")re")));
+        }
+    }
+    std::string const document = Tests::ReadAll(fs::path(KALTOR_SOURCE_DIR) / "docs" / "command-line.md");
+    std::size_t const begin = document.find("\n### Environment variables\n");
+    ASSERT_NE(begin, std::string::npos);
+    std::string listed;
+    std::istringstream lines(document.substr(begin, document.find("\n## ", begin) - begin));
+    for (std::string line; std::getline(lines, line);) {
+        listed += line.starts_with("| `") ? line.substr(0, line.find('|', 1)) : "";
+    }
+    EXPECT_EQ(read, FindVariables(listed, std::regex("`(\\w+)`")));
+}
+
 TEST_F(DocumentationTest, EveryCommandWorks) {
     std::vector<std::pair<std::string, std::string>> commands;
     auto const add = [&commands](std::string const& place, std::istream& text, bool isMarkdown) {

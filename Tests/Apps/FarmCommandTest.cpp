@@ -85,6 +85,9 @@ TEST_F(FarmCommandTest, WhatCannotBeGetsOneLine) {
         EXPECT_THAT(Fail(wrong.line, wrong.status), HasSubstr(wrong.message)) << wrong.line;
     }
     EXPECT_THAT(Fail("farm submit x.json -o out.mkv", 1, "PATH=/nowhere"), HasSubstr("--engine local needs none"));
+    // A folder that is no job would be in the way of the next attempt.
+    EXPECT_THAT(Fail(kSubmit, 1, "sh -c 'ulimit -f 1; exec \"$@\"' sh"),
+                HasSubstr("cannot be written (File too large)"));
 }
 
 TEST_F(FarmCommandTest, ABatchMakesAVideoOfEachRow) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "CommandTest.h"
+#include "Tests/Support/EndlessShader.h"
 
 namespace Kaltor {
 namespace {
@@ -99,10 +100,7 @@ TEST_F(IsolationTest, APictureIsTheSameAndAFaultIsReportedAsEver) {
     EXPECT_THAT(Fail("apply Blur a.png -o x.png --isolate=again", 2), HasSubstr("retry"));
     EXPECT_THAT(Fail("render a.png -o x.mkv --effect Blur --isolate --size 64x20000", 1), HasSubstr("too large"));
 
-    Write("endless.glsl",
-          "uniform float grow; // = 1.0\nvec4 effect(vec2 uv) {\n  float sum = 0.0;\n"
-          "  for (int i = 0; i < 2000000000; ++i) for (int j = 0; j < 2000000000; ++j) for (int k = 0; k < 2000000000; "
-          "++k)\n    sum += grow * sin(sum + uv.x);\n  return vec4(sum);\n}\n");
+    Write("endless.glsl", Tests::MakeEndlessShader());
     for (char const* const line :
          {"apply endless.glsl large.png -o out.png", "render large.png --effect endless.glsl -o out.mkv"}) {
         Succeed("apply Resizer a.png -o large.png --set width=512 --set height=288");

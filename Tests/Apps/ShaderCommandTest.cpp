@@ -12,6 +12,7 @@
 #include "CommandTest.h"
 #include "Host/PictureEffect.h"
 #include "Host/ShaderFolders.h"
+#include "Tests/Support/EndlessShader.h"
 
 namespace Kaltor {
 namespace {
@@ -95,12 +96,7 @@ TEST_F(ShaderCommandTest, EditsNameFilesOfTheirOwnFolder) {
 }
 
 TEST_F(ShaderCommandTest, LoopsWithoutAnEndAreStopped) {
-    Write("endless.glsl",
-          "uniform float grow; // = 1.0\nvec4 effect(vec2 uv) {\n  float sum = 0.0;\n"
-          "  for (int i = 0; i < 2000000000; ++i) for (int j = 0; j < 2000000000; ++j) for (int k = 0; k < 2000000000; "
-          "++k)\n"
-          "    sum += grow * sin(sum + uv.x);\n  return vec4(sum);\n}\n");
-    // Software GL ends a loop after some 65,000 turns: many pixels make that long enough.
+    Write("endless.glsl", Tests::MakeEndlessShader());
     Succeed("apply Resizer a.png -o large.png --set width=512 --set height=288");
     EXPECT_THAT(Fail("apply endless.glsl large.png -o out.png", 1, "KALTOR_SHADER_SECONDS=0.2"),
                 AllOf(HasSubstr("endless.glsl"), HasSubstr("0.2 seconds")));

@@ -461,6 +461,23 @@ TEST(Json5Test, TakesAllFormsAndRefusesTheOthers) {
         many += fmt::format("k{}:0,", i);
     }
     EXPECT_THAT(Catch<std::runtime_error>([&] { parse(many + "}"); }).what, HasSubstr("more than 10000 members"));
+
+    // As many as an object may have, in three of them: each key is compared with all before it.
+    std::string full = "{";
+    for (int i = 0; i < 10'000; ++i) {
+        full += fmt::format("{}\"k{}\":0", i == 0 ? "" : ",", i);
+    }
+    full += "}";
+    std::string const three = fmt::format("[{0},{0},{0}]", full);
+    for (bool const isJson5 : {false, true}) {
+        auto const read = [&](std::string const& text) { isJson5 ? parse(text) : ParseJson(text, "x.json"); };
+        EXPECT_NO_THROW(read(full));
+        EXPECT_THAT(Catch<std::runtime_error>([&] { read(three); }).what, HasSubstr("too many objects"));
+    }
+    // Time grows with the length only: the square of it would be a quarter of an hour.
+    std::string const list = fmt::format("[{}]", fmt::join(std::vector<char const*>(1'000'000, "{}"), ","));
+    EXPECT_EQ(ParseJson(list, "x.json").size(), 1'000'000U);
+    EXPECT_EQ(parse(list).size(), 1'000'000U);
 }
 
 TEST(EditlyTest, ConvertsWhatHasACounterpart) {
@@ -540,6 +557,24 @@ TEST(EditlyTest, TheRestIsAWarningEachOrAnError) {
         EXPECT_THAT(Catch<std::invalid_argument>([&, t = text] { converter.Editly(t); }).what, StartsWith(reason))
             << text;
     }
+}
+
+TEST(EditlyTest, DefaultsDoNotMultiply) {
+    Converter converter;
+    auto const refusal = [&](std::string const& layer, std::string const& types, std::size_t layers) {
+        std::string const text =
+            fmt::format("{{defaults: {{layer: {{{}}}, layerType: {{{}}}}}, clips: [{{layers: [{}]}}]}}", layer, types,
+                        fmt::join(std::vector<std::string>(layers, "{type: 'title', text: 'x', duration: 1}"), ","));
+        return Catch<std::invalid_argument>([&] { converter.Editly(text); }).what;
+    };
+    std::string keys;
+    for (int i = 0; i <= 100; ++i) {
+        keys += fmt::format("k{}: 0,", i);
+    }
+    std::string const longText = fmt::format("text: '{}'", std::string(20'000, 'x'));
+    EXPECT_THAT(refusal(keys, "", 1), StartsWith("defaults/layer: the defaults of a layer have 100 keys"));
+    EXPECT_THAT(refusal("", fmt::format("title: {{{}}}", longText), 1), StartsWith("defaults/layerType/title: "));
+    EXPECT_THAT(refusal("", "", 1001), StartsWith("clips/0/layers: a clip has 1000 layers"));
 }
 
 }  // namespace

@@ -90,6 +90,10 @@ TEST(ShaderFileUniforms, RefusalsNameTheLine) {
     EXPECT_THAT(refusal(std::string("\nuniform float speed;\n") + kMixing),
                 AllOf(HasSubstr("my.glsl:2:"), HasSubstr("speed has no default")));
     EXPECT_THAT(refusal(std::string("uniform vec3 v; // = vec2(1.0, 2.0)\n") + kMixing), HasSubstr("v is no vec3"));
+    // A sum that would take all of a long list for each of its signs.
+    std::string const many = fmt::format("({})", fmt::join(std::vector<int>(100, 1), ","));
+    EXPECT_THAT(refusal(fmt::format("uniform vec3 v; // = {} + 1 + 1\n{}", many, kMixing)),
+                HasSubstr("v has no default"));
     EXPECT_THAT(refusal(std::string("uniform float v; // = 3.0; // 0 to 1: much\n") + kMixing), HasSubstr("0 to 1"));
     EXPECT_THAT(refusal(std::string("uniform int v; // = 100000000000; // 0 to 1e12: much\n") + kMixing),
                 HasSubstr("0 to 2147483647"));

@@ -10,6 +10,7 @@
 #include "Apps/Kaltor/EditCommand.h"
 #include "Edit/DocumentReader.h"
 #include "Tests/Media/MediaTest.h"
+#include "Tests/Support/EndlessShader.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -137,11 +138,7 @@ private:
 TEST_F(StudioCommandTest, AShaderThatNeverEndsEndsTheDrawingProcessOnly) {
     Media::Tests::Watchdog const watchdog;
     std::string loops = "2000000000";
-    auto const write = [this, &loops] {
-        std::ofstream(At("x.glsl")) << "vec4 effect(vec2 uv) {\n  float sum = 0.0;\n  for (int i = 0; i < " + loops +
-                                           "; ++i) for (int j = 0; j < 2000000000; ++j) for (int k = 0; k < "
-                                           "2000000000; ++k)\n    sum += sin(sum + uv.x);\n  return vec4(sum);\n}\n";
-    };
+    auto const write = [this, &loops] { std::ofstream(At("x.glsl")) << Kaltor::Tests::MakeEndlessShader(loops); };
     write();
     RunningStudio studio(folder.string(), fmt::format("env KALTOR_SHADER_SECONDS=6 '{}' studio", KALTOR_COMMAND));
     std::string const document = R"({"version": 1, "output": {"size": "1920x1080"}, "clips": [{"color": "#FF0000",

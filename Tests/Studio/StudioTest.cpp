@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <httplib.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -182,6 +184,10 @@ TEST_F(StudioTest, OnlyItsOwnPagesGetAnything) {
     }
     EXPECT_EQ(Post("api/plan", std::string(std::size_t{18} << 20U, ' ')).status, 413);
     EXPECT_EQ(Post("api/plan", std::string(100, '[')).status, 400);
+    httplib::Result const packed =
+        Client()->Post(prefix + "api/plan", {{"Content-Encoding", "gzip"}}, "{}", "application/json");
+    ASSERT_TRUE(packed);
+    EXPECT_EQ(packed->status, 415) << "a small body could unpack to gigabytes";
     auto const sendChunks = [this] {
         return Client()->Post(
             prefix + "api/plan",
@@ -464,6 +470,44 @@ TEST_F(StudioTest, ConnectionsThatNeverEndKeepNeitherPagesNorItsEndWaiting) {
     }
     ASSERT_TRUE(answer) << "slow senders have all threads";
     EXPECT_EQ(answer->status, 200);
+    End();
+}
+
+TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
+    Media::Tests::Watchdog const watchdog;
+    Options options;
+    options.longestHead = std::chrono::milliseconds(200);
+    Start(std::move(options));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(server->GetPort());
+    int const slow = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit const fewer{256, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &fewer), 0);
+    std::vector<int> taken;
+    for (int file = ::dup(slow); file >= 0; file = ::dup(slow)) {
+        taken.push_back(file);
+    }
+    // One is left, for the connection itself.
+    ASSERT_FALSE(taken.empty());
+    ::close(taken.back());
+    taken.pop_back();
+    ASSERT_EQ(::connect(slow, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    // The library's own limit begins anew with each byte.
+    bool isEnded = false;
+    for (int i = 0; i < 100 && !isEnded; ++i) {
+        ::send(slow, "x", 1, MSG_NOSIGNAL);
+        pollfd waiting{slow, POLLIN, 0};
+        isEnded = ::poll(&waiting, 1, 100) > 0;
+    }
+    EXPECT_TRUE(isEnded) << "it has a thread for ever";
+    std::for_each(taken.begin(), taken.end(), ::close);
+    ::close(slow);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(Get("api/session").status, 200) << "others are served again";
     End();
 }
 

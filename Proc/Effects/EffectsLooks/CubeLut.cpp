@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/PlainFile.h"
 
 namespace Kaltor::Ogl {
 namespace {
@@ -20,7 +18,7 @@ constexpr std::uint32_t kLargest1D = 65536;
 // Values beyond black and white count between two points. What is far beyond would leave few steps to the others.
 constexpr double kMostValue = 16.0;
 constexpr std::uint32_t kLargest3D = 128;
-constexpr std::uintmax_t kLargestFile = std::uintmax_t{64} << 20U;
+constexpr std::size_t kLargestFile = std::size_t{64} << 20U;
 
 /// The words of a file, line by line.
 class CubeReader {
@@ -89,22 +87,15 @@ private:
 }  // namespace
 
 CubeLut CubeLut::Read(std::string const& path) {
-    auto const fail = [&path](char const* reason) {
+    using Kind = Core::FileFault::Kind;
+    try {
+        return Parse(Core::ReadPlainFile(path, kLargestFile), path);
+    } catch (Core::FileFault const& fault) {
+        char const* const reason = fault.GetKind() == Kind::Missing    ? "does not exist"
+                                   : fault.GetKind() == Kind::TooLarge ? "is larger than 64 MiB"
+                                                                       : fault.what();
         Core::Throw(std::invalid_argument(fmt::format("the look-up table {} {}", path, reason)));
-    };
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) {
-        fail(std::filesystem::exists(path, error) ? "is no plain file" : "does not exist");
     }
-    if (std::filesystem::file_size(path, error) > kLargestFile || error) {
-        fail("is larger than 64 MiB");
-    }
-    std::ifstream file(path, std::ios::binary);
-    std::string const text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file) {
-        fail("cannot be read");
-    }
-    return Parse(text, path);
 }
 
 CubeLut CubeLut::Parse(std::string const& text, std::string const& name) {

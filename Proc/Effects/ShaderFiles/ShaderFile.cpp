@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <optional>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/PlainFile.h"
 #include "Proc/Effects/ShaderFiles/PassReader.h"
 #include "Proc/Effects/ShaderFiles/ShaderScanner.h"
 #include "Proc/Effects/ShaderFiles/UniformReader.h"
@@ -156,6 +154,17 @@ std::string FirstLine(std::string_view text) {
     return std::string(text.substr(0, text.find('\n')));
 }
 
+std::string ReadShaderText(std::string const& path) {
+    try {
+        return Core::ReadPlainFile(path, kMostShaderBytes);
+    } catch (Core::FileFault const& fault) {
+        Core::Throw(std::runtime_error(fmt::format("{}: {}", path,
+                                                   fault.GetKind() == Core::FileFault::Kind::TooLarge
+                                                       ? "is too large for a shader file, over 1 MiB"
+                                                       : fault.what())));
+    }
+}
+
 }  // namespace
 
 bool IsGivenUniform(std::string_view name, bool isTransition) {
@@ -241,22 +250,7 @@ std::string ShaderFile::MakeProgram(std::size_t pass) const {
 }
 
 ShaderFile ShaderFile::Read(std::string const& path) {
-    constexpr std::uintmax_t kLargest = 1U << 20U;
-    std::error_code error;
-    std::uintmax_t const size = std::filesystem::file_size(path, error);
-    if (error) {
-        Core::Throw(std::runtime_error(fmt::format("{}: cannot be read ({})", path, error.message())));
-    }
-    if (size > kLargest) {
-        Core::Throw(std::runtime_error(fmt::format("{}: is too large for a shader file, over 1 MiB", path)));
-    }
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (!file) {
-        Core::Throw(std::runtime_error(fmt::format("{}: cannot be read", path)));
-    }
-    ShaderFile read(path, content.str());
+    ShaderFile read(path, ReadShaderText(path));
     read.path = path;
     return read;
 }

@@ -54,6 +54,8 @@ struct ShaderPass {
 /// The function that reads the pass "lights": "getLights".
 std::string MakeReaderName(std::string_view pass);
 
+constexpr std::size_t kMostShaderBytes = std::size_t{1} << 20U;
+
 /// What a shader file says: its text, its kind, its uniforms and its passes.
 ///
 /// A transition defines `vec4 transition(vec2 uv)` and is given `progress`, `ratio`, `getFromColor(uv)` and

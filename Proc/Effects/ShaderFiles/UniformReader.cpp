@@ -167,8 +167,10 @@ private:
         return value ? std::optional(Combine({0.0}, '-', *value)) : std::nullopt;
     }
 
-    /// "(x, y)" as `size` numbers; a single one stands for all.
+    /// "(x, y)" as `size` numbers; a single one stands for all. Longer lists than any type has are none: each sign in
+    /// a long comment would take them all once more.
     std::optional<Numbers> TakeList(std::size_t size) {
+        constexpr std::size_t kMostNumbers = 64;
         if (!rest.starts_with('(')) {
             return std::nullopt;
         }
@@ -180,6 +182,9 @@ private:
                 return std::nullopt;
             }
             numbers.insert(numbers.end(), part->begin(), part->end());
+            if (numbers.size() > kMostNumbers) {
+                return std::nullopt;
+            }
             rest = Trim(rest);
         } while (rest.starts_with(','));
         if (!rest.starts_with(')')) {
