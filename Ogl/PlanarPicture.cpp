@@ -98,25 +98,12 @@ void ReverseRow(Sample const* last, int count, Sample* out) {
     }
 }
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void AddRowWide(Sample const* from, int count, std::uint32_t share, std::uint32_t* sums) {
-    AddRowInline(from, count, share, sums);
-}
-[[gnu::target("avx2")]] void AddTapWide(std::uint32_t const* sums, int const* first, std::uint32_t const* shares,
-                                        int count, std::uint32_t* total) {
-    AddTapInline(sums, first, shares, count, total);
-}
-#else
-void AddRowWide(Sample const*, int, std::uint32_t, std::uint32_t*) {}
-void AddTapWide(std::uint32_t const*, int const*, std::uint32_t const*, int, std::uint32_t*) {}
-#endif
-
 void AddRow(Sample const* from, int count, std::uint32_t share, std::uint32_t* sums) {
-    HasWideVectors() ? AddRowWide(from, count, share, sums) : AddRowInline(from, count, share, sums);
+    RunWidest([&]() __attribute__((always_inline)) { AddRowInline(from, count, share, sums); });
 }
 
 void AddTap(std::uint32_t const* sums, int const* first, std::uint32_t const* shares, int count, std::uint32_t* total) {
-    HasWideVectors() ? AddTapWide(sums, first, shares, count, total) : AddTapInline(sums, first, shares, count, total);
+    RunWidest([&]() __attribute__((always_inline)) { AddTapInline(sums, first, shares, count, total); });
 }
 
 /// Where the samples of one plane come from along one axis.

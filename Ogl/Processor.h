@@ -13,15 +13,23 @@
 
 namespace Kaltor::Ogl {
 
-/// Whether functions compiled for AVX2 may be called.
-inline bool HasWideVectors() {
+/// Calls `work` compiled for AVX2 where the machine has it: a lambda that is always inlined, as is all that takes time.
 #if defined(__x86_64__)
-    static bool const has = __builtin_cpu_supports("avx2") != 0;
-    return has;
-#else
-    return false;
-#endif
+template <typename Work>
+[[gnu::target("avx2")]] void RunWide(Work const& work) {
+    work();
 }
+template <typename Work>
+void RunWidest(Work const& work) {
+    static bool const kHasWide = __builtin_cpu_supports("avx2") != 0;
+    kHasWide ? RunWide(work) : work();
+}
+#else
+template <typename Work>
+void RunWidest(Work const& work) {
+    work();
+}
+#endif
 
 /// Threads of the processor, for what they do faster than software GL draws it. They start with the first work.
 class Processor {

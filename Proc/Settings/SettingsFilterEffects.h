@@ -158,7 +158,7 @@ struct SettingsEffectDiffuse final : SettingsOf<SettingsEffectDiffuse> {
         return {
             Declare<&This::size>(
                 0.0, 0.2, "how far away a pixel's colour may come from, as a fraction of the picture's larger side"),
-            Declare<&This::animated>("a new pattern every 1/25 s"),
+            Declare<&This::animated>("waves drift, and grains are new in each frame of up to 60 per second"),
             Declare<&This::cell>(
                 0.0, 0.1,
                 "size of the glass's waves as a fraction of the picture's larger side; 0: fine grains alone")};

@@ -91,13 +91,15 @@ struct SettingsEffectVertigo final : SettingsOf<SettingsEffectVertigo> {
     std::int32_t ghosts = 5;
     double zoom = 0.5;
     double chroma = 0.6;
+    double blur = 0.006;
 
     static std::vector<Field> DeclareFields() {
         return {Declare<&This::strength>(0.0, 1.0, "how far the ghosts reach and how strong they are"),
                 Declare<&This::speed>(0.0, 5.0, "turns per second"),
                 Declare<&This::ghosts>(1, 8, "how many ghosts trail behind"),
                 Declare<&This::zoom>(0.0, 1.0, "how far ghosts are enlarged, and pulse"),
-                Declare<&This::chroma>(0.0, 1.0, "how far the colours of ghosts come apart")};
+                Declare<&This::chroma>(0.0, 1.0, "how far the colours of ghosts come apart"),
+                Declare<&This::blur>(0.0, 0.05, "how soft the ghosts are, as a fraction of the larger side")};
     }
 };
 

@@ -9,6 +9,8 @@
 
 #include <fmt/format.h>
 
+#include "Tests/Support/FrameSamples.h"
+#include "Tests/Support/GlTools.h"
 #include "Tests/Support/TransitionFixture.h"
 
 namespace Kaltor::Tests {
@@ -212,6 +214,68 @@ TEST_F(EffectFormsTest, ChromakeyLosesNoMoreThanSubsampledChromaHasLost) {
     Rim const best(unmixed, composite.truth);
     EXPECT_LE(keyed.error, 0.007);
     EXPECT_LE(keyed.off, 0.8 * best.off) << "best " << best.off * 255.0;
+}
+
+/// Video with a sample of chroma for each 2 x 2 pixels, on the left column between the rows.
+boost::intrusive_ptr<Proc::DataVideoFF> ToVideo(Picture const& picture) {
+    ColorSpec const spec{ColorMatrix::Bt709, ColorRange::Limited};
+    auto const at = [&](long x, long y) {
+        return Encode(spec, picture.At(static_cast<unsigned>(std::clamp(x, 0L, picture.width - 1L)),
+                                       static_cast<unsigned>(std::clamp(y, 0L, picture.height - 1L))));
+    };
+    return MakeYuv(PixFmt::Yuv420p, picture.width, picture.height, spec, [&](double x, double y) {
+        long const left = std::lround(std::floor(x));
+        long const row = std::lround(std::floor(y));
+        if (y > static_cast<double>(row)) {
+            return at(left, row);
+        }
+        Codes mean{};
+        for (long i = 0; i < 8; ++i) {  // 1 : 2 : 1
+            Codes const code = at(left + (i % 4 + 1) / 2 - 1, row - i / 4);
+            for (std::size_t c = 0; c < 3; ++c) {
+                mean[c] += code[c] / 8.0;
+            }
+        }
+        return mean;
+    });
+}
+
+// Chroma has lost what is finer than two pixels, but luma has not. Red before blue and cyan before green hardly differ
+// in luma.
+TEST_F(EffectFormsTest, ChromakeyTakesTheEdgesOfVideoFromLuma) {
+    Rgba const dull{0.16, 0.66, 0.27, 1};
+    Rgba const vivid{0.02, 0.75, 0.25, 1};
+    Rgba const blue{0.10, 0.22, 0.72, 1};
+    Rgba const skin{0.8, 0.6, 0.48, 1};
+    Rgba const white{0.9, 0.9, 0.9, 1};
+    Rgba const dark{0.06, 0.05, 0.05, 1};
+    struct Case {
+        Rgba upper, lower, screen;
+        double glass, off;
+    };
+    for (Case const& shot : {Case{skin, skin, dull, 0.0, 7.0},
+                             {white, white, vivid, 0.0, 4.7},
+                             {dark, dark, dull, 0.0, 4.9},
+                             {{0.62, 0.68, 0.18, 1}, {0.62, 0.68, 0.18, 1}, dull, 0.0, 7.0},
+                             {{0.2, 0.25, 0.7, 1}, {0.2, 0.25, 0.7, 1}, vivid, 0.0, 5.7},
+                             {dark, {0.9, 0.7, 0.05, 1}, blue, 0.0, 7.6},
+                             {skin, {0.2, 0.25, 0.7, 1}, dull, 0.0, 6.6},
+                             {{0.25, 0.62, 0.7, 1}, {0.25, 0.62, 0.7, 1}, dull, 0.0, 10.2},
+                             {{0.7, 0.1, 0.1, 1}, {0.7, 0.1, 0.1, 1}, blue, 0.0, 14.6},
+                             {white, skin, dull, 0.35, 4.6},
+                             {white, dark, dull, 0.5, 3.3}}) {
+        std::string const key = shot.screen == blue ? "#1A38B8" : shot.screen == vivid ? "#05BF40" : "#29A845";
+        Composite const composite(shot.upper, shot.lower, shot.screen, 1.5, shot.glass);
+        for (Ogl::FrameStrategy const& strategy : {kSoftwareStrategy, kGpuStrategy}) {
+            ScopedStrategy const scoped(strategy);
+            boost::intrusive_ptr<Proc::IDataVideo> data = ToVideo(composite.shown);
+            MakeEffect(*Typed("EffectChromakey color=" + key))->Process(data);
+            Rim const rim(Picture::FromFrame(*Download(data)), composite.truth);
+            EXPECT_LE(rim.off, shot.off / 255.0)
+                << fmt::format("lower {:.2f} {:.2f} {:.2f}, key {}, glass {}: {:.2f} of 255", shot.lower[0],
+                               shot.lower[1], shot.lower[2], key, shot.glass, 255.0 * rim.off);
+        }
+    }
 }
 
 TEST_F(EffectFormsTest, ErosionTakesWholePixelsByLuma) {

@@ -120,6 +120,42 @@ TEST_F(FilmEffects, DiffusePicksEvenlyFromADisc) {
     }
 }
 
+TEST_F(FilmEffects, AnimatedGlassFlowsUnderGrainsThatAreNewInEachFrame) {
+    Picture const ramp = Picture::Make(192, 108, false, [](unsigned x, unsigned y) {
+        return Rgba{x / 191.0, y / 107.0, 0.5, 1.0};
+    });
+    for (char const* const settings :
+         {"EffectDiffuse animated=true size=0.05 cell=0.1", "EffectDiffuse animated=true size=0.05 cell=0"}) {
+        auto const draw = [&](int frame) { return Run(settings, ramp, {.seconds = frame / 30.0}); };
+        // Of blocks that are large enough to even out the grains.
+        auto const compare = [](Picture const& a, Picture const& b) {
+            constexpr unsigned kBlock = 12;
+            double off = 0.0;
+            for (unsigned i = 0; i < 16 * 9; ++i) {
+                double sum = 0.0;
+                for (unsigned j = 0; j < kBlock * kBlock; ++j) {
+                    unsigned const x = i % 16 * kBlock + j % kBlock;
+                    unsigned const y = i / 16 * kBlock + j / kBlock;
+                    sum += a.At(x, y)[0] - b.At(x, y)[0];
+                }
+                off += std::fabs(sum) / (kBlock * kBlock) / (16 * 9);
+            }
+            return off;
+        };
+        Picture const first = draw(0);
+        Picture before = first;
+        for (int frame = 1; frame <= 7; ++frame) {
+            Picture now = draw(frame);
+            EXPECT_FALSE(IsNear(now, before, 2.0 / 255.0)) << settings << ": frame " << frame << " repeats";
+            EXPECT_LT(compare(now, before), 1.5 / 255.0) << settings << ": frame " << frame << " jumps";
+            before = std::move(now);
+        }
+        if (std::string_view(settings).ends_with("cell=0.1")) {
+            EXPECT_GT(compare(draw(60), first), 2.5 / 255.0) << "waves flow";
+        }
+    }
+}
+
 class OldFilm : public GlTest {
 protected:
     /// With nothing on but these.

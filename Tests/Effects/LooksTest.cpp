@@ -248,5 +248,61 @@ TEST_F(LooksTest, PlainEffectsFollowTheirFormulas) {
     EXPECT_NEAR(dimmed.At(0, 0)[0], 0.6 * std::sqrt(std::exp2(-2.0)), 4 * kUnfiltered);
 }
 
+// At full speed the samples of what the shutter sees are tens of pixels apart.
+TEST_F(LooksTest, LayersOfColourMoveWithoutDither) {
+    auto const columns = [](double phase) {
+        return Picture::Make(320, 12, false, [phase](unsigned x, unsigned) {
+            double const v = std::sin(0.8 * x + phase) > 0.0 ? 1.0 : 0.0;
+            return Rgba{v, 1.0 - v, v, 1.0};
+        });
+    };
+    for (double const progress : {0.3, 0.42, 0.55}) {
+        Picture const drawn =
+            Run("TransitionColorStagger direction=left", columns(0.0), columns(2.0), {.progress = progress});
+        Picture const first = Picture::Make(320, 12, false, [&](unsigned x, unsigned) { return drawn.At(x, 6); });
+        EXPECT_TRUE(IsNear(drawn, first, kUnfiltered)) << "rows alike at " << progress;
+    }
+}
+
+TEST_F(LooksTest, SpinningBarsDrawEvenArcs) {
+    constexpr double kRadius = 300.0;
+    Picture const bar = Picture::Make(800, 800, false, [](unsigned x, unsigned y) {
+        double const v = std::fabs(x - 400.0 - kRadius) < 30.0 && std::fabs(y - 400.0) < 2.5 ? 1.0 : 0.0;
+        return Rgba{v, v, v, 1.0};
+    });
+    for (double const degrees : {30.0, 45.0, 60.0}) {
+        Picture const drawn = Run(fmt::format("EffectSpinBlur angle={}", degrees), bar);
+        double const half = 0.4 * degrees * M_PI / 180.0;
+        double sum = 0.0;
+        double squares = 0.0;
+        double count = 0.0;
+        for (double at = -half; at < half; at += 1.0 / kRadius) {
+            double light = 0.0;
+            for (double off = -20.0; off <= 20.0; off += 1.0) {
+                light += drawn.At(static_cast<unsigned>(400.5 + (kRadius + off) * std::cos(at)),
+                                  static_cast<unsigned>(400.5 + (kRadius + off) * std::sin(at)))[0];
+            }
+            sum += light;
+            squares += light * light;
+            count += 1.0;
+        }
+        double const deviation = std::sqrt(std::max(squares / count - sum * sum / count / count, 0.0));
+        EXPECT_LT(deviation, 0.0175 * sum / count) << degrees << " degrees";
+    }
+}
+
+// Clipped channel by channel, orange would turn yellow first.
+TEST_F(LooksTest, AFlashPalesToWhite) {
+    Picture const orange = Picture::Flat(64, 36, {1.0, 0.6, 0.1, 1});
+    for (double const progress : {0.3, 0.36, 0.5}) {
+        Rgba const shown = Run("TransitionGlowFlash", orange, orange, {.progress = progress}).At(32, 18);
+        EXPECT_GT(shown[2], 0.75 * shown[1]) << progress;
+        EXPECT_GE(shown[0], shown[1]) << progress;
+    }
+    Rgba const early = Run("TransitionGlowFlash", orange, orange, {.progress = 0.02}).At(32, 18);
+    EXPECT_NEAR(early[1], 0.6, 0.03) << "and begins with the picture's colours";
+    EXPECT_NEAR(early[2], 0.1, 0.03);
+}
+
 }  // namespace
 }  // namespace Kaltor::Tests

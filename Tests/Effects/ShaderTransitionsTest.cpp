@@ -100,6 +100,28 @@ TEST_F(ShaderTransitionsTest, PixelsCoarsenAndRecover) {
     }
 }
 
+// 17 pixels are halved four times, and then have 4 pixels of this picture. That the picture's own ones come next would
+// be a leap: there are some of 2 in between.
+TEST_F(ShaderTransitionsTest, PixelsOfLargePicturesBeginSmall) {
+    constexpr unsigned kSide = 1088;
+    Picture const first = Picture::Noise(kSide, kSide);
+    Picture const second = Picture::Flat(kSide, kSide, {0, 0, 0, 1});
+    Picture const fine = Halve(first);
+    Picture const coarse = Halve(fine);
+    for (auto const& [step, means] : {std::pair{0.35, &fine}, {0.9, &coarse}}) {
+        double const progress = 0.5 * step / (5.0 + 2.0);
+        Picture const drawn = Run("TransitionPixels num=17", first, second, {.progress = progress});
+        double worst = 0.0;
+        for (unsigned i = 0; i < kSide * kSide; i += 7) {
+            unsigned const x = i % kSide;
+            unsigned const y = i / kSide;
+            unsigned const size = kSide / means->width;
+            worst = std::max(worst, std::fabs(drawn.At(x, y)[0] - means->At(x / size, y / size)[0]));
+        }
+        EXPECT_LT(worst, kFiltered + kUnfiltered) << "after " << step << " of the first step";
+    }
+}
+
 TEST_F(ShaderTransitionsTest, PixelsScatterOneByOne) {
     // 10 x 6 squares of 4 pixels, from black to white.
     Picture const first = Picture::Flat(40, 24, {0, 0, 0, 1});

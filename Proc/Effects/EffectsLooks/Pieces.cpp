@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <list>
 
 #include "Proc/Effects/EffectsLooks/Easing.h"
 #include "Proc/Effects/Shared/Aspect.h"
@@ -58,12 +59,19 @@ void DrawStreaks(Texture const& colors, Texture const& target, double pixels, St
         draw({colors, target, 1.0, static_cast<double>(CountSamples(pixels, kMostOfShort)), true, true});
         return;
     }
-    double const count = std::clamp(std::ceil(std::sqrt(pixels / form.between)), form.least, form.most);
+    double const count =
+        std::clamp(std::ceil(std::pow(pixels / form.between, 1.0 / form.passes)), form.least, form.most);
     TextureForm const& size = colors.GetForm();
     TexelFormat const format = colors.IsOpaque() ? LikeWithAlpha(size.format) : FinerWithAlpha(size.format);
-    PooledTexture const fine(TextureForm{size.width, size.height, format, false});
-    draw({colors, fine.Get(), 1.0 / count, count, true, false});
-    draw({fine.Get(), target, 1.0, count, false, true});
+    std::list<PooledTexture> fine;
+    for (int left = form.passes - 1; left >= 0; --left) {
+        Texture const& from = fine.empty() ? colors : fine.back().Get();
+        bool const isFirst = fine.empty();
+        if (left > 0) {
+            fine.emplace_back(TextureForm{size.width, size.height, format, false});
+        }
+        draw({from, left > 0 ? fine.back().Get() : target, std::pow(count, -left), count, isFirst, left == 0});
+    }
 }
 
 double WrapTime(double seconds, double speed) {

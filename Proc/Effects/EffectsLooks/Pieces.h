@@ -103,12 +103,13 @@ struct StreakPass {
     bool isFirst;  ///< its samples lie apart: each pixel begins somewhere else
     bool isLast;   ///< it draws the result, without its multiplication by alpha
 };
-/// How long streaks are made of short ones: the pixels between two samples, and the samples of a pass.
+/// How long streaks are made of short ones: the pixels between two samples, the samples of a pass, and how many passes.
 struct StreakForm {
     double between, least, most;
+    int passes = 2;
 };
 /// Smears `colors` into `target`: streaks of so many pixels in one pass, or long ones as short streaks of short
-/// streaks, which is n * n samples for the price of 2 * n.
+/// streaks, which is n * n samples for the price of 2 * n; with three passes n * n * n for 3 * n.
 void DrawStreaks(Texture const& colors, Texture const& target, double pixels, StreakForm const& form,
                  std::function<void(StreakPass const&)> const& draw);
 

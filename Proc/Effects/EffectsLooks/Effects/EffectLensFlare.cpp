@@ -53,7 +53,7 @@ uniform float turn;
 uniform vec4 color;
 varying vec2 TexCoord0;
 
-// 1 inside of the aperture's image, with a soft and brighter rim.
+// The aperture's image: bright near its soft rim, and so faint in the middle that it is no plate before the picture.
 float Ghost(vec2 p, vec2 middle, float radius) {
     vec2 arm = p - middle;
     float r = length(arm);
@@ -61,8 +61,9 @@ float Ghost(vec2 p, vec2 middle, float radius) {
         float angle = mod(atan(arm.y, arm.x), sector) - 0.5 * sector;
         r *= cos(angle) / cos(0.5 * sector);
     }
-    float inside = smoothstep(radius, radius * 0.93, r);
-    return inside * (0.35 + 0.65 * smoothstep(0.2, 1.0, r / radius));
+    float inside = smoothstep(radius, radius * 0.84, r);
+    float rim = r / radius;
+    return inside * (0.16 + 0.84 * rim * rim * rim);
 }
 
 void main() {
@@ -88,7 +89,7 @@ void main() {
         sum += vec3(0.25, 0.6, 0.35) * Ghost(p, lamp * 0.28, 0.016);
         sum += vec3(0.3, 0.45, 0.9) * vec3(Ghost(p, -lamp * 0.25, 0.055), Ghost(p, -lamp * 0.255, 0.056), Ghost(p, -lamp * 0.26, 0.057));
         sum += vec3(0.7, 0.4, 0.7) * Ghost(p, -lamp * 0.52, 0.024);
-        sum += vec3(0.35, 0.55, 0.3) * vec3(Ghost(p, -lamp * 0.9, 0.096), Ghost(p, -lamp * 0.91, 0.1), Ghost(p, -lamp * 0.92, 0.104));
+        sum += vec3(0.35, 0.55, 0.3) * vec3(Ghost(p, -lamp * 0.9, 0.097), Ghost(p, -lamp * 0.905, 0.1), Ghost(p, -lamp * 0.91, 0.103));
         light += ghosts * 0.27 * sum * tone;
     }
     light *= intensity;

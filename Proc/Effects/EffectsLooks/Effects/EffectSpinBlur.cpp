@@ -69,7 +69,7 @@ public:
         glm::vec2 const sides(GetSides(GetDisplayAspect(src->GetFrameInfo())));
         double const angle = settings.angle * std::numbers::pi / 180.0;
         double const pixels = 0.5 * angle * std::max(picture.GetWidth(), picture.GetHeight());
-        DrawStreaks(colors.Get(), dst->FrameData().GetFirstTexture(), pixels, {9.0, 4.0, 8.0},
+        DrawStreaks(colors.Get(), dst->FrameData().GetFirstTexture(), pixels, {5.0, 3.0, 6.0, 3},
                     [&](StreakPass const& pass) {
                         Pass(storage, pass.isLast ? "EffectSpinBlur" : "EffectSpinBlur_fine",
                              {kGlslVersion, pass.isLast ? "#define LAST\n" : "", kStraightAlpha, kMirrored,

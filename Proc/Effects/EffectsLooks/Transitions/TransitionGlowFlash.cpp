@@ -43,9 +43,13 @@ void main() {
     vec4 picture = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), share);
     vec3 spread = texture2D(bloom, TexCoord0).rgb;
     vec3 light = ToLight(Unmultiply(picture).rgb) * gain + (spread * glow + flood) * tint.rgb * tint.rgb;
-    // Highlights roll off; at rest the picture is what it was.
-    vec3 soft = vec3(1.0) - exp(-light * 1.2);
-    vec3 shown = mix(light, max(soft, min(light, vec3(0.55))), clamp(gain - 1.0, 0.0, 1.0) * 0.6);
+    // Highlights roll off and pale, as on film: clipped by channel they would turn yellow and cyan. At rest the picture
+    // is what it was.
+    float luma = dot(light, vec3(0.2126, 0.7152, 0.0722));
+    float over = max(luma - 0.6, 0.0);
+    vec3 pale = mix(light, vec3(luma), over / (over + 2.2));
+    vec3 soft = vec3(1.0) - exp(-pale * 1.2);
+    vec3 shown = mix(light, max(soft, min(pale, vec3(0.4))), clamp(gain - 1.0, 0.0, 1.0));
     gl_FragColor = Straight(FromLight(min(shown, vec3(1.0))), picture.a);
 }
 )glsl";

@@ -55,10 +55,10 @@ uniform vec4 color;
 uniform vec4 shade;
 varying vec2 TexCoord0;
 
-// Billows: folds of the noise are the creases between puffs.
+// Billows: folds of the noise are the creases between puffs. They are round: sharp ones would look like marble.
 float Puff(vec4 cloud) {
     float fold = 2.0 * abs(2.0 * cloud.y - 1.0);
-    return 0.62 * cloud.x + 0.38 * (1.0 - fold);
+    return 0.7 * cloud.x + 0.3 * (1.0 - fold * fold / (fold + 0.25));
 }
 
 // How much smoke there is: puffs stand out first.
@@ -80,10 +80,11 @@ void main() {
     float behind = density * Body(b, min(1.0, 1.15 * thick), 0.8);
     float above = Puff(texture2D(near, bent + toLight));
     float above2 = Puff(texture2D(far, bent + 1.5 * toLight));
-    float light = clamp(0.42 + 1.5 * (a - above) + 0.8 * (a - 0.5), 0.0, 1.0);
-    float light2 = clamp(0.3 + 1.2 * (b - above2) + 0.7 * (b - 0.5), 0.0, 1.0);
+    // Light goes through smoke: no side of it is all dark.
+    float light = smoothstep(-0.3, 1.1, 0.55 + 1.9 * (a - above) + 0.8 * (a - 0.5));
+    float light2 = smoothstep(-0.3, 1.1, 0.42 + 1.5 * (b - above2) + 0.7 * (b - 0.5));
     vec3 room = mix(texture2D(room1, TexCoord0).rgb, texture2D(room2, TexCoord0).rgb, share);
-    vec3 lit = mix(color.rgb, color.rgb * (0.35 + room), 0.5);
+    vec3 lit = mix(color.rgb, color.rgb * (0.35 + room), 0.35);
     vec4 picture = mix(texture2D(tex1, TexCoord0), texture2D(tex2, TexCoord0), share);
     vec4 veiled = mix(picture, vec4(mix(shade.rgb, lit, 0.85 * light2), 1.0), behind);
     gl_FragColor = Unmultiply(mix(veiled, vec4(mix(shade.rgb, lit, light), 1.0), dense));

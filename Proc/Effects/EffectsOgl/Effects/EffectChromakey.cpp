@@ -10,8 +10,8 @@
 //    A dark foreground's mix looks like the screen in shadow.
 // 3. A pixel's place on the way between the two colours is its alpha. In the halved picture the directions in which the
 //    foreground's colours differ count little: luma, since fabric and skin vary in it, and what the maps show, as
-//    between a dark and a yellow part. Within two pixels luma counts most, because most videos have half as many
-//    samples of chroma.
+//    between a dark and a yellow part. Within two pixels luma counts more, and
+//    nearly alone in video with a sample of chroma for each 2 x 2 pixels.
 // 4. Its own colour is what is left without the screen's share, in edges with the chroma of the halved picture. Where
 //    little is left, that is noise, and the colour of the foreground nearby takes over.
 //
@@ -256,6 +256,33 @@ uniform float lean;
 uniform float tolerance;
 uniform float slope;
 uniform float spill;
+#if defined(IS_REPEATED)
+// Each sample of chroma stands on the left column of its 2 x 2 pixels, and all four have it.
+uniform vec2 pixel;
+vec3 Halved(float x, float y) {
+    return texture2D(halved, TexCoord0 + pixel * vec2(x + 0.5, y)).rgb;
+}
+vec2 Chroma(vec3 split) {
+    return Split(Halved(0.0, 0.0)).yz;
+}
+vec2 ChromaDetail(vec2 chroma, vec3 smooth_split) {
+    vec3 around = Halved(-2.0, 0.0) + Halved(2.0, 0.0) + Halved(0.0, -2.0) + Halved(0.0, 2.0);
+    return chroma - Split(0.25 * around).yz;
+}
+#elif defined(IS_SUBSAMPLED)
+// Chroma was enlarged smoothly, and is as smooth as halved luma. About half of its detail is left.
+vec2 Chroma(vec3 split) {
+    return split.yz;
+}
+vec2 ChromaDetail(vec2 chroma, vec3 smooth_split) {
+    return 2.0 * (chroma - smooth_split.yz);
+}
+#endif
+#ifdef IS_SUBSAMPLED
+const float kLumaShare = 12.0;
+#else
+const float kLumaShare = 2.0;
+#endif
 vec3 Join(vec3 split) {
     vec2 difference = split.yz * vec2(1.8556, 1.5748);
     return vec3(split.x) + vec3(difference.y, -dot(difference, vec2(0.0722, 0.2126)) / 0.7152, difference.x);
@@ -277,12 +304,18 @@ void main() {
     vec3 split = Split(origin.rgb);
     vec3 smooth_split = Split(texture2D(halved, TexCoord0).rgb);
     vec3 back = Split(from);
+    vec3 fine = split - smooth_split;
+#ifdef IS_SUBSAMPLED
+    vec2 chroma = Chroma(split);
+    fine.yz = ChromaDetail(chroma, smooth_split);
+    smooth_split.yz = chroma;
+#endif
     vec3 broad = smooth_split - back;
     float broad_alpha = clamp(dot(broad, texture2D(parts, TexCoord0).rgb), -1.0, 2.0);
     // The foreground's colour here, as far as enough of it is there to show it.
     vec3 way = mix(Split(to.rgb) - back, broad / clamp(broad_alpha, 0.1, 1.0), smoothstep(0.03, 0.2, broad_alpha));
-    vec3 detail = way * vec3(2.0, 1.0, 1.0);
-    float alpha = Settle(broad_alpha + dot(split - smooth_split, detail) / max(dot(way, detail), 1.0e-2));
+    vec3 detail = way * vec3(kLumaShare, 1.0, 1.0);
+    float alpha = Settle(broad_alpha + dot(fine, detail) / max(dot(way, detail), 1.0e-2));
 
     vec2 distances = Distances(split);
     float stays = smoothstep(0.0, 1.0, (min(distances.x, distances.y) - tolerance) * slope);
@@ -290,7 +323,11 @@ void main() {
                       smoothstep(0.2, 0.4, KeyShare(smooth_split.yz, 2.5)));
     alpha = mix(1.0, alpha, mixed);
     vec3 own = (split - back * (1.0 - alpha)) / max(alpha, 0.05);
+#ifdef IS_SUBSAMPLED
+    own.yz = back.yz + way.yz;   // chroma around an opaque pixel is mixed as well
+#else
     own.yz = mix(back.yz + way.yz, own.yz, smoothstep(0.7, 1.0, alpha));
+#endif
     own = clamp(Join(own), vec3(0.0), max(origin.rgb, vec3(1.0)));
     own = mix(origin.rgb, mix(to.rgb, own, smoothstep(0.02, 0.2, alpha)), mixed);
     float reflected = clamp(KeyShare(Split(own).yz, 1.0), 0.0, 1.0);
@@ -331,8 +368,21 @@ public:
             constexpr double kVivid = 0.45;
             double const scale = std::min(std::sqrt(square) / kVivid, 1.0);
             Maps const maps(picture, {key, chroma, luma, settings.tolerance * scale, softness * scale}, storage);
-            Pass pass(storage, "EffectChromakey_unmix", {kGlslVersion, kSplit, kKeyDistance, kUnmix});
+            PixFmtDescription const& given = PixFmtDescription::Find(src->FrameData().GetPixFmt());
+            bool const isSubsampled = given.chromaXLog2 > 0 && given.chromaYLog2 > 0;
+            // The processor repeats samples of chroma, the GPU enlarges them.
+            bool const isRepeated = isSubsampled && src->FrameData().IsOnPlanes();
+            Pass pass(storage,
+                      fmt::format("EffectChromakey_unmix{}", isRepeated     ? "_repeated"
+                                                             : isSubsampled ? "_subsampled"
+                                                                            : ""),
+                      {kGlslVersion, isSubsampled ? "#define IS_SUBSAMPLED\n" : "",
+                       isRepeated ? "#define IS_REPEATED\n" : "", kSplit, kKeyDistance, kUnmix});
             prepare(pass, scale);
+            if (isRepeated) {
+                pass.Set("pixel", glm::vec2(1.0F / static_cast<float>(picture.GetWidth()),
+                                            1.0F / static_cast<float>(picture.GetHeight())));
+            }
             pass.Texture("halved", 1, maps.halved.Get())
                 .Texture("screen", 2, maps.screen.Get())
                 .Texture("front", 3, maps.front.Get())

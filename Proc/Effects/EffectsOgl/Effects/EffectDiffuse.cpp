@@ -3,6 +3,8 @@
 // all points of the disc equally likely. Without waves the grains scatter alone. A grain is 1/1920 of the larger side.
 // A pixel of a small picture covers several grains and is their mean (of premultiplied colours), so that the result
 // looks like a reduced copy of the large picture. Beyond the border the picture is mirrored.
+//
+// Animated, the waves drift smoothly, those of either size another way, and the grains are new in each frame.
 
 #include <algorithm>
 #include <cmath>
@@ -71,7 +73,9 @@ uniform sampler2D noise;
 uniform vec2 reach;       // radius, in texture coordinates
 uniform vec2 waves;       // along both sides
 uniform vec2 grains;      // along both sides
-uniform vec4 begin;
+uniform vec2 begin;       // of the grains
+uniform vec4 pane;        // where the waves begin
+uniform vec4 drift;       // of both sizes of waves
 uniform float roughness;  // part of the radius by which grains scatter
 varying vec2 TexCoord0;
 
@@ -84,7 +88,7 @@ vec2 Slope(vec2 at, vec2 shift) {
 
 vec4 Grain(vec2 at, vec2 slope) {
     vec2 cell = floor(at * grains) + vec2(0.5);
-    vec2 random = texture2D(noise, (cell + begin.zw) / kNoiseSize).zw;
+    vec2 random = texture2D(noise, (cell + begin) / kNoiseSize).zw;
     float angle = random.x * 6.2831853;
     vec2 from = at + reach * (slope + roughness * sqrt(random.y) * vec2(cos(angle), sin(angle)));
     return texture2D(tex, abs(mod(from + vec2(1.0), vec2(2.0)) - vec2(1.0)));
@@ -92,8 +96,8 @@ vec4 Grain(vec2 at, vec2 slope) {
 
 void main() {
     vec2 at = (TexCoord0 - vec2(0.5)) * waves;
-    vec2 slope = 1.3 * Slope(at, begin.xy) + 0.6 * Slope(vec2(0.8 * at.x - 0.6 * at.y, 0.6 * at.x + 0.8 * at.y) * 2.1,
-                                                          begin.zw);
+    vec2 aslant = vec2(0.8 * at.x - 0.6 * at.y, 0.6 * at.x + 0.8 * at.y) * 2.1;
+    vec2 slope = 1.3 * Slope(at + drift.xy, pane.xy) + 0.6 * Slope(aslant + drift.zw, pane.zw);
     float light = 1.0 + 0.09 * dot(slope, vec2(0.6, -0.8));
 )glsl";
 
@@ -111,7 +115,7 @@ std::string MakeWaves(int parts) {
                      : source;
 }
 
-constexpr double kDiffuseRate = 25.0;
+constexpr double kGrainRate = 60.0;
 constexpr double kGrains = 1920.0;
 constexpr int kMostParts = 4;
 
@@ -129,9 +133,9 @@ public:
         glm::dvec2 const size(picture.GetWidth(), picture.GetHeight());
         double const larger = std::max(size.x, size.y);
         int const parts = std::clamp(static_cast<int>(std::ceil(kGrains / larger)), 1, kMostParts);
-        std::uint32_t const frame = settings.animated ? GetFilmFrame(time, kDiffuseRate) : 0U;
-        auto const begin = [frame](std::uint32_t coordinate) {
-            return std::floor(HashToUnit(frame, coordinate, 0xD1FFU) * kNoiseSize);
+        std::uint32_t const frame = settings.animated ? GetFilmFrame(time, kGrainRate) : 0U;
+        auto const begin = [](std::uint32_t film, std::uint32_t coordinate) {
+            return std::floor(HashToUnit(film, coordinate, 0xD1FFU) * kNoiseSize);
         };
         bool const hasWaves = settings.cell > 0.0;
         std::optional<Premultiplied> shown;
@@ -143,17 +147,24 @@ public:
         if (parts > 1) {
             pass.Set("next", glm::vec2(1.0 / (size * static_cast<double>(parts))));
         }
-        pass.Set("reach", glm::vec2(settings.size * larger / size))
-            .Set("grains", glm::vec2(size * (kGrains / larger)))
-            .Set("begin", glm::vec4(begin(0), begin(1), begin(2), begin(3)));
+        pass.Set("reach", glm::vec2(settings.size * larger / size)).Set("grains", glm::vec2(size * (kGrains / larger)));
         if (!hasWaves) {
-            pass.Texture("tex", 0, picture, TextureFilter::Nearest)
+            pass.Set("begin", glm::vec4(begin(frame, 0), begin(frame, 1), begin(frame, 2), begin(frame, 3)))
+                .Texture("tex", 0, picture, TextureFilter::Nearest)
                 .Texture("noise", 1, storage.Noise(), TextureFilter::Nearest)
                 .DrawTo(*dst);
             return;
         }
         constexpr double kRoughness = 0.4;
-        pass.Texture("tex", 0, shown->Get())
+        // Waves per second, within the noise's period.
+        auto const drift = [&](double speed) {
+            return settings.animated ? static_cast<float>(std::fmod(time * speed, static_cast<double>(kNoiseSize)))
+                                     : 0.0F;
+        };
+        pass.Set("pane", glm::vec4(begin(0, 0), begin(0, 1), begin(0, 2), begin(0, 3)))
+            .Set("begin", glm::vec2(begin(frame, 2), begin(frame, 3)))
+            .Set("drift", glm::vec4(drift(0.7), drift(-0.5), drift(-1.1), drift(0.6)))
+            .Texture("tex", 0, shown->Get())
             .Texture("noise", 1, storage.Noise())
             .Set("waves", glm::vec2(size / (settings.cell * larger)))
             .Set("roughness", kRoughness)

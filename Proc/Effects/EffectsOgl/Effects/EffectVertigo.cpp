@@ -3,16 +3,21 @@
 // long exposure. The ghosts are tinted a little, from red for the first one to blue for the last one. Their shares of
 // each channel add up so that the picture's colour is kept where they agree. Beyond its border a ghost is reflected;
 // the picture itself is enlarged just enough that its border does not show.
+//
+// Ghosts are out of focus: sharp ones would look like several pictures, not like one that moves. They show a small
+// blurred copy of the picture's light.
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "Ogl/TexturePool.h"
 #include "Proc/Effects/EffectsOgl/Effects/CubicView.h"
 #include "Proc/Effects/Shared/Aspect.h"
 #include "Proc/Effects/Shared/Blend.h"
@@ -24,38 +29,94 @@
 namespace Kaltor::Ogl {
 namespace {
 
-/// The program for this many copies; the first one is the picture. Light is the square of a colour. With alpha, colours
-/// come premultiplied.
-std::string MakeFragment(int copies, bool isOpaque) {
-    std::string source = fmt::format(
-        R"glsl(#version 120
+/// Light is the square of a colour. With alpha, colours come premultiplied.
+constexpr char kLight[] = R"glsl(
 uniform sampler2D tex;
+vec4 Light(vec2 at) {
+    vec4 color = texture2D(tex, at);
+#ifdef IS_OPAQUE
+    return vec4(color.rgb * color.rgb, 1.0);
+#else
+    return vec4(color.rgb * color.rgb / max(color.a, 1.0e-6), color.a);
+#endif
+}
+)glsl";
+
+// A Gaussian along one axis. Its sigma is 1.89 steps; with what reduction and enlargement add, 1.95.
+constexpr char kSoften[] = R"glsl(
+uniform vec2 local_step;
+varying vec2 TexCoord0;
+void main() {
+    vec4 sum = READ(TexCoord0);
+    for (int i = 1; i <= 5; ++i) {
+        vec2 off = local_step * float(i);
+        sum += exp(-0.14 * float(i * i)) * (READ(TexCoord0 - off) + READ(TexCoord0 + off));
+    }
+    gl_FragColor = sum / 4.726;
+}
+)glsl";
+constexpr double kSoftened = 1.95;
+
+/// The program for this many copies; the first one is the picture.
+std::string MakeFragment(int copies, bool isOpaque, bool areSoft) {
+    std::string source = fmt::format(
+        R"glsl({}{}{}{}
 uniform float place[{}];
 uniform float share[{}];
 varying vec2 TexCoord0;
 
-vec4 Light(vec4 s, vec2 t) {{
+vec2 Place(vec4 s, vec2 t) {{
     vec2 at = vec2(dot(s.xy, TexCoord0), dot(s.zw, TexCoord0)) + t;
-    vec4 color = texture2D(tex, vec2(1.0) - abs(vec2(1.0) - abs(at)));
-    return {};
+    return vec2(1.0) - abs(vec2(1.0) - abs(at));
 }}
 
 void main() {{
     vec4 sum = vec4(0.0);
 )glsl",
-        6 * copies, 3 * copies,
-        isOpaque ? "vec4(color.rgb * color.rgb, 1.0)" : "vec4(color.rgb * color.rgb / max(color.a, 1.0e-6), color.a)");
+        kGlslVersion, isOpaque ? "#define IS_OPAQUE\n" : "", kLight,
+        areSoft ? "uniform sampler2D soft;   // light\n#define GHOST(at) texture2D(soft, at)\n"
+                : "#define GHOST(at) Light(at)\n",
+        6 * copies, 3 * copies);
     for (int i = 0; i < copies; ++i) {
         int const p = 6 * i;
         int const w = 3 * i;
         source += fmt::format(
-            "    sum += Light(vec4(place[{}], place[{}], place[{}], place[{}]), "
-            "vec2(place[{}], place[{}]))\n"
+            "    sum += {}(Place(vec4(place[{}], place[{}], place[{}], place[{}]), "
+            "vec2(place[{}], place[{}])))\n"
             "         * vec4(share[{}], share[{}], share[{}], share[{}]);\n",
-            p, p + 1, p + 2, p + 3, p + 4, p + 5, w, w + 1, w + 2, w + 1);
+            i == 0 ? "Light" : "GHOST", p, p + 1, p + 2, p + 3, p + 4, p + 5, w, w + 1, w + 2, w + 1);
     }
     return source + (isOpaque ? "    gl_FragColor = vec4(sqrt(sum.rgb), 1.0);\n}\n"
                               : "    gl_FragColor = vec4(sqrt(sum.rgb / max(sum.a, 1.0e-6)), sum.a);\n}\n");
+}
+
+/// The picture's light in a small copy, blurred with a sigma that is this part of the larger side.
+PooledTexture Soften(Frame const& picture, double sigma, ShaderStorage const& storage) {
+    double const larger = std::max(picture.GetWidth(), picture.GetHeight());
+    double const scale = std::min(kSoftened / (sigma * larger), 1.0);
+    auto const count = [scale](std::uint32_t pixels) {
+        return static_cast<std::uint32_t>(std::max(std::lround(scale * pixels), 1L));
+    };
+    Frame const reduced =
+        scale < 1.0 ? MakeScaled(picture, count(picture.GetWidth()), count(picture.GetHeight()), storage) : picture;
+    Premultiplied const small(reduced, storage);
+    TextureForm const form{reduced.GetWidth(), reduced.GetHeight(), TexelFormat::Rgba16f, false};
+    glm::dvec2 const along =
+        glm::dvec2(sigma * larger / kSoftened) / glm::dvec2(picture.GetWidth(), picture.GetHeight());
+    char const* const opaque = small.Get().IsOpaque() ? "#define IS_OPAQUE\n" : "";
+    PooledTexture const rows(form);
+    Pass(storage, small.Get().IsOpaque() ? "EffectVertigo_rows_opaque" : "EffectVertigo_rows_alpha",
+         {kGlslVersion, opaque, kLight, "#define READ Light\n", kSoften})
+        .Texture("tex", 0, small.Get())
+        .Set("local_step", static_cast<float>(along.x), 0.0F)
+        .DrawTo(rows.Get());
+    PooledTexture soft(form);
+    Pass(storage, "EffectVertigo_columns",
+         {kGlslVersion, "uniform sampler2D tex;\n#define READ(at) texture2D(tex, at)\n", kSoften})
+        .Texture("tex", 0, rows.Get())
+        .Set("local_step", 0.0F, static_cast<float>(along.y))
+        .DrawTo(soft.Get());
+    return soft;
 }
 
 /// The program's parameters for the copies, one after the other: their places, and their shares of red, green, blue.
@@ -120,17 +181,24 @@ public:
             DrawUnchanged(*dst, *src, storage);
             return;
         }
-        Premultiplied const picture(src->FrameData().ConvertToRGBA(storage), storage);
+        Frame const frame = src->FrameData().ConvertToRGBA(storage);
+        Premultiplied const picture(frame, storage);
         bool const isOpaque = picture.Get().IsOpaque();
         int const ghosts = settings.ghosts;
         double const phase = 2.0 * std::numbers::pi * settings.speed * time;
         Copies const copies = MakeCopies(GetDisplayAspect(src->GetFrameInfo()), phase, settings);
-        Pass(storage, fmt::format("EffectVertigo_{}_{}", isOpaque ? "opaque" : "alpha", ghosts),
-             [&] { return MakeFragment(ghosts + 1, isOpaque); })
-            .Texture("tex", 0, picture.Get())
-            .Set("place", copies.places)
-            .Set("share", copies.shares)
-            .DrawTo(*dst);
+        bool const areSoft = settings.blur > 0.0;
+        std::optional<PooledTexture> soft;
+        if (areSoft) {
+            soft.emplace(Soften(frame, settings.blur, storage));
+        }
+        Pass pass(storage,
+                  fmt::format("EffectVertigo_{}{}_{}", isOpaque ? "opaque" : "alpha", areSoft ? "_soft" : "", ghosts),
+                  [&] { return MakeFragment(ghosts + 1, isOpaque, areSoft); });
+        if (areSoft) {
+            pass.Texture("soft", 1, soft->Get());
+        }
+        pass.Texture("tex", 0, picture.Get()).Set("place", copies.places).Set("share", copies.shares).DrawTo(*dst);
     }
 };
 

@@ -542,42 +542,6 @@ struct PlaneBlur : BlurJob {
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void ReducePlaneWide(PlaneBlur const& blur, int row) {
-    blur.ReduceRow(row);
-}
-[[gnu::target("avx2")]] void EnlargePlaneWide(PlaneBlur const& blur, int first, int last) {
-    blur.EnlargeRows(first, last);
-}
-[[gnu::target("avx2")]] void DrawRowsWide(SummedBlur const& sum, int first, int last) {
-    sum.DrawRows(first, last);
-}
-[[gnu::target("avx2")]] void ReduceRowWide(ReducedBlur const& reduce, int row) {
-    reduce.ReduceRow<8>(row);
-}
-[[gnu::target("avx2")]] void EnlargeRowsWide(ReducedBlur const& reduce, int first, int last) {
-    reduce.EnlargeRows<8>(first, last);
-}
-#else
-void ReducePlaneWide(PlaneBlur const&, int) {}
-void EnlargePlaneWide(PlaneBlur const&, int, int) {}
-void DrawRowsWide(SummedBlur const&, int, int) {}
-void ReduceRowWide(ReducedBlur const&, int) {}
-void EnlargeRowsWide(ReducedBlur const&, int, int) {}
-#endif
-
-void DrawRows(SummedBlur const& sum, int first, int last) {
-    HasWideVectors() ? DrawRowsWide(sum, first, last) : sum.DrawRows(first, last);
-}
-
-void ReduceRow(ReducedBlur const& reduce, int row) {
-    HasWideVectors() ? ReduceRowWide(reduce, row) : reduce.ReduceRow<8>(row);
-}
-
-void EnlargeRows(ReducedBlur const& reduce, int first, int last) {
-    HasWideVectors() ? EnlargeRowsWide(reduce, first, last) : reduce.EnlargeRows<8>(first, last);
-}
-
 constexpr std::size_t kSmallPlace = Processor::kPlaces - 1;
 
 void BlurPlane(PlaneBlur blur, Processor& processor) {
@@ -586,10 +550,10 @@ void BlurPlane(PlaneBlur blur, Processor& processor) {
     blur.small = reinterpret_cast<Half*>(processor.Memory(kSmallPlace, bytes));
     processor.ForEach(rows, [&blur](std::size_t i) {
         int const row = static_cast<int>(i);
-        HasWideVectors() ? ReducePlaneWide(blur, row) : blur.ReduceRow(row);
+        RunWidest([&]() __attribute__((always_inline)) { blur.ReduceRow(row); });
     });
     ForStrips(blur.from.height, processor, [&blur](int first, int last) {
-        HasWideVectors() ? EnlargePlaneWide(blur, first, last) : blur.EnlargeRows(first, last);
+        RunWidest([&]() __attribute__((always_inline)) { blur.EnlargeRows(first, last); });
     });
 }
 
@@ -598,7 +562,7 @@ void BlurPlane(PlaneBlur blur, Processor& processor) {
 void SumOnProcessor(Samples const& from, Samples const& to, std::vector<double> const& weights, int spacing,
                     Processor& processor) {
     SummedBlur const sum{{from, to, spacing}, Round(weights)};
-    ForStrips(from.height, processor, [&sum](int first, int last) { DrawRows(sum, first, last); });
+    DrawStrips(sum, from.height, processor);
 }
 
 void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& kernel, Processor& processor,
@@ -615,8 +579,13 @@ void BlurOnProcessor(Samples const& from, Samples const& to, BlurKernel const& k
     ReducedBlur reduce(from, to, reduction);
     auto const rows = static_cast<std::size_t>(2 * reduce.rows);
     reduce.small = reinterpret_cast<Half*>(processor.Memory(kSmallPlace, reduce.GetLength() * rows * sizeof(Half)));
-    processor.ForEach(rows, [&reduce](std::size_t row) { ReduceRow(reduce, static_cast<int>(row)); });
-    ForStrips(from.height, processor, [&reduce](int first, int last) { EnlargeRows(reduce, first, last); });
+    processor.ForEach(rows, [&reduce](std::size_t i) {
+        int const row = static_cast<int>(i);
+        RunWidest([&]() __attribute__((always_inline)) { reduce.ReduceRow<8>(row); });
+    });
+    ForStrips(from.height, processor, [&reduce](int first, int last) {
+        RunWidest([&]() __attribute__((always_inline)) { reduce.EnlargeRows<8>(first, last); });
+    });
 }
 
 }  // namespace Kaltor::Ogl

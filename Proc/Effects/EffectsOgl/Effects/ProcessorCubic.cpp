@@ -133,22 +133,12 @@ struct CubicJob {
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void DrawCubicWide(CubicJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void DrawCubicWide(CubicJob const&, int, int) {}
-#endif
-
 }  // namespace
 
 void DrawCubicOnProcessor(Samples const& from, Samples const& to, std::vector<CubicTaps> const& columns,
                           std::vector<CubicTaps> const& rows, Processor& processor) {
     CubicJob const job{from, to, ToWhole(columns, from.width), ToWhole(rows, from.height)};
-    ForStrips(to.height, processor, [&job](int first, int last) {
-        HasWideVectors() ? DrawCubicWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, to.height, processor);
 }
 
 }  // namespace Kaltor::Ogl

@@ -241,14 +241,6 @@ struct EdgeJob {
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void DrawEdgesWide(EdgeJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void DrawEdgesWide(EdgeJob const&, int, int) {}
-#endif
-
 /// Gradients are entered by their squares. Beyond `fullAt` lines are full.
 std::vector<std::uint32_t> MakeInk(EdgeLook const& look, double fullAt) {
     std::vector<std::uint32_t> ink;
@@ -274,9 +266,7 @@ void DrawEdgesOnProcessor(Samples const& picture, Samples const& to, EdgeLook co
                       look,
                       MakeInk(look, fullAt),
                       static_cast<float>(EdgeJob::kEntries * scale * scale)};
-    ForStrips(picture.height, processor, [&job](int first, int last) {
-        HasWideVectors() ? DrawEdgesWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, picture.height, processor);
 }
 
 }  // namespace Kaltor::Ogl

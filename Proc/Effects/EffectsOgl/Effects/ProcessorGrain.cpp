@@ -113,14 +113,6 @@ struct GrainJob {
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void DrawGrainWide(GrainJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void DrawGrainWide(GrainJob const&, int, int) {}
-#endif
-
 }  // namespace
 
 void AddGrainOnProcessor(Samples const& from, Samples const& to, GrainLayout const& layout, double strength,
@@ -128,9 +120,7 @@ void AddGrainOnProcessor(Samples const& from, Samples const& to, GrainLayout con
     static std::vector<std::uint32_t> const kNoise = PairUp(MakeGreyNoise());
     constexpr double kWhiteSample = 255.0;
     GrainJob const job{from, to, layout, static_cast<float>(layout.gain * strength * kWhiteSample), kNoise.data()};
-    ForStrips(from.height, processor, [&job](int first, int last) {
-        HasWideVectors() ? DrawGrainWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, from.height, processor);
 }
 
 }  // namespace Kaltor::Ogl

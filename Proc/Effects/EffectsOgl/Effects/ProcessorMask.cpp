@@ -113,22 +113,12 @@ private:
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void MixRowsWide(MaskJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void MixRowsWide(MaskJob const&, int, int) {}
-#endif
-
 }  // namespace
 
 void MixOnProcessor(Planes const& below, Planes const& above, Planes const& to, MaskRow const& mask,
                     Processor& processor) {
     MaskJob const job{below, above, to, mask};
-    ForStrips(to[1].height, processor, [&job](int first, int last) {
-        HasWideVectors() ? MixRowsWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, to[1].height, processor);
 }
 
 }  // namespace Kaltor::Ogl

@@ -218,27 +218,13 @@ struct MorphologyJob {
     }
 };
 
-template <typename Job>
-[[gnu::always_inline]] inline void DrawMorphology(Job const& job, bool isDisc, int first, int last) {
-    isDisc ? job.DrawDiscs(first, last) : job.DrawSquares(first, last);
-}
-
-#if defined(__x86_64__)
-template <typename Job>
-[[gnu::target("avx2")]] void DrawMorphologyWide(Job const& job, bool isDisc, int first, int last) {
-    DrawMorphology(job, isDisc, first, last);
-}
-#else
-template <typename Job>
-void DrawMorphologyWide(Job const&, bool, int, int) {}
-#endif
-
 template <typename Number, bool isDilation>
 void RunMorphology(Samples const& from, Samples const& to, Neighbourhood const& around, Processor& processor) {
     MorphologyJob<Number, isDilation> const job{from, to, around.radius};
     ForStrips(from.height, processor, [&](int first, int last) {
-        HasWideVectors() ? DrawMorphologyWide(job, around.isDisc, first, last)
-                         : DrawMorphology(job, around.isDisc, first, last);
+        RunWidest([&]() __attribute__((always_inline)) {
+            around.isDisc ? job.DrawDiscs(first, last) : job.DrawSquares(first, last);
+        });
     });
 }
 

@@ -262,21 +262,8 @@ struct ShowJob {
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void AddShareWide(std::uint8_t const* row, int count, std::uint32_t share,
-                                          std::uint32_t* sums) {
-    AddShareInline(row, count, share, sums);
-}
-[[gnu::target("avx2")]] void ShowRowsWide(ShowJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void AddShareWide(std::uint8_t const*, int, std::uint32_t, std::uint32_t*) {}
-void ShowRowsWide(ShowJob const&, int, int) {}
-#endif
-
 void AddShare(std::uint8_t const* row, int count, std::uint32_t share, std::uint32_t* sums) {
-    HasWideVectors() ? AddShareWide(row, count, share, sums) : AddShareInline(row, count, share, sums);
+    RunWidest([&]() __attribute__((always_inline)) { AddShareInline(row, count, share, sums); });
 }
 
 }  // namespace
@@ -336,9 +323,7 @@ void ShowMeans(BlockMeans const& means, FinerMeans const& finer, Planes const& t
         small.emplace(*finer.means, to[0]);
     }
     ShowJob const job{large, small ? &*small : nullptr, isMixed ? finer.picture : nullptr, ToWeight(finer.weight), to};
-    ForStrips(to[1].height, processor, [&job](int first, int last) {
-        HasWideVectors() ? ShowRowsWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, to[1].height, processor);
 }
 
 }  // namespace Kaltor::Ogl

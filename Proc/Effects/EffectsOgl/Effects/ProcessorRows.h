@@ -96,4 +96,12 @@ inline void ForStrips(int height, Processor& processor, std::function<void(int f
     });
 }
 
+/// The rows that `job.DrawRows`, which is always inlined, draws.
+template <typename Job>
+void DrawStrips(Job const& job, int height, Processor& processor) {
+    ForStrips(height, processor, [&job](int first, int last) {
+        RunWidest([&]() __attribute__((always_inline)) { job.DrawRows(first, last); });
+    });
+}
+
 }  // namespace Kaltor::Ogl

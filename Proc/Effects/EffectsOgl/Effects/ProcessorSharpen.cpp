@@ -53,23 +53,13 @@ struct SharpenJob {
     }
 };
 
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void DrawSharpWide(SharpenJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void DrawSharpWide(SharpenJob const&, int, int) {}
-#endif
-
 }  // namespace
 
 void SharpenOnProcessor(Samples const& from, Samples const& soft, Samples const& to, double strength, double threshold,
                         Processor& processor) {
     constexpr double kWhiteSample = 255.0;
     SharpenJob const job{from, soft, to, static_cast<float>(strength), static_cast<float>(threshold * kWhiteSample)};
-    ForStrips(from.height, processor, [&job](int first, int last) {
-        HasWideVectors() ? DrawSharpWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, from.height, processor);
 }
 
 }  // namespace Kaltor::Ogl

@@ -152,18 +152,6 @@ struct WarpJob {
     }
 };
 
-namespace {
-
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void WarpRowsWide(WarpJob const& job, int first, int last) {
-    job.DrawRows(first, last);
-}
-#else
-void WarpRowsWide(WarpJob const&, int, int) {}
-#endif
-
-}  // namespace
-
 WarpTable::WarpTable(int pictureWidth, int pictureHeight, WarpRow const& row, Processor& processor)
     : width(pictureWidth), height(pictureHeight) {
     std::size_t const pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
@@ -209,9 +197,7 @@ void WarpTable::Draw(Planes const& from, Planes const& to, Processor& processor)
         }
     });
     job.CopyLastRows();
-    ForStrips(to[1].height, processor, [&job](int first, int last) {
-        HasWideVectors() ? WarpRowsWide(job, first, last) : job.DrawRows(first, last);
-    });
+    DrawStrips(job, to[1].height, processor);
 }
 
 }  // namespace Kaltor::Ogl

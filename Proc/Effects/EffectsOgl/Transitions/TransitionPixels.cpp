@@ -142,12 +142,18 @@ constexpr double kFinest = 540.0;  // the last pixels along the shorter side bef
 
 /// The state of coarsening.
 struct Coarseness {
-    Coarseness(std::int32_t count, double progress) {
+    /// `shorter`: the picture's shorter side, pixels.
+    Coarseness(std::int32_t count, std::uint32_t shorter, double progress) {
         steps = std::max(std::ceil(std::log2(kFinest / std::max(count, 1))), 1.0);
         // How long, in steps, the largest pixels stay on either side of the middle.
         double const stay = std::max(1.5, 0.4 * steps);
         double const toMiddle = 2.0 * std::min(progress, 1.0 - progress) * (steps + stay);
         step = std::max(steps - toMiddle, 0.0);
+        // In a large picture the last pixels are large, too: the time of the last step is shared among several.
+        double const last = shorter / (std::max(count, 1) * std::exp2(steps - 1.0));
+        double const extra = std::max(std::floor(std::log2(last)) - 1.0, 0.0);
+        step += extra * std::max(step - (steps - 1.0), 0.0);
+        steps += extra;
         halvings = static_cast<std::uint32_t>(step);
         isNextSharp = halvings + 1.0 >= steps;
         isCoarsest = step == 0.0;
@@ -289,7 +295,8 @@ private:
 
     void CoarsenOnPlanes(DataVideoOGL& dst, DataVideoOGL& first, DataVideoOGL& second, TileGrid const& lattice,
                          std::vector<float> const& order, double progress, ShaderStorage const& storage) const {
-        Coarseness const coarseness(settings.num, progress);
+        Conf::FrameInfo const& frame = first.GetFrameInfo();
+        Coarseness const coarseness(settings.num, std::min(frame.width, frame.height), progress);
         Processor& processor = storage.Processor();
         auto const find = [&](PlaneSource const& picture, std::uint32_t halvings) {
             return FindMeans(picture.Get(), lattice.columns << halvings, lattice.rows << halvings, processor);
@@ -360,7 +367,7 @@ private:
 
     void Coarsen(DataVideoOGL& dst, Frame const& outgoing, Frame const& incoming, TileGrid const& lattice,
                  Texture const& order, double progress, ShaderStorage const& storage) const {
-        Coarseness const coarseness(settings.num, progress);
+        Coarseness const coarseness(settings.num, std::min(outgoing.GetWidth(), outgoing.GetHeight()), progress);
         if (coarseness.isCoarsest) {
             Frame const a = MakeMeans(outgoing.ConvertToRGBA(storage), lattice, 0, storage);
             Frame const b = MakeMeans(incoming.ConvertToRGBA(storage), lattice, 0, storage);
