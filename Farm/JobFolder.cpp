@@ -108,8 +108,10 @@ JobFolder JobFolder::Create(std::string const& path, Job const& job, JobTexts co
     std::vector<fs::path> made;
     try {
         for (char const* const inner : {"parts", "log"}) {
-            made.push_back(fs::path(path) / inner);
-            fs::create_directory(made.back(), error);
+            fs::path const folder = fs::path(path) / inner;
+            if (fs::create_directory(folder, error)) {
+                made.push_back(folder);
+            }
             if (error) {
                 FailFolder(fmt::format("{}/{}: the folder cannot be made ({})", path, inner, error.message()));
             }

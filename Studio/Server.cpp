@@ -219,7 +219,8 @@ private:
     }
 
     /// The library does not say whose connection it hands over: it is the one that was not there before. One that could
-    /// not be ended later, because no descriptor is free, is ended at once: nothing is served without a limit.
+    /// not be ended later, because no descriptor is free, is ended at once, and so are several of which nobody can tell
+    /// whose they are.
     Connection MakeConnection(std::function<void()> serve) {
         Connection connection{std::move(serve)};
         std::vector<int> const found = FindNewSockets();
@@ -230,6 +231,7 @@ private:
         if (!connection.socket || !connection.socket->IsOpen()) {
             connection.socket = nullptr;
             for (int const socket : found) {
+                known.erase(GetSocketNumber(socket));
                 ::shutdown(socket, SHUT_RDWR);
             }
         }

@@ -219,8 +219,8 @@ private:
 
     /// Every layer takes a copy: a small document could mean gigabytes.
     static void LimitDefault(Node const& node) {
-        constexpr std::size_t kMostMembers = 100;
-        constexpr std::size_t kMostBytes = 16'384;
+        constexpr std::size_t kMostMembers = 30;
+        constexpr std::size_t kMostBytes = 4096;
         if (node->size() > kMostMembers || ShowJson(*node).size() > kMostBytes) {
             node.Refuse(
                 fmt::format("the defaults of a layer have {} keys and {} bytes at most", kMostMembers, kMostBytes));

@@ -96,9 +96,9 @@ TitleFonts::TitleFonts() {
 TitleFonts::~TitleFonts() = default;
 
 std::string const& TitleFonts::FindReplacement(std::string const& family) {
-    auto const [found, isNew] = replacements.try_emplace(family);
-    if (isNew) {
-        found->second = Edit::FindReplacement(family);
+    auto found = replacements.find(family);
+    if (found == replacements.end()) {
+        found = replacements.emplace(family, Edit::FindReplacement(family)).first;
     }
     return found->second;
 }

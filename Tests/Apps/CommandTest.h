@@ -40,7 +40,11 @@ public:
         siginfo_t ended{};
         return waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid != 0;
     }
-    void Send(int signal) const { kill(process, signal); }
+    void Send(int signal) const {
+        if (process > 0) {  // 0 would be the whole group, this program in it
+            kill(process, signal);
+        }
+    }
     /// The status that it ends with, as `wait` has it.
     int Wait(rusage* used = nullptr) {
         int status = -1;

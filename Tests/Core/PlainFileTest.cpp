@@ -1,4 +1,5 @@
 // Files that others may put anything in the place of.
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>

@@ -572,7 +572,7 @@ TEST(EditlyTest, DefaultsDoNotMultiply) {
         keys += fmt::format("k{}: 0,", i);
     }
     std::string const longText = fmt::format("text: '{}'", std::string(20'000, 'x'));
-    EXPECT_THAT(refusal(keys, "", 1), StartsWith("defaults/layer: the defaults of a layer have 100 keys"));
+    EXPECT_THAT(refusal(keys, "", 1), StartsWith("defaults/layer: the defaults of a layer have 30 keys"));
     EXPECT_THAT(refusal("", fmt::format("title: {{{}}}", longText), 1), StartsWith("defaults/layerType/title: "));
     EXPECT_THAT(refusal("", "", 1001), StartsWith("clips/0/layers: a clip has 1000 layers"));
 }

@@ -106,6 +106,13 @@ TEST(ProcessorTest, DoesEachPieceOfWorkOnceAndPassesExceptionsOn) {
 
 using ProcessorEffectsTest = GlTest;
 
+/// Whether Mesa draws on the processor, also through virgl, as where the processor's threads are used. Other drivers round
+/// means that lie halfway another way, and lines magnify that.
+bool IsDrawnByMesa() {
+    Ogl::GlInfo const info = Ogl::OglManager::GetInstance().GetInfo();
+    return info.isSoftware || info.renderer.find("virgl") != std::string::npos;
+}
+
 TEST_F(ProcessorEffectsTest, DrawWhatAGpuDraws) {
     struct Case {
         char const* settings;
@@ -138,6 +145,9 @@ TEST_F(ProcessorEffectsTest, DrawWhatAGpuDraws) {
                 Rgba const orange{1.0, 128.0 / 255.0, 0.0, 1.0};
                 Picture const input = isFlat ? Picture::Flat(width, height, orange) : Picture::Noise(width, height);
                 Picture drawn;
+                if (std::string_view(settings).starts_with("EffectFindEdges") && !IsDrawnByMesa()) {
+                    continue;
+                }
                 {
                     ScopedStrategy const scoped(kGpuStrategy);
                     drawn = Run(settings, input);
@@ -152,6 +162,9 @@ TEST_F(ProcessorEffectsTest, DrawWhatAGpuDraws) {
 
 // Means over 2, 4, 4.8 and 38.4 pixels; most of them often lie halfway between two steps: lines magnify a step.
 TEST_F(ProcessorEffectsTest, LinesAreThoseOfAGpuWhereMeansAreHalves) {
+    if (!IsDrawnByMesa()) {
+        GTEST_SKIP() << "another driver rounds another way";
+    }
     for (char const* const settings :
          {"smoothing=0", "smoothing=0.00208333333333333333", "smoothing=0.0025", "smoothing=0.02"}) {
         Picture const input = Picture::Noise(1920, 24);

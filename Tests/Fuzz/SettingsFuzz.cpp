@@ -1,4 +1,4 @@
-// "Name:field=value,field=value": what a user sets of an effect. What is accepted reads back as what it was.
+// "Name:field=value:field=value": what a user sets of an effect. What is accepted reads back as what it was.
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>

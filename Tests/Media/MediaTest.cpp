@@ -1,5 +1,8 @@
 #include "MediaTest.h"
 
+#include <cerrno>
+#include <system_error>
+
 #include "Media/AudioReader.h"
 #include "Media/Demuxer.h"
 
@@ -8,7 +11,10 @@ namespace Kaltor::Media::Tests {
 MediaTest::MediaTest() {
     char const* const test = testing::UnitTest::GetInstance()->current_test_info()->name();
     std::string pattern = (fs::temp_directory_path() / fmt::format("kaltor-{}-{}", test, std::string(6, 'X'))).string();
-    folder = ::mkdtemp(pattern.data());
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        throw std::system_error(errno, std::generic_category(), pattern);
+    }
+    folder = pattern;
 }
 
 MediaTest::~MediaTest() {

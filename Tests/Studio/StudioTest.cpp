@@ -474,6 +474,28 @@ TEST_F(StudioTest, ConnectionsThatNeverEndKeepNeitherPagesNorItsEndWaiting) {
     End();
 }
 
+/// Lets this process have so many descriptors at most, and takes of them.
+class FewDescriptors {
+public:
+    explicit FewDescriptors(rlim_t most) {
+        EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+        rlimit const fewer{most, before.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &fewer), 0);
+    }
+    ~FewDescriptors() {
+        std::for_each(taken.begin(), taken.end(), ::close);
+        EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    }
+    FewDescriptors(FewDescriptors const&) = delete;
+    FewDescriptors& operator=(FewDescriptors const&) = delete;
+
+    void Take(int file) { taken.push_back(::dup(file)); }
+
+private:
+    rlimit before{};
+    std::vector<int> taken;
+};
+
 TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
     Media::Tests::Watchdog const watchdog;
     Options options;
@@ -484,11 +506,8 @@ TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(server->GetPort());
     int const slow = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     constexpr int kMost = 256;
-    rlimit const fewer{kMost, before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &fewer), 0);
+    std::optional<FewDescriptors> few(kMost);
     auto const countFree = [] {
         int count = 0;
         for (int file = 0; file < kMost; ++file) {
@@ -497,25 +516,21 @@ TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
         return count;
     };
     // One is left, for the connection itself. Earlier ones are closed a little later.
-    std::vector<int> taken;
     for (int i = 0; i < 20; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         while (countFree() > 1) {
-            taken.push_back(::dup(slow));
+            few->Take(slow);
         }
     }
     ASSERT_EQ(::connect(slow, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     // The library's own limit begins anew with each byte.
-    bool isEnded = false;
-    for (int i = 0; i < 100 && !isEnded; ++i) {
+    EXPECT_TRUE(Tests::WaitUntil([slow] {
         ::send(slow, "x", 1, MSG_NOSIGNAL);
         pollfd waiting{slow, POLLIN, 0};
-        isEnded = ::poll(&waiting, 1, 100) > 0;
-    }
-    EXPECT_TRUE(isEnded) << "it has a thread for ever";
-    std::for_each(taken.begin(), taken.end(), ::close);
+        return ::poll(&waiting, 1, 100) > 0;
+    })) << "it has a thread for ever";
+    few.reset();
     ::close(slow);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_EQ(Get("api/session").status, 200) << "others are served again";
     End();
 }

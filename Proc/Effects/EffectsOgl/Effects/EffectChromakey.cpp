@@ -10,8 +10,8 @@
 //    A dark foreground's mix looks like the screen in shadow.
 // 3. A pixel's place on the way between the two colours is its alpha. In the halved picture the directions in which the
 //    foreground's colours differ count little: luma, since fabric and skin vary in it, and what the maps show, as
-//    between a dark and a yellow part. Within two pixels luma counts more, and
-//    nearly alone in video with a sample of chroma for each 2 x 2 pixels.
+//    between a dark and a yellow part. Within two pixels luma counts more, and nearly alone in video with a sample of
+//    chroma for each 2 x 2 pixels.
 // 4. Its own colour is what is left without the screen's share, in edges with the chroma of the halved picture. Where
 //    little is left, that is noise, and the colour of the foreground nearby takes over.
 //
