@@ -20,7 +20,6 @@
 #include <netinet/in.h>
 #include <sys/random.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Core/Interfaces/Exception.h"
@@ -101,10 +100,12 @@ std::vector<int> SocketsAt(int port) {
     return sockets;
 }
 
-/// Another one for each socket; 0 where there is none.
+/// Another one for each socket; 0 where there is none. Read without the descriptor, which other threads may be closing.
 ino_t GetSocketNumber(int descriptor) {
-    struct stat found {};
-    return ::fstat(descriptor, &found) == 0 ? found.st_ino : 0;
+    std::error_code error;
+    std::string const name = fs::read_symlink(fmt::format("/proc/self/fd/{}", descriptor), error).string();
+    constexpr std::string_view kBegin = "socket:[";
+    return name.starts_with(kBegin) ? std::strtoull(name.c_str() + kBegin.size(), nullptr, 10) : 0;
 }
 
 /// A socket that stays open, beside the library's own descriptor, until both are closed.
@@ -231,7 +232,6 @@ private:
         if (!connection.socket || !connection.socket->IsOpen()) {
             connection.socket = nullptr;
             for (int const socket : found) {
-                known.erase(GetSocketNumber(socket));
                 ::shutdown(socket, SHUT_RDWR);
             }
         }
