@@ -103,6 +103,17 @@ protected:
         // It answers as soon as it listens.
         EXPECT_TRUE(Tests::WaitUntil([this] { return bool(Client()->Get(prefix + "api/alive")); }));
     }
+    /// Starts with this limit for the head of a request; gives the address for requests that are no HTTP.
+    sockaddr_in StartWithLimit(std::chrono::milliseconds head) {
+        Options options;
+        options.longestHead = head;
+        Start(std::move(options));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(server->GetPort());
+        return address;
+    }
     void End() {
         if (thread.joinable()) {
             cancel = true;
@@ -436,18 +447,12 @@ TEST_F(StudioTest, ExportsAreTheRendersFilesAndCanBeStopped) {
 
 TEST_F(StudioTest, ConnectionsThatNeverEndKeepNeitherPagesNorItsEndWaiting) {
     Media::Tests::Watchdog const watchdog;
-    Options options;
-    options.longestHead = std::chrono::milliseconds(500);
-    Start(std::move(options));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(server->GetPort());
+    sockaddr_in const address = StartWithLimit(std::chrono::milliseconds(500));
     constexpr std::size_t kSenders = 60;  // more than there are threads
     std::vector<int> sockets(kSenders);
     auto const connect = [&address](int& slow) {
         slow = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        ASSERT_EQ(::connect(slow, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ASSERT_EQ(::connect(slow, reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
     };
     std::for_each(sockets.begin(), sockets.end(), connect);
     std::jthread const dripping([&sockets](std::stop_token const& stop) {
@@ -498,13 +503,7 @@ private:
 
 TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
     Media::Tests::Watchdog const watchdog;
-    Options options;
-    options.longestHead = std::chrono::milliseconds(200);
-    Start(std::move(options));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(server->GetPort());
+    sockaddr_in const address = StartWithLimit(std::chrono::milliseconds(200));
     int const slow = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     constexpr int kMost = 256;
     std::optional<FewDescriptors> few(kMost);
@@ -522,7 +521,7 @@ TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
             few->Take(slow);
         }
     }
-    ASSERT_EQ(::connect(slow, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::connect(slow, reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
     // The library's own limit begins anew with each byte.
     EXPECT_TRUE(Tests::WaitUntil([slow] {
         ::send(slow, "x", 1, MSG_NOSIGNAL);
