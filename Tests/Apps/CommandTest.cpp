@@ -175,6 +175,13 @@ TEST_F(CommandTest, ASignalLeavesNothingBehindAndAKillIsSweptUpAfter) {
     // With one frame in a thousand seconds it is the sound's encoder that works.
     for (auto const& [signal, rate] :
          {std::pair{SIGINT, "0.001"}, {SIGTERM, "30"}, {SIGPIPE, "30"}, {SIGXCPU, "30"}, {SIGKILL, "30"}}) {
+#ifdef __SANITIZE_THREAD__
+        // ThreadSanitizer takes a SIGPIPE for the fault of the thread that gets it and runs the handler at once, which
+        // crashes it where that thread has only just begun. Others it keeps for later.
+        if (signal == SIGPIPE) {
+            continue;
+        }
+#endif
         Tests::Child process(
             {KALTOR_COMMAND, "render", input, "-o", output, "--size", "640x360", "--fps", rate, "--music", music});
         EXPECT_TRUE(Tests::WaitUntil([&] { return Files() != before || process.HasEnded(); })) << "nothing is written";
