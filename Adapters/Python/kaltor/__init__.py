@@ -124,7 +124,9 @@ def _run(command):
             return process.communicate()[1].strip(), process.returncode
         except BaseException:
             process.send_signal(signal.SIGTERM)
-            process.communicate()
+            if not process.stderr.closed:  # it is where all was read before
+                process.stderr.read()
+            process.wait()
             raise
 
 
