@@ -458,8 +458,12 @@ TEST_F(EditRenderTest, AStopIsHeededBetweenTheTitlesOfOneFrame) {
     RenderJob job = MakeJob(std::string(kBlue) + ", \"overlays\": " + overlays.dump());
     std::atomic<bool> cancel = false;
     job.cancel = &cancel;
+    // Before it starts it only plans, which takes its time under a sanitizer.
+    std::atomic<bool> hasStarted = false;
+    job.onStart = [&hasStarted](AVRational) { hasStarted = true; };
     std::atomic<std::clock_t> stopped = 0;
     std::jthread const user([&] {
+        Kaltor::Tests::WaitUntil([&hasStarted] { return hasStarted.load(); });
         std::this_thread::sleep_for(std::chrono::seconds(1));
         stopped = std::clock();
         cancel = true;

@@ -397,7 +397,7 @@ TEST_F(RenderTest, StopsWhenCancelled) {
     log.onCall = [&](std::string const&, FakeLog::Call const&) {
         constexpr int kFarBehind = 200;  // which the thread that hears of the progress is on a busy machine
         do {
-            std::this_thread::sleep_for(milliseconds(5));
+            std::this_thread::sleep_for(milliseconds(cancel ? 50 : 5));  // time to hear of it, too
         } while (made >= kFarBehind && !cancel);
         ++made;
     };
