@@ -401,8 +401,11 @@ AVStream& Demuxer::RequireVideo() const {
         // FFmpeg's own words, which speak of its options.
         constexpr std::string_view kTooLarge = "Picture size ";
         if (fault.starts_with(kTooLarge)) {
-            Fail(name, DescribeTooLarge(
-                           fault.substr(kTooLarge.size(), fault.find(' ', kTooLarge.size()) - kTooLarge.size())));
+            std::string const size =
+                fault.substr(kTooLarge.size(), fault.find(' ', kTooLarge.size()) - kTooLarge.size());
+            if (!size.starts_with("0x") && !size.ends_with("x0")) {
+                Fail(name, DescribeTooLarge(size));
+            }
         }
         Fail(name, "is damaged: no picture can be decoded that says how large it is");
     }

@@ -272,7 +272,7 @@ void PictureEncoder::Write(AVFrame const& picture) {
 
 /// Settings that the encoder does not take show with a small picture, before the first one is drawn.
 void PictureEncoder::TryAvif() const {
-    constexpr int kSide = 16;
+    constexpr int kSide = 64;  // SVT-AV1 takes no smaller ones
     Proc::AvFramePtr const blank = Proc::AllocateAvFrame(GetAvFormat(form), kSide, kSide);
     for (std::size_t plane = 0; plane < std::size(blank->buf) && blank->buf[plane] != nullptr; ++plane) {
         std::fill_n(blank->buf[plane]->data, blank->buf[plane]->size, std::uint8_t{0});

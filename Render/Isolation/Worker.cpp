@@ -157,6 +157,7 @@ void Worker::Run(std::function<void(WorkerSide&)> const& work, int socket) {
     for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         std::signal(signal, SIG_IGN);
     }
+    std::signal(SIGXCPU, SIG_DFL);  // its own time: nobody here would heed the request
     channel.reset();
     try {
         Channel own(socket);

@@ -117,9 +117,10 @@ TEST_F(IsolationTest, ADriverThatDiesLeavesOneLineOrIsReplaced) {
     EXPECT_GT(whole.size(), 5000U);
     fs::remove(In("x.mkv"));
     std::vector<std::string> const before = Files();
-    // An abort: sanitizers would report other signals themselves.
+    // An abort, or the end of its processor time: sanitizers would report other signals themselves.
     for (auto const& [signal, words, message] :
          {std::tuple{SIGABRT, "--isolate", "crashed, in the graphics driver most often (signal 6"},
+          {SIGXCPU, "--isolate", "(signal 24"},
           {SIGSTOP, "--isolate --isolate-limit 10", "does not answer"}}) {
         Running render(*this, job + words);
         std::vector<pid_t> const children = render.WaitForOutput(someFrames);

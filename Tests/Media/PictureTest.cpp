@@ -215,6 +215,11 @@ TEST_F(PictureTest, RefusesClearly) {
     WritePng(At("out.png"), *picture, false);
     Bytes half = EncodePng(*picture);
     half.resize(half.size() / 2);
+    Bytes thin = EncodeJpeg(*picture);
+    constexpr std::array<std::uint8_t, 2> kStartOfFrame{0xFF, 0xC0};
+    auto const frame = std::search(thin.begin(), thin.end(), kStartOfFrame.begin(), kStartOfFrame.end());
+    ASSERT_GT(thin.end() - frame, 9);
+    std::fill_n(frame + 7, 2, std::uint8_t{0});  // its width
     for (auto const& [action, message] : std::initializer_list<std::pair<std::function<void()>, char const*>>{
              {[&] { WritePng(At("out.png"), *picture, false); }, "out.png: exists already"},
              {[&] { WritePng(At("none/out.png"), *picture, false); }, "there is no folder"},
@@ -223,7 +228,8 @@ TEST_F(PictureTest, RefusesClearly) {
              {[&] { ReadPicture(At("none.png")); }, "none.png: no such file"},
              {[&] { DecodePicture({}, "-"); }, "-: is empty"},
              {[&] { DecodePicture(Bytes(5000, 'x'), "-"); }, "-: not a"},
-             {[&] { DecodePicture(half, "half.png"); }, "half.png: "}}) {
+             {[&] { DecodePicture(half, "half.png"); }, "half.png: "},
+             {[&] { DecodePicture(thin, "thin.jpg"); }, "thin.jpg: is damaged"}}) {
         EXPECT_THAT(Catch<MediaError>(action).what, HasSubstr(message));
     }
 }

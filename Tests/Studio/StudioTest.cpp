@@ -530,7 +530,8 @@ TEST_F(StudioTest, AConnectionThatCannotBeWatchedIsEnded) {
     })) << "it has a thread for ever";
     few.reset();
     ::close(slow);
-    EXPECT_EQ(Get("api/session").status, 200) << "others are served again";
+    // On a busy machine a request of ours may be late, too.
+    EXPECT_TRUE(Tests::WaitUntil([this] { return Get("api/session").status == 200; })) << "others are not served again";
     End();
 }
 
