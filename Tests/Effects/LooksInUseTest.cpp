@@ -175,6 +175,20 @@ TEST_F(LooksInUseTest, LightKeepsTheShapesOfAPicture) {
     EXPECT_LT(gravel, 0.35) << contour;
 }
 
+TEST_F(LooksInUseTest, LightDriftsOnInLongClips) {
+    Picture const grey = Picture::Flat(96, 54, {0.3, 0.3, 0.3, 1});
+    // Where the noise under the clouds comes round, and where all octaves of the clouds do.
+    for (auto const& [settings, time] : {std::pair{"EffectLightLeak speed=1 seed=1", 512.0},
+                                         {"EffectLightLeak speed=1 seed=1", 102382.3},
+                                         {"EffectFilmBurn speed=1 seed=1 flicker=0.1", 512.0},
+                                         {"EffectFilmBurn speed=1 seed=1 flicker=0.1", 51197.0}}) {
+        Picture const before = Run(settings, grey, {.seconds = time - 0.01});
+        Picture const after = Run(settings, grey, {.seconds = time + 0.01});
+        EXPECT_GT(Differ(before, grey), 5.0) << settings << " at " << time;
+        EXPECT_LT(Differ(before, after), 3.0) << settings << " at " << time;
+    }
+}
+
 TEST_F(LooksInUseTest, NeonLinesOfSharpAndSoftContoursAreOfOneWidth) {
     struct Line {
         double peak = 0.0;

@@ -19,6 +19,10 @@ void main() {
 }
 )glsl";
 
+// All octaves of the clouds repeat together after so many cells: 100 of the noise's periods, as their frequencies are
+// whole hundredths.
+constexpr double kCloudPeriod = 51200.0;
+
 TextureForm MakeMapForm(glm::vec2 sides) {
     constexpr float kSide = 640.0F;
     auto const count = [](float side) { return static_cast<std::uint32_t>(std::max(std::ceil(kSide * side), 1.0F)); };
@@ -47,7 +51,7 @@ CloudMap::CloudMap(glm::vec2 sides, double cells, glm::dvec2 offset, ShaderStora
     Pass(storage, "Looks_Clouds", {kGlslVersion, kNoiseFunctions, kCloudFragment})
         .Texture("noise", 0, storage.Noise())
         .Set("scale", sides * static_cast<float>(cells))
-        .Set("offset", glm::vec2(offset))
+        .Set("offset", glm::vec2(glm::dvec2(std::fmod(offset.x, kCloudPeriod), std::fmod(offset.y, kCloudPeriod))))
         .DrawTo(map.Get());
 }
 
@@ -72,10 +76,6 @@ void DrawStreaks(Texture const& colors, Texture const& target, double pixels, St
         }
         draw({from, left > 0 ? fine.back().Get() : target, std::pow(count, -left), count, isFirst, left == 0});
     }
-}
-
-double WrapTime(double seconds, double speed) {
-    return std::fmod(seconds, 512.0 / speed);
 }
 
 }  // namespace Kaltor::Ogl

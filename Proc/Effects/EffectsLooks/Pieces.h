@@ -85,7 +85,7 @@ struct Pictures {
 /// cheap to make for each frame, sampled linearly. The fields are those of `Clouds`.
 class CloudMap {
 public:
-    /// `cells`: of the coarsest octave along the longer side; `offset` moves the fields.
+    /// `cells`: of the coarsest octave along the longer side; `offset` moves the fields, as far as one likes.
     CloudMap(glm::vec2 sides, double cells, glm::dvec2 offset, ShaderStorage const& storage);
 
     Texture const& Get() const { return map.Get(); }
@@ -112,8 +112,5 @@ struct StreakForm {
 /// streaks, which is n * n samples for the price of 2 * n; with three passes n * n * n for 3 * n.
 void DrawStreaks(Texture const& colors, Texture const& target, double pixels, StreakForm const& form,
                  std::function<void(StreakPass const&)> const& draw);
-
-/// Time that may be used in a program: seconds of a cycle in which `speed` units a second fill the noise's period.
-double WrapTime(double seconds, double speed);
 
 }  // namespace Kaltor::Ogl

@@ -156,7 +156,7 @@ public:
             .Texture("slope", 1, slope.Get())
             .Texture("coarse", 2, coarse.Get())
             .Set("reach", reach)
-            .Set("threshold", settings.threshold)
+            .Set("threshold", std::max(settings.threshold, 1e-3))  // the edges of a step must differ
             .Set("color", settings.color)
             .Set("own", settings.own)
             .DrawTo(edges.Get());

@@ -63,10 +63,9 @@ public:
         }
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         glm::vec2 const sides(GetSides(GetDisplayAspect(src->GetFrameInfo())));
-        double const drift = WrapTime(time * settings.speed, 1.0);
+        double const drift = time * settings.speed;
         // The lamp's light wavers smoothly: three waves that never meet.
-        double const t = WrapTime(time, 1.0);
-        double const waver = (std::sin(17.0 * t + 1.0) + std::sin(29.3 * t) + std::sin(41.9 * t + 2.0)) / 3.0;
+        double const waver = (std::sin(17.0 * time + 1.0) + std::sin(29.3 * time) + std::sin(41.9 * time + 2.0)) / 3.0;
         CloudMap const clouds(sides, 3.4, glm::dvec2(7.0 * settings.seed + 0.35 * drift, 3.0 * settings.seed + drift),
                               storage);
         Pass(storage, "EffectFilmBurn", {kGlslVersion, kStraightAlpha, kLinearLight, kFragment})

@@ -68,7 +68,7 @@ float Cover(float turn, vec4 part) {
     amount = clamp(amount, 0.0, 1.0);
     // A round dot up to half cover; from there on the white between the dots is round.
     vec2 arm = q - cell;
-    float dotCover = smoothstep(edge, -edge, length(arm) - 0.5642 * sqrt(amount) * 1.02);
+    float dotCover = 1.0 - smoothstep(-edge, edge, length(arm) - 0.5642 * sqrt(amount) * 1.02);
     vec2 corner = 0.5 - abs(arm);
     float gap = smoothstep(-edge, edge, length(corner) - 0.5642 * sqrt(1.0 - amount));
     return amount > 0.5 ? gap : dotCover;

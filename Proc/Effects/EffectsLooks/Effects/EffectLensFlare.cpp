@@ -61,7 +61,7 @@ float Ghost(vec2 p, vec2 middle, float radius) {
         float angle = mod(atan(arm.y, arm.x), sector) - 0.5 * sector;
         r *= cos(angle) / cos(0.5 * sector);
     }
-    float inside = smoothstep(radius, radius * 0.84, r);
+    float inside = 1.0 - smoothstep(radius * 0.84, radius, r);
     float rim = r / radius;
     return inside * (0.16 + 0.84 * rim * rim * rim);
 }

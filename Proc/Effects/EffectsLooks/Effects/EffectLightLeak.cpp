@@ -80,7 +80,7 @@ public:
         Frame const picture = src->FrameData().ConvertToRGBA(storage);
         glm::vec2 const sides(GetSides(GetDisplayAspect(src->GetFrameInfo())));
         // The leak wanders about the frame's border; the clouds move through it.
-        double const drift = WrapTime(time * settings.speed, 1.0) + 3.7 * settings.seed;
+        double const drift = time * settings.speed + 3.7 * settings.seed;
         double const breath = 0.75 + 0.25 * std::sin(2.1 * drift + 1.0) * std::sin(1.3 * drift);
         glm::vec2 const place(0.5 + 0.6 * std::cos(0.7 * drift), 0.5 + 0.55 * std::sin(1.1 * drift + 0.5));
         glm::vec2 const opposite(0.5 - 0.62 * std::cos(0.53 * drift + 0.4), 0.5 - 0.58 * std::sin(0.83 * drift + 0.2));

@@ -60,7 +60,7 @@ void main() {
         float below = max(-own, 0.0) * side;
         if (share < 1.0) {
             vec4 under = texture2D(tex1, TexCoord0);
-            under.rgb *= dim * (1.0 - shadow * exp(-below / 0.06) * smoothstep(1.0, 0.8, height));
+            under.rgb *= dim * (1.0 - shadow * exp(-below / 0.06) * (1.0 - smoothstep(0.8, 1.0, height)));
             sum += (1.0 - share) * under;
         }
         if (share > 0.0) {

@@ -69,7 +69,7 @@ void main() {
     float field = length((TexCoord0 - origin) * sides) + 0.5 * (cloud.x - 0.5) + 0.16 * (cloud.y - 0.5) + 0.012 * fibre;
     float ahead = field - front;  // of the burnt line: negative where nothing is left
     vec4 under = texture2D(tex2, TexCoord0);
-    under.rgb *= 1.0 - 0.55 * exp(min(ahead, 0.0) * 16.0) * smoothstep(1.0, 0.9, progress);
+    under.rgb *= 1.0 - 0.55 * exp(min(ahead, 0.0) * 16.0) * (1.0 - smoothstep(0.9, 1.0, progress));
 
     float width = 0.02 + 0.11 * rim;
     float brown = exp(-max(ahead, 0.0) / width);

@@ -78,7 +78,7 @@ void main() {
     // The lamp is reflected as a tile comes up, in a band that runs over it; edges catch a line of light.
     float band = stretched + 5.0 * (turn - 0.78);
     float shine = glint * min(1.0, 1.6 * lean) * exp(-band * band * 12.0) * step(0.5, turn);
-    float edge = smoothstep(0.035, 0.0, 0.5 - gap - uprightRim) * lean;
+    float edge = (1.0 - smoothstep(0.0, 0.035, 0.5 - gap - uprightRim)) * lean;
     color.rgb = Screen(color, vec3(0.75 * shine + 0.3 * glint * edge));
     // Behind the tiles lies the incoming picture, in their shadow.
     vec4 back = texture2D(tex2, TexCoord0);

@@ -81,7 +81,7 @@ void main() {
     // Light from above comes out below; the rim is dark where it turns away, and the lamp is seen near the top.
     float up = dot(normal, vec2(-0.4, 0.9));
     incoming.rgb *= 1.0 - shine * (0.5 * clamp(up, 0.0, 1.0) + 0.3 * dot(normal, normal) * steep);
-    float glint = smoothstep(0.42, 0.58, up) * smoothstep(0.82, 0.62, up) * smoothstep(0.1, 0.3, height);
+    float glint = smoothstep(0.42, 0.58, up) * (1.0 - smoothstep(0.62, 0.82, up)) * smoothstep(0.1, 0.3, height);
     incoming.rgb = Screen(incoming, vec3(shine * (0.5 * clamp(-up, 0.0, 1.0) + 0.85 * glint)));
     gl_FragColor = Unmultiply(mix(outgoing, incoming, water));
 }

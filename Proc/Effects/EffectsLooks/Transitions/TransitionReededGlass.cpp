@@ -47,7 +47,7 @@ void main() {
     vec2 p = (TexCoord0 - 0.5) * sides;
     float along = dot(p, way);
     float inside = (front - along) / width;            // 0 at the front of the pane, 1 at its back
-    float pane = smoothstep(0.0, 0.3, inside) * smoothstep(1.0, 0.7, inside);
+    float pane = smoothstep(0.0, 0.3, inside) * (1.0 - smoothstep(0.7, 1.0, inside));
     float rib = fract(along * ribs + 0.001) - 0.5;
     float lens = rib * (1.0 - 0.35 * cos(6.2831853 * rib));
     vec2 place = TexCoord0 + way * (lens * bend * pane * (0.35 + 2.2 / ribs)) / sides;

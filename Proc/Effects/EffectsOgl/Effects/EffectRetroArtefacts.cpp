@@ -97,7 +97,7 @@ void main() {
         float rugged = min(-kind.w / 3.0, 1.0);  // the smallest are too small for a shape
         float soft = 0.1 + 0.7 / max(-kind.w, 0.7);
         float outwards = length(place) + rugged * (1.5 * broad + 0.9 * middle + 0.5 * fine);
-        cover = (1.0 - smoothstep(0.75 - soft, 0.75 + soft, outwards)) * smoothstep(2.0, 1.7, length(place));
+        cover = (1.0 - smoothstep(0.75 - soft, 0.75 + soft, outwards)) * (1.0 - smoothstep(1.7, 2.0, length(place)));
         cover *= 1.0 - 0.45 * rugged * clamp(0.5 + 3.0 * middle, 0.0, 1.0);
     }
     gl_FragColor = vec4(kind.y * vec3(1.0, 0.97, 0.91), cover * kind.z);

@@ -256,7 +256,7 @@ public:
         if (mixture.showsOutgoing) {
             pass.Texture("tex1", 0, from->GetSharp())
                 .Texture("blurred1", 2, from->GetBlurred())
-                .Set("ahead", stroke.ahead);
+                .Set("ahead", std::max(stroke.ahead, 1e-6));  // the edges of a step must differ
         }
         if (mixture.showsIncoming) {
             pass.Texture("tex2", 1, to->GetSharp())
