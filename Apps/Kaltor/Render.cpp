@@ -254,7 +254,8 @@ int RunRender(RenderCommandOptions const& options) {
     }
     SetVerbose(options.isVerbose);
     // A process that draws has a limit for every frame.
-    Catalog const catalog = LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On);
+    Catalog const catalog =
+        LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On, rendersAnything ? options.output : "");
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);
