@@ -141,6 +141,26 @@ void CheckFilesOnly(Edit::Plan const& plan) {
     check(plan.overlays);
 }
 
+/// The pictures that an effect reads, and its shader file; one that is known by name may lie elsewhere on each machine.
+void AddFiles(Edit::PlannedLook const& look, std::set<std::string>& files) {
+    auto const add = [&files](std::string const& path) {
+        if (!path.empty()) {
+            files.insert(fs::absolute(path).lexically_normal().string());
+        }
+    };
+    if (!look.settings) {
+        return;
+    }
+    if (look.settings->GetClassId() == look.settings->GetOrigin()) {
+        add(look.settings->GetOrigin());
+    }
+    for (Proc::Field const& field : look.settings->GetFields()) {
+        if (field.type == Proc::FieldType::File) {
+            add(std::get<std::string>(field.get(*look.settings)));
+        }
+    }
+}
+
 void CheckFolder(std::string const& output) {
     fs::path const folder = fs::path(output).parent_path();
     std::error_code error;
@@ -158,15 +178,35 @@ std::string GetVersion() {
 
 std::set<std::string> ListFiles(Edit::Plan const& plan, std::int64_t first, std::int64_t end) {
     std::set<std::string> files;
-    auto const add = [&](auto const& parts) {
-        for (auto const& part : parts) {
-            if (part.first < end && part.GetEnd() > first && !part.feed.path.empty()) {
-                files.insert(part.feed.path);
-            }
+    auto const addLooks = [&files](std::vector<Edit::PlannedLook> const& looks) {
+        for (Edit::PlannedLook const& look : looks) {
+            AddFiles(look, files);
         }
     };
-    add(plan.clips);
-    add(plan.overlays);
+    auto const isNeeded = [&](auto const& part) { return part.first < end && part.GetEnd() > first; };
+    auto const add = [&](auto const& part) {
+        if (!part.feed.path.empty()) {
+            files.insert(part.feed.path);
+        }
+        addLooks(part.effects);
+    };
+    for (Edit::PlannedClip const& clip : plan.clips) {
+        if (isNeeded(clip)) {
+            add(clip);
+            AddFiles(clip.joint, files);
+        }
+    }
+    for (Edit::PlannedOverlay const& overlay : plan.overlays) {
+        if (isNeeded(overlay)) {
+            add(overlay);
+            AddFiles(overlay.enter.value_or(Edit::PlannedLook()), files);
+            AddFiles(overlay.leave.value_or(Edit::PlannedLook()), files);
+        }
+    }
+    addLooks(plan.effects);
+    for (std::optional<Edit::PlannedEdge> const& edge : {plan.opening, plan.closing}) {
+        AddFiles(edge ? edge->look : Edit::PlannedLook(), files);
+    }
     for (Edit::PlannedSubtitles const& subtitles : plan.subtitles) {
         files.insert(subtitles.path);
     }
@@ -233,9 +273,9 @@ RowEdit MakeRow(Job const& job, Json const& form, Table const& table, std::size_
     edit.name = fmt::format("{}: row {}", job.editName, row + 1);
     try {
         edit.output = fs::path(FillName(job.output, table, row)).lexically_normal().string();
-        edit.document = Edit::ReadDocument(Fill(form, table, row), catalog);
-        Edit::ResolvePaths(edit.document, job.editFolder,
-                           job.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder);
+        Edit::Home const home{job.editFolder, job.isTrusted ? Edit::Trust::Everywhere : Edit::Trust::OwnFolder};
+        edit.document = Edit::ReadDocument(Fill(form, table, row), catalog, home);
+        Edit::ResolvePaths(edit.document, home);
     } catch (std::invalid_argument const& error) {
         Core::Throw(std::invalid_argument(fmt::format("{}: {}", edit.name, error.what())));
     }

@@ -104,8 +104,9 @@ private:
 
     void RunPiece() {
         prober.Load(Edit::Json::parse(folder.ReadFiles()));
-        Edit::Document document = Edit::ReadDocument(
-            Edit::ParseJson(folder.ReadEdit(), folder.At("edit.json")), catalog);
+        // Its paths were judged when the job was planned, and are absolute since.
+        Edit::Document document = Edit::ReadDocument(Edit::ParseJson(folder.ReadEdit(), folder.At("edit.json")),
+                                                     catalog, {"", Edit::Trust::Everywhere});
         Edit::Plan const plan = MakePlan(document, job.editName);
         Part const place = task.IsSound() ? Part{0, plan.frames} : job.parts[static_cast<std::size_t>(task.index)];
         CheckFiles(task.IsSound() ? ListSoundFiles(plan) : ListFiles(plan, place.first, place.end));

@@ -70,6 +70,20 @@ bool IsPartialName(std::string_view file, std::string_view whole) {
     return numbers.find_first_not_of("0123456789-") == std::string_view::npos;
 }
 
+void RemoveBegun(std::string const& path) {
+    fs::path const target = ResolveLink(path);
+    std::string const ours = fmt::format(".{}.{}-", ShortStem(target.filename().string()), ::getpid());
+    std::error_code error;
+    fs::path const folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        std::string const name = entry->path().filename().string();
+        if (name.starts_with(ours) && name.ends_with(kPartialEnding)) {
+            std::error_code ignored;
+            fs::remove_all(entry->path(), ignored);
+        }
+    }
+}
+
 PartialFile::Descriptor::~Descriptor() {
     if (number >= 0) {
         ::close(number);

@@ -56,6 +56,8 @@ private:
 /// ".STEM.PROCESS-NUMBER.partial", another one each time; a long stem is cut.
 std::string MakePartialName(std::string const& stem);
 bool IsPartialName(std::string_view file, std::string_view stem);
+/// Removes what this process has begun of an output, for where it ends without destructors.
+void RemoveBegun(std::string const& path);
 
 /// Writes a whole file, which appears under its name only when it is complete. Throws and warns as `PartialFile`.
 void WriteFile(std::string const& path, std::vector<std::uint8_t> const& content, bool overwrite,

@@ -50,7 +50,7 @@ std::string ShowTable(std::vector<BenchRow const*> const& rows) {
     double largest = 0.0;
     double copy = 0.0;
     for (BenchRow const* const row : rows) {
-        nameWidth = std::max(nameWidth, row->name.size());
+        nameWidth = std::max(nameWidth, MakePrintable(row->name).size());
         largest = std::max(largest, row->processing.copies);
         copy += row->processing.copyMilliseconds / static_cast<double>(rows.size());
     }
@@ -62,7 +62,7 @@ std::string ShowTable(std::vector<BenchRow const*> const& rows) {
     for (BenchRow const* const row : rows) {
         auto const bar = static_cast<std::size_t>(
             std::lround(largest > 0.0 ? row->processing.copies / largest * static_cast<double>(kBar) : 0.0));
-        text += fmt::format("{:{}}  {:>8}{:>8}  {:>8}{:>8}  {}", row->name, nameWidth,
+        text += fmt::format("{:{}}  {:>8}{:>8}  {:>8}{:>8}  {}", MakePrintable(row->name), nameWidth,
                             ShowNumber(row->processing.milliseconds), ShowNumber(row->processing.copies),
                             ShowNumber(row->endToEnd.milliseconds), ShowNumber(row->endToEnd.copies),
                             std::string(bar, '#'));

@@ -9,6 +9,7 @@
 #include "Apps/Kaltor/Console.h"
 #include "Core/Environment.h"
 #include "Core/ParseNumber.h"
+#include "Media/PartialFile.h"
 #include "Media/Picture.h"
 
 namespace Kaltor::Cli {
@@ -30,13 +31,24 @@ std::chrono::milliseconds ReadLimit(std::chrono::milliseconds standard) {
     return std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(*seconds * 1e3)));  // 0 is no limit
 }
 
-Catalog Load(HangGuard guard, HungShaders const& hung) {
+/// Where that fails, it is left: the message counts.
+void RemoveBegun(std::string const& output) {
+    try {
+        Media::RemoveBegun(output);
+    } catch (std::exception const&) {
+    }
+}
+
+Catalog Load(HangGuard guard, std::string const& output, HungShaders const& hung) {
     Proc::ShaderHost host;
     host.limit = guard == HangGuard::On ? ReadLimit(host.limit) : std::chrono::milliseconds(0);
     host.readPicture = [](std::string const& path) { return Media::ReadPicture(path); };
     host.refused = hung.programs;
-    host.onHang = [seconds = std::chrono::duration<double>(host.limit).count(), note = hung.note](
+    host.onHang = [seconds = std::chrono::duration<double>(host.limit).count(), output, note = hung.note](
                       std::string const& name, std::string const& program) {
+        if (!output.empty()) {
+            RemoveBegun(output);
+        }
         WriteError(
             fmt::format("{}: its first frame is not drawn after {:g} seconds; a loop may have no end ({} sets "
                         "another limit)",
@@ -60,12 +72,12 @@ Catalog Load(HangGuard guard, HungShaders const& hung) {
 
 }  // namespace
 
-Catalog LoadCatalog(HangGuard guard) {
-    return Load(guard, {});
+Catalog LoadCatalog(HangGuard guard, std::string const& output) {
+    return Load(guard, output, {});
 }
 
 Catalog LoadCatalog(HungShaders const& hung) {
-    return Load(HangGuard::On, hung);
+    return Load(HangGuard::On, {}, hung);
 }
 
 }  // namespace Kaltor::Cli

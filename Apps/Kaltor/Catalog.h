@@ -18,9 +18,10 @@ using Host::MakeEffect;
 using Host::MakeSettings;
 
 /// The catalogue with all that shader files need, and a warning for each plug-in that cannot be used. Where the first
-/// frame of a shader file is not drawn in time, the program ends with one line; off where something else sees to that.
+/// frame of a shader file is not drawn in time, the program ends with one line, and without what it has begun of
+/// `output`; off where something else sees to that.
 enum class HangGuard : bool { Off, On };
-Catalog LoadCatalog(HangGuard guard = HangGuard::On);
+Catalog LoadCatalog(HangGuard guard = HangGuard::On, std::string const& output = {});
 
 /// What a process knows of shader files that a process before it has not drawn in time; see `Proc::ShaderHost`.
 struct HungShaders {

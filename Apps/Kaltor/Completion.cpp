@@ -69,7 +69,7 @@ Completions OfferNames(Catalog const& catalog, std::string const& start,
                        std::function<bool(CatalogEntry const&)> const& accepts) {
     Completions names;
     for (CatalogEntry const& entry : catalog.GetEntries()) {
-        if (accepts(entry)) {
+        if (accepts(entry) && MakePrintable(entry.name) == entry.name) {  // shells show what is offered as it is
             std::string const summary = MakePrintable(entry.defaults->GetSummary());
             names.push_back({entry.name, summary});
             if (std::string const prefix = entry.kind == Kind::Transition ? "Transition" : "Effect";

@@ -113,6 +113,17 @@ void WriteFile(std::string const& path, std::string_view bytes) {
                      [](std::string const& message) { WriteError("warning: " + message); });
 }
 
+void RequireFreeName(std::string const& path) {
+    std::error_code error;
+    std::filesystem::file_status const status = std::filesystem::status(path, error);
+    if (std::filesystem::is_directory(status)) {
+        throw std::runtime_error(fmt::format("{}: is a directory, not a file to write", path));
+    }
+    if (std::filesystem::exists(status)) {
+        throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", path));
+    }
+}
+
 std::string Bold(std::string_view text) {
     bool const isPlain = !Core::GetVariable("NO_COLOR").empty() || IsDumbTerminal() || isatty(STDOUT_FILENO) == 0;
     return isPlain ? std::string(text) : fmt::format("\x1b[1m{}\x1b[0m", text);

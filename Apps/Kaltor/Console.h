@@ -16,6 +16,9 @@ void WriteOut(std::string_view bytes);
 /// output; devices and pipes are written to, not replaced. Throws where that fails.
 void WriteFile(std::string const& path, std::string_view bytes);
 
+/// Throws where something has the name already: a file, which --overwrite would replace, or a folder.
+void RequireFreeName(std::string const& path);
+
 /// `text` emphasised on a terminal that shows colours; unchanged elsewhere and where NO_COLOR is set.
 std::string Bold(std::string_view text);
 

@@ -30,9 +30,8 @@ int Convert(ConvertOptions const& options) {
     if (ending != ".json" && ending != ".otio") {
         throw UsageError(fmt::format("{}: convert writes an edit (.json) or a timeline (.otio)", options.output));
     }
-    std::error_code error;
-    if (!options.overwrite && std::filesystem::exists(options.output, error)) {
-        throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", options.output));
+    if (!options.overwrite) {
+        RequireFreeName(options.output);
     }
     auto const warn = [](std::string const& message) { WriteError("warning: " + message); };
     Catalog const catalog = LoadCatalog();

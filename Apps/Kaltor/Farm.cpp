@@ -198,7 +198,7 @@ bool ChangesDocuments(DocumentOptions options, Catalog const& catalog) {
 }
 
 Farm::PlannedJob PlanJob(SubmitOptions const& options, std::string const& folder) {
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     Farm::PlanningOptions planning = MakePlanningOptions(options);
     std::uint32_t const seed = ChooseSeed(options, folder);
     if (options.each.empty()) {
@@ -301,7 +301,7 @@ int RunTask(FolderOptions const& options) {
     };
     run.describeRenderer = [] { return Ogl::OglManager::GetInstance().GetInfo().renderer; };
     run.cancel = &CatchInterrupts();
-    Catalog const catalog = Catalog::Load();
+    Catalog const catalog = LoadCatalog();
     try {
         bool const isMade = Farm::Run(folder, task, catalog, run);
         bar.Clear();

@@ -70,6 +70,10 @@ private:
     bool isHeld;
 };
 
+fs::path GetTarget(std::string const& folder) {
+    return (fs::absolute(folder) / "").lexically_normal().parent_path();
+}
+
 /// A folder that grows under a hidden name beside the one that it is to have. Unless `Commit` succeeds, the destructor
 /// removes it; what a killed run left is removed by the next one to the same name.
 class PartialFolder {
@@ -78,7 +82,7 @@ public:
     PartialFolder(std::string path, bool overwrite)
         : given(std::move(path)),
           mayReplace(overwrite),
-          target((fs::absolute(given) / "").lexically_normal().parent_path()),
+          target(GetTarget(given)),
           partial(target.parent_path() / Media::MakePartialName(target.filename().string())) {
         CheckTarget();
         Sweep();
@@ -189,7 +193,7 @@ int Gallery(GalleryOptions const& options) {
     if (options.inputs.size() > 2) {
         throw UsageError("--input takes two clips at most: the first and the second");
     }
-    Catalog const catalog = LoadCatalog();
+    Catalog const catalog = LoadCatalog(HangGuard::On, GetTarget(options.folder).string());
     std::vector<CatalogEntry> const entries = Choose(catalog, options.names);
     Conf::FrameInfo const size = ReadSize(options.size);
     std::vector<std::string> inputs = options.inputs;

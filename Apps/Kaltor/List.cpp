@@ -12,6 +12,7 @@
 #include "Apps/Kaltor/Catalog.h"
 #include "Apps/Kaltor/Console.h"
 #include "Apps/Kaltor/Verbs.h"
+#include "Core/Text.h"
 #include "Edit/Json.h"
 
 namespace Kaltor::Cli {
@@ -130,8 +131,8 @@ CatalogEntry const* FindOther(Catalog const& catalog, CatalogEntry const& entry,
 
 std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::string const& asked) {
     std::unique_ptr<Proc::Settings> const settings = MakeSettings(entry, {});
-    std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(entry.name), GetName(entry.kind), InputsOf(entry),
-                                   MakePrintable(settings->GetSummary()));
+    std::string text = fmt::format("{} ({}): takes {}\n{}\n", Bold(MakePrintable(entry.name)), GetName(entry.kind),
+                                   InputsOf(entry), MakePrintable(settings->GetSummary()));
     if (std::vector<std::string_view> const names = GetUsualNames(entry.name); !names.empty()) {
         text += fmt::format("Usual names: {}\n", fmt::join(names, ", "));
     }
@@ -146,7 +147,7 @@ std::string Describe(Catalog const& catalog, CatalogEntry const& entry, std::str
     text += fields.empty() ? "It has nothing to set.\n"
                            : "\nWhat can be set, its type, its default and what it takes:\n" + fields;
 
-    std::string example = fmt::format("kaltor apply {} {} -o OUT.png", entry.name,
+    std::string example = fmt::format("kaltor apply {} {} -o OUT.png", MakePrintable(entry.name),
                                       entry.takesMore    ? "BASE.png OVERLAY.png"
                                       : entry.isTwoInput ? "A.png B.png --progress 0.5"
                                                          : "IN.png");
@@ -170,11 +171,12 @@ struct ListOptions {
 std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
     std::size_t widest = 0;
     for (CatalogEntry const* const entry : entries) {
-        widest = std::max(widest, entry->name.size());
+        widest = std::max(widest, MakePrintable(entry->name).size());
     }
     std::optional<std::size_t> const columns = OutputColumns();
     std::string text;
     for (CatalogEntry const* const entry : entries) {
+        std::string const name = MakePrintable(entry->name);
         std::string line =
             fmt::format("{:10}  {}", GetName(entry->kind), MakePrintable(MakeSettings(*entry, {})->GetSummary()));
         if (std::vector<std::string_view> const names = GetUsualNames(entry->name); !names.empty()) {
@@ -184,9 +186,9 @@ std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
         constexpr std::string_view kEllipsis = "...";
         constexpr std::size_t kLeast = 20;
         if (columns && before + line.size() > *columns && *columns >= before + kLeast) {
-            line = line.substr(0, *columns - before - kEllipsis.size()).append(kEllipsis);
+            line = std::string(Core::BeginningOf(line, *columns - before - kEllipsis.size())).append(kEllipsis);
         }
-        text += fmt::format("{}{:{}}  {}\n", Bold(entry->name), "", widest - entry->name.size(), line);
+        text += fmt::format("{}{:{}}  {}\n", Bold(name), "", widest - name.size(), line);
     }
     return text;
 }
@@ -194,7 +196,7 @@ std::string ListBriefly(std::vector<CatalogEntry const*> const& entries) {
 std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
     std::string text;
     for (CatalogEntry const* const entry : entries) {
-        text += fmt::format("{} ({}): {}\n{}", Bold(entry->name), GetName(entry->kind),
+        text += fmt::format("{} ({}): {}\n{}", Bold(MakePrintable(entry->name)), GetName(entry->kind),
                             MakePrintable(MakeSettings(*entry, {})->GetSummary()), DescribeFields(*entry, "    "));
     }
     return text;
@@ -217,7 +219,7 @@ int List(ListOptions const& options) {
     }
     if (options.hasNamesOnly) {
         for (CatalogEntry const* const entry : found) {
-            WriteOut(entry->name + "\n");
+            WriteOut(MakePrintable(entry->name) + "\n");
         }
         return 0;
     }

@@ -119,8 +119,8 @@ void CheckTexts(Plan const& plan, std::string const& documentName, std::atomic<b
 
 std::string ToText(Plan const& plan, PlanReport const& report) {
     std::string text = fmt::format(
-        "{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : report.output + ": ", plan.target.frame.width,
-        plan.target.frame.height, av_q2d(plan.time.frameRate),
+        "{}{}x{}, {:.5g} fps, {}{}{}\n", report.output.empty() ? "" : MakePrintable(report.output) + ": ",
+        plan.target.frame.width, plan.target.frame.height, av_q2d(plan.time.frameRate),
         plan.isOpenEnded ? std::string("until the pipe ends")
                          : fmt::format("{:.2f} s, {} frames", plan.time.SecondsOf(plan.frames), plan.frames),
         report.codec.empty() ? "" : ", " + report.codec,
@@ -138,7 +138,8 @@ std::string ToText(Plan const& plan, PlanReport const& report) {
         text += fmt::format("{} {}: {}\n", what, MakePrintable(NameOf(feed, title)), Span(plan, first, frames));
         for (PlannedLook const& look : effects) {
             if (look.settings && IsMade(report, look.first, look.frames)) {
-                text += fmt::format("    {}: {}\n", look.settings->GetClassId(), Span(plan, look.first, look.frames));
+                text += fmt::format("    {}: {}\n", MakePrintable(look.settings->GetClassId()),
+                                    Span(plan, look.first, look.frames));
             }
         }
     };
@@ -146,7 +147,7 @@ std::string ToText(Plan const& plan, PlanReport const& report) {
         Edit::PlannedClip const& clip = plan.clips[i];
         list(fmt::format("  clip {}", i + 1), clip.feed, clip.title, clip.first, clip.frames, clip.effects);
         if (clip.fadeOut > 0 && IsMade(report, clip.joint.first, clip.joint.frames)) {
-            text += fmt::format("    {} into the next: {}\n", clip.joint.settings->GetClassId(),
+            text += fmt::format("    {} into the next: {}\n", MakePrintable(clip.joint.settings->GetClassId()),
                                 Span(plan, clip.joint.first, clip.joint.frames));
         }
     }

@@ -46,10 +46,6 @@ struct RenderCommandOptions : DocumentOptions {
     IsolationOptions isolation;
 };
 
-void Refuse(std::string const& path) {
-    throw std::runtime_error(fmt::format("{} exists; --overwrite replaces it", path));
-}
-
 void CheckOutput(RenderCommandOptions const& options) {
     if (options.output.empty()) {
         throw UsageError("--output is required; see kaltor render --help");
@@ -62,10 +58,8 @@ void CheckOutput(RenderCommandOptions const& options) {
         throw UsageError(
             fmt::format("--frame makes a PNG file: give the output \"{}\" a name that ends in .png", options.output));
     }
-    std::error_code error;
-    if (!options.overwrite && std::filesystem::exists(options.output, error) &&
-        !Media::StreamOutput::IsStream(options.output)) {
-        Refuse(options.output);
+    if (!options.overwrite && !Media::StreamOutput::IsStream(options.output)) {
+        RequireFreeName(options.output);
     }
 }
 
@@ -74,9 +68,8 @@ void SaveEdit(RenderCommandOptions const& options, Edit::Document const& documen
         throw UsageError(fmt::format("--save-edit takes the name of a file, not {}; ./{} is a file of that name",
                                      options.saveEdit, options.saveEdit));
     }
-    std::error_code error;
-    if (!options.overwrite && std::filesystem::exists(options.saveEdit, error)) {
-        Refuse(options.saveEdit);
+    if (!options.overwrite) {
+        RequireFreeName(options.saveEdit);
     }
     std::string const folder = std::filesystem::absolute(options.saveEdit).parent_path().string();
     WriteFile(options.saveEdit, Edit::FormatDocument(document, folder));
@@ -254,7 +247,8 @@ int RunRender(RenderCommandOptions const& options) {
     }
     SetVerbose(options.isVerbose);
     // A process that draws has a limit for every frame.
-    Catalog const catalog = LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On);
+    Catalog const catalog =
+        LoadCatalog(options.isolation.Get() ? HangGuard::Off : HangGuard::On, rendersAnything ? options.output : "");
     Edit::Document document = MakeDocument(options, catalog);
     if (!options.saveEdit.empty()) {
         SaveEdit(options, document);

@@ -20,7 +20,9 @@ protected:
             << R"({"version": 1, "output": {"size": "64x36", "fps": 10, "seed": 3, "codec": "ffv1"},
                    "joint": {"transition": "Disintegrate", "duration": 0.4},
                    "clips": [{"file": "a.png", "duration": 1.5, "effects": [{"effect": "CameraShake"}]},
-                             {"file": "b.png", "duration": 1.5}]})";
+                             {"file": "b.png", "duration": 1.5, "effects": [{"effect": "map.glsl", "map": "small.png"}]}]})";
+        std::ofstream(In("map.glsl")) << "uniform sampler2D map;\n"
+                                         "vec4 effect(vec2 uv) { return 0.5 * (getColor(uv) + texture2D(map, uv)); }\n";
         std::ofstream(In("form.json")) << R"({"version": 1, "output": {"size": "64x36", "fps": 10},
                    "clips": [{"file": "{clip}.png", "duration": "{seconds:number}"}, {"title": {"text": "{name}"}}]})";
         std::ofstream(In("people.csv")) << "name,clip,seconds\n\"O'Neil; touch gone\",a,0.5\nBo,b,1\nCy,c,0.2\n";
@@ -50,6 +52,12 @@ TEST_F(FarmCommandTest, AJobThatIsKilledIsGoneOnWith) {
         Succeed(fmt::format("render whole.mkv -o should.png -y --frame {}", time));
         EXPECT_TRUE(ReadAll(In("is.png")) == ReadAll(In("should.png"))) << time;
     }
+    // What effects read has to be what it was, too.
+    fs::remove(In("out.mkv.farm/parts/00001.json"));
+    fs::remove(In("out.mkv.farm/parts/00005.json"));
+    std::ofstream(In("map.glsl"), std::ios::app) << "\n";
+    EXPECT_THAT(Fail("farm run out.mkv.farm --part 5", 1), HasSubstr("map.glsl: has changed since"));
+    Shell(fmt::format("cd / && '{}' farm run '{}' --part 1", KALTOR_COMMAND, In("out.mkv.farm")));
 }
 
 TEST_F(FarmCommandTest, WhatCannotBeGetsOneLine) {
@@ -99,6 +107,16 @@ TEST_F(FarmCommandTest, ABatchMakesAVideoOfEachRow) {
     for (auto const& [name, frames] : {std::pair{"O'Neil; touch gone", 35}, {"Bo", 40}, {"Cy", 32}}) {
         EXPECT_EQ(json::parse(Succeed(fmt::format("render \"v-{}.mkv\" --dry-run --json", name))).at("frames"), frames);
     }
+    // What effects read belongs to the edit's folder, whatever folder the command is run in.
+    fs::create_directory(In("edit"));
+    fs::copy(In("map.glsl"), In("edit/map.glsl"));
+    std::ofstream(In("edit/rows.csv")) << "name,map\nin,map.png\nout,../small.png\n";
+    fs::copy(In("small.png"), In("edit/map.png"));
+    std::ofstream(In("edit/form.json")) << R"({"version": 1, "output": {"size": "64x36", "fps": 10}, "clips": [
+        {"color": "#808080", "duration": 0.2, "effects": [{"effect": "map.glsl", "map": "{map}"}]}]})";
+    std::string const rows = "farm submit edit/form.json --each edit/rows.csv -o 'w-{name}.mkv' --engine local";
+    EXPECT_THAT(Fail(rows, 2), HasSubstr("row 2: clips/0/effects/0/map: ../small.png lies outside"));
+    Succeed(rows + " --trust");
     json const plan = json::parse(Succeed("farm submit x.json -o y.mkv --part-seconds 0.5 --dry-run --json"));
     EXPECT_EQ(plan.at("parts").size(), 5U);
     EXPECT_GT(plan.at("forecast").at(0).at("seconds"), plan.at("forecast").at(1).at("seconds"));

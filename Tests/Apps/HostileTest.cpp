@@ -21,9 +21,13 @@ TEST_F(HostileTest, ShaderFilesSpeakOfThemselvesWithoutControlCharacters) {
     Write("shaders/hostile.glsl",
           "// Clears \x1b[2J the screen \xff.\nuniform float x; // = 1.0; 0..2; rings \x07 \xfe\n"
           "uniform float x; // = 7.0\nvec4 effect(vec2 uv) { return x * getColor(uv); }\n");
+    Write("shaders/hostile \x1b[2J.glsl", "vec4 effect(vec2 uv) { return getColor(uv); }\n");
     std::string const path = "KALTOR_SHADER_PATH=shaders";
-    for (char const* const line : {"describe hostile", "list hostile", "list hostile --long", "list --json",
-                                   "describe hostile --json", "--complete kaltor apply hostile a.png --set ''"}) {
+    for (char const* const line :
+         {"describe hostile", "describe shaders/hostile?*.glsl", "list hostile", "list hostile --long", "list --names",
+          "list --json", "describe hostile --json", "--complete kaltor apply hos",
+          "--complete kaltor apply hostile a.png --set ''",
+          "render a.png@-0.2 -o x.mkv --dry-run --effect \"$(echo shaders/hostile?*.glsl)\""}) {
         Outcome const outcome = Run(line, path);
         EXPECT_EQ(outcome.status, 0) << line;
         EXPECT_THAT(outcome.out + outcome.err, AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")),

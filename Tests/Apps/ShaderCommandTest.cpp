@@ -100,6 +100,11 @@ TEST_F(ShaderCommandTest, LoopsWithoutAnEndAreStopped) {
     Succeed("apply Resizer a.png -o large.png --set width=512 --set height=288");
     EXPECT_THAT(Fail("apply endless.glsl large.png -o out.png", 1, "KALTOR_SHADER_SECONDS=0.2"),
                 AllOf(HasSubstr("endless.glsl"), HasSubstr("0.2 seconds")));
+    for (char const* const output : {"out.mkv", "out%02d.png"}) {
+        EXPECT_THAT(Fail(fmt::format("render large.png@-1 -o {} --effect endless.glsl", output), 1,
+                         "KALTOR_SHADER_SECONDS=0.2"),
+                    HasSubstr("0.2 seconds"));
+    }
     EXPECT_THAT(Fail("apply endless.glsl a.png -o out.png", 2, "KALTOR_SHADER_SECONDS=soon"), HasSubstr("soon"));
 }
 

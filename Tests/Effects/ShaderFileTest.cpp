@@ -188,6 +188,12 @@ TEST_F(ShaderFileDrawing, CompilersErrorsHaveTheFilesLine) {
     Picture const black = Picture::Flat(2, 2, {0, 0, 0, 1});
     std::string const text = "// one\r\n\r\nuniform float x; // = 1.0\nvec4 effect(vec2 uv) {\n  return nothing;\n}\n";
     EXPECT_THAT(Catch<std::runtime_error>([&] { Draw(text, {black}); }).what, testing::StartsWith("my.glsl:5: "));
+    std::string const whole = "vec4 effect(vec2 uv) { return getColor(uv); }\n";
+    EXPECT_THAT(Catch<std::runtime_error>([&] { Draw("\n\n#error so\n" + whole, {black}); }).what,
+                testing::StartsWith("my.glsl:3: "));
+    EXPECT_THAT(
+        Catch<std::runtime_error>([&] { Draw("\n\n\n#extension GL_KALTOR_none : require\n" + whole, {black}); }).what,
+        testing::StartsWith("my.glsl:4: "));
 }
 
 TEST(TimeLimits, EndQuietlyOrReport) {

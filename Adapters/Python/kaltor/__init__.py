@@ -154,7 +154,9 @@ def render(edit, output=None, *, options=(), program=None):
                 json.dump(dict(edit), file, default=_plain)
             command[2] = made
         else:
-            command[2] = os.fspath(edit)
+            # A name that begins with "-" is no option of the program.
+            name = os.fsdecode(edit)
+            command[2] = os.path.join(os.curdir, name) if name.startswith("-") else name
         message, status = _run(command)
     finally:
         if made is not None:

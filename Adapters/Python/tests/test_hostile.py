@@ -162,6 +162,12 @@ def test_edits_may_hold_numpy_and_programs_may_say_anything(tmp_path, monkeypatc
     with pytest.raises(RuntimeError, match="no \ufffd file"):
         kaltor.render(edit, "out.mkv", program=os.path.abspath("said"))
     assert Path("seen.json").read_text() == '{"version": 1, "clips": [{"file": "a.mp4", "duration": 0.5, "speed": 2}]}'
+    Path("-version").write_text("a document")
+    for name in ("-version", b"-version", Path("-version")):
+        with pytest.raises(RuntimeError):
+            kaltor.render(name, "out.mkv", program=os.path.abspath("said"))
+        assert Path("seen.json").read_text() == "a document"
+        Path("seen.json").unlink()
     with pytest.raises(ValueError, match="list of words"):
         kaltor.render(edit, options="--overwrite", program=os.path.abspath("said"))
     assert np.array_equal(kaltor.Effect("Invert")(np.zeros((2, 2, 3), np.uint8)), np.full((2, 2, 3), 255))

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <regex>
@@ -11,6 +12,7 @@
 #include <fmt/format.h>
 
 #include "Core/Interfaces/Exception.h"
+#include "Core/ParseNumber.h"
 #include "Core/PlainFile.h"
 #include "Proc/Effects/ShaderFiles/PassReader.h"
 #include "Proc/Effects/ShaderFiles/ShaderScanner.h"
@@ -132,7 +134,7 @@ std::string Blank(std::string_view text, std::vector<ShaderToken> const& tokens)
 }
 
 /// Takes the "#extension" lines out of the text: they have to stand before everything else. Those under a condition
-/// stay. Derivatives are no extension in GLSL 1.20.
+/// stay. Derivatives are no extension in GLSL 1.20. Each keeps the number of its line.
 std::string TakeExtensions(std::string& text, std::vector<ShaderToken> const& tokens) {
     std::string extensions;
     int conditions = 0;
@@ -144,7 +146,7 @@ std::string TakeExtensions(std::string& text, std::vector<ShaderToken> const& to
         bool const isNeedless = token.text.find("GL_OES_standard_derivatives") != std::string_view::npos;
         if (isNeedless || conditions == 0) {
             BlankPart(text, token.begin, token.text.size());
-            extensions.append(isNeedless ? "" : std::string(token.text) + "\n");
+            extensions += isNeedless ? "" : fmt::format("#line {}\n{}\n", token.line - 1, token.text);
         }
     }
     return extensions;
@@ -274,7 +276,13 @@ std::string DescribeShaderLog(std::string const& name, std::string_view log) {
         std::smatch match;
         bool const isWarning = line.find("warning") != std::string::npos;
         if (!isWarning && std::regex_match(line, match, form)) {
-            return fmt::format("{}:{}: {}", name, match[1].matched ? match[1].str() : match[2].str(), match[3].str());
+            std::string number = match[1].matched ? match[1].str() : match[2].str();
+            // To Mesa's preprocessor "#line 0" is the next line's own number, not that of the line before it.
+            bool const isBefore = match[3].str().starts_with("preprocessor error");
+            if (std::optional<int> const before = isBefore ? Core::ParseNumber<int>(number) : std::nullopt) {
+                number = std::to_string(std::int64_t{*before} + 1);
+            }
+            return fmt::format("{}:{}: {}", name, number, match[3].str());
         }
         if (!first && !isWarning && !line.empty()) {
             first = line;
