@@ -14,6 +14,7 @@
 #include "Apps/Kaltor/Verbs.h"
 #include "Core/Text.h"
 #include "Edit/Json.h"
+#include "Proc/Effects/ShaderFiles/ShaderFile.h"
 
 namespace Kaltor::Cli {
 namespace {
@@ -202,9 +203,21 @@ std::string ListWithFields(std::vector<CatalogEntry const*> const& entries) {
     return text;
 }
 
+/// What has all the words; or shader files, where all of them name such.
+std::vector<CatalogEntry const*> FindListed(Catalog const& catalog, std::vector<std::string> const& words) {
+    if (words.empty() || !std::all_of(words.begin(), words.end(), &Proc::IsShaderFile)) {
+        return catalog.Search(words);
+    }
+    std::vector<CatalogEntry const*> files;
+    for (std::string const& word : words) {
+        files.push_back(&catalog.Find(word));
+    }
+    return files;
+}
+
 int List(ListOptions const& options) {
     Catalog const catalog = LoadCatalog();
-    std::vector<CatalogEntry const*> const found = catalog.Search(options.words);
+    std::vector<CatalogEntry const*> const found = FindListed(catalog, options.words);
     if (options.isJson) {
         ordered_json all = ordered_json::array();
         for (CatalogEntry const* const entry : found) {
@@ -232,7 +245,8 @@ int List(ListOptions const& options) {
 void AddList(CommandLine& commandLine) {
     Verb verb = commandLine.AddVerb("list", "Show every effect, transition and service");
     auto const options = std::make_shared<ListOptions>();
-    verb.AddTexts("WORD", options->words, "only what has all of these in its name, kind or summary");
+    verb.AddTexts("WORD", options->words,
+                  "only what has all of these in its name, kind or summary; or shader files by their paths");
     Option const names = verb.AddFlag("--names", options->hasNamesOnly, "only the names, each on its own line");
     Option json = verb.AddFlag("--json", options->isJson, "for machines");
     verb.AddFlag("--long", options->isLong, "with what can be set").Exclude(names).Exclude(json);

@@ -16,13 +16,13 @@ using testing::Not;
 class BenchGateTest : public CommandTest {};
 
 TEST_F(BenchGateTest, FailsWithTheNamesOfTheRowsThatCostMore) {
-    std::string const bench = "bench crossfade invert --size 320x180 --seconds 0.02 ";
+    std::string const bench = "bench crossfade OilPaint --size 320x180 --seconds 0.02 ";
     nlohmann::json report = nlohmann::json::parse(Run(bench + "--json -").out);
-    auto const store = [&report, this](double crossfade, double invert, double invertProcessor) {
+    auto const store = [&report, this](double crossfade, double dear, double dearProcessor) {
         for (nlohmann::json& row : report["rows"]) {
-            bool const isInvert = row["name"] == "EffectInvert";
-            row["processing"]["copies"] = isInvert ? invert : crossfade;
-            row["processing"]["processorCopies"] = isInvert ? invertProcessor : crossfade;
+            bool const isDear = row["name"] == "EffectOilPaint";
+            row["processing"]["copies"] = isDear ? dear : crossfade;
+            row["processing"]["processorCopies"] = isDear ? dearProcessor : crossfade;
             row["endToEnd"]["copies"] = 1e6;
         }
         std::ofstream(In("ratios.json")) << report;
@@ -32,7 +32,7 @@ TEST_F(BenchGateTest, FailsWithTheNamesOfTheRowsThatCostMore) {
     store(1e6, 0.001, 0.001);
     Outcome const failed = Run(bench + "--compare ratios.json --limit 25");
     EXPECT_EQ(failed.status, 1);
-    EXPECT_THAT(failed.err, AllOf(HasSubstr("EffectInvert 320x180 processing: "), Not(HasSubstr("Crossfade"))));
+    EXPECT_THAT(failed.err, AllOf(HasSubstr("EffectOilPaint 320x180 processing: "), Not(HasSubstr("Crossfade"))));
     EXPECT_EQ(std::count(failed.err.begin(), failed.err.end(), '\n'), 1) << failed.err;
     EXPECT_EQ(Run(bench + "--compare ratios.json").status, 0) << "without a limit it only reports";
     store(1e6, 0.001, 1e6);

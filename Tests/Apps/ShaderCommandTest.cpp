@@ -59,6 +59,8 @@ TEST_F(ShaderCommandTest, NamesAreFoundInTheirOrder) {
     EXPECT_THAT(Run("doctor", path).out, HasSubstr("broken.glsl: the function is missing"));
     EXPECT_THAT(Run("list --names", path).out,
                 AllOf(HasSubstr("\nred\n"), HasSubstr("\ncube.glsl\n"), Not(HasSubstr("broken"))));
+    EXPECT_THAT(Run("list red.glsl folder/cube.glsl", path).out,
+                AllOf(testing::StartsWith("red.glsl "), HasSubstr("\nfolder/cube.glsl "), Not(HasSubstr("blur"))));
 
     EXPECT_THAT(Fail("apply missing.glsl a.png -o out.png", 2), HasSubstr("it is no file here"));
     EXPECT_THAT(Fail("apply ./missing.glsl a.png -o out.png", 2), HasSubstr("./missing.glsl: cannot be read"));
