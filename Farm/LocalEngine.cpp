@@ -73,11 +73,7 @@ public:
     Engine& operator=(Engine const&) = delete;
 
     void Run() {
-        while (!waiting.empty() || IsAnyRunning()) {
-            if (options.cancel != nullptr && options.cancel->load(std::memory_order_relaxed)) {
-                StopAll();
-                Core::Throw(Media::Cancelled());
-            }
+        while (!IsCancelled() && (!waiting.empty() || IsAnyRunning())) {
             for (std::size_t i = 0; i < slots.size(); ++i) {
                 Poll(slots[i]);
                 if (slots[i].process == 0 && !waiting.empty()) {
@@ -86,6 +82,10 @@ public:
             }
             Report();
             std::this_thread::sleep_for(kPause);
+        }
+        if (IsCancelled()) {
+            StopAll();
+            Core::Throw(Media::Cancelled());
         }
     }
 
@@ -98,6 +98,8 @@ private:
         ::pid_t process = 0;
         Entry entry;
     };
+
+    bool IsCancelled() const { return options.cancel != nullptr && options.cancel->load(std::memory_order_relaxed); }
 
     bool IsAnyRunning() const {
         return std::any_of(slots.begin(), slots.end(), [](Slot const& slot) { return slot.process != 0; });
@@ -144,6 +146,8 @@ private:
         slot.process = 0;
         if (std::optional<PartResult> const result = folder.FindResult(slot.entry.task)) {
             framesDone += result->frames;
+        } else if (IsCancelled()) {
+            // A terminal's Ctrl-C reaches the tasks, too: that is no failure of theirs.
         } else if (WIFSIGNALED(status)) {
             if (slot.entry.attempts < kMostAttempts) {
                 waiting.push_back(slot.entry);
