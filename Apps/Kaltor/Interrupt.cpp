@@ -29,7 +29,7 @@ std::int64_t GetTime() {
 /// again after a while means it. Every line to a pipe that nobody reads is one more signal, but the same request, and
 /// so is every second beyond a limit of processor time.
 extern "C" void OnSignal(int signal) {
-    constexpr std::int64_t kOneRequest = 500;  // milliseconds
+    constexpr std::int64_t kOneRequest = 1000;  // milliseconds: a thread may hear of its signal late
     if (!isCancelled) {
         cancelSignal = signal;
         cancelTime = GetTime();
