@@ -121,10 +121,10 @@ vec3 pictureAt(vec2 p) {
     vec3 c = beachThings(p, sand, land);
     if (line < 0.02) {
         vec3 water = waterAt(p, max(-land, 0.0));
-        c = mix(c, mix(c * vec3(0.80, 0.97, 0.95), water, smoothstep(0.0, 0.09, -line)), smoothstep(0.004, -0.004, line));
+        c = mix(c, mix(c * vec3(0.80, 0.97, 0.95), water, smoothstep(0.0, 0.09, -line)), 1.0 - smoothstep(-0.004, 0.004, line));
     }
     // Foam at the line, and on breakers that come in behind it.
-    float edge = foamAt(p, smoothstep(0.0, 0.055, -line)) * smoothstep(0.006, -0.002, line) * (1.0 - smoothstep(0.03, 0.07, -line));
+    float edge = foamAt(p, smoothstep(0.0, 0.055, -line)) * (1.0 - smoothstep(-0.002, 0.006, line)) * (1.0 - smoothstep(0.03, 0.07, -line));
     edge = max(edge, 1.0 - smoothstep(0.002, 0.008, abs(line + 0.004)));
     float behind = -land - 0.10 - 0.03 * (fractal(p * 5.0 + 60.0, 5.0) - 0.5);
     const float kApart = 0.17;

@@ -73,7 +73,7 @@ vec3 landAt(vec2 p, vec2 sun, float pan) {
         if (inside <= 0.0) {
             continue;
         }
-        float haze = smoothstep(0.10, -0.02, p.y - kShore) * (1.0 - 0.55 * n);
+        float haze = (1.0 - smoothstep(-0.02, 0.10, p.y - kShore)) * (1.0 - 0.55 * n);
         vec3 rock = mix(vec3(0.50, 0.36, 0.50), vec3(0.075, 0.085, 0.135), pow(n, 0.7));
         float slope = fractal(vec2(x * 9.0, p.y * 14.0) + 5.0 * float(i), 14.0);
         float facing = smoothstep(0.35, 0.75, slope) * (1.0 - n);
