@@ -52,11 +52,16 @@ std::string_view ShortStem(std::string_view stem) {
     return Core::BeginningOf(stem, kLongest);
 }
 
+/// What names of this process begin with.
+std::string BeginPartialName(std::string const& stem) {
+    return fmt::format(".{}.{}-", ShortStem(stem), ::getpid());
+}
+
 }  // namespace
 
 std::string MakePartialName(std::string const& stem) {
     static std::atomic<unsigned> counter{0};
-    return fmt::format(".{}.{}-{}{}", ShortStem(stem), ::getpid(), counter++, kPartialEnding);
+    return fmt::format("{}{}{}", BeginPartialName(stem), counter++, kPartialEnding);
 }
 
 bool IsPartialName(std::string_view file, std::string_view whole) {
@@ -72,7 +77,7 @@ bool IsPartialName(std::string_view file, std::string_view whole) {
 
 void RemoveBegun(std::string const& path) {
     fs::path const target = ResolveLink(path);
-    std::string const ours = fmt::format(".{}.{}-", ShortStem(target.filename().string()), ::getpid());
+    std::string const ours = BeginPartialName(target.filename().string());
     std::error_code error;
     fs::path const folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {

@@ -6,6 +6,7 @@
 
 #include "Media/Picture.h"
 #include "Tests/Support/Picture.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 namespace Kaltor::Tests {
 
@@ -83,8 +84,6 @@ inline void WriteTone(fs::path const& path) {
 class CommandTest : public testing::Test {
 protected:
     CommandTest() {
-        std::string pattern = (fs::path(testing::TempDir()) / ("kaltor-" + std::string(6, 'X'))).string();
-        folder = mkdtemp(pattern.data());
         fs::create_directory(folder / "work");
         fs::create_directory(folder / "log");
         for (auto const& [name, picture] :
@@ -92,7 +91,6 @@ protected:
             Media::WritePng(In(name), *picture->ToFrame(), true);
         }
     }
-    ~CommandTest() override { fs::remove_all(folder); }
 
     /// Runs it in the folder of the pictures; `line` and `environment` are a shell's words.
     Outcome Run(std::string const& line, std::string const& environment = "") const {
@@ -149,7 +147,8 @@ protected:
     Picture second = Picture::Noise(24, 14);
     Picture translucent = Picture::Noise(24, 14, true);
     Picture small = Picture::Noise(8, 8);
-    fs::path folder;
+    TemporaryFolder temporary;
+    fs::path const& folder = temporary.Get();
 };
 
 }  // namespace Kaltor::Tests

@@ -1,14 +1,13 @@
 // Files that others may put anything in the place of.
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "Core/PlainFile.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 namespace Kaltor::Core {
 namespace {
@@ -17,8 +16,8 @@ namespace fs = std::filesystem;
 using Kind = FileFault::Kind;
 
 TEST(PlainFile, ReadsWhatIsOneAndSaysWhyNot) {
-    std::string pattern = (fs::path(testing::TempDir()) / "kaltor-plain-XXXXXX").string();
-    fs::path const folder = mkdtemp(pattern.data());
+    Kaltor::Tests::TemporaryFolder const temporary;
+    fs::path const& folder = temporary.Get();
     std::string const content(200'000, 'x');
     std::ofstream(folder / "file") << content;
     std::ofstream(folder / "empty");
@@ -43,7 +42,6 @@ TEST(PlainFile, ReadsWhatIsOneAndSaysWhyNot) {
     EXPECT_EQ(faultOf(folder / "none", 9), Kind::Missing);
     EXPECT_EQ(faultOf(folder / "file" / "none", 9), Kind::Missing);
     EXPECT_EQ(faultOf(folder / std::string(300, 'n'), 9), Kind::System);
-    fs::remove_all(folder);
 }
 
 }  // namespace

@@ -5,13 +5,14 @@
 #include "Core/Interfaces/Exception.h"
 #include "Core/Text.h"
 #include "Tests/Support/Common.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 namespace Kaltor::Tests {
 namespace {
 
 TEST(Text, SmallLettersAreTheSameInATurkishHost) {
-    std::string pattern = (std::filesystem::path(testing::TempDir()) / ("kaltor-" + std::string(6, 'X'))).string();
-    std::filesystem::path const folder = mkdtemp(pattern.data());
+    TemporaryFolder const temporary;
+    std::filesystem::path const& folder = temporary.Get();
     std::string const make =
         "localedef -i tr_TR -f ISO-8859-9 '" + (folder / "tr_TR.ISO-8859-9").string() + "' > /dev/null 2>&1";
     [[maybe_unused]] int const status = std::system(make.c_str());
@@ -21,7 +22,6 @@ TEST(Text, SmallLettersAreTheSameInATurkishHost) {
     std::string const lower = Core::ToLower("EffectINVERT \xc3\x84 Z[@");
     std::setlocale(LC_ALL, "C");
     unsetenv("LOCPATH");
-    std::filesystem::remove_all(folder);
     if (!isTurkish) {
         GTEST_SKIP() << "there are no sources of locales";
     }

@@ -5,6 +5,7 @@
 #include "Edit/Titles/TitlePainter.h"
 #include "Media/MediaError.h"
 #include "Tests/Support/Picture.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 namespace Kaltor::Edit::Tests {
 namespace {
@@ -517,12 +518,6 @@ TEST(TitlePainterTest, SaysWhatIsMissingAndWhatIsWrong) {
 /// Files of subtitles in a folder of their own.
 class SubtitlePainterTest : public testing::Test {
 protected:
-    SubtitlePainterTest() {
-        std::string name = (fs::temp_directory_path() / ("kaltor-titles-" + std::string(6, 'X'))).string();
-        folder = mkdtemp(name.data());
-    }
-    ~SubtitlePainterTest() override { fs::remove_all(folder); }
-
     std::string Write(std::string const& name, std::string const& content) const {
         WriteText(folder / name, content);
         return (folder / name).string();
@@ -543,7 +538,8 @@ protected:
             font, more, text);
     }
 
-    fs::path folder;
+    Kaltor::Tests::TemporaryFolder temporary;
+    fs::path const& folder = temporary.Get();
     std::vector<std::string> warnings;
 };
 

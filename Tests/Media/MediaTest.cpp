@@ -1,26 +1,9 @@
 #include "MediaTest.h"
 
-#include <cerrno>
-#include <system_error>
-
 #include "Media/AudioReader.h"
 #include "Media/Demuxer.h"
 
 namespace Kaltor::Media::Tests {
-
-MediaTest::MediaTest() {
-    char const* const test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::string pattern = (fs::temp_directory_path() / fmt::format("kaltor-{}-{}", test, std::string(6, 'X'))).string();
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), pattern);
-    }
-    folder = pattern;
-}
-
-MediaTest::~MediaTest() {
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-}
 
 std::vector<std::string> MediaTest::ListFolder() const {
     std::vector<std::string> names;

@@ -2,6 +2,7 @@
 
 #include "Media/MediaWriter.h"
 #include "Tests/Support/FrameSamples.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -38,9 +39,6 @@ struct ClipSpec {
 /// A folder of its own for each test, removed with it.
 class MediaTest : public testing::Test {
 protected:
-    MediaTest();
-    ~MediaTest() override;
-
     std::string At(std::string const& name) const { return (folder / name).string(); }
     /// Names in the folder, hidden ones too.
     std::vector<std::string> ListFolder() const;
@@ -53,7 +51,8 @@ protected:
                       std::function<bool(AVPacket&, AVStream const&)> const& edit,
                       std::int32_t const* matrix = nullptr) const;
 
-    std::filesystem::path folder;
+    Kaltor::Tests::TemporaryFolder temporary;
+    std::filesystem::path const& folder = temporary.Get();
 };
 
 /// Ends the process with the running test's name if the watchdog still exists after some minutes, so that a test that
